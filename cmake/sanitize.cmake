@@ -1,0 +1,6 @@
+# float-cast-overflow is not part of g++'s `undefined`, and the effect converts floats to integers everywhere.
+if(ORVANDEL_SANITIZE)
+  set(sanitizers -fsanitize=address,undefined,float-cast-overflow -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_compile_options(${sanitizers})
+  add_link_options(${sanitizers})
+endif()

@@ -1,0 +1,67 @@
+// The record of one call: the host's records, views of its images, the parameter slots and the services in use.
+//
+// It lives on FilterMain's stack. Nothing in it owns memory of the private heap, so the heap may be emptied before the
+// context ends (after global set-down). Teardown order: slots (they may still need a service), then services.
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+#include "effect/host/global_data.h"
+#include "effect/host/host_services.h"
+#include "effect/host/image_buffer.h"
+#include "orvandel/effect.h"
+
+namespace orvandel {
+
+struct EffectContext;
+
+// One parameter value at one host time. Destroying a slot checks in whatever it still holds.
+struct ParamSlot {
+  OrvParamDef definition{};
+  EffectContext* owner = nullptr;
+  std::int32_t hostIndex = -1;  // -1 in an empty slot
+  std::int32_t sampleTime = 0;  // host time that the value belongs to
+  bool filled = false;
+  bool held = false;          // a layer that must still be checked in
+  OrvPathRef pathHandle = 0;  // a mask path that must still be checked in, 0 = none
+
+  ParamSlot() = default;
+  ParamSlot(const ParamSlot&) = delete;
+  ParamSlot& operator=(const ParamSlot&) = delete;
+  ~ParamSlot() { Release(); }
+
+  // Checks the layer and the path in; the slot may be used again.
+  void Release() noexcept;
+};
+
+inline constexpr std::int32_t kSlotCount = 127;
+
+struct EffectContext {
+  OrvInRecord* inRecord = nullptr;
+  OrvOutRecord* outRecord = nullptr;
+  OrvParamDef** params = nullptr;  // null: values come from check-outs
+  OrvImage* output = nullptr;      // null when not passed
+  ImageBuffer input;               // the effect's own layer; empty when `params` is null
+  ImageBuffer outputView;          // view of `output`; empty when null
+  std::int32_t aborted = 0;        // the host's first non-zero answer; then no further question is asked
+  GlobalData* globals = nullptr;
+  std::array<ParamSlot, kSlotCount> slots;  // by host parameter index
+  HostServices services;
+
+  EffectContext() = default;
+  EffectContext(const EffectContext&) = delete;
+  EffectContext& operator=(const EffectContext&) = delete;
+
+  // The slot of a logical parameter id; AbortException(512) when none is registered for it.
+  ParamSlot& SlotOf(std::int32_t paramId);
+  // The host index of a logical parameter id; AbortException(512) when none is registered for it.
+  std::int32_t HostIndexOf(std::int32_t paramId) const;
+
+  // Asks the host whether to stop, unless it has said so before. Returns `aborted`.
+  std::int32_t CheckAbort();
+  // Reports progress, unless the host has stopped the work before. Returns `aborted`.
+  std::int32_t ReportProgress(std::int32_t done, std::int32_t total);
+};
+
+}  // namespace orvandel

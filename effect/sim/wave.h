@@ -1,0 +1,73 @@
+// One emitted wave, and the list of a sequence's live waves with its current settings.
+#pragma once
+
+#include <cstdint>
+
+#include "effect/heap/heap_containers.h"
+#include "effect/params/wave_settings.h"
+
+namespace orvandel {
+
+// An ordered sequence of points, x to the right, y downward, closed implicitly (the last point joins the first). Curves
+// are flattened when an outline is made. Rebuilding clears the points and keeps the storage. Empty: draws nothing.
+using Outline = HeapVector<Point2f>;
+
+enum WaveType : std::uint32_t { kPolygonWave = 1, kContourWave = 2, kMaskWave = 3 };
+
+struct Wave {
+  Outline shape;  // unit frame: centred, farthest point at distance 1
+  bool shapeValid = false;
+  Outline placed;  // pixels relative to `origin`
+  bool placedValid = false;
+  float size = 0;         // full-size layer pixels: scale of the unit shape
+  float age = 0;          // seconds since birth
+  Point2f origin;         // fractions of the layer's width and height
+  Point2f velocity;       // full-size layer pixels per second
+  Point2f offset;         // full-size layer pixels travelled from `origin`
+  float orientation = 0;  // degrees
+  float spin = 0;         // degrees per second
+  float rotation = 0;     // degrees accumulated from `spin`
+  float startWidth = 0, endWidth = 0;
+  float expansion = 0;                          // pixels per tick
+  float lifespan = 0, fadeIn = 0, fadeOut = 0;  // seconds
+  std::uint32_t color = 0;
+  float opacity = 0;
+  std::uint32_t profile = 0;
+  std::uint32_t waveType = 0;
+  std::uint32_t sides = 0;  // used as signed
+  float curveSize = 0, curvyness = 0;
+  bool star = false;
+  float starDepth = 0;
+  std::uint32_t sourceStamp[2] = {0, 0};  // fingerprint of the picture that `shape` was traced from
+  std::uint32_t valueChannel = 0;
+  bool invertInput = false;
+  float valueThreshold = 0, preBlur = 0, tolerance = 0;
+  Point2f sourceCenter;
+  std::uint32_t contour = 0;    // used as signed
+  std::int32_t sampleTime = 0;  // host time at which the source picture and the mask path are fetched
+  bool eachFrame = false;       // takes the list's settings at every step instead of keeping those of its birth
+};
+
+struct WaveList {
+  using Waves = HeapList<Wave>;
+  using Position = Waves::iterator;
+
+  Waves waves;  // oldest first; waves.size() is the count of live waves
+  WaveSettings settings;
+
+  // A new list: no waves, emission about to begin, settings from the parameter slots.
+  WaveList() = default;
+  WaveList(const ParamSlot* simParams, const EffectContext& context);
+
+  // Appends a wave with every field zero. AllocFailed leaves the list as it was.
+  Wave& Append() { return waves.emplace_back(); }
+  // Frees the wave and returns the position of the one that followed it.
+  Position Remove(Position position) { return waves.erase(position); }
+};
+
+// Hands the list's settings to the wave and clears the validity flags of what they change.
+void ApplySettings(const WaveList& list, Wave& wave);
+// Moves, grows, turns and ages the wave by `dt` seconds.
+void AdvanceWave(Wave& wave, float dt);
+
+}  // namespace orvandel

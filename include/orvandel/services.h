@@ -1,0 +1,74 @@
+/*
+ * Named services: function tables that the host offers beside its in-record, found by name and version.
+ *
+ * The effect acquires a service at its first use in a call and releases it before the call returns, also on failure.
+ * Entries marked `reserved` are never called and may be null. Every function returns 0 or a non-zero host code, which
+ * the effect passes back as the command's result unless stated otherwise.
+ */
+#ifndef ORVANDEL_SERVICES_H
+#define ORVANDEL_SERVICES_H
+
+#include "orvandel/params.h"
+
+ORV_EXTERN_C_BEGIN
+
+/* Opaque token the host hands in with every command and gets back with every callback. */
+typedef void* OrvEffectRef;
+
+typedef void (*OrvReservedEntry)(void);
+
+typedef struct OrvServiceTable {
+  /* Puts the service's function table into *service. Non-zero, or a null table: the command ends with code 512. */
+  int32_t (*acquire)(const char* name, int32_t version, const void** service);
+  int32_t (*release)(const char* name, int32_t version);
+} OrvServiceTable;
+
+#define ORV_PARAM_UTILS_SERVICE "PF Param Utils Suite"
+#define ORV_PARAM_UTILS_VERSION 3
+
+typedef struct OrvParamUtilsService {
+  /* Takes over the UI flags and host flags of *definition for the parameter; the result is not looked at. */
+  int32_t (*updateParamUi)(OrvEffectRef effectRef, int32_t hostIndex, const OrvParamDef* definition);
+} OrvParamUtilsService;
+
+/* A mask path lent by the host for one time; 0: no such mask. */
+typedef uint64_t OrvPathRef;
+/* A prepared length query of one segment. */
+typedef uint64_t OrvLengthQuery;
+
+#define ORV_PATH_QUERY_SERVICE "PF Path Query Suite"
+#define ORV_PATH_QUERY_VERSION 1
+
+typedef struct OrvPathQueryService {
+  OrvReservedEntry reserved1;
+  OrvReservedEntry reserved2;
+  /* *path becomes 0 when the layer has no mask `pathId`. A non-zero path is lent until checkInPath. */
+  int32_t (*checkOutPath)(OrvEffectRef effectRef, int32_t pathId, int32_t time, int32_t timeStep, int32_t timeScale,
+                          OrvPathRef* path);
+  int32_t (*checkInPath)(OrvEffectRef effectRef, int32_t pathId, int32_t changed, OrvPathRef path);
+} OrvPathQueryService;
+
+#define ORV_PATH_DATA_SERVICE "PF Path Data Suite"
+#define ORV_PATH_DATA_VERSION 1
+
+typedef struct OrvPathDataService {
+  /* *open becomes non-zero when the path is not closed. */
+  int32_t (*isOpen)(OrvEffectRef effectRef, OrvPathRef path, int32_t* open);
+  int32_t (*segmentCount)(OrvEffectRef effectRef, OrvPathRef path, int32_t* count);
+  OrvReservedEntry reserved3;
+  /* The query answers by arc length over `resolution` equal parameter steps; lent until releaseLengthQuery. */
+  int32_t (*prepareLengthQuery)(OrvEffectRef effectRef, OrvPathRef path, int32_t segment, int32_t resolution,
+                                OrvLengthQuery* query);
+  /* Layer pixels. */
+  int32_t (*segmentLength)(OrvEffectRef effectRef, OrvPathRef path, int32_t segment, OrvLengthQuery query,
+                           double* length);
+  /* The point `distance` layer pixels along the segment, in layer pixels. */
+  int32_t (*pointAtLength)(OrvEffectRef effectRef, OrvPathRef path, OrvLengthQuery query, int32_t segment,
+                           double distance, double* x, double* y);
+  OrvReservedEntry reserved7;
+  int32_t (*releaseLengthQuery)(OrvEffectRef effectRef, OrvPathRef path, int32_t segment, OrvLengthQuery query);
+} OrvPathDataService;
+
+ORV_EXTERN_C_END
+
+#endif

@@ -1,0 +1,37 @@
+// Frames and 1/30 s ticks as whole host units, in exact rational arithmetic.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+namespace orvandel::stage {
+
+struct Rational {
+  std::int64_t num = 0;
+  std::int64_t den = 1;
+  bool operator==(const Rational&) const = default;
+};
+
+Rational Reduced(Rational value);
+
+// timeScale = lcm(numerator of the reduced frame rate, 30) times the smallest power of ten that makes it at least
+// 30000, so that frames and ticks both fall on whole units.
+struct Timebase {
+  Rational frameRate;           // reduced, frames per second
+  std::int32_t timeScale = 0;   // host units per second
+  std::int32_t timeStep = 0;    // host units per frame
+  std::int32_t duration = 0;    // host units, truncated
+  std::int32_t frameCount = 0;  // frames are numbered from 0
+
+  std::int32_t TimeOfFrame(std::int32_t frame) const { return frame * timeStep; }
+};
+
+// `seconds` and `frameRate` are exact. Throws InputError (without a file or pointer, which the reader adds) when the
+// rate is not positive, the time scale exceeds 10^6, or (duration + 1 s) does not fit 2^30 units; the text names the
+// nearest usable rate.
+Timebase MakeTimebase(Rational frameRate, Rational seconds);
+
+// "24", "23.976" (exactly 2997/125), "30000/1001". Throws InputError.
+Rational ParseRational(std::string_view text);
+
+}  // namespace orvandel::stage
