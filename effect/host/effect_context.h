@@ -35,6 +35,10 @@ struct ParamSlot {
   void Release() noexcept;
 };
 
+// Returns a held layer / mask path to the host; nothing when none is held.
+void CheckIn(ParamSlot& slot) noexcept;
+void ReleasePath(ParamSlot& slot) noexcept;
+
 inline constexpr std::int32_t kSlotCount = 127;
 
 struct EffectContext {

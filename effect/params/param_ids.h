@@ -46,4 +46,7 @@ enum ParamId : std::int32_t {
   kNoParam = -1
 };
 
+// Values of "Wave Type".
+enum WaveType : std::int32_t { kPolygonWave = 1, kContourWave = 2, kMaskWave = 3 };
+
 }  // namespace orvandel

@@ -16,10 +16,6 @@ ParamSlot& FilledSlot(EffectContext& context, std::int32_t paramId);
 // Makes the slot hold the value at `hostTime`. A layer's pixels and a mask's path are fetched only when asked for.
 void SampleAt(ParamSlot& slot, std::int32_t hostTime);
 
-// Returns a held layer / mask path to the host; nothing when none is held.
-void CheckIn(ParamSlot& slot) noexcept;
-void ReleasePath(ParamSlot& slot) noexcept;
-
 // 16.16 values round to the nearest whole number, halves upward. Types without a number give 0.
 std::int32_t ReadInteger(const ParamSlot& slot);
 float ReadFloat(const ParamSlot& slot);

@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "effect/heap/heap_containers.h"
+#include "effect/params/param_ids.h"
 #include "effect/params/wave_settings.h"
 
 namespace orvandel {
@@ -11,8 +12,6 @@ namespace orvandel {
 // An ordered sequence of points, x to the right, y downward, closed implicitly (the last point joins the first). Curves
 // are flattened when an outline is made. Rebuilding clears the points and keeps the storage. Empty: draws nothing.
 using Outline = HeapVector<Point2f>;
-
-enum WaveType : std::uint32_t { kPolygonWave = 1, kContourWave = 2, kMaskWave = 3 };
 
 struct Wave {
   Outline shape;  // unit frame: centred, farthest point at distance 1

@@ -1,0 +1,53 @@
+#include "effect/commands/render_driver.h"
+
+#include "effect/outline/placement.h"
+#include "effect/render/draw_wave.h"
+#include "effect/render/pixel_writer.h"
+#include "effect/sim/stepping.h"
+
+namespace orvandel {
+namespace {
+
+// A wave that has not grown is neither outlined nor drawn, and stays in the list.
+bool HasGrown(const Wave& wave) { return wave.size > 0; }
+
+std::int32_t OutlineWaves(WaveList& list, EffectContext& context) {
+  for (Wave& wave : list.waves) {
+    if (!HasGrown(wave)) continue;
+    UpdateWaveOutline(wave, context);
+    if (const std::int32_t code = context.CheckAbort(); code != 0) return code;
+  }
+  return 0;
+}
+
+std::int32_t DrawWaves(WaveList& list, EffectContext& context, const ImageBuffer& output) {
+  for (auto position = list.waves.begin(); position != list.waves.end();) {
+    if (!HasGrown(*position)) {
+      ++position;
+      continue;
+    }
+    if (const std::int32_t code = DrawWave(list, context, output, position); code != 0) return code;
+  }
+  return 0;
+}
+
+}  // namespace
+
+std::int32_t RenderFrame(EffectContext& context) {
+  EnsureSequence(context);
+  return WithStepper(context, true, [&](Stepper& stepper) {
+    WaveList* list = AdvanceToFrame(stepper);
+    if (const std::int32_t code = context.CheckAbort(); code != 0) return code;
+    return DrawWaveList(*list, context, context.outputView);
+  });
+}
+
+std::int32_t DrawWaveList(WaveList& list, EffectContext& context, const ImageBuffer& output) {
+  const bool hasPixels = output.data != nullptr && output.width > 0 && output.height > 0;
+  if (!hasPixels) return 0;
+  if (const std::int32_t code = OutlineWaves(list, context); code != 0) return code;
+  ClearOutput(output);
+  return DrawWaves(list, context, output);
+}
+
+}  // namespace orvandel

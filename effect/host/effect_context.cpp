@@ -1,0 +1,46 @@
+#include "effect/host/effect_context.h"
+
+#include "effect/base/errors.h"
+
+namespace orvandel {
+
+void CheckIn(ParamSlot& slot) noexcept {
+  if (!slot.held) return;
+  slot.held = false;
+  const OrvInRecord& host = *slot.owner->inRecord;
+  host.callbacks.checkInParam(host.effectRef, &slot.definition);
+}
+
+void ReleasePath(ParamSlot& slot) noexcept {
+  if (slot.pathHandle == 0) return;
+  const OrvPathRef path = slot.pathHandle;
+  slot.pathHandle = 0;
+  // Whoever checked the path out acquired the service, and the call still holds it.
+  const OrvPathQueryService& query = slot.owner->services.PathQuery();
+  query.checkInPath(slot.owner->inRecord->effectRef, slot.definition.value.path.pathId, 0, path);
+}
+
+void ParamSlot::Release() noexcept {
+  CheckIn(*this);
+  ReleasePath(*this);
+}
+
+std::int32_t EffectContext::HostIndexOf(std::int32_t paramId) const {
+  const std::int32_t hostIndex = globals->paramIndexTable[static_cast<std::size_t>(paramId)];
+  if (hostIndex < 0 || hostIndex >= kSlotCount) throw AbortException(ORV_INVALID_CALLBACK);
+  return hostIndex;
+}
+
+ParamSlot& EffectContext::SlotOf(std::int32_t paramId) { return slots[static_cast<std::size_t>(HostIndexOf(paramId))]; }
+
+std::int32_t EffectContext::CheckAbort() {
+  if (aborted == 0) aborted = inRecord->callbacks.abortCheck(inRecord->effectRef);
+  return aborted;
+}
+
+std::int32_t EffectContext::ReportProgress(std::int32_t done, std::int32_t total) {
+  if (aborted == 0) aborted = inRecord->callbacks.progress(inRecord->effectRef, done, total);
+  return aborted;
+}
+
+}  // namespace orvandel

@@ -1,0 +1,47 @@
+#include "effect/host/host_services.h"
+
+#include "effect/base/errors.h"
+#include "orvandel/effect.h"
+
+namespace orvandel {
+
+void HostServices::Initialise(const OrvServiceTable* table) {
+  if (table == nullptr) throw AbortException(ORV_INVALID_CALLBACK);
+  table_ = table;
+}
+
+template <typename Service>
+const Service& HostServices::Acquire(const Service*& held, const char* name, std::int32_t version) {
+  if (held == nullptr) {
+    const void* service = nullptr;
+    const std::int32_t result = table_->acquire(name, version, &service);
+    // A service acquired without a table is still acquired: give it back before giving up.
+    if (result == 0 && service == nullptr) table_->release(name, version);
+    if (result != 0 || service == nullptr) throw AbortException(ORV_INVALID_CALLBACK);
+    held = static_cast<const Service*>(service);
+  }
+  return *held;
+}
+
+const OrvParamUtilsService& HostServices::ParamUtils() {
+  return Acquire(paramUtils_, ORV_PARAM_UTILS_SERVICE, ORV_PARAM_UTILS_VERSION);
+}
+
+const OrvPathQueryService& HostServices::PathQuery() {
+  return Acquire(pathQuery_, ORV_PATH_QUERY_SERVICE, ORV_PATH_QUERY_VERSION);
+}
+
+const OrvPathDataService& HostServices::PathData() {
+  return Acquire(pathData_, ORV_PATH_DATA_SERVICE, ORV_PATH_DATA_VERSION);
+}
+
+void HostServices::ReleaseAll() noexcept {
+  if (paramUtils_ != nullptr) table_->release(ORV_PARAM_UTILS_SERVICE, ORV_PARAM_UTILS_VERSION);
+  if (pathQuery_ != nullptr) table_->release(ORV_PATH_QUERY_SERVICE, ORV_PATH_QUERY_VERSION);
+  if (pathData_ != nullptr) table_->release(ORV_PATH_DATA_SERVICE, ORV_PATH_DATA_VERSION);
+  paramUtils_ = nullptr;
+  pathQuery_ = nullptr;
+  pathData_ = nullptr;
+}
+
+}  // namespace orvandel

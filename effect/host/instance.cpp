@@ -1,0 +1,116 @@
+#include "effect/host/instance.h"
+
+#include <cstring>
+
+#include "effect/base/errors.h"
+#include "effect/heap/heap.h"
+#include "effect/host/strings.h"
+
+namespace orvandel {
+namespace {
+
+OrvHandle currentGlobalData = nullptr;
+bool heapSwitched = false;
+
+GlobalData* BlockOf(OrvHandle handle) { return static_cast<GlobalData*>(*handle); }
+
+void SwitchHeapTo(GlobalData& globals) {
+  if (heapSwitched) return;
+  heap::SaveState(globals.savedHeapState);
+  heap::InstallState(globals.heapState);
+  heapSwitched = true;
+}
+
+// When the module goes away without a global set-down, the instance's heap memory stays alive and is found again
+// through the state saved here.
+struct UnloadGuard {
+  ~UnloadGuard() {
+    if (currentGlobalData == nullptr) return;
+    GlobalData& globals = *BlockOf(currentGlobalData);
+    heap::SaveState(globals.heapState);
+    heap::InstallState(globals.savedHeapState);
+    heap::SetTrimThreshold(0);
+  }
+};
+UnloadGuard unloadGuard;
+
+}  // namespace
+
+Call::Call(OrvInRecord* inRecord, OrvOutRecord* outRecord, OrvParamDef** params, OrvImage* output) {
+  try {
+    Build(inRecord, outRecord, params, output);
+  } catch (...) {
+    TearDown();
+    throw;
+  }
+}
+
+Call::~Call() { TearDown(); }
+
+void Call::Build(OrvInRecord* inRecord, OrvOutRecord* outRecord, OrvParamDef** params, OrvImage* output) {
+  if (params != nullptr && params[0] != nullptr) {
+    context_.input = ImageBuffer::FromHost(params[0]->value.layer.image);
+  }
+  if (output != nullptr) context_.outputView = ImageBuffer::FromHost(*output);
+  context_.services.Initialise(inRecord->services);
+  context_.inRecord = inRecord;
+  context_.outRecord = outRecord;
+  context_.params = params;
+  context_.output = output;
+  if (inRecord->globalData != nullptr) {
+    outRecord->globalData = inRecord->globalData;
+    context_.globals = BlockOf(inRecord->globalData);
+  } else {
+    CreateGlobals();
+  }
+  SwitchHeapTo(*context_.globals);
+  currentGlobalData = outRecord->globalData;
+}
+
+void Call::CreateGlobals() {
+  const OrvUtilities& utilities = *context_.inRecord->utilities;
+  const OrvHandle handle = utilities.newHandle(sizeof(GlobalData));
+  context_.outRecord->globalData = handle;
+  if (handle == nullptr) throw AllocFailed(static_cast<std::int32_t>(sizeof(GlobalData)));
+  utilities.lockHandle(handle);
+  GlobalData& globals = *BlockOf(handle);
+  std::memset(static_cast<void*>(&globals), 0, sizeof(GlobalData));
+  globals.paramIndexTable.fill(-1);
+  globals.strings = StringTableAddress();
+  const std::int32_t result = context_.inRecord->callbacks.openStrings(&globals.strings, ORV_STRING_TABLE_ID);
+  if (result != 0) {
+    context_.outRecord->globalData = nullptr;
+    utilities.unlockHandle(handle);
+    utilities.disposeHandle(handle);
+    throw AbortException(result);
+  }
+  context_.globals = &globals;
+}
+
+void Call::EndInstance() noexcept {
+  currentGlobalData = nullptr;
+  endsInstance_ = true;
+}
+
+void Call::DisposeInstance() noexcept {
+  heap::ReleaseAll();
+  heap::SetTrimThreshold(0);
+  heap::InstallState(context_.globals->savedHeapState);
+  heapSwitched = false;
+  context_.inRecord->callbacks.closeStrings(&context_.globals->strings);
+  const OrvUtilities& utilities = *context_.inRecord->utilities;
+  const OrvHandle handle = context_.outRecord->globalData;
+  context_.outRecord->globalData = nullptr;
+  context_.globals = nullptr;
+  utilities.unlockHandle(handle);
+  utilities.disposeHandle(handle);
+}
+
+// Slots before services: a slot that holds a mask path checks it in through a service still held.
+void Call::TearDown() noexcept {
+  if (endsInstance_ && currentGlobalData == nullptr) DisposeInstance();
+  for (ParamSlot& slot : context_.slots) slot.Release();
+  context_.services.ReleaseAll();
+}
+
+}  // namespace orvandel

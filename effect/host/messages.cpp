@@ -1,0 +1,52 @@
+#include "effect/host/messages.h"
+
+#include <array>
+#include <cstdio>
+#include <cstring>
+
+#include "effect/host/registration.h"
+#include "effect/platform/lq.h"
+#include "effect/platform/zintrel.h"
+#include "orvandel/effect.h"
+
+namespace orvandel {
+namespace {
+
+constexpr char kLongOutOfMemory[] =
+    "$$$/yq/effects/halvick/LongOutOfMemory=@0: Insufficient free memory (unable to allocate @1 bytes)";
+constexpr char kShortOutOfMemory[] = "$$$/yq/effects/halvick/ShortOutOfMemory=@0: Insufficient free memory";
+constexpr char kInternalError[] = "$$$/yq/effects/halvick/InternalError=@0: Internal Error";
+
+void SetFailureMessage(OrvOutRecord& outRecord, const char* key, const char* count) noexcept {
+  outRecord.outFlags |= ORV_OUT_ERROR_MESSAGE;
+  outRecord.message[0] = '\0';
+  try {
+    std::array<zintrel::WideString, 10> arguments;
+    arguments[0] = lq::Lq_ZStringToUTF16String(NameKey());
+    arguments[1] = zintrel::AsciiToUTF16(count, std::strlen(count));
+    const auto text = zintrel::ReplaceInString(lq::Lq_ZStringToUTF16String(key), arguments);
+    SetMessage(outRecord, lq::Lq_UTF16ToMBString(text, false).c_str());
+  } catch (...) {
+    // No memory for the words either; the code says what matters.
+  }
+}
+
+}  // namespace
+
+void SetMessage(OrvOutRecord& outRecord, const char* text) noexcept {
+  lq::Lq_CopyString(text, sizeof(outRecord.message), outRecord.message);
+}
+
+void SetOutOfMemoryMessage(OrvOutRecord& outRecord, const AllocFailed& failure) noexcept {
+  char count[32] = "";
+  if (failure.size == -1) {
+    SetFailureMessage(outRecord, kShortOutOfMemory, count);
+    return;
+  }
+  std::snprintf(count, sizeof(count), "%lli", static_cast<long long>(failure.size));
+  SetFailureMessage(outRecord, kLongOutOfMemory, count);
+}
+
+void SetInternalErrorMessage(OrvOutRecord& outRecord) noexcept { SetFailureMessage(outRecord, kInternalError, ""); }
+
+}  // namespace orvandel

@@ -1,0 +1,92 @@
+#include "effect/params/layer_image.h"
+
+#include "effect/base/errors.h"
+#include "effect/params/param_ids.h"
+#include "effect/params/param_slot.h"
+
+namespace orvandel {
+namespace {
+
+// The walk visits pixels at uneven strides and mixes them with changing operations and byte orders, so that a shift of
+// the picture or an exchange of equal changes does not cancel out.
+constexpr std::array<std::int64_t, 3> kStrides = {3, 5, 11};
+enum class Mix { kAdd, kXor, kSubtract };
+constexpr std::array<Mix, 9> kMixes = {Mix::kAdd,      Mix::kAdd,      Mix::kXor,      Mix::kXor, Mix::kXor,
+                                       Mix::kSubtract, Mix::kSubtract, Mix::kSubtract, Mix::kAdd};
+
+// The pixel's bytes as a number, lowest first, beginning with byte `rotation`.
+std::uint32_t RotatedWord(const std::uint8_t* pixel, unsigned rotation) {
+  std::uint32_t word = 0;
+  for (unsigned i = 4; i-- > 0;) word = word << 8 | pixel[(rotation + i) & 3];
+  return word;
+}
+
+std::uint32_t Mixed(std::uint32_t sum, std::uint32_t word, Mix mix) {
+  if (mix == Mix::kAdd) return sum + word;
+  if (mix == Mix::kXor) return sum ^ word;
+  return sum - word;
+}
+
+// Position of the walk as byte offsets from row 0, in 64 bits: large pictures have more than 2^31 bytes.
+struct PixelWalk {
+  std::int64_t rowStart = 0;
+  std::int64_t position = 0;
+
+  // Carries into the next row at most once: in a picture narrower than the stride the position may lie beyond that
+  // row's pixels, in its padding or in the row below it.
+  void Advance(std::int64_t pixels, const ImageBuffer& image) {
+    position += pixels * 4;
+    const std::int64_t rowEnd = rowStart + static_cast<std::int64_t>(image.width) * 4;
+    if (position < rowEnd) return;
+    rowStart += image.rowBytes;
+    position = rowStart + (position - rowEnd);
+  }
+};
+
+}  // namespace
+
+Fingerprint FingerprintImage(const ImageBuffer& image) {
+  if (image.data == nullptr) return {0, 0};
+  const std::uint32_t width = static_cast<std::uint32_t>(image.width);
+  const std::uint32_t height = static_cast<std::uint32_t>(image.height);
+  Fingerprint sums = {width * width, height * height};
+
+  const std::int64_t end = static_cast<std::int64_t>(image.rowBytes) * image.height;
+  std::size_t stride = 0;
+  std::size_t mix = 0;
+  unsigned sum = 0;
+  unsigned rotation = 0;
+  for (PixelWalk walk; walk.position + 4 <= end; walk.Advance(kStrides[stride], image), stride = (stride + 1) % 3) {
+    sums[sum] = Mixed(sums[sum], RotatedWord(image.data + walk.position, rotation), kMixes[mix]);
+    sum = 1 - sum;
+    mix = (mix + 1) % kMixes.size();
+    rotation = (rotation + sum) & 3;
+  }
+  return sums;
+}
+
+ImageBuffer SlotImage(const ParamSlot& slot) { return ImageBuffer::FromHost(slot.definition.value.layer.image); }
+
+bool AcquireLayer(ParamSlot& slot, std::int32_t hostTime) {
+  if (slot.held && slot.sampleTime != hostTime) CheckIn(slot);
+  if (!slot.held) {
+    const OrvInRecord& host = *slot.owner->inRecord;
+    const std::int32_t code = host.callbacks.checkOutParam(host.effectRef, slot.hostIndex, hostTime, host.timeStep,
+                                                           host.timeScale, &slot.definition);
+    if (code != 0) throw AbortException(code);
+    slot.held = true;
+    slot.sampleTime = hostTime;
+  }
+  return slot.definition.value.layer.image.data != nullptr;
+}
+
+ParamSlot& AcquireSourceSlot(EffectContext& context, std::int32_t hostTime) {
+  ParamSlot& chosen = FilledSlot(context, kSourceLayer);
+  if (AcquireLayer(chosen, hostTime)) return chosen;
+  CheckIn(chosen);
+  ParamSlot& own = FilledSlot(context, kInputLayer);
+  AcquireLayer(own, hostTime);
+  return own;
+}
+
+}  // namespace orvandel

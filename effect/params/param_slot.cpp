@@ -1,0 +1,113 @@
+#include "effect/params/param_slot.h"
+
+#include <cstring>
+
+#include "effect/base/errors.h"
+
+namespace orvandel {
+namespace {
+
+std::int32_t WrappingMinusOrigin(std::int32_t word, std::int32_t originPixels) {
+  return static_cast<std::int32_t>(static_cast<std::uint32_t>(word) - (static_cast<std::uint32_t>(originPixels) << 16));
+}
+
+// Points come in layer pixels; the effect counts from the output buffer's origin.
+void SubtractOrigin(OrvParamDef& definition, const OrvPointI& origin) {
+  OrvPointValue& point = definition.value.point;
+  point.x = WrappingMinusOrigin(point.x, origin.x);
+  point.y = WrappingMinusOrigin(point.y, origin.y);
+}
+
+// Checks the slot's parameter out at its sampleTime. A layer stays checked out; anything else goes back at once. A
+// refused check-out is not an error here: the definition keeps what the host left in it.
+void CheckOut(ParamSlot& slot) {
+  const OrvInRecord& host = *slot.owner->inRecord;
+  const std::int32_t result = host.callbacks.checkOutParam(host.effectRef, slot.hostIndex, slot.sampleTime,
+                                                           host.paramTimeStep, host.timeScale, &slot.definition);
+  const bool granted = result == 0;
+  if (slot.definition.type == ORV_PARAM_LAYER) {
+    slot.held = granted;
+    return;
+  }
+  if (granted) host.callbacks.checkInParam(host.effectRef, &slot.definition);
+  if (slot.definition.type == ORV_PARAM_POINT) SubtractOrigin(slot.definition, host.origin);
+}
+
+}  // namespace
+
+void FillSlot(EffectContext& context, std::int32_t hostIndex) {
+  if (hostIndex < 0 || hostIndex >= kSlotCount) throw AbortException(ORV_INVALID_CALLBACK);
+  ParamSlot& slot = context.slots[static_cast<std::size_t>(hostIndex)];
+  slot.owner = &context;
+  slot.hostIndex = hostIndex;
+  slot.sampleTime = context.inRecord->currentTime;
+  if (context.params != nullptr && context.params[hostIndex] != nullptr) {
+    slot.definition = *context.params[hostIndex];
+  } else {
+    CheckOut(slot);
+  }
+  slot.filled = true;
+}
+
+ParamSlot& FilledSlot(EffectContext& context, std::int32_t paramId) {
+  ParamSlot& slot = context.SlotOf(paramId);
+  if (!slot.filled) FillSlot(context, context.HostIndexOf(paramId));
+  return slot;
+}
+
+void SampleAt(ParamSlot& slot, std::int32_t hostTime) {
+  switch (slot.definition.type) {
+    case ORV_PARAM_LAYER:
+      if (hostTime == slot.sampleTime) return;
+      CheckIn(slot);
+      slot.sampleTime = hostTime;
+      return;
+    case ORV_PARAM_PATH:
+      if (hostTime == slot.sampleTime) return;
+      ReleasePath(slot);
+      slot.sampleTime = hostTime;
+      return;
+    default:
+      slot.sampleTime = hostTime;
+      CheckOut(slot);
+  }
+}
+
+std::uint32_t ValueWord(const OrvParamDef& definition) {
+  // The value stands first in every type's part.
+  std::uint32_t word = 0;
+  std::memcpy(&word, &definition.value, sizeof(word));
+  return word;
+}
+
+std::int32_t ReadInteger(const ParamSlot& slot) {
+  const auto word = static_cast<std::int32_t>(ValueWord(slot.definition));
+  switch (slot.definition.type) {
+    case ORV_PARAM_INTEGER:
+    case ORV_PARAM_CHECKBOX:
+    case ORV_PARAM_POPUP:
+      return word;
+    case ORV_PARAM_FIXED:
+    case ORV_PARAM_ANGLE:
+      return static_cast<std::int32_t>((static_cast<std::int64_t>(word) + 32768) >> 16);
+    default:
+      return 0;
+  }
+}
+
+float ReadFloat(const ParamSlot& slot) {
+  const auto word = static_cast<std::int32_t>(ValueWord(slot.definition));
+  switch (slot.definition.type) {
+    case ORV_PARAM_INTEGER:
+    case ORV_PARAM_CHECKBOX:
+    case ORV_PARAM_POPUP:
+      return static_cast<float>(word);
+    case ORV_PARAM_FIXED:
+    case ORV_PARAM_ANGLE:
+      return static_cast<float>(word) * (1.0F / 65536.0F);
+    default:
+      return 0;
+  }
+}
+
+}  // namespace orvandel

@@ -1,0 +1,94 @@
+#include "effect/platform/lq.h"
+
+#include <cstdint>
+#include <cstring>
+
+namespace orvandel::lq {
+namespace {
+
+constexpr char32_t kReplacement = 0xFFFD;
+
+// Decodes one UTF-8 character at `text` and moves past it; a malformed byte gives U+FFFD and is skipped alone.
+char32_t NextCharacter(const char*& text) {
+  const auto byteAt = [&](int i) { return static_cast<std::uint8_t>(text[i]); };
+  const std::uint8_t lead = byteAt(0);
+  const int extra = lead < 0x80 ? 0 : lead < 0xC2 ? -1 : lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : lead < 0xF5 ? 3 : -1;
+  char32_t character = extra <= 0 ? lead : lead & (0x3FU >> extra);
+  for (int i = 1; i <= extra; ++i) {
+    if ((byteAt(i) & 0xC0) != 0x80) {
+      ++text;
+      return kReplacement;
+    }
+    character = character << 6 | (byteAt(i) & 0x3FU);
+  }
+  text += extra < 0 ? 1 : extra + 1;
+  return extra < 0 ? kReplacement : character;
+}
+
+void AppendUtf8(zintrel::ByteString& bytes, char32_t c) {
+  const auto push = [&](char32_t value) { bytes.push_back(static_cast<char>(static_cast<unsigned char>(value))); };
+  if (c < 0x80) {
+    push(c);
+  } else if (c < 0x800) {
+    push(0xC0 | c >> 6);
+    push(0x80 | (c & 0x3F));
+  } else if (c < 0x10000) {
+    push(0xE0 | c >> 12);
+    push(0x80 | (c >> 6 & 0x3F));
+    push(0x80 | (c & 0x3F));
+  } else {
+    push(0xF0 | c >> 18);
+    push(0x80 | (c >> 12 & 0x3F));
+    push(0x80 | (c >> 6 & 0x3F));
+    push(0x80 | (c & 0x3F));
+  }
+}
+
+}  // namespace
+
+zintrel::WideString Lq_ZStringToUTF16String(const char* key) {
+  const char* text = key;
+  if (std::strncmp(key, "$$$/", 4) == 0) {
+    const char* equals = std::strchr(key, '=');
+    text = equals == nullptr ? key : equals + 1;
+  }
+  zintrel::WideString wide;
+  while (*text != '\0') {
+    const char32_t c = NextCharacter(text);
+    if (c < 0x10000) {
+      wide.push_back(static_cast<char16_t>(c));
+    } else {
+      wide.push_back(static_cast<char16_t>(0xD800 + ((c - 0x10000) >> 10)));
+      wide.push_back(static_cast<char16_t>(0xDC00 + ((c - 0x10000) & 0x3FF)));
+    }
+  }
+  return wide;
+}
+
+zintrel::ByteString Lq_UTF16ToMBString(const zintrel::WideString& wide, bool /*useSystemCodePage*/) {
+  zintrel::ByteString bytes;
+  for (std::size_t i = 0; i < wide.size(); ++i) {
+    char32_t c = wide[i];
+    const bool high = c >= 0xD800 && c < 0xDC00;
+    const bool paired = high && i + 1 < wide.size() && wide[i + 1] >= 0xDC00 && wide[i + 1] < 0xE000;
+    if (paired) {
+      c = 0x10000 + ((c - 0xD800) << 10) + (wide[++i] - 0xDC00U);
+    } else if (c >= 0xD800 && c < 0xE000) {
+      c = kReplacement;
+    }
+    AppendUtf8(bytes, c);
+  }
+  return bytes;
+}
+
+void Lq_CopyString(const char* source, std::size_t fieldBytes, char* destination) noexcept {
+  std::size_t length = strnlen(source, fieldBytes);
+  if (length >= fieldBytes) {
+    length = fieldBytes - 1;
+    while (length > 0 && (static_cast<std::uint8_t>(source[length]) & 0xC0) == 0x80) --length;
+  }
+  std::memcpy(destination, source, length);
+  destination[length] = '\0';
+}
+
+}  // namespace orvandel::lq

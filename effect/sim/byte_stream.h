@@ -1,0 +1,84 @@
+// A growing writer and a reader over plain bytes: native (little-endian) order, packed, no alignment.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+
+#include "effect/heap/heap_containers.h"
+#include "effect/params/wave_settings.h"
+
+namespace orvandel {
+
+// Grows to capacity x 2 + k when k more bytes do not fit. AllocFailed with that size, -1 beyond 2^31 - 1.
+class ByteWriter {
+ public:
+  ByteWriter() = default;
+  ByteWriter(const ByteWriter&) = delete;
+  ByteWriter& operator=(const ByteWriter&) = delete;
+  ~ByteWriter() { heap::Free(buffer_); }
+
+  template <typename Value>
+  void Append(Value value) {
+    AppendBytes(&value, sizeof(value));
+  }
+  void Append(bool value) { Append(static_cast<std::uint8_t>(value ? 1 : 0)); }
+  // x then y, as one append.
+  void Append(Point2f point) {
+    static_assert(sizeof(Point2f) == 8);
+    AppendBytes(&point, sizeof(point));
+  }
+
+  const std::uint8_t* Bytes() const { return buffer_; }
+  std::int32_t Length() const { return length_; }
+  std::int32_t Capacity() const { return capacity_; }
+
+ private:
+  void AppendBytes(const void* bytes, std::int32_t count) {
+    if (static_cast<std::int64_t>(length_) + count > capacity_) Grow(count);
+    std::memcpy(buffer_ + length_, bytes, static_cast<std::size_t>(count));
+    length_ += count;
+  }
+
+  void Grow(std::int32_t count) {
+    constexpr std::int64_t kLargest = 0x7FFFFFFF;
+    const std::int64_t wanted = static_cast<std::int64_t>(capacity_) * 2 + count;
+    void* grown = wanted > kLargest ? nullptr : heap::Reallocate(buffer_, static_cast<std::size_t>(wanted));
+    if (grown == nullptr) throw AllocFailed::ForBytes(static_cast<std::uint64_t>(wanted));
+    buffer_ = static_cast<std::uint8_t*>(grown);
+    capacity_ = static_cast<std::int32_t>(wanted);
+  }
+
+  std::int32_t capacity_ = 0;
+  std::int32_t length_ = 0;
+  std::uint8_t* buffer_ = nullptr;
+};
+
+// Over bytes that a ByteWriter of this process made; it checks no bounds.
+class ByteReader {
+ public:
+  ByteReader(const std::uint8_t* bytes, std::int32_t count) : count_(count), bytes_(bytes) {}
+
+  template <typename Value>
+  Value Read() {
+    Value value;
+    std::memcpy(&value, bytes_ + position_, sizeof(value));
+    position_ += static_cast<std::int32_t>(sizeof(value));
+    return value;
+  }
+  template <typename Value>
+  void ReadInto(Value& value) {
+    value = Read<Value>();
+  }
+  // True only for the byte 1.
+  void ReadInto(bool& value) { value = Read<std::uint8_t>() == 1; }
+
+  std::int32_t Position() const { return position_; }
+  std::int32_t Count() const { return count_; }
+
+ private:
+  std::int32_t count_;
+  std::int32_t position_ = 0;
+  const std::uint8_t* bytes_;
+};
+
+}  // namespace orvandel

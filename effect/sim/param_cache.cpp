@@ -1,0 +1,211 @@
+#include "effect/sim/param_cache.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+#include "effect/base/float_rules.h"
+#include "effect/params/param_slot.h"
+
+namespace orvandel {
+namespace {
+
+// Tick t as the cache sees it. Stepping rounds differently (seconds first); the two differ by one unit on some ticks,
+// and hosts look pictures up one unit late for that reason.
+std::int32_t HostTimeOfTick(const Stepper& stepper, double tick) {
+  return TruncateToInt(static_cast<double>(stepper.context->inRecord->timeScale) * tick / 30.0);
+}
+
+ParamSlot& SimParam(Stepper& stepper, std::int32_t id) { return stepper.simParams[static_cast<std::size_t>(id)]; }
+
+// The parameter's slot as the call sees it, but read at host time 0.
+void StartSlot(Stepper& stepper, std::int32_t id) {
+  const ParamSlot& current = FilledSlot(*stepper.context, id);
+  ParamSlot& slot = SimParam(stepper, id);
+  slot.definition = current.definition;
+  slot.owner = current.owner;
+  slot.hostIndex = current.hostIndex;
+  slot.sampleTime = current.sampleTime;
+  slot.filled = true;
+  SampleAt(slot, 0);
+}
+
+// Drops what was simulated with values that no longer hold: at tick `f` and later, and at a fraction of a tick just
+// before, since the step across that fraction already looked at the values of tick f.
+void DropSimulationFrom(Stepper& stepper, double f) {
+  if (stepper.list != nullptr && stepper.time > f - 1 &&
+      (stepper.time >= f || stepper.time != std::floor(stepper.time))) {
+    DiscardList(stepper);
+  }
+  if (stepper.snapshotBlock != nullptr && stepper.snapshotTime >= f) DiscardSnapshot(stepper);
+}
+
+void StoreRestartValues(Stepper& stepper) {
+  stepper.cacheDirty = true;
+  stepper.restartValues.resize(stepper.restartIds.size());
+  for (std::size_t i = 0; i < stepper.restartIds.size(); ++i) {
+    stepper.restartValues[i] = KeyOf(SimParam(stepper, stepper.restartIds[i]));
+  }
+}
+
+void RemoveEntriesFrom(Stepper& stepper, double f) {
+  auto& entries = stepper.cacheEntries;
+  const auto first = std::find_if(entries.begin(), entries.end(), [f](const CacheEntry& e) { return e.time >= f; });
+  if (first == entries.end()) return;
+  entries.erase(first, entries.end());
+  stepper.cacheDirty = true;
+}
+
+}  // namespace
+
+void LoadSimParams(Stepper& stepper) {
+  for (const std::int32_t id : stepper.animatedIds) StartSlot(stepper, id);
+  for (const std::int32_t id : stepper.restartIds) StartSlot(stepper, id);
+  stepper.abortCode = stepper.context->CheckAbort();
+  if (stepper.abortCode == 0) ValidateCache(stepper);
+}
+
+bool NeedsRestart(Stepper& stepper) {
+  if (stepper.restartIds.empty()) return false;
+  if (stepper.restartValues.empty()) return true;
+  for (std::size_t i = 0; i < stepper.restartIds.size(); ++i) {
+    if (!SameValue(SimParam(stepper, stepper.restartIds[i]), stepper.restartValues[i])) return true;
+  }
+  return false;
+}
+
+void ValidateCache(Stepper& stepper) {
+  if (NeedsRestart(stepper)) {
+    RebuildCacheFrom(stepper, 0);
+    return;
+  }
+  const double limit = stepper.target + 1;
+  double from = 0;
+  for (std::size_t i = 0; i < stepper.cacheEntries.size(); ++i) {
+    const bool hasNext = i + 1 < stepper.cacheEntries.size();
+    const double to = hasNext ? std::min(stepper.cacheEntries[i + 1].time - 1, limit) : limit;
+    from = FindFirstChange(stepper, stepper.cacheEntries[i].keys, from, to);
+    if (from <= to && from < limit) {
+      RebuildCacheFrom(stepper, from);
+      return;
+    }
+    if (from >= limit) return;
+  }
+  RebuildCacheFrom(stepper, from);
+}
+
+double FindFirstChange(Stepper& stepper, KeyBytes keys, double from, double to) {
+  double tick = from;
+  for (; tick <= to; tick += 1) {
+    const std::int32_t hostTime = HostTimeOfTick(stepper, tick);
+    for (std::size_t i = 0; i < stepper.animatedIds.size(); ++i) {
+      ParamSlot& slot = SimParam(stepper, stepper.animatedIds[i]);
+      SampleAt(slot, hostTime);
+      if (!SameValue(slot, KeyAt(keys, i))) return tick;
+    }
+  }
+  return tick;
+}
+
+void RebuildCacheFrom(Stepper& stepper, double from) {
+  const double f = std::floor(from);
+  DropSimulationFrom(stepper, f);
+  if (f == 0 && !stepper.restartIds.empty()) StoreRestartValues(stepper);
+  RemoveEntriesFrom(stepper, f);
+  for (double tick = f; tick < stepper.target + 1; tick += 1) {
+    if (tick != 0) tick = FindFirstChange(stepper, stepper.cacheEntries.back().keys, tick, stepper.durationTicks);
+    const KeyBytes keys = SampleAnimated(stepper, tick);
+    stepper.cacheEntries.push_back({keys, stepper.KeyBytesPerEntry(), tick});
+    stepper.cacheDirty = true;
+  }
+}
+
+KeyBytes SampleAnimated(Stepper& stepper, double tick) {
+  auto* keys = static_cast<std::uint8_t*>(HeapAllocateOrThrow(stepper.KeyBytesPerEntry()));
+  try {
+    stepper.ownedBuffers.push_back(keys);
+  } catch (...) {
+    heap::Free(keys);
+    throw;
+  }
+  const std::int32_t hostTime = HostTimeOfTick(stepper, tick);
+  for (std::size_t i = 0; i < stepper.animatedIds.size(); ++i) {
+    ParamSlot& slot = SimParam(stepper, stepper.animatedIds[i]);
+    SampleAt(slot, hostTime);
+    const ValueKey key = KeyOf(slot);
+    std::memcpy(keys + i * kValueKeyBytes, &key, kValueKeyBytes);
+  }
+  return keys;
+}
+
+void LoadEntry(Stepper& stepper, const CacheEntry& entry) {
+  for (std::size_t i = 0; i < stepper.animatedIds.size(); ++i) {
+    LoadValue(SimParam(stepper, stepper.animatedIds[i]), KeyAt(entry.keys, i));
+  }
+}
+
+std::uint64_t CacheBlockSize(const Stepper& stepper) {
+  const std::uint64_t restarts = stepper.restartIds.size();
+  const std::uint64_t animated = stepper.animatedIds.size();
+  const std::uint64_t entryBytes = 8 + kValueKeyBytes * animated;
+  return 4 + 4 * restarts + 1 + (stepper.restartValues.empty() ? 0 : kValueKeyBytes * restarts) + 8 + 4 * animated + 8 +
+         stepper.cacheEntries.size() * entryBytes;
+}
+
+void WriteCacheBlock(const Stepper& stepper, std::uint8_t* block) {
+  const auto put = [&block](const void* bytes, std::size_t count) {
+    if (count > 0) std::memcpy(block, bytes, count);
+    block += count;
+  };
+  const auto putWord = [&put](std::uint64_t value) {
+    const auto word = static_cast<std::uint32_t>(value);
+    put(&word, sizeof(word));
+  };
+  putWord(stepper.restartIds.size());
+  put(stepper.restartIds.data(), stepper.restartIds.size() * 4);
+  const std::uint8_t flag = stepper.restartValues.empty() ? 0 : 1;
+  put(&flag, 1);
+  put(stepper.restartValues.data(), stepper.restartValues.size() * kValueKeyBytes);
+  putWord(stepper.animatedIds.size());
+  putWord(static_cast<std::uint32_t>(stepper.maxParamId));
+  put(stepper.animatedIds.data(), stepper.animatedIds.size() * 4);
+  putWord(stepper.KeyBytesPerEntry());
+  putWord(stepper.cacheEntries.size());
+  for (const CacheEntry& entry : stepper.cacheEntries) {
+    put(&entry.time, sizeof(entry.time));
+    put(entry.keys, entry.byteCount);
+  }
+}
+
+void ReadCacheBlock(Stepper& stepper, const std::uint8_t* block) {
+  const auto take = [&block](void* bytes, std::size_t count) {
+    if (count > 0) std::memcpy(bytes, block, count);
+    block += count;
+  };
+  const auto takeWord = [&take]() {
+    std::uint32_t word = 0;
+    take(&word, sizeof(word));
+    return word;
+  };
+  stepper.restartIds.resize(takeWord());
+  take(stepper.restartIds.data(), stepper.restartIds.size() * 4);
+  std::uint8_t flag = 0;
+  take(&flag, 1);
+  if (flag == 1) {
+    stepper.restartValues.resize(stepper.restartIds.size());
+    take(stepper.restartValues.data(), stepper.restartValues.size() * kValueKeyBytes);
+  }
+  stepper.animatedIds.resize(takeWord());
+  stepper.maxParamId = static_cast<std::int32_t>(takeWord());
+  take(stepper.animatedIds.data(), stepper.animatedIds.size() * 4);
+  const std::uint32_t keyBytes = takeWord();
+  stepper.cacheEntries.resize(takeWord());
+  for (CacheEntry& entry : stepper.cacheEntries) {
+    take(&entry.time, sizeof(entry.time));
+    entry.keys = block;
+    entry.byteCount = keyBytes;
+    block += keyBytes;
+  }
+}
+
+}  // namespace orvandel

@@ -1,0 +1,85 @@
+#include "effect/sim/sequence_state.h"
+
+#include "effect/base/errors.h"
+#include "effect/params/param_ids.h"
+#include "effect/sim/stepper.h"
+
+namespace orvandel {
+namespace {
+
+static_assert(sizeof(SequenceState) == 40);
+
+// The order of registration fixes the order of the values in every cache entry; restart parameters stand between.
+struct Registration {
+  ParamId id;
+  bool restarts;
+};
+constexpr Registration kRegistrations[] = {
+    {kProducerPoint, false}, {kWaveType, false},     {kExpansion, false},   {kFrequency, false},
+    {kDirection, false},     {kVelocity, false},     {kSpin, false},        {kOrientation, false},
+    {kStartWidth, false},    {kEndWidth, false},     {kSides, false},       {kCurveSize, false},
+    {kCurvyness, false},     {kStar, false},         {kStarDepth, false},   {kContour, false},
+    {kSourceCenter, false},  {kValueChannel, false}, {kInvertInput, false}, {kValueThreshold, false},
+    {kPreBlur, false},       {kTolerance, false},    {kSourceLayer, true},  {kLifespan, false},
+    {kFadeInTime, false},    {kFadeOutTime, false},  {kColor, false},       {kProfile, false},
+    {kOpacity, false},       {kSetAt, true},
+};
+
+std::int32_t DisposeSequence(EffectContext& context) {
+  return WithStepper(context, false, [&](Stepper& stepper) {
+    const OrvUtilities& utilities = *context.inRecord->utilities;
+    stepper.disposing = true;
+    DiscardList(stepper);
+    if (stepper.cacheBlock != nullptr) {
+      utilities.unlockHandle(stepper.cacheBlock);
+      utilities.disposeHandle(stepper.cacheBlock);
+      stepper.cacheBlock = nullptr;
+      stepper.cacheAddress = nullptr;
+    }
+    DiscardSnapshot(stepper);
+    stepper.state = nullptr;
+    const OrvHandle handle = context.inRecord->sequenceData;
+    utilities.unlockHandle(handle);
+    utilities.disposeHandle(handle);
+    context.outRecord->sequenceData = nullptr;
+    context.inRecord->sequenceData = nullptr;
+    return ORV_OK;
+  });
+}
+
+}  // namespace
+
+std::int32_t SequenceSetUp(EffectContext& context) {
+  if (context.inRecord->sequenceData != nullptr) DisposeSequence(context);
+  return WithStepper(context, true, [](Stepper& stepper) {
+    try {
+      for (const Registration& registration : kRegistrations) {
+        if (registration.restarts) {
+          RegisterRestart(stepper, registration.id);
+        } else {
+          RegisterAnimated(stepper, registration.id);
+        }
+      }
+    } catch (...) {
+      AbandonStepper(stepper);
+      throw;
+    }
+    return ORV_OK;
+  });
+}
+
+std::int32_t SequenceReSetUp(EffectContext& context) {
+  return context.inRecord->sequenceData == nullptr ? SequenceSetUp(context) : ORV_OK;
+}
+
+std::int32_t SequenceFlatten(EffectContext& context) { return DisposeSequence(context); }
+
+std::int32_t SequenceSetDown(EffectContext& context) { return DisposeSequence(context); }
+
+void EnsureSequence(EffectContext& context) {
+  const OrvHandle handle = context.inRecord->sequenceData;
+  const bool ready = handle != nullptr && static_cast<SequenceState*>(*handle)->cacheBlock != nullptr;
+  if (!ready) SequenceSetUp(context);
+}
+
+}  // namespace orvandel

@@ -1,0 +1,36 @@
+// What a sequence keeps between commands, in the block of the host's sequence-data handle; and the four sequence
+// commands.
+//
+// Always true between commands:
+//   1. time is -1 exactly when list is null; otherwise list stands at that tick.
+//   2. snapshotTime is -1 exactly when snapshotBlock is null; otherwise it is a whole tick.
+//   3. cacheBlock, once set-up has run, holds the parameter lists and the values that list and snapshot were simulated
+//   with.
+// Nothing of it reaches a project: flatten and set-down both discard everything.
+#pragma once
+
+#include <cstdint>
+
+#include "effect/host/effect_context.h"
+#include "effect/sim/wave.h"
+
+namespace orvandel {
+
+struct SequenceState {
+  OrvHandle cacheBlock;     // the parameter-value cache in its byte form, or null
+  double time;              // ticks
+  WaveList* list;           // owned, on the private heap
+  OrvHandle snapshotBlock;  // u32 byte count, then a wave list's bytes; or null
+  double snapshotTime;      // ticks
+};
+
+// Each returns 0; exceptions pass to the entry point.
+std::int32_t SequenceSetUp(EffectContext& context);
+std::int32_t SequenceReSetUp(EffectContext& context);
+std::int32_t SequenceFlatten(EffectContext& context);
+std::int32_t SequenceSetDown(EffectContext& context);
+
+// Runs set-up when the sequence has no state, or one that a failed set-up left without its parameter lists.
+void EnsureSequence(EffectContext& context);
+
+}  // namespace orvandel

@@ -1,0 +1,153 @@
+#include "effect/sim/stepper.h"
+
+#include <algorithm>
+#include <cmath>
+#include <new>
+
+#include "effect/sim/param_cache.h"
+#include "effect/sim/ticks.h"
+
+namespace orvandel {
+namespace {
+
+const OrvUtilities& Utilities(const Stepper& stepper) { return *stepper.context->inRecord->utilities; }
+
+void CreateState(Stepper& stepper) {
+  const OrvHandle handle = Utilities(stepper).newHandle(sizeof(SequenceState));
+  if (handle == nullptr) throw AllocFailed(static_cast<std::int32_t>(sizeof(SequenceState)));
+  stepper.context->outRecord->sequenceData = handle;
+  stepper.context->inRecord->sequenceData = handle;
+  Utilities(stepper).lockHandle(handle);
+  stepper.state = ::new (*handle) SequenceState{nullptr, -1, nullptr, nullptr, -1};
+}
+
+void TakeOver(Stepper& stepper) {
+  const OrvHandle handle = stepper.context->inRecord->sequenceData;
+  stepper.context->outRecord->sequenceData = handle;
+  stepper.state = static_cast<SequenceState*>(*handle);
+  stepper.cacheBlock = stepper.state->cacheBlock;
+  stepper.list = stepper.state->list;
+  stepper.time = stepper.state->time;
+  stepper.snapshotBlock = stepper.state->snapshotBlock;
+  stepper.snapshotTime = stepper.state->snapshotTime;
+  if (stepper.cacheBlock == nullptr) return;
+  Utilities(stepper).lockHandle(stepper.cacheBlock);
+  stepper.cacheAddress = static_cast<std::uint8_t*>(*stepper.cacheBlock);
+}
+
+// False when there is no memory for it; then the old block stays.
+bool RewriteCacheBlock(Stepper& stepper) {
+  const std::uint64_t size = CacheBlockSize(stepper);
+  const OrvHandle fresh = size > 0x7FFFFFFF ? nullptr : Utilities(stepper).newHandle(size);
+  if (fresh == nullptr) return false;
+  Utilities(stepper).lockHandle(fresh);
+  // Complete before the old block goes: keys may still lie in the old one.
+  WriteCacheBlock(stepper, static_cast<std::uint8_t*>(*fresh));
+  if (stepper.cacheBlock != nullptr) {
+    Utilities(stepper).unlockHandle(stepper.cacheBlock);
+    Utilities(stepper).disposeHandle(stepper.cacheBlock);
+  }
+  stepper.cacheBlock = fresh;
+  stepper.cacheAddress = static_cast<std::uint8_t*>(*fresh);
+  return true;
+}
+
+void FreeBuffers(Stepper& stepper) noexcept {
+  stepper.cacheEntries.clear();
+  for (auto buffer = stepper.ownedBuffers.rbegin(); buffer != stepper.ownedBuffers.rend(); ++buffer)
+    heap::Free(*buffer);
+  stepper.ownedBuffers.clear();
+}
+
+void WriteBack(Stepper& stepper) noexcept {
+  if (stepper.state != nullptr) {
+    *stepper.state = {stepper.cacheBlock, stepper.time, stepper.list, stepper.snapshotBlock, stepper.snapshotTime};
+  }
+  if (stepper.cacheAddress != nullptr) {
+    Utilities(stepper).unlockHandle(stepper.cacheBlock);
+    stepper.cacheAddress = nullptr;
+  }
+}
+
+}  // namespace
+
+void OpenStepper(Stepper& stepper, bool sample) {
+  const OrvInRecord& host = *stepper.context->inRecord;
+  stepper.durationTicks = TicksOf(host.duration, host.timeScale);
+  stepper.target = std::max(TicksOf(host.currentTime, host.timeScale), 0.0);
+  if (host.sequenceData == nullptr) {
+    CreateState(stepper);
+    return;
+  }
+  TakeOver(stepper);
+  if (!sample || stepper.cacheBlock == nullptr) return;
+  try {
+    ReadCacheBlock(stepper, stepper.cacheAddress);
+    stepper.simParams = HeapVector<ParamSlot>(static_cast<std::size_t>(stepper.maxParamId + 1));
+    LoadSimParams(stepper);
+  } catch (...) {
+    AbandonStepper(stepper);
+    throw;
+  }
+}
+
+void ReleaseStepper(Stepper& stepper, bool duringFailure) {
+  if (stepper.released) return;
+  stepper.released = true;
+  bool cacheLost = false;
+  if (stepper.cacheDirty && !stepper.disposing) {
+    cacheLost = !RewriteCacheBlock(stepper);
+    if (cacheLost) {
+      DiscardList(stepper);
+      DiscardSnapshot(stepper);
+    }
+  }
+  const std::uint64_t size = cacheLost ? CacheBlockSize(stepper) : 0;
+  stepper.restartValues.clear();
+  stepper.simParams = HeapVector<ParamSlot>();
+  FreeBuffers(stepper);
+  if (!stepper.disposing) WriteBack(stepper);
+  if (cacheLost && !duringFailure) throw AllocFailed::ForBytes(size);
+}
+
+void AbandonStepper(Stepper& stepper) noexcept {
+  if (stepper.released) return;
+  stepper.released = true;
+  DiscardList(stepper);
+  DiscardSnapshot(stepper);
+  stepper.simParams = HeapVector<ParamSlot>();
+  FreeBuffers(stepper);
+  stepper.restartValues.clear();
+  WriteBack(stepper);
+}
+
+void DiscardList(Stepper& stepper) noexcept {
+  if (stepper.list != nullptr) {
+    stepper.list->~WaveList();
+    heap::Free(stepper.list);
+  }
+  stepper.list = nullptr;
+  stepper.time = -1;
+}
+
+void DiscardSnapshot(Stepper& stepper) noexcept {
+  if (stepper.snapshotBlock != nullptr) Utilities(stepper).disposeHandle(stepper.snapshotBlock);
+  stepper.snapshotBlock = nullptr;
+  stepper.snapshotTime = -1;
+}
+
+void RegisterAnimated(Stepper& stepper, std::int32_t id) {
+  stepper.animatedIds.push_back(id);
+  stepper.cacheDirty = true;
+  stepper.cacheEntries.clear();
+  stepper.maxParamId = std::max(stepper.maxParamId, id);
+}
+
+void RegisterRestart(Stepper& stepper, std::int32_t id) {
+  stepper.restartIds.push_back(id);
+  stepper.cacheDirty = true;
+  stepper.restartValues.clear();
+  stepper.maxParamId = std::max(stepper.maxParamId, id);
+}
+
+}  // namespace orvandel

@@ -1,0 +1,89 @@
+// The working record of one command on a sequence: opened on its SequenceState, released when the command ends.
+//
+// While it is open the cache block is locked, and cached keys are used in place inside it; the stepper owns the list
+// and the snapshot until it is released or abandoned, which hands them back to the state.
+#pragma once
+
+#include <cstdint>
+
+#include "effect/heap/heap_containers.h"
+#include "effect/sim/sequence_state.h"
+#include "effect/sim/value_key.h"
+
+namespace orvandel {
+
+// The animated values that stand from `time` up to the next entry's time.
+struct CacheEntry {
+  KeyBytes keys = nullptr;  // one key per animated id, in list order
+  std::uint32_t byteCount = 0;
+  double time = 0;  // ticks
+};
+
+struct Stepper {
+  explicit Stepper(EffectContext& callContext) : context(&callContext) {}
+  Stepper(const Stepper&) = delete;
+  Stepper& operator=(const Stepper&) = delete;
+
+  EffectContext* context;
+  std::int32_t abortCode = 0;      // the host's code once stepping may not go on
+  SequenceState* state = nullptr;  // null once disposed
+  OrvHandle cacheBlock = nullptr;
+  std::uint8_t* cacheAddress = nullptr;  // of the locked cache block
+  WaveList* list = nullptr;
+  double time = -1;  // ticks; -1 when there is no list
+  double durationTicks = 0;
+  double target = 0;  // ticks, of the frame
+  OrvHandle snapshotBlock = nullptr;
+  double snapshotTime = -1;                // ticks; -1 when there is no snapshot
+  HeapVector<std::uint8_t*> ownedBuffers;  // keys sampled by this command, oldest first
+  HeapVector<ParamSlot> simParams;         // by logical id, up to maxParamId; empty until sampled
+  HeapVector<CacheEntry> cacheEntries;     // by time
+  bool cacheDirty = false;                 // the release writes a new cache block
+  HeapVector<std::int32_t> animatedIds;    // their order is the order of the keys
+  std::int32_t maxParamId = -1;
+  HeapVector<std::int32_t> restartIds;  // a change of these re-simulates from tick 0
+  HeapVector<ValueKey> restartValues;   // what the simulation was run with; empty: not run yet
+  bool disposing = false;               // nothing is written back
+  bool released = false;                // abandoned or released: nothing more is done
+
+  std::uint32_t KeyBytesPerEntry() const { return static_cast<std::uint32_t>(animatedIds.size() * kValueKeyBytes); }
+};
+
+// Opens `stepper` on the call's sequence, making a state when there is none. `sample`: also read the cache, sample the
+// parameters and cut cache and simulation back to the first tick where the host's values changed.
+void OpenStepper(Stepper& stepper, bool sample);
+
+// Hands everything back to the state. When the rewritten cache finds no memory, the old one stays, the simulation is
+// discarded (it was run with values that the old cache does not know), and AllocFailed is thrown unless
+// `duringFailure`.
+void ReleaseStepper(Stepper& stepper, bool duringFailure);
+
+// The failure path: discards list and snapshot, keeps the stored cache block, hands that back and marks the stepper
+// released.
+void AbandonStepper(Stepper& stepper) noexcept;
+
+// List and snapshot with the ticks that say whether they are there.
+void DiscardList(Stepper& stepper) noexcept;
+void DiscardSnapshot(Stepper& stepper) noexcept;
+
+// Set-up's registrations; each empties what the new id makes meaningless.
+void RegisterAnimated(Stepper& stepper, std::int32_t id);
+void RegisterRestart(Stepper& stepper, std::int32_t id);
+
+// Opens a stepper, runs `work` on it, and releases it on every way out.
+template <typename Work>
+std::int32_t WithStepper(EffectContext& context, bool sample, Work work) {
+  Stepper stepper(context);
+  std::int32_t result = 0;
+  try {
+    OpenStepper(stepper, sample);
+    result = work(stepper);
+  } catch (...) {
+    ReleaseStepper(stepper, true);
+    throw;
+  }
+  ReleaseStepper(stepper, false);
+  return result;
+}
+
+}  // namespace orvandel

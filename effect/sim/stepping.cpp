@@ -1,0 +1,222 @@
+// One step. The emission phase grows by frequency x dt, and a wave is born each time it reaches 1. Births lie inside
+// the step: the producer point and the orientation move along their rates to each birth instant, and a wave enters the
+// list already aged by the rest of the step. The i-th birth of a step happens at t + wait + i x period; its sampleTime
+// counts from t. Which operations are single and which double precision decides the last bit of every wave: see each
+// line.
+#include "effect/sim/stepping.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <new>
+
+#include "effect/base/float_rules.h"
+#include "effect/params/param_ids.h"
+#include "effect/params/param_slot.h"
+#include "effect/sim/param_cache.h"
+#include "effect/sim/ticks.h"
+#include "effect/sim/wave_bytes.h"
+
+namespace orvandel {
+namespace {
+
+constexpr double kTickSeconds = 0.03333333333333333;
+
+float RoundToFloat(double value) { return static_cast<float>(value); }
+
+std::int32_t HostTimeOfSeconds(const EffectContext& context, double seconds) {
+  return TruncateToInt(static_cast<double>(context.inRecord->timeScale) * seconds);
+}
+
+// Change per second of the two settings that move between births.
+struct Rates {
+  Point2f producerPoint;
+  float orientation;
+};
+
+Rates RatesOver(const WaveSettings& settings, const ParamSlot* simParams, const EffectContext& context) {
+  const Point2f point = ReadProducerPoint(simParams[kProducerPoint], context);
+  const float orientation = ReadFloat(simParams[kOrientation]);
+  return {{(point.x - settings.producerPoint.x) * 30.0F, (point.y - settings.producerPoint.y) * 30.0F},
+          RoundToFloat((static_cast<double>(orientation) - static_cast<double>(settings.orientation)) * 30.0)};
+}
+
+void MoveAlong(WaveSettings& settings, const Rates& rates, float seconds) {
+  settings.orientation += seconds * rates.orientation;
+  settings.producerPoint.x += seconds * rates.producerPoint.x;
+  settings.producerPoint.y += seconds * rates.producerPoint.y;
+}
+
+void GiveBirths(WaveList& list, double t, double dt, const Rates& rates, const EffectContext& context) {
+  WaveSettings& s = list.settings;
+  const double frequency = static_cast<double>(s.frequency);
+  const bool emits = s.frequency != 0;
+  const float wait = emits ? RoundToFloat((1.0 - static_cast<double>(s.emitPhase)) / frequency) : 0.0F;
+  const float period = emits ? RoundToFloat(1.0 / frequency) : 0.0F;
+  float left = static_cast<float>(dt) - wait;
+  MoveAlong(s, rates, wait);
+  s.emitPhase = RoundToFloat(frequency * dt + static_cast<double>(s.emitPhase));
+  double birth = t;
+  while (s.emitPhase >= 1.0F) {
+    s.sampleTime = HostTimeOfSeconds(context, birth);
+    Wave& wave = list.Append();
+    wave.eachFrame = s.setAt != 1;
+    ApplySettings(list, wave);
+    AdvanceWave(wave, left);
+    left -= period;
+    birth += static_cast<double>(period);
+    MoveAlong(s, rates, period);
+    s.emitPhase = RoundToFloat(static_cast<double>(s.emitPhase) - 1.0);
+  }
+}
+
+WaveList* NewList(const Stepper& stepper) {
+  void* block = HeapAllocateOrThrow(sizeof(WaveList));
+  try {
+    return ::new (block) WaveList(stepper.simParams.data(), *stepper.context);
+  } catch (...) {
+    heap::Free(block);
+    throw;
+  }
+}
+
+void StartAfresh(Stepper& stepper) {
+  if (!stepper.animatedIds.empty() && !stepper.cacheEntries.empty()) LoadEntry(stepper, stepper.cacheEntries.front());
+  DiscardList(stepper);
+  stepper.list = NewList(stepper);
+  stepper.time = 0;
+}
+
+void RestoreSnapshot(Stepper& stepper) {
+  DiscardList(stepper);
+  const OrvUtilities& utilities = *stepper.context->inRecord->utilities;
+  utilities.lockHandle(stepper.snapshotBlock);
+  const auto* block = static_cast<const std::uint8_t*>(*stepper.snapshotBlock);
+  std::uint32_t count = 0;
+  std::memcpy(&count, block, sizeof(count));
+  ByteReader reader(block + sizeof(count), static_cast<std::int32_t>(count));
+  try {
+    void* storage = HeapAllocateOrThrow(sizeof(WaveList));
+    stepper.list = ::new (storage) WaveList();
+    ReadWaveList(reader, *stepper.list);
+  } catch (...) {
+    utilities.unlockHandle(stepper.snapshotBlock);
+    throw;
+  }
+  utilities.unlockHandle(stepper.snapshotBlock);
+  stepper.time = stepper.snapshotTime;
+}
+
+void SaveSnapshot(Stepper& stepper) {
+  DiscardSnapshot(stepper);
+  ByteWriter writer;
+  WriteWaveList(*stepper.list, writer);
+  const OrvUtilities& utilities = *stepper.context->inRecord->utilities;
+  const auto count = static_cast<std::uint32_t>(writer.Length());
+  const std::uint64_t size = std::uint64_t{count} + sizeof(count);
+  stepper.snapshotBlock = size > 0x7FFFFFFF ? nullptr : utilities.newHandle(size);
+  if (stepper.snapshotBlock == nullptr) throw AllocFailed::ForBytes(size);
+  utilities.lockHandle(stepper.snapshotBlock);
+  auto* block = static_cast<std::uint8_t*>(*stepper.snapshotBlock);
+  std::memcpy(block, &count, sizeof(count));
+  std::memcpy(block + sizeof(count), writer.Bytes(), count);
+  stepper.snapshotTime = stepper.time;
+  utilities.unlockHandle(stepper.snapshotBlock);
+}
+
+// One pass of the step loop: asks the host, then runs a whole tick or the last fraction of one.
+// False once the host has stopped the work.
+bool RunOneStep(Stepper& stepper, double& segment, double switchPoint, std::size_t nextEntry, double& done,
+                double total) {
+  if (stepper.abortCode != 0) return false;
+  EffectContext& context = *stepper.context;
+  // The code is looked at before the next step: the one under way still completes.
+  stepper.abortCode = context.CheckAbort();
+  context.ReportProgress(TruncateToInt(done), TruncateToInt(total));
+  // From one tick before an entry the parameters hold that entry's values, so that births inside this very step are
+  // interpolated toward them.
+  if (stepper.time >= switchPoint && !stepper.animatedIds.empty()) LoadEntry(stepper, stepper.cacheEntries[nextEntry]);
+  const ParamSlot* simParams = stepper.simParams.data();
+  if (segment >= 1) {
+    SimulateStep(*stepper.list, stepper.time / kTicksPerSecond, kTickSeconds, simParams, context);
+    stepper.time += 1;
+    segment -= 1;
+    done += 1;
+  } else {
+    SimulateStep(*stepper.list, stepper.time / kTicksPerSecond, segment / kTicksPerSecond, simParams, context);
+    stepper.time = stepper.target;
+    done += segment;
+    segment = 0;
+  }
+  return true;
+}
+
+// Steps 3 to 12 of the way to a frame: choose where to start, then run.
+WaveList* Advance(Stepper& stepper) {
+  if (stepper.time != std::floor(stepper.time)) DiscardList(stepper);
+  const double wholeTarget = std::floor(stepper.target);
+  double best = -1;
+  if (stepper.time != -1 && stepper.time <= wholeTarget) {
+    best = stepper.time;
+  } else if (stepper.snapshotBlock != nullptr && stepper.snapshotTime <= wholeTarget) {
+    best = stepper.snapshotTime;
+  }
+  if (best < 0) {
+    StartAfresh(stepper);
+  } else if (stepper.snapshotBlock != nullptr && best == stepper.snapshotTime) {
+    RestoreSnapshot(stepper);
+    if (stepper.time == stepper.target) return stepper.list;
+  }
+  if (stepper.snapshotBlock != nullptr && stepper.time != stepper.snapshotTime) DiscardSnapshot(stepper);
+
+  const double total = stepper.target - stepper.time;
+  double done = 0;
+  RunSteps(stepper, wholeTarget - stepper.time, done, total);
+  if (stepper.time == stepper.target || stepper.abortCode != 0) return stepper.list;
+  if (stepper.snapshotTime != stepper.time) SaveSnapshot(stepper);
+  RunSteps(stepper, stepper.target - wholeTarget, done, total);
+  return stepper.list;
+}
+
+}  // namespace
+
+void SimulateStep(WaveList& list, double t, double dt, const ParamSlot* simParams, const EffectContext& context) {
+  list.settings.sampleTime = HostTimeOfSeconds(context, t);
+  for (Wave& wave : list.waves) {
+    if (wave.eachFrame) ApplySettings(list, wave);
+    AdvanceWave(wave, static_cast<float>(dt));
+  }
+  GiveBirths(list, t, dt, RatesOver(list.settings, simParams, context), context);
+}
+
+void RunSteps(Stepper& stepper, double span, double& done, double total) {
+  const double end = stepper.time + span;
+  const auto& entries = stepper.cacheEntries;
+  std::size_t next = 0;
+  while (next < entries.size() && entries[next].time <= stepper.time) ++next;
+  if (!stepper.animatedIds.empty() && next > 0) LoadEntry(stepper, entries[next - 1]);
+  while (stepper.time != end) {
+    const bool hasNext = next < entries.size();
+    double segment = (hasNext ? std::min(entries[next].time, end) : end) - stepper.time;
+    const double switchPoint = hasNext ? entries[next].time - 1 : end + 1;
+    FillWaveSettings(stepper.list->settings, stepper.simParams.data(), *stepper.context);
+    while (segment != 0) {
+      if (!RunOneStep(stepper, segment, switchPoint, next, done, total)) return;
+    }
+    ++next;
+  }
+}
+
+WaveList* AdvanceToFrame(Stepper& stepper) {
+  if (stepper.time == stepper.target) return stepper.list;
+  if (stepper.abortCode == 0) stepper.abortCode = stepper.context->CheckAbort();
+  if (stepper.abortCode != 0) return stepper.list;
+  try {
+    return Advance(stepper);
+  } catch (...) {
+    AbandonStepper(stepper);
+    throw;
+  }
+}
+
+}  // namespace orvandel

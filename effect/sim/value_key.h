@@ -1,0 +1,36 @@
+// A parameter value reduced to two words, compared to detect change.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+
+#include "effect/host/effect_context.h"
+
+namespace orvandel {
+
+struct ValueKey {
+  std::uint32_t word0 = 0;
+  std::uint32_t word1 = 0;
+  bool operator==(const ValueKey&) const = default;
+};
+inline constexpr std::size_t kValueKeyBytes = 8;
+static_assert(sizeof(ValueKey) == kValueKeyBytes);
+
+// Packed keys at any alignment: they may lie inside the locked cache block.
+using KeyBytes = const std::uint8_t*;
+
+inline ValueKey KeyAt(KeyBytes keys, std::size_t index) {
+  ValueKey key;
+  std::memcpy(&key, keys + index * kValueKeyBytes, kValueKeyBytes);
+  return key;
+}
+
+// By the slot's type: the value word; both words of a point; the fingerprint of a layer's picture at the slot's time
+// (of the input layer when no layer is chosen). Fetching a layer may throw AbortException with the host's code.
+ValueKey KeyOf(ParamSlot& slot);
+// Whether the slot still has the value that `key` was made from. Types beyond popups never compare equal.
+bool SameValue(ParamSlot& slot, ValueKey key);
+// Puts a key's value back into the slot; layers and other types without a value word stay as they are.
+void LoadValue(ParamSlot& slot, ValueKey key);
+
+}  // namespace orvandel
