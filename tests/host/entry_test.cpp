@@ -1,0 +1,108 @@
+// The frame around every command: who owns the instance's block, which commands do nothing, what failures come back as.
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "effect/host/global_data.h"
+#include "tests/support/fake_host.h"
+
+namespace orvandel::test {
+namespace {
+
+GlobalData& Globals(FakeHost& host) { return *static_cast<GlobalData*>(*host.in.globalData); }
+
+TEST(Entry, CommandsWithoutAHandlerChangeNothing) {
+  FakeHost host;
+  ASSERT_EQ(host.SetUp(), 0);
+  for (const int selector : {2, 9, 10, 12, 15, 16, 17, 18, 19, 1000, -1, INT32_MIN, INT32_MAX}) {
+    const OrvHandle globals = host.in.globalData;
+    EXPECT_EQ(host.Send(selector), 0) << selector;
+    EXPECT_EQ(host.out.globalData, globals);
+    EXPECT_EQ(host.out.outFlags, 0U);
+    EXPECT_EQ(host.out.paramCount, 0);
+    EXPECT_STREQ(host.out.message, "");
+  }
+  EXPECT_EQ(host.SetDown(), 0);
+}
+
+TEST(Entry, TheFirstCallMakesTheBlockAndGlobalSetDownFreesEverything) {
+  FakeHost host;
+  ASSERT_EQ(host.Send(ORV_QUERY_DYNAMIC_FLAGS), 0);
+  const OrvHandle handle = host.in.globalData;
+  ASSERT_NE(handle, nullptr);
+  for (const std::int32_t entry : Globals(host).paramIndexTable) EXPECT_EQ(entry, -1);
+  ASSERT_EQ(host.SetUp(), 0);
+  EXPECT_EQ(host.in.globalData, handle);
+  ASSERT_EQ(host.RenderTick(40), 0);
+  ASSERT_EQ(host.SetDown(), 0);
+  EXPECT_EQ(host.out.globalData, nullptr);
+  std::string why;
+  EXPECT_TRUE(host.NothingLeft(&why)) << why;
+  // A following call starts a new instance.
+  ASSERT_EQ(host.SetUp(), 0);
+  EXPECT_EQ(host.RenderTick(40), 0);
+  ASSERT_EQ(host.SetDown(), 0);
+  EXPECT_TRUE(host.NothingLeft(&why)) << why;
+}
+
+TEST(Entry, GlobalSetDownWithALiveSequenceKeepsTheHeapConsistent) {
+  FakeHost host;
+  ASSERT_EQ(host.SetUp(), 0);
+  ASSERT_EQ(host.RenderTick(40), 0);
+  ASSERT_EQ(host.Send(ORV_GLOBAL_SET_DOWN), 0);
+  // The sequence's memory went with the heap: the host must not use its handle again, but a new instance works.
+  host.in.sequenceData = nullptr;
+  ASSERT_EQ(host.SetUp(), 0);
+  EXPECT_EQ(host.RenderTick(40), 0);
+  EXPECT_EQ(host.SetDown(), 0);
+}
+
+TEST(Entry, FailuresWhileTheInstanceIsMade) {
+  FakeHost host;
+  host.in.services = nullptr;
+  EXPECT_EQ(host.Send(ORV_ABOUT), 512);
+  EXPECT_EQ(host.out.globalData, nullptr);
+
+  FakeHost noMemory;
+  noMemory.Arm({Callback::kNewHandle, 0});
+  EXPECT_EQ(noMemory.Send(ORV_ABOUT), ORV_OUT_OF_MEMORY);
+  EXPECT_STREQ(std::strchr(noMemory.out.message, ':'), ": Insufficient free memory (unable to allocate 4744 bytes)");
+  EXPECT_EQ(noMemory.out.outFlags, 0x100U);
+  EXPECT_EQ(noMemory.out.globalData, nullptr);
+
+  FakeHost noStrings;
+  noStrings.Arm({Callback::kOpenStrings, 0, 77});
+  EXPECT_EQ(noStrings.Send(ORV_ABOUT), 77);
+  EXPECT_EQ(noStrings.out.globalData, nullptr);
+  EXPECT_EQ(noStrings.out.outFlags, 0U);
+  std::string why;
+  EXPECT_TRUE(noStrings.NothingLeft(&why)) << why;
+  noStrings.Disarm();
+  EXPECT_EQ(noStrings.SetUp(), 0);
+  EXPECT_EQ(noStrings.SetDown(), 0);
+}
+
+TEST(Entry, TheRegistrationEntryNamesTheEffect) {
+  struct Seen {
+    std::string name, matchName, category, entryPoint;
+    std::uint32_t kind = 0, flags = 0;
+    std::int32_t major = 0, minor = 0;
+  } seen;
+  const OrvRegister registerEffect = [](void* ref, const char* name, const char* matchName, const char* category,
+                                        const char* entryPoint, std::uint32_t kind, std::int32_t major,
+                                        std::int32_t minor, std::uint32_t flags) -> std::int32_t {
+    *static_cast<Seen*>(ref) = {name, matchName, category, entryPoint, kind, flags, major, minor};
+    return -31;
+  };
+  EXPECT_EQ(PluginDataEntryFunction(&seen, registerEffect), -31);
+  EXPECT_EQ(seen.name, "$$$/YQ/Effect/Name/Orvandel=Orvandel");
+  EXPECT_EQ(seen.matchName, "ZMR Orvandel");
+  EXPECT_EQ(seen.category, "$$$/Varnhold/FiltersAndEffects/Category/Generate=Generate");
+  EXPECT_EQ(seen.entryPoint, "FilterMain");
+  EXPECT_EQ(seen.kind, 0x65464B54U);
+  EXPECT_EQ(seen.major * 100 + seen.minor, 1315);
+  EXPECT_EQ(seen.flags, 8U);
+}
+
+}  // namespace
+}  // namespace orvandel::test

@@ -1,0 +1,76 @@
+// Texts of failures: keys to display text, substitution, conversion, and the field that always ends in a NUL.
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "effect/host/messages.h"
+#include "effect/platform/lq.h"
+#include "effect/platform/zintrel.h"
+#include "tests/support/fake_host.h"
+
+namespace orvandel::test {
+namespace {
+
+TEST(Messages, FailuresNameTheEffectAndTheSize) {
+  FakeHost host;
+  ASSERT_EQ(host.Send(ORV_GLOBAL_SET_UP), 0);
+  OrvOutRecord out{};
+  SetOutOfMemoryMessage(out, AllocFailed(1000));
+  EXPECT_STREQ(out.message, "Orvandel: Insufficient free memory (unable to allocate 1000 bytes)");
+  SetOutOfMemoryMessage(out, AllocFailed(-1));
+  EXPECT_STREQ(out.message, "Orvandel: Insufficient free memory");
+  EXPECT_EQ(out.outFlags, 0x100U);
+  SetInternalErrorMessage(out);
+  EXPECT_STREQ(out.message, "Orvandel: Internal Error");
+  EXPECT_EQ(AllocFailed::ForBytes(0x7FFFFFFF).size, 0x7FFFFFFF);
+  EXPECT_EQ(AllocFailed::ForBytes(0x80000000).size, -1);
+}
+
+// Cut at a character boundary: the field never ends in half a character, whatever the text.
+TEST(Messages, LongTextsAreCutBetweenCharacters) {
+  const std::string character = "\xE2\x97\x8B";  // three bytes
+  for (std::size_t lead = 0; lead < 4; ++lead) {
+    std::string text(lead, 'x');
+    while (text.size() < 400) text += character;
+    OrvOutRecord out{};
+    std::memset(out.message, 'q', sizeof(out.message));
+    SetMessage(out, text.c_str());
+    const std::size_t length = std::strlen(out.message);
+    EXPECT_LE(length, 255U);
+    EXPECT_GE(length, 253U);
+    EXPECT_EQ((length - lead) % 3, 0U);
+    EXPECT_EQ(text.compare(0, length, out.message), 0);
+  }
+}
+
+TEST(Messages, SubstitutionIsSinglePass) {
+  std::array<zintrel::WideString, 10> arguments;
+  arguments[0] = u"@1";
+  arguments[1] = u"one";
+  arguments[9] = u"nine";
+  EXPECT_EQ(zintrel::ReplaceInString(u"@0 @1 @9 @2| @ @x @@1 @", arguments), u"@1 one nine | @ @x @one @");
+}
+
+TEST(Messages, KeysAndConversions) {
+  EXPECT_EQ(lq::Lq_ZStringToUTF16String("$$$/a/b=c=d"), u"c=d");
+  EXPECT_EQ(lq::Lq_ZStringToUTF16String("a=b"), u"a=b");
+  EXPECT_EQ(lq::Lq_ZStringToUTF16String("$$$/a/b"), u"$$$/a/b");
+  // Every character there is survives the way to wide text and back.
+  for (char32_t c = 1; c < 0x110000; c += c < 0x1000 ? 1 : 0x3F) {
+    if (c >= 0xD800 && c < 0xE000) continue;
+    zintrel::WideString wide;
+    if (c >= 0x10000) wide.push_back(static_cast<char16_t>(0xD800 + ((c - 0x10000) >> 10)));
+    wide.push_back(static_cast<char16_t>(c < 0x10000 ? c : 0xDC00 + (c & 0x3FF)));
+    const zintrel::ByteString bytes = lq::Lq_UTF16ToMBString(wide, false);
+    EXPECT_EQ(lq::Lq_ZStringToUTF16String(bytes.c_str()), wide) << std::hex << static_cast<std::uint32_t>(c);
+  }
+  // Malformed bytes become replacement characters one by one and never swallow what follows.
+  EXPECT_EQ(lq::Lq_ZStringToUTF16String("a\xE2\x97z\xFF\xC0\x80q"), u"a\uFFFD\uFFFDz\uFFFD\uFFFD\uFFFDq");
+  const char16_t lone[] = {u'a', 0xDC00, u'b', 0xD800, 0};
+  EXPECT_EQ(lq::Lq_UTF16ToMBString(lone, false),
+            "a\xEF\xBF\xBD"
+            "b\xEF\xBF\xBD");
+}
+
+}  // namespace
+}  // namespace orvandel::test

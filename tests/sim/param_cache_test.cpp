@@ -1,0 +1,114 @@
+// The cache of parameter values: where its entries lie, and that any edit gives the frame of a fresh render.
+#include <gtest/gtest.h>
+
+#include "effect/params/param_ids.h"
+#include "tests/sim/sequence_probe.h"
+
+namespace orvandel::test {
+namespace {
+
+struct Cached : FakeHost {
+  Cached() {
+    EXPECT_EQ(SetUp(), 0);
+    duration = 60 * 1000;
+  }
+  ~Cached() { EXPECT_EQ(SetDown(), 0); }
+  double TickOf(std::int32_t hostTime) const { return hostTime * 30.0 / timeScale; }
+};
+
+TEST(ParamCache, StillParametersNeedTwoEntries) {
+  Cached host;
+  ASSERT_EQ(host.RenderTick(0), 0);
+  EXPECT_EQ(CacheTimes(host), (std::vector<double>{0}));
+  ASSERT_EQ(host.Send(ORV_SEQUENCE_SET_UP), 0);
+  ASSERT_EQ(host.RenderTick(20), 0);
+  EXPECT_EQ(CacheTimes(host), (std::vector<double>{0, 61}));
+}
+
+TEST(ParamCache, OneEntryAtEveryTickOfChange) {
+  Cached host;
+  host.SetValue(kFrequency, [&host](std::int32_t time, OrvParamDef& d) {
+    d.value.fixed.value = static_cast<OrvFixed>((1 + std::min(host.TickOf(time), 10.0)) * 65536);
+  });
+  ASSERT_EQ(host.RenderTick(5), 0);
+  std::vector<double> expected;
+  for (int tick = 0; tick <= 5; ++tick) expected.push_back(tick);
+  EXPECT_EQ(CacheTimes(host), expected);
+  ASSERT_EQ(host.RenderTick(30), 0);
+  for (int tick = 6; tick <= 10; ++tick) expected.push_back(tick);
+  expected.push_back(61);
+  EXPECT_EQ(CacheTimes(host), expected);
+}
+
+// A parameter stepped at one tick: then the step moves, before, at and after the live list and the snapshot.
+TEST(ParamCache, EditsGiveTheFrameOfAFreshRender) {
+  const ParamId ids[] = {kProducerPoint, kWaveType, kSides,      kCurveSize,   kStar,  kFrequency,  kExpansion,
+                         kOrientation,   kVelocity, kDirection,  kSpin,        kColor, kProfile,    kStartWidth,
+                         kOpacity,       kLifespan, kFadeInTime, kFadeOutTime, kSetAt, kReflection, kRenderQuality};
+  const auto stepAt = [](FakeHost& host, ParamId id, double tick) {
+    host.ClearValues();
+    host.SetFixed(kFrequency, 5);
+    host.SetValue(id, [&host, tick, id](std::int32_t time, OrvParamDef& d) {
+      const bool after = time * 30.0 / host.timeScale >= tick;
+      if (id == kProducerPoint)
+        d.value.point.x = static_cast<OrvFixed>((after ? 20 : 30) * 65536);
+      else if (id == kColor)
+        d.value.color.value = {255, static_cast<std::uint8_t>(after ? 200 : 10), 3, 4};
+      else if (d.type == ORV_PARAM_FIXED)
+        d.value.fixed.value = after ? 65536 * 3 / 4 : 65536 * 2;
+      else if (d.type == ORV_PARAM_ANGLE)
+        d.value.angle.value = after ? 65536 * 45 : 65536 * 10;
+      else
+        d.value.integer.value = after ? (d.type == ORV_PARAM_INTEGER ? 5 : 1) : (d.type == ORV_PARAM_INTEGER ? 7 : 0);
+      if (id == kFrequency) d.value.fixed.value *= 5;
+      if (d.type == ORV_PARAM_POPUP) d.value.popup.value = after ? 2 : 1;
+      if (id == kWaveType) d.value.popup.value = after ? 1 : 3;
+    });
+  };
+  for (const ParamId id : ids) {
+    Cached edited;
+    for (const double tick : {12.0, 21.0, 20.0, 5.0, 0.0, 1.0, 22.0, 40.0, 19.0}) {
+      for (const double frame : {20.5, 21.0}) {
+        stepAt(edited, id, tick);
+        ASSERT_EQ(edited.RenderTick(frame), 0);
+        EXPECT_EQ(edited.Picture(), edited.FreshPictureAtTick(frame))
+            << "parameter " << id << " stepping at " << tick << ", frame " << frame;
+      }
+    }
+  }
+}
+
+TEST(ParamCache, ANewSourceLayerPictureRestartsTheSimulation) {
+  Cached host;
+  host.layers.emplace_back(8, 8, std::uint8_t{40});
+  host.sourceLayer = 1;
+  ASSERT_EQ(host.RenderTick(20), 0);
+  host.progressTotal.clear();
+  ASSERT_EQ(host.RenderTick(21), 0);
+  EXPECT_EQ(host.progressTotal.front(), 1);
+  *host.layers[0].Pixel(0, 0) = 41;
+  host.progressTotal.clear();
+  ASSERT_EQ(host.RenderTick(22), 0);
+  EXPECT_EQ(host.progressTotal.front(), 22);
+  std::string why;
+  EXPECT_TRUE(host.Balanced(&why)) << why;
+}
+
+// A cache that finds no memory must not leave a simulation behind that the stored cache does not describe.
+TEST(ParamCache, AFailedRewriteNeverGivesAStaleFrame) {
+  for (int fail = 0; fail < 3; ++fail) {
+    Cached host;
+    ASSERT_EQ(host.RenderTick(20), 0);
+    host.SetFixed(kExpansion, 2);
+    host.Arm({Callback::kNewHandle, fail});
+    const std::int32_t code = host.RenderTick(22);
+    EXPECT_TRUE(code == 0 || code == ORV_OUT_OF_MEMORY);
+    host.Disarm();
+    host.ClearValues();
+    ASSERT_EQ(host.RenderTick(25), 0);
+    EXPECT_EQ(host.Picture(), host.FreshPictureAtTick(25)) << "failing handle " << fail;
+  }
+}
+
+}  // namespace
+}  // namespace orvandel::test

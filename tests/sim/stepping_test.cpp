@@ -1,0 +1,144 @@
+// Births and steps: when waves are born, how old they are, where stepping starts from, and how it stops.
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "effect/params/param_ids.h"
+#include "tests/sim/sequence_probe.h"
+
+namespace orvandel::test {
+namespace {
+
+struct Stepped : FakeHost {
+  explicit Stepped(double frequency = 1) {
+    EXPECT_EQ(SetUp(), 0);
+    SetFixed(kFrequency, frequency);
+    SetFixed(kLifespan, 1000);
+    passParamsToRender = false;
+  }
+  ~Stepped() {
+    EXPECT_EQ(SetDown(), 0);
+    std::string why;
+    EXPECT_TRUE(NothingLeft(&why)) << why;
+  }
+};
+
+TEST(Stepping, TheFirstFramesOfASequence) {
+  Stepped host(30);
+  ASSERT_EQ(host.RenderTick(0), 0);
+  EXPECT_TRUE(Ages(host).empty());
+  EXPECT_EQ(StateOf(host).time, 0);
+  ASSERT_EQ(host.RenderTick(1), 0);
+  // Phase 1 gives birth at once, and reaches 2 within the step: the second wave is born at its very end.
+  ASSERT_EQ(Ages(host).size(), 2U);
+  EXPECT_EQ(Ages(host)[0], 1.0F / 30);
+  EXPECT_EQ(Ages(host)[1], 0.0F);
+}
+
+TEST(Stepping, FrequencyZeroGivesOneWave) {
+  Stepped host(0);
+  ASSERT_EQ(host.RenderTick(100), 0);
+  EXPECT_EQ(Ages(host).size(), 1U);
+}
+
+TEST(Stepping, SeveralBirthsInAStep) {
+  Stepped host(45);
+  ASSERT_EQ(host.RenderTick(1), 0);
+  ASSERT_EQ(Ages(host).size(), 2U);
+  EXPECT_NEAR(Ages(host)[1], 1.0 / 30 - 1.0 / 45, 1e-7);
+  EXPECT_EQ(StateOf(host).list->settings.emitPhase, 0.5F);
+}
+
+// Births are due at 0, 1/f, 2/f ... whatever the frame rate the list is asked at; ages tell the birth times.
+TEST(Stepping, BirthsFollowTheFrequency) {
+  for (const double frequency : {0.5, 3.0, 7.25, 10.0, 45.0, 100.0}) {
+    Stepped host(frequency);
+    const double seconds = 2.0;
+    ASSERT_EQ(host.RenderTick(seconds * 30), 0);
+    const auto ages = Ages(host);
+    EXPECT_NEAR(static_cast<double>(ages.size()), seconds * frequency + 1, 1.01);
+    for (std::size_t i = 0; i < ages.size(); ++i) {
+      EXPECT_NEAR(ages[i], seconds - static_cast<double>(i) / frequency, 2e-4) << frequency << " wave " << i;
+    }
+  }
+}
+
+TEST(Stepping, SnapshotsAtWholeTicks) {
+  Stepped host;
+  ASSERT_EQ(host.RenderTick(10), 0);
+  EXPECT_EQ(StateOf(host).snapshotTime, -1);
+  ASSERT_EQ(host.RenderTick(10.5), 0);
+  EXPECT_EQ(StateOf(host).time, 10.5);
+  EXPECT_EQ(StateOf(host).snapshotTime, 10);
+  host.progressTotal.clear();
+  ASSERT_EQ(host.RenderTick(10.25), 0);
+  EXPECT_EQ(StateOf(host).snapshotTime, 10) << "the same snapshot serves another frame of its tick";
+  ASSERT_EQ(host.RenderTick(5), 0);
+  EXPECT_EQ(StateOf(host).time, 5);
+  EXPECT_EQ(StateOf(host).snapshotTime, -1) << "re-simulated from the start";
+  ASSERT_EQ(host.RenderTick(-3), 0);
+  EXPECT_EQ(StateOf(host).time, 0) << "a negative time is time 0";
+}
+
+TEST(Stepping, AStoppedRunGoesOnFromTheTickReached) {
+  for (const Callback question : {Callback::kAbort, Callback::kProgress}) {
+    Stepped host;
+    host.Arm({question, 5, 9});
+    EXPECT_EQ(host.RenderTick(100), 9);
+    EXPECT_EQ(host.QuestionsAfterStop(), 0);
+    const double reached = StateOf(host).time;
+    EXPECT_GT(reached, 0);
+    EXPECT_LT(reached, 10);
+    EXPECT_EQ(reached, std::floor(reached));
+    host.Disarm();
+    host.progressTotal.clear();
+    ASSERT_EQ(host.RenderTick(100), 0);
+    EXPECT_EQ(host.progressTotal.front(), 100 - static_cast<int>(reached));
+    EXPECT_EQ(host.Picture(), host.FreshPictureAtTick(100));
+  }
+}
+
+TEST(Stepping, BirthsAreSpreadAlongAMovingProducer) {
+  Stepped host(300);
+  host.SetValue(kProducerPoint, [&host](std::int32_t time, OrvParamDef& d) {
+    const double tick = time * 30.0 / host.timeScale;
+    const double fraction = tick < 10 ? 0 : tick > 11 ? 1 : tick - 10;
+    d.value.point.x = static_cast<OrvFixed>((0.2 + 0.2 * fraction) * host.in.width * 65536);
+    d.value.point.y = static_cast<OrvFixed>(0.5 * host.in.height * 65536);
+  });
+  ASSERT_EQ(host.RenderTick(11), 0);
+  int moved = 0;
+  for (const Wave& wave : StateOf(host).list->waves) {
+    const double birthTick = 11 - static_cast<double>(wave.age) * 30;
+    const double expected = 0.2 + 0.2 * std::max(0.0, birthTick - 10);
+    EXPECT_NEAR(wave.origin.x, expected, 2e-3) << birthTick;
+    moved += wave.origin.x > 0.21F && wave.origin.x < 0.39F ? 1 : 0;
+  }
+  EXPECT_GE(moved, 7);
+}
+
+TEST(SequenceCommands, SetUpFlattenAndSetDown) {
+  Stepped host;
+  EXPECT_EQ(StateOf(host).time, -1);
+  EXPECT_EQ(CacheTimes(host).size(), 0U);
+  ASSERT_EQ(host.RenderTick(31), 0);
+  const auto picture = host.Picture();
+  const OrvHandle sequence = host.in.sequenceData;
+  ASSERT_EQ(host.Send(ORV_SEQUENCE_RE_SET_UP), 0);
+  EXPECT_EQ(host.in.sequenceData, sequence);
+  EXPECT_EQ(StateOf(host).time, 31) << "re-set-up leaves a state alone";
+  ASSERT_EQ(host.Send(ORV_SEQUENCE_FLATTEN), 0);
+  EXPECT_EQ(host.in.sequenceData, nullptr);
+  EXPECT_EQ(host.out.sequenceData, nullptr);
+  ASSERT_EQ(host.Send(ORV_SEQUENCE_RE_SET_UP), 0);
+  ASSERT_EQ(host.RenderTick(31), 0);
+  EXPECT_EQ(host.Picture(), picture);
+  ASSERT_EQ(host.Send(ORV_SEQUENCE_SET_UP), 0);
+  EXPECT_EQ(StateOf(host).time, -1) << "set-up starts anew";
+  ASSERT_EQ(host.Send(ORV_SEQUENCE_SET_DOWN), 0);
+  ASSERT_EQ(host.RenderTick(31), 0) << "a render without set-up sets up first";
+  EXPECT_EQ(host.Picture(), picture);
+}
+
+}  // namespace
+}  // namespace orvandel::test

@@ -1,0 +1,100 @@
+// Byte forms: exact sizes and offsets, growth, and the way there and back for random lists.
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "effect/sim/wave_bytes.h"
+
+namespace orvandel::test {
+namespace {
+
+// Every field gets a value of its own.
+void Randomise(Wave& w, std::mt19937& random) {
+  const auto number = [&] { return std::uniform_real_distribution<float>(-1000, 1000)(random); };
+  const auto word = [&] { return static_cast<std::uint32_t>(random()); };
+  for (float* f : {&w.size, &w.age, &w.orientation, &w.spin, &w.rotation, &w.startWidth, &w.endWidth, &w.expansion,
+                   &w.lifespan, &w.fadeIn, &w.fadeOut, &w.opacity, &w.curveSize, &w.curvyness, &w.starDepth,
+                   &w.valueThreshold, &w.preBlur, &w.tolerance}) {
+    *f = number();
+  }
+  for (Point2f* p : {&w.origin, &w.velocity, &w.offset, &w.sourceCenter}) *p = {number(), number()};
+  for (std::uint32_t* u : {&w.color, &w.profile, &w.waveType, &w.sides, &w.sourceStamp[0], &w.sourceStamp[1],
+                           &w.valueChannel, &w.contour}) {
+    *u = word();
+  }
+  w.star = word() % 2 == 0;
+  w.invertInput = word() % 2 == 0;
+  w.eachFrame = word() % 2 == 0;
+  w.sampleTime = static_cast<std::int32_t>(word());
+  w.shapeValid = word() % 3 != 0;
+  w.placedValid = true;
+  if (w.shapeValid) {
+    for (auto n = word() % 20; n > 0; --n) w.shape.push_back({number(), number()});
+  }
+}
+
+std::vector<std::uint8_t> BytesOf(const WaveList& list) {
+  ByteWriter writer;
+  WriteWaveList(list, writer);
+  return {writer.Bytes(), writer.Bytes() + writer.Length()};
+}
+
+TEST(WaveBytes, SizesAndOffsets) {
+  WaveList list;
+  EXPECT_EQ(BytesOf(list).size(), 109U);
+  Wave& wave = list.Append();
+  EXPECT_EQ(BytesOf(list).size(), 109U + 148);
+  wave.shapeValid = true;
+  wave.shape.assign(6, {1, 2});
+  wave.age = 0.5F;
+  wave.sampleTime = 77;
+  wave.eachFrame = true;
+  list.settings.sides = 31;
+  list.settings.contour = 19;
+  const auto bytes = BytesOf(list);
+  ASSERT_EQ(bytes.size(), 109U + 200);
+  EXPECT_EQ(bytes[52], 31);
+  EXPECT_EQ(bytes[93], 19);
+  EXPECT_EQ(bytes[105], 1);
+  const std::size_t s = 109 + 5 + 48;
+  float age = 0;
+  std::memcpy(&age, &bytes[s], 4);
+  EXPECT_EQ(age, 0.5F);
+  EXPECT_EQ(bytes[s + 138], 77);
+  EXPECT_EQ(bytes[s + 146], 1);
+}
+
+TEST(WaveBytes, TheWriterGrowsToTwiceAndOne) {
+  ByteWriter writer;
+  WaveList list;
+  std::vector<std::int32_t> capacities;
+  for (int i = 0; i < 14; ++i) {
+    writer.Append(0.0F);
+    if (capacities.empty() || capacities.back() != writer.Capacity()) capacities.push_back(writer.Capacity());
+  }
+  writer.Append(Point2f{});
+  capacities.push_back(writer.Capacity());
+  EXPECT_EQ(capacities, (std::vector<std::int32_t>{4, 12, 28, 60, 128}));
+}
+
+TEST(WaveBytes, RandomListsSurvive) {
+  std::mt19937 random(7);
+  for (int round = 0; round < 200; ++round) {
+    WaveList list;
+    for (auto n = random() % 6; n > 0; --n) Randomise(list.Append(), random);
+    list.settings.emitPhase = 0.75F;
+    list.settings.invertInput = round % 2 == 0;
+    list.settings.fadeIn = 3;
+    const auto bytes = BytesOf(list);
+    ByteReader reader(bytes.data(), static_cast<std::int32_t>(bytes.size()));
+    WaveList back;
+    ReadWaveList(reader, back);
+    EXPECT_EQ(reader.Position(), reader.Count());
+    EXPECT_EQ(BytesOf(back), bytes);
+    EXPECT_EQ(back.settings.fadeIn, 0.0F) << "not stored";
+    for (const Wave& wave : back.waves) EXPECT_FALSE(wave.placedValid);
+  }
+}
+
+}  // namespace
+}  // namespace orvandel::test

@@ -1,0 +1,436 @@
+#include "tests/support/fake_host.h"
+
+#include <cmath>
+#include <cstring>
+
+namespace orvandel::test {
+namespace {
+
+constexpr std::uint8_t kFence = 0xC7;
+constexpr std::size_t kRedZone = 256;
+
+FakeHost* current = nullptr;
+
+}  // namespace
+
+FencedImage::FencedImage(std::int32_t width, std::int32_t height, std::uint8_t fill, std::int32_t padding)
+    : width_(width),
+      height_(height),
+      rowBytes_(width * 4 + padding),
+      storage_(static_cast<std::size_t>(rowBytes_) * static_cast<std::size_t>(height) + 2 * kRedZone, kFence) {
+  for (std::int32_t y = 0; y < height; ++y) std::memset(Pixel(0, y), fill, static_cast<std::size_t>(width) * 4);
+}
+
+std::size_t FencedImage::Offset(std::int32_t x, std::int32_t y) const {
+  return kRedZone + static_cast<std::size_t>(y) * static_cast<std::size_t>(rowBytes_) + static_cast<std::size_t>(x) * 4;
+}
+
+OrvImage FencedImage::View() {
+  return {storage_.empty() ? nullptr : storage_.data() + kRedZone, width_, height_, rowBytes_, 0, nullptr};
+}
+
+std::uint8_t* FencedImage::Pixel(std::int32_t x, std::int32_t y) { return storage_.data() + Offset(x, y); }
+
+std::vector<std::uint8_t> FencedImage::Pixels() const {
+  std::vector<std::uint8_t> pixels;
+  for (std::int32_t y = 0; y < height_; ++y) {
+    const auto row = storage_.begin() + static_cast<std::ptrdiff_t>(Offset(0, y));
+    pixels.insert(pixels.end(), row, row + width_ * 4);
+  }
+  return pixels;
+}
+
+bool FencedImage::FencesIntact() const {
+  for (std::size_t i = 0; i < storage_.size(); ++i) {
+    const bool inside = i >= kRedZone && i < storage_.size() - kRedZone &&
+                        (i - kRedZone) % static_cast<std::size_t>(rowBytes_) < static_cast<std::size_t>(width_) * 4;
+    if (!inside && storage_[i] != kFence) return false;
+  }
+  return true;
+}
+
+// The C callbacks; every one counts itself, may be told to fail, and keeps the ledger.
+struct FakeCallbacks {
+  static FakeHost& Host(OrvEffectRef ref) { return *static_cast<FakeHost*>(ref); }
+
+  static std::int32_t CheckOut(OrvEffectRef ref, std::int32_t index, std::int32_t time, std::int32_t, std::int32_t,
+                               OrvParamDef* definition) {
+    FakeHost& host = Host(ref);
+    std::int32_t code = 0;
+    if (host.Fails(Callback::kCheckOut, &code)) return code;
+    *definition = host.ValueOf(index, time);
+    ++host.checkOuts_;
+    return 0;
+  }
+  static std::int32_t CheckIn(OrvEffectRef ref, OrvParamDef*) {
+    FakeHost& host = Host(ref);
+    std::int32_t code = 0;
+    const bool fails = host.Fails(Callback::kCheckIn, &code);
+    if (--host.checkOuts_ < 0) host.problems_.insert("a parameter was checked in twice");
+    return fails ? code : 0;
+  }
+  static std::int32_t AddParam(OrvEffectRef ref, std::int32_t position, OrvParamDef* definition) {
+    FakeHost& host = Host(ref);
+    std::int32_t code = 0;
+    if (host.Fails(Callback::kAddParam, &code)) return code;
+    if (position != -1) host.problems_.insert("addParam without position -1");
+    if (host.definitions.empty()) {
+      host.definitions.emplace_back();
+      host.paramNames.emplace_back();
+      host.choices.emplace_back();
+    }
+    const bool popup = definition->type == ORV_PARAM_POPUP;
+    const bool checkbox = definition->type == ORV_PARAM_CHECKBOX;
+    host.definitions.push_back(*definition);
+    host.choices.emplace_back(popup ? definition->value.popup.choices : "");
+    host.paramNames.emplace_back(checkbox ? definition->value.checkbox.label : definition->name);
+    return 0;
+  }
+  static std::int32_t Question(FakeHost& host, Callback callback) {
+    if (host.stopped_) ++host.questionsAfterStop_;
+    std::int32_t code = 0;
+    if (!host.Fails(callback, &code)) return 0;
+    host.stopped_ = code != 0;
+    return code;
+  }
+  static std::int32_t Abort(OrvEffectRef ref) { return Question(Host(ref), Callback::kAbort); }
+  static std::int32_t Progress(OrvEffectRef ref, std::int32_t done, std::int32_t total) {
+    Host(ref).progressDone.push_back(done);
+    Host(ref).progressTotal.push_back(total);
+    return Question(Host(ref), Callback::kProgress);
+  }
+  static std::int32_t OpenStrings(OrvStringsRef* strings, std::int32_t) {
+    std::int32_t code = 0;
+    if (current->Fails(Callback::kOpenStrings, &code)) return code;
+    current->strings_ = reinterpret_cast<const OrvStringTable*>(*strings);
+    ++current->stringTables_;
+    *strings = 0x5151;
+    return 0;
+  }
+  static const char* GetString(OrvStringsRef, std::int32_t id, std::int32_t, std::uint32_t* zero) {
+    std::int32_t code = 0;
+    if (*zero != 0) current->problems_.insert("getString without a zero word");
+    if (current->Fails(Callback::kGetString, &code)) return nullptr;
+    if (id < 0 || static_cast<std::uint64_t>(id) + 1 >= current->strings_->count) return "";
+    return std::strchr(current->strings_->entries[id].key, '=') + 1;
+  }
+  static std::int32_t CloseStrings(OrvStringsRef*) {
+    --current->stringTables_;
+    return 0;
+  }
+
+  static OrvHandle NewHandle(std::uint64_t size) {
+    std::int32_t code = 0;
+    if (current->Fails(Callback::kNewHandle, &code)) return nullptr;
+    auto* block = new FakeHost::Block;
+    block->bytes.assign(static_cast<std::size_t>(size), current->handleFill);
+    block->address = block->bytes.data();
+    OrvHandle handle = &block->address;
+    current->handles_[handle] = block;
+    return handle;
+  }
+  static FakeHost::Block* Find(OrvHandle handle) {
+    const auto found = current->handles_.find(handle);
+    if (found != current->handles_.end()) return found->second;
+    current->problems_.insert("an unknown handle was used");
+    return nullptr;
+  }
+  static void Lock(OrvHandle handle) {
+    if (FakeHost::Block* block = Find(handle)) ++block->locks;
+  }
+  static void Unlock(OrvHandle handle) {
+    FakeHost::Block* block = Find(handle);
+    if (block != nullptr && --block->locks < 0) current->problems_.insert("a handle was unlocked too often");
+  }
+  static void Dispose(OrvHandle handle) {
+    FakeHost::Block* block = Find(handle);
+    if (block == nullptr) return;
+    if (block->locks > 0) current->problems_.insert("a locked handle was disposed");
+    current->handles_.erase(handle);
+    delete block;
+  }
+  static void CopyString(char* destination, const char* source) { std::strcpy(destination, source); }
+
+  static std::int32_t Acquire(const char* name, std::int32_t version, const void** service);
+  static std::int32_t Release(const char*, std::int32_t) {
+    if (--current->services_ < 0) current->problems_.insert("a service was released twice");
+    return 0;
+  }
+
+  static std::int32_t UpdateUi(OrvEffectRef ref, std::int32_t index, const OrvParamDef* definition) {
+    FakeHost& host = Host(ref);
+    std::int32_t code = 0;
+    if (host.Fails(Callback::kUpdateUi, &code)) return code;
+    host.uiUpdates[index] = *definition;
+    host.uiOrder.push_back(index);
+    return 0;
+  }
+
+  static std::int32_t CheckOutPath(OrvEffectRef ref, std::int32_t id, std::int32_t, std::int32_t, std::int32_t,
+                                   OrvPathRef* path) {
+    FakeHost& host = Host(ref);
+    std::int32_t code = 0;
+    if (host.Fails(Callback::kCheckOutPath, &code)) return code;
+    const bool known = id >= 1 && static_cast<std::size_t>(id) <= host.masks.size();
+    *path = known ? static_cast<OrvPathRef>(id) : 0;
+    if (known) ++host.paths_;
+    return 0;
+  }
+  static std::int32_t CheckInPath(OrvEffectRef ref, std::int32_t, std::int32_t, OrvPathRef path) {
+    FakeHost& host = Host(ref);
+    if (path == 0 || --host.paths_ < 0) host.problems_.insert("a path was checked in twice");
+    return 0;
+  }
+  static const FakePath& Path(FakeHost& host, OrvPathRef path) {
+    return host.masks[static_cast<std::size_t>(path - 1)];
+  }
+  static std::int32_t IsOpen(OrvEffectRef ref, OrvPathRef path, std::int32_t* open) {
+    std::int32_t code = 0;
+    if (Host(ref).Fails(Callback::kIsOpen, &code)) return code;
+    *open = Path(Host(ref), path).open ? 1 : 0;
+    return 0;
+  }
+  static std::int32_t SegmentCount(OrvEffectRef ref, OrvPathRef path, std::int32_t* count) {
+    std::int32_t code = 0;
+    if (Host(ref).Fails(Callback::kSegmentCount, &code)) return code;
+    *count = static_cast<std::int32_t>(Path(Host(ref), path).points.size());
+    return 0;
+  }
+  static std::int32_t PrepareQuery(OrvEffectRef ref, OrvPathRef, std::int32_t segment, std::int32_t,
+                                   OrvLengthQuery* query) {
+    std::int32_t code = 0;
+    if (Host(ref).Fails(Callback::kPrepareQuery, &code)) return code;
+    ++Host(ref).queries_;
+    *query = static_cast<OrvLengthQuery>(segment + 1);
+    return 0;
+  }
+  static std::int32_t SegmentLength(OrvEffectRef ref, OrvPathRef path, std::int32_t segment, OrvLengthQuery,
+                                    double* length) {
+    std::int32_t code = 0;
+    if (Host(ref).Fails(Callback::kSegmentLength, &code)) return code;
+    const auto& points = Path(Host(ref), path).points;
+    const auto& a = points[static_cast<std::size_t>(segment)];
+    const auto& b = points[static_cast<std::size_t>(segment + 1) % points.size()];
+    *length = std::hypot(b.first - a.first, b.second - a.second);
+    return 0;
+  }
+  static std::int32_t PointAtLength(OrvEffectRef ref, OrvPathRef path, OrvLengthQuery, std::int32_t segment,
+                                    double distance, double* x, double* y) {
+    std::int32_t code = 0;
+    if (Host(ref).Fails(Callback::kPointAtLength, &code)) return code;
+    const auto& points = Path(Host(ref), path).points;
+    const auto& a = points[static_cast<std::size_t>(segment)];
+    const auto& b = points[static_cast<std::size_t>(segment + 1) % points.size()];
+    const double length = std::hypot(b.first - a.first, b.second - a.second);
+    const double t = length > 0 ? distance / length : 0;
+    *x = a.first + (b.first - a.first) * t;
+    *y = a.second + (b.second - a.second) * t;
+    return 0;
+  }
+  static std::int32_t ReleaseQuery(OrvEffectRef ref, OrvPathRef, std::int32_t, OrvLengthQuery) {
+    if (--Host(ref).queries_ < 0) Host(ref).problems_.insert("a length query was released twice");
+    return 0;
+  }
+};
+
+namespace {
+
+constexpr OrvParamUtilsService kParamUtils = {&FakeCallbacks::UpdateUi};
+constexpr OrvPathQueryService kPathQuery = {nullptr, nullptr, &FakeCallbacks::CheckOutPath,
+                                            &FakeCallbacks::CheckInPath};
+constexpr OrvPathDataService kPathData = {
+    &FakeCallbacks::IsOpen,        &FakeCallbacks::SegmentCount,  nullptr, &FakeCallbacks::PrepareQuery,
+    &FakeCallbacks::SegmentLength, &FakeCallbacks::PointAtLength, nullptr, &FakeCallbacks::ReleaseQuery};
+constexpr OrvServiceTable kServices = {&FakeCallbacks::Acquire, &FakeCallbacks::Release};
+constexpr OrvUtilities kUtilities = {&FakeCallbacks::NewHandle, &FakeCallbacks::Lock, &FakeCallbacks::Unlock,
+                                     &FakeCallbacks::Dispose, &FakeCallbacks::CopyString};
+constexpr OrvCallbacks kCallbacks = {
+    &FakeCallbacks::CheckOut, &FakeCallbacks::CheckIn,     &FakeCallbacks::AddParam,  &FakeCallbacks::Abort,
+    &FakeCallbacks::Progress, &FakeCallbacks::OpenStrings, &FakeCallbacks::GetString, &FakeCallbacks::CloseStrings};
+
+}  // namespace
+
+std::int32_t FakeCallbacks::Acquire(const char* name, std::int32_t version, const void** service) {
+  std::int32_t code = 0;
+  const bool fails = current->Fails(Callback::kAcquire, &code);
+  if (fails && code != 0) return code;
+  ++current->services_;
+  *service = nullptr;
+  if (fails) return 0;
+  if (std::strcmp(name, ORV_PARAM_UTILS_SERVICE) == 0 && version == 3) *service = &kParamUtils;
+  if (std::strcmp(name, ORV_PATH_QUERY_SERVICE) == 0 && version == 1) *service = &kPathQuery;
+  if (std::strcmp(name, ORV_PATH_DATA_SERVICE) == 0 && version == 1) *service = &kPathData;
+  if (*service != nullptr) return 0;
+  --current->services_;
+  return 1;
+}
+
+FakeHost::FakeHost(std::int32_t width, std::int32_t height, OrvFilterMain entry) : entry_(entry) {
+  current = this;
+  in.hostVersionMajor = 13;
+  in.hostVersionMinor = 15;
+  in.quality = 1;
+  in.width = width;
+  in.height = height;
+  in.downsampleX = in.downsampleY = in.pixelAspect = {1, 1};
+  in.utilities = &kUtilities;
+  in.services = &kServices;
+  output = FencedImage(width, height);
+  input = FencedImage(width, height);
+}
+
+FakeHost::~FakeHost() {
+  for (auto& [handle, block] : handles_) delete block;
+  if (current == this) current = nullptr;
+}
+
+bool FakeHost::Fails(Callback callback, std::int32_t* code) {
+  ++calls_[static_cast<std::size_t>(callback)];
+  if (fault_.callback != callback || fault_.at < 0) return false;
+  const std::int64_t call = faultCalls_++;
+  *code = fault_.code;
+  return call == fault_.at || (fault_.persistent && call > fault_.at);
+}
+
+void FakeHost::Arm(Fault fault) {
+  fault_ = fault;
+  faultCalls_ = 0;
+}
+
+void FakeHost::ResetCalls() { std::fill(calls_.begin(), calls_.end(), 0); }
+
+void FakeHost::FillRecords() {
+  in.callbacks = kCallbacks;
+  in.effectRef = this;
+  in.timeScale = timeScale;
+  in.timeStep = in.paramTimeStep = timeScale / 30;
+  in.duration = duration;
+  out.outFlags = out.outFlags2 = 0;
+  out.paramCount = 0;
+  std::memset(out.message, 0, sizeof(out.message));
+  out.globalData = in.globalData;
+  out.sequenceData = in.sequenceData;
+}
+
+std::int32_t FakeHost::Send(std::int32_t selector, void* extra, bool withParams, bool withOutput) {
+  current = this;
+  FillRecords();
+  stopped_ = false;
+  std::vector<OrvParamDef> values;
+  std::vector<OrvParamDef*> pointers;
+  if (withParams) {
+    for (std::size_t i = 0; i < definitions.size(); ++i) {
+      values.push_back(ValueOf(static_cast<std::int32_t>(i), in.currentTime));
+      if (values.back().type == ORV_PARAM_LAYER && i != 0) values.back().value.layer.image = OrvImage{};
+    }
+    for (OrvParamDef& value : values) pointers.push_back(&value);
+  }
+  OrvImage image = output.View();
+  const std::int32_t code =
+      entry_(selector, &in, &out, withParams ? pointers.data() : nullptr, withOutput ? &image : nullptr, extra);
+  in.globalData = out.globalData;
+  in.sequenceData = out.sequenceData;
+  return code;
+}
+
+std::int32_t FakeHost::SetUp() {
+  for (const std::int32_t selector : {ORV_GLOBAL_SET_UP, ORV_PARAM_SET_UP, ORV_SEQUENCE_SET_UP}) {
+    if (const std::int32_t code = Send(selector); code != 0) return code;
+  }
+  return 0;
+}
+
+std::int32_t FakeHost::Render(std::int32_t hostTime) {
+  in.currentTime = hostTime;
+  return Send(ORV_RENDER, nullptr, passParamsToRender, true);
+}
+
+std::vector<std::uint8_t> FakeHost::FreshPicture(std::int32_t hostTime) {
+  const OrvHandle kept = in.sequenceData;
+  const FencedImage keptOutput = output;
+  in.sequenceData = nullptr;
+  Send(ORV_SEQUENCE_SET_UP);
+  Render(hostTime);
+  const auto picture = output.Pixels();
+  Send(ORV_SEQUENCE_SET_DOWN);
+  in.sequenceData = kept;
+  output = keptOutput;
+  return picture;
+}
+
+std::int32_t FakeHost::SetDown() {
+  const std::int32_t sequence = Send(ORV_SEQUENCE_SET_DOWN);
+  const std::int32_t global = Send(ORV_GLOBAL_SET_DOWN);
+  return sequence != 0 ? sequence : global;
+}
+
+std::int32_t FakeHost::IndexOf(std::int32_t paramId) const {
+  for (std::size_t i = 1; i < definitions.size(); ++i) {
+    if (definitions[i].id == 2 * paramId) return static_cast<std::int32_t>(i);
+  }
+  return paramId == 0 ? 0 : -1;
+}
+
+OrvParamDef FakeHost::ValueOf(std::int32_t hostIndex, std::int32_t hostTime) {
+  OrvParamDef value{};
+  if (hostIndex == 0) {
+    value.value.layer.image = input.View();
+    return value;
+  }
+  value = definitions[static_cast<std::size_t>(hostIndex)];
+  if (value.type == ORV_PARAM_POINT) {
+    const auto perCent = [](std::int32_t extent) { return static_cast<OrvFixed>(extent * 0.5 * 65536); };
+    value.value.point.x = perCent(in.width);
+    value.value.point.y = perCent(in.height);
+  }
+  if (value.type == ORV_PARAM_LAYER) {
+    value.value.layer.image = sourceLayer > 0 ? layers[static_cast<std::size_t>(sourceLayer - 1)].View() : OrvImage{};
+  }
+  const auto function = values_.find(hostIndex);
+  if (function != values_.end()) function->second(hostTime, value);
+  return value;
+}
+
+void FakeHost::SetValue(std::int32_t paramId, ValueFunction function) {
+  values_[IndexOf(paramId)] = std::move(function);
+}
+
+void FakeHost::SetWord(std::int32_t paramId, std::int32_t word) {
+  SetValue(paramId, [word](std::int32_t, OrvParamDef& d) { std::memcpy(&d.value, &word, sizeof(word)); });
+}
+
+void FakeHost::SetFixed(std::int32_t paramId, double value) {
+  SetWord(paramId, static_cast<std::int32_t>(value * 65536.0));
+}
+
+void FakeHost::SetPoint(std::int32_t paramId, double x, double y) {
+  SetValue(paramId, [x, y](std::int32_t, OrvParamDef& d) {
+    d.value.point.x = static_cast<OrvFixed>(x * 65536.0);
+    d.value.point.y = static_cast<OrvFixed>(y * 65536.0);
+  });
+}
+
+bool FakeHost::Balanced(std::string* why) const {
+  std::string text;
+  for (const std::string& problem : problems_) text += problem + "; ";
+  const auto outstanding = [&](std::int32_t count, const char* what) {
+    if (count != 0) text += std::to_string(count) + " " + what + " outstanding; ";
+  };
+  outstanding(checkOuts_, "check-outs");
+  outstanding(services_, "services");
+  outstanding(paths_, "paths");
+  outstanding(queries_, "length queries");
+  if (why != nullptr) *why = text;
+  return text.empty();
+}
+
+bool FakeHost::NothingLeft(std::string* why) const {
+  std::string text;
+  Balanced(&text);
+  if (!handles_.empty()) text += std::to_string(handles_.size()) + " handles outstanding; ";
+  if (stringTables_ != 0) text += "a string table is open; ";
+  if (why != nullptr) *why = text;
+  return text.empty();
+}
+
+}  // namespace orvandel::test
