@@ -22,7 +22,7 @@ namespace heap {
 
 inline constexpr std::size_t kAlignment = 16;
 
-// Null when the system has no memory. Zero bytes give a valid, unique address.
+// Null when the system has no memory, and always above 2^31 bytes. Zero bytes give a valid, unique address.
 void* Allocate(std::size_t bytes) noexcept;
 // Contents kept up to the smaller size; on failure null, and the old block stays.
 void* Reallocate(void* block, std::size_t bytes) noexcept;
@@ -31,10 +31,11 @@ void Free(void* block) noexcept;
 void SaveState(HeapState& state) noexcept;           // copies the state in force
 void InstallState(const HeapState& state) noexcept;  // puts another one in force
 void ReleaseAll() noexcept;                          // returns every block to the system; the state becomes empty
-// Bytes of free memory kept for later instead of being returned to the system.
+// Bytes of free memory kept for later instead of being returned to the system; what exceeds it goes back at once. The
+// threshold belongs to the state; an empty state keeps 64 MiB.
 void SetTrimThreshold(std::size_t bytes) noexcept;
 
-// Bytes in blocks handed out and not freed, of the state in force.
+// Bytes in blocks handed out and not freed, of the state in force; a block counts with the size it was rounded up to.
 std::uint64_t BytesInUse() noexcept;
 
 }  // namespace heap
