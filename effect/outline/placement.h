@@ -1,5 +1,11 @@
 // Keeps a wave's outlines current: which builder runs, when shape and placed outline may be reused, and where it is
 // placed.
+//
+//   wave type        shape rebuilt                           placed rebuilt
+//   polygon          while shapeValid is clear               with the shape, or while placedValid is clear
+//   image contours   when picture or settings changed        with the shape, or while placedValid is clear
+//   mask             at every update                         at every update
+//   any other        never                                   while placedValid is clear
 #pragma once
 
 #include "effect/host/effect_context.h"
@@ -9,5 +15,13 @@ namespace orvandel {
 
 // Makes wave.placed current. Passes on AbortException and AllocFailed of the shape builders.
 void UpdateWaveOutline(Wave& wave, EffectContext& context);
+
+// target = source scaled by the wave's size, turned by its orientation and rotation (clockwise on screen), moved by its
+// offset; point for point.
+void PlaceOutline(const Wave& wave, const Outline& source, Outline& target);
+
+// target = source with every corner replaced by a flattened cubic, as wave.curveSize and wave.curvyness say. Pixels:
+// the flatness tolerance is finer when the host asks for high quality.
+void RoundOutlineCorners(const Wave& wave, const EffectContext& context, const Outline& source, Outline& target);
 
 }  // namespace orvandel

@@ -1,0 +1,27 @@
+// Image-contour waves: one contour of a value channel of the source picture.
+#pragma once
+
+#include <cstdint>
+
+#include "effect/host/effect_context.h"
+#include "effect/outline/value_image.h"
+#include "effect/sim/wave.h"
+
+namespace orvandel {
+
+// Rebuilds wave.shape unless it is valid and the picture at wave.sampleTime is the one it was traced from; returns
+// whether it rebuilt. Without any contour the shape is valid and empty, and the next update looks again.
+// AbortException with the host's code when the picture cannot be had or the host stops the work; the shape is then
+// empty and not valid. The output's pixels serve as scratch.
+bool BuildContourShape(Wave& wave, EffectContext& context);
+
+struct TracedContour {
+  std::int64_t found = 0;  // contours in the picture
+  Outline chain;           // the wanted one, or the last one when there are fewer; not thinned; source pixels
+};
+
+// Extracts, blurs and traces. Contours count from 1 in the order in which a raster scan meets them. Returns 0, or the
+// host's code that stopped the work: the host is asked after the lattice and after every contour.
+std::int32_t TraceContours(const ContourJob& job, std::int32_t wanted, TracedContour& traced);
+
+}  // namespace orvandel

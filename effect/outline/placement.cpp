@@ -1,0 +1,100 @@
+#include "effect/outline/placement.h"
+
+#include "effect/base/float_rules.h"
+#include "effect/outline/bezier.h"
+#include "effect/outline/contour.h"
+#include "effect/outline/mask.h"
+#include "effect/outline/polygon.h"
+#include "orvandel/math_routines.h"
+
+namespace orvandel {
+namespace {
+
+constexpr std::int32_t kHighQuality = 1;
+constexpr float kFineTolerance = 0.3F;    // pixels
+constexpr float kCoarseTolerance = 1.0F;  // pixels
+
+void UpdatePolygonShape(Wave& wave) {
+  if (wave.shapeValid) return;
+  if (wave.star) {
+    BuildStarShape(wave);
+  } else {
+    BuildPolygonShape(wave);
+  }
+  wave.shapeValid = true;
+  wave.placedValid = false;
+}
+
+// Only polygons have rounded corners: the other types lose their curve size here, before placement reads it.
+void UpdateShape(Wave& wave, EffectContext& context) {
+  switch (wave.waveType) {
+    case kPolygonWave:
+      UpdatePolygonShape(wave);
+      break;
+    case kContourWave:
+      if (BuildContourShape(wave, context)) wave.placedValid = false;
+      wave.curveSize = 0;
+      break;
+    case kMaskWave:
+      BuildMaskShape(wave, context);
+      wave.curveSize = 0;
+      wave.placedValid = false;
+      break;
+    default:
+      break;
+  }
+}
+
+Point2f Toward(Point2f corner, Point2f neighbour, float factor) {
+  return {(neighbour.x - corner.x) * factor + corner.x, (neighbour.y - corner.y) * factor + corner.y};
+}
+
+}  // namespace
+
+void PlaceOutline(const Wave& wave, const Outline& source, Outline& target) {
+  const float degrees = wave.rotation + wave.orientation;
+  const float angle = RadiansFromReduced(static_cast<float>(M_fmod(static_cast<double>(degrees), 360.0)));
+  const float c = CosF(angle) * wave.size;
+  const float s = SinF(angle) * wave.size;
+  target.resize(source.size());
+  for (std::size_t i = 0; i < source.size(); ++i) {
+    const Point2f point = source[i];
+    target[i] = {(point.x * c - point.y * s) + wave.offset.x, (point.x * s + point.y * c) + wave.offset.y};
+  }
+}
+
+void RoundOutlineCorners(const Wave& wave, const EffectContext& context, const Outline& source, Outline& target) {
+  target.clear();
+  const float tolerance = context.inRecord->quality == kHighQuality ? kFineTolerance : kCoarseTolerance;
+  const float toleranceSquared = tolerance * tolerance;
+  // Fractions of the way from the corner to its neighbours: where the curve ends, and where its controls lie.
+  const float endFraction = wave.curveSize * 0.5F;
+  const float controlFraction =
+      static_cast<float>((static_cast<double>(wave.curvyness) * 0.9) * static_cast<double>(endFraction));
+
+  const std::size_t count = source.size();
+  for (std::size_t i = 0; i < count; ++i) {
+    const Point2f corner = source[i];
+    const Point2f before = source[i == 0 ? count - 1 : i - 1];
+    const Point2f after = source[i + 1 == count ? 0 : i + 1];
+    const Cubic curve{Toward(corner, before, endFraction), Toward(corner, before, controlFraction),
+                      Toward(corner, after, controlFraction), Toward(corner, after, endFraction)};
+    FlattenCubic(curve, toleranceSquared, target);
+  }
+}
+
+void UpdateWaveOutline(Wave& wave, EffectContext& context) {
+  UpdateShape(wave, context);
+  if (wave.placedValid) return;
+  if (wave.curveSize > 0) {
+    // Rounding comes after placement: its tolerance is in pixels.
+    Outline sharp;
+    PlaceOutline(wave, wave.shape, sharp);
+    RoundOutlineCorners(wave, context, sharp, wave.placed);
+  } else {
+    PlaceOutline(wave, wave.shape, wave.placed);
+  }
+  wave.placedValid = true;
+}
+
+}  // namespace orvandel

@@ -1,0 +1,14 @@
+// Thinning of densely sampled polylines.
+#pragma once
+
+#include "effect/sim/wave.h"
+
+namespace orvandel {
+
+// Appends a thinned copy of the open polyline `source` to `target`: a point is kept where the area swept since the last
+// kept point, over the chord, exceeds `tolerance` (in the unit of the points). The first point is always kept, the last
+// one only when it earns its place: an outline closes from the last kept point to the first. An empty source appends
+// nothing.
+void SimplifyPolyline(const Outline& source, Outline& target, float tolerance);
+
+}  // namespace orvandel

@@ -1,0 +1,69 @@
+// The value image of a contour: one channel of the source picture as 16-bit numbers, softened by a separable blur.
+//
+// A value pixel is 4 bytes: two unsigned 16-bit halves in the machine's byte order. Half 0 (the lower address) is the
+// value; half 1 is the working copy between the two passes of the blur, which so needs no second picture. Values are 8
+// bits times 256, except hue and saturation (0..32767) and the hue of grey (65535). Whatever lies outside the source
+// is 0.
+#pragma once
+
+#include <cstdint>
+
+#include "effect/heap/heap_containers.h"
+#include "effect/host/effect_context.h"
+#include "effect/host/image_buffer.h"
+
+namespace orvandel {
+
+enum ValueChannel : std::uint32_t {
+  kIntensity = 1,
+  kRed = 2,
+  kGreen = 3,
+  kBlue = 4,
+  kAlpha = 5,
+  kHue = 6,
+  kLightness = 7,
+  kSaturation = 8,
+  kValue = 9
+};
+
+// Where the values of one extraction are kept: in the output, which is cleared before anything is drawn, or, when the
+// source does not fit into it, in storage of their own.
+struct ValueImage {
+  ImageBuffer view;
+  HeapVector<std::uint8_t> storage;  // empty while the output is used
+};
+
+// Throws AllocFailed with the byte count.
+ValueImage PrepareValueImage(const ImageBuffer& source, const EffectContext& context);
+
+// One contour extraction.
+struct ContourJob {
+  std::uint32_t valueChannel = kAlpha;
+  float valueThreshold = 127;  // 0..255
+  float preBlur = 0;           // full-resolution pixels
+  float tolerance = 0.5F;      // pixels of the source
+  bool invertInput = false;
+  ImageBuffer source;
+  ImageBuffer valueImage;
+  EffectContext* context = nullptr;  // for the abort check and the downsampling
+};
+
+// Fills the value image from the source. A channel number that does not exist reads 0 everywhere.
+void ExtractValueChannel(const ContourJob& job);
+
+// Blurs the value image in place. Returns 0, or the host's code that stopped it; asks the host once a row and once a
+// column.
+std::int32_t BlurValueImage(const ContourJob& job);
+
+// Integer weights of a Gaussian exp(-4 d^2 / radius^2), 1024 times their share, each rounded down.
+HeapVector<std::uint16_t> MakeBlurKernel(double radius, std::int64_t tapCount);
+
+// The kernel that a radius asks for, without the taps at its ends that are 0. Always an odd count.
+HeapVector<std::uint16_t> BlurKernelFor(double radius);
+
+// result[j] = (sum over m of kernel[m] * line[j - reach + m]) >> 10 with reach = kernel.size() / 2; samples outside the
+// line count as 0. `line` and `result` may not overlap.
+void ConvolveLine(const HeapVector<std::uint16_t>& line, const HeapVector<std::uint16_t>& kernel,
+                  HeapVector<std::uint16_t>& result);
+
+}  // namespace orvandel

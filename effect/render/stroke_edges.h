@@ -1,0 +1,94 @@
+// The band of a stroke as straight edges and four-sided pieces, one piece per outline segment.
+//
+// u runs across the band: 0 on the outline, 1 on its inner edge. Every edge carries its own x and u and is stepped from
+// row to row; a piece knows which of its four edges bound it on the left and on the right.
+#pragma once
+
+#include <cstdint>
+
+#include "effect/host/effect_context.h"
+#include "effect/render/profile_table.h"
+#include "effect/sim/wave.h"
+
+namespace orvandel {
+
+// Outline and offset points further away than this (in subsamples) are refused or drawn nearer, so that columns and
+// rows fit 32-bit integers with room to spare.
+inline constexpr float kFarthestSubsample = 67108864.0F;  // 2^26
+
+// Layer pixels relative to the wave's origin -> subsamples of the output.
+struct StrokeTransform {
+  float offsetX, offsetY, scaleX, scaleY;
+
+  Point2f Apply(Point2f p) const { return {scaleX * p.x + offsetX, scaleY * p.y + offsetY}; }
+};
+
+StrokeTransform MakeStrokeTransform(const OrvInRecord& in, Point2f origin, std::int32_t quality);
+
+// Removes, in one walk, every point at which the outline runs straight on or turns exactly back. Returns whether at
+// least three points remain.
+bool RemoveCollinearPoints(Outline& points);
+
+// The band's inner corners, one per outline point, in subsamples; `points` and `width` are in layer pixels. A corner
+// that has no finite offset point keeps the outline point.
+Outline MakeOffsetPoints(const Outline& points, float width, const StrokeTransform& transform);
+
+// In place; false when a point is not finite or lies beyond kFarthestSubsample.
+bool TransformPoints(Outline& points, const StrokeTransform& transform);
+
+enum EdgeKind : std::int32_t {
+  kOutlineEdge = 0,  // u = 0 along it
+  kOffsetEdge = 1,   // u = 1 along it
+  kRuling = 2        // from an outline point (u = 0) to its offset point (u = 1)
+};
+
+using EdgeIndex = std::int32_t;
+using QuadIndex = std::int32_t;
+inline constexpr EdgeIndex kNoEdge = 0;
+inline constexpr QuadIndex kNoQuad = -1;
+
+struct StrokeEdge {
+  std::int32_t edgeKind = kOutlineEdge;
+  // x and u on the current row, and their change per row. Until the first row: the values at `yStart`.
+  float x = 0, dxdy = 0;
+  float u = 0, dudy = 0;
+  float yStart = 0;           // first row that the edge takes part in; the last one lies below y1
+  std::uint8_t firstRow = 0;  // not yet stepped on its first row
+  std::uint8_t active = 0;    // in the scan's list of active edges
+  float x0 = 0, y0 = 0;       // top end
+  float x1 = 0, y1 = 0;       // bottom end
+  QuadIndex quads[2] = {kNoQuad, kNoQuad};
+};
+
+struct StrokeQuad {
+  // [0] and [3]: the segment's outline and offset edge, in the order they stand from left to right; [1] and [2]: the
+  // rulings at its ends, [1] the one further left. kNoEdge where there is none.
+  EdgeIndex edges[4] = {kNoEdge, kNoEdge, kNoEdge, kNoEdge};
+  std::int32_t order = 1;    // 1: [0] is the outline edge; 2: [3] is
+  std::uint8_t inChain = 0;  // among the scan's live pieces
+};
+
+// In subsamples, all four inclusive.
+struct StrokeBounds {
+  std::int32_t xMin = 0, yMin = 0, xMax = 0, yMax = 0;
+
+  bool IsEmpty() const { return xMin >= xMax || yMin >= yMax; }
+};
+
+// All that the scan needs. The scan steps the edges, so a geometry is good for one scan.
+struct StrokeGeometry {
+  HeapVector<StrokeEdge> edges;      // in creation order; edges[kNoEdge] stands for every missing one, never active
+  HeapVector<StrokeQuad> quads;      // one per outline segment, by the segment's first point
+  HeapVector<EdgeIndex> byFirstRow;  // the real edges, ascending by yStart, equal ones in creation order
+  StrokeBounds bounds;
+  std::int32_t quality = 1;  // subsamples per output pixel in both directions
+  OrvPixel color{};
+  const ProfileTable* table = nullptr;
+  bool reflection = false;
+};
+
+// Edges, pieces, order and bounds of the band between `points` and `offsets` (both in subsamples, clockwise on the
+// screen). The remaining fields are the caller's to set.
+StrokeGeometry BuildStrokeGeometry(const Outline& points, const Outline& offsets);
+
+}  // namespace orvandel

@@ -1,0 +1,171 @@
+// Reference frames: the bytes of reference_frames.tsv must come back whatever was rendered before. The table's last
+// column is the 64-bit FNV-1a hash over the picture's bytes alpha, red, green, blue, row by row from the top.
+//
+// A frame that differs is written to the build's mismatch folder. With ORVANDEL_NEW_REFERENCE=FILE the fresh renders
+// append their own lines to FILE (script/approve); they are compared all the same.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "stage/frame_renderer.h"
+#include "stage/scene_reader.h"
+#include "stage/video_out.h"
+
+namespace orvandel::stage {
+namespace {
+
+const std::filesystem::path kFolder = ORVANDEL_GOLDEN_DIR;
+const std::filesystem::path kMismatchFolder = ORVANDEL_MISMATCH_DIR;
+
+struct Reference {
+  std::string scene;
+  std::int32_t frame = 0;
+  std::string quality;  // "full" or "draft"
+  std::int32_t downsample = 1;
+  std::string hash;
+
+  std::string Text() const {
+    std::ostringstream text;
+    text << scene << '\t' << frame << '\t' << quality << '\t' << downsample << '\t' << hash;
+    return text.str();
+  }
+  bool SameSequence(const Reference& other) const { return quality == other.quality && downsample == other.downsample; }
+};
+
+std::vector<Reference> ReadTable() {
+  std::ifstream file(kFolder / "reference_frames.tsv");
+  std::vector<Reference> table;
+  std::string line;
+  while (std::getline(file, line)) {
+    if (line.empty() || line.front() == '#') continue;
+    Reference row;
+    std::istringstream fields(line);
+    if (!(fields >> row.scene >> row.frame >> row.quality >> row.downsample >> row.hash)) {
+      throw std::runtime_error("reference_frames.tsv: " + line);
+    }
+    table.push_back(row);
+  }
+  if (table.empty()) throw std::runtime_error("reference_frames.tsv holds no frame");
+  return table;
+}
+
+const std::vector<Reference>& Table() {
+  static const std::vector<Reference> table = ReadTable();
+  return table;
+}
+
+// In table order: the table keeps a scene's rows together, and a renewed table keeps its order.
+std::vector<std::string> SceneNames() {
+  std::vector<std::string> names;
+  for (const Reference& row : Table()) names.push_back(row.scene);
+  names.erase(std::unique(names.begin(), names.end()), names.end());
+  return names;
+}
+
+std::string HashOf(const Picture& picture) {
+  std::uint64_t hash = 14695981039346656037u;
+  for (const std::uint8_t byte : picture.bytes) hash = (hash ^ byte) * 1099511628211u;
+  char text[17];
+  std::snprintf(text, sizeof text, "%016llx", static_cast<unsigned long long>(hash));
+  return text;
+}
+
+std::filesystem::path KeepMismatch(const Reference& row, const Picture& picture) {
+  std::filesystem::create_directories(kMismatchFolder);
+  const std::string stem = std::filesystem::path(row.scene).stem().string();
+  const auto file = kMismatchFolder / (stem + '.' + row.quality + '.' + std::to_string(row.downsample) + '.' +
+                                       std::to_string(row.frame) + ".png");
+  WritePng(file, picture);
+  return file;
+}
+
+class Golden : public testing::TestWithParam<std::string> {
+ protected:
+  Golden() : scene_(ReadScene(kFolder / "scenes" / GetParam(), module_.Catalog())) {
+    for (const Reference& row : Table()) {
+      if (row.scene == GetParam()) rows_.push_back(row);
+    }
+  }
+
+  FrameRenderer RendererFor(const Reference& row) {
+    RenderOptions options;
+    options.highQuality = row.quality == "full";
+    options.downsample = row.downsample;
+    return FrameRenderer(module_, scene_, 0, options);
+  }
+
+  // Renders `rows`, all of one quality and size, on one sequence in the order given.
+  void RenderOnOneSequence(const std::vector<Reference>& rows) {
+    FrameRenderer renderer = RendererFor(rows.front());
+    std::string order;
+    for (const Reference& row : rows) {
+      order += ' ' + std::to_string(row.frame);
+      Compare(row, renderer.Render(row.frame), "in the order" + order);
+    }
+  }
+
+  void Compare(const Reference& row, const Picture& picture, const std::string& how) {
+    const std::string hash = HashOf(picture);
+    if (hash == row.hash) return;
+    ADD_FAILURE() << row.scene << " frame " << row.frame << ", " << row.quality << " 1/" << row.downsample << ", "
+                  << picture.width << "x" << picture.height << ", rendered " << how << ": hash " << hash << ", not "
+                  << row.hash << "; picture kept as " << KeepMismatch(row, picture).string();
+  }
+
+  // The scene's rows, one list for every quality and size.
+  std::vector<std::vector<Reference>> Sequences() const {
+    std::vector<std::vector<Reference>> sequences;
+    for (const Reference& row : rows_) {
+      if (sequences.empty() || !sequences.back().front().SameSequence(row)) sequences.emplace_back();
+      sequences.back().push_back(row);
+    }
+    return sequences;
+  }
+
+  EffectModule module_{DefaultModulePath()};
+  Scene scene_;
+  std::vector<Reference> rows_;
+};
+
+TEST_P(Golden, FreshStart) {
+  const char* newReference = std::getenv("ORVANDEL_NEW_REFERENCE");
+  for (const Reference& row : rows_) {
+    const Picture picture = RendererFor(row).Render(row.frame);
+    Compare(row, picture, "from a fresh start");
+    if (newReference == nullptr) continue;
+    Reference renewed = row;
+    renewed.hash = HashOf(picture);
+    std::ofstream(newReference, std::ios::app) << renewed.Text() << '\n';
+  }
+}
+
+TEST_P(Golden, TableOrder) {
+  for (const auto& rows : Sequences()) RenderOnOneSequence(rows);
+}
+
+TEST_P(Golden, ShuffledOrders) {
+  for (std::uint32_t seed = 1; seed <= 3; ++seed) {
+    std::mt19937 random(seed);
+    for (auto rows : Sequences()) {
+      rows.push_back(rows.front());  // one frame twice
+      std::shuffle(rows.begin(), rows.end(), random);
+      RenderOnOneSequence(rows);
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Scenes, Golden, testing::ValuesIn(SceneNames()),
+                         [](const auto& instance) { return std::filesystem::path(instance.param).stem().string(); });
+
+}  // namespace
+}  // namespace orvandel::stage

@@ -1,0 +1,79 @@
+#include "stroke_case.h"
+
+#include <memory>
+
+#include "effect/params/param_ids.h"
+
+namespace orvandel {
+namespace {
+
+struct Reports {
+  std::vector<ProgressReport> made;
+  int stopAt;
+};
+
+std::int32_t RecordProgress(OrvEffectRef effectRef, std::int32_t done, std::int32_t total) {
+  auto& reports = *reinterpret_cast<Reports*>(effectRef);
+  reports.made.push_back({done, total});
+  return static_cast<int>(reports.made.size()) - 1 == reports.stopAt ? kStopCode : 0;
+}
+
+void SetParam(EffectContext& context, ParamId id, std::int32_t type, std::int32_t value) {
+  context.globals->paramIndexTable[static_cast<std::size_t>(id)] = id;
+  ParamSlot& slot = context.slots[static_cast<std::size_t>(id)];
+  slot.definition.type = type;
+  slot.definition.value.integer.value = value;
+  slot.hostIndex = id;
+  slot.filled = true;
+}
+
+}  // namespace
+
+Wave WaveOf(const StrokeCase& stroke) {
+  Wave wave;
+  wave.placed = stroke.points;
+  wave.age = 1;
+  wave.lifespan = 2;
+  wave.startWidth = wave.endWidth = stroke.width;
+  wave.opacity = stroke.opacity;
+  wave.profile = stroke.profile;
+  wave.color = stroke.color;
+  wave.origin = stroke.origin;
+  return wave;
+}
+
+StrokeOutcome DrawFront(WaveList& list, const StrokeCase& stroke, Picture& picture) {
+  Reports reports{{}, stroke.stopAtReport};
+  OrvInRecord in{};
+  in.callbacks.progress = RecordProgress;
+  in.effectRef = reinterpret_cast<OrvEffectRef>(&reports);
+  in.quality = 1;
+  in.width = stroke.layerWidth;
+  in.height = stroke.layerHeight;
+  in.downsampleX = stroke.downsampleX;
+  in.downsampleY = stroke.downsampleY;
+  in.pixelAspect = stroke.pixelAspect;
+  in.origin = stroke.outputOrigin;
+
+  const auto globals = std::make_unique<GlobalData>();
+  const auto context = std::make_unique<EffectContext>();
+  context->inRecord = &in;
+  context->globals = globals.get();
+  SetParam(*context, kRenderQuality, ORV_PARAM_INTEGER, stroke.quality);
+  SetParam(*context, kReflection, ORV_PARAM_CHECKBOX, stroke.reflection ? 1 : 0);
+
+  StrokeOutcome outcome;
+  WaveList::Position position = list.waves.begin();
+  outcome.result = DrawWave(list, *context, picture.View(), position);
+  outcome.aborted = context->aborted;
+  outcome.reports = reports.made;
+  return outcome;
+}
+
+StrokeOutcome Draw(const StrokeCase& stroke, Picture& picture) {
+  WaveList list;
+  list.Append() = WaveOf(stroke);
+  return DrawFront(list, stroke, picture);
+}
+
+}  // namespace orvandel
