@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "orvandel/params.h"
+#include "stage/names.h"
 
 namespace orvandel::stage {
 
@@ -37,8 +38,5 @@ class ParamCatalog {
  private:
   std::vector<ParamInfo> params_;
 };
-
-// The candidate with the smallest edit distance to `text`; empty when there are no candidates.
-std::string NearestOf(std::string_view text, const std::vector<std::string>& candidates);
 
 }  // namespace orvandel::stage

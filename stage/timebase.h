@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 namespace orvandel::stage {
@@ -12,7 +13,10 @@ struct Rational {
   bool operator==(const Rational&) const = default;
 };
 
+// Lowest terms, denominator above 0; the denominator must not be 0.
 Rational Reduced(Rational value);
+// "24" or "30000/1001".
+std::string TextOf(Rational value);
 
 // timeScale = lcm(numerator of the reduced frame rate, 30) times the smallest power of ten that makes it at least
 // 30000, so that frames and ticks both fall on whole units.
@@ -31,7 +35,12 @@ struct Timebase {
 // nearest usable rate.
 Timebase MakeTimebase(Rational frameRate, Rational seconds);
 
-// "24", "23.976" (exactly 2997/125), "30000/1001". Throws InputError.
+// The two halves of MakeTimebase, for callers that tell apart which of the two is at fault. The first leaves duration
+// and frameCount 0.
+Timebase TimebaseOfRate(Rational frameRate);
+void SetDuration(Timebase& timebase, Rational seconds);
+
+// "24", "23.976" (exactly 2997/125), "2.5e1", "30000/1001"; the result is reduced. Throws InputError.
 Rational ParseRational(std::string_view text);
 
 }  // namespace orvandel::stage

@@ -1,0 +1,24 @@
+// One parameter in the scene file: a value of the parameter's type, or keyframes of such values.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+
+#include "stage/json_place.h"
+#include "stage/key_reader.h"
+#include "stage/param_catalog.h"
+#include "stage/scene.h"
+
+namespace orvandel::stage {
+
+// Names of the scene's own things to their place, from 1.
+using PlaceByName = std::map<std::string, std::int32_t, std::less<>>;
+
+struct SceneNames {
+  PlaceByName layers, masks;
+};
+
+Track ReadTrack(const JsonPlace& place, const ParamInfo& info, const SceneNames& names, KeyReader& keys);
+
+}  // namespace orvandel::stage
