@@ -219,10 +219,11 @@ void ExtractValueChannel(const ContourJob& job) {
 
 HeapVector<std::uint16_t> MakeBlurKernel(double radius, std::int64_t tapCount) {
   const std::size_t count = static_cast<std::size_t>(std::max<std::int64_t>(tapCount, 0));
+  const std::ptrdiff_t middle = static_cast<std::ptrdiff_t>(count / 2);
   HeapVector<double> weights(count);
   double sum = 0;
   for (std::size_t i = 0; i < count; ++i) {
-    const double d = static_cast<double>(i) - static_cast<double>(count / 2);
+    const double d = static_cast<double>(static_cast<std::ptrdiff_t>(i) - middle);
     const double scaled = 2.0 * d / radius;
     weights[i] = std::exp(-(scaled * scaled));
     sum += weights[i];

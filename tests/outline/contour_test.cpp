@@ -1,0 +1,226 @@
+// Image contours: from a picture on the host to a wave's shape.
+#include "effect/outline/contour.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <string>
+
+#include "effect/base/errors.h"
+#include "effect/outline/simplify.h"
+#include "effect/params/layer_image.h"
+#include "effect/params/param_ids.h"
+#include "open_call.h"
+
+namespace orvandel {
+namespace {
+
+using test::Callback;
+using test::FencedImage;
+
+void FillAlpha(FencedImage& image, std::int32_t left, std::int32_t top, std::int32_t w, std::int32_t h,
+               std::uint8_t alpha = 255) {
+  for (std::int32_t y = top; y < top + h; ++y) {
+    for (std::int32_t x = left; x < left + w; ++x) image.Pixel(x, y)[0] = alpha;
+  }
+}
+
+class Contour : public testing::Test, protected test::HostWithWave {
+ protected:
+  Contour() : HostWithWave(20, 16) {
+    wave.valueChannel = kAlpha;
+    wave.valueThreshold = 127;
+    wave.tolerance = 0.5F;
+    wave.contour = 1;
+    wave.sourceCenter = {0.5F, 0.5F};
+  }
+
+  TracedContour Trace(std::int32_t wanted, float threshold = 127) {
+    test::OpenCall call(host);
+    ContourJob job;
+    job.valueThreshold = threshold;
+    job.source = call.context.input;
+    job.valueImage = call.context.outputView;
+    job.context = &call.context;
+    host.ResetCalls();
+    TracedContour traced;
+    EXPECT_EQ(TraceContours(job, wanted, traced), 0);
+    EXPECT_EQ(host.Calls(Callback::kAbort), 1 + traced.found);
+    return traced;
+  }
+
+  // Builds in a call of its own; passes exceptions on.
+  bool Build() {
+    host.ResetCalls();
+    test::OpenCall call(host);
+    const bool rebuilt = BuildContourShape(wave, call.context);
+    // A traced picture goes back at once; one that was only looked at stays for the next wave.
+    const bool held = call.context.SlotOf(kSourceLayer).held || call.context.SlotOf(kInputLayer).held;
+    EXPECT_EQ(held, !rebuilt);
+    return rebuilt;
+  }
+
+  void FillThreeRegions() {
+    FillAlpha(host.input, 14, 1, 3, 3);
+    FillAlpha(host.input, 2, 4, 5, 5);
+    FillAlpha(host.input, 10, 4, 2, 7);
+  }
+};
+
+TEST_F(Contour, PixelRectangleAndRing) {
+  FillAlpha(host.input, 5, 7, 1, 1);
+  EXPECT_EQ(Trace(1).chain, (Outline{{4.5F, 6.5F}, {5.5F, 6.5F}, {5.5F, 7.5F}, {4.5F, 7.5F}, {4.5F, 6.5F}}));
+
+  host.input = FencedImage(20, 16);
+  FillAlpha(host.input, 3, 2, 5, 4);
+  const TracedContour rectangle = Trace(1);
+  EXPECT_EQ(rectangle.chain.size(), 19U);
+  Outline thinned;
+  SimplifyPolyline(rectangle.chain, thinned, 0.5F);
+  EXPECT_EQ(thinned, (Outline{{2.5F, 1.5F}, {7.5F, 2.5F}, {6.5F, 5.5F}, {2.5F, 4.5F}}));
+
+  FillAlpha(host.input, 3, 2, 9, 9);
+  FillAlpha(host.input, 6, 5, 3, 3, 0);
+  EXPECT_EQ(Trace(1).found, 2);
+  const Outline hole = Trace(2).chain;
+  EXPECT_EQ(hole[0], (Point2f{5.5F, 4.5F}));
+  EXPECT_EQ(hole[1], (Point2f{6.5F, 4.5F}));  // clockwise, like the outside
+}
+
+TEST_F(Contour, CountInRasterOrderAndStopAtTheLast) {
+  FillThreeRegions();
+  const Point2f starts[] = {{13.5F, 0.5F}, {1.5F, 3.5F}, {9.5F, 3.5F}};
+  const std::pair<std::int32_t, int> cases[] = {{1, 0}, {2, 1}, {3, 2}, {4, 2}, {1000, 2}, {0, 0}, {-5, 0}};
+  for (const auto& [wanted, got] : cases) {
+    const TracedContour traced = Trace(wanted);
+    EXPECT_EQ(traced.found, 3);
+    EXPECT_EQ(traced.chain.front(), starts[got]) << wanted;
+  }
+}
+
+TEST_F(Contour, Thresholds) {
+  for (const float none : {0.0F, -40.0F, std::nanf("")}) {  // the frame is marked even without a picture
+    EXPECT_EQ(Trace(1, none).chain.front(), (Point2f{-0.5F, -0.5F}));
+    EXPECT_EQ(Trace(1, none).chain.size(), 2 * (20 + 16) + 1U);
+  }
+  EXPECT_EQ(Trace(1, 1).found, 0);
+  FillAlpha(host.input, 0, 0, 20, 16, 90);
+  EXPECT_EQ(Trace(1, 90).found, 1);  // a flat area at the threshold: one marked area
+  EXPECT_EQ(Trace(1, 90.5F).found, 0);
+  EXPECT_EQ(Trace(1, 1e9F).found, 0);
+}
+
+TEST_F(Contour, ShapesAreCentredWithTheirFarthestPointAtOne) {
+  FillThreeRegions();
+  for (const Point2f centre : {Point2f{0.5F, 0.5F}, Point2f{0, 1}, Point2f{-3, 7}}) {
+    wave.sourceCenter = centre;
+    wave.shapeValid = false;
+    ASSERT_TRUE(Build());
+    float farthest = 0;
+    for (const Point2f p : wave.shape) farthest = std::max(farthest, std::hypot(p.x, p.y));
+    EXPECT_NEAR(farthest, 1, 1e-6);
+    EXPECT_NEAR(std::atan2(wave.shape[0].y, wave.shape[0].x), std::atan2(0.5F - centre.y * 16, 13.5F - centre.x * 20),
+                1e-5);
+  }
+  for (const float odd : {std::nanf(""), HUGE_VALF, 3e38F}) {  // whatever the values, it ends
+    for (float* field : {&wave.sourceCenter.x, &wave.tolerance, &wave.preBlur}) {
+      const float kept = std::exchange(*field, odd);
+      wave.shapeValid = false;
+      EXPECT_TRUE(Build());
+      *field = kept;
+    }
+  }
+}
+
+TEST_F(Contour, TracesAgainOnlyForAnotherPictureOrWithoutAContour) {
+  EXPECT_TRUE(Build());
+  EXPECT_TRUE(Build());  // nothing found: looks again
+  EXPECT_TRUE(wave.shapeValid);
+  FillThreeRegions();
+  EXPECT_TRUE(Build());
+  const Outline shape = wave.shape;
+  EXPECT_FALSE(Build());
+  EXPECT_EQ(host.Calls(Callback::kAbort), 0);
+  host.input.Pixel(0, 0)[3] = 200;  // the fingerprint begins there; alpha, and so the shape, does not change
+  EXPECT_TRUE(Build());
+  EXPECT_EQ(wave.shape, shape);
+  // A picture of its own, larger than the output: the values are kept elsewhere.
+  host.layers = {FencedImage(22, 16)};
+  host.sourceLayer = 1;
+  FillAlpha(host.layers[0], 3, 3, 2, 2);
+  host.output = FencedImage(20, 16, 0xEE);
+  EXPECT_TRUE(Build());
+  EXPECT_NE(wave.shape, shape);
+  EXPECT_EQ(host.output.Pixels(), FencedImage(20, 16, 0xEE).Pixels());
+}
+
+TEST_F(Contour, EveryAbortAndRefusedLayerStops) {
+  FillThreeRegions();
+  wave.preBlur = 1;
+  wave.sampleTime = 7;
+  const std::uint64_t heapBefore = heap::BytesInUse();
+  // Rows, columns, lattice, contours; filling a layer slot does not look at the host's answer, fetching its pixels
+  // does.
+  const std::pair<Callback, std::set<int>> cases[] = {{Callback::kAbort, {}}, {Callback::kCheckOut, {0, 2}}};
+  for (const auto& [callback, tolerated] : cases) {
+    const int calls = callback == Callback::kAbort ? 16 + 20 + 1 + 3 : 4;
+    for (int at = 0; at <= calls; ++at) {
+      host.Arm({callback, at, 4711});
+      wave.shape = {{9, 9}};
+      std::int32_t code = 0;
+      try {
+        Build();
+      } catch (const AbortException& stop) {
+        code = stop.code;
+        EXPECT_FALSE(callback == Callback::kAbort && (wave.shapeValid || !wave.shape.empty()));
+        if (callback == Callback::kAbort) {
+          EXPECT_EQ(host.Calls(callback), at + 1);
+        }
+      }
+      EXPECT_EQ(code, at == calls || tolerated.count(at) != 0 ? 0 : 4711) << at;
+      std::string lent;
+      EXPECT_TRUE(host.Balanced(&lent)) << lent;
+      wave.shapeValid = false;
+    }
+  }
+  EXPECT_TRUE(host.output.FencesIntact());
+  wave.shape = Outline();
+  EXPECT_EQ(heap::BytesInUse(), heapBefore);
+}
+
+// ---- Fingerprints ----
+
+Fingerprint PrintOf(FencedImage& image) { return FingerprintImage(ImageBuffer::FromHost(image.View())); }
+
+TEST(Fingerprint, OnePixelAndNone) {
+  FencedImage image(1, 1);
+  const std::uint8_t bytes[] = {0x12, 0x34, 0x56, 0xFF};
+  std::copy(bytes, bytes + 4, image.Pixel(0, 0));
+  EXPECT_EQ(PrintOf(image), (Fingerprint{0xFF563412U + 1, 1}));
+  EXPECT_EQ(FingerprintImage(ImageBuffer{}), (Fingerprint{0, 0}));
+}
+
+TEST(Fingerprint, SeesEveryByteOfOnePixelInSixWhateverThePadding) {
+  FencedImage image(37, 29, 0x5B, 0), padded(37, 29, 0x5B, 20);
+  const Fingerprint before = PrintOf(image);
+  EXPECT_EQ(PrintOf(padded), before);
+  int seen[2] = {0, 0};  // by the word in which it shows
+  for (std::int32_t i = 0; i < 37 * 29; ++i) {
+    int bytesSeen[2] = {0, 0};
+    for (int b = 0; b < 4; ++b) {
+      image.Pixel(i % 37, i / 37)[b] = 0x4B;
+      const Fingerprint after = PrintOf(image);
+      for (std::size_t word : {0, 1}) bytesSeen[word] += after[word] != before[word];
+      image.Pixel(i % 37, i / 37)[b] = 0x5B;
+    }
+    EXPECT_TRUE(bytesSeen[0] % 4 == 0 && bytesSeen[1] % 4 == 0) << "pixel " << i;
+    for (std::size_t word : {0, 1}) seen[word] += bytesSeen[word] / 4;
+  }
+  EXPECT_NEAR(seen[0] + seen[1], 37 * 29 * 3 / 19, 3);  // three reads in 3 + 5 + 11 pixels
+  EXPECT_NEAR(seen[0], seen[1], 1);
+}
+
+}  // namespace
+}  // namespace orvandel

@@ -1,0 +1,110 @@
+// Polygons, stars and the thinning of polylines.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <random>
+
+#include "effect/base/errors.h"
+#include "effect/outline/polygon.h"
+#include "effect/outline/simplify.h"
+
+namespace orvandel {
+namespace {
+
+Outline Shape(std::int32_t sides, bool star = false, float starDepth = 0) {
+  Wave wave;
+  wave.sides = static_cast<std::uint32_t>(sides);
+  wave.starDepth = starDepth;
+  wave.shape = {{9, 9}};  // what a build must leave nothing of
+  star ? BuildStarShape(wave) : BuildPolygonShape(wave);
+  return wave.shape;
+}
+
+// Evenly spaced clockwise from the right, at two radii in turn.
+void ExpectVertices(const Outline& shape, std::size_t count, double evenRadius, double oddRadius) {
+  ASSERT_EQ(shape.size(), count);
+  EXPECT_EQ(shape[0], (Point2f{1, 0}));
+  for (std::size_t i = 0; i < count; ++i) {
+    const double radius = i % 2 == 0 ? evenRadius : oddRadius,
+                 angle = 2 * M_PI * static_cast<double>(i) / static_cast<double>(count);
+    EXPECT_NEAR(shape[i].x, radius * std::cos(angle), 1e-7 + 1e-7 * radius) << count << " vertices, number " << i;
+    EXPECT_NEAR(shape[i].y, radius * std::sin(angle), 1e-7 + 1e-7 * radius) << count << " vertices, number " << i;
+  }
+}
+
+TEST(Polygon, EveryNumberOfSides) {
+  for (std::int32_t sides = 3; sides <= 128; ++sides) {
+    const std::size_t count = static_cast<std::size_t>(sides);
+    ExpectVertices(Shape(sides), count, 1, 1);
+    for (const float depth : {-0.999F, -0.5F, 0.0F, 10.0F}) {
+      ExpectVertices(Shape(sides, true, depth), 2 * count, 1, (1.0 + depth) * std::cos(M_PI / sides));
+    }
+  }
+}
+
+TEST(Polygon, ValuesOutsideTheRanges) {
+  constexpr std::int32_t kLeast = std::numeric_limits<std::int32_t>::min();
+  for (const float depth : {-1.0F, -50.0F, std::nanf("")}) {
+    EXPECT_EQ(Shape(5, true, depth), Shape(5, true, -0.999F));
+  }
+  for (const bool star : {false, true}) {
+    for (const std::int32_t sides : {0, -1, kLeast}) EXPECT_TRUE(Shape(sides, star).empty());
+    EXPECT_THROW(Shape(std::numeric_limits<std::int32_t>::max(), star), AllocFailed);
+  }
+}
+
+Outline Thinned(const Outline& source, float tolerance) {
+  Outline target;
+  SimplifyPolyline(source, target, tolerance);
+  return target;
+}
+
+// From corner to corner in steps of 1.
+Outline UnitSteps(std::initializer_list<Point2f> corners) {
+  Outline line = {*corners.begin()};
+  for (const Point2f corner : corners) {
+    while (line.back() != corner) {
+      const Point2f last = line.back();
+      line.push_back(
+          {last.x + std::clamp(corner.x - last.x, -1.0F, 1.0F), last.y + std::clamp(corner.y - last.y, -1.0F, 1.0F)});
+    }
+  }
+  return line;
+}
+
+TEST(Simplify, KeepsOnlyWhatLeavesTheChord) {
+  struct Case {
+    const char* name;
+    Outline source, kept;
+  };
+  const Case cases[] = {
+      {"nothing", {}, {}},
+      {"one point", {{3, 4}}, {{3, 4}}},
+      {"two points", {{3, 4}, {9, 9}}, {{3, 4}}},
+      {"straight line", UnitSteps({{0, 0}, {50, 0}}), {{0, 0}}},
+      {"corner: the first point past it", UnitSteps({{0, 0}, {9, 0}, {9, 9}}), {{0, 0}, {9, 1}}},
+      {"turn back: the point before", UnitSteps({{0, 0}, {9, 0}, {2, 0}}), {{0, 0}, {9, 0}}},
+      {"the same point again and again", {{1, 1}, {1, 1}, {1, 1}}, {{1, 1}}},
+  };
+  for (const Case& c : cases) EXPECT_EQ(Thinned(c.source, 0.5F), c.kept) << c.name;
+}
+
+TEST(Simplify, CirclesStayRoundWithFewerPoints) {
+  for (float radius = 5; radius < 400; radius *= 1.1F) {
+    Outline circle;
+    for (float angle = 0; angle < 6.2F; angle += 1 / radius) {
+      circle.push_back({radius * std::cos(angle), radius * std::sin(angle)});
+    }
+    const Outline kept = Thinned(circle, 0.5F);
+    EXPECT_LT(kept.size(), circle.size() / 2);
+    for (std::size_t i = 0; i + 1 < kept.size(); ++i) {
+      const double sagitta = radius - std::hypot(kept[i].x + kept[i + 1].x, kept[i].y + kept[i + 1].y) / 2;
+      EXPECT_LT(sagitta, 1) << "radius " << radius << ", chord " << i;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace orvandel
