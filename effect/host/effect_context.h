@@ -56,6 +56,10 @@ struct EffectContext {
   EffectContext() = default;
   EffectContext(const EffectContext&) = delete;
   EffectContext& operator=(const EffectContext&) = delete;
+  // Slots go before the services, whatever the order of the fields: a slot may still need one.
+  ~EffectContext() {
+    for (ParamSlot& slot : slots) slot.Release();
+  }
 
   // The slot of a logical parameter id; AbortException(512) when none is registered for it.
   ParamSlot& SlotOf(std::int32_t paramId);

@@ -10,6 +10,7 @@
 #include "effect/outline/unit_frame.h"
 #include "effect/params/layer_image.h"
 #include "effect/params/param_slot.h"
+#include "effect/sim/trace_memory.h"
 
 namespace orvandel {
 namespace {
@@ -56,6 +57,46 @@ std::int32_t ScanLattice(const ContourJob& job, std::int32_t wanted, BoundaryLat
   return 0;
 }
 
+TraceSettings SettingsOf(const ContourJob& job, std::int32_t wanted) {
+  const OrvInRecord& host = *job.context->inRecord;
+  return {job.source.width,
+          job.source.height,
+          job.valueImage.width,
+          job.valueImage.height,
+          job.valueChannel,
+          job.valueThreshold,
+          job.preBlur,
+          job.invertInput,
+          wanted,
+          RatioValue(host.downsampleX),
+          RatioValue(host.downsampleY)};
+}
+
+void AskAgain(EffectContext& context, std::int64_t questions) {
+  for (; questions > 0; --questions) {
+    if (const std::int32_t code = context.CheckAbort(); code != 0) throw AbortException(code);
+  }
+}
+
+TracedContour TraceOrRecall(const ContourJob& job, std::int32_t wanted) {
+  TraceMemory* memory = TracesOf(*job.context);
+  const TraceSettings settings = SettingsOf(job, wanted);
+  TracedContour traced;
+  if (memory != nullptr && memory->Holds(settings, job.source)) {
+    AskAgain(*job.context, memory->Questions());
+    traced.found = memory->Found();
+    traced.chain = memory->Chain();
+    return traced;
+  }
+  if (const std::int32_t code = TraceContours(job, wanted, traced); code != 0) throw AbortException(code);
+  if (memory != nullptr) {
+    // One question a row and a column of the blur, one after the lattice, one a contour.
+    const std::int64_t questions = BlurQuestions(job) + 1 + traced.found;
+    memory->Remember(settings, job.source, traced.chain, traced.found, questions);
+  }
+  return traced;
+}
+
 }  // namespace
 
 std::int32_t TraceContours(const ContourJob& job, std::int32_t wanted, TracedContour& traced) {
@@ -81,9 +122,7 @@ bool BuildContourShape(Wave& wave, EffectContext& context) {
   wave.shapeValid = false;
   const ValueImage values = PrepareValueImage(source, context);
   const ContourJob job = JobFor(wave, context, source, values.view);
-  TracedContour traced;
-  const std::int32_t code = TraceContours(job, static_cast<std::int32_t>(wave.contour), traced);
-  if (code != 0) throw AbortException(code);
+  const TracedContour traced = TraceOrRecall(job, std::max(static_cast<std::int32_t>(wave.contour), 1));
   CheckIn(sourceSlot);
 
   // Without a contour the old stamp stays, so that the next update looks again.

@@ -68,6 +68,8 @@ void SampleSegment(const SegmentQuery& segment, double step, Outline& target) {
 // Lends the mask at `hostTime` to the slot. False when the layer has no such mask.
 bool HoldPath(ParamSlot& slot, std::int32_t hostTime) {
   SampleAt(slot, hostTime);
+  // A refused check-out tells no mask. Taking it for "none" would remove the waves for good.
+  if (slot.definition.type != ORV_PARAM_PATH) throw AbortException(ORV_INVALID_CALLBACK);
   if (slot.pathHandle != 0) return true;
   EffectContext& context = *slot.owner;
   const OrvInRecord& host = *context.inRecord;

@@ -181,6 +181,11 @@ std::int32_t BlurColumns(const ContourJob& job, const Samples& kernel) {
   return 0;
 }
 
+// Not when the radius is 0 or no number.
+bool HasBlur(const ContourJob& job) {
+  return RatioValue(job.context->inRecord->downsampleX) * static_cast<double>(job.preBlur) > 0;
+}
+
 }  // namespace
 
 ValueImage PrepareValueImage(const ImageBuffer& source, const EffectContext& context) {
@@ -252,11 +257,15 @@ void ConvolveLine(const HeapVector<std::uint16_t>& line, const HeapVector<std::u
   result.resize(line.size());
 }
 
+std::int64_t BlurQuestions(const ContourJob& job) {
+  return HasBlur(job) ? std::int64_t{job.valueImage.height} + job.valueImage.width : 0;
+}
+
 std::int32_t BlurValueImage(const ContourJob& job) {
   const double scaleX = RatioValue(job.context->inRecord->downsampleX);
   const double scaleY = RatioValue(job.context->inRecord->downsampleY);
   const double radiusX = scaleX * static_cast<double>(job.preBlur);
-  if (!(radiusX > 0)) return 0;
+  if (!HasBlur(job)) return 0;
   const Samples rowKernel = BlurKernelFor(radiusX);
   if (const std::int32_t code = BlurRows(job, rowKernel); code != 0) return code;
   if (scaleY == scaleX) return BlurColumns(job, rowKernel);

@@ -54,6 +54,8 @@ void ExtractValueChannel(const ContourJob& job);
 // Blurs the value image in place. Returns 0, or the host's code that stopped it; asks the host once a row and once a
 // column.
 std::int32_t BlurValueImage(const ContourJob& job);
+// How often an unstopped blur asks.
+std::int64_t BlurQuestions(const ContourJob& job);
 
 // Integer weights of a Gaussian exp(-4 d^2 / radius^2), 1024 times their share, each rounded down.
 HeapVector<std::uint16_t> MakeBlurKernel(double radius, std::int64_t tapCount);

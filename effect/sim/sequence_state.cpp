@@ -3,11 +3,12 @@
 #include "effect/base/errors.h"
 #include "effect/params/param_ids.h"
 #include "effect/sim/stepper.h"
+#include "effect/sim/trace_memory.h"
 
 namespace orvandel {
 namespace {
 
-static_assert(sizeof(SequenceState) == 40);
+static_assert(sizeof(SequenceState) == 48);
 
 // The order of registration fixes the order of the values in every cache entry; restart parameters stand between.
 struct Registration {
@@ -25,6 +26,13 @@ constexpr Registration kRegistrations[] = {
     {kOpacity, false},       {kSetAt, true},
 };
 
+void DiscardTraces(SequenceState& state) {
+  if (state.traces == nullptr) return;
+  state.traces->~TraceMemory();
+  heap::Free(state.traces);
+  state.traces = nullptr;
+}
+
 std::int32_t DisposeSequence(EffectContext& context) {
   return WithStepper(context, false, [&](Stepper& stepper) {
     const OrvUtilities& utilities = *context.inRecord->utilities;
@@ -37,6 +45,7 @@ std::int32_t DisposeSequence(EffectContext& context) {
       stepper.cacheAddress = nullptr;
     }
     DiscardSnapshot(stepper);
+    DiscardTraces(*stepper.state);
     stepper.state = nullptr;
     const OrvHandle handle = context.inRecord->sequenceData;
     utilities.unlockHandle(handle);

@@ -16,12 +16,15 @@
 
 namespace orvandel {
 
+class TraceMemory;
+
 struct SequenceState {
   OrvHandle cacheBlock;     // the parameter-value cache in its byte form, or null
   double time;              // ticks
   WaveList* list;           // owned, on the private heap
   OrvHandle snapshotBlock;  // u32 byte count, then a wave list's bytes; or null
   double snapshotTime;      // ticks
+  TraceMemory* traces;      // the contour traced last, on the private heap, or null; valid whatever else is discarded
 };
 
 // Each returns 0; exceptions pass to the entry point.

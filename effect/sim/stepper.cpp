@@ -18,7 +18,7 @@ void CreateState(Stepper& stepper) {
   stepper.context->outRecord->sequenceData = handle;
   stepper.context->inRecord->sequenceData = handle;
   Utilities(stepper).lockHandle(handle);
-  stepper.state = ::new (*handle) SequenceState{nullptr, -1, nullptr, nullptr, -1};
+  stepper.state = ::new (*handle) SequenceState{nullptr, -1, nullptr, nullptr, -1, nullptr};
 }
 
 void TakeOver(Stepper& stepper) {
@@ -61,7 +61,12 @@ void FreeBuffers(Stepper& stepper) noexcept {
 
 void WriteBack(Stepper& stepper) noexcept {
   if (stepper.state != nullptr) {
-    *stepper.state = {stepper.cacheBlock, stepper.time, stepper.list, stepper.snapshotBlock, stepper.snapshotTime};
+    SequenceState& state = *stepper.state;
+    state.cacheBlock = stepper.cacheBlock;
+    state.time = stepper.time;
+    state.list = stepper.list;
+    state.snapshotBlock = stepper.snapshotBlock;
+    state.snapshotTime = stepper.snapshotTime;
   }
   if (stepper.cacheAddress != nullptr) {
     Utilities(stepper).unlockHandle(stepper.cacheBlock);

@@ -163,7 +163,9 @@ TEST_F(Contour, EveryAbortAndRefusedLayerStops) {
   const std::uint64_t heapBefore = heap::BytesInUse();
   // Rows, columns, lattice, contours; filling a layer slot does not look at the host's answer, fetching its pixels
   // does.
-  const std::pair<Callback, std::set<int>> cases[] = {{Callback::kAbort, {}}, {Callback::kCheckOut, {0, 2}}};
+  // The second round of aborts meets a remembered trace, which asks just as often.
+  const std::pair<Callback, std::set<int>> cases[] = {
+      {Callback::kAbort, {}}, {Callback::kAbort, {}}, {Callback::kCheckOut, {0, 2}}};
   for (const auto& [callback, tolerated] : cases) {
     const int calls = callback == Callback::kAbort ? 16 + 20 + 1 + 3 : 4;
     for (int at = 0; at <= calls; ++at) {
@@ -187,7 +189,47 @@ TEST_F(Contour, EveryAbortAndRefusedLayerStops) {
   }
   EXPECT_TRUE(host.output.FencesIntact());
   wave.shape = Outline();
+  ASSERT_EQ(host.Send(ORV_SEQUENCE_FLATTEN), 0);
   EXPECT_EQ(heap::BytesInUse(), heapBefore);
+}
+
+// A remembered trace is used only where all it depends on is the same, and then gives the same shape.
+TEST_F(Contour, RememberedTracesEqualFreshOnes) {
+  std::mt19937 random(5);
+  for (int round = 0; round < 300; ++round) {
+    switch (random() % 6) {
+      case 0:
+        host.input.Pixel(static_cast<int>(random() % 20), static_cast<int>(random() % 16))[0] ^= 0xFF;
+        break;
+      case 1:
+        wave.valueThreshold = static_cast<float>(random() % 200);
+        break;
+      case 2:
+        wave.preBlur = static_cast<float>(random() % 3);
+        break;
+      case 3:
+        wave.contour = random() % 4;
+        break;
+      case 4:
+        wave.invertInput = !wave.invertInput;
+        break;
+      default:
+        break;  // the same again: from memory
+    }
+    wave.shapeValid = false;
+    ASSERT_TRUE(Build());
+    const Outline shape = wave.shape;
+    const std::int64_t asked = host.Calls(Callback::kAbort);
+    host.Send(ORV_SEQUENCE_SET_UP);  // a sequence without a memory
+    wave.shapeValid = false;
+    ASSERT_TRUE(Build());
+    EXPECT_EQ(wave.shape, shape) << "round " << round;
+    EXPECT_EQ(host.Calls(Callback::kAbort), asked) << "round " << round;
+    if (round % 2 == 0) continue;
+    wave.shapeValid = false;
+    ASSERT_TRUE(Build());
+    EXPECT_EQ(wave.shape, shape);
+  }
 }
 
 // ---- Fingerprints ----

@@ -1,0 +1,48 @@
+#include "effect/sim/trace_memory.h"
+
+#include <cstring>
+#include <new>
+
+#include "effect/sim/sequence_state.h"
+
+namespace orvandel {
+namespace {
+
+std::size_t RowLength(const ImageBuffer& source) { return static_cast<std::size_t>(source.width) * sizeof(OrvPixel); }
+std::int32_t Rows(const ImageBuffer& source) { return source.data == nullptr || source.width <= 0 ? 0 : source.height; }
+
+}  // namespace
+
+bool TraceMemory::Holds(const TraceSettings& settings, const ImageBuffer& source) const {
+  if (!filled_ || !(settings == settings_)) return false;
+  const std::uint8_t* kept = pixels_.data();
+  for (std::int32_t y = 0; y < Rows(source); ++y, kept += RowLength(source)) {
+    if (std::memcmp(kept, source.Row(y), RowLength(source)) != 0) return false;
+  }
+  return true;
+}
+
+void TraceMemory::Remember(const TraceSettings& settings, const ImageBuffer& source, const HeapVector<Point2f>& chain,
+                           std::int64_t found, std::int64_t questions) {
+  filled_ = false;
+  chain_ = chain;
+  pixels_.resize(Rows(source) > 0 ? RowLength(source) * static_cast<std::size_t>(Rows(source)) : 0);
+  std::uint8_t* kept = pixels_.data();
+  for (std::int32_t y = 0; y < Rows(source); ++y, kept += RowLength(source)) {
+    std::memcpy(kept, source.Row(y), RowLength(source));
+  }
+  settings_ = settings;
+  found_ = found;
+  questions_ = questions;
+  filled_ = true;
+}
+
+TraceMemory* TracesOf(EffectContext& context) {
+  const OrvHandle handle = context.inRecord->sequenceData;
+  if (handle == nullptr) return nullptr;
+  SequenceState& state = *static_cast<SequenceState*>(*handle);
+  if (state.traces == nullptr) state.traces = ::new (HeapAllocateOrThrow(sizeof(TraceMemory))) TraceMemory;
+  return state.traces;
+}
+
+}  // namespace orvandel

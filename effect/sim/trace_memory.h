@@ -1,0 +1,52 @@
+// The contour traced last in a sequence, so that waves which look at the same picture with the same settings trace it
+// once, and frames between ticks, which restore waves without their shapes, do not trace again.
+//
+// A picture counts as the same only when all its bytes are equal: a fingerprint is not enough. Replaying a trace must
+// not be visible to the host, so the questions that the trace asked it are remembered as a count and asked again.
+#pragma once
+
+#include <cstdint>
+
+#include "effect/heap/heap_containers.h"
+#include "effect/host/effect_context.h"
+#include "effect/params/wave_settings.h"
+
+namespace orvandel {
+
+// All that a traced contour depends on beside the picture's bytes.
+struct TraceSettings {
+  std::int32_t sourceWidth = 0, sourceHeight = 0;  // pixels
+  std::int32_t valueWidth = 0, valueHeight = 0;    // of the value image
+  std::uint32_t valueChannel = 0;
+  float valueThreshold = 0, preBlur = 0;
+  bool invertInput = false;
+  std::int32_t contour = 1;
+  double blurScaleX = 1, blurScaleY = 1;
+  bool operator==(const TraceSettings&) const = default;
+};
+
+class TraceMemory {
+ public:
+  // Whether the remembered trace is the one that these settings give on this picture.
+  bool Holds(const TraceSettings& settings, const ImageBuffer& source) const;
+  // AllocFailed leaves nothing remembered.
+  void Remember(const TraceSettings& settings, const ImageBuffer& source, const HeapVector<Point2f>& chain,
+                std::int64_t found, std::int64_t questions);
+
+  const HeapVector<Point2f>& Chain() const { return chain_; }
+  std::int64_t Found() const { return found_; }
+  std::int64_t Questions() const { return questions_; }
+
+ private:
+  bool filled_ = false;
+  TraceSettings settings_;
+  HeapVector<std::uint8_t> pixels_;  // the picture's rows without padding
+  HeapVector<Point2f> chain_;
+  std::int64_t found_ = 0;
+  std::int64_t questions_ = 0;
+};
+
+// The memory of the call's sequence, made at first use; null outside a sequence.
+TraceMemory* TracesOf(EffectContext& context);
+
+}  // namespace orvandel
