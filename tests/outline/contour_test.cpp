@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <random>
 #include <string>
 
 #include "effect/base/errors.h"
@@ -208,7 +209,7 @@ TEST_F(Contour, RememberedTracesEqualFreshOnes) {
         wave.preBlur = static_cast<float>(random() % 3);
         break;
       case 3:
-        wave.contour = random() % 4;
+        wave.contour = static_cast<std::uint32_t>(random() % 4);
         break;
       case 4:
         wave.invertInput = !wave.invertInput;
