@@ -29,7 +29,8 @@ class EffectModule {
   // Loads the file, asks its registration entry for the command entry point, compares that identity with the
   // registration resource in the file, runs global and parameter set-up. Throws WorkError.
   explicit EffectModule(const std::filesystem::path& file);
-  ~EffectModule();  // global set-down, ledger check, unload
+  // SetDown, unless that has been done, and unload. A ledger that does not balance is told on standard error.
+  ~EffectModule();
   EffectModule(const EffectModule&) = delete;
   EffectModule& operator=(const EffectModule&) = delete;
 
@@ -37,6 +38,9 @@ class EffectModule {
   const ParamCatalog& Catalog() const;
   // Ways in which the registration entry and the resource disagree; empty: none.
   const std::vector<std::string>& Complaints() const;
+
+  // Global set-down and the ledger's last check, for callers who want to know: throws WorkError. No command afterwards.
+  void SetDown();
 
   struct Impl;
   Impl& Internals() { return *impl_; }  // for the rest of the stage

@@ -1,5 +1,4 @@
-// Encoded output through the FFmpeg libraries: numbered pictures and films. Files appear under their name only when
-// whole.
+// Encoded output through the FFmpeg libraries: pictures and films. Files appear under their name only when whole.
 #pragma once
 
 #include <cstdint>
@@ -13,8 +12,10 @@
 namespace orvandel::stage {
 
 // Writes 8-bit RGBA with exactly the picture's bytes (all four, also where alpha is 0): beside the name, then renamed.
+// Throws WorkError with the file and the reason.
 void WritePng(const std::filesystem::path& file, const Picture& picture);
 
+// Both functions throw WorkError with the file and the reason.
 class FilmWriter {
  public:
   virtual ~FilmWriter() = default;  // without Finish: the unfinished file is removed
@@ -26,9 +27,15 @@ struct FilmOptions {
   Rational frameRate;
   Rational pixelAspect{1, 1};
   std::int32_t width = 0, height = 0;
+  std::string format;  // where an extension has several: "prores4444", "qtrle"; empty: the usual one
 };
 
 // The container and codec follow from the file's extension. InputError for an unknown one (lists those known).
+//   .mp4   H.264: no alpha, the pictures stand over black; an odd size gets its last column or row twice
+//   .mov   ProRes 4444 with alpha (10 bits); or QuickTime Animation, lossless
+//   .webm  VP9 with alpha
+//   .mkv   FFV1, lossless, with alpha
+//   .apng  animated PNG, with alpha
 std::unique_ptr<FilmWriter> OpenFilm(const std::filesystem::path& file, const FilmOptions& options);
 bool IsFilmName(const std::filesystem::path& file);
 

@@ -285,6 +285,9 @@ TEST(SceneReader, TakesOneUntransformedPathOfAnSvgFile) {
       complaint(R"(<svg viewBox="0 0 9 9"><g id="g"><path id="a" d="M0 0L9 9"/><path id="b" d="M0 0"/></g></svg>)"),
       "");
   EXPECT_EQ(complaint(R"(<svg:svg><svg:path d="M0 0L9 9"/></svg:svg>)", R"({"file": "m.svg"})"), "");
+  EXPECT_EQ(
+      complaint(R"(<!DOCTYPE svg PUBLIC "-//W3C//DTD SVG 1.0//EN" "a.dtd"><svg><path id="a" d="M0 0L9 9"/></svg>)"),
+      "");
   const struct {
     std::string svg, telling;
   } bad[] = {

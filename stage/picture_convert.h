@@ -1,0 +1,27 @@
+// Decoded frames of the FFmpeg libraries as pictures: 8-bit straight alpha, bytes alpha, red, green, blue.
+#pragma once
+
+#include "stage/ffmpeg_support.h"
+#include "stage/picture.h"
+
+namespace orvandel::stage {
+
+// 16-bit samples become 8-bit ones so that both ends of the range meet and the nearest value is taken.
+inline std::uint8_t EightBits(std::uint32_t sixteenBits) {
+  return static_cast<std::uint8_t>((sixteenBits * 255 + 32767) / 65535);
+}
+
+// Converts frames of one stream. Formats that hold the samples themselves (RGB in any order, grey, palette, one bit,
+// 8 and 16 bits) are copied by hand, so that every machine gives the same bytes; the others (YUV, float, ...) go
+// through the scaler in its bit-exact mode, by the frame's own matrix and range, without colour management.
+class FrameConverter {
+ public:
+  // Throws std::runtime_error with the reason when the format cannot be converted.
+  Picture Convert(const AVFrame& frame);
+
+ private:
+  Picture Scale(const AVFrame& frame);
+  AvScaler scaler_;
+};
+
+}  // namespace orvandel::stage

@@ -1,0 +1,65 @@
+// Single pictures: 8-bit RGBA PNG.
+#include <algorithm>
+#include <cstdint>
+
+#include "stage/errors.h"
+#include "stage/ffmpeg_support.h"
+#include "stage/partial_file.h"
+#include "stage/video_out.h"
+
+namespace orvandel::stage {
+namespace {
+
+// Rendering waits for writing: level 1 with upward prediction packs frames that are mostly empty as well as slower
+// settings do, in a third of their time.
+constexpr int kCompressionLevel = 1;
+constexpr const char* kPrediction = "up";
+
+void CopyAsRgba(const Picture& picture, AVFrame& frame) {
+  const std::uint8_t* in = picture.bytes.data();
+  for (std::int32_t y = 0; y < picture.height; ++y) {
+    std::uint8_t* out = frame.data[0] + static_cast<std::ptrdiff_t>(y) * frame.linesize[0];
+    for (std::int32_t x = 0; x < picture.width; ++x, in += 4, out += 4) {
+      out[0] = in[1];
+      out[1] = in[2];
+      out[2] = in[3];
+      out[3] = in[0];
+    }
+  }
+}
+
+}  // namespace
+
+void WritePng(const std::filesystem::path& file, const Picture& picture) {
+  PartialFile partial(file);
+  const AvComplaints complaints;
+  const auto check = [&](int code) {
+    if (code < 0) partial.Fail("cannot be encoded: " + complaints.Explain(code));
+  };
+  const AVCodec* encoder = avcodec_find_encoder(AV_CODEC_ID_PNG);
+  if (encoder == nullptr) partial.Fail("the libraries at hand have no PNG encoder");
+  const AvCodec codec = NewCodec(encoder);
+  codec->width = picture.width;
+  codec->height = picture.height;
+  codec->pix_fmt = AV_PIX_FMT_RGBA;
+  codec->time_base = {1, 1};
+  codec->compression_level = kCompressionLevel;
+  codec->thread_count = 1;
+  AvOptions options;
+  options.Set("pred", kPrediction);
+  check(avcodec_open2(codec.get(), encoder, options.Address()));
+
+  const AvFrame frame = NewFrame();
+  frame->width = picture.width;
+  frame->height = picture.height;
+  frame->format = AV_PIX_FMT_RGBA;
+  check(av_frame_get_buffer(frame.get(), 0));
+  CopyAsRgba(picture, *frame);
+  const AvPacket packet = NewPacket();
+  check(avcodec_send_frame(codec.get(), frame.get()));
+  check(avcodec_receive_packet(codec.get(), packet.get()));
+  partial.Write({packet->data, static_cast<std::size_t>(packet->size)});
+  partial.Keep();
+}
+
+}  // namespace orvandel::stage

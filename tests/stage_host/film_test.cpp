@@ -1,0 +1,200 @@
+#include <gtest/gtest.h>
+#include <malloc.h>
+
+#include <algorithm>
+#include <map>
+#include <numeric>
+
+#include "media_files.h"
+#include "stage/errors.h"
+#include "stage/media_in.h"
+#include "stage/video_out.h"
+
+namespace orvandel::stage {
+namespace {
+
+struct Format {
+  const char* name;
+  const char* extension;
+  enum { kExact, kExactWhereVisible, kClose, kCloseOverBlack } keeps;
+  int tolerance;
+};
+
+constexpr Format kFormats[] = {
+    {"ffv1", ".mkv", Format::kExact, 0},
+    {"qtrle", ".mov", Format::kExact, 0},
+    {"apng", ".apng", Format::kExactWhereVisible, 0},
+    {"prores4444", ".mov", Format::kClose, 6},
+    {"vp9", ".webm", Format::kClose, 16},
+    {"h264", ".mp4", Format::kCloseOverBlack, 16},
+};
+
+FilmOptions OptionsFor(const Format& format, int width, int height, Rational rate) {
+  FilmOptions options;
+  options.frameRate = rate;
+  options.width = width;
+  options.height = height;
+  options.format = format.name;
+  return options;
+}
+
+// Moving ramps: lossy codecs hold them closely, and every picture differs clearly from its neighbours. Alpha is 0 or
+// opaque in the outer parts and everything between in the middle.
+Picture Ramp(int width, int height, int index) {
+  Picture picture(width, height);
+  for (int y = 0; y < height; ++y) {
+    for (int x = 0; x < width; ++x) {
+      std::uint8_t* pixel = &picture.bytes[static_cast<std::size_t>((y * width + x) * 4)];
+      pixel[0] = static_cast<std::uint8_t>(std::clamp(x * 400 / width - 60, 0, 255));
+      for (int c = 1; c < 4; ++c) {
+        const int t = (c * y * 60 / height + 9 * index + 40 * c) % 400;
+        pixel[c] = static_cast<std::uint8_t>(t < 200 ? t : 399 - t);
+      }
+    }
+  }
+  return picture;
+}
+
+void ExpectKept(const Format& format, const Picture& sent, const Picture& got, int index) {
+  ASSERT_GE(got.width, sent.width);
+  for (int y = 0; y < sent.height; ++y) {
+    for (int x = 0; x < sent.width; ++x) {
+      const std::uint8_t* in = &sent.bytes[static_cast<std::size_t>((y * sent.width + x) * 4)];
+      const std::uint8_t* out = &got.bytes[static_cast<std::size_t>((y * got.width + x) * 4)];
+      if (format.keeps == Format::kCloseOverBlack) {
+        ASSERT_EQ(out[0], 255);
+        for (int c = 1; c < 4; ++c) ASSERT_NEAR(in[c] * in[0] / 255, out[c], format.tolerance) << format.name << index;
+        continue;
+      }
+      ASSERT_NEAR(in[0], out[0], format.tolerance) << format.name << " picture " << index << " at " << x << "," << y;
+      if (format.keeps != Format::kExact && in[0] < 16) continue;
+      for (int c = 1; c < 4; ++c) ASSERT_NEAR(in[c], out[c], format.tolerance) << format.name << " picture " << index;
+    }
+  }
+}
+
+std::unique_ptr<MediaSource> Open(const std::filesystem::path& file, const Timebase& time) {
+  return OpenMedia({"", file, {0, 1}}, time);
+}
+
+// What was written comes back picture by picture, in any order of asking, and there is nothing before or behind it.
+TEST(Film, ComesBackPictureByPicture) {
+  const TempFolder folder;
+  std::mt19937 random(11);
+  constexpr int kPictures = 40;
+  for (const Format& format : kFormats) {
+    for (const Rational rate : {Rational{25, 1}, Rational{30000, 1001}}) {
+      // Animated PNG counts in hundred-thousandths of a second and adds up what it rounds.
+      if (rate.den != 1 && std::string(format.name) == "apng") continue;
+      const int width = 67, height = 35;  // odd
+      const auto file = folder / (format.name + std::to_string(rate.num) + format.extension);
+      const auto writer = OpenFilm(file, OptionsFor(format, width, height, rate));
+      for (int i = 0; i < kPictures; ++i) writer->Add(Ramp(width, height, i));
+      EXPECT_FALSE(std::filesystem::exists(file)) << "not before it is whole";
+      writer->Finish();
+
+      const Timebase time = MakeTimebase(rate, {60, 1});
+      const auto film = Open(file, time);
+      EXPECT_TRUE(film->Moves());
+      std::map<int, std::int64_t> keys;
+      std::vector<int> frames(kPictures + 3);
+      std::iota(frames.begin(), frames.end(), 0);
+      for (const bool shuffled : {false, true}) {
+        if (shuffled) std::shuffle(frames.begin(), frames.end(), random);
+        const auto reader = Open(file, time);
+        for (const int frame : frames) {
+          const int shown = std::min(frame, kPictures - 1);
+          const std::int64_t key = reader->KeyAt(time.TimeOfFrame(frame));
+          EXPECT_EQ(keys.emplace(shown, key).first->second, key) << format.name << " " << frame;
+          ExpectKept(format, Ramp(width, height, shown), reader->Decode(key), frame);
+          if (HasFatalFailure()) return;
+        }
+      }
+      EXPECT_EQ(keys.size(), static_cast<std::size_t>(kPictures));
+      for (int i = 1; i < kPictures; ++i) EXPECT_LT(keys[i - 1], keys[i]) << format.name;
+    }
+  }
+}
+
+TEST(Film, RateAndAspectAreWrittenExactly) {
+  const TempFolder folder;
+  for (const Format& format : kFormats) {
+    const auto file = folder / (std::string("film") + format.extension);
+    FilmOptions options = OptionsFor(format, 32, 16, {24000, 1001});
+    options.pixelAspect = {10, 11};
+    const auto writer = OpenFilm(file, options);
+    for (int i = 0; i < 12; ++i) writer->Add(Ramp(32, 16, i));
+    writer->Finish();
+    AVFormatContext* opened = nullptr;
+    ASSERT_EQ(avformat_open_input(&opened, file.c_str(), nullptr, nullptr), 0);
+    const AvInput input(opened);
+    ASSERT_GE(avformat_find_stream_info(opened, nullptr), 0);
+    const AVStream& stream = *input->streams[0];
+    const AVRational rate = stream.avg_frame_rate;
+    EXPECT_NEAR(av_q2d(rate), 24000 / 1001.0, 0.02) << format.name;
+    if (stream.time_base.den != 1000) {
+      EXPECT_EQ(rate.num * 1001LL, rate.den * 24000LL) << format.name;
+    }
+    AVRational aspect = stream.sample_aspect_ratio;
+    if (aspect.num == 0) aspect = stream.codecpar->sample_aspect_ratio;
+    if (std::string(format.name) != "apng") {
+      EXPECT_NEAR(av_q2d(aspect), 10 / 11.0, 0.005) << format.name;
+    }
+  }
+}
+
+// Whatever lies in fresh memory: a byte that an encoder takes from there would differ between the rounds.
+TEST(Film, SameBytesEveryTime) {
+  const TempFolder folder;
+  for (const Format& format : kFormats) {
+    std::vector<std::uint8_t> first;
+    for (int round = 0; round < 2; ++round) {
+      mallopt(M_PERTURB, round * 0x55);
+      const auto file = folder / (std::to_string(round) + format.extension);
+      const auto writer = OpenFilm(file, OptionsFor(format, 64, 48, {30, 1}));
+      for (int i = 0; i < 20; ++i) writer->Add(Ramp(64, 48, i));
+      writer->Finish();
+      const std::vector<std::uint8_t> bytes = ReadBytes(file);
+      if (round == 1) {
+        EXPECT_TRUE(bytes == first) << format.name;
+      }
+      first = bytes;
+    }
+  }
+  mallopt(M_PERTURB, 0);
+}
+
+TEST(Film, OneThatIsNotFinishedLeavesNothing) {
+  const TempFolder folder;
+  for (const Format& format : kFormats) {
+    const auto file = folder / (std::string("film") + format.extension);
+    {
+      const auto writer = OpenFilm(file, OptionsFor(format, 32, 16, {30, 1}));
+      for (int i = 0; i < 5; ++i) writer->Add(Ramp(32, 16, i));
+      EXPECT_THROW(writer->Add(Ramp(16, 16, 0)), WorkError) << "a picture of another size";
+    }
+    EXPECT_THROW(OpenFilm(file, OptionsFor(format, 32, 16, {30, 1}))->Finish(), WorkError) << "no picture at all";
+    EXPECT_THROW(
+        OpenFilm(folder / ("absent/film" + std::string(format.extension)), OptionsFor(format, 32, 16, {30, 1})),
+        WorkError);
+  }
+  EXPECT_TRUE(folder.Names().empty());
+}
+
+TEST(Film, KnowsItsNames) {
+  EXPECT_TRUE(IsFilmName("a.mp4") && IsFilmName("a.b.MOV") && IsFilmName("x/y.webm"));
+  EXPECT_FALSE(IsFilmName("a.png") || IsFilmName("mp4") || IsFilmName("a.mp4.png"));
+  FilmOptions options = OptionsFor(kFormats[0], 8, 8, {30, 1});
+  for (const auto& [file, format] : {std::pair("a.xyz", ""), std::pair("a.mp4", "qtrle")}) {
+    options.format = format;
+    try {
+      OpenFilm(file, options);
+      ADD_FAILURE() << file;
+    } catch (const InputError& error) {
+      EXPECT_NE(std::string(error.what()).find(".mkv"), std::string::npos) << "what there is, is listed";
+    }
+  }
+}
+
+}  // namespace
+}  // namespace orvandel::stage

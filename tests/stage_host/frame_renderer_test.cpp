@@ -1,0 +1,201 @@
+#include "stage/frame_renderer.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <map>
+#include <numeric>
+
+#include "media_files.h"
+#include "stage/errors.h"
+#include "stage/param_values.h"
+#include "stage/param_view.h"
+#include "stage/scene_reader.h"
+#include "stage/value_table.h"
+#include "stage/video_out.h"
+
+namespace orvandel::stage {
+namespace {
+
+std::string SceneText(const std::string& rest) {
+  return R"({"version": 1, "width": 48, "height": 32, "frameRate": 24, "duration": 3, )" + rest + "}";
+}
+
+// A disc that wanders; the source of contour waves.
+Picture Disc(int index) {
+  Picture picture(40, 30);
+  for (int y = 0; y < 30; ++y) {
+    for (int x = 0; x < 40; ++x) {
+      const int dx = x - 10 - index, dy = y - 15;
+      picture.bytes[static_cast<std::size_t>((y * 40 + x) * 4)] = dx * dx + dy * dy < 70 ? 255 : 0;
+    }
+  }
+  return picture;
+}
+
+class RealEffect : public testing::Test {
+ protected:
+  RealEffect() : module(ORVANDEL_MODULE_FILE) {
+    for (int i = 0; i < 12; ++i) WritePng(folder / ("disc." + std::to_string(i) + ".png"), Disc(i));
+  }
+  ~RealEffect() override { EXPECT_NO_THROW(module.SetDown()); }
+
+  Scene Read(const std::string& rest) {
+    return ReadSceneText(SceneText(rest), folder / "scene.json", module.Catalog());
+  }
+
+  TempFolder folder;
+  EffectModule module;
+};
+
+// Each of them exercises another reason for which frames could depend on their order.
+const char* const kScenes[] = {
+    R"json("parameters": {"Frequency": 4, "Expansion": 1})json",
+    R"json("parameters": {"Frequency": {"keyframes": [{"time": 0, "value": 1, "interp": "ease-in"}, {"time": 2, "value": 9}]},
+       "Producer Point": {"keyframes": [{"time": 0, "value": [0, 0]}, {"time": 3, "value": [48, 32]}]}})json",
+    R"json("parameters": {"Parameters are set at": "Each Frame", "Frequency": 5, "Expansion": 0.5,
+       "Lifespan (sec)": {"keyframes": [{"time": 0, "value": 0.1}, {"time": 1.5, "value": 3}]}})json",
+    R"json("masks": {"a": {"d": "M 10 8 L 40 8 L 24 28 Z"}, "b": {"keyframes": [{"time": 0, "d": "M 4 4 L 44 4 L 44 28 Z"},
+       {"time": 2, "d": "M 20 4 L 44 14 L 4 28 Z"}]}}, "parameters": {"Wave Type": "Mask", "Frequency": 3, "Expansion": 1,
+       "Mask": {"keyframes": [{"time": 0, "value": null}, {"time": 0.5, "value": "a"}, {"time": 1.2, "value": "b"}]}})json",
+    R"json("layers": {"d": "disc.%d.png"}, "parameters": {"Wave Type": "Image Contours", "Source Layer": "d", "Frequency": 4,
+       "Expansion": 1, "Start Width": 2, "End Width": 2})json",
+    R"json("input": "disc.%d.png", "parameters": {"Wave Type": "Image Contours", "Frequency": 4, "Expansion": 1,
+       "Parameters are set at": "Each Frame", "Start Width": 2, "End Width": 2})json",
+    R"json("layers": {"d": {"file": "disc.%d.png", "start": 0.2}, "e": "disc.7.png"}, "parameters": {"Frequency": 4,
+       "Wave Type": "Image Contours", "Expansion": 1, "Parameters are set at": "Each Frame",
+       "Source Layer": {"keyframes": [{"time": 0, "value": "d"}, {"time": 1, "value": null}, {"time": 1.5, "value": "e"}]}})json",
+};
+
+// A frame is what it is when nothing else is rendered.
+TEST_F(RealEffect, AnyOrderOfFramesGivesTheSameBytes) {
+  std::mt19937 random(12);
+  for (const char* text : kScenes) {
+    const Scene scene = Read(text);
+    std::vector<int> frames(40);
+    std::iota(frames.begin(), frames.end(), 0);
+    std::map<int, std::vector<std::uint8_t>> alone;
+    int visible = 0;
+    for (const int frame : frames) {
+      FrameRenderer renderer(module, scene, 0, {true, 2, {}});
+      alone[frame] = renderer.Render(frame).bytes;
+      visible += std::any_of(alone[frame].begin(), alone[frame].end(), [](std::uint8_t byte) { return byte != 0; });
+    }
+    EXPECT_GT(visible, 20) << text;
+    for (int round = 0; round < 3; ++round) {
+      FrameRenderer renderer(module, scene, 0, {true, 2, {}});
+      for (const int frame : frames) ASSERT_EQ(renderer.Render(frame).bytes, alone[frame]) << frame << " of " << text;
+      std::shuffle(frames.begin(), frames.end(), random);
+    }
+  }
+}
+
+// Stopping at any question ends the frame, and the next frame is right all the same.
+TEST_F(RealEffect, CanBeStoppedAtEveryQuestion) {
+  for (const char* text : kScenes) {
+    const Scene scene = Read(text);
+    int questions = 0, stopAt = -1;
+    RenderOptions options;
+    options.downsample = 3;
+    options.shouldStop = [&] { return questions++ == stopAt; };
+    FrameRenderer renderer(module, scene, 0, options);
+    const Picture whole = renderer.Render(30);
+    FrameRenderer stopped(module, scene, 0, options);
+    for (int i = 0; i < 60; ++i) {
+      questions = 0;
+      stopAt = i;
+      try {
+        EXPECT_EQ(stopped.Render(30).bytes, whole.bytes);
+        EXPECT_LE(questions, i);
+      } catch (const Interrupted&) {
+        EXPECT_EQ(questions, i + 1);
+      }
+    }
+    stopAt = -1;
+    EXPECT_EQ(stopped.Render(30).bytes, whole.bytes);
+  }
+}
+
+TEST_F(RealEffect, APictureThatCannotBeReadIsTheInputsFault) {
+  const Scene scene = Read(kScenes[4]);
+  FrameRenderer before(module, scene, 0, {});
+  const Picture early = before.Render(3);
+  for (int i = 4; i < 12; ++i) WriteBytes(folder / ("disc." + std::to_string(i) + ".png"), {1, 2, 3});
+  FrameRenderer renderer(module, scene, 0, {});
+  EXPECT_EQ(renderer.Render(3).bytes, early.bytes);
+  try {
+    for (int frame = 4; frame < 20; ++frame) renderer.Render(frame);
+    ADD_FAILURE() << "no damaged picture was looked at";
+  } catch (const InputError& error) {
+    EXPECT_NE(std::string(error.what()).find("/disc."), std::string::npos) << error.what();
+  }
+  EXPECT_EQ(renderer.Render(3).bytes, early.bytes);
+}
+
+// An open path is the effect's own complaint.
+TEST_F(RealEffect, TellsTheEffectsMessage) {
+  const Scene scene = Read(R"("masks": {"m": {"d": "M 1 1 L 20 20 L 5 30"}}, "parameters": {"Wave Type": "Mask"})");
+  FrameRenderer renderer(module, scene, 0, {});
+  try {
+    renderer.Render(30);
+    ADD_FAILURE();
+  } catch (const EffectError& error) {
+    EXPECT_EQ(error.code, ORV_MESSAGE_SET);
+    EXPECT_NE(error.message.find("Open paths"), std::string::npos) << error.message;
+  }
+}
+
+TEST_F(RealEffect, AgreesWithItsResource) {
+  EXPECT_TRUE(module.Complaints().empty()) << testing::PrintToString(module.Complaints());
+  EXPECT_NE(module.GetIdentity().about.find('\n'), std::string::npos);
+  EXPECT_EQ(module.GetIdentity().about.find("#{"), std::string::npos);
+}
+
+// Kept values are those that a fresh look gives, at ticks, beside them, and far out, in any order.
+TEST_F(RealEffect, TheTableOfValuesForgetsNothing) {
+  std::mt19937 random(13);
+  const Scene scene = Read(kScenes[1]);
+  ValueTable table(scene, scene.emitters[0], module.Catalog(), 0.5);
+  for (int i = 0; i < 20000; ++i) {
+    const std::int32_t unit = scene.time.timeScale / 30;
+    const auto tick = static_cast<std::int32_t>(random() % (i % 10 == 0 ? 20000 : 100));
+    const std::int32_t time = std::max(tick * unit - static_cast<std::int32_t>(random() % 3), 0);
+    const auto index = static_cast<std::int32_t>(1 + random() % static_cast<unsigned>(table.Count() - 1));
+    const ParamInfo& info = *module.Catalog().AtHostIndex(index);
+    if (!info.BearsValue() || info.Type() == ORV_PARAM_LAYER) continue;
+    OrvParamDef fresh = info.definition;
+    WriteValue(info, ValueAtTime(scene, scene.emitters[0], info, time), 0.5, fresh);
+    const OrvParamDef& kept = table.At(index, time);
+    ASSERT_EQ(kept.value.point.x, fresh.value.point.x) << info.name << " at " << time;
+    ASSERT_EQ(kept.value.point.y, fresh.value.point.y) << info.name << " at " << time;
+    ASSERT_EQ(table.HostIndexOfId(kept.id), index);
+  }
+}
+
+TEST_F(RealEffect, ShowsParametersAsTheEffectWantsThem) {
+  const Scene scene = Read(R"("parameters": {"Star": true, "Opacity": 0.25, "Wave Type": {"keyframes": [
+    {"time": 0, "value": "Polygon"}, {"time": 1, "value": "Image Contours"}, {"time": 2, "value": "Mask"}]}})");
+  const std::map<double, std::string> groupAt = {{0.5, "Polygon"}, {1.5, "Image Contour"}, {2.5, "Mask"}};
+  for (const auto& [seconds, open] : groupAt) {
+    const std::vector<ParamRow> rows = ParamsAsShown(module, scene, seconds);
+    EXPECT_EQ(rows.size(), 33u);
+    for (const ParamRow& row : rows) {
+      const bool ofAType = row.group == "Polygon" || row.group == "Image Contour" || row.group == "Mask";
+      EXPECT_EQ(row.inactive, ofAType && row.group != open) << row.name << " at " << seconds;
+      EXPECT_EQ(row.groupOpen, !ofAType || row.group == open) << row.name << " at " << seconds;
+      if (row.name == "Opacity") {
+        EXPECT_EQ(row.value, "25.0 %");
+      }
+      if (row.name == "Producer Point") {
+        EXPECT_EQ(row.value, "24.0, 16.0 px");
+      }
+      if (row.name == "Star") {
+        EXPECT_EQ(row.value, "on");
+      }
+    }
+  }
+  EXPECT_THROW(ParamsAsShown(module, scene, -1), InputError);
+}
+
+}  // namespace
+}  // namespace orvandel::stage

@@ -1,0 +1,43 @@
+// Files and pictures that the tests make for themselves.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "stage/ffmpeg_support.h"
+#include "stage/picture.h"
+#include "stage/timebase.h"
+
+namespace orvandel::stage {
+
+// A folder of its own under the system's temporary one, removed with everything in it.
+class TempFolder {
+ public:
+  TempFolder();
+  ~TempFolder();
+  TempFolder(const TempFolder&) = delete;
+  TempFolder& operator=(const TempFolder&) = delete;
+  std::filesystem::path operator/(const std::string& name) const { return folder_ / name; }
+  // Every entry's name, hidden ones included.
+  std::vector<std::string> Names() const;
+
+ private:
+  std::filesystem::path folder_;
+};
+
+// Every byte random, a quarter of the pixels with alpha 0 and a quarter with alpha 255.
+Picture RandomPicture(std::int32_t width, std::int32_t height, std::mt19937& random);
+
+// A frame of the format with random samples (a palette too).
+AvFrame RandomFrame(AVPixelFormat format, int width, int height, std::mt19937& random);
+
+// The frame as a PNG file, through the libraries' own encoder.
+void EncodePng(const std::filesystem::path& file, const AVFrame& frame);
+
+std::vector<std::uint8_t> ReadBytes(const std::filesystem::path& file);
+void WriteBytes(const std::filesystem::path& file, const std::vector<std::uint8_t>& bytes);
+
+}  // namespace orvandel::stage

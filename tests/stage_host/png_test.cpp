@@ -1,0 +1,52 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "media_files.h"
+#include "stage/errors.h"
+#include "stage/media_in.h"
+#include "stage/video_out.h"
+
+namespace orvandel::stage {
+namespace {
+
+Picture ReadStill(const std::filesystem::path& file) {
+  return OpenMedia({"", file, {0, 1}}, MakeTimebase({30, 1}, {1, 1}))->Decode(0);
+}
+
+TEST(WritePng, EveryByteComesBack) {
+  const TempFolder folder;
+  std::mt19937 random(5);
+  for (int round = 0; round < 20; ++round) {
+    const auto size = [&] { return static_cast<std::int32_t>(1 + random() % 90); };
+    const Picture picture = RandomPicture(size(), size(), random);
+    WritePng(folder / "picture.png", picture);  // over the one before
+    const Picture back = ReadStill(folder / "picture.png");
+    ASSERT_EQ(std::pair(back.width, back.height), std::pair(picture.width, picture.height));
+    ASSERT_EQ(back.bytes, picture.bytes);
+  }
+  EXPECT_EQ(folder.Names(), std::vector<std::string>{"picture.png"}) << "nothing unfinished is left beside it";
+}
+
+TEST(WritePng, NamesTheFileAndTheReasonWhenItCannotWrite) {
+  const TempFolder folder;
+  const Picture picture(4, 4);
+  WriteBytes(folder / "plain", {1});
+  std::filesystem::create_directory(folder / "taken.png");
+  for (const auto& [file, reason] :
+       {std::pair(folder / "absent/a.png", "No such file or directory"),
+        std::pair(folder / "plain/a.png", "Not a directory"), std::pair(folder / "taken.png", "directory")}) {
+    try {
+      WritePng(file, picture);
+      ADD_FAILURE() << file;
+    } catch (const WorkError& error) {
+      const std::string text = error.what();
+      EXPECT_EQ(text.find(file.string() + ": "), 0u) << text;
+      EXPECT_NE(text.find(reason), std::string::npos) << text;
+    }
+  }
+  EXPECT_EQ(folder.Names().size(), 2u) << "a failed attempt leaves nothing";
+}
+
+}  // namespace
+}  // namespace orvandel::stage
