@@ -1,0 +1,51 @@
+// `orvandel about`: who the effect says it is.
+#include <fmt/format.h>
+
+#include "cli/commands/commands.h"
+#include "cli/module_file.h"
+#include "stage/effect_module.h"
+
+namespace orvandel::cli {
+namespace {
+
+// A four-character code as text: 'eFKT'. Bytes that are no letters show as dots.
+std::string CodeText(std::uint32_t code) {
+  std::string text;
+  for (int shift = 24; shift >= 0; shift -= 8) {
+    const auto byte = static_cast<char>((code >> shift) & 0xffu);
+    text += byte > ' ' && byte <= '~' ? byte : '.';
+  }
+  return text;
+}
+
+std::string Indented(const std::string& text) {
+  std::string indented;
+  for (const char c : text) {
+    indented += c;
+    if (c == '\n') indented += "  ";
+  }
+  return indented;
+}
+
+}  // namespace
+
+void About(const AboutRequest& request) {
+  const auto file = ModuleFile(request.module);
+  stage::EffectModule module(file);
+  const stage::Identity& identity = module.GetIdentity();
+  fmt::print("module          {}\n", file.string());
+  fmt::print("name            {}\n", identity.name);
+  fmt::print("match name      {}\n", identity.matchName);
+  fmt::print("category        {}\n", identity.category);
+  fmt::print("entry point     {}\n", identity.entryPoint);
+  fmt::print("kind            {}\n", CodeText(identity.kind));
+  fmt::print("host interface  {}.{}\n", identity.interfaceMajor, identity.interfaceMinor);
+  fmt::print("version         {:#010x}\n", identity.effectVersion);
+  fmt::print("flags           {:#x}, {:#x}; registered with {:#x}\n", identity.outFlags, identity.outFlags2,
+             identity.flags);
+  fmt::print("about\n  {}\n", Indented(identity.about));
+  for (const std::string& complaint : module.Complaints()) fmt::print("complaint       {}\n", complaint);
+  module.SetDown();
+}
+
+}  // namespace orvandel::cli

@@ -1,0 +1,101 @@
+// `orvandel params`: the effect's parameters as it registered them, and as a scene sets them at one time.
+#include <fmt/format.h>
+
+#include <nlohmann/json.hpp>
+#include <optional>
+
+#include "cli/commands/commands.h"
+#include "cli/module_file.h"
+#include "cli/param_text.h"
+#include "cli/text_table.h"
+#include "stage/effect_module.h"
+#include "stage/param_values.h"
+#include "stage/param_view.h"
+#include "stage/scene_reader.h"
+
+namespace orvandel::cli {
+namespace {
+
+using nlohmann::ordered_json;
+
+// One registered parameter, and how it shows in the scene when there is one. Groups show nothing.
+struct Entry {
+  const stage::ParamInfo* info = nullptr;
+  std::optional<stage::ParamRow> shown;
+  ordered_json value;
+};
+
+std::vector<Entry> RegisteredEntries(const stage::ParamCatalog& catalog) {
+  std::vector<Entry> entries;
+  for (const stage::ParamInfo& info : catalog.Params()) entries.push_back({&info, std::nullopt, nullptr});
+  return entries;
+}
+
+std::vector<Entry> ShownEntries(stage::EffectModule& module, const stage::Scene& scene, double seconds) {
+  auto entries = RegisteredEntries(module.Catalog());
+  const auto rows = stage::ParamsAsShown(module, scene, seconds);
+  const auto hostTime = static_cast<std::int32_t>(seconds * scene.time.timeScale);
+  auto row = rows.begin();
+  for (Entry& entry : entries) {
+    if (!entry.info->BearsValue()) continue;
+    entry.shown = *row++;
+    entry.value =
+        ValueJson(*entry.info, stage::ValueAtTime(scene, scene.emitters.front(), *entry.info, hostTime), scene);
+  }
+  return entries;
+}
+
+std::string Joined(const std::vector<std::string>& items) { return fmt::format("{}", fmt::join(items, ", ")); }
+
+std::string AsTable(const std::vector<Entry>& entries) {
+  std::vector<std::vector<std::string>> rows{
+      {"index", "id", "name", "type", "value", "", "range", "default", "group", "choices"}};
+  for (const auto& [info, shown, value] : entries) {
+    if (info->Type() == ORV_PARAM_GROUP_END) continue;
+    rows.push_back({fmt::format("{:5}", info->hostIndex), fmt::format("{:2}", info->definition.id), info->name,
+                    TypeWord(*info), shown ? shown->value : "", shown && shown->inactive ? "inactive" : "",
+                    RangeText(*info), DefaultText(*info), info->group, Joined(info->choices)});
+  }
+  return TextTable(rows);
+}
+
+ordered_json AsJson(const Entry& entry) {
+  const stage::ParamInfo& info = *entry.info;
+  ordered_json json{{"index", info.hostIndex},
+                    {"id", info.definition.id},
+                    {"name", info.name},
+                    {"type", TypeWord(info)},
+                    {"group", info.group}};
+  if (!RangeText(info).empty()) json["range"] = {info.ValidMin(), info.ValidMax()};
+  if (info.BearsValue()) json["default"] = DefaultJson(info);
+  if (!info.choices.empty()) json["choices"] = info.choices;
+  if (entry.shown) {
+    json["value"] = entry.value;
+    json["shown"] = entry.shown->value;
+    json["active"] = !entry.shown->inactive;
+    json["groupOpen"] = entry.shown->groupOpen;
+  }
+  return json;
+}
+
+}  // namespace
+
+void Params(const ParamsRequest& request) {
+  stage::EffectModule module(ModuleFile(request.module));
+  std::vector<Entry> entries;
+  if (request.scene.empty()) {
+    entries = RegisteredEntries(module.Catalog());
+  } else {
+    entries = ShownEntries(module, stage::ReadScene(request.scene, module.Catalog()), request.seconds);
+  }
+  if (request.asJson) {
+    ordered_json list = ordered_json::array();
+    for (const Entry& entry : entries) list.push_back(AsJson(entry));
+    fmt::print("{}\n", list.dump(2));
+  } else {
+    fmt::print("{}", AsTable(entries));
+  }
+  module.SetDown();
+}
+
+}  // namespace orvandel::cli

@@ -1,0 +1,91 @@
+#include "cli/frame_list.h"
+
+#include <fmt/format.h>
+
+#include <charconv>
+#include <numeric>
+
+#include "stage/errors.h"
+
+namespace orvandel::cli {
+namespace {
+
+using stage::InputError;
+
+[[noreturn]] void RefuseItem(std::string_view item, std::string_view why) {
+  throw InputError(fmt::format("--frames: '{}' {}; write N, A-B or A-BxS, separated by commas", item, why));
+}
+
+std::string_view Trimmed(std::string_view text) {
+  const auto first = text.find_first_not_of(" \t");
+  if (first == std::string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(" \t") - first + 1);
+}
+
+// Takes a run of digits from the front of `rest`. Numbers beyond 32 bits are as wrong as frames outside the scene.
+std::int32_t TakeNumber(std::string_view& rest, std::string_view item, std::int32_t frameCount) {
+  std::int32_t number = 0;
+  if (rest.empty() || rest.front() < '0' || rest.front() > '9') RefuseItem(item, "is not a frame or a range");
+  const auto [end, error] = std::from_chars(rest.data(), rest.data() + rest.size(), number);
+  if (error != std::errc{}) {
+    throw InputError(fmt::format("--frames: '{}' is outside 0..{}", item, frameCount - 1));
+  }
+  rest.remove_prefix(static_cast<std::size_t>(end - rest.data()));
+  return number;
+}
+
+bool TakeMark(std::string_view& rest, char mark) {
+  if (rest.empty() || rest.front() != mark) return false;
+  rest.remove_prefix(1);
+  return true;
+}
+
+struct Range {
+  std::int32_t first = 0, last = 0, step = 1;
+};
+
+Range ParseItem(std::string_view item, std::int32_t frameCount) {
+  if (item.empty()) RefuseItem(item, "is empty");
+  if (item.front() == '-') {
+    throw InputError(fmt::format("--frames: '{}' is negative; the scene has frames 0..{}", item, frameCount - 1));
+  }
+  std::string_view rest = item;
+  Range range;
+  range.first = range.last = TakeNumber(rest, item, frameCount);
+  if (TakeMark(rest, '-')) {
+    range.last = TakeNumber(rest, item, frameCount);
+    if (TakeMark(rest, 'x')) range.step = TakeNumber(rest, item, frameCount);
+  }
+  if (!rest.empty()) RefuseItem(item, "is not a frame or a range");
+  if (range.step < 1) RefuseItem(item, "has a step of 0");
+  if (range.last < range.first) RefuseItem(item, "runs backwards");
+  if (range.last >= frameCount) {
+    throw InputError(fmt::format("--frames: '{}' is outside the scene's frames 0..{}", item, frameCount - 1));
+  }
+  return range;
+}
+
+}  // namespace
+
+std::vector<std::int32_t> ParseFrameList(std::string_view text, std::int32_t frameCount) {
+  std::vector<std::int32_t> frames;
+  for (bool more = true; more;) {
+    const auto comma = text.find(',');
+    const Range range = ParseItem(Trimmed(text.substr(0, comma)), frameCount);
+    // 64 bits: first + step may pass the last representable frame.
+    for (std::int64_t frame = range.first; frame <= range.last; frame += range.step) {
+      frames.push_back(static_cast<std::int32_t>(frame));
+    }
+    more = comma != std::string_view::npos;
+    if (more) text.remove_prefix(comma + 1);
+  }
+  return frames;
+}
+
+std::vector<std::int32_t> AllFrames(std::int32_t frameCount) {
+  std::vector<std::int32_t> frames(static_cast<std::size_t>(frameCount));
+  std::iota(frames.begin(), frames.end(), 0);
+  return frames;
+}
+
+}  // namespace orvandel::cli

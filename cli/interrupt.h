@@ -1,0 +1,23 @@
+// Ctrl-C and SIGTERM: the first asks the work to stop, the second ends the program at once.
+#pragma once
+
+#include <filesystem>
+
+namespace orvandel::cli {
+
+// Installs the handlers. Once, before any work.
+void CatchInterrupts();
+
+// Whether the person asked to stop. Cheap: an atomic load, for use in the effect's own callbacks.
+bool StopRequested();
+
+// While it lives, a second signal also deletes this file before the program ends, so that nothing half-written stays.
+class UnfinishedFile {
+ public:
+  explicit UnfinishedFile(const std::filesystem::path& file);
+  ~UnfinishedFile();
+  UnfinishedFile(const UnfinishedFile&) = delete;
+  UnfinishedFile& operator=(const UnfinishedFile&) = delete;
+};
+
+}  // namespace orvandel::cli

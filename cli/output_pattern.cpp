@@ -1,0 +1,99 @@
+#include "cli/output_pattern.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cctype>
+
+#include "stage/errors.h"
+
+namespace orvandel::cli {
+namespace {
+
+using stage::InputError;
+
+constexpr int kMostDigits = 9;  // frames are 32-bit; wider names serve nobody and a typo would make absurd ones
+
+struct Place {
+  std::size_t begin = std::string::npos, size = 0;
+  int digits = 0;
+  bool Found() const { return begin != std::string::npos; }
+};
+
+Place HashesFrom(const std::string& name, std::size_t begin) {
+  std::size_t end = begin;
+  while (end < name.size() && name[end] == '#') ++end;
+  return {begin, end - begin, static_cast<int>(end - begin)};
+}
+
+// "%d" or "%0Nd" at `begin`.
+Place DirectiveAt(const std::string& name, std::size_t begin) {
+  std::size_t end = begin + 1;
+  int digits = 1;
+  if (end + 1 < name.size() && name[end] == '0' && std::isdigit(static_cast<unsigned char>(name[end + 1])) != 0) {
+    digits = name[end + 1] - '0';
+    end += 2;
+  }
+  if (end >= name.size() || name[end] != 'd' || digits == 0) {
+    throw InputError(fmt::format("--output: '{}': only %d and %01d to %09d may follow '%'", name));
+  }
+  return {begin, end + 1 - begin, digits};
+}
+
+Place FindPlace(const std::string& name, std::size_t from) {
+  const std::size_t begin = name.find_first_of("%#", from);
+  if (begin == std::string::npos) return {};
+  return name[begin] == '#' ? HashesFrom(name, begin) : DirectiveAt(name, begin);
+}
+
+}  // namespace
+
+OutputPattern::OutputPattern(std::string_view text) {
+  const std::filesystem::path path(text);
+  folder_ = path.parent_path();
+  before_ = path.filename().string();
+  if (before_.empty() || before_ == "." || before_ == "..") {
+    throw InputError(fmt::format("--output: '{}' does not name a file", text));
+  }
+  const Place place = FindPlace(before_, 0);
+  if (!place.Found()) return;
+  if (place.digits > kMostDigits) {
+    throw InputError(fmt::format("--output: '{}' asks for more than {} digits", before_, kMostDigits));
+  }
+  if (FindPlace(before_, place.begin + place.size).Found()) {
+    throw InputError(fmt::format("--output: '{}' has two places for the frame's number; one is allowed", before_));
+  }
+  hasNumber_ = true;
+  digits_ = place.digits;
+  after_ = before_.substr(place.begin + place.size);
+  before_.resize(place.begin);
+}
+
+void OutputPattern::AddNumber() {
+  const std::string extension = std::filesystem::path(before_).extension().string();
+  before_.resize(before_.size() - extension.size());
+  before_ += '.';
+  after_ = extension;
+  digits_ = 4;
+  hasNumber_ = true;
+}
+
+std::filesystem::path OutputPattern::For(std::int32_t frame) const {
+  if (!hasNumber_) return folder_ / before_;
+  return folder_ / fmt::format("{}{:0{}}{}", before_, frame, digits_, after_);
+}
+
+std::string OutputPattern::Extension() const {
+  std::string extension = std::filesystem::path(hasNumber_ ? "x" + after_ : before_).extension().string();
+  std::transform(extension.begin(), extension.end(), extension.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return extension;
+}
+
+std::string OutputPattern::Text() const {
+  if (!hasNumber_) return For(0).string();
+  return (folder_ / fmt::format("{}{}{}", before_, std::string(static_cast<std::size_t>(digits_), '#'), after_))
+      .string();
+}
+
+}  // namespace orvandel::cli

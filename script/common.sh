@@ -1,0 +1,44 @@
+# shellcheck shell=bash
+# Shared by the scripts beside it. Sourced, not run; leaves the shell in the repository's root.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+
+say() { printf '%s\n' "$*"; }
+
+# Installs the packages of a list that are missing. Calls apt only then, so that a second run needs no network.
+need_packages() {
+  local list=$1 missing=() package as_root=()
+  if ! command -v dpkg-query >/dev/null; then
+    say "Not a Debian system: the packages of $list are yours to provide."
+    return
+  fi
+  while read -r package; do
+    [[ -z $package || $package == \#* ]] && continue
+    [[ $(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null) == installed ]] || missing+=("$package")
+  done <"$list"
+  ((${#missing[@]} == 0)) && return
+  if ((EUID != 0)); then
+    if ! command -v sudo >/dev/null; then
+      say "Missing packages; as root: apt-get install --no-install-recommends ${missing[*]}" >&2
+      exit 1
+    fi
+    as_root=(sudo)
+  fi
+  say "Installing ${missing[*]}"
+  "${as_root[@]}" apt-get update -qq
+  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}"
+}
+
+# build_preset PRESET [TARGET...]: configures when needed and builds; no target: everything.
+build_preset() {
+  local preset=$1
+  shift
+  local build=build/$preset targets=()
+  (($# > 0)) && targets=(--target "$@")
+  if [[ ! -f $build/build.ninja ]]; then
+    say "Configuring $build"
+    cmake --preset "$preset" >/dev/null
+  fi
+  say "Building $build${*:+ ($*)}"
+  cmake --build "$build" "${targets[@]}"
+}

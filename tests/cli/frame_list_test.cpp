@@ -1,0 +1,63 @@
+#include "cli/frame_list.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+
+#include "stage/errors.h"
+
+namespace orvandel::cli {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+std::string ErrorOf(const std::string& text, std::int32_t frameCount) {
+  try {
+    ParseFrameList(text, frameCount);
+    return "accepted";
+  } catch (const stage::InputError& error) {
+    return error.what();
+  }
+}
+
+TEST(FrameList, KeepsTheOrderGiven) {
+  EXPECT_THAT(ParseFrameList("7,0-2, 20-30x5 ,7", 31), ElementsAre(7, 0, 1, 2, 20, 25, 30, 7));
+  EXPECT_THAT(ParseFrameList("0-2147483646x2147483646", 2147483647), ElementsAre(0, 2147483646));
+}
+
+TEST(FrameList, RefusesWithWhatIsAllowed) {
+  for (const char* outside : {"10", "0,10", "5-10", "0-99x7", "4294967296", "99999999999999999999"}) {
+    EXPECT_THAT(ErrorOf(outside, 10), HasSubstr("0..9")) << outside;
+  }
+  for (const char* negative : {"-1", "3,-4", "-8--5"}) {
+    EXPECT_THAT(ErrorOf(negative, 10), HasSubstr("negative; the scene has frames 0..9")) << negative;
+  }
+  for (const char* malformed : {"", ",", "1,", "1,,2", "a", "1-", "1-2x", "1x2", "1-2-3", "1.5", "+1", "1 2", "1--2"}) {
+    EXPECT_THAT(ErrorOf(malformed, 10), HasSubstr("N, A-B or A-BxS")) << malformed;
+  }
+  EXPECT_THAT(ErrorOf("5-3", 10), HasSubstr("backwards"));
+  EXPECT_THAT(ErrorOf("1-3x0", 10), HasSubstr("step of 0"));
+}
+
+// Whatever is typed, the answer is a refusal or frames of the scene.
+TEST(FrameList, AnyTextIsRefusedOrInRange) {
+  const std::string alphabet = "0123456789-x, ";
+  std::mt19937 random(20);
+  for (int round = 0; round < 20000; ++round) {
+    std::string text;
+    for (std::size_t left = random() % 9; left > 0; --left) text += alphabet[random() % alphabet.size()];
+    const auto frameCount = static_cast<std::int32_t>(random() % 60 + 1);
+    try {
+      for (const std::int32_t frame : ParseFrameList(text, frameCount)) {
+        ASSERT_TRUE(frame >= 0 && frame < frameCount) << "'" << text << "' gave " << frame;
+      }
+    } catch (const stage::InputError&) {
+    }
+  }
+}
+
+}  // namespace
+}  // namespace orvandel::cli

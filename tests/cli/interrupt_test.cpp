@@ -1,0 +1,103 @@
+// Ctrl-C and SIGTERM at whatever moment: exit code 130, and every file that stays is whole.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <random>
+#include <string>
+
+#include "tests/cli/program.h"
+
+namespace orvandel::cli {
+namespace {
+
+constexpr int kInterruptedCode = 130;
+
+// Long enough that nothing finishes before it is interrupted.
+const char* const kLongScene = R"json({ "version": 1, "width": 320, "height": 180, "frameRate": 30, "duration": 3000,
+  "parameters": { "Frequency": 5, "Lifespan (sec)": 3 } })json";
+
+// One frame of it takes minutes: hundreds of thousands of waves, nearly all alive.
+const char* const kEndlessFrame = R"json({ "version": 1, "width": 1280, "height": 720, "frameRate": 30,
+  "duration": 3000, "parameters": { "Frequency": 400, "Lifespan (sec)": 1000, "Expansion": 0.01 } })json";
+
+// Waits for a file's or folder's appearance, for at most 20 s.
+bool WaitForContent(const std::filesystem::path& folder, std::size_t count) {
+  for (int round = 0; round < 4000; ++round) {
+    if (NamesIn(folder).size() >= count) return true;
+    usleep(5000);
+  }
+  return false;
+}
+
+bool WaitForFolder(const std::filesystem::path& folder) {
+  for (int round = 0; round < 4000; ++round) {
+    if (std::filesystem::is_directory(folder)) return true;
+    usleep(5000);
+  }
+  return false;
+}
+
+bool EndsLikeAWholePicture(const std::filesystem::path& file) {
+  const std::string bytes = ReadFile(file);
+  const std::string end = "IEND\xae\x42\x60\x82";
+  return bytes.size() > end.size() && bytes.compare(bytes.size() - end.size(), end.size(), end) == 0;
+}
+
+class Interrupting : public testing::Test {
+ protected:
+  std::vector<std::string> RenderTo(const std::string& output) const {
+    return {"render", (folder_ / "scene.json").string(), "-o", (Out() / output).string()};
+  }
+  std::filesystem::path Out() const { return folder_ / "out"; }
+
+  TemporaryFolder folder_;
+};
+
+TEST_F(Interrupting, LeavesWholePicturesOnly) {
+  WriteFile(folder_ / "scene.json", kLongScene);
+  std::mt19937 random(130);
+  for (int round = 0; round < 6; ++round) {
+    std::filesystem::remove_all(Out());
+    Program program(RenderTo("f.####.png"), "/dev/null", folder_ / "error");
+    ASSERT_TRUE(WaitForContent(Out(), 2)) << ReadFile(folder_ / "error");
+    usleep(static_cast<useconds_t>(random() % 40000));
+    program.Send(round % 2 == 0 ? SIGINT : SIGTERM);
+    EXPECT_EQ(program.Wait(), kInterruptedCode);
+    for (const std::string& name : NamesIn(Out())) {
+      EXPECT_TRUE(name.starts_with("f.") && name.ends_with(".png")) << name;
+      EXPECT_TRUE(EndsLikeAWholePicture(Out() / name)) << name;
+    }
+    EXPECT_NE(ReadFile(folder_ / "error").find("orvandel: error: interrupted"), std::string::npos);
+  }
+}
+
+TEST_F(Interrupting, LeavesNothingOfAFilm) {
+  WriteFile(folder_ / "scene.json", kLongScene);
+  for (const int signals : {1, 2}) {
+    std::filesystem::remove_all(Out());
+    Program program(RenderTo("film.mp4"), "/dev/null", folder_ / "error");
+    ASSERT_TRUE(WaitForContent(Out(), 1)) << ReadFile(folder_ / "error");
+    usleep(100000);
+    for (int sent = 0; sent < signals; ++sent) program.Send(sent == 0 ? SIGINT : SIGTERM);
+    EXPECT_EQ(program.Wait(), kInterruptedCode);
+    EXPECT_TRUE(NamesIn(Out()).empty()) << NamesIn(Out()).front() << " after " << signals << " signals";
+  }
+}
+
+TEST_F(Interrupting, StopsInsideAFrame) {
+  WriteFile(folder_ / "scene.json", kEndlessFrame);
+  auto arguments = RenderTo("late.png");
+  arguments.insert(arguments.end(), {"--frames", "60000"});
+  Program program(arguments, "/dev/null", folder_ / "error");
+  ASSERT_TRUE(WaitForFolder(Out())) << ReadFile(folder_ / "error");
+  usleep(200000);
+  program.Send(SIGINT);
+  EXPECT_EQ(program.Wait(), kInterruptedCode);
+  EXPECT_TRUE(NamesIn(Out()).empty());
+}
+
+}  // namespace
+}  // namespace orvandel::cli

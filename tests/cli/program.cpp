@@ -1,0 +1,118 @@
+#include "tests/cli/program.h"
+
+#include <fcntl.h>
+#include <pty.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+namespace orvandel::cli {
+namespace {
+
+// In the child, after fork: only calls that are safe there.
+[[noreturn]] void Execute(const std::vector<std::string>& arguments) {
+  std::vector<char*> pointers;
+  static std::string program = ORVANDEL_PROGRAM;
+  pointers.push_back(program.data());
+  for (const std::string& argument : arguments) pointers.push_back(const_cast<char*>(argument.c_str()));
+  pointers.push_back(nullptr);
+  execv(program.c_str(), pointers.data());
+  _exit(127);
+}
+
+int CodeOf(int status) { return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status); }
+
+}  // namespace
+
+Program::Program(const std::vector<std::string>& arguments, const std::filesystem::path& outputFile,
+                 const std::filesystem::path& errorFile) {
+  process_ = fork();
+  if (process_ < 0) throw std::runtime_error("fork");
+  if (process_ > 0) return;
+  const int input = open("/dev/null", O_RDONLY);
+  const int output = open(outputFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+  const int error = open(errorFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+  if (dup2(input, STDIN_FILENO) < 0 || dup2(output, STDOUT_FILENO) < 0 || dup2(error, STDERR_FILENO) < 0) _exit(126);
+  Execute(arguments);
+}
+
+Program::~Program() {
+  if (process_ < 0) return;
+  kill(process_, SIGKILL);
+  waitpid(process_, nullptr, 0);
+}
+
+void Program::Send(int signal) const { kill(process_, signal); }
+
+int Program::Wait() {
+  int status = 0;
+  waitpid(process_, &status, 0);
+  process_ = -1;
+  return CodeOf(status);
+}
+
+TemporaryFolder::TemporaryFolder() {
+  std::string name = (std::filesystem::temp_directory_path() / "orvandel_cli_XXXXXX").string();
+  if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("mkdtemp " + name);
+  path_ = name;
+}
+
+TemporaryFolder::~TemporaryFolder() {
+  std::error_code ignored;
+  std::filesystem::remove_all(path_, ignored);
+}
+
+Outcome RunProgram(const std::vector<std::string>& arguments) {
+  const TemporaryFolder folder;
+  Outcome outcome;
+  outcome.exitCode = Program(arguments, folder / "output", folder / "error").Wait();
+  outcome.output = ReadFile(folder / "output");
+  outcome.error = ReadFile(folder / "error");
+  return outcome;
+}
+
+Outcome RunOnTerminal(const std::vector<std::string>& arguments) {
+  int terminal = -1;
+  const pid_t process = forkpty(&terminal, nullptr, nullptr, nullptr);
+  if (process < 0) throw std::runtime_error("forkpty");
+  if (process == 0) Execute(arguments);
+  Outcome outcome;
+  char buffer[4096];
+  for (ssize_t count; (count = read(terminal, buffer, sizeof buffer)) > 0;) {  // ends with EIO when the child is gone
+    outcome.error.append(buffer, static_cast<std::size_t>(count));
+  }
+  close(terminal);
+  int status = 0;
+  waitpid(process, &status, 0);
+  outcome.exitCode = CodeOf(status);
+  return outcome;
+}
+
+std::string ReadFile(const std::filesystem::path& file) {
+  std::ifstream stream(file, std::ios::binary);
+  std::ostringstream text;
+  text << stream.rdbuf();
+  return text.str();
+}
+
+void WriteFile(const std::filesystem::path& file, const std::string& text) {
+  std::ofstream(file, std::ios::binary) << text;
+}
+
+std::vector<std::string> NamesIn(const std::filesystem::path& folder) {
+  std::vector<std::string> names;
+  std::error_code error;
+  for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
+    names.push_back(entry.path().filename().string());
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+}  // namespace orvandel::cli

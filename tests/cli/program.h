@@ -1,0 +1,57 @@
+// Runs the built program as a person would: arguments in, exit code and texts out.
+#pragma once
+
+#include <sys/types.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace orvandel::cli {
+
+struct Outcome {
+  int exitCode = -1;  // minus the signal's number when one ended the program
+  std::string output, error;
+};
+
+// A running program. Its texts go to files in a folder of its own.
+class Program {
+ public:
+  Program(const std::vector<std::string>& arguments, const std::filesystem::path& outputFile,
+          const std::filesystem::path& errorFile);
+  ~Program();  // kills it when nobody waited
+  Program(const Program&) = delete;
+  Program& operator=(const Program&) = delete;
+
+  void Send(int signal) const;
+  int Wait();  // the exit code, as in Outcome
+
+ private:
+  pid_t process_ = -1;
+};
+
+// A folder that vanishes with its owner.
+class TemporaryFolder {
+ public:
+  TemporaryFolder();
+  ~TemporaryFolder();
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+  std::filesystem::path operator/(const std::string& name) const { return path_ / name; }
+  const std::filesystem::path& Path() const { return path_; }
+
+ private:
+  std::filesystem::path path_;
+};
+
+Outcome RunProgram(const std::vector<std::string>& arguments);
+// The same with the program's standard error on a terminal; `error` holds what the terminal received.
+Outcome RunOnTerminal(const std::vector<std::string>& arguments);
+
+std::string ReadFile(const std::filesystem::path& file);
+void WriteFile(const std::filesystem::path& file, const std::string& text);
+// Names in a folder, sorted; none when there is no such folder.
+std::vector<std::string> NamesIn(const std::filesystem::path& folder);
+
+}  // namespace orvandel::cli

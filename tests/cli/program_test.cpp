@@ -1,0 +1,236 @@
+// The built program from outside: what it writes, what it says, which code it ends with.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "tests/cli/program.h"
+
+namespace orvandel::cli {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+using Arguments = std::vector<std::string>;
+
+std::string SceneText(const std::string& parameters) {
+  return R"({ "version": 1, "width": 64, "height": 36, "frameRate": 30, "duration": 2, "parameters": {)" + parameters +
+         "} }";
+}
+const char* const kRings = R"("Frequency": 6, "Expansion": 1, "Spin": 40, "Sides": 5)";
+
+class ProgramTest : public testing::Test {
+ protected:
+  ProgramTest() { WriteFile(Scene(), SceneText(kRings)); }
+
+  std::string Scene() const { return (folder_ / "scene.json").string(); }
+  std::filesystem::path Out() const { return folder_ / "out"; }
+
+  Outcome Render(const std::string& output, const Arguments& more = {}) const {
+    Arguments arguments{"render", Scene(), "-o", (Out() / output).string()};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    return RunProgram(arguments);
+  }
+
+  TemporaryFolder folder_;
+};
+
+// One line on standard error, nothing on standard output, the code asked for.
+void ExpectFailure(const Outcome& outcome, int exitCode, const std::string& part) {
+  EXPECT_EQ(outcome.exitCode, exitCode) << outcome.error;
+  EXPECT_THAT(outcome.error, StartsWith("orvandel: error: "));
+  EXPECT_THAT(outcome.error, HasSubstr(part));
+  EXPECT_EQ(std::count(outcome.error.begin(), outcome.error.end(), '\n'), 1) << outcome.error;
+  EXPECT_EQ(outcome.output, "");
+}
+
+TEST_F(ProgramTest, RendersTheFramesAskedForUnderTheirNames) {
+  ASSERT_EQ(Render("f.png", {"--frames", "31,4,10-20x10"}).exitCode, 0);
+  EXPECT_THAT(NamesIn(Out()), ElementsAre("f.0004.png", "f.0010.png", "f.0020.png", "f.0031.png"));
+  ASSERT_EQ(Render("all_#.png").exitCode, 0);
+  EXPECT_EQ(NamesIn(Out()).size(), 64u);
+
+  // Any order and any company give the same bytes; a plain name is kept for exactly one frame.
+  for (const char* frame : {"4", "10", "20", "31"}) {
+    ASSERT_EQ(Render("alone.png", {"--frames", frame}).exitCode, 0);
+    const std::string alone = ReadFile(Out() / "alone.png");
+    const std::string padded = std::string(4 - std::string(frame).size(), '0') + frame;
+    EXPECT_EQ(ReadFile(Out() / ("f." + padded + ".png")), alone) << frame;
+    EXPECT_EQ(ReadFile(Out() / ("all_" + std::string(frame) + ".png")), alone) << frame;
+  }
+}
+
+TEST_F(ProgramTest, QualityAndSizeChangeThePicture) {
+  ASSERT_EQ(Render("full.png", {"--frames", "31"}).exitCode, 0);
+  ASSERT_EQ(Render("draft.png", {"--frames", "31", "--quality", "draft"}).exitCode, 0);
+  ASSERT_EQ(Render("small.png", {"--frames", "31", "--downsample", "7"}).exitCode, 0);
+  EXPECT_NE(ReadFile(Out() / "draft.png"), ReadFile(Out() / "full.png"));
+  // The header's width and height: ceil(64 / 7) x ceil(36 / 7).
+  EXPECT_EQ(ReadFile(Out() / "small.png").substr(16, 8), std::string("\0\0\0\x0a\0\0\0\x06", 8));
+}
+
+TEST_F(ProgramTest, RendersAFilm) {
+  const Outcome outcome = Render("rings.mp4", {"--frames", "0-29,40"});
+  ASSERT_EQ(outcome.exitCode, 0) << outcome.error;
+  EXPECT_THAT(NamesIn(Out()), ElementsAre("rings.mp4"));
+  EXPECT_THAT(outcome.error, HasSubstr("rings.mp4: 31 frames in "));
+  ExpectFailure(Render("again.mp4", {"--frames", "5,3"}), 2, "3 comes after 5, but the frames of a film");
+  ExpectFailure(Render("again.mp4", {"--frames", "5,5"}), 2, "must rise");
+  ExpectFailure(Render("again.%03d.mp4"), 2, "one film holds all frames");
+  EXPECT_THAT(NamesIn(Out()), ElementsAre("rings.mp4"));
+}
+
+TEST_F(ProgramTest, ShowsABarOnATerminalAndPlainLinesElsewhere) {
+  const Arguments arguments{"render", Scene(), "-o", (Out() / "f.####.png").string()};
+  const Outcome plain = RunProgram(arguments);
+  EXPECT_THAT(plain.error, HasSubstr("60 of 60 frames, "));
+  EXPECT_EQ(plain.error.find_first_of("\r\x1b"), std::string::npos);
+  const Outcome terminal = RunOnTerminal(arguments);
+  EXPECT_EQ(terminal.exitCode, 0);
+  EXPECT_THAT(terminal.error, HasSubstr("[########################] 60 of 60 frames"));
+  EXPECT_THAT(terminal.error, HasSubstr("\r\x1b[K" + (Out() / "f.####.png").string() + ": 60 frames in "));
+  EXPECT_EQ(Render("f.####.png", {"--quiet"}).error, "");
+}
+
+// A bad scene is refused before anything is rendered or made: file, place, what was found, what is allowed.
+TEST_F(ProgramTest, RefusesBadScenes) {
+  struct Bad {
+    std::string text, part;
+  };
+  for (
+      const auto& [text, part] : {
+          Bad{SceneText(R"("Frequency": 900)"), "/parameters/Frequency: 900 is outside 0..500"},
+          Bad{SceneText(R"("Frequency": "fast")"), "/parameters/Frequency"},
+          Bad{SceneText(R"("Frequenzy": 1)"), "Frequency"},
+          Bad{SceneText(R"("Profile": "Sqare")"), "Square"},
+          Bad{SceneText(R"("Source Layer": "nowhere")"), "nowhere"},
+          Bad{SceneText(R"("Sides": )"), "scene.json"},
+          Bad{"", "scene.json"},
+          Bad{R"({ "version": 1, "width": 0, "height": 36, "frameRate": 30, "duration": 2 })", "/width"},
+          Bad{R"({ "version": 1, "width": 64, "height": 36, "frameRate": 30, "duration": 2, "layers": {"a": "no.png"}})",
+              "no.png"},
+      }) {
+    WriteFile(Scene(), text);
+    const Outcome outcome = Render("f.png");
+    ExpectFailure(outcome, 2, part);
+    EXPECT_THAT(outcome.error, HasSubstr("scene.json"));
+    EXPECT_FALSE(std::filesystem::exists(Out()));
+  }
+  std::filesystem::remove(Scene());
+  ExpectFailure(Render("f.png"), 2, "scene.json");
+  std::filesystem::create_directory(Scene());
+  ExpectFailure(Render("f.png"), 2, "scene.json");
+}
+
+TEST_F(ProgramTest, RefusesBadArguments) {
+  struct Bad {
+    Arguments arguments;
+    std::string part;
+  };
+  const std::string out = (Out() / "f.png").string();
+  for (const auto& [arguments, part] : {
+           Bad{{}, "render, params or about"},
+           Bad{{"paint"}, "paint"},
+           Bad{{"render"}, "scene"},
+           Bad{{"render", Scene()}, "--output"},
+           Bad{{"render", Scene(), "-o", out, "--colour"}, "--colour"},
+           Bad{{"render", Scene(), "-o", out, "--quality", "best"}, "best"},
+           Bad{{"render", Scene(), "-o", out, "--downsample", "0"}, "0"},
+           Bad{{"render", Scene(), "-o", out, "--downsample", "two"}, "two"},
+           Bad{{"render", Scene(), "-o", out, "--frames", "60"}, "0..59"},
+           Bad{{"render", Scene(), "-o", out, "--frames", "-1"}, "negative"},
+           Bad{{"render", Scene(), "-o", out, "--frames", ""}, "--frames"},
+           Bad{{"render", Scene(), "-o", (Out() / "f.gif").string()}, "and .png for pictures"},
+           Bad{{"render", Scene(), "-o", Out().string()}, "and .png for pictures"},
+           Bad{{"render", Scene(), "-o", "%x.png"}, "%x.png"},
+           Bad{{"params", "--time", "1"}, "scene"},
+           Bad{{"params", Scene(), "--time", "-1"}, "-1"},
+       }) {
+    ExpectFailure(RunProgram(arguments), 2, part);
+  }
+  EXPECT_FALSE(std::filesystem::exists(Out()));
+}
+
+TEST_F(ProgramTest, TellsFailedWorkFromBadInput) {
+  WriteFile(folder_ / "file", "");
+  ExpectFailure(RunProgram({"render", Scene(), "-o", (folder_ / "file" / "f.png").string()}), 1, "file");
+  ExpectFailure(RunProgram({"render", Scene(), "-o", "/proc/f.png"}), 1, "/proc");
+  ExpectFailure(RunProgram({"about", "--module", (folder_ / "none.so").string()}), 1, "none.so");
+  ExpectFailure(RunProgram({"about", "--module", (folder_ / "file").string()}), 1, "file");
+  WriteFile(Scene(), R"({ "version": 1, "width": 64, "height": 36, "frameRate": 30, "duration": 2,
+    "masks": { "line": { "d": "M 5 5 L 30 30" } }, "parameters": { "Wave Type": "Mask" } })");
+  ExpectFailure(Render("f.png", {"--frames", "3"}), 1, "frame 3: Open paths cannot be turned into waves.");
+  EXPECT_THAT(NamesIn(Out()), IsEmpty());
+  EXPECT_NE(Program({"params"}, "/dev/full", folder_ / "error").Wait(), 0);
+  EXPECT_THAT(ReadFile(folder_ / "error"), StartsWith("orvandel: error: standard output"));
+}
+
+TEST_F(ProgramTest, ListsParametersAsRegisteredAndAsShown) {
+  const auto registered = nlohmann::json::parse(RunProgram({"params", "--json"}).output);
+  ASSERT_EQ(registered.size(), 43u);
+  const Outcome table = RunProgram({"params"});
+  for (const auto& param : registered) {
+    EXPECT_THAT(table.output, HasSubstr(param["name"].get<std::string>()));
+  }
+  WriteFile(Scene(), SceneText(R"("Star": true, "Frequency": {"keyframes": [{"time": 0, "value": 2},
+    {"time": 2, "value": 4}]})"));
+  const auto shown = nlohmann::json::parse(RunProgram({"params", Scene(), "--time", "1", "--json"}).output);
+  ASSERT_EQ(shown.size(), registered.size());
+  for (const auto& param : shown) {
+    if (param["name"] == "Frequency") {
+      EXPECT_EQ(param["value"], 3.0);
+    }
+    if (param["name"] == "Star Depth") {
+      EXPECT_EQ(param["active"], true);
+    }
+    if (param["name"] == "Value Channel") {
+      EXPECT_EQ(param["active"], false);
+    }
+  }
+}
+
+TEST_F(ProgramTest, TellsAboutItself) {
+  const Outcome about = RunProgram({"about"});
+  EXPECT_EQ(about.exitCode, 0) << about.error;
+  for (const char* part : {"ZMR Orvandel", "Generate", "0x00088001", "Orvandel, v1.1", "Generates Expanding Shapes."}) {
+    EXPECT_THAT(about.output, HasSubstr(part));
+  }
+  EXPECT_THAT(about.output, testing::Not(HasSubstr("complaint")));
+  EXPECT_THAT(RunProgram({"--version"}).output, testing::MatchesRegex("orvandel [0-9.]+\n"));
+  for (const Arguments& arguments :
+       {Arguments{"--help"}, {"render", "--help"}, {"params", "--help"}, {"about", "-h"}}) {
+    const Outcome help = RunProgram(arguments);
+    EXPECT_EQ(help.exitCode, 0);
+    EXPECT_THAT(help.output, HasSubstr("Usage: orvandel"));
+  }
+}
+
+// What people are told to try: the scene in the README and every scene in examples.
+TEST_F(ProgramTest, RendersEveryExampleScene) {
+  const std::filesystem::path sources = ORVANDEL_SOURCES;
+  const std::string readme = ReadFile(sources / "README.md");
+  const std::string fence = "```jsonc\n";
+  const auto begin = readme.find(fence);
+  ASSERT_NE(begin, std::string::npos);
+  WriteFile(Scene(), readme.substr(begin + fence.size(), readme.find("```", begin + 3) - begin - fence.size()));
+
+  std::vector<std::string> scenes{Scene()};
+  for (const std::string& name : NamesIn(sources / "examples/scenes")) {
+    if (name.ends_with(".json")) scenes.push_back((sources / "examples/scenes" / name).string());
+  }
+  EXPECT_GE(scenes.size(), 4u);
+  for (const std::string& scene : scenes) {
+    const Outcome outcome = RunProgram({"render", scene, "-o", (Out() / "example.png").string(), "--frames", "45",
+                                        "--downsample", "8", "--quality", "draft"});
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.error;
+  }
+}
+
+}  // namespace
+}  // namespace orvandel::cli
