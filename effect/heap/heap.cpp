@@ -103,6 +103,7 @@ struct State {
   std::size_t trimThreshold;  // counts only when it has been set
   std::uint64_t bytesInUse;
   std::uint64_t thresholdIsSet;
+  void* root;
 };
 static_assert(sizeof(State) <= kHeapStateBytes && std::is_trivially_copyable_v<State>);
 
@@ -292,6 +293,8 @@ void SetTrimThreshold(std::size_t bytes) noexcept {
   inForce.thresholdIsSet = 1;
   TrimTo(bytes);
 }
+
+void*& Root() noexcept { return inForce.root; }
 
 std::uint64_t BytesInUse() noexcept { return inForce.bytesInUse; }
 

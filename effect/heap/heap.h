@@ -35,6 +35,9 @@ void ReleaseAll() noexcept;                          // returns every block to t
 // threshold belongs to the state; an empty state keeps 64 MiB.
 void SetTrimThreshold(std::size_t bytes) noexcept;
 
+// A word of the state in force for those who draw on the heap: where their records on it begin. Null in an empty state.
+void*& Root() noexcept;
+
 // Bytes in blocks handed out and not freed, of the state in force; a block counts with the size it was rounded up to.
 std::uint64_t BytesInUse() noexcept;
 

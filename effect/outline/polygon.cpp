@@ -9,6 +9,8 @@ namespace {
 constexpr double kPi = 3.141592653589793;
 constexpr double kTwoPi = 6.283185307179586;
 constexpr float kDeepestStar = -0.999F;
+// A thousand times the valid range: still drawn, and no wave takes more than a megabyte.
+constexpr std::int64_t kMostPoints = 131072;
 
 // The order of the operations is part of the picture: index times the full turn first, then the division.
 double VertexAngle(std::int64_t index, std::int64_t count) {
@@ -20,6 +22,7 @@ Point2f Rounded(double x, double y) { return {static_cast<float>(x), static_cast
 // Empties the shape and takes the storage at once, so that a count beyond memory fails before any work is done.
 void StartShape(Outline& shape, std::int64_t pointCount) {
   shape.clear();
+  if (pointCount > kMostPoints) throw AllocFailed::ForBytes(static_cast<std::uint64_t>(pointCount) * sizeof(Point2f));
   if (pointCount > 0) shape.reserve(static_cast<std::size_t>(pointCount));
 }
 

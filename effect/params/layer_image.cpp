@@ -65,7 +65,13 @@ Fingerprint FingerprintImage(const ImageBuffer& image) {
   return sums;
 }
 
-ImageBuffer SlotImage(const ParamSlot& slot) { return ImageBuffer::FromHost(slot.definition.value.layer.image); }
+// The value part is a union: a host that answers with a definition of another type has not handed over an image. Slots
+// whose first check-out was refused stand for a layer until the next one says what they are.
+ImageBuffer SlotImage(const ParamSlot& slot) {
+  const OrvImage& image = slot.definition.value.layer.image;
+  const bool isImage = slot.definition.type == ORV_PARAM_LAYER && image.width >= 0 && image.height >= 0;
+  return isImage ? ImageBuffer::FromHost(image) : ImageBuffer{};
+}
 
 bool AcquireLayer(ParamSlot& slot, std::int32_t hostTime) {
   if (slot.held && slot.sampleTime != hostTime) CheckIn(slot);
@@ -77,7 +83,7 @@ bool AcquireLayer(ParamSlot& slot, std::int32_t hostTime) {
     slot.held = true;
     slot.sampleTime = hostTime;
   }
-  return slot.definition.value.layer.image.data != nullptr;
+  return SlotImage(slot).data != nullptr;
 }
 
 ParamSlot& AcquireSourceSlot(EffectContext& context, std::int32_t hostTime) {

@@ -6,6 +6,7 @@
 
 #include "effect/base/float_rules.h"
 #include "effect/params/param_slot.h"
+#include "effect/sim/ticks.h"
 
 namespace orvandel {
 namespace {
@@ -46,6 +47,12 @@ void StoreRestartValues(Stepper& stepper) {
   for (std::size_t i = 0; i < stepper.restartIds.size(); ++i) {
     stepper.restartValues[i] = KeyOf(SimParam(stepper, stepper.restartIds[i]));
   }
+}
+
+// How far the search for the next change looks: to the end of the layer, so that unchanging values are found to be so
+// once and for all; on very long layers less far. A frame depends on no entry beyond the tick that follows it.
+double SearchEnd(const Stepper& stepper) {
+  return std::min(stepper.durationTicks, stepper.target + kFarthestLookAhead);
 }
 
 void RemoveEntriesFrom(Stepper& stepper, double f) {
@@ -113,7 +120,7 @@ void RebuildCacheFrom(Stepper& stepper, double from) {
   if (f == 0 && !stepper.restartIds.empty()) StoreRestartValues(stepper);
   RemoveEntriesFrom(stepper, f);
   for (double tick = f; tick < stepper.target + 1; tick += 1) {
-    if (tick != 0) tick = FindFirstChange(stepper, stepper.cacheEntries.back().keys, tick, stepper.durationTicks);
+    if (tick != 0) tick = FindFirstChange(stepper, stepper.cacheEntries.back().keys, tick, SearchEnd(stepper));
     const KeyBytes keys = SampleAnimated(stepper, tick);
     stepper.cacheEntries.push_back({keys, stepper.KeyBytesPerEntry(), tick});
     stepper.cacheDirty = true;

@@ -2,6 +2,7 @@
 
 #include "effect/base/errors.h"
 #include "effect/params/param_ids.h"
+#include "effect/sim/state_register.h"
 #include "effect/sim/stepper.h"
 #include "effect/sim/trace_memory.h"
 
@@ -46,6 +47,7 @@ std::int32_t DisposeSequence(EffectContext& context) {
     }
     DiscardSnapshot(stepper);
     DiscardTraces(*stepper.state);
+    Unregister(*stepper.state);
     stepper.state = nullptr;
     const OrvHandle handle = context.inRecord->sequenceData;
     utilities.unlockHandle(handle);

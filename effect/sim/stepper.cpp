@@ -5,6 +5,7 @@
 #include <new>
 
 #include "effect/sim/param_cache.h"
+#include "effect/sim/state_register.h"
 #include "effect/sim/ticks.h"
 
 namespace orvandel {
@@ -19,12 +20,22 @@ void CreateState(Stepper& stepper) {
   stepper.context->inRecord->sequenceData = handle;
   Utilities(stepper).lockHandle(handle);
   stepper.state = ::new (*handle) SequenceState{nullptr, -1, nullptr, nullptr, -1, nullptr};
+  // An entry left over for a state at this address would be of one that the host has dropped without a word.
+  Register(*stepper.state);
+}
+
+// Forgets, without touching it, what lay on a heap that is gone.
+void ForgetHeapMemory(SequenceState& state) {
+  state.list = nullptr;
+  state.time = -1;
+  state.traces = nullptr;
 }
 
 void TakeOver(Stepper& stepper) {
   const OrvHandle handle = stepper.context->inRecord->sequenceData;
   stepper.context->outRecord->sequenceData = handle;
   stepper.state = static_cast<SequenceState*>(*handle);
+  if (!IsRegistered(*stepper.state)) ForgetHeapMemory(*stepper.state);
   stepper.cacheBlock = stepper.state->cacheBlock;
   stepper.list = stepper.state->list;
   stepper.time = stepper.state->time;
@@ -85,7 +96,9 @@ void OpenStepper(Stepper& stepper, bool sample) {
     return;
   }
   TakeOver(stepper);
+  if (sample) Register(*stepper.state);
   if (!sample || stepper.cacheBlock == nullptr) return;
+  if (stepper.target > kLatestTick) throw AbortException(ORV_INVALID_CALLBACK);
   try {
     ReadCacheBlock(stepper, stepper.cacheAddress);
     stepper.simParams = HeapVector<ParamSlot>(static_cast<std::size_t>(stepper.maxParamId + 1));

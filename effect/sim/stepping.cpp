@@ -22,6 +22,10 @@ namespace {
 
 constexpr double kTickSeconds = 0.03333333333333333;
 
+// The valid range gives 17 births a step, the largest 16.16 number 1093. More can only come from a definition of
+// another type, whose value may be so large that taking 1 from the phase leaves it as it is.
+constexpr float kMostBirthsAStep = 4096;
+
 float RoundToFloat(double value) { return static_cast<float>(value); }
 
 std::int32_t HostTimeOfSeconds(const EffectContext& context, double seconds) {
@@ -56,6 +60,7 @@ void GiveBirths(WaveList& list, double t, double dt, const Rates& rates, const E
   float left = static_cast<float>(dt) - wait;
   MoveAlong(s, rates, wait);
   s.emitPhase = RoundToFloat(frequency * dt + static_cast<double>(s.emitPhase));
+  if (s.emitPhase > kMostBirthsAStep) throw AbortException(ORV_INVALID_CALLBACK);
   double birth = t;
   while (s.emitPhase >= 1.0F) {
     s.sampleTime = HostTimeOfSeconds(context, birth);

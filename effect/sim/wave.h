@@ -12,6 +12,9 @@ namespace orvandel {
 // An ordered sequence of points, x to the right, y downward, closed implicitly (the last point joins the first). Curves
 // are flattened when an outline is made. Rebuilding clears the points and keeps the storage. Empty: draws nothing.
 using Outline = HeapVector<Point2f>;
+// What 256 rounded corners come to at the largest size stays below; more comes from values out of range or a host's
+// answers that cannot be meant, and would hold the host for long between two questions.
+inline constexpr std::size_t kMostOutlinePoints = std::size_t{1} << 24;
 
 struct Wave {
   Outline shape;  // unit frame: centred, farthest point at distance 1
@@ -47,6 +50,10 @@ struct Wave {
   bool eachFrame = false;       // takes the list's settings at every step instead of keeping those of its birth
 };
 
+// Eight times what the largest Frequency and Lifespan keep alive; with the smallest outlines this is 2 GB. Waves of
+// frames that are skipped pile up until one is drawn.
+inline constexpr std::size_t kMostWaves = std::size_t{1} << 22;
+
 struct WaveList {
   using Waves = HeapList<Wave>;
   using Position = Waves::iterator;
@@ -58,8 +65,11 @@ struct WaveList {
   WaveList() = default;
   WaveList(const ParamSlot* simParams, const EffectContext& context);
 
-  // Appends a wave with every field zero. AllocFailed leaves the list as it was.
-  Wave& Append() { return waves.emplace_back(); }
+  // Appends a wave with every field zero. AllocFailed leaves the list as it was: no memory, or kMostWaves are there.
+  Wave& Append() {
+    if (waves.size() >= kMostWaves) throw AllocFailed();
+    return waves.emplace_back();
+  }
   // Frees the wave and returns the position of the one that followed it.
   Position Remove(Position position) { return waves.erase(position); }
 };

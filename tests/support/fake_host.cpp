@@ -1,5 +1,6 @@
 #include "tests/support/fake_host.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 
@@ -13,20 +14,23 @@ FakeHost* current = nullptr;
 
 }  // namespace
 
-FencedImage::FencedImage(std::int32_t width, std::int32_t height, std::uint8_t fill, std::int32_t padding)
+FencedImage::FencedImage(std::int32_t width, std::int32_t height, std::uint8_t fill, std::int32_t padding,
+                         bool upsideDown)
     : width_(width),
       height_(height),
       rowBytes_(width * 4 + padding),
+      upsideDown_(upsideDown),
       storage_(static_cast<std::size_t>(rowBytes_) * static_cast<std::size_t>(height) + 2 * kRedZone, kFence) {
   for (std::int32_t y = 0; y < height; ++y) std::memset(Pixel(0, y), fill, static_cast<std::size_t>(width) * 4);
 }
 
 std::size_t FencedImage::Offset(std::int32_t x, std::int32_t y) const {
-  return kRedZone + static_cast<std::size_t>(y) * static_cast<std::size_t>(rowBytes_) + static_cast<std::size_t>(x) * 4;
+  const auto row = static_cast<std::size_t>(upsideDown_ ? height_ - 1 - y : y);
+  return kRedZone + row * static_cast<std::size_t>(rowBytes_) + static_cast<std::size_t>(x) * 4;
 }
 
 OrvImage FencedImage::View() {
-  return {storage_.empty() ? nullptr : storage_.data() + kRedZone, width_, height_, rowBytes_, 0, nullptr};
+  return {storage_.empty() ? nullptr : Pixel(0, 0), width_, height_, upsideDown_ ? -rowBytes_ : rowBytes_, 0, nullptr};
 }
 
 std::uint8_t* FencedImage::Pixel(std::int32_t x, std::int32_t y) { return storage_.data() + Offset(x, y); }
@@ -88,8 +92,13 @@ struct FakeCallbacks {
   }
   static std::int32_t Question(FakeHost& host, Callback callback) {
     if (host.stopped_) ++host.questionsAfterStop_;
+    if (host.onQuestion) host.onQuestion();
     std::int32_t code = 0;
-    if (!host.Fails(callback, &code)) return 0;
+    // Both count; at most one of them is armed.
+    const bool failsAlone = host.Fails(callback, &code);
+    const bool failsAsQuestion = host.Fails(Callback::kQuestion, &code);
+    if (!failsAlone && !failsAsQuestion) code = 0;
+    if (--host.questionsLeft < 0) code = FakeHost::kOutOfPatience;
     host.stopped_ = code != 0;
     return code;
   }
@@ -102,7 +111,11 @@ struct FakeCallbacks {
   static std::int32_t OpenStrings(OrvStringsRef* strings, std::int32_t) {
     std::int32_t code = 0;
     if (current->Fails(Callback::kOpenStrings, &code)) return code;
-    current->strings_ = reinterpret_cast<const OrvStringTable*>(*strings);
+    const auto& table = *reinterpret_cast<const OrvStringTable*>(*strings);
+    current->texts_.clear();
+    for (std::uint64_t i = 0; i + 1 < table.count; ++i) {
+      current->texts_.emplace_back(std::strchr(table.entries[i].key, '=') + 1);
+    }
     ++current->stringTables_;
     *strings = 0x5151;
     return 0;
@@ -111,8 +124,8 @@ struct FakeCallbacks {
     std::int32_t code = 0;
     if (*zero != 0) current->problems_.insert("getString without a zero word");
     if (current->Fails(Callback::kGetString, &code)) return nullptr;
-    if (id < 0 || static_cast<std::uint64_t>(id) + 1 >= current->strings_->count) return "";
-    return std::strchr(current->strings_->entries[id].key, '=') + 1;
+    const bool known = id >= 0 && static_cast<std::size_t>(id) < current->texts_.size();
+    return known ? current->texts_[static_cast<std::size_t>(id)].c_str() : "";
   }
   static std::int32_t CloseStrings(OrvStringsRef*) {
     --current->stringTables_;
@@ -121,9 +134,13 @@ struct FakeCallbacks {
 
   static OrvHandle NewHandle(std::uint64_t size) {
     std::int32_t code = 0;
-    if (current->Fails(Callback::kNewHandle, &code)) return nullptr;
+    if (current->Fails(Callback::kNewHandle, &code)) {
+      if (current->refused_ == 0) current->refused_ = size;
+      return nullptr;
+    }
     auto* block = new FakeHost::Block;
     block->bytes.assign(static_cast<std::size_t>(size), current->handleFill);
+    block->bytes.resize(block->bytes.size() + kRedZone, kFence);
     block->address = block->bytes.data();
     OrvHandle handle = &block->address;
     current->handles_[handle] = block;
@@ -146,6 +163,10 @@ struct FakeCallbacks {
     FakeHost::Block* block = Find(handle);
     if (block == nullptr) return;
     if (block->locks > 0) current->problems_.insert("a locked handle was disposed");
+    const auto fence = block->bytes.end() - static_cast<std::ptrdiff_t>(kRedZone);
+    if (std::any_of(fence, block->bytes.end(), [](std::uint8_t byte) { return byte != kFence; })) {
+      current->problems_.insert("bytes behind a handle's block were written");
+    }
     current->handles_.erase(handle);
     delete block;
   }
@@ -204,6 +225,9 @@ struct FakeCallbacks {
     *query = static_cast<OrvLengthQuery>(segment + 1);
     return 0;
   }
+  static double Distorted(FakeHost& host, double answer) {
+    return host.distortPaths ? host.distortPaths(answer) : answer;
+  }
   static std::int32_t SegmentLength(OrvEffectRef ref, OrvPathRef path, std::int32_t segment, OrvLengthQuery,
                                     double* length) {
     std::int32_t code = 0;
@@ -211,7 +235,7 @@ struct FakeCallbacks {
     const auto& points = Path(Host(ref), path).points;
     const auto& a = points[static_cast<std::size_t>(segment)];
     const auto& b = points[static_cast<std::size_t>(segment + 1) % points.size()];
-    *length = std::hypot(b.first - a.first, b.second - a.second);
+    *length = Distorted(Host(ref), std::hypot(b.first - a.first, b.second - a.second));
     return 0;
   }
   static std::int32_t PointAtLength(OrvEffectRef ref, OrvPathRef path, OrvLengthQuery, std::int32_t segment,
@@ -223,8 +247,8 @@ struct FakeCallbacks {
     const auto& b = points[static_cast<std::size_t>(segment + 1) % points.size()];
     const double length = std::hypot(b.first - a.first, b.second - a.second);
     const double t = length > 0 ? distance / length : 0;
-    *x = a.first + (b.first - a.first) * t;
-    *y = a.second + (b.second - a.second) * t;
+    *x = Distorted(Host(ref), a.first + (b.first - a.first) * t);
+    *y = Distorted(Host(ref), a.second + (b.second - a.second) * t);
     return 0;
   }
   static std::int32_t ReleaseQuery(OrvEffectRef ref, OrvPathRef, std::int32_t, OrvLengthQuery) {
@@ -288,13 +312,17 @@ bool FakeHost::Fails(Callback callback, std::int32_t* code) {
   ++calls_[static_cast<std::size_t>(callback)];
   if (fault_.callback != callback || fault_.at < 0) return false;
   const std::int64_t call = faultCalls_++;
-  *code = fault_.code;
-  return call == fault_.at || (fault_.persistent && call > fault_.at);
+  const bool fails = call == fault_.at || (fault_.persistent && call > fault_.at);
+  if (fails) *code = fault_.code;
+  struck_ = struck_ || fails;
+  return fails;
 }
 
 void FakeHost::Arm(Fault fault) {
   fault_ = fault;
   faultCalls_ = 0;
+  struck_ = false;
+  refused_ = 0;
 }
 
 void FakeHost::ResetCalls() { std::fill(calls_.begin(), calls_.end(), 0); }
@@ -316,6 +344,11 @@ std::int32_t FakeHost::Send(std::int32_t selector, void* extra, bool withParams,
   current = this;
   FillRecords();
   stopped_ = false;
+  if (selector == ORV_PARAM_SET_UP) {
+    definitions.clear();
+    paramNames.clear();
+    choices.clear();
+  }
   std::vector<OrvParamDef> values;
   std::vector<OrvParamDef*> pointers;
   if (withParams) {
@@ -325,7 +358,7 @@ std::int32_t FakeHost::Send(std::int32_t selector, void* extra, bool withParams,
     }
     for (OrvParamDef& value : values) pointers.push_back(&value);
   }
-  OrvImage image = output.View();
+  OrvImage image = lentOutput ? *lentOutput : output.View();
   const std::int32_t code =
       entry_(selector, &in, &out, withParams ? pointers.data() : nullptr, withOutput ? &image : nullptr, extra);
   in.globalData = out.globalData;
@@ -374,7 +407,7 @@ std::int32_t FakeHost::IndexOf(std::int32_t paramId) const {
 OrvParamDef FakeHost::ValueOf(std::int32_t hostIndex, std::int32_t hostTime) {
   OrvParamDef value{};
   if (hostIndex == 0) {
-    value.value.layer.image = input.View();
+    value.value.layer.image = lentInput ? *lentInput : input.View();
     return value;
   }
   value = definitions[static_cast<std::size_t>(hostIndex)];
@@ -393,6 +426,11 @@ OrvParamDef FakeHost::ValueOf(std::int32_t hostIndex, std::int32_t hostTime) {
 
 void FakeHost::SetValue(std::int32_t paramId, ValueFunction function) {
   values_[IndexOf(paramId)] = std::move(function);
+}
+
+FakeHost::ValueFunction FakeHost::ValueFunctionOf(std::int32_t paramId) const {
+  const auto found = values_.find(IndexOf(paramId));
+  return found == values_.end() ? nullptr : found->second;
 }
 
 void FakeHost::SetWord(std::int32_t paramId, std::int32_t word) {

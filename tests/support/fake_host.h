@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -17,11 +18,13 @@
 
 namespace orvandel::test {
 
-// An image with padded rows between red zones; bytes outside the pixels hold a pattern.
+// An image with padded rows between red zones; bytes outside the pixels hold a pattern. Upside down: the rows lie in
+// memory from the bottom up, so the stride is negative.
 class FencedImage {
  public:
   FencedImage() = default;
-  FencedImage(std::int32_t width, std::int32_t height, std::uint8_t fill = 0, std::int32_t padding = 20);
+  FencedImage(std::int32_t width, std::int32_t height, std::uint8_t fill = 0, std::int32_t padding = 20,
+              bool upsideDown = false);
   OrvImage View();
   std::uint8_t* Pixel(std::int32_t x, std::int32_t y);
   // The pixels alone, row by row.
@@ -33,6 +36,7 @@ class FencedImage {
  private:
   std::size_t Offset(std::int32_t x, std::int32_t y) const;
   std::int32_t width_ = 0, height_ = 0, rowBytes_ = 0;
+  bool upsideDown_ = false;
   std::vector<std::uint8_t> storage_;
 };
 
@@ -59,6 +63,7 @@ enum class Callback {
   kPrepareQuery,
   kSegmentLength,
   kPointAtLength,
+  kQuestion,  // the abort check or the progress report, whichever comes
   kCount
 };
 
@@ -75,6 +80,8 @@ class FakeHost {
   using ValueFunction = std::function<void(std::int32_t hostTime, OrvParamDef& definition)>;
 
   explicit FakeHost(std::int32_t width = 64, std::int32_t height = 48, OrvFilterMain entry = &FilterMain);
+  // Further commands go to this entry point: the module has been loaded anew.
+  void Enter(OrvFilterMain entry) { entry_ = entry; }
   ~FakeHost();
   FakeHost(const FakeHost&) = delete;
   FakeHost& operator=(const FakeHost&) = delete;
@@ -98,6 +105,7 @@ class FakeHost {
   void SetWord(std::int32_t paramId, std::int32_t word);
   void SetPoint(std::int32_t paramId, double x, double y);
   void SetValue(std::int32_t paramId, ValueFunction function);
+  ValueFunction ValueFunctionOf(std::int32_t paramId) const;  // empty when it has its default
   void ClearValues() { values_.clear(); }
 
   // The frame.
@@ -110,6 +118,8 @@ class FakeHost {
   std::int64_t Calls(Callback callback) const { return calls_[static_cast<std::size_t>(callback)]; }
   void ResetCalls();
   std::int64_t QuestionsAfterStop() const { return questionsAfterStop_; }
+  bool FaultStruck() const { return struck_; }                 // since it was armed
+  std::uint64_t FirstRefusedBytes() const { return refused_; }  // of the handles refused since the fault was armed
   std::int32_t LiveHandles() const { return static_cast<std::int32_t>(handles_.size()); }
 
   OrvInRecord in{};
@@ -128,6 +138,11 @@ class FakeHost {
   std::vector<std::int32_t> progressDone, progressTotal;
   std::uint8_t handleFill = 0xA5;
   bool passParamsToRender = true;
+  std::function<void()> onQuestion;                   // before an abort check or progress report is answered
+  std::function<double(double)> distortPaths;         // what the path services say of lengths and coordinates
+  std::optional<OrvImage> lentOutput, lentInput;      // images of the test's own in place of the two above
+  std::int64_t questionsLeft = INT64_MAX;             // then every question is answered with kOutOfPatience
+  static constexpr std::int32_t kOutOfPatience = -7;
 
  private:
   friend struct FakeCallbacks;
@@ -135,6 +150,7 @@ class FakeHost {
   void FillRecords();
   OrvParamDef ValueOf(std::int32_t hostIndex, std::int32_t hostTime);
 
+  // The bytes asked for and a red zone behind them.
   struct Block {
     std::vector<std::uint8_t> bytes;
     void* address = nullptr;  // what the handle points to
@@ -146,13 +162,14 @@ class FakeHost {
   std::vector<std::int64_t> calls_ = std::vector<std::int64_t>(static_cast<std::size_t>(Callback::kCount));
   Fault fault_;
   std::int64_t faultCalls_ = 0;
+  bool struck_ = false;
+  std::uint64_t refused_ = 0;
   std::map<OrvHandle, Block*> handles_;
   std::int32_t checkOuts_ = 0, services_ = 0, stringTables_ = 0, paths_ = 0, queries_ = 0;
   bool stopped_ = false;
   std::int64_t questionsAfterStop_ = 0;
   std::set<std::string> problems_;
-  const OrvStringTable* strings_ = nullptr;
-  std::vector<std::string> texts_;
+  std::vector<std::string> texts_;  // copied when the table is opened: the module may go away meanwhile
 };
 
 }  // namespace orvandel::test
