@@ -33,6 +33,9 @@ class HostAnswers {
   virtual bool ShouldStop() { return false; }
   virtual std::int32_t UpdateParamUi(std::int32_t hostIndex, const OrvParamDef& definition);
 
+  // Another number once any answer may have changed; 0: no promise.
+  virtual std::uint64_t ChangeStamp() { return 0; }
+
   // Mask paths; 0: no such mask.
   virtual OrvPathRef CheckOutPath(std::int32_t pathId, std::int32_t time);
   virtual bool PathIsOpen(OrvPathRef path);

@@ -197,10 +197,19 @@ std::int32_t ReleaseLengthQuery(OrvEffectRef effectRef, OrvPathRef, std::int32_t
   });
 }
 
+std::int32_t ChangeStamp(OrvEffectRef effectRef, std::uint64_t* stamp) {
+  return For(effectRef, [&](HostAnswers& answers) {
+    *stamp = answers.ChangeStamp();
+    return 0;
+  });
+}
+
 constexpr OrvParamUtilsService kParamUtils = {UpdateParamUi};
 constexpr OrvPathQueryService kPathQuery = {nullptr, nullptr, CheckOutPath, CheckInPath};
 constexpr OrvPathDataService kPathData = {IsOpen,        SegmentCount,  nullptr, PrepareLengthQuery,
                                           SegmentLength, PointAtLength, nullptr, ReleaseLengthQuery};
+
+constexpr OrvChangeStampService kChangeStamp = {ChangeStamp};
 
 struct NamedService {
   std::string_view name;
@@ -209,7 +218,8 @@ struct NamedService {
 };
 constexpr NamedService kServices[] = {{ORV_PARAM_UTILS_SERVICE, ORV_PARAM_UTILS_VERSION, &kParamUtils},
                                       {ORV_PATH_QUERY_SERVICE, ORV_PATH_QUERY_VERSION, &kPathQuery},
-                                      {ORV_PATH_DATA_SERVICE, ORV_PATH_DATA_VERSION, &kPathData}};
+                                      {ORV_PATH_DATA_SERVICE, ORV_PATH_DATA_VERSION, &kPathData},
+                                      {ORV_CHANGE_STAMP_SERVICE, ORV_CHANGE_STAMP_VERSION, &kChangeStamp}};
 
 const NamedService* FindService(const char* name, std::int32_t version) {
   for (const NamedService& service : kServices) {

@@ -10,16 +10,18 @@ void HostServices::Initialise(const OrvServiceTable* table) {
   table_ = table;
 }
 
+// Null when the host refuses it. A service acquired without a table is still acquired: it is given back.
+const void* HostServices::TryAcquire(const char* name, std::int32_t version) const noexcept {
+  const void* service = nullptr;
+  const std::int32_t result = table_->acquire(name, version, &service);
+  if (result == 0 && service == nullptr) table_->release(name, version);
+  return result == 0 ? service : nullptr;
+}
+
 template <typename Service>
 const Service& HostServices::Acquire(const Service*& held, const char* name, std::int32_t version) {
-  if (held == nullptr) {
-    const void* service = nullptr;
-    const std::int32_t result = table_->acquire(name, version, &service);
-    // A service acquired without a table is still acquired: give it back before giving up.
-    if (result == 0 && service == nullptr) table_->release(name, version);
-    if (result != 0 || service == nullptr) throw AbortException(ORV_INVALID_CALLBACK);
-    held = static_cast<const Service*>(service);
-  }
+  if (held == nullptr) held = static_cast<const Service*>(TryAcquire(name, version));
+  if (held == nullptr) throw AbortException(ORV_INVALID_CALLBACK);
   return *held;
 }
 
@@ -35,13 +37,25 @@ const OrvPathDataService& HostServices::PathData() {
   return Acquire(pathData_, ORV_PATH_DATA_SERVICE, ORV_PATH_DATA_VERSION);
 }
 
+const OrvChangeStampService* HostServices::ChangeStamp() noexcept {
+  if (!changeStampAsked_) {
+    changeStampAsked_ = true;
+    changeStamp_ =
+        static_cast<const OrvChangeStampService*>(TryAcquire(ORV_CHANGE_STAMP_SERVICE, ORV_CHANGE_STAMP_VERSION));
+  }
+  return changeStamp_;
+}
+
 void HostServices::ReleaseAll() noexcept {
   if (paramUtils_ != nullptr) table_->release(ORV_PARAM_UTILS_SERVICE, ORV_PARAM_UTILS_VERSION);
   if (pathQuery_ != nullptr) table_->release(ORV_PATH_QUERY_SERVICE, ORV_PATH_QUERY_VERSION);
   if (pathData_ != nullptr) table_->release(ORV_PATH_DATA_SERVICE, ORV_PATH_DATA_VERSION);
+  if (changeStamp_ != nullptr) table_->release(ORV_CHANGE_STAMP_SERVICE, ORV_CHANGE_STAMP_VERSION);
   paramUtils_ = nullptr;
   pathQuery_ = nullptr;
   pathData_ = nullptr;
+  changeStamp_ = nullptr;
+  changeStampAsked_ = false;
 }
 
 }  // namespace orvandel

@@ -22,9 +22,13 @@ class HostServices {
   const OrvPathQueryService& PathQuery();
   const OrvPathDataService& PathData();
 
+  // Null when the host does not offer it; asked for once a call.
+  const OrvChangeStampService* ChangeStamp() noexcept;
+
   void ReleaseAll() noexcept;
 
  private:
+  const void* TryAcquire(const char* name, std::int32_t version) const noexcept;
   template <typename Service>
   const Service& Acquire(const Service*& held, const char* name, std::int32_t version);
 
@@ -32,6 +36,8 @@ class HostServices {
   const OrvParamUtilsService* paramUtils_ = nullptr;
   const OrvPathQueryService* pathQuery_ = nullptr;
   const OrvPathDataService* pathData_ = nullptr;
+  const OrvChangeStampService* changeStamp_ = nullptr;
+  bool changeStampAsked_ = false;
 };
 
 }  // namespace orvandel

@@ -63,6 +63,30 @@ void RemoveEntriesFrom(Stepper& stepper, double f) {
   stepper.cacheDirty = true;
 }
 
+// Whether the host promises that nothing has changed since the cache was last checked; then ticks before checkedTo need
+// no second look. Asking costs as much as checking some ticks, so short sequences do without.
+bool RenewStamp(Stepper& stepper) {
+  constexpr double kTicksWorthAsking = 128;
+  EffectContext& context = *stepper.context;
+  std::uint64_t stamp = 0;
+  if (stepper.target >= kTicksWorthAsking) {
+    const OrvChangeStampService* service = context.services.ChangeStamp();
+    if (service == nullptr || service->changeStamp(context.inRecord->effectRef, &stamp) != 0) stamp = 0;
+  }
+  const bool unchanged = stamp != 0 && stamp == stepper.stamp && !stepper.cacheEntries.empty();
+  stepper.stamp = stamp;
+  if (!unchanged) stepper.checkedTo = 0;
+  return unchanged;
+}
+
+// The last entry that lies before tick `from`; the first one for tick 0.
+std::size_t EntryBefore(const Stepper& stepper, double from) {
+  const auto& entries = stepper.cacheEntries;
+  const auto after = std::partition_point(entries.begin(), entries.end(),
+                                          [from](const CacheEntry& entry) { return entry.time < from; });
+  return after == entries.begin() ? 0 : static_cast<std::size_t>(after - entries.begin()) - 1;
+}
+
 }  // namespace
 
 void LoadSimParams(Stepper& stepper) {
@@ -82,13 +106,15 @@ bool NeedsRestart(Stepper& stepper) {
 }
 
 void ValidateCache(Stepper& stepper) {
-  if (NeedsRestart(stepper)) {
+  const bool unchanged = RenewStamp(stepper);
+  if (!unchanged && NeedsRestart(stepper)) {
     RebuildCacheFrom(stepper, 0);
     return;
   }
   const double limit = stepper.target + 1;
-  double from = 0;
-  for (std::size_t i = 0; i < stepper.cacheEntries.size(); ++i) {
+  if (unchanged && stepper.checkedTo > limit) return;
+  double from = unchanged ? stepper.checkedTo : 0;
+  for (std::size_t i = EntryBefore(stepper, from); i < stepper.cacheEntries.size(); ++i) {
     const bool hasNext = i + 1 < stepper.cacheEntries.size();
     const double to = hasNext ? std::min(stepper.cacheEntries[i + 1].time - 1, limit) : limit;
     from = FindFirstChange(stepper, stepper.cacheEntries[i].keys, from, to);
@@ -96,6 +122,7 @@ void ValidateCache(Stepper& stepper) {
       RebuildCacheFrom(stepper, from);
       return;
     }
+    stepper.checkedTo = from;
     if (from >= limit) return;
   }
   RebuildCacheFrom(stepper, from);
@@ -124,6 +151,7 @@ void RebuildCacheFrom(Stepper& stepper, double from) {
     const KeyBytes keys = SampleAnimated(stepper, tick);
     stepper.cacheEntries.push_back({keys, stepper.KeyBytesPerEntry(), tick});
     stepper.cacheDirty = true;
+    stepper.checkedTo = tick + 1;
   }
 }
 

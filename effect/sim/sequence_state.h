@@ -24,6 +24,8 @@ struct SequenceState {
   WaveList* list;           // owned, on the private heap
   OrvHandle snapshotBlock;  // u32 byte count, then a wave list's bytes; or null
   double snapshotTime;      // ticks
+  std::uint64_t stamp;      // the host's change stamp under which the cache was checked; 0: none
+  double checkedTo;         // ticks: under that stamp, the first tick at which the cache has not been checked
   TraceMemory* traces;      // the contour traced last, on the private heap, or null; valid whatever else is discarded
 };
 

@@ -19,7 +19,7 @@ void CreateState(Stepper& stepper) {
   stepper.context->outRecord->sequenceData = handle;
   stepper.context->inRecord->sequenceData = handle;
   Utilities(stepper).lockHandle(handle);
-  stepper.state = ::new (*handle) SequenceState{nullptr, -1, nullptr, nullptr, -1, nullptr};
+  stepper.state = ::new (*handle) SequenceState{nullptr, -1, nullptr, nullptr, -1, 0, 0, nullptr};
   // An entry left over for a state at this address would be of one that the host has dropped without a word.
   Register(*stepper.state);
 }
@@ -41,6 +41,8 @@ void TakeOver(Stepper& stepper) {
   stepper.time = stepper.state->time;
   stepper.snapshotBlock = stepper.state->snapshotBlock;
   stepper.snapshotTime = stepper.state->snapshotTime;
+  stepper.stamp = stepper.state->stamp;
+  stepper.checkedTo = stepper.state->checkedTo;
   if (stepper.cacheBlock == nullptr) return;
   Utilities(stepper).lockHandle(stepper.cacheBlock);
   stepper.cacheAddress = static_cast<std::uint8_t*>(*stepper.cacheBlock);
@@ -78,6 +80,8 @@ void WriteBack(Stepper& stepper) noexcept {
     state.list = stepper.list;
     state.snapshotBlock = stepper.snapshotBlock;
     state.snapshotTime = stepper.snapshotTime;
+    state.stamp = stepper.stamp;
+    state.checkedTo = stepper.checkedTo;
   }
   if (stepper.cacheAddress != nullptr) {
     Utilities(stepper).unlockHandle(stepper.cacheBlock);
@@ -116,6 +120,7 @@ void ReleaseStepper(Stepper& stepper, bool duringFailure) {
   if (stepper.cacheDirty && !stepper.disposing) {
     cacheLost = !RewriteCacheBlock(stepper);
     if (cacheLost) {
+      stepper.stamp = 0;
       DiscardList(stepper);
       DiscardSnapshot(stepper);
     }
@@ -131,6 +136,7 @@ void ReleaseStepper(Stepper& stepper, bool duringFailure) {
 void AbandonStepper(Stepper& stepper) noexcept {
   if (stepper.released) return;
   stepper.released = true;
+  stepper.stamp = 0;
   DiscardList(stepper);
   DiscardSnapshot(stepper);
   stepper.simParams = HeapVector<ParamSlot>();

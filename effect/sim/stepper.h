@@ -43,6 +43,8 @@ struct Stepper {
   std::int32_t maxParamId = -1;
   HeapVector<std::int32_t> restartIds;  // a change of these re-simulates from tick 0
   HeapVector<ValueKey> restartValues;   // what the simulation was run with; empty: not run yet
+  std::uint64_t stamp = 0;              // as in the state
+  double checkedTo = 0;                 // as in the state
   bool disposing = false;               // nothing is written back
   bool released = false;                // abandoned or released: nothing more is done
 

@@ -197,8 +197,8 @@ void SimulateStep(WaveList& list, double t, double dt, const ParamSlot* simParam
 void RunSteps(Stepper& stepper, double span, double& done, double total) {
   const double end = stepper.time + span;
   const auto& entries = stepper.cacheEntries;
-  std::size_t next = 0;
-  while (next < entries.size() && entries[next].time <= stepper.time) ++next;
+  const auto isDue = [&](const CacheEntry& entry) { return entry.time <= stepper.time; };
+  auto next = static_cast<std::size_t>(std::partition_point(entries.begin(), entries.end(), isDue) - entries.begin());
   if (!stepper.animatedIds.empty() && next > 0) LoadEntry(stepper, entries[next - 1]);
   while (stepper.time != end) {
     const bool hasNext = next < entries.size();

@@ -31,6 +31,23 @@ typedef struct OrvParamUtilsService {
   int32_t (*updateParamUi)(OrvEffectRef effectRef, int32_t hostIndex, const OrvParamDef* definition);
 } OrvParamUtilsService;
 
+/*
+ * Optional. A host that can tell cheaply whether anything changed spares the effect reading every parameter at every
+ * tick up to the frame, which it otherwise does on each render: the cost of a frame then no longer grows with its time.
+ * A host without it refuses to acquire it, and nothing else changes.
+ */
+#define ORV_CHANGE_STAMP_SERVICE "Orvandel Change Stamp"
+#define ORV_CHANGE_STAMP_VERSION 1
+
+typedef struct OrvChangeStampService {
+  /*
+   * Puts a number other than 0 into *stamp. Two renders of one sequence that see the same number may rely on every
+   * check-out, for any parameter at any time and with all pixels of layers, to answer as it did, and on an unchanged
+   * time scale, duration, layer size and downsampling. A non-zero result or the number 0: no such promise.
+   */
+  int32_t (*changeStamp)(OrvEffectRef effectRef, uint64_t* stamp);
+} OrvChangeStampService;
+
 /* A mask path lent by the host for one time; 0: no such mask. */
 typedef uint64_t OrvPathRef;
 /* A prepared length query of one segment. */

@@ -94,6 +94,34 @@ TEST(ParamCache, ANewSourceLayerPictureRestartsTheSimulation) {
   EXPECT_TRUE(host.Balanced(&why)) << why;
 }
 
+// With the host's promise that nothing changed, ticks are checked once; every broken promise is the host's own.
+TEST(ParamCache, AChangeStampSparesTheCheckAndChangesNoFrame) {
+  Cached host;
+  host.duration = 400 * 1000;
+  host.SetValue(kFrequency, [&host](std::int32_t time, OrvParamDef& d) {
+    d.value.fixed.value = static_cast<OrvFixed>(65536 * (1 + static_cast<int>(host.TickOf(time)) / 50));
+  });
+  host.changeStamp = 7;
+  ASSERT_EQ(host.RenderTick(300), 0);
+  std::int64_t asked = host.Calls(Callback::kCheckOut);
+  for (const double tick : {301.0, 305.5, 380.0, 200.0, 379.5, 390.0, 150.0}) {
+    ASSERT_EQ(host.RenderTick(tick), 0);
+    EXPECT_LT(host.Calls(Callback::kCheckOut) - asked, 3500) << tick << ": not every tick up to the frame again";
+    EXPECT_EQ(host.Picture(), host.FreshPictureAtTick(tick)) << tick;
+    asked = host.Calls(Callback::kCheckOut);
+  }
+  host.SetFixed(kExpansion, 2);
+  host.changeStamp = 8;
+  ASSERT_EQ(host.RenderTick(390), 0);
+  EXPECT_EQ(host.Picture(), host.FreshPictureAtTick(390)) << "another stamp: everything is looked at again";
+  host.changeStamp = 0;
+  host.SetFixed(kExpansion, 3);
+  ASSERT_EQ(host.RenderTick(391), 0);
+  EXPECT_EQ(host.Picture(), host.FreshPictureAtTick(391));
+  std::string why;
+  EXPECT_TRUE(host.Balanced(&why)) << why;
+}
+
 // A cache that finds no memory must not leave a simulation behind that the stored cache does not describe.
 TEST(ParamCache, AFailedRewriteNeverGivesAStaleFrame) {
   for (int fail = 0; fail < 3; ++fail) {

@@ -275,6 +275,16 @@ constexpr OrvCallbacks kCallbacks = {
 }  // namespace
 
 std::int32_t FakeCallbacks::Acquire(const char* name, std::int32_t version, const void** service) {
+  static constexpr OrvChangeStampService kChangeStamp = {[](OrvEffectRef ref, std::uint64_t* stamp) {
+    *stamp = Host(ref).changeStamp;
+    return 0;
+  }};
+  if (std::strcmp(name, ORV_CHANGE_STAMP_SERVICE) == 0) {
+    if (current->changeStamp == 0) return 1;
+    ++current->services_;
+    *service = &kChangeStamp;
+    return 0;
+  }
   std::int32_t code = 0;
   const bool fails = current->Fails(Callback::kAcquire, &code);
   if (fails && code != 0) return code;

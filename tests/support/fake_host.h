@@ -118,7 +118,7 @@ class FakeHost {
   std::int64_t Calls(Callback callback) const { return calls_[static_cast<std::size_t>(callback)]; }
   void ResetCalls();
   std::int64_t QuestionsAfterStop() const { return questionsAfterStop_; }
-  bool FaultStruck() const { return struck_; }                 // since it was armed
+  bool FaultStruck() const { return struck_; }                  // since it was armed
   std::uint64_t FirstRefusedBytes() const { return refused_; }  // of the handles refused since the fault was armed
   std::int32_t LiveHandles() const { return static_cast<std::int32_t>(handles_.size()); }
 
@@ -138,10 +138,11 @@ class FakeHost {
   std::vector<std::int32_t> progressDone, progressTotal;
   std::uint8_t handleFill = 0xA5;
   bool passParamsToRender = true;
-  std::function<void()> onQuestion;                   // before an abort check or progress report is answered
-  std::function<double(double)> distortPaths;         // what the path services say of lengths and coordinates
-  std::optional<OrvImage> lentOutput, lentInput;      // images of the test's own in place of the two above
-  std::int64_t questionsLeft = INT64_MAX;             // then every question is answered with kOutOfPatience
+  std::uint64_t changeStamp = 0;                  // offered as the optional service unless 0
+  std::function<void()> onQuestion;               // before an abort check or progress report is answered
+  std::function<double(double)> distortPaths;     // what the path services say of lengths and coordinates
+  std::optional<OrvImage> lentOutput, lentInput;  // images of the test's own in place of the two above
+  std::int64_t questionsLeft = INT64_MAX;         // then every question is answered with kOutOfPatience
   static constexpr std::int32_t kOutOfPatience = -7;
 
  private:
