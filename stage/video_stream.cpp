@@ -18,25 +18,6 @@ constexpr const char* kFormats =
 
 bool NamesStill(std::string_view demuxer) { return demuxer.ends_with("_pipe") || demuxer == "image2"; }
 
-std::uint32_t BigEndianWord(const std::uint8_t* bytes) {
-  return std::uint32_t{bytes[0]} << 24 | std::uint32_t{bytes[1]} << 16 | std::uint32_t{bytes[2]} << 8 | bytes[3];
-}
-
-// The decoder shows what it has of a file that was cut off; a whole PNG ends in its end chunk. Other formats pass.
-bool IsCutShort(const std::uint8_t* data, std::size_t size) {
-  constexpr std::uint8_t kSignature[] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
-  if (size < sizeof kSignature || std::memcmp(data, kSignature, sizeof kSignature) != 0) return false;
-  std::size_t at = sizeof kSignature;
-  constexpr std::size_t kAround = 12;  // length, type and check sum of a chunk
-  while (size - at >= kAround) {
-    const std::size_t length = BigEndianWord(data + at);
-    if (length > size - at - kAround) return true;
-    if (std::memcmp(data + at + 4, "IEND", 4) == 0) return false;
-    at += kAround + length;
-  }
-  return true;
-}
-
 // The libraries' own decoders drop the alpha of these streams; it travels as a second picture beside the first.
 const AVCodec* FindDecoder(const AVStream& stream) {
   const AVDictionaryEntry* alpha = av_dict_get(stream.metadata, "alpha_mode", nullptr, 0);
@@ -131,9 +112,7 @@ void VideoStream::Feed(const AvComplaints& complaints) {
   }
   if (code < 0) Fail("cannot be read: " + complaints.Explain(code));
   if (packet_->stream_index == stream_->index) {
-    const bool cutShort = still_ && IsCutShort(packet_->data, static_cast<std::size_t>(packet_->size));
-    code = cutShort ? AVERROR_INVALIDDATA : avcodec_send_packet(codec_.get(), packet_.get());
-    if (cutShort) Fail("is cut short");
+    code = avcodec_send_packet(codec_.get(), packet_.get());
   }
   av_packet_unref(packet_.get());
   if (code < 0 && code != AVERROR(EAGAIN)) Fail("cannot be decoded: " + complaints.Explain(code));

@@ -8,6 +8,7 @@
 
 #include "media_files.h"
 #include "stage/errors.h"
+#include "stage/mask_lender.h"
 #include "stage/param_values.h"
 #include "stage/param_view.h"
 #include "stage/scene_reader.h"
@@ -21,7 +22,7 @@ std::string SceneText(const std::string& rest) {
   return R"({"version": 1, "width": 48, "height": 32, "frameRate": 24, "duration": 3, )" + rest + "}";
 }
 
-// A disc that wanders; the source of contour waves.
+// A disc that wanders with its number; the source of contour waves.
 Picture Disc(int index) {
   Picture picture(40, 30);
   for (int y = 0; y < 30; ++y) {
@@ -36,7 +37,10 @@ Picture Disc(int index) {
 class RealEffect : public testing::Test {
  protected:
   RealEffect() : module(ORVANDEL_MODULE_FILE) {
-    for (int i = 0; i < 12; ++i) WritePng(folder / ("disc." + std::to_string(i) + ".png"), Disc(i));
+    for (int i = 0; i < 12; ++i) {
+      WritePng(folder / ("disc." + std::to_string(i) + ".png"), Disc(i));
+      WritePng(folder / ("blink." + std::to_string(i) + ".png"), i == 6 ? Picture(40, 30) : Disc(5));
+    }
   }
   ~RealEffect() override { EXPECT_NO_THROW(module.SetDown()); }
 
@@ -48,23 +52,24 @@ class RealEffect : public testing::Test {
   EffectModule module;
 };
 
-// Each of them exercises another reason for which frames could depend on their order.
+// Lives that are cut short at drawn frames, masks that are missing for a while, sources that go blank and come back:
+// each exercises another reason for which frames could depend on their order.
 const char* const kScenes[] = {
     R"json("parameters": {"Frequency": 4, "Expansion": 1})json",
     R"json("parameters": {"Frequency": {"keyframes": [{"time": 0, "value": 1, "interp": "ease-in"}, {"time": 2, "value": 9}]},
        "Producer Point": {"keyframes": [{"time": 0, "value": [0, 0]}, {"time": 3, "value": [48, 32]}]}})json",
     R"json("parameters": {"Parameters are set at": "Each Frame", "Frequency": 5, "Expansion": 0.5,
-       "Lifespan (sec)": {"keyframes": [{"time": 0, "value": 0.1}, {"time": 1.5, "value": 3}]}})json",
+       "Lifespan (sec)": {"keyframes": [{"time": 0, "value": 0.1, "interp": "hold"}, {"time": 0.7, "value": 3}]}})json",
     R"json("masks": {"a": {"d": "M 10 8 L 40 8 L 24 28 Z"}, "b": {"keyframes": [{"time": 0, "d": "M 4 4 L 44 4 L 44 28 Z"},
        {"time": 2, "d": "M 20 4 L 44 14 L 4 28 Z"}]}}, "parameters": {"Wave Type": "Mask", "Frequency": 3, "Expansion": 1,
        "Mask": {"keyframes": [{"time": 0, "value": null}, {"time": 0.5, "value": "a"}, {"time": 1.2, "value": "b"}]}})json",
     R"json("layers": {"d": "disc.%d.png"}, "parameters": {"Wave Type": "Image Contours", "Source Layer": "d", "Frequency": 4,
        "Expansion": 1, "Start Width": 2, "End Width": 2})json",
-    R"json("input": "disc.%d.png", "parameters": {"Wave Type": "Image Contours", "Frequency": 4, "Expansion": 1,
+    R"json("input": "blink.%d.png", "parameters": {"Wave Type": "Image Contours", "Frequency": 4, "Expansion": 1,
        "Parameters are set at": "Each Frame", "Start Width": 2, "End Width": 2})json",
-    R"json("layers": {"d": {"file": "disc.%d.png", "start": 0.2}, "e": "disc.7.png"}, "parameters": {"Frequency": 4,
+    R"json("layers": {"a": "disc.7.png", "none": "blink.6.png"}, "parameters": {"Frequency": 4,
        "Wave Type": "Image Contours", "Expansion": 1, "Parameters are set at": "Each Frame",
-       "Source Layer": {"keyframes": [{"time": 0, "value": "d"}, {"time": 1, "value": null}, {"time": 1.5, "value": "e"}]}})json",
+       "Source Layer": {"keyframes": [{"time": 0, "value": "a"}, {"time": 0.5, "value": "none"}, {"time": 0.8, "value": "a"}]}})json",
 };
 
 // A frame is what it is when nothing else is rendered.
@@ -169,6 +174,32 @@ TEST_F(RealEffect, TheTableOfValuesForgetsNothing) {
     ASSERT_EQ(kept.value.point.x, fresh.value.point.x) << info.name << " at " << time;
     ASSERT_EQ(kept.value.point.y, fresh.value.point.y) << info.name << " at " << time;
     ASSERT_EQ(table.HostIndexOfId(kept.id), index);
+  }
+}
+
+// Paths and prepared lengths are kept from wave to wave; what is lent is what a fresh look gives, in any order of
+// times.
+TEST_F(RealEffect, LendsMasksAsTheyAre) {
+  std::mt19937 random(14);
+  const Scene scene = Read(kScenes[3]);
+  MaskLender lender(scene, 0.5);
+  EXPECT_EQ(lender.PathAt(0, 0), 0u);
+  EXPECT_EQ(lender.PathAt(3, 0), 0u);
+  for (int i = 0; i < 2000; ++i) {
+    const auto place = static_cast<std::int32_t>(1 + random() % 2);
+    const auto time = static_cast<std::int32_t>(random() % 70) * (scene.time.timeScale / 30);
+    const Mask& mask = scene.masks[static_cast<std::size_t>(place) - 1];
+    const MaskPath fresh = PathOf(mask, MaskSpanAt(mask, time, scene.time.timeScale), 0.5);
+    const OrvPathRef path = lender.PathAt(place, time);
+    ASSERT_EQ(lender.SegmentCount(path), static_cast<std::int32_t>(fresh.segments.size()));
+    EXPECT_FALSE(lender.IsOpen(path));
+    const std::size_t segment = random() % fresh.segments.size();
+    const auto resolution = static_cast<std::int32_t>(1 + random() % 2 * 499);
+    const LengthQuery& lent = MaskLender::QueryOf(lender.Prepare(path, static_cast<std::int32_t>(segment), resolution));
+    const LengthQuery expected(fresh.segments[segment], resolution);
+    ASSERT_EQ(lent.Length(), expected.Length()) << place << " at " << time;
+    ASSERT_EQ(lent.PointAt(7.5), expected.PointAt(7.5)) << place << " at " << time;
+    lender.Tidy();
   }
 }
 

@@ -81,9 +81,10 @@ TEST(MediaIn, EveryExactFormatKeepsItsSamples) {
 
 // Other formats go through the scaler: its ends must meet ours in either range, and the matrix is the frame's own.
 TEST(MediaIn, VideoRangeIsExpanded) {
-  const auto convert = [](int luma, int u, int v, AVColorRange range, AVColorSpace space) {
+  const auto convert = [](int luma, int u, int v, AVColorRange range, AVColorSpace space,
+                          AVPixelFormat format = AV_PIX_FMT_YUV444P) {
     const AvFrame frame = NewFrame();
-    frame->format = AV_PIX_FMT_YUV444P;
+    frame->format = format;
     frame->width = frame->height = 16;
     frame->color_range = range;
     frame->colorspace = space;
@@ -99,6 +100,11 @@ TEST(MediaIn, VideoRangeIsExpanded) {
   EXPECT_EQ(convert(16, 128, 128, AVCOL_RANGE_MPEG, AVCOL_SPC_BT709), (Pixel{255, 0, 0, 0}));
   EXPECT_EQ(convert(235, 128, 128, AVCOL_RANGE_MPEG, AVCOL_SPC_BT709), (Pixel{255, 255, 255, 255}));
   EXPECT_EQ(convert(255, 128, 128, AVCOL_RANGE_JPEG, AVCOL_SPC_BT709), (Pixel{255, 255, 255, 255}));
+  EXPECT_EQ(convert(255, 128, 128, AVCOL_RANGE_UNSPECIFIED, AVCOL_SPC_UNSPECIFIED, AV_PIX_FMT_YUVJ444P),
+            (Pixel{255, 255, 255, 255}))
+      << "a format whose name says the range";
+  EXPECT_EQ(convert(1, 128, 128, AVCOL_RANGE_UNSPECIFIED, AVCOL_SPC_UNSPECIFIED, AV_PIX_FMT_YUVJ444P),
+            (Pixel{255, 1, 1, 1}));
   // Pure red in each matrix's own numbers.
   for (const auto& [space, y, u, v] :
        {std::tuple(AVCOL_SPC_BT709, 63, 102, 240), std::tuple(AVCOL_SPC_BT470BG, 81, 90, 240)}) {
