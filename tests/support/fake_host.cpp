@@ -314,6 +314,11 @@ FakeHost::FakeHost(std::int32_t width, std::int32_t height, OrvFilterMain entry)
 }
 
 FakeHost::~FakeHost() {
+  // The instance must not outlive the memory that its handles stand for. A module of its own may be gone already.
+  if (in.globalData != nullptr && entry_ == &FilterMain) {
+    Disarm();
+    Send(ORV_GLOBAL_SET_DOWN);
+  }
   for (auto& [handle, block] : handles_) delete block;
   if (current == this) current = nullptr;
 }
