@@ -44,35 +44,19 @@ struct FilmFormat {
   std::array<Option, 1> containerOptions;
 };
 
+// clang-format off
 constexpr FilmFormat kFormats[] = {
-    {"h264",
-     ".mp4",
-     "libx264",
-     AV_PIX_FMT_YUV420P,
-     true,
-     true,
-     {{{"preset", "medium"}, {"crf", "16"}, {"profile", "high"}, {"mbtree", "0"}}},
-     {{{"movflags", "+faststart"}}}},
-    {"prores4444",
-     ".mov",
-     "prores_ks",
-     AV_PIX_FMT_YUVA444P10LE,
-     false,
-     false,
-     {{{"profile", "4444"}, {"alpha_bits", "16"}}},
-     {}},
+    {"h264", ".mp4", "libx264", AV_PIX_FMT_YUV420P, true, true,
+     {{{"preset", "medium"}, {"crf", "16"}, {"profile", "high"}, {"mbtree", "0"}}}, {{{"movflags", "+faststart"}}}},
+    {"prores4444", ".mov", "prores_ks", AV_PIX_FMT_YUVA444P10LE, false, false,
+     {{{"profile", "4444"}, {"alpha_bits", "16"}}}, {}},
     {"qtrle", ".mov", "qtrle", AV_PIX_FMT_ARGB, false, false, {}, {}},
-    {"vp9",
-     ".webm",
-     "libvpx-vp9",
-     AV_PIX_FMT_YUVA420P,
-     false,
-     false,
-     {{{"b", "0"}, {"crf", "20"}, {"cpu-used", "4"}, {"row-mt", "1"}}},
-     {}},
+    {"vp9", ".webm", "libvpx-vp9", AV_PIX_FMT_YUVA420P, false, false,
+     {{{"b", "0"}, {"crf", "20"}, {"cpu-used", "4"}, {"row-mt", "1"}}}, {}},
     {"ffv1", ".mkv", "ffv1", AV_PIX_FMT_BGRA, false, false, {{{"level", "3"}, {"slicecrc", "1"}}}, {}},
     {"apng", ".apng", "apng", AV_PIX_FMT_RGBA, false, false, {{{"compression_level", "3"}}}, {{{"plays", "0"}}}},
 };
+// clang-format on
 
 constexpr const char* kThreads = "4";  // fixed: some encoders' output depends on it
 

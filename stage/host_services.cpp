@@ -2,6 +2,7 @@
 // command's end and answers kHostFailed instead.
 #include "stage/host_services.h"
 
+#include <bit>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -89,7 +90,7 @@ using DisplayTexts = std::vector<std::string>;
 std::int32_t OpenStrings(OrvStringsRef* strings, std::int32_t resourceId) {
   if (inForce == nullptr || resourceId != ORV_STRING_TABLE_ID) return kHostFailed;
   return Guarded(*inForce, [&] {
-    const auto* table = reinterpret_cast<const OrvStringTable*>(static_cast<std::uintptr_t>(*strings));
+    const auto* table = std::bit_cast<const OrvStringTable*>(*strings);
     auto texts = std::make_unique<DisplayTexts>();
     for (std::uint64_t i = 0; i < table->count && table->entries[i].key != nullptr; ++i) {
       texts->push_back(DisplayText(table->entries[i].key));
@@ -101,13 +102,13 @@ std::int32_t OpenStrings(OrvStringsRef* strings, std::int32_t resourceId) {
 }
 
 const char* GetString(OrvStringsRef strings, std::int32_t id, std::int32_t, std::uint32_t*) {
-  const auto* texts = reinterpret_cast<const DisplayTexts*>(static_cast<std::uintptr_t>(strings));
+  const auto* texts = std::bit_cast<const DisplayTexts*>(strings);
   const bool known = texts != nullptr && id >= 0 && static_cast<std::size_t>(id) < texts->size();
   return known ? (*texts)[static_cast<std::size_t>(id)].c_str() : "";
 }
 
 std::int32_t CloseStrings(OrvStringsRef* strings) {
-  delete reinterpret_cast<DisplayTexts*>(static_cast<std::uintptr_t>(*strings));
+  delete std::bit_cast<DisplayTexts*>(*strings);
   *strings = 0;
   if (inForce != nullptr) inForce->ledger.StringsClosed();
   return 0;
@@ -127,7 +128,7 @@ void UnlockHandle(OrvHandle handle) {
 void DisposeHandle(OrvHandle handle) {
   if (inForce != nullptr) inForce->ledger.Dispose(handle);
 }
-void CopyString(char* destination, const char* source) { std::strcpy(destination, source); }
+void CopyString(char* destination, const char* source) { std::memcpy(destination, source, std::strlen(source) + 1); }
 
 // --- Named services
 

@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <bit>
+
 #include "stage/errors.h"
 
 namespace orvandel::stage {
@@ -23,13 +25,9 @@ struct MaskLender::Lent {
   std::vector<std::unique_ptr<LengthQuery>> retired;
 };
 
-MaskLender::Lent& MaskLender::LentOf(OrvPathRef path) {
-  return *reinterpret_cast<Lent*>(static_cast<std::uintptr_t>(path));
-}
+MaskLender::Lent& MaskLender::LentOf(OrvPathRef path) { return *std::bit_cast<Lent*>(path); }
 
-const LengthQuery& MaskLender::QueryOf(OrvLengthQuery query) {
-  return *reinterpret_cast<const LengthQuery*>(static_cast<std::uintptr_t>(query));
-}
+const LengthQuery& MaskLender::QueryOf(OrvLengthQuery query) { return *std::bit_cast<const LengthQuery*>(query); }
 
 OrvPathRef MaskLender::PathAt(std::int32_t place, std::int32_t hostTime) {
   if (place < 1 || static_cast<std::size_t>(place) > scene_.masks.size()) return 0;

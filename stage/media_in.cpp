@@ -14,8 +14,8 @@
 namespace orvandel::stage {
 namespace {
 
-// How many units (of `unit` seconds each) lie between the medium's start and the look-up for `hostTime`, rounded down or
-// to the nearest. Exact: the products of three 64-bit words at most need more than 64 bits, so they are done in 128.
+// How many units (of `unit` seconds each) lie between the medium's start and the look-up for `hostTime`, rounded down
+// or to the nearest. Exact: the products of three 64-bit words at most need more than 64 bits, so they are done in 128.
 std::int64_t UnitsSinceStart(std::int32_t hostTime, std::int32_t timeScale, Rational start, Rational unit,
                              bool toNearest = false) {
   __extension__ typedef __int128 Wide;

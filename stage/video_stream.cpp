@@ -10,11 +10,13 @@ namespace {
 
 // Demuxers that read one file and no other. Playlists and scripts, which name further files, are not among them.
 constexpr const char* kFormats =
-    "image2,png_pipe,jpeg_pipe,jpegls_pipe,jpegxl_pipe,j2k_pipe,webp_pipe,tiff_pipe,bmp_pipe,exr_pipe,dpx_pipe,qoi_"
+    "image2,png_pipe,jpeg_pipe,jpegls_pipe,jpegxl_pipe,j2k_pipe,webp_pipe,tiff_pipe,bmp_pipe,exr_pipe,dpx_pipe,"
+    "qoi_pipe,psd_pipe,sgi_pipe,sunrast_pipe,pcx_pipe,pam_pipe,pbm_pipe,pgm_pipe,pgmyuv_pipe,ppm_pipe,pfm_pipe,phm_"
     "pipe,"
-    "psd_pipe,sgi_pipe,sunrast_pipe,pcx_pipe,pam_pipe,pbm_pipe,pgm_pipe,pgmyuv_pipe,ppm_pipe,pfm_pipe,phm_pipe,"
     "xbm_pipe,xpm_pipe,gif_pipe,hdr_pipe,dds_pipe,cri_pipe,apng,gif,avi,mov,matroska,webm,ogg,mpeg,mpegts,mpegvideo,"
     "flv,asf,mxf,nut,ivf,yuv4mpegpipe,h264,hevc,m4v,mjpeg,obu,av1,rm,swf,dv,wtv,webp";
+
+constexpr const char* kTooLarge = "has more than 256 megapixels";
 
 bool NamesStill(std::string_view demuxer) { return demuxer.ends_with("_pipe") || demuxer == "image2"; }
 
@@ -36,6 +38,11 @@ const AVCodec* FindDecoder(const AVStream& stream) {
 VideoStream::VideoStream(const std::filesystem::path& file) : file_(file), packet_(NewPacket()) { Open(); }
 
 void VideoStream::Fail(const std::string& reason) const { throw InputError(file_.string() + ": " + reason); }
+
+// The libraries refuse a picture above the limit, or beyond their own, before it reaches us.
+void VideoStream::FailDecoding(const std::string& reason) const {
+  Fail(reason.find("Picture size") != std::string::npos ? std::string(kTooLarge) : "cannot be decoded: " + reason);
+}
 
 void VideoStream::Open() {
   const AvComplaints complaints;
@@ -72,9 +79,12 @@ void VideoStream::OpenDecoder() {
   codec_->max_pixels = kMostPixels;
   codec_->flags |= AV_CODEC_FLAG_BITEXACT;
   codec_->thread_count = still_ ? 1 : 0;
-  if (still_) codec_->err_recognition = AV_EF_CRCCHECK | AV_EF_BUFFER | AV_EF_EXPLODE;
+  // Strictness would also refuse a TIFF with any tag that the decoder does not know.
+  if (still_ && decoder->id != AV_CODEC_ID_TIFF) {
+    codec_->err_recognition = AV_EF_CRCCHECK | AV_EF_BUFFER | AV_EF_EXPLODE;
+  }
   if (code >= 0) code = avcodec_open2(codec_.get(), decoder, nullptr);
-  if (code < 0) Fail("cannot be decoded: " + complaints.Explain(code));
+  if (code < 0) FailDecoding(complaints.Explain(code));
   drained_ = afterSeek_ = false;
   lastTime_ = AV_NOPTS_VALUE;
 }
@@ -92,12 +102,12 @@ bool VideoStream::Receive(AVFrame& frame, const AvComplaints& complaints) {
   for (;;) {
     const int code = avcodec_receive_frame(codec_.get(), &frame);
     if (code == AVERROR(EAGAIN) || code == AVERROR_EOF) return false;
-    if (code < 0) Fail("cannot be decoded: " + complaints.Explain(code));
+    if (code < 0) FailDecoding(complaints.Explain(code));
     const bool damaged = (frame.flags & AV_FRAME_FLAG_CORRUPT) != 0 || frame.decode_error_flags != 0;
     if (damaged && still_) Fail("is damaged");
     if (damaged && afterSeek_) continue;
     afterSeek_ = false;
-    if (std::int64_t{frame.width} * frame.height > kMostPixels) Fail("has more than 256 megapixels");
+    if (std::int64_t{frame.width} * frame.height > kMostPixels) Fail(kTooLarge);
     GiveTime(frame);
     return true;
   }
@@ -115,7 +125,7 @@ void VideoStream::Feed(const AvComplaints& complaints) {
     code = avcodec_send_packet(codec_.get(), packet_.get());
   }
   av_packet_unref(packet_.get());
-  if (code < 0 && code != AVERROR(EAGAIN)) Fail("cannot be decoded: " + complaints.Explain(code));
+  if (code < 0 && code != AVERROR(EAGAIN)) FailDecoding(complaints.Explain(code));
 }
 
 // A stamp that does not rise (or is missing) continues the last one by the picture's own duration.

@@ -35,6 +35,7 @@ class VideoStream {
  private:
   void Open();
   void OpenDecoder();
+  [[noreturn]] void FailDecoding(const std::string& reason) const;
   bool Receive(AVFrame& frame, const AvComplaints& complaints);
   void Feed(const AvComplaints& complaints);
   void GiveTime(AVFrame& frame);

@@ -12,6 +12,7 @@
 #include "stage/video_out.h"
 
 extern "C" {
+#include <libavutil/crc.h>
 #include <libavutil/pixdesc.h>
 }
 
@@ -166,6 +167,27 @@ TEST(MediaIn, RefusesWhatIsNoPicture) {
   WriteBytes(folder / "sound.mov", wave);
   for (const char* name : {"text.png", "empty.png", "list.mp4", "sound.mov", "absent.png", "absent.%04d.png"}) {
     EXPECT_EQ(reason(folder / name).find((folder / name).string()), 0u) << reason(folder / name);
+  }
+}
+
+// Told from the header, before any memory is asked for.
+TEST(MediaIn, RefusesPicturesBeyondTheLimit) {
+  const TempFolder folder;
+  std::mt19937 random(15);
+  EncodePng(folder / "huge.png", *RandomFrame(AV_PIX_FMT_GRAY8, 4, 4, random));
+  std::vector<std::uint8_t> bytes = ReadBytes(folder / "huge.png");
+  for (const std::uint32_t width : {std::uint32_t{16001}, std::uint32_t{1000000}}) {
+    const std::uint32_t size[] = {width, 16000};
+    for (std::size_t i = 0; i < 8; ++i) bytes[16 + i] = static_cast<std::uint8_t>(size[i / 4] >> (24 - 8 * (i % 4)));
+    const std::uint32_t sum = ~av_crc(av_crc_get_table(AV_CRC_32_IEEE_LE), 0xFFFFFFFFu, &bytes[12], 17);
+    for (std::size_t i = 0; i < 4; ++i) bytes[29 + i] = static_cast<std::uint8_t>(sum >> (24 - 8 * i));
+    WriteBytes(folder / "huge.png", bytes);
+    try {
+      OpenAt(folder / "huge.png", {25, 1});
+      ADD_FAILURE() << width;
+    } catch (const InputError& error) {
+      EXPECT_NE(std::string(error.what()).find("256 megapixels"), std::string::npos) << error.what();
+    }
   }
 }
 
