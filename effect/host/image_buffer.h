@@ -20,7 +20,9 @@ struct ImageBuffer {
   void* hostData = nullptr;
 
   static ImageBuffer FromHost(const OrvImage& image) {
-    return {image.data,       image.width,   image.height, image.rowBytes, image.rowBytes - image.width * 4,
+    // In 64 bits: a record may claim a width that no picture has.
+    const std::int64_t padding = image.rowBytes - std::int64_t{image.width} * 4;
+    return {image.data,       image.width,   image.height, image.rowBytes, static_cast<std::int32_t>(padding),
             image.imageFlags, image.hostData};
   }
 

@@ -61,6 +61,7 @@ TraceSettings SettingsOf(const ContourJob& job, std::int32_t wanted) {
   const OrvInRecord& host = *job.context->inRecord;
   return {job.source.width,
           job.source.height,
+          job.source.data != nullptr,
           job.valueImage.width,
           job.valueImage.height,
           job.valueChannel,

@@ -1,5 +1,7 @@
 #include "effect/params/layer_image.h"
 
+#include <cstdlib>
+
 #include "effect/base/errors.h"
 #include "effect/params/param_ids.h"
 #include "effect/params/param_slot.h"
@@ -27,8 +29,9 @@ std::uint32_t Mixed(std::uint32_t sum, std::uint32_t word, Mix mix) {
   return sum - word;
 }
 
-// Position of the walk as byte offsets from row 0, in 64 bits: large pictures have more than 2^31 bytes.
+// Position of the walk in the picture's rows laid end to end, in 64 bits: large pictures have more than 2^31 bytes.
 struct PixelWalk {
+  std::int64_t rowLength;  // with padding, positive also for pictures that are stored upside down
   std::int64_t rowStart = 0;
   std::int64_t position = 0;
 
@@ -38,8 +41,16 @@ struct PixelWalk {
     position += pixels * 4;
     const std::int64_t rowEnd = rowStart + static_cast<std::int64_t>(image.width) * 4;
     if (position < rowEnd) return;
-    rowStart += image.rowBytes;
+    rowStart += rowLength;
     position = rowStart + (position - rowEnd);
+  }
+
+  // Upside down, what lies behind the last pixel of a row may be beyond the picture's memory: null there.
+  const std::uint8_t* Pixel(const ImageBuffer& image) const {
+    if (image.rowBytes >= 0) return image.data + position;
+    const std::int64_t inRow = position % rowLength;
+    if (inRow + 4 > static_cast<std::int64_t>(image.width) * 4) return nullptr;
+    return image.data + position / rowLength * image.rowBytes + inRow;
   }
 };
 
@@ -51,13 +62,16 @@ Fingerprint FingerprintImage(const ImageBuffer& image) {
   const std::uint32_t height = static_cast<std::uint32_t>(image.height);
   Fingerprint sums = {width * width, height * height};
 
-  const std::int64_t end = static_cast<std::int64_t>(image.rowBytes) * image.height;
+  const std::int64_t rowLength = std::abs(std::int64_t{image.rowBytes});
+  const std::int64_t end = rowLength * image.height;
   std::size_t stride = 0;
   std::size_t mix = 0;
   unsigned sum = 0;
   unsigned rotation = 0;
-  for (PixelWalk walk; walk.position + 4 <= end; walk.Advance(kStrides[stride], image), stride = (stride + 1) % 3) {
-    sums[sum] = Mixed(sums[sum], RotatedWord(image.data + walk.position, rotation), kMixes[mix]);
+  for (PixelWalk walk{rowLength}; walk.position + 4 <= end;
+       walk.Advance(kStrides[stride], image), stride = (stride + 1) % 3) {
+    const std::uint8_t* pixel = walk.Pixel(image);
+    if (pixel != nullptr) sums[sum] = Mixed(sums[sum], RotatedWord(pixel, rotation), kMixes[mix]);
     sum = 1 - sum;
     mix = (mix + 1) % kMixes.size();
     rotation = (rotation + sum) & 3;

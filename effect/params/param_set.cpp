@@ -5,6 +5,7 @@
 #include <array>
 #include <cstring>
 
+#include "effect/base/errors.h"
 #include "effect/heap/heap_containers.h"
 #include "effect/host/strings.h"
 #include "effect/params/param_ids.h"
@@ -218,6 +219,7 @@ void Build(const EffectContext& context, const Row& row, Registration& registrat
 // A parameter's lasting id is twice its logical id; group markers without one take odd numbers from their position.
 void Add(EffectContext& context, const Row& row, OrvParamDef& definition) {
   OrvOutRecord& out = *context.outRecord;
+  if (out.paramCount < 0 || out.paramCount >= kSlotCount) throw AbortException(ORV_INVALID_CALLBACK);
   ParamIndexTable& table = context.globals->paramIndexTable;
   if (out.paramCount == 0) {
     table[kInputLayer] = 0;

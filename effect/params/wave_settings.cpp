@@ -1,5 +1,7 @@
 #include "effect/params/wave_settings.h"
 
+#include <cmath>
+
 #include "effect/base/float_rules.h"
 #include "effect/params/param_ids.h"
 #include "effect/params/param_slot.h"
@@ -15,8 +17,10 @@ Point2f VelocityFrom(float directionDegrees, float speed) {
   return {SinF(radians) * speed, -(CosF(radians) * speed)};
 }
 
+// 0 where there is no extent to be a fraction of.
 float FractionOf(OrvFixed coordinate, double extent) {
-  return static_cast<float>(static_cast<double>(coordinate) / 65536.0 / extent);
+  const double fraction = static_cast<double>(coordinate) / 65536.0 / extent;
+  return std::isfinite(fraction) ? static_cast<float>(fraction) : 0.0F;
 }
 
 }  // namespace

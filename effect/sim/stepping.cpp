@@ -1,4 +1,7 @@
-// One step. The emission phase grows by frequency x dt, and a wave is born each time it reaches 1. Births lie inside
+// A frame is reached from the live list, from the resume snapshot or from tick 0, whichever lies latest at or before
+// it; whole ticks first, then a snapshot, then the fraction of a tick that is left.
+//
+// One step: the emission phase grows by frequency x dt, and a wave is born each time it reaches 1. Births lie inside
 // the step: the producer point and the orientation move along their rates to each birth instant, and a wave enters the
 // list already aged by the rest of the step. The i-th birth of a step happens at t + wait + i x period; its sampleTime
 // counts from t. Which operations are single and which double precision decides the last bit of every wave: see each
@@ -156,7 +159,7 @@ bool RunOneStep(Stepper& stepper, double& segment, double switchPoint, std::size
   return true;
 }
 
-// Steps 3 to 12 of the way to a frame: choose where to start, then run.
+// Chooses where to start, then runs.
 WaveList* Advance(Stepper& stepper) {
   if (stepper.time != std::floor(stepper.time)) DiscardList(stepper);
   const double wholeTarget = std::floor(stepper.target);

@@ -16,6 +16,7 @@ namespace orvandel {
 // All that a traced contour depends on beside the picture's bytes.
 struct TraceSettings {
   std::int32_t sourceWidth = 0, sourceHeight = 0;  // pixels
+  bool sourceHasPixels = false;
   std::int32_t valueWidth = 0, valueHeight = 0;    // of the value image
   std::uint32_t valueChannel = 0;
   float valueThreshold = 0, preBlur = 0;

@@ -32,8 +32,9 @@ typedef uint64_t OrvStringsRef;
 
 typedef struct OrvCallbacks {
   /*
-   * Fills *definition (type and value part) with the parameter's value at `time` / `timeScale` seconds. The result is
-   * looked at for layers only. Everything but a layer is checked in at once; a layer's pixels stay lent until check-in.
+   * Fills *definition (type and value part) with the parameter's value at `time` / `timeScale` seconds. A non-zero
+   * result lends nothing, is not checked in, and ends the command only where a layer's pixels are needed. Everything
+   * but a layer is checked in at once; a layer's pixels stay lent until check-in.
    */
   int32_t (*checkOutParam)(OrvEffectRef effectRef, int32_t hostIndex, int32_t time, int32_t timeStep, int32_t timeScale,
                            OrvParamDef* definition);

@@ -236,6 +236,22 @@ TEST_F(Contour, RememberedTracesEqualFreshOnes) {
 
 Fingerprint PrintOf(FencedImage& image) { return FingerprintImage(ImageBuffer::FromHost(image.View())); }
 
+// Stored upside down a picture has other neighbours in memory, but every visited byte still counts.
+TEST(Fingerprint, SeesPicturesStoredUpsideDown) {
+  std::vector<std::uint8_t> bytes(68 * 12, 7);
+  const auto print = [&bytes] {
+    return FingerprintImage(ImageBuffer::FromHost({bytes.data() + 11 * 68, 16, 12, -68, 0, nullptr}));
+  };
+  const Fingerprint before = print();
+  int seen = 0;
+  for (std::uint8_t& byte : bytes) {
+    byte = 8;
+    seen += print() != before ? 1 : 0;
+    byte = 7;
+  }
+  EXPECT_GT(seen, 16 * 12 * 4 / 10);
+}
+
 TEST(Fingerprint, OnePixelAndNone) {
   FencedImage image(1, 1);
   const std::uint8_t bytes[] = {0x12, 0x34, 0x56, 0xFF};

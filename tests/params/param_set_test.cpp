@@ -50,6 +50,32 @@ TEST(ParamSet, NamesTypesRangesAndDefaults) {
   EXPECT_EQ(depth.precision, 2);
   EXPECT_EQ(definition(kTolerance).value.fixed.defaultValue, 32768);
   EXPECT_EQ(definition(kValueThreshold).value.fixed.defaultValue, 8323072);
+  struct Slider {
+    ParamId id;
+    double value, low, high, sliderLow, sliderHigh;
+  };
+  for (const Slider& s : {Slider{kFrequency, 1, 0, 500, 0, 20},
+                          {kExpansion, 5, 0, 1000, 0, 20},
+                          {kVelocity, 0, 0, 10000, 0, 500},
+                          {kSpin, 0, -10000, 10000, -360, 360},
+                          {kLifespan, 10, 0, 1000, 0, 30},
+                          {kFadeInTime, 0, 0, 300, 0, 30},
+                          {kFadeOutTime, 5, 0, 300, 0, 30},
+                          {kOpacity, 1, 0, 1, 0, 1},
+                          {kStartWidth, 5, 1, 100, 1, 50},
+                          {kEndWidth, 5, 1, 100, 1, 50},
+                          {kPreBlur, 0, 0, 50, 0, 50},
+                          {kCurveSize, 0, 0, 1, 0, 1},
+                          {kCurvyness, 0, 0, 1, 0, 1}}) {
+    const OrvFixedValue f = definition(s.id).value.fixed;
+    EXPECT_EQ(definition(s.id).type, ORV_PARAM_FIXED);
+    EXPECT_EQ(
+        std::vector<std::int32_t>({f.defaultValue, f.validMin, f.validMax, f.sliderMin, f.sliderMax}),
+        std::vector<std::int32_t>({static_cast<OrvFixed>(s.value * 65536), static_cast<OrvFixed>(s.low * 65536),
+                                   static_cast<OrvFixed>(s.high * 65536), static_cast<OrvFixed>(s.sliderLow * 65536),
+                                   static_cast<OrvFixed>(s.sliderHigh * 65536)}))
+        << definition(s.id).name;
+  }
   const OrvIntegerValue contour = definition(kContour).value.integer;
   EXPECT_EQ(contour.validMax, 1000);
   EXPECT_EQ(contour.sliderMax, 50);
@@ -95,7 +121,8 @@ TEST(ParamUi, OnlyTheSelectedWaveTypesParametersAreActive) {
         host.SetWord(kStar, star ? 1 : 0);
         OrvChangedParam changed{host.IndexOf(kWaveType)};
         ASSERT_EQ(host.Send(ORV_USER_CHANGED_PARAM, &changed, withParams), 0);
-        EXPECT_EQ(host.uiOrder.size(), 17U);
+        const std::vector<std::int32_t> order = {5, 6, 7, 8, 9, 10, 12, 13, 14, 15, 16, 17, 18, 19, 20, 22, 23};
+        EXPECT_EQ(host.uiOrder, order) << "by host index, in the order of logical ids";
         EXPECT_EQ(StateOf(host, kSides).inactive, waveType != 1);
         EXPECT_EQ(StateOf(host, kStarDepth).inactive, waveType != 1 || !star);
         for (int id = kSourceLayer; id <= kContour; ++id) {

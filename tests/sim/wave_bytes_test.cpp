@@ -66,7 +66,6 @@ TEST(WaveBytes, SizesAndOffsets) {
 
 TEST(WaveBytes, TheWriterGrowsToTwiceAndOne) {
   ByteWriter writer;
-  WaveList list;
   std::vector<std::int32_t> capacities;
   for (int i = 0; i < 14; ++i) {
     writer.Append(0.0F);
@@ -75,6 +74,41 @@ TEST(WaveBytes, TheWriterGrowsToTwiceAndOne) {
   writer.Append(Point2f{});
   capacities.push_back(writer.Capacity());
   EXPECT_EQ(capacities, (std::vector<std::int32_t>{4, 12, 28, 60, 128}));
+}
+
+// The reader and the writer share one list of fields, so offsets are pinned from outside.
+TEST(WaveBytes, EveryFieldLiesWhereTheTableSays) {
+  WaveList list;
+  WaveSettings& s = list.settings;
+  Wave& w = list.Append();
+  const auto floats = [](std::initializer_list<float*> fields) {
+    float value = 1;
+    for (float* field : fields) *field = value++;
+  };
+  floats({&s.expansion, &s.orientation, &s.startWidth, &s.endWidth, &s.opacity, &s.emitPhase, &s.frequency, &s.fadeOut,
+          &s.lifespan, &s.producerPoint.x, &s.producerPoint.y, &s.starDepth, &s.curveSize, &s.curvyness,
+          &s.valueThreshold, &s.preBlur, &s.tolerance, &s.sourceCenter.x, &s.sourceCenter.y});
+  const auto bytes = [&list] { return BytesOf(list); };
+  const auto floatAt = [](const std::vector<std::uint8_t>& b, std::size_t at) {
+    float value = 0;
+    std::memcpy(&value, &b[at], 4);
+    return value;
+  };
+  float expected = 1;
+  for (const std::size_t at : {4, 8, 12, 16, 20, 24, 32, 36, 40, 56, 60, 64, 68, 72, 81, 85, 89, 97, 101}) {
+    EXPECT_EQ(floatAt(bytes(), at), expected++) << at;
+  }
+  floats({&w.age,           &w.size,           &w.origin.x, &w.origin.y,    &w.velocity.x,
+          &w.velocity.y,    &w.offset.x,       &w.offset.y, &w.orientation, &w.spin,
+          &w.rotation,      &w.startWidth,     &w.endWidth, &w.expansion,   &w.lifespan,
+          &w.fadeIn,        &w.fadeOut,        &w.opacity,  &w.curveSize,   &w.curvyness,
+          &w.starDepth,     &w.valueThreshold, &w.preBlur,  &w.tolerance,   &w.sourceCenter.x,
+          &w.sourceCenter.y});
+  expected = 1;
+  for (const std::size_t at :
+       {0, 4, 8, 12, 16, 20, 24, 28, 32, 36, 40, 44, 48, 52, 56, 60, 64, 72, 88, 92, 97, 114, 118, 122, 126, 130}) {
+    EXPECT_EQ(floatAt(bytes(), 109 + 1 + at), expected++) << at;
+  }
 }
 
 TEST(WaveBytes, RandomListsSurvive) {
