@@ -42,19 +42,21 @@ struct FilmFormat {
   bool evenSize;   // odd sizes get their last column or row twice
   std::array<Option, 4> codecOptions;
   std::array<Option, 1> containerOptions;
+  const char* description;
+  bool lossless;
 };
 
 // clang-format off
 constexpr FilmFormat kFormats[] = {
     {"h264", ".mp4", "libx264", AV_PIX_FMT_YUV420P, true, true,
-     {{{"preset", "medium"}, {"crf", "16"}, {"profile", "high"}, {"mbtree", "0"}}}, {{{"movflags", "+faststart"}}}},
+     {{{"preset", "medium"}, {"crf", "16"}, {"profile", "high"}, {"mbtree", "0"}}}, {{{"movflags", "+faststart"}}}, "H.264, plays everywhere", false},
     {"prores4444", ".mov", "prores_ks", AV_PIX_FMT_YUVA444P10LE, false, false,
-     {{{"profile", "4444"}, {"alpha_bits", "16"}}}, {}},
-    {"qtrle", ".mov", "qtrle", AV_PIX_FMT_ARGB, false, false, {}, {}},
+     {{{"profile", "4444"}, {"alpha_bits", "16"}}}, {}, "ProRes 4444, for editors", false},
+    {"qtrle", ".mov", "qtrle", AV_PIX_FMT_ARGB, false, false, {}, {}, "QuickTime Animation, for editors", true},
     {"vp9", ".webm", "libvpx-vp9", AV_PIX_FMT_YUVA420P, false, false,
-     {{{"b", "0"}, {"crf", "20"}, {"cpu-used", "4"}, {"row-mt", "1"}}}, {}},
-    {"ffv1", ".mkv", "ffv1", AV_PIX_FMT_BGRA, false, false, {{{"level", "3"}, {"slicecrc", "1"}}}, {}},
-    {"apng", ".apng", "apng", AV_PIX_FMT_RGBA, false, false, {{{"compression_level", "3"}}}, {{{"plays", "0"}}}},
+     {{{"b", "0"}, {"crf", "20"}, {"cpu-used", "4"}, {"row-mt", "1"}}}, {}, "VP9, for browsers", false},
+    {"ffv1", ".mkv", "ffv1", AV_PIX_FMT_BGRA, false, false, {{{"level", "3"}, {"slicecrc", "1"}}}, {}, "FFV1, for archives", true},
+    {"apng", ".apng", "apng", AV_PIX_FMT_RGBA, false, false, {{{"compression_level", "3"}}}, {{{"plays", "0"}}}, "animated PNG, for web pages", true},
 };
 // clang-format on
 
@@ -279,6 +281,15 @@ std::unique_ptr<FilmWriter> OpenFilm(const std::filesystem::path& file, const Fi
   const FilmFormat& format = ChooseFormat(file, options.format);
   CheckSize(file, options);
   return std::make_unique<EncodedFilm>(file, format, options);
+}
+
+std::vector<FilmKind> FilmKinds() {
+  std::vector<FilmKind> kinds;
+  for (const FilmFormat& format : kFormats) {
+    kinds.push_back({std::string(format.extension), std::string(format.name), format.description, !format.overBlack,
+                     format.lossless});
+  }
+  return kinds;
 }
 
 bool IsFilmName(const std::filesystem::path& file) {

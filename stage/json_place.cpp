@@ -85,10 +85,12 @@ std::string JsonPlace::Found() const {
   return {};
 }
 
-void JsonPlace::Fail(std::string_view complaint) const {
+std::string JsonPlace::Where() const {
   const std::string pointer = Pointer();
-  throw InputError(fmt::format("{}: {}{}{}", *fileName_, pointer, pointer.empty() ? "" : ": ", complaint));
+  return pointer.empty() ? *fileName_ : fmt::format("{}: {}", *fileName_, pointer);
 }
+
+void JsonPlace::Fail(std::string_view complaint) const { throw InputError(fmt::format("{}: {}", Where(), complaint)); }
 
 void JsonPlace::FailAt(std::string_view key, std::string_view complaint) const {
   throw InputError(fmt::format("{}: {}{}: {}", *fileName_, Pointer(), Printable(PointerStep(key)), complaint));

@@ -47,6 +47,8 @@ class JsonPlace {
   // `allowed` names the unit or use: "seconds". Inclusive.
   double NumberIn(double low, double high, std::string_view allowed = "a number") const;
 
+  // "scene.json: /masks/ring/d", as complaints begin.
+  std::string Where() const;
   // The value as a message shows it.
   std::string Found() const;
   // Throws InputError: "scene.json: /masks/ring/d: " + complaint.

@@ -7,7 +7,6 @@
 #include <fmt/format.h>
 
 #include "stage/errors.h"
-#include "stage/media_reader.h"
 #include "stage/svg_file.h"
 #include "stage/svg_path.h"
 
@@ -40,9 +39,9 @@ std::string_view FormOf(const JsonPlace& place) {
   return form;
 }
 
-SvgPath ReadPathFile(const JsonPlace& place, const std::filesystem::path& folder) {
+SvgPath ReadPathFile(const JsonPlace& place, const SceneFiles& files) {
   const JsonPlace name = place.Need("file", "a file name");
-  const std::filesystem::path file = ReadFileName(name, folder);
+  const std::filesystem::path file = files.Plain(name);
   std::string id;
   if (const auto given = place.Find("id")) {
     id = given->Text("the id of a <path>");
@@ -94,14 +93,14 @@ std::vector<MaskKey> ReadKeys(const JsonPlace& place, KeyReader& reader) {
 
 }  // namespace
 
-Mask ReadMask(const JsonPlace& place, std::string name, const std::filesystem::path& folder, KeyReader& keys) {
+Mask ReadMask(const JsonPlace& place, std::string name, const SceneFiles& files, KeyReader& keys) {
   const std::string_view form = FormOf(place);
   Mask mask;
   mask.name = std::move(name);
   if (form == "keyframes") {
     mask.keys = ReadKeys(place, keys);
   } else if (form == "file") {
-    mask.keys.push_back({0, ReadPathFile(place, folder).path, {}});
+    mask.keys.push_back({0, ReadPathFile(place, files).path, {}});
   } else {
     const JsonPlace text = place.Need("d", "a path (or \"file\", or \"keyframes\")");
     mask.keys.push_back({0, ReadPathText(text).path, {}});

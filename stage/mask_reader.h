@@ -1,15 +1,15 @@
 // A mask in the scene file: {"d": path}, {"file": name, "id": name}, or keyframes of "d".
 #pragma once
 
-#include <filesystem>
 #include <string>
 
 #include "stage/json_place.h"
 #include "stage/key_reader.h"
 #include "stage/scene.h"
+#include "stage/scene_files.h"
 
 namespace orvandel::stage {
 
-Mask ReadMask(const JsonPlace& place, std::string name, const std::filesystem::path& folder, KeyReader& keys);
+Mask ReadMask(const JsonPlace& place, std::string name, const SceneFiles& files, KeyReader& keys);
 
 }  // namespace orvandel::stage

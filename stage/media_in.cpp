@@ -17,7 +17,7 @@ namespace {
 // How many units (of `unit` seconds each) lie between the medium's start and the look-up for `hostTime`, rounded down
 // or to the nearest. Exact: the products of three 64-bit words at most need more than 64 bits, so they are done in 128.
 std::int64_t UnitsSinceStart(std::int32_t hostTime, std::int32_t timeScale, Rational start, Rational unit,
-                             bool toNearest = false) {
+                             bool toNearest) {
   __extension__ typedef __int128 Wide;
   Wide above = ((Wide{hostTime} + 1) * start.den - Wide{start.num} * timeScale) * unit.den * 2;
   const Wide below = Wide{timeScale} * start.den * unit.num * 2;
@@ -59,7 +59,11 @@ class StillSource final : public MediaSource {
 class SequenceSource final : public MediaSource {
  public:
   SequenceSource(SequenceName name, const Media& media, const Timebase& time)
-      : name_(std::move(name)), start_(media.start), time_(time) {
+      : name_(std::move(name)), start_(media.start.num), timeStep_(time.timeStep) {
+    if (media.start.den != 1) {
+      throw InputError(media.file.string() +
+                       ": the start of a numbered sequence counts pictures, so it is a whole number");
+    }
     const std::vector<std::int64_t> numbers = name_.Existing();
     if (numbers.empty()) throw InputError(media.file.string() + ": no file has such a name");
     first_ = numbers.front();
@@ -73,9 +77,10 @@ class SequenceSource final : public MediaSource {
   bool Moves() const override { return last_ > first_; }
 
   std::int64_t KeyAt(std::int32_t hostTime) override {
-    const Rational frame{time_.timeStep, time_.timeScale};
-    const std::int64_t picture = UnitsSinceStart(hostTime, time_.timeScale, start_, frame);
-    return first_ + std::clamp<std::int64_t>(picture, 0, last_ - first_);
+    const std::int64_t picture = (std::int64_t{hostTime} + 1) / timeStep_;
+    // Clamped before and after the start is taken off, which so cannot leave the range of an integer.
+    const std::int64_t start = std::clamp<std::int64_t>(start_, -kFarStart, kFarStart);
+    return first_ + std::clamp<std::int64_t>(picture - start, 0, last_ - first_);
   }
 
   Picture Decode(std::int64_t key) override {
@@ -84,9 +89,11 @@ class SequenceSource final : public MediaSource {
   }
 
  private:
+  static constexpr std::int64_t kFarStart = std::int64_t{1} << 40;
+
   SequenceName name_;
-  Rational start_;
-  Timebase time_;
+  std::int64_t start_;  // pictures
+  std::int32_t timeStep_;
   std::int64_t first_ = 0, last_ = 0;
 };
 

@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "stage/keyframes.h"
+#include "stage/value_sources.h"
 
 namespace orvandel::stage {
 namespace {
@@ -66,6 +67,7 @@ Value DefaultValue(const ParamInfo& info, const Scene& scene) {
 
 Value ValueAtTime(const Scene& scene, const Emitter& emitter, const ParamInfo& info, std::int32_t hostTime) {
   const Track& track = emitter.tracks[static_cast<std::size_t>(info.hostIndex)];
+  if (!track.sources.empty()) return SourcedValue(track, info, scene.time, hostTime);
   if (track.keys.empty()) return DefaultValue(info, scene);
   if (track.keys.size() == 1) return track.keys.front().value;
   const bool oneLater = info.Type() == ORV_PARAM_LAYER || info.Type() == ORV_PARAM_PATH;

@@ -3,13 +3,9 @@
 
 #include "stage/ffmpeg_support.h"
 #include "stage/picture.h"
+#include "stage/picture16.h"
 
 namespace orvandel::stage {
-
-// 16-bit samples become 8-bit ones so that both ends of the range meet and the nearest value is taken.
-inline std::uint8_t EightBits(std::uint32_t sixteenBits) {
-  return static_cast<std::uint8_t>((sixteenBits * 255 + 32767) / 65535);
-}
 
 // Converts frames of one stream. Formats that hold the samples themselves (RGB in any order, grey, palette, one bit,
 // 8 and 16 bits) are copied by hand, so that every machine gives the same bytes; the others (YUV, float, ...) go

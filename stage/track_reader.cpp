@@ -1,5 +1,6 @@
 #include "stage/track_reader.h"
 
+#include <array>
 #include <charconv>
 #include <cmath>
 #include <string_view>
@@ -13,21 +14,15 @@
 namespace orvandel::stage {
 namespace {
 
-// Points and angles reach the effect as signed 16.16 words.
-constexpr double kWordLimit = 32768;
+constexpr std::array<std::string_view, 3> kSourceKeys{"random", "audio", "expression"};
 
-double ReadWord(const JsonPlace& place, std::string_view unit) {
-  const double number = place.Number(fmt::format("{} inside -32768..32768", unit));
-  if (number < -kWordLimit || number >= kWordLimit) {
-    place.Fail(fmt::format("{} is outside -32768..32768", place.Found()));
-  }
-  return number;
+void MustBePoint(const JsonPlace& place) {
+  if (!place.IsArray() || place.Size() != 2) place.FailNot("a point [x, y] in pixels");
 }
 
-PointValue ReadPoint(const JsonPlace& place) {
-  constexpr std::string_view kForm = "a point [x, y] in pixels";
-  if (!place.IsArray() || place.Size() != 2) place.FailNot(kForm);
-  return {ReadWord(place.Item(0), "a number of pixels"), ReadWord(place.Item(1), "a number of pixels")};
+PointValue ReadPoint(const JsonPlace& place, const ParamInfo& info) {
+  MustBePoint(place);
+  return {ReadNumberOf(place.Item(0), info), ReadNumberOf(place.Item(1), info)};
 }
 
 ColorValue ReadColor(const JsonPlace& place) {
@@ -78,15 +73,14 @@ Value ReadValue(const JsonPlace& place, const ParamInfo& info, const SceneNames&
   switch (info.Type()) {
     case ORV_PARAM_INTEGER:
     case ORV_PARAM_FIXED:
-      return place.NumberIn(info.ValidMin(), info.ValidMax());
     case ORV_PARAM_ANGLE:
-      return ReadWord(place, "a number of degrees");
+      return ReadNumberOf(place, info);
     case ORV_PARAM_CHECKBOX:
       return ReadSwitch(place);
     case ORV_PARAM_COLOR:
       return ReadColor(place);
     case ORV_PARAM_POINT:
-      return ReadPoint(place);
+      return ReadPoint(place, info);
     case ORV_PARAM_POPUP:
       return ReadPopup(place, info.choices);
     case ORV_PARAM_LAYER:
@@ -98,17 +92,61 @@ Value ReadValue(const JsonPlace& place, const ParamInfo& info, const SceneNames&
   }
 }
 
+// Which of its forms an object has: keyframes or, where the parameter takes one, a source.
+std::string_view FormOf(const JsonPlace& place, const ParamInfo& info) {
+  place.OnlyKeys({"keyframes", "random", "audio", "expression"});
+  std::string_view form = "keyframes";
+  for (const std::string_view key : kSourceKeys) {
+    if (!place.Find(key)) continue;
+    if (!TakesSources(info)) place.FailAt(key, "gives numbers over time, which this parameter does not take");
+    if (info.Type() == ORV_PARAM_POINT) {
+      place.FailAt(key, "gives one number; a point takes two: [{\"" + std::string(key) + "\": ...}, y]");
+    }
+    if (place.Size() > 1) place.FailAt(key, "stands beside another source: a parameter has one");
+    form = key;
+  }
+  return form;
+}
+
+bool HasSource(const JsonPlace& point) {
+  for (std::size_t i = 0; point.IsArray() && i < point.Size(); ++i) {
+    if (point.Item(i).IsObject()) return true;
+  }
+  return false;
+}
+
+// A point whose coordinates come from sources, or one of them.
+Track ReadSourcedPoint(const JsonPlace& place, const ParamInfo& info, SourceReader& sources) {
+  MustBePoint(place);
+  Track track;
+  for (std::size_t i = 0; i < 2; ++i) {
+    const JsonPlace coordinate = place.Item(i);
+    if (coordinate.IsObject()) {
+      coordinate.OnlyKeys({"random", "audio", "expression"});
+      if (coordinate.Size() > 1) coordinate.Fail("has two sources: a coordinate has one");
+      track.sources.push_back(sources.Read(coordinate, info, i));
+    } else {
+      track.sources.emplace_back(ReadNumberOf(coordinate, info));
+    }
+  }
+  return track;
+}
+
 }  // namespace
 
-Track ReadTrack(const JsonPlace& place, const ParamInfo& info, const SceneNames& names, KeyReader& keys) {
+Track ReadTrack(const JsonPlace& place, const ParamInfo& info, const SceneNames& names, KeyReader& keys,
+                SourceReader& sources) {
+  if (info.Type() == ORV_PARAM_POINT && HasSource(place)) return ReadSourcedPoint(place, info, sources);
   Track track;
   if (!place.IsObject()) {
     track.keys.push_back({0, ReadValue(place, info, names), {}});
-    return track;
+  } else if (FormOf(place, info) != "keyframes") {
+    track.sources.push_back(sources.Read(place, info, 0));
+  } else {
+    keys.Read(place, "value", [&](const JsonPlace& value, double time, const Easing& easing) {
+      track.keys.push_back({time, ReadValue(value, info, names), easing});
+    });
   }
-  keys.Read(place, "value", [&](const JsonPlace& value, double time, const Easing& easing) {
-    track.keys.push_back({time, ReadValue(value, info, names), easing});
-  });
   return track;
 }
 

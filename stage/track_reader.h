@@ -1,4 +1,4 @@
-// One parameter in the scene file: a value of the parameter's type, or keyframes of such values.
+// One parameter in the scene file: a value of the parameter's type, keyframes of such values, or a source of numbers.
 #pragma once
 
 #include <cstdint>
@@ -9,6 +9,7 @@
 #include "stage/key_reader.h"
 #include "stage/param_catalog.h"
 #include "stage/scene.h"
+#include "stage/source_reader.h"
 
 namespace orvandel::stage {
 
@@ -19,6 +20,7 @@ struct SceneNames {
   PlaceByName layers, masks;
 };
 
-Track ReadTrack(const JsonPlace& place, const ParamInfo& info, const SceneNames& names, KeyReader& keys);
+Track ReadTrack(const JsonPlace& place, const ParamInfo& info, const SceneNames& names, KeyReader& keys,
+                SourceReader& sources);
 
 }  // namespace orvandel::stage

@@ -5,8 +5,10 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "stage/picture.h"
+#include "stage/picture16.h"
 #include "stage/timebase.h"
 
 namespace orvandel::stage {
@@ -14,6 +16,8 @@ namespace orvandel::stage {
 // Writes 8-bit RGBA with exactly the picture's bytes (all four, also where alpha is 0): beside the name, then renamed.
 // Throws WorkError with the file and the reason.
 void WritePng(const std::filesystem::path& file, const Picture& picture);
+// The same with 16 bits a channel.
+void WritePng16(const std::filesystem::path& file, const Picture16& picture);
 
 // Both functions throw WorkError with the file and the reason.
 class FilmWriter {
@@ -38,5 +42,12 @@ struct FilmOptions {
 //   .apng  animated PNG, with alpha
 std::unique_ptr<FilmWriter> OpenFilm(const std::filesystem::path& file, const FilmOptions& options);
 bool IsFilmName(const std::filesystem::path& file);
+
+// Every kind of film that can be written, in the order of preference within an extension.
+struct FilmKind {
+  std::string extension, name, description;
+  bool hasAlpha = false, lossless = false;
+};
+std::vector<FilmKind> FilmKinds();
 
 }  // namespace orvandel::stage

@@ -80,14 +80,14 @@ TEST(Keyframes, ValuesMeetTheirKeysAndStayInRange) {
 }
 
 TEST(Keyframes, ChoicesHoldAndColoursMixPerChannel) {
-  const Track choice{{At(1, Choice{1}), At(2, Choice{3})}};
+  const Track choice{{At(1, Choice{1}), At(2, Choice{3})}, {}};
   for (const char* name : {"Wave Type", "Star", "Mask", "Source Layer"}) {
     EXPECT_EQ(ValueAt(choice, ParamForTests(name), std::nextafter(2.0, 0.0)), Value(Choice{1})) << name;
     EXPECT_EQ(ValueAt(choice, ParamForTests(name), 2), Value(Choice{3})) << name;
   }
   const Easing back{Interpolation::kBezier, 0.3, -5, 0.7, 6};
   const Track color{
-      {At(0, ColorValue{0, 200, 100}), At(1, ColorValue{100, 0, 100}, back), At(2, ColorValue{255, 10, 100})}};
+      {At(0, ColorValue{0, 200, 100}), At(1, ColorValue{100, 0, 100}, back), At(2, ColorValue{255, 10, 100})}, {}};
   EXPECT_EQ(ValueAt(color, ParamForTests("Color"), 0.25), Value(ColorValue{25, 150, 100}));
   for (double seconds = 1; seconds < 2; seconds += 0.01) {
     const auto mixed = std::get<ColorValue>(ValueAt(color, ParamForTests("Color"), seconds));

@@ -28,6 +28,16 @@ TEST(WritePng, EveryByteComesBack) {
   EXPECT_EQ(folder.Names(), std::vector<std::string>{"picture.png"}) << "nothing unfinished is left beside it";
 }
 
+// Read back through the 8-bit reader: every sample comes back as its nearest 8-bit value, in its own channel.
+TEST(WritePng, SixteenBitsComeBackRounded) {
+  const TempFolder folder;
+  std::mt19937 random(6);
+  Picture16 picture(61, 7);
+  for (std::uint16_t& word : picture.words) word = static_cast<std::uint16_t>(random());
+  WritePng16(folder / "deep.png", picture);
+  EXPECT_EQ(ReadStill(folder / "deep.png").bytes, Narrowed(picture).bytes);
+}
+
 TEST(WritePng, NamesTheFileAndTheReasonWhenItCannotWrite) {
   const TempFolder folder;
   const Picture picture(4, 4);
