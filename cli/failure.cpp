@@ -5,7 +5,9 @@
 #include <cctype>
 #include <cstdio>
 #include <new>
+#include <nlohmann/json.hpp>
 
+#include "cli/render/ordered_sink.h"
 #include "orvandel/effect.h"
 #include "stage/errors.h"
 
@@ -43,23 +45,44 @@ std::string EffectCodeInWords(std::int32_t code) {
   }
 }
 
-ExitCode ReportFailure(std::exception_ptr failure) {
+namespace {
+
+struct Failure {
+  ExitCode exit = kFailed;
+  std::string text;  // empty: nobody is left to be told
+};
+
+Failure Explain(std::exception_ptr failure) {
   try {
     std::rethrow_exception(std::move(failure));
+  } catch (const ReaderGone&) {
+    return {kFailed, {}};
   } catch (const stage::Interrupted& interrupted) {
-    PrintError(interrupted.what());
-    return kInterrupted;
+    return {kInterrupted, interrupted.what()};
   } catch (const stage::InputError& error) {
-    PrintError(error.what());
-    return kBadInput;
+    return {kBadInput, error.what()};
   } catch (const stage::EffectError& error) {
-    PrintError(error.message.empty() ? EffectCodeInWords(error.code) : error.message);
+    return {kFailed, error.message.empty() ? EffectCodeInWords(error.code) : error.message};
   } catch (const std::bad_alloc&) {
-    PrintError("out of memory");
+    return {kFailed, "out of memory"};
   } catch (const std::exception& error) {
-    PrintError(error.what());
+    return {kFailed, error.what()};
   }
-  return kFailed;
+}
+
+}  // namespace
+
+ExitCode ReportFailure(std::exception_ptr failure, FailureStyle style) {
+  const Failure explained = Explain(std::move(failure));
+  if (explained.text.empty()) return explained.exit;
+  if (style == FailureStyle::kLine) {
+    PrintError(explained.text);
+  } else {
+    const nlohmann::ordered_json json{
+        {"event", "error"}, {"exit", explained.exit}, {"message", OnOneLine(explained.text)}};
+    fmt::print(stderr, "{}\n", json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
+  }
+  return explained.exit;
 }
 
 }  // namespace orvandel::cli

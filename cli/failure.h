@@ -16,7 +16,12 @@ void PrintError(std::string_view text);
 // What an effect's code means when it gave no text of its own.
 std::string EffectCodeInWords(std::int32_t code);
 
+enum class FailureStyle {
+  kLine,  // as PrintError does
+  kJson   // {"event": "error", "exit": 2, "message": ...} on standard error, for readers of JSON progress
+};
+
 // Prints what `failure` says and returns the code to exit with.
-ExitCode ReportFailure(std::exception_ptr failure);
+ExitCode ReportFailure(std::exception_ptr failure, FailureStyle style);
 
 }  // namespace orvandel::cli

@@ -2,8 +2,10 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <charconv>
 #include <numeric>
+#include <unordered_set>
 
 #include "stage/errors.h"
 
@@ -13,14 +15,10 @@ namespace {
 using stage::InputError;
 
 [[noreturn]] void RefuseItem(std::string_view item, std::string_view why) {
-  throw InputError(fmt::format("--frames: '{}' {}; write N, A-B or A-BxS, separated by commas", item, why));
+  throw InputError(fmt::format("--frames: '{}' {}; write N, A-B or A-BxS, separated by commas or blanks", item, why));
 }
 
-std::string_view Trimmed(std::string_view text) {
-  const auto first = text.find_first_not_of(" \t");
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(" \t") - first + 1);
-}
+constexpr std::string_view kBlanks = " \t\r\n";
 
 // Takes a run of digits from the front of `rest`. Numbers beyond 32 bits are as wrong as frames outside the scene.
 std::int32_t TakeNumber(std::string_view& rest, std::string_view item, std::int32_t frameCount) {
@@ -34,9 +32,9 @@ std::int32_t TakeNumber(std::string_view& rest, std::string_view item, std::int3
   return number;
 }
 
-bool TakeMark(std::string_view& rest, char mark) {
-  if (rest.empty() || rest.front() != mark) return false;
-  rest.remove_prefix(1);
+bool TakeMark(std::string_view& rest, std::string_view mark) {
+  if (!rest.starts_with(mark)) return false;
+  rest.remove_prefix(mark.size());
   return true;
 }
 
@@ -45,16 +43,15 @@ struct Range {
 };
 
 Range ParseItem(std::string_view item, std::int32_t frameCount) {
-  if (item.empty()) RefuseItem(item, "is empty");
   if (item.front() == '-') {
     throw InputError(fmt::format("--frames: '{}' is negative; the scene has frames 0..{}", item, frameCount - 1));
   }
   std::string_view rest = item;
   Range range;
   range.first = range.last = TakeNumber(rest, item, frameCount);
-  if (TakeMark(rest, '-')) {
+  if (TakeMark(rest, "-") || TakeMark(rest, "..")) {
     range.last = TakeNumber(rest, item, frameCount);
-    if (TakeMark(rest, 'x')) range.step = TakeNumber(rest, item, frameCount);
+    if (TakeMark(rest, "x")) range.step = TakeNumber(rest, item, frameCount);
   }
   if (!rest.empty()) RefuseItem(item, "is not a frame or a range");
   if (range.step < 1) RefuseItem(item, "has a step of 0");
@@ -65,17 +62,31 @@ Range ParseItem(std::string_view item, std::int32_t frameCount) {
   return range;
 }
 
+void AppendRange(const Range& range, std::vector<std::int32_t>& frames) {
+  // 64 bits: first + step may pass the last representable frame.
+  for (std::int64_t frame = range.first; frame <= range.last; frame += range.step) {
+    frames.push_back(static_cast<std::int32_t>(frame));
+  }
+}
+
+// Items between two commas, separated by blanks; at least one.
+void AppendItems(std::string_view text, std::int32_t frameCount, std::vector<std::int32_t>& frames) {
+  auto begin = text.find_first_not_of(kBlanks);
+  if (begin == std::string_view::npos) RefuseItem(text, "is empty");
+  while (begin != std::string_view::npos) {
+    const auto end = std::min(text.find_first_of(kBlanks, begin), text.size());
+    AppendRange(ParseItem(text.substr(begin, end - begin), frameCount), frames);
+    begin = text.find_first_not_of(kBlanks, end);
+  }
+}
+
 }  // namespace
 
 std::vector<std::int32_t> ParseFrameList(std::string_view text, std::int32_t frameCount) {
   std::vector<std::int32_t> frames;
   for (bool more = true; more;) {
     const auto comma = text.find(',');
-    const Range range = ParseItem(Trimmed(text.substr(0, comma)), frameCount);
-    // 64 bits: first + step may pass the last representable frame.
-    for (std::int64_t frame = range.first; frame <= range.last; frame += range.step) {
-      frames.push_back(static_cast<std::int32_t>(frame));
-    }
+    AppendItems(text.substr(0, comma), frameCount, frames);
     more = comma != std::string_view::npos;
     if (more) text.remove_prefix(comma + 1);
   }
@@ -86,6 +97,15 @@ std::vector<std::int32_t> AllFrames(std::int32_t frameCount) {
   std::vector<std::int32_t> frames(static_cast<std::size_t>(frameCount));
   std::iota(frames.begin(), frames.end(), 0);
   return frames;
+}
+
+std::vector<std::int32_t> WithoutRepeats(const std::vector<std::int32_t>& frames) {
+  std::vector<std::int32_t> once;
+  std::unordered_set<std::int32_t> seen;
+  for (const std::int32_t frame : frames) {
+    if (seen.insert(frame).second) once.push_back(frame);
+  }
+  return once;
 }
 
 }  // namespace orvandel::cli

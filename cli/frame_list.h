@@ -7,11 +7,14 @@
 
 namespace orvandel::cli {
 
-// Items separated by commas, in the order given and as often as given: N, A-B (both ends included), A-BxS (every S-th
-// from A). Blanks around items are allowed. Throws InputError when the text is malformed or asks for a frame outside
+// Items separated by commas or blanks, in the order given and as often as given: N, A-B (both ends included), A-BxS
+// (every S-th from A); A..B is A-B. Throws InputError when the text is malformed or asks for a frame outside
 // 0..frameCount-1. `frameCount` is at least 1.
 std::vector<std::int32_t> ParseFrameList(std::string_view text, std::int32_t frameCount);
 
 std::vector<std::int32_t> AllFrames(std::int32_t frameCount);
+
+// Each frame once, where it stands first.
+std::vector<std::int32_t> WithoutRepeats(const std::vector<std::int32_t>& frames);
 
 }  // namespace orvandel::cli

@@ -35,6 +35,12 @@ void CatchInterrupts() {
   sigaction(SIGTERM, &action, nullptr);
 }
 
+void LeaveInterruptsToParent() {
+  signalsSeen = 0;
+  unfinishedSet = false;
+  std::signal(SIGINT, SIG_IGN);
+}
+
 bool StopRequested() { return signalsSeen.load(std::memory_order_relaxed) != 0; }
 
 UnfinishedFile::UnfinishedFile(const std::filesystem::path& file) {

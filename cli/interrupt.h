@@ -8,6 +8,10 @@ namespace orvandel::cli {
 // Installs the handlers. Once, before any work.
 void CatchInterrupts();
 
+// In a process that works for another: SIGINT, which a terminal sends to both, is the parent's to answer; SIGTERM,
+// which the parent sends, asks this one to stop. What has been asked before is forgotten.
+void LeaveInterruptsToParent();
+
 // Whether the person asked to stop. Cheap: an atomic load, for use in the effect's own callbacks.
 bool StopRequested();
 

@@ -27,12 +27,12 @@ ordered_json NameAt(const std::vector<Named>& list, std::int32_t place) {
   return list[static_cast<std::size_t>(place) - 1].name;
 }
 
+}  // namespace
+
 std::string ColorText(const stage::ColorValue& color) {
   const auto byte = [](double channel) { return static_cast<std::uint8_t>(std::clamp(channel + 0.5, 0.0, 255.0)); };
   return ColorText(OrvPixel{255, byte(color.red), byte(color.green), byte(color.blue)});
 }
-
-}  // namespace
 
 std::string TypeWord(const stage::ParamInfo& param) {
   switch (param.Type()) {

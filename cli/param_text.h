@@ -19,6 +19,9 @@ std::string RangeText(const stage::ParamInfo& param);
 nlohmann::ordered_json DefaultJson(const stage::ParamInfo& param);
 std::string DefaultText(const stage::ParamInfo& param);
 
+// "#rrggbb".
+std::string ColorText(const stage::ColorValue& color);
+
 // A value as a scene would write it: a popup's item, a mask's or layer's name.
 nlohmann::ordered_json ValueJson(const stage::ParamInfo& param, const stage::Value& value, const stage::Scene& scene);
 

@@ -6,11 +6,13 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <nlohmann/json.hpp>
 
 namespace orvandel::cli {
 namespace {
 
 using Clock = std::chrono::steady_clock;
+using nlohmann::ordered_json;
 
 double Seconds(Clock::duration span) { return std::chrono::duration<double>(span).count(); }
 
@@ -19,21 +21,35 @@ std::string MinutesAndSeconds(double seconds) {
   return fmt::format("{:02}:{:02}", whole / 60, whole % 60);
 }
 
+std::string Frames(std::int64_t count) { return fmt::format("{} frame{}", count, count == 1 ? "" : "s"); }
+
+double PerSecond(const RenderSummary& summary) {
+  return summary.seconds > 0 ? static_cast<double>(summary.start.total) / summary.seconds : 0;
+}
+
+// Nothing while it goes on; at the end one line.
+class SummaryOnly : public Progress {
+ public:
+  void Begin(const RenderStart&) override {}
+  void Frame(const FrameDone&) override {}
+  void End(const RenderSummary& summary) override { fmt::print(stderr, "{}\n", SummaryText(summary)); }
+};
+
 // Shows at most once an interval, and always the last frame.
-class TimedProgress : public Progress {
+class TimedProgress : public SummaryOnly {
  public:
   TimedProgress(Clock::duration interval, Clock::duration firstAfter)
       : interval_(interval), nextShow_(start_ + firstAfter) {}
 
-  void Show(std::int64_t done, std::int64_t total) final {
+  void Frame(const FrameDone& frame) final {
     const auto now = Clock::now();
-    if (now < nextShow_ && done < total) return;
+    if (now < nextShow_ && frame.done < frame.total) return;
     nextShow_ = now + interval_;
-    Write(done, total, ProgressText(done, total, Seconds(now - start_)));
+    Write(frame, ProgressText(frame.done, frame.total, Seconds(now - start_)));
   }
 
  private:
-  virtual void Write(std::int64_t done, std::int64_t total, const std::string& text) = 0;
+  virtual void Write(const FrameDone& frame, const std::string& text) = 0;
 
   Clock::time_point start_ = Clock::now();
   Clock::duration interval_;
@@ -43,19 +59,29 @@ class TimedProgress : public Progress {
 class TerminalBar final : public TimedProgress {
  public:
   TerminalBar() : TimedProgress(std::chrono::milliseconds(100), {}) {}
-  ~TerminalBar() override {
-    fmt::print(stderr, "\r\x1b[K");
-    std::fflush(stderr);
+  ~TerminalBar() override { Wipe(); }
+  void End(const RenderSummary& summary) override {
+    Wipe();
+    TimedProgress::End(summary);
   }
 
  private:
   static constexpr std::int64_t kCells = 24;  // bar and text together fit 80 columns
 
-  void Write(std::int64_t done, std::int64_t total, const std::string& text) override {
-    const auto full = static_cast<std::size_t>(kCells * done / total);
+  void Write(const FrameDone& frame, const std::string& text) override {
+    const auto full = static_cast<std::size_t>(kCells * frame.done / frame.total);
     fmt::print(stderr, "\r[{}{}] {}\x1b[K", std::string(full, '#'), std::string(kCells - full, ' '), text);
     std::fflush(stderr);
+    shown_ = true;
   }
+  void Wipe() {
+    if (!shown_) return;
+    fmt::print(stderr, "\r\x1b[K");
+    std::fflush(stderr);
+    shown_ = false;
+  }
+
+  bool shown_ = false;
 };
 
 class PlainLines final : public TimedProgress {
@@ -63,18 +89,63 @@ class PlainLines final : public TimedProgress {
   PlainLines() : TimedProgress(std::chrono::seconds(2), std::chrono::seconds(2)) {}
 
  private:
-  void Write(std::int64_t, std::int64_t, const std::string& text) override { fmt::print(stderr, "{}\n", text); }
+  void Write(const FrameDone&, const std::string& text) override { fmt::print(stderr, "{}\n", text); }
+};
+
+// One object a line: {"event": "start"}, one {"event": "frame"} for every frame, {"event": "end"}.
+class JsonLines final : public Progress {
+ public:
+  void Begin(const RenderStart& start) override {
+    Write({{"event", "start"},
+           {"scene", start.scene},
+           {"output", start.output},
+           {"total", start.total},
+           {"kept", start.kept},
+           {"jobs", start.jobs}});
+  }
+  void Frame(const FrameDone& frame) override {
+    ordered_json json{{"event", "frame"},
+                      {"frame", frame.frame},
+                      {"done", frame.done},
+                      {"total", frame.total},
+                      {"ms", Milliseconds(frame.seconds)}};
+    if (!frame.file.empty()) json["file"] = frame.file;
+    Write(json);
+  }
+  void End(const RenderSummary& summary) override {
+    ordered_json json{{"event", "end"},
+                      {"ok", true},
+                      {"frames", summary.start.total},
+                      {"kept", summary.start.kept},
+                      {"seconds", Milliseconds(summary.seconds) / 1000},
+                      {"framesPerSecond", std::round(PerSecond(summary) * 100) / 100}};
+    if (summary.slowestFrame >= 0) {
+      json["slowestFrame"] = summary.slowestFrame;
+      json["slowestMs"] = Milliseconds(summary.slowestSeconds);
+    }
+    json["mostWaves"] = summary.mostWaves;
+    Write(json);
+  }
+
+ private:
+  // To a thousandth: more digits would only be noise.
+  static double Milliseconds(double seconds) { return std::round(seconds * 1e6) / 1000; }
+  static void Write(const ordered_json& json) {
+    fmt::print(stderr, "{}\n", json.dump(-1, ' ', false, ordered_json::error_handler_t::replace));
+  }
 };
 
 class Silence final : public Progress {
  public:
-  void Show(std::int64_t, std::int64_t) override {}
+  void Begin(const RenderStart&) override {}
+  void Frame(const FrameDone&) override {}
+  void End(const RenderSummary&) override {}
 };
 
 }  // namespace
 
 std::string ProgressText(std::int64_t done, std::int64_t total, double elapsedSeconds) {
-  std::string text = fmt::format("{} of {} frame{}", done, total, total == 1 ? "" : "s");
+  std::string text = fmt::format("{} of {}", done, Frames(total));
   if (done == 0 || elapsedSeconds <= 0) return text;
   const double rate = static_cast<double>(done) / elapsedSeconds;
   text += fmt::format(", {:.1f} a second", rate);
@@ -82,9 +153,34 @@ std::string ProgressText(std::int64_t done, std::int64_t total, double elapsedSe
   return text;
 }
 
+std::string SummaryText(const RenderSummary& summary) {
+  std::string text =
+      fmt::format("{}: {} in {:.1f} s", summary.start.output, Frames(summary.start.total), summary.seconds);
+  if (summary.start.total > 0) text += fmt::format(", {:.1f} a second", PerSecond(summary));
+  if (summary.start.kept > 0) text += fmt::format("; {} kept", Frames(summary.start.kept));
+  if (summary.slowestFrame >= 0) {
+    text += fmt::format("; slowest: frame {}, {:.0f} ms", summary.slowestFrame, summary.slowestSeconds * 1000);
+  }
+  return text + fmt::format("; at most {} wave{} alive", summary.mostWaves, summary.mostWaves == 1 ? "" : "s");
+}
+
 std::unique_ptr<Progress> MakeProgress(ProgressKind kind) {
-  if (kind == ProgressKind::kSilent) return std::make_unique<Silence>();
-  if (isatty(STDERR_FILENO) == 1) return std::make_unique<TerminalBar>();
+  const bool terminal = isatty(STDERR_FILENO) == 1;
+  switch (kind) {
+    case ProgressKind::kQuiet:
+      return std::make_unique<Silence>();
+    case ProgressKind::kNone:
+      return std::make_unique<SummaryOnly>();
+    case ProgressKind::kJson:
+      return std::make_unique<JsonLines>();
+    case ProgressKind::kBar:
+      return std::make_unique<TerminalBar>();
+    case ProgressKind::kLines:
+      return std::make_unique<PlainLines>();
+    case ProgressKind::kFromTerminal:
+      break;
+  }
+  if (terminal) return std::make_unique<TerminalBar>();
   return std::make_unique<PlainLines>();
 }
 

@@ -18,7 +18,8 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 constexpr const char* kColorPattern = "^#[0-9a-fA-F]{6}$";
-constexpr const char* kRationalPattern = "^-?[0-9]+(/[0-9]+|(\\.[0-9]+)?([eE][-+]?[0-9]+)?)$";
+// Above 0, but for zeros.
+constexpr const char* kRationalPattern = "^[0-9]+(/0*[1-9][0-9]*|(\\.[0-9]+)?([eE][-+]?[0-9]+)?)$";
 
 // Whole numbers without a fraction behind them.
 Json Number(double value) {
@@ -34,7 +35,11 @@ Json Range(std::string_view type, double low, double high) {
 Json Seconds(const char* description) { return {{"description", description}, {"type", "number"}}; }
 
 Json FileName(const char* description) {
-  return {{"description", description}, {"type", "string"}, {"minLength", 1}, {"maxLength", kMaxJsonString}};
+  return {{"description", description},
+          {"type", "string"},
+          {"pattern", "^(?!.*://)"},
+          {"minLength", 1},
+          {"maxLength", kMaxJsonString}};
 }
 
 Json Object(Json properties, Json required = Json::array()) {
@@ -63,7 +68,13 @@ Json EasingForm() {
           {"anyOf", Json::array({Json{{"enum", names}}, curve})}};
 }
 
-Json Keyframes(const char* valueKey, Json value) {
+// What every parameter's keyframes and sources have in common stands once among the definitions; where they are used,
+// the value's own form is laid over it.
+Json Overlaid(std::string_view definition, Json properties) {
+  return {{"allOf", Json::array({Ref(definition), Json{{"properties", std::move(properties)}}})}};
+}
+
+Json Keys(const char* valueKey, Json value) {
   Json key = Object({{"time", {{"description", "Seconds. Times rise strictly."}, {"type", "number"}, {"minimum", 0}}},
                      {valueKey, std::move(value)},
                      {"interp", Ref("easing")}},
@@ -75,7 +86,12 @@ Json Keyframes(const char* valueKey, Json value) {
           {"maxItems", kMaxKeysOfOne}};
 }
 
-Json Random(const Json& number) {
+Json KeyframesOf(Json value) {
+  return {{"allOf", Json::array({Ref("keyframes"), Json{{"items", {{"properties", {{"value", std::move(value)}}}}}}})}};
+}
+
+Json RandomForm() {
+  const Json number{{"type", "number"}};
   return Described(
       "Draws between two values, a new one every 1/30 s or as `every` says. The same seed gives the same draws.",
       Object({{"seed",
@@ -92,7 +108,8 @@ Json Random(const Json& number) {
              {"min", "max"}));
 }
 
-Json Audio(const Json& number) {
+Json AudioForm() {
+  const Json number{{"type", "number"}};
   const Json following{{"type", "number"}, {"minimum", 0}, {"maximum", 60}};
   const Json edge{{"type", "number"}, {"minimum", 0}, {"maximum", 100000}};
   return Described(
@@ -129,7 +146,8 @@ Json OneOf(Json forms) {
 }
 
 Json Sources(const Json& number) {
-  return {{"random", Random(number)}, {"audio", Audio(number)}, {"expression", Ref("expression")}};
+  const Json ends{{"min", number}, {"max", number}};
+  return {{"random", Overlaid("random", ends)}, {"audio", Overlaid("audio", ends)}, {"expression", Ref("expression")}};
 }
 
 Json Word() {
@@ -226,7 +244,7 @@ Json SourcedPoint() {
 Json Parameter(const ParamInfo& info) {
   const Json value = ValueOf(info);
   const bool isPoint = info.Type() == ORV_PARAM_POINT;
-  Json forms{{"keyframes", Keyframes("value", value)}};
+  Json forms{{"keyframes", KeyframesOf(value)}};
   if (TakesSources(info) && !isPoint) forms.update(Sources(value));
   Json schema{{"description", DescriptionOf(info)},
               {"anyOf", Json::array({isPoint ? SourcedPoint() : value, OneOf(std::move(forms))})}};
@@ -283,10 +301,10 @@ Json MaskForm() {
   const Json path{{"description", "One path in the path language of SVG, in pixels of the layer."},
                   {"type", "string"},
                   {"minLength", 1}};
-  Json file = Object({{"file", FileName("An SVG file.")}, {"id", FileName("The id of the <path>.")}}, {"file"});
+  Json file = Object({{"file", FileName("An SVG file.")}, {"id", {{"description", "The id of the <path>."}, {"type", "string"}, {"minLength", 1}}}}, {"file"});
   return {{"description", "An outline: a path, a <path> of an SVG file, or paths at times."},
           {"anyOf", Json::array({Object({{"d", path}}, {"d"}), std::move(file),
-                                 Object({{"keyframes", Keyframes("d", path)}}, {"keyframes"})})}};
+                                 Object({{"keyframes", Keys("d", path)}}, {"keyframes"})})}};
 }
 
 Json Named(std::string_view definition, const char* description) {
@@ -325,6 +343,9 @@ std::string SceneSchema(const ParamCatalog& catalog) {
   schema.update(Object(Properties(), {"version", "width", "height", "frameRate", "duration"}));
   schema["not"] = {{"required", {"parameters", "effects"}}};
   schema["definitions"] = {{"easing", EasingForm()},
+                           {"keyframes", Keys("value", Json::object())},
+                           {"random", RandomForm()},
+                           {"audio", AudioForm()},
                            {"expression", ExpressionForm()},
                            {"medium", Medium()},
                            {"mask", MaskForm()},

@@ -6,33 +6,82 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "cli/progress.h"
+#include "cli/render/output.h"
+#include "stage/scene_reader.h"
 
 namespace orvandel::cli {
 
-struct RenderRequest {
+// What every command that reads a scene may be told.
+struct SceneRequest {
   std::filesystem::path module;  // empty: the one beside the program
-  std::filesystem::path scene;
-  std::string output;                 // pattern, picture or film
+  std::filesystem::path file;    // empty where a command can do without
+  stage::ReadOptions options;
+  std::int64_t maxWaves = 200000;  // where the command renders
+};
+
+struct RenderRequest {
+  SceneRequest scene;
+  std::string output;                 // pattern, picture, film or "-"
   std::optional<std::string> frames;  // absent: all of the scene's
   bool highQuality = true;
   std::int32_t downsample = 1;
+  int depth = 8;
+  std::string codec;       // empty: the extension's usual one
+  std::string background;  // empty: none
+  Existing existing = Existing::kRefuse;
+  int jobs = 1;  // 0: one a processor
+  double maxFrameSeconds = 0;
   ProgressKind progress = ProgressKind::kFromTerminal;
 };
 void Render(const RenderRequest& request);
+void ListFormats();
 
 struct ParamsRequest {
-  std::filesystem::path module;
-  std::filesystem::path scene;  // empty: as registered
-  double seconds = 0;           // when the scene's values are shown
+  SceneRequest scene;
+  double seconds = 0;  // when the scene's values are shown
   bool asJson = false;
 };
 void Params(const ParamsRequest& request);
+
+struct CheckRequest {
+  SceneRequest scene;
+  bool quick = false;  // without rendering
+  bool asJson = false;
+};
+void Check(const CheckRequest& request);
+
+struct DescribeRequest {
+  SceneRequest scene;
+  double seconds = 0;
+  bool asJson = false;
+};
+void Describe(const DescribeRequest& request);
+
+struct SheetRequest {
+  SceneRequest scene;
+  std::filesystem::path output;
+  std::optional<std::string> frames;
+  int columns = 4;
+  std::int32_t downsample = 0;  // 0: so that a picture is at most 320 pixels wide
+  std::string background = "#202020";
+  bool replace = false;
+};
+void Sheet(const SheetRequest& request);
+
+struct NewRequest {
+  std::filesystem::path file;
+  std::string preset;  // empty: the commented starter
+};
+void New(const NewRequest& request);
+void Presets(bool asJson);
 
 struct AboutRequest {
   std::filesystem::path module;
 };
 void About(const AboutRequest& request);
+void Schema(const AboutRequest& request);
 
 }  // namespace orvandel::cli

@@ -81,12 +81,13 @@ ordered_json AsJson(const Entry& entry) {
 }  // namespace
 
 void Params(const ParamsRequest& request) {
-  stage::EffectModule module(ModuleFile(request.module));
+  stage::EffectModule module(ModuleFile(request.scene.module));
   std::vector<Entry> entries;
-  if (request.scene.empty()) {
+  if (request.scene.file.empty()) {
     entries = RegisteredEntries(module.Catalog());
   } else {
-    entries = ShownEntries(module, stage::ReadScene(request.scene, module.Catalog()), request.seconds);
+    const stage::Scene scene = stage::ReadScene(request.scene.file, module.Catalog(), request.scene.options);
+    entries = ShownEntries(module, scene, request.seconds);
   }
   if (request.asJson) {
     ordered_json list = ordered_json::array();

@@ -1,85 +1,174 @@
-// `orvandel render`: frames of a scene, in the order asked for, into pictures or a film.
+// `orvandel render`: frames of a scene, in the order asked for, into pictures, a film or standard output.
+//
+// Everything that can be refused is refused before a frame is rendered and before anything is written. Then workers
+// render (cli/render/worker_pool.h) while this process takes what they made: it encodes a film's frames in their order,
+// or only counts the pictures that the workers wrote.
 #include <fmt/format.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
+#include <thread>
 
 #include "cli/commands/commands.h"
 #include "cli/frame_list.h"
-#include "cli/frame_sink.h"
 #include "cli/interrupt.h"
 #include "cli/module_file.h"
+#include "cli/render/ordered_sink.h"
+#include "cli/render/scene_work.h"
+#include "cli/text_table.h"
+#include "cli/waves/wave_count.h"
+#include "stage/background.h"
+#include "stage/effect_module.h"
 #include "stage/errors.h"
-#include "stage/frame_renderer.h"
-#include "stage/scene_reader.h"
 
 namespace orvandel::cli {
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
-stage::RenderOptions OptionsOf(const RenderRequest& request) {
-  stage::RenderOptions options;
-  options.highQuality = request.highQuality;
-  options.downsample = request.downsample;
-  options.shouldStop = StopRequested;
-  return options;
+double SecondsSince(Clock::time_point start) { return std::chrono::duration<double>(Clock::now() - start).count(); }
+
+// What is to be done, found to be possible.
+struct Plan {
+  stage::Scene scene;
+  Output output;
+  std::vector<std::int32_t> frames;
+  std::size_t kept = 0;
+  WaveCount waves;
+  PictureForm form;
+};
+
+void RefuseImpossibleSettings(const RenderRequest& request, const Output& output) {
+  if (request.depth == 16 && output.kind != OutputKind::kPictures) {
+    throw stage::InputError("--depth: 16 bits a channel are for .png pictures");
+  }
+  if (request.depth == 16 && !request.background.empty()) {
+    throw stage::InputError("--depth: 16 bits a channel go without --background");
+  }
+  if (!request.codec.empty() && output.kind != OutputKind::kFilm) {
+    throw stage::InputError(fmt::format("--codec: '{}' is for a film", request.codec));
+  }
+  if (output.kind == OutputKind::kStream && isatty(STDOUT_FILENO) == 1) {
+    throw stage::InputError("--output: raw frames are not for a terminal; send standard output to a file or a program");
+  }
 }
 
-stage::FilmOptions FilmOf(const stage::Scene& scene, const stage::FrameRenderer& renderer) {
+// The module is needed to read the scene; it is gone again before processes are forked.
+Plan MakePlan(const RenderRequest& request) {
+  stage::EffectModule module(ModuleFile(request.scene.module));
+  Plan plan;
+  plan.scene = stage::ReadScene(request.scene.file, module.Catalog(), request.scene.options);
+  const stage::Scene& scene = plan.scene;
+  const auto asked =
+      request.frames ? ParseFrameList(*request.frames, scene.time.frameCount) : AllFrames(scene.time.frameCount);
+  plan.output = ParseOutput(request.output, asked);
+  RefuseImpossibleSettings(request, plan.output);
+  plan.form = {CellsOf(scene.width, request.downsample), CellsOf(scene.height, request.downsample), request.depth};
+  const auto frames = plan.output.IsOrdered() ? asked : WithoutRepeats(asked);
+  plan.frames = FramesLeft(plan.output, frames, request.existing, plan.form);
+  plan.kept = frames.size() - plan.frames.size();
+  if (!plan.frames.empty()) plan.waves = CountWaves(scene, module.Catalog(), plan.frames);
+  RefuseTooManyWaves(scene, plan.waves, request.scene.maxWaves);
+  if (!request.background.empty()) stage::Background(request.background, scene, request.downsample);
+  module.SetDown();
+  return plan;
+}
+
+stage::FilmOptions FilmOf(const Plan& plan, const std::string& codec) {
   stage::FilmOptions film;
-  film.frameRate = scene.time.frameRate;
-  film.pixelAspect = scene.pixelAspect;
-  film.width = renderer.OutputWidth();
-  film.height = renderer.OutputHeight();
+  film.frameRate = plan.scene.time.frameRate;
+  film.pixelAspect = plan.scene.pixelAspect;
+  film.width = plan.form.width;
+  film.height = plan.form.height;
+  film.format = codec;
   return film;
 }
 
-// What the effect complains of is told with the frame it happened at.
-stage::Picture RenderFrame(stage::FrameRenderer& renderer, std::int32_t frame) {
-  try {
-    return renderer.Render(frame);
-  } catch (const stage::EffectError& error) {
-    if (error.message.empty()) throw;
-    throw stage::EffectError(error.code, fmt::format("frame {}: {}", frame, error.message));
+PoolOptions PoolOf(const RenderRequest& request, const Plan& plan) {
+  PoolOptions pool;
+  const auto processors = static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
+  pool.jobs = request.jobs == 0 ? processors : request.jobs;
+  pool.jobs = static_cast<int>(std::min<std::size_t>(static_cast<std::size_t>(pool.jobs), plan.frames.size()));
+  if (plan.output.IsOrdered()) {
+    pool.slotBytes = static_cast<std::size_t>(plan.form.width) * static_cast<std::size_t>(plan.form.height) * 4;
   }
+  pool.maxFrameSeconds = request.maxFrameSeconds;
+  return pool;
 }
 
-void RenderFrames(stage::FrameRenderer& renderer, const std::vector<std::int32_t>& frames, FrameSink& sink,
-                  Progress& progress) {
-  const auto total = static_cast<std::int64_t>(frames.size());
-  std::int64_t done = 0;
-  for (const std::int32_t frame : frames) {
-    if (StopRequested()) throw stage::Interrupted();
-    sink.Put(frame, RenderFrame(renderer, frame));
-    progress.Show(++done, total);
+SceneWorkSettings WorkOf(const RenderRequest& request) {
+  SceneWorkSettings settings;
+  settings.module = ModuleFile(request.scene.module);
+  settings.render.highQuality = request.highQuality;
+  settings.render.downsample = request.downsample;
+  settings.render.shouldStop = StopRequested;
+  settings.depth = request.depth;
+  settings.background = request.background;
+  return settings;
+}
+
+// Takes finished frames: keeps the summary, passes ordered frames on, shows the progress.
+class Taker {
+ public:
+  Taker(const Plan& plan, Progress& progress, RenderSummary& summary)
+      : plan_(plan), progress_(progress), summary_(summary) {}
+
+  void Take(const FinishedFrame& finished, OrderedSink* sink) {
+    if (sink != nullptr) sink->Put(finished.bytes);
+    if (finished.seconds > summary_.slowestSeconds) {
+      summary_.slowestSeconds = finished.seconds;
+      summary_.slowestFrame = finished.frame;
+    }
+    FrameDone done{finished.frame, ++done_, static_cast<std::int64_t>(plan_.frames.size()), finished.seconds, {}};
+    if (!plan_.output.IsOrdered()) done.file = plan_.output.FileOf(finished.frame).string();
+    progress_.Frame(done);
   }
+
+ private:
+  const Plan& plan_;
+  Progress& progress_;
+  RenderSummary& summary_;
+  std::int64_t done_ = 0;
+};
+
+void RenderFrames(const RenderRequest& request, const Plan& plan, Progress& progress, RenderSummary& summary) {
+  const SceneWorkSettings work = WorkOf(request);
+  WorkerPool pool(PoolOf(request, plan), [&] { return MakeSceneWork(work, plan.scene, plan.output); });
+  // After the workers have been forked: encoders start threads.
+  const auto sink = plan.output.IsOrdered() ? OpenSink(plan.output, FilmOf(plan, request.codec)) : nullptr;
+  Taker taker(plan, progress, summary);
+  pool.Run(plan.frames, [&](const FinishedFrame& finished) { taker.Take(finished, sink.get()); });
   if (StopRequested()) throw stage::Interrupted();
-  sink.Finish();
-}
-
-void RenderScene(const RenderRequest& request, stage::EffectModule& module) {
-  const stage::Scene scene = stage::ReadScene(request.scene, module.Catalog());
-  const auto frames =
-      request.frames ? ParseFrameList(*request.frames, scene.time.frameCount) : AllFrames(scene.time.frameCount);
-  stage::FrameRenderer renderer(module, scene, 0, OptionsOf(request));
-  const auto sink = OpenSink(request.output, frames, FilmOf(scene, renderer));
-  const auto start = Clock::now();
-  {
-    const auto progress = MakeProgress(request.progress);
-    RenderFrames(renderer, frames, *sink, *progress);
-  }
-  if (request.progress == ProgressKind::kSilent) return;
-  const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
-  fmt::print(stderr, "{}: {} frame{} in {:.1f} s\n", sink->Name(), frames.size(), frames.size() == 1 ? "" : "s",
-             seconds);
+  if (sink != nullptr) sink->Finish();
 }
 
 }  // namespace
 
 void Render(const RenderRequest& request) {
-  stage::EffectModule module(ModuleFile(request.module));
-  RenderScene(request, module);
-  module.SetDown();
+  const Plan plan = MakePlan(request);
+  if (plan.output.kind != OutputKind::kStream) PrepareFolder(plan.output.FileOf(plan.scene.time.frameCount - 1));
+  const auto progress = MakeProgress(request.progress);
+  RenderSummary summary;
+  summary.start = {plan.scene.file.string(), plan.output.Name(), static_cast<std::int64_t>(plan.frames.size()),
+                   static_cast<std::int64_t>(plan.kept), PoolOf(request, plan).jobs};
+  summary.mostWaves = plan.waves.alive;
+  const auto start = Clock::now();
+  progress->Begin(summary.start);
+  if (!plan.frames.empty()) RenderFrames(request, plan, *progress, summary);
+  summary.seconds = SecondsSince(start);
+  progress->End(summary);
+}
+
+void ListFormats() {
+  std::vector<std::vector<std::string>> rows{{"extension", "codec", "alpha", "lossless", ""},
+                                             {".png", "", "yes", "yes", "pictures; --depth 16 for 16 bits a channel"}};
+  for (const stage::FilmKind& kind : stage::FilmKinds()) {
+    rows.push_back(
+        {kind.extension, kind.name, kind.hasAlpha ? "yes" : "no", kind.lossless ? "yes" : "no", kind.description});
+  }
+  rows.push_back({"-", "", "yes", "yes", "standard output: bytes red, green, blue, alpha, frame after frame"});
+  fmt::print("{}", TextTable(rows));
 }
 
 }  // namespace orvandel::cli

@@ -25,6 +25,8 @@ std::string ErrorOf(const std::string& text, std::int32_t frameCount) {
 
 TEST(FrameList, KeepsTheOrderGiven) {
   EXPECT_THAT(ParseFrameList("7,0-2, 20-30x5 ,7", 31), ElementsAre(7, 0, 1, 2, 20, 25, 30, 7));
+  EXPECT_THAT(ParseFrameList("7 0..2\t20..30x5 , 7", 31), ElementsAre(7, 0, 1, 2, 20, 25, 30, 7));
+  EXPECT_THAT(WithoutRepeats({7, 0, 7, 1, 0}), ElementsAre(7, 0, 1));
   EXPECT_THAT(ParseFrameList("0-2147483646x2147483646", 2147483647), ElementsAre(0, 2147483646));
 }
 
@@ -35,7 +37,7 @@ TEST(FrameList, RefusesWithWhatIsAllowed) {
   for (const char* negative : {"-1", "3,-4", "-8--5"}) {
     EXPECT_THAT(ErrorOf(negative, 10), HasSubstr("negative; the scene has frames 0..9")) << negative;
   }
-  for (const char* malformed : {"", ",", "1,", "1,,2", "a", "1-", "1-2x", "1x2", "1-2-3", "1.5", "+1", "1 2", "1--2"}) {
+  for (const char* malformed : {"", ",", "1,", "1,,2", "a", "1-", "1-2x", "1x2", "1-2-3", "1.5", "+1", "1--2"}) {
     EXPECT_THAT(ErrorOf(malformed, 10), HasSubstr("N, A-B or A-BxS")) << malformed;
   }
   EXPECT_THAT(ErrorOf("5-3", 10), HasSubstr("backwards"));
@@ -44,7 +46,7 @@ TEST(FrameList, RefusesWithWhatIsAllowed) {
 
 // Whatever is typed, the answer is a refusal or frames of the scene.
 TEST(FrameList, AnyTextIsRefusedOrInRange) {
-  const std::string alphabet = "0123456789-x, ";
+  const std::string alphabet = "0123456789-x., ";
   std::mt19937 random(20);
   for (int round = 0; round < 20000; ++round) {
     std::string text;

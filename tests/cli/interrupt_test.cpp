@@ -23,29 +23,6 @@ const char* const kLongScene = R"json({ "version": 1, "width": 320, "height": 18
 const char* const kEndlessFrame = R"json({ "version": 1, "width": 1280, "height": 720, "frameRate": 30,
   "duration": 3000, "parameters": { "Frequency": 400, "Lifespan (sec)": 1000, "Expansion": 0.01 } })json";
 
-// Waits for a file's or folder's appearance, for at most 20 s.
-bool WaitForContent(const std::filesystem::path& folder, std::size_t count) {
-  for (int round = 0; round < 4000; ++round) {
-    if (NamesIn(folder).size() >= count) return true;
-    usleep(5000);
-  }
-  return false;
-}
-
-bool WaitForFolder(const std::filesystem::path& folder) {
-  for (int round = 0; round < 4000; ++round) {
-    if (std::filesystem::is_directory(folder)) return true;
-    usleep(5000);
-  }
-  return false;
-}
-
-bool EndsLikeAWholePicture(const std::filesystem::path& file) {
-  const std::string bytes = ReadFile(file);
-  const std::string end = "IEND\xae\x42\x60\x82";
-  return bytes.size() > end.size() && bytes.compare(bytes.size() - end.size(), end.size(), end) == 0;
-}
-
 class Interrupting : public testing::Test {
  protected:
   std::vector<std::string> RenderTo(const std::string& output) const {
@@ -61,8 +38,10 @@ TEST_F(Interrupting, LeavesWholePicturesOnly) {
   std::mt19937 random(130);
   for (int round = 0; round < 6; ++round) {
     std::filesystem::remove_all(Out());
-    Program program(RenderTo("f.####.png"), "/dev/null", folder_ / "error");
-    ASSERT_TRUE(WaitForContent(Out(), 2)) << ReadFile(folder_ / "error");
+    auto arguments = RenderTo("f.####.png");
+    arguments.insert(arguments.end(), {"--jobs", std::to_string(round % 3 + 1)});
+    Program program(arguments, "/dev/null", folder_ / "error");
+    ASSERT_TRUE(WaitUntil([&] { return NamesIn(Out()).size() >= 2; })) << ReadFile(folder_ / "error");
     usleep(static_cast<useconds_t>(random() % 40000));
     program.Send(round % 2 == 0 ? SIGINT : SIGTERM);
     EXPECT_EQ(program.Wait(), kInterruptedCode);
@@ -79,7 +58,7 @@ TEST_F(Interrupting, LeavesNothingOfAFilm) {
   for (const int signals : {1, 2}) {
     std::filesystem::remove_all(Out());
     Program program(RenderTo("film.mp4"), "/dev/null", folder_ / "error");
-    ASSERT_TRUE(WaitForContent(Out(), 1)) << ReadFile(folder_ / "error");
+    ASSERT_TRUE(WaitUntil([&] { return NamesIn(Out()).size() >= 1; })) << ReadFile(folder_ / "error");
     usleep(100000);
     for (int sent = 0; sent < signals; ++sent) program.Send(sent == 0 ? SIGINT : SIGTERM);
     EXPECT_EQ(program.Wait(), kInterruptedCode);
@@ -90,9 +69,9 @@ TEST_F(Interrupting, LeavesNothingOfAFilm) {
 TEST_F(Interrupting, StopsInsideAFrame) {
   WriteFile(folder_ / "scene.json", kEndlessFrame);
   auto arguments = RenderTo("late.png");
-  arguments.insert(arguments.end(), {"--frames", "60000"});
+  arguments.insert(arguments.end(), {"--frames", "60000", "--max-waves", "2000000"});
   Program program(arguments, "/dev/null", folder_ / "error");
-  ASSERT_TRUE(WaitForFolder(Out())) << ReadFile(folder_ / "error");
+  ASSERT_TRUE(WaitUntil([&] { return std::filesystem::is_directory(Out()); })) << ReadFile(folder_ / "error");
   usleep(200000);
   program.Send(SIGINT);
   EXPECT_EQ(program.Wait(), kInterruptedCode);

@@ -94,6 +94,18 @@ Outcome RunOnTerminal(const std::vector<std::string>& arguments) {
   return outcome;
 }
 
+bool WaitUntil(const std::function<bool()>& ready) {
+  for (int round = 0; round < 4000; ++round) {
+    if (ready()) return true;
+    usleep(5000);
+  }
+  return false;
+}
+
+bool EndsLikeAWholePicture(const std::filesystem::path& file) {
+  return ReadFile(file).ends_with("IEND\xae\x42\x60\x82");
+}
+
 std::string ReadFile(const std::filesystem::path& file) {
   std::ifstream stream(file, std::ios::binary);
   std::ostringstream text;

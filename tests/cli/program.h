@@ -4,6 +4,7 @@
 #include <sys/types.h>
 
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -24,6 +25,7 @@ class Program {
   Program& operator=(const Program&) = delete;
 
   void Send(int signal) const;
+  pid_t Process() const { return process_; }
   int Wait();  // the exit code, as in Outcome
 
  private:
@@ -48,6 +50,12 @@ class TemporaryFolder {
 Outcome RunProgram(const std::vector<std::string>& arguments);
 // The same with the program's standard error on a terminal; `error` holds what the terminal received.
 Outcome RunOnTerminal(const std::vector<std::string>& arguments);
+
+// Calls `ready` until it is true, for at most 20 s.
+bool WaitUntil(const std::function<bool()>& ready);
+
+// Whether the bytes are those of a PNG file to its end.
+bool EndsLikeAWholePicture(const std::filesystem::path& file);
 
 std::string ReadFile(const std::filesystem::path& file);
 void WriteFile(const std::filesystem::path& file, const std::string& text);

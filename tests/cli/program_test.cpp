@@ -34,6 +34,7 @@ class ProgramTest : public testing::Test {
 
   Outcome Render(const std::string& output, const Arguments& more = {}) const {
     Arguments arguments{"render", Scene(), "-o", (Out() / output).string()};
+    if (std::find(more.begin(), more.end(), "--overwrite") == more.end()) arguments.push_back("--overwrite");
     arguments.insert(arguments.end(), more.begin(), more.end());
     return RunProgram(arguments);
   }
@@ -58,7 +59,7 @@ TEST_F(ProgramTest, RendersTheFramesAskedForUnderTheirNames) {
 
   // Any order and any company give the same bytes; a plain name is kept for exactly one frame.
   for (const char* frame : {"4", "10", "20", "31"}) {
-    ASSERT_EQ(Render("alone.png", {"--frames", frame}).exitCode, 0);
+    ASSERT_EQ(Render("alone.png", {"--frames", frame, "--overwrite"}).exitCode, 0);
     const std::string alone = ReadFile(Out() / "alone.png");
     const std::string padded = std::string(4 - std::string(frame).size(), '0') + frame;
     EXPECT_EQ(ReadFile(Out() / ("f." + padded + ".png")), alone) << frame;
@@ -87,7 +88,7 @@ TEST_F(ProgramTest, RendersAFilm) {
 }
 
 TEST_F(ProgramTest, ShowsABarOnATerminalAndPlainLinesElsewhere) {
-  const Arguments arguments{"render", Scene(), "-o", (Out() / "f.####.png").string()};
+  Arguments arguments{"render", Scene(), "-o", (Out() / "f.####.png").string(), "--overwrite"};
   const Outcome plain = RunProgram(arguments);
   EXPECT_THAT(plain.error, HasSubstr("60 of 60 frames, "));
   EXPECT_EQ(plain.error.find_first_of("\r\x1b"), std::string::npos);
@@ -95,7 +96,7 @@ TEST_F(ProgramTest, ShowsABarOnATerminalAndPlainLinesElsewhere) {
   EXPECT_EQ(terminal.exitCode, 0);
   EXPECT_THAT(terminal.error, HasSubstr("[########################] 60 of 60 frames"));
   EXPECT_THAT(terminal.error, HasSubstr("\r\x1b[K" + (Out() / "f.####.png").string() + ": 60 frames in "));
-  EXPECT_EQ(Render("f.####.png", {"--quiet"}).error, "");
+  EXPECT_EQ(Render("f.####.png", {"--quiet", "--overwrite"}).error, "");
 }
 
 // A bad scene is refused before anything is rendered or made: file, place, what was found, what is allowed.
@@ -135,7 +136,7 @@ TEST_F(ProgramTest, RefusesBadArguments) {
   };
   const std::string out = (Out() / "f.png").string();
   for (const auto& [arguments, part] : {
-           Bad{{}, "render, params or about"},
+           Bad{{}, "no command given"},
            Bad{{"paint"}, "paint"},
            Bad{{"render"}, "scene"},
            Bad{{"render", Scene()}, "--output"},
@@ -146,8 +147,8 @@ TEST_F(ProgramTest, RefusesBadArguments) {
            Bad{{"render", Scene(), "-o", out, "--frames", "60"}, "0..59"},
            Bad{{"render", Scene(), "-o", out, "--frames", "-1"}, "negative"},
            Bad{{"render", Scene(), "-o", out, "--frames", ""}, "--frames"},
-           Bad{{"render", Scene(), "-o", (Out() / "f.gif").string()}, "and .png for pictures"},
-           Bad{{"render", Scene(), "-o", Out().string()}, "and .png for pictures"},
+           Bad{{"render", Scene(), "-o", (Out() / "f.gif").string()}, "is neither a picture nor a film"},
+           Bad{{"render", Scene(), "-o", Out().string()}, "is neither a picture nor a film"},
            Bad{{"render", Scene(), "-o", "%x.png"}, "%x.png"},
            Bad{{"params", "--time", "1"}, "scene"},
            Bad{{"params", Scene(), "--time", "-1"}, "-1"},
@@ -227,7 +228,7 @@ TEST_F(ProgramTest, RendersEveryExampleScene) {
   EXPECT_GE(scenes.size(), 4u);
   for (const std::string& scene : scenes) {
     const Outcome outcome = RunProgram({"render", scene, "-o", (Out() / "example.png").string(), "--frames", "45",
-                                        "--downsample", "8", "--quality", "draft"});
+                                        "--downsample", "8", "--quality", "draft", "--overwrite"});
     EXPECT_EQ(outcome.exitCode, 0) << outcome.error;
   }
 }

@@ -1,0 +1,248 @@
+#include "cli/arguments.h"
+
+#include <algorithm>
+
+#include "cli/help_texts.h"
+
+namespace orvandel::cli {
+namespace {
+
+constexpr int kMostJobs = 256;
+
+void AddModuleOption(CLI::App& command, std::filesystem::path& module) {
+  command.add_option("--module", module, "The effect's module file; default: the one installed with the program")
+      ->type_name("FILE");
+}
+
+CLI::Option* AddScene(CLI::App& command, SceneRequest& request, const char* help = "Scene file (JSON)") {
+  CLI::Option* scene = command.add_option("scene", request.file, help)->type_name("SCENE");
+  command
+      .add_option("--set", request.options.sets,
+                  "A parameter in place of the scene's, as in a scene; may be repeated. 2:NAME is that of the second "
+                  "effect alone")
+      ->allow_extra_args(false)
+      ->type_name("NAME=VALUE");
+  command.add_flag("--allow-outside", request.options.allowOutside, "Media may lie outside the scene's folder");
+  AddModuleOption(command, request.module);
+  return scene;
+}
+
+void AddWaveLimit(CLI::App& command, SceneRequest& request) {
+  command.add_option("--max-waves", request.maxWaves, "Refuse frames that need more waves at once")
+      ->check(CLI::Range(std::int64_t{1}, std::int64_t{1} << 22))
+      ->type_name("N")
+      ->default_val(request.maxWaves);
+}
+
+void AddPicture(CLI::App& command, Requests& requests) {
+  RenderRequest& request = requests.render;
+  command.add_option("--quality", requests.quality, "full, or draft: one sample a pixel and coarser curves")
+      ->check(CLI::IsMember({"full", "draft"}))
+      ->default_val("full");
+  command.add_option("--downsample", request.downsample, "Render at 1/K of the size, in both directions")
+      ->check(CLI::Range(1, 30000))
+      ->type_name("K")
+      ->default_val(1);
+  command.add_option("--depth", request.depth, "Bits a channel of .png pictures")
+      ->check(CLI::IsMember({8, 16}))
+      ->default_val(8);
+  command.add_option("--codec", request.codec, "Where films with one extension have several; see --list-formats")
+      ->type_name("CODEC");
+  command
+      .add_option("--background", request.background,
+                  "Behind every frame, which then is opaque: a colour (#rrggbb), a picture, a numbered sequence or a "
+                  "film, stretched to the scene's size")
+      ->type_name("FILE");
+}
+
+void AddWork(CLI::App& command, Requests& requests) {
+  RenderRequest& request = requests.render;
+  command.add_option("-j,--jobs", request.jobs, "Processes that render side by side; 0: one a processor")
+      ->check(CLI::Range(0, kMostJobs))
+      ->type_name("N")
+      ->default_val(1);
+  CLI::Option* overwrite = command.add_flag("--overwrite", requests.overwrite, "Replace files that exist");
+  command.add_flag("--resume", requests.resume, "Keep pictures that exist, render those that are missing")
+      ->excludes(overwrite);
+  command
+      .add_option("--max-frame-seconds", request.maxFrameSeconds, "Give up when one frame takes longer; 0: no bound")
+      ->check(CLI::Range(0.0, 1e9))
+      ->type_name("S");
+  AddWaveLimit(command, request.scene);
+  CLI::Option* progress =
+      command
+          .add_option("--progress", requests.progress, "How progress is shown; auto: a bar on a terminal, else lines")
+          ->check(CLI::IsMember({"auto", "bar", "lines", "json", "none"}))
+          ->default_val("auto");
+  command.add_flag("-q,--quiet", requests.quiet, "No progress and no closing line")->excludes(progress);
+}
+
+void AddRender(CLI::App& app, Requests& requests) {
+  RenderRequest& request = requests.render;
+  CLI::App& command = *app.add_subcommand("render", "Render frames of a scene into pictures, a film or a pipe");
+  CLI::Option* scene = AddScene(command, request.scene)->required();
+  CLI::Option* output =
+      command.add_option("-o,--output", request.output, "Picture, numbered pictures, film or -; see below")
+          ->required()
+          ->type_name("NAME");
+  command.add_option("-F,--frames", request.frames, "Frames to render; default: all")->type_name("LIST");
+  AddPicture(command, requests);
+  AddWork(command, requests);
+  // It needs neither scene nor output, which the parser otherwise asks for first.
+  command
+      .add_flag_callback(
+          "--list-formats",
+          [&requests, scene, output] {
+            requests.listFormats = true;
+            scene->required(false);
+            output->required(false);
+          },
+          "List the outputs that can be written")
+      ->trigger_on_parse();
+  command.footer(kRenderHelp);
+}
+
+CLI::Option* AddTime(CLI::App& command, double& seconds, const char* help) {
+  return command.add_option("--time", seconds, help)->check(CLI::Range(0.0, 1e6))->type_name("T");
+}
+
+void AddParams(CLI::App& app, ParamsRequest& request) {
+  CLI::App& command = *app.add_subcommand("params", "List the effect's parameters, and their values in a scene");
+  CLI::Option* scene = AddScene(command, request.scene, "Show the values that this scene sets");
+  AddTime(command, request.seconds, "At this time of the scene, in seconds; default 0")->needs(scene);
+  command.add_flag("--json", request.asJson, "As JSON");
+  command.footer(kParamsHelp);
+}
+
+void AddCheck(CLI::App& app, CheckRequest& request) {
+  CLI::App& command = *app.add_subcommand("check", "Tell everything that is wrong with a scene, and what it costs");
+  AddScene(command, request.scene)->required();
+  command.add_flag("--quick", request.quick, "Without rendering, so without looking for flashes");
+  command.add_flag("--json", request.asJson, "As JSON");
+  AddWaveLimit(command, request.scene);
+  command.footer(kCheckHelp);
+}
+
+void AddDescribe(CLI::App& app, DescribeRequest& request) {
+  CLI::App& command = *app.add_subcommand("describe", "Tell in words what a frame of a scene shows");
+  AddScene(command, request.scene)->required();
+  AddTime(command, request.seconds, "The time of the frame, in seconds; default 0");
+  command.add_flag("--json", request.asJson, "As JSON");
+  AddWaveLimit(command, request.scene);
+  command.footer(kDescribeHelp);
+}
+
+void AddSheet(CLI::App& app, SheetRequest& request) {
+  CLI::App& command = *app.add_subcommand("sheet", "Draw a contact sheet: frames of a scene with their numbers");
+  AddScene(command, request.scene)->required();
+  command.add_option("-o,--output", request.output, "The sheet, a .png picture")->required()->type_name("NAME");
+  command.add_option("-F,--frames", request.frames, "Frames to show; default: twelve, spread over the scene")
+      ->type_name("LIST");
+  command.add_option("--columns", request.columns, "Frames in a row")
+      ->check(CLI::Range(1, 1000))
+      ->type_name("N")
+      ->default_val(4);
+  command.add_option("--scale", request.downsample, "Frames at 1/K of their size; default: at most 320 pixels wide")
+      ->check(CLI::Range(1, 30000))
+      ->type_name("K");
+  command.add_option("--background", request.background, "The colour behind them")
+      ->type_name("#RRGGBB")
+      ->default_val(request.background);
+  command.add_flag("--overwrite", request.replace, "Replace a file that exists");
+  AddWaveLimit(command, request.scene);
+  command.footer(kSheetHelp);
+}
+
+void AddNew(CLI::App& app, Requests& requests) {
+  CLI::App& command = *app.add_subcommand("new", "Make a scene to start from");
+  command.add_option("scene", requests.newScene.file, "The file to make")->required()->type_name("SCENE");
+  command.add_option("--from", requests.newScene.preset, "A copy of this preset, with its media")->type_name("PRESET");
+  command.footer(kNewHelp);
+  CLI::App& presets = *app.add_subcommand("presets", "List the scenes that come with the program");
+  presets.add_flag("--json", requests.presetsAsJson, "As JSON, with their files");
+  presets.footer(kPresetsHelp);
+}
+
+void AddAbout(CLI::App& app, Requests& requests) {
+  CLI::App& about = *app.add_subcommand("about", "Tell what the effect's module says about itself");
+  AddModuleOption(about, requests.about.module);
+  about.footer(kAboutHelp);
+  CLI::App& schema = *app.add_subcommand("schema", "Print the JSON Schema of scene files, for editors");
+  AddModuleOption(schema, requests.schema.module);
+  schema.footer(kSchemaHelp);
+  CLI::App& completions = *app.add_subcommand("completions", "Print a completion script for a shell");
+  completions.add_option("shell", requests.shell, "The shell")
+      ->required()
+      ->check(CLI::IsMember({"bash", "zsh", "fish"}));
+  completions.footer(kCompletionsHelp);
+  app.add_subcommand("man", "Print the manual page")->footer(kManHelp);
+}
+
+// The parser shows choices as a part of the type: "TEXT:{full,draft}".
+std::vector<std::string> ChoicesIn(const std::string& typeName) {
+  std::vector<std::string> choices;
+  const auto open = typeName.find('{');
+  if (open == std::string::npos) return choices;
+  const std::string inside = typeName.substr(open + 1, typeName.find('}') - open - 1);
+  for (std::size_t begin = 0; begin <= inside.size();) {
+    const std::size_t end = std::min(inside.find(',', begin), inside.size());
+    choices.push_back(inside.substr(begin, end - begin));
+    begin = end + 1;
+  }
+  return choices;
+}
+
+OptionHelp HelpOf(const CLI::Option& option) {
+  OptionHelp help;
+  for (const std::string& name : option.get_snames()) help.names.push_back("-" + name);
+  for (const std::string& name : option.get_lnames()) help.names.push_back("--" + name);
+  help.positional = help.names.empty();
+  help.required = option.get_required();
+  help.help = option.get_description();
+  help.defaultText = option.get_default_str();
+  if (option.get_items_expected_max() > 0) {
+    const std::string type = option.get_type_name();
+    help.choices = ChoicesIn(type);
+    help.value = type.substr(0, type.find(':'));
+  }
+  if (help.positional) {
+    help.names.push_back(option.get_name());
+    if (!help.choices.empty()) help.value = "SHELL";
+  }
+  return help;
+}
+
+}  // namespace
+
+void AddCommands(CLI::App& app, Requests& requests) {
+  app.footer(kProgramHelp);
+  AddRender(app, requests);
+  AddSheet(app, requests.sheet);
+  AddCheck(app, requests.check);
+  AddDescribe(app, requests.describe);
+  AddParams(app, requests.params);
+  AddNew(app, requests);
+  AddAbout(app, requests);
+}
+
+void ResolveWords(Requests& requests) {
+  static const std::map<std::string, ProgressKind> kinds{{"auto", ProgressKind::kFromTerminal},
+                                                         {"bar", ProgressKind::kBar},
+                                                         {"lines", ProgressKind::kLines},
+                                                         {"json", ProgressKind::kJson},
+                                                         {"none", ProgressKind::kNone}};
+  RenderRequest& render = requests.render;
+  render.highQuality = requests.quality == "full";
+  render.progress = requests.quiet ? ProgressKind::kQuiet : kinds.at(requests.progress);
+  if (requests.overwrite) render.existing = Existing::kReplace;
+  if (requests.resume) render.existing = Existing::kKeep;
+}
+
+CommandHelp TreeOf(const CLI::App& app) {
+  CommandHelp tree{app.get_name(), app.get_description(), {}, app.get_footer(), {}};
+  for (const CLI::Option* option : app.get_options()) tree.options.push_back(HelpOf(*option));
+  for (const CLI::App* command : app.get_subcommands(nullptr)) tree.commands.push_back(TreeOf(*command));
+  return tree;
+}
+
+}  // namespace orvandel::cli

@@ -1,0 +1,38 @@
+// The command line as requests, and as a tree for the manual page and the completions. Only this file's other half and
+// main.cpp know the argument parser.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <map>
+#include <string>
+
+#include "cli/command_tree.h"
+#include "cli/commands/commands.h"
+
+namespace orvandel::cli {
+
+// Everything that the arguments can say; the command that was named tells which part counts.
+struct Requests {
+  RenderRequest render;
+  ParamsRequest params;
+  CheckRequest check;
+  DescribeRequest describe;
+  SheetRequest sheet;
+  NewRequest newScene;
+  AboutRequest about, schema;
+  std::string quality = "full", shell;
+  std::string progress = "auto";
+  bool overwrite = false, resume = false, quiet = false;  // of render
+  bool listFormats = false;
+  bool presetsAsJson = false;
+};
+
+// `requests` must outlive the parsing.
+void AddCommands(CLI::App& app, Requests& requests);
+
+// What words stand for, once the arguments have been parsed.
+void ResolveWords(Requests& requests);
+
+CommandHelp TreeOf(const CLI::App& app);
+
+}  // namespace orvandel::cli

@@ -1,0 +1,193 @@
+// `orvandel describe`: one frame in words and numbers. The waves come from the scene's values by the effect's own rules
+// (cli/waves/wave_states.h); what is said of the picture comes from the picture.
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+#include <utility>
+
+#include "cli/commands/commands.h"
+#include "cli/interrupt.h"
+#include "cli/module_file.h"
+#include "cli/param_text.h"
+#include "cli/picture_facts.h"
+#include "cli/text_table.h"
+#include "cli/waves/emitter_values.h"
+#include "cli/waves/wave_count.h"
+#include "cli/waves/wave_states.h"
+#include "stage/errors.h"
+#include "stage/scene_renderer.h"
+
+namespace orvandel::cli {
+namespace {
+
+using nlohmann::ordered_json;
+
+// Listed one by one; the newest are the ones that a person looks for.
+constexpr std::size_t kMostInText = 20, kMostInJson = 1000;
+
+constexpr const char* kWavesFrom = "computed from the scene's values by the effect's rules of birth and motion";
+constexpr const char* kPictureFrom = "measured in the rendered frame";
+
+struct EffectAtTime {
+  std::string waveType, setAt;
+  WavesAtTime waves;
+};
+
+struct Description {
+  std::int32_t frame = 0;
+  double seconds = 0;
+  std::vector<EffectAtTime> effects;
+  PictureFacts picture;
+};
+
+std::int32_t FrameAt(const stage::Scene& scene, double seconds) {
+  const double units = seconds * scene.time.timeScale;
+  const auto frame = static_cast<std::int64_t>(units / scene.time.timeStep + 1e-6);
+  if (frame < scene.time.frameCount) return static_cast<std::int32_t>(frame);
+  const double last = static_cast<double>(scene.time.TimeOfFrame(scene.time.frameCount - 1)) / scene.time.timeScale;
+  throw stage::InputError(fmt::format("--time: {} s is after the scene's last frame at {:.3f} s", seconds, last));
+}
+
+Description Look(stage::EffectModule& module, const stage::Scene& scene, const DescribeRequest& request) {
+  Description description;
+  description.frame = FrameAt(scene, request.seconds);
+  RefuseTooManyWaves(scene, CountWaves(scene, module.Catalog(), {description.frame}), request.scene.maxWaves);
+  const std::int32_t hostTime = scene.time.TimeOfFrame(description.frame);
+  description.seconds = static_cast<double>(hostTime) / scene.time.timeScale;
+  const auto tick = static_cast<std::int64_t>(description.seconds * kTicksPerSecond);
+  for (const stage::Emitter& emitter : scene.emitters) {
+    const EmitterValues values(scene, emitter, module.Catalog());
+    description.effects.push_back({values.ChoiceText("Wave Type", tick),
+                                   values.ChoiceText("Parameters are set at", tick),
+                                   WavesAt(scene, emitter, module.Catalog(), hostTime)});
+  }
+  stage::RenderOptions options;
+  options.shouldStop = StopRequested;
+  stage::SceneRenderer renderer(module, scene, options);
+  description.picture = FactsOf(renderer.Render(description.frame));
+  return description;
+}
+
+// --- As text.
+
+std::string Span(double low, double high, const char* unit) {
+  const std::string from = fmt::format("{:.1f}", low), to = fmt::format("{:.1f}", high);
+  return from == to ? fmt::format("{} {}", from, unit) : fmt::format("{} to {} {}", from, to, unit);
+}
+
+template <typename Field>
+std::string SpanOf(const std::vector<WaveState>& waves, const Field& field, const char* unit) {
+  const auto [low, high] = std::minmax_element(
+      waves.begin(), waves.end(), [&](const WaveState& a, const WaveState& b) { return field(a) < field(b); });
+  return Span(field(*low), field(*high), unit);
+}
+
+std::string Sentence(const EffectAtTime& effect) {
+  const auto& waves = effect.waves.alive;
+  std::string text = fmt::format("{}, set at {}: {} of {} waves alive", effect.waveType, effect.setAt, waves.size(),
+                                 effect.waves.born);
+  if (waves.empty()) return text + ".";
+  return text + fmt::format("; radius {}, centres from x {}, y {}.",
+                            SpanOf(
+                                waves, [](const WaveState& wave) { return wave.radius; }, "px"),
+                            SpanOf(
+                                waves, [](const WaveState& wave) { return wave.centre.x; }, "px"),
+                            SpanOf(
+                                waves, [](const WaveState& wave) { return wave.centre.y; }, "px"));
+}
+
+std::string WaveTable(const std::vector<WaveState>& waves) {
+  std::vector<std::vector<std::string>> rows{{"age", "centre", "radius", "turn", "stroke", "opacity", "colour"}};
+  const std::size_t count = std::min(waves.size(), kMostInText);
+  for (std::size_t i = waves.size(); i > waves.size() - count; --i) {
+    const WaveState& wave = waves[i - 1];
+    rows.push_back({fmt::format("{:.3f} s", wave.ageSeconds),
+                    fmt::format("{:.1f}, {:.1f}", wave.centre.x, wave.centre.y), fmt::format("{:.1f} px", wave.radius),
+                    fmt::format("{:.1f}°", wave.turnDegrees), fmt::format("{:.1f} px", wave.strokeWidth),
+                    fmt::format("{:.0f} %", wave.opacity * 100), ColorText(wave.color)});
+  }
+  std::string text = TextTable(rows);
+  if (waves.size() > count) text += fmt::format("and {} older\n", waves.size() - count);
+  return text;
+}
+
+std::string PictureSentence(const PictureFacts& picture) {
+  if (picture.coverage == 0) return "Nothing is visible.";
+  return fmt::format(
+      "{:.1f} % of the picture is covered, between {}, {} and {}, {}; mean colour {}, mean alpha {:.3f}.",
+      picture.coverage * 100, picture.left, picture.top, picture.right, picture.bottom, ColorText(picture.meanColor),
+      picture.meanAlpha);
+}
+
+void PrintText(const stage::Scene& scene, const Description& description) {
+  fmt::print("{}: frame {} of 0..{}, at {:.3f} s; {} x {} pixels\n\n", scene.file.string(), description.frame,
+             scene.time.frameCount - 1, description.seconds, scene.width, scene.height);
+  for (std::size_t i = 0; i < description.effects.size(); ++i) {
+    const EffectAtTime& effect = description.effects[i];
+    const std::string number = description.effects.size() > 1 ? fmt::format("Effect {}: ", i + 1) : "";
+    fmt::print("{}{}\n", number, Sentence(effect));
+    if (!effect.waves.alive.empty()) fmt::print("{}", WaveTable(effect.waves.alive));
+    fmt::print("\n");
+  }
+  fmt::print("{}\n\nThe waves are {}; the picture's numbers are {}.\n", PictureSentence(description.picture),
+             kWavesFrom, kPictureFrom);
+}
+
+// --- As JSON.
+
+ordered_json WaveJson(const WaveState& wave) {
+  return {{"age", wave.ageSeconds},        {"centre", {wave.centre.x, wave.centre.y}}, {"radius", wave.radius},
+          {"turn", wave.turnDegrees},      {"strokeWidth", wave.strokeWidth},          {"opacity", wave.opacity},
+          {"color", ColorText(wave.color)}};
+}
+
+ordered_json EffectJson(const EffectAtTime& effect) {
+  const auto& waves = effect.waves.alive;
+  ordered_json list = ordered_json::array();
+  for (std::size_t i = waves.size() - std::min(waves.size(), kMostInJson); i < waves.size(); ++i) {
+    list.push_back(WaveJson(waves[i]));
+  }
+  return {{"waveType", effect.waveType},
+          {"setAt", effect.setAt},
+          {"born", effect.waves.born},
+          {"alive", waves.size()},
+          {"waves", std::move(list)}};
+}
+
+ordered_json PictureJson(const PictureFacts& picture) {
+  ordered_json json{{"from", kPictureFrom}, {"coverage", picture.coverage}, {"meanAlpha", picture.meanAlpha}};
+  if (picture.coverage == 0) return json;
+  json["box"] = {picture.left, picture.top, picture.right, picture.bottom};
+  json["meanColor"] = ColorText(picture.meanColor);
+  return json;
+}
+
+void PrintJson(const stage::Scene& scene, const Description& description) {
+  ordered_json effects = ordered_json::array();
+  for (const EffectAtTime& effect : description.effects) effects.push_back(EffectJson(effect));
+  const ordered_json json{{"scene", scene.file.string()},
+                          {"frame", description.frame},
+                          {"seconds", description.seconds},
+                          {"size", {scene.width, scene.height}},
+                          {"wavesFrom", kWavesFrom},
+                          {"effects", std::move(effects)},
+                          {"picture", PictureJson(description.picture)}};
+  fmt::print("{}\n", json.dump(2, ' ', false, ordered_json::error_handler_t::replace));
+}
+
+}  // namespace
+
+void Describe(const DescribeRequest& request) {
+  stage::EffectModule module(ModuleFile(request.scene.module));
+  const stage::Scene scene = stage::ReadScene(request.scene.file, module.Catalog(), request.scene.options);
+  const Description description = Look(module, scene, request);
+  if (request.asJson) {
+    PrintJson(scene, description);
+  } else {
+    PrintText(scene, description);
+  }
+  module.SetDown();
+}
+
+}  // namespace orvandel::cli

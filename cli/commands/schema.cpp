@@ -1,0 +1,18 @@
+// `orvandel schema`: what editors complete and check scene files by.
+#include "stage/scene_schema.h"
+
+#include <fmt/format.h>
+
+#include "cli/commands/commands.h"
+#include "cli/module_file.h"
+#include "stage/effect_module.h"
+
+namespace orvandel::cli {
+
+void Schema(const AboutRequest& request) {
+  stage::EffectModule module(ModuleFile(request.module));
+  fmt::print("{}", stage::SceneSchema(module.Catalog()));
+  module.SetDown();
+}
+
+}  // namespace orvandel::cli

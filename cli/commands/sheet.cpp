@@ -1,0 +1,75 @@
+// `orvandel sheet`: a contact sheet of a scene.
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <charconv>
+
+#include "cli/commands/commands.h"
+#include "cli/frame_list.h"
+#include "cli/interrupt.h"
+#include "cli/module_file.h"
+#include "cli/render/output.h"
+#include "cli/render/scene_work.h"
+#include "cli/sheet/contact_sheet.h"
+#include "cli/waves/wave_count.h"
+#include "stage/errors.h"
+#include "stage/partial_file.h"
+#include "stage/scene_renderer.h"
+#include "stage/video_out.h"
+
+namespace orvandel::cli {
+namespace {
+
+constexpr std::int32_t kUsualCount = 12, kUsualWidth = 320;
+
+// Spread over the scene, the first and the last among them.
+std::vector<std::int32_t> UsualFrames(std::int32_t frameCount) {
+  const std::int32_t count = std::min(frameCount, kUsualCount);
+  std::vector<std::int32_t> frames;
+  for (std::int32_t i = 0; i < count; ++i) {
+    frames.push_back(count == 1 ? 0 : static_cast<std::int32_t>(std::int64_t{i} * (frameCount - 1) / (count - 1)));
+  }
+  return frames;
+}
+
+std::uint32_t ColorOf(const std::string& text) {
+  std::uint32_t color = 0;
+  const char* end = text.data() + text.size();
+  if (text.size() == 7 && text[0] == '#' && std::from_chars(text.data() + 1, end, color, 16).ptr == end) return color;
+  throw stage::InputError(fmt::format("--background: '{}' is not a colour like #202020", text));
+}
+
+Output OutputOf(const SheetRequest& request) {
+  const Output output = ParseOutput(request.output.string(), {0});
+  if (output.kind == OutputKind::kPictures && !output.pattern.HasNumber()) return output;
+  throw stage::InputError(fmt::format("--output: a sheet is one picture, '{}' is not the name of one; use NAME.png",
+                                      request.output.string()));
+}
+
+void DrawSheet(const SheetRequest& request, stage::EffectModule& module, const stage::Scene& scene) {
+  const auto frames =
+      request.frames ? ParseFrameList(*request.frames, scene.time.frameCount) : UsualFrames(scene.time.frameCount);
+  RefuseTooManyWaves(scene, CountWaves(scene, module.Catalog(), frames), request.scene.maxWaves);
+  stage::RenderOptions options;
+  options.downsample = request.downsample > 0 ? request.downsample : (scene.width + kUsualWidth - 1) / kUsualWidth;
+  options.shouldStop = StopRequested;
+  ContactSheet sheet(CellsOf(scene.width, options.downsample), CellsOf(scene.height, options.downsample),
+                     static_cast<std::int32_t>(frames.size()), request.columns, ColorOf(request.background));
+  PrepareFolder(request.output);
+  stage::SceneRenderer renderer(module, scene, options);
+  for (const std::int32_t frame : frames) sheet.Add(renderer.Render(frame), frame);
+  const UnfinishedFile unfinished(stage::PartialFile(request.output).WorkName());
+  stage::WritePng(request.output, sheet.Result());
+}
+
+}  // namespace
+
+void Sheet(const SheetRequest& request) {
+  const Output output = OutputOf(request);
+  FramesLeft(output, {0}, request.replace ? Existing::kReplace : Existing::kRefuse, {});
+  stage::EffectModule module(ModuleFile(request.scene.module));
+  DrawSheet(request, module, stage::ReadScene(request.scene.file, module.Catalog(), request.scene.options));
+  module.SetDown();
+}
+
+}  // namespace orvandel::cli

@@ -1,0 +1,171 @@
+// Completion scripts for three shells, from the command tree.
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "cli/command_tree.h"
+#include "stage/errors.h"
+
+namespace orvandel::cli {
+namespace {
+
+// Values that a shell completes with what is there when it is asked.
+bool IsFile(const OptionHelp& option) {
+  return option.value == "FILE" || option.value == "SCENE" || option.value == "NAME";
+}
+bool IsPreset(const OptionHelp& option) { return option.value == "PRESET"; }
+
+constexpr const char* kPresetNames = "orvandel presets 2>/dev/null | sed -e 1d -e 's/ .*//'";
+
+// Between single quotes.
+std::string Quoted(const std::string& text) {
+  std::string quoted = "'";
+  for (const char c : text) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return quoted + "'";
+}
+
+std::string Words(const std::vector<CommandHelp>& commands) {
+  std::string words;
+  for (const CommandHelp& command : commands) words += (words.empty() ? "" : " ") + command.name;
+  return words;
+}
+
+// --- bash
+
+std::string BashValueCase(const OptionHelp& option) {
+  const std::string names = fmt::format("{}", fmt::join(option.names, "|"));
+  if (!option.choices.empty()) {
+    return fmt::format("        {}) COMPREPLY=($(compgen -W \"{}\" -- \"$current\")); return ;;\n", names,
+                       fmt::join(option.choices, " "));
+  }
+  if (IsPreset(option)) {
+    return fmt::format("        {}) COMPREPLY=($(compgen -W \"$({})\" -- \"$current\")); return ;;\n", names,
+                       kPresetNames);
+  }
+  return fmt::format("        {}) {}return ;;\n", names, IsFile(option) ? "compopt -o default; " : "");
+}
+
+std::string BashCommand(const CommandHelp& command) {
+  std::string values, dashed, words;
+  for (const OptionHelp& option : command.options) {
+    if (option.positional) {
+      if (!option.choices.empty()) words = fmt::format("{}", fmt::join(option.choices, " "));
+      continue;
+    }
+    for (const std::string& name : option.names) dashed += (dashed.empty() ? "" : " ") + name;
+    if (!option.value.empty() || !option.choices.empty()) values += BashValueCase(option);
+  }
+  const std::string other =
+      words.empty() ? "compopt -o default" : fmt::format("COMPREPLY=($(compgen -W \"{}\" -- \"$current\"))", words);
+  return fmt::format(
+      "    {})\n      case \"$previous\" in\n{}        *) ;;\n      esac\n      case \"$current\" in\n"
+      "        -*) COMPREPLY=($(compgen -W \"{}\" -- \"$current\")) ;;\n        *) {} ;;\n      esac\n      ;;\n",
+      command.name, values, dashed, other);
+}
+
+std::string Bash(const CommandHelp& program) {
+  std::string cases;
+  for (const CommandHelp& command : program.commands) cases += BashCommand(command);
+  return fmt::format(
+      "_{0}() {{\n  local current=\"${{COMP_WORDS[COMP_CWORD]}}\" previous=\"${{COMP_WORDS[COMP_CWORD-1]}}\"\n"
+      "  COMPREPLY=()\n  if ((COMP_CWORD == 1)); then\n"
+      "    COMPREPLY=($(compgen -W \"{1} --help --version\" -- \"$current\"))\n    return\n  fi\n"
+      "  case \"${{COMP_WORDS[1]}}\" in\n{2}  esac\n}}\ncomplete -F _{0} {0}\n",
+      program.name, Words(program.commands), cases);
+}
+
+// --- zsh
+
+// Colons and brackets end a part of a specification.
+std::string ZshText(const std::string& text) {
+  std::string escaped;
+  for (const char c : text) {
+    if (c == ':' || c == '[' || c == ']' || c == '\\') escaped += '\\';
+    escaped += c;
+  }
+  return escaped;
+}
+
+std::string ZshValue(const OptionHelp& option) {
+  const std::string label = option.value.empty() ? "value" : option.value;
+  if (!option.choices.empty()) return fmt::format(":{}:({})", label, fmt::join(option.choices, " "));
+  if (IsPreset(option)) return fmt::format(":{}:($({}))", label, kPresetNames);
+  if (IsFile(option)) return fmt::format(":{}:_files", label);
+  return option.value.empty() ? "" : fmt::format(":{}: ", label);
+}
+
+std::string ZshCommand(const CommandHelp& command) {
+  std::string text = fmt::format("    {})\n      _arguments", command.name);
+  for (const OptionHelp& option : command.options) {
+    if (option.positional) {
+      text += " \\\n        " + Quoted((option.required ? "" : ":") + ZshValue(option));
+      continue;
+    }
+    for (const std::string& name : option.names) {
+      text += " \\\n        " + Quoted(fmt::format("*{}[{}]{}", name, ZshText(option.help), ZshValue(option)));
+    }
+  }
+  return text + "\n      ;;\n";
+}
+
+std::string Zsh(const CommandHelp& program) {
+  std::string names, cases;
+  for (const CommandHelp& command : program.commands) {
+    names += "    " + Quoted(fmt::format("{}:{}", command.name, ZshText(command.description))) + "\n";
+    cases += ZshCommand(command);
+  }
+  return fmt::format(
+      "#compdef {0}\n_{0}() {{\n  local -a commands=(\n{1}  )\n  if ((CURRENT == 2)); then\n"
+      "    _describe command commands\n    return\n  fi\n  local command=$words[2]\n  shift words\n"
+      "  ((CURRENT--))\n  case $command in\n{2}  esac\n}}\nif [[ $funcstack[1] == _{0} ]]; then\n  _{0} \"$@\"\n"
+      "else\n  compdef _{0} {0}\nfi\n",
+      program.name, names, cases);
+}
+
+// --- fish
+
+std::string FishOption(const std::string& program, const CommandHelp& command, const OptionHelp& option) {
+  std::string text = fmt::format("complete -c {} -n '__fish_seen_subcommand_from {}'", program, command.name);
+  for (const std::string& name : option.names) {
+    text += name.starts_with("--") ? " -l " + name.substr(2) : " -s " + name.substr(1);
+  }
+  if (!option.choices.empty()) {
+    text += fmt::format(" -x -a '{}'", fmt::join(option.choices, " "));
+  } else if (IsPreset(option)) {
+    text += fmt::format(" -x -a \"({})\"", kPresetNames);
+  } else if (!option.value.empty()) {
+    text += IsFile(option) ? " -r -F" : " -x";
+  }
+  return text + " -d " + Quoted(option.help) + "\n";
+}
+
+std::string FishCommand(const std::string& program, const CommandHelp& command) {
+  std::string text = fmt::format("complete -c {} -n __fish_use_subcommand -x -a {} -d {}\n", program, command.name,
+                                 Quoted(command.description));
+  for (const OptionHelp& option : command.options) {
+    if (!option.positional) {
+      text += FishOption(program, command, option);
+    } else if (!option.choices.empty()) {
+      text += fmt::format("complete -c {} -n '__fish_seen_subcommand_from {}' -x -a '{}'\n", program, command.name,
+                          fmt::join(option.choices, " "));
+    }
+  }
+  return text;
+}
+
+std::string Fish(const CommandHelp& program) {
+  std::string text;
+  for (const CommandHelp& command : program.commands) text += FishCommand(program.name, command);
+  return text;
+}
+
+}  // namespace
+
+std::string Completions(const CommandHelp& program, const std::string& shell) {
+  if (shell == "bash") return Bash(program);
+  if (shell == "zsh") return Zsh(program);
+  if (shell == "fish") return Fish(program);
+  throw stage::InputError(fmt::format("there are completions for bash, zsh and fish, none for '{}'", shell));
+}
+
+}  // namespace orvandel::cli

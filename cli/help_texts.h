@@ -1,0 +1,133 @@
+// The longer parts of the help: what stands below a command's options. A line "Title:" begins a section.
+#pragma once
+
+namespace orvandel::cli {
+
+inline constexpr const char* kProgramHelp = R"(
+Start here:
+  orvandel presets
+  orvandel new scene.json --from ripple
+  orvandel sheet scene.json -o sheet.png
+  orvandel render scene.json -o scene.mov
+  orvandel COMMAND --help
+
+Exit codes:
+  0    done
+  1    failed: the effect, the module, a file that cannot be written, memory, a frame that takes too long
+  2    bad arguments or a bad scene; nothing was rendered, unless a medium broke on the way
+  130  interrupted (Ctrl-C, SIGTERM); what stays on disk is whole
+  Messages go to standard error, one line each: orvandel: error: FILE: REASON
+
+Environment:
+  ORVANDEL_MODULE  the effect's module file, in place of the one installed with the program
+  ORVANDEL_SCENES  the folder of presets, in place of the one installed with the program
+)";
+
+inline constexpr const char* kRenderHelp = R"(
+Frames:
+  --frames takes frames and ranges separated by commas or blanks: 0,5,10-20,200-300x5 (every fifth). 10..20 is
+  10-20; both ends are included. Frames are counted from 0 and rendered in the order given.
+
+Output:
+  NAME.png        one frame; for several, .#### is inserted: NAME.0042.png
+  NAME.####.png   the frame's number, as many digits as there are #; NAME.%04d.png is the same
+  NAME.mp4        a film without alpha at the scene's frame rate, from frames that rise, over --background or black
+  NAME.mov        a film with alpha; also .webm, .mkv and .apng (--list-formats)
+  -               raw frames on standard output: bytes red, green, blue, alpha, straight alpha, no header
+  Files appear under their names only when they are whole. Files that exist are kept: say --overwrite, or --resume
+  to render only the pictures that are missing. A film cannot be resumed.
+
+Jobs:
+  --jobs N renders with N processes; the result is the same, byte for byte, for any N.
+
+Progress:
+  bar, lines (every two seconds), none, or json: one object a line on standard error, the events start, frame, end
+  and, when it fails, error.
+
+Scenes of strangers:
+  Media must lie in the scene's folder or below (--allow-outside), a frame may need 200000 waves (--max-waves);
+  --max-frame-seconds bounds the time that one frame may take.
+
+Examples:
+  orvandel render ripple.json -o ripple.mp4 --background '#101820'
+  orvandel render ripple.json -o ripple.mov
+  orvandel render ripple.json -o 'out/ripple.####.png' --jobs 0 --resume
+  orvandel render ripple.json -o thumbnail.png --frames 45 --downsample 4 --quality draft
+  orvandel render ripple.json -o blue.png --frames 45 --set Color=#0080ff --set 'Producer Point=[200, 100]'
+  orvandel render ripple.json -o - | ffplay -f rawvideo -pixel_format rgba -video_size 1280x720 -framerate 30 -
+)";
+
+inline constexpr const char* kParamsHelp = R"(
+Examples:
+  orvandel params
+  orvandel params ripple.json --time 1.5
+  orvandel params --json | jq '.[].name'
+)";
+
+inline constexpr const char* kCheckHelp = R"(
+What is looked for:
+  errors    everything that would be refused, each with its JSON pointer; exit code 2
+  warnings  many waves alive at once; frames that each start anew; durations near the frame rate's limit; more than
+            three general flashes a second over a 36th of the picture, found by rendering small drafts (up to 60 s)
+  notes     the numbers behind them
+
+Examples:
+  orvandel check ripple.json
+  orvandel check ripple.json --quick --json
+)";
+
+inline constexpr const char* kDescribeHelp = R"(
+What is told:
+  The waves alive (age, centre, radius, turn, stroke, opacity, colour) are computed from the scene's values by the
+  effect's rules; waves without an outline, which the effect drops, are counted too. What is covered, where, and the
+  mean colour are measured in the rendered frame. The frame is the one that stands at the time.
+
+Examples:
+  orvandel describe ripple.json --time 2
+  orvandel describe ripple.json --time 2 --json | jq '.effects[0].alive'
+)";
+
+inline constexpr const char* kSheetHelp = R"(
+Examples:
+  orvandel sheet ripple.json -o sheet.png
+  orvandel sheet ripple.json -o sheet.png --frames 0-150x10 --columns 5 --scale 8 --background '#ffffff'
+)";
+
+inline constexpr const char* kNewHelp = R"(
+What is made:
+  A commented scene to start from, or a copy of a preset with the media that it names. Nothing is replaced.
+
+Examples:
+  orvandel new scene.json
+  orvandel new logo/scene.json --from logo_contour
+)";
+
+inline constexpr const char* kPresetsHelp = R"(
+Examples:
+  orvandel presets
+  orvandel new mine.json --from sonar
+)";
+
+inline constexpr const char* kSchemaHelp = R"(
+Example:
+  orvandel schema > scene.schema.json
+)";
+
+inline constexpr const char* kAboutHelp = R"(
+Example:
+  orvandel about --module build/debug/lib/orvandel/orvandel.so
+)";
+
+inline constexpr const char* kCompletionsHelp = R"(
+Examples:
+  source <(orvandel completions bash)
+  orvandel completions zsh > ~/.zfunc/_orvandel
+  orvandel completions fish > ~/.config/fish/completions/orvandel.fish
+)";
+
+inline constexpr const char* kManHelp = R"(
+Example:
+  orvandel man | man -l -
+)";
+
+}  // namespace orvandel::cli

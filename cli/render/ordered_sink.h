@@ -1,0 +1,26 @@
+// Where frames go that must come in their order: a film, or standard output.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <span>
+
+#include "cli/render/output.h"
+#include "stage/video_out.h"
+
+namespace orvandel::cli {
+
+// Destroyed without Finish, a film leaves no file.
+class OrderedSink {
+ public:
+  virtual ~OrderedSink() = default;
+  virtual void Put(std::span<const std::uint8_t> picture) = 0;  // as in stage::Picture
+  virtual void Finish() = 0;
+};
+
+// The reader of standard output has gone. Nobody is left to be told.
+class ReaderGone : public std::exception {};
+
+std::unique_ptr<OrderedSink> OpenSink(const Output& output, const stage::FilmOptions& film);
+
+}  // namespace orvandel::cli

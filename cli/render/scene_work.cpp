@@ -1,0 +1,83 @@
+#include "cli/render/scene_work.h"
+
+#include <fmt/format.h>
+
+#include <cstring>
+#include <optional>
+
+#include "cli/interrupt.h"
+#include "stage/background.h"
+#include "stage/effect_module.h"
+#include "stage/errors.h"
+#include "stage/partial_file.h"
+#include "stage/scene_renderer.h"
+#include "stage/video_out.h"
+
+namespace orvandel::cli {
+namespace {
+
+class SceneWork final : public FrameWork {
+ public:
+  SceneWork(const SceneWorkSettings& settings, const stage::Scene& scene, const Output& output)
+      : scene_(scene),
+        output_(output),
+        depth_(settings.depth),
+        module_(settings.module),
+        renderer_(std::in_place, module_, scene, settings.render) {
+    if (!settings.background.empty()) background_.emplace(settings.background, scene, settings.render.downsample);
+  }
+
+  void Make(std::int32_t frame, std::span<std::uint8_t> slot) override {
+    try {
+      if (output_.IsOrdered()) {
+        const stage::Picture picture = Render(frame);
+        std::memcpy(slot.data(), picture.bytes.data(), slot.size());
+      } else {
+        Write(frame, output_.FileOf(frame));
+      }
+    } catch (const stage::EffectError& error) {
+      if (error.message.empty()) throw;
+      throw stage::EffectError(error.code, fmt::format("frame {}: {}", frame, error.message));
+    }
+  }
+
+  void Finish() override {
+    renderer_.reset();
+    module_.SetDown();
+  }
+
+ private:
+  stage::Picture Render(std::int32_t frame) {
+    stage::Picture picture = renderer_->Render(frame);
+    return background_ ? background_->Behind(picture, scene_.time.TimeOfFrame(frame)) : picture;
+  }
+
+  void Write(std::int32_t frame, const std::filesystem::path& file) {
+    const UnfinishedFile unfinished(stage::PartialFile(file).WorkName());
+    if (depth_ == 16) {
+      stage::WritePng16(file, renderer_->Render16(frame));
+    } else {
+      stage::WritePng(file, Render(frame));
+    }
+  }
+
+  const stage::Scene& scene_;
+  const Output& output_;
+  int depth_;
+  stage::EffectModule module_;
+  std::optional<stage::SceneRenderer> renderer_;
+  std::optional<stage::Background> background_;
+};
+
+}  // namespace
+
+std::unique_ptr<FrameWork> MakeSceneWork(const SceneWorkSettings& settings, const stage::Scene& scene,
+                                         const Output& output) {
+  return std::make_unique<SceneWork>(settings, scene, output);
+}
+
+std::int32_t CellsOf(std::int32_t side, std::int32_t downsample) {
+  return side / downsample + (side % downsample != 0 ? 1 : 0);
+}
+
+}  // namespace orvandel::cli

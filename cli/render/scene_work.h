@@ -1,0 +1,31 @@
+// A worker's share of a render: its own copy of the effect, playing the scene.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "cli/render/output.h"
+#include "cli/render/worker_pool.h"
+#include "stage/frame_renderer.h"
+#include "stage/scene.h"
+
+namespace orvandel::cli {
+
+struct SceneWorkSettings {
+  std::filesystem::path module;
+  stage::RenderOptions render;
+  int depth = 8;           // bits a channel of pictures
+  std::string background;  // a colour or a medium behind every frame; empty: none
+};
+
+// Pictures are written under their names; frames for an ordered output are put into the slot. All references must
+// outlive the work.
+std::unique_ptr<FrameWork> MakeSceneWork(const SceneWorkSettings& settings, const stage::Scene& scene,
+                                         const Output& output);
+
+// Output size at 1/k.
+std::int32_t CellsOf(std::int32_t side, std::int32_t downsample);
+
+}  // namespace orvandel::cli

@@ -1,0 +1,157 @@
+#include "cli/render/worker_pool.h"
+
+#include <fmt/format.h>
+#include <poll.h>
+
+#include <algorithm>
+#include <map>
+#include <utility>
+
+#include "cli/interrupt.h"
+#include "cli/render/shared_slots.h"
+#include "cli/render/worker_process.h"
+#include "stage/errors.h"
+
+namespace orvandel::cli {
+namespace {
+
+using Kind = WorkerReport::Kind;
+
+// The next order waits at the worker while it makes the one before.
+constexpr std::size_t kOrdersAhead = 2;
+// How often the parent looks up although no worker reports: at a request to stop, at frames that take too long.
+constexpr int kLookUpMilliseconds = 100;
+
+struct Result {
+  FrameOrder order;
+  double seconds = 0;
+};
+
+}  // namespace
+
+struct WorkerPool::Impl {
+  explicit Impl(const PoolOptions& poolOptions)
+      : options(poolOptions), slots(options.slotBytes, static_cast<std::size_t>(options.jobs) * kOrdersAhead + 1) {
+    for (std::size_t slot = slots.Count(); slot > 0; --slot) freeSlots.push_back(static_cast<std::int32_t>(slot) - 1);
+  }
+
+  bool HasSlots() const { return slots.Count() > 0; }
+
+  void HandOut() {
+    for (std::size_t ahead = 1; ahead <= kOrdersAhead; ++ahead) {
+      for (const auto& worker : workers) {
+        if (next == frames->size() || (HasSlots() && freeSlots.empty())) return;
+        if (worker->Orders().size() >= ahead) continue;
+        FrameOrder order{static_cast<std::int32_t>(next), (*frames)[next], 0};
+        ++next;
+        if (HasSlots()) {
+          order.slot = freeSlots.back();
+          freeSlots.pop_back();
+        }
+        worker->Send(order);
+      }
+    }
+  }
+
+  void LookUp() const {
+    if (StopRequested()) throw stage::Interrupted();
+    if (options.maxFrameSeconds <= 0) return;
+    for (const auto& worker : workers) {
+      if (worker->SecondsInFrame() <= options.maxFrameSeconds) continue;
+      throw stage::WorkError(fmt::format("frame {} takes longer than the {} seconds that --max-frame-seconds allows",
+                                         worker->Orders().front().frame, options.maxFrameSeconds));
+    }
+  }
+
+  // Takes what workers have to say; waits for it a moment, or not at all.
+  void Listen(bool wait) {
+    std::vector<pollfd> watched;
+    for (const auto& worker : workers) watched.push_back({worker->Ended() ? -1 : worker->Socket(), POLLIN, 0});
+    const int count = poll(watched.data(), watched.size(), wait ? kLookUpMilliseconds : 0);
+    for (std::size_t i = 0; count > 0 && i < watched.size(); ++i) {
+      if (watched[i].revents != 0) TakeReport(*workers[i]);
+    }
+    LookUp();
+  }
+
+  void TakeReport(WorkerProcess& worker) {
+    WorkerReport report;
+    if (!ReceiveRecord(worker.Socket(), &report, sizeof report)) Mourn(worker);
+    switch (report.kind) {
+      case Kind::kStarted:
+        return worker.OrderStarted();
+      case Kind::kFinished: {
+        const FrameOrder order = worker.OrderFinished();
+        results.emplace(order.index, Result{order, report.seconds});
+        return;
+      }
+      case Kind::kFailed:
+        ThrowReported(report);
+      case Kind::kEnded:
+        return worker.SetEnded();
+    }
+  }
+
+  [[noreturn]] static void Mourn(WorkerProcess& worker) {
+    const std::string where =
+        worker.Orders().empty() ? "" : fmt::format(" while it made frame {}", worker.Orders().front().frame);
+    throw stage::WorkError(fmt::format("a render process {}{}", worker.Death(), where));
+  }
+
+  // Gives away one result that may be given now; false when there is none.
+  bool Deliver(const std::function<void(const FinishedFrame&)>& take) {
+    if (results.empty()) return false;
+    const auto first = results.begin();
+    if (HasSlots() && first->first != static_cast<std::int32_t>(delivered)) return false;
+    const Result result = first->second;
+    results.erase(first);
+    ++delivered;
+    FinishedFrame finished{result.order.frame, result.seconds, {}};
+    if (HasSlots()) finished.bytes = slots.Slot(static_cast<std::size_t>(result.order.slot));
+    take(finished);
+    if (HasSlots()) freeSlots.push_back(result.order.slot);
+    return true;
+  }
+
+  void EndWorkers() {
+    for (const auto& worker : workers) worker->NoMoreOrders();
+    const auto ended = [](const auto& worker) { return worker->Ended(); };
+    while (!std::all_of(workers.begin(), workers.end(), ended)) Listen(true);
+  }
+
+  PoolOptions options;
+  SharedSlots slots;
+  std::vector<std::unique_ptr<WorkerProcess>> workers;
+  std::vector<std::int32_t> freeSlots;
+  const std::vector<std::int32_t>* frames = nullptr;
+  std::map<std::int32_t, Result> results;  // finished, not given away yet; by index
+  std::size_t next = 0, delivered = 0;     // in *frames
+};
+
+WorkerPool::WorkerPool(const PoolOptions& options, std::function<std::unique_ptr<FrameWork>()> makeWork)
+    : impl_(std::make_unique<Impl>(options)) {
+  for (int job = 0; job < options.jobs; ++job) {
+    impl_->workers.push_back(std::make_unique<WorkerProcess>(impl_->slots, [&] {
+      for (const auto& elder : impl_->workers) elder->ForgetInChild();
+      return makeWork();
+    }));
+  }
+}
+
+WorkerPool::~WorkerPool() {
+  for (const auto& worker : impl_->workers) worker->Stop();  // all of them first, so that they end side by side
+}
+
+void WorkerPool::Run(const std::vector<std::int32_t>& frames, const std::function<void(const FinishedFrame&)>& take) {
+  impl_->frames = &frames;
+  while (impl_->delivered < frames.size()) {
+    impl_->HandOut();
+    impl_->Listen(impl_->results.empty() ||
+                  (impl_->HasSlots() && impl_->results.begin()->first != static_cast<std::int32_t>(impl_->delivered)));
+    impl_->HandOut();
+    impl_->Deliver(take);
+  }
+  impl_->EndWorkers();
+}
+
+}  // namespace orvandel::cli

@@ -1,0 +1,61 @@
+// Processes that each render a share of the frames, and the parent that hands out frames and takes what comes back.
+//
+// Frames are handed out in their order, one or two ahead to every worker, so that a long frame holds up nobody else.
+// What a worker makes either ends in its own hands (a file written) or in a slot of memory that both sides share; with
+// slots the results arrive in the frames' order, and as there are only so many slots, never far ahead of it.
+//
+// One rule keeps this safe: workers are forked while the process has a single thread, and each makes its own work
+// object after the fork. A worker that fails, or dies, ends the whole run with an error; whatever ends the parent ends
+// the workers.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <span>
+#include <vector>
+
+namespace orvandel::cli {
+
+// One worker's side. Lives in the worker's process alone.
+class FrameWork {
+ public:
+  virtual ~FrameWork() = default;
+  // `slot` is empty when the pool has none. Throws what a render throws.
+  virtual void Make(std::int32_t frame, std::span<std::uint8_t> slot) = 0;
+  // After the last frame.
+  virtual void Finish() {}
+};
+
+struct PoolOptions {
+  int jobs = 1;
+  std::size_t slotBytes = 0;   // of one result; 0: results end in the workers' hands
+  double maxFrameSeconds = 0;  // 0: no bound
+};
+
+struct FinishedFrame {
+  std::int32_t frame = 0;
+  double seconds = 0;                   // that the worker spent on it
+  std::span<const std::uint8_t> bytes;  // the slot; valid during the call
+};
+
+class WorkerPool {
+ public:
+  // Forks. `makeWork` runs in each worker.
+  WorkerPool(const PoolOptions& options, std::function<std::unique_ptr<FrameWork>()> makeWork);
+  ~WorkerPool();  // ends and awaits every worker, and removes nothing that they wrote whole
+  WorkerPool(const WorkerPool&) = delete;
+  WorkerPool& operator=(const WorkerPool&) = delete;
+
+  // Once. `take` is called for every frame; with slots in the order of `frames`, otherwise as they are finished.
+  // Throws what a worker threw, Interrupted when the person asked to stop, WorkError when a worker died or a frame took
+  // too long.
+  void Run(const std::vector<std::int32_t>& frames, const std::function<void(const FinishedFrame&)>& take);
+
+ private:
+  struct Impl;
+  std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace orvandel::cli

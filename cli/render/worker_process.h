@@ -1,0 +1,60 @@
+// One worker as the parent sees it: its process, its socket, what it has been asked for.
+#pragma once
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "cli/render/shared_slots.h"
+#include "cli/render/worker_messages.h"
+#include "cli/render/worker_pool.h"
+
+namespace orvandel::cli {
+
+class WorkerProcess {
+ public:
+  using Clock = std::chrono::steady_clock;
+
+  // Forks; the new process serves orders until its socket ends, and never returns. Throws WorkError.
+  WorkerProcess(const SharedSlots& slots, const std::function<std::unique_ptr<FrameWork>()>& makeWork);
+  ~WorkerProcess();  // Stop, then Await
+  WorkerProcess(const WorkerProcess&) = delete;
+  WorkerProcess& operator=(const WorkerProcess&) = delete;
+
+  int Socket() const { return socket_; }
+  const std::deque<FrameOrder>& Orders() const { return orders_; }  // not finished yet; the first is being made
+  void Send(const FrameOrder& order);
+  void OrderStarted();
+  FrameOrder OrderFinished();
+  // Seconds since the first order was begun; 0 when none is being made yet.
+  double SecondsInFrame() const;
+
+  // No more orders: the worker ends when it has done what it was asked for.
+  void NoMoreOrders();
+  bool Ended() const { return ended_; }
+  void SetEnded() { ended_ = true; }
+  // Asks the process to stop at once, which it does between two steps of a frame.
+  void Stop();
+  // In a younger worker, which inherits this one's socket and would keep it open after the parent's end.
+  void ForgetInChild();
+  // How a process that ended without a word ended: "was ended by signal 9 (Killed)".
+  std::string Death();
+
+ private:
+  void Await();
+
+  pid_t process_ = -1;
+  int socket_ = -1;
+  int status_ = 0;
+  std::deque<FrameOrder> orders_;
+  Clock::time_point startedAt_{};
+  bool started_ = false;
+  bool ended_ = false;  // said so itself
+};
+
+}  // namespace orvandel::cli

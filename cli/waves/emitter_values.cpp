@@ -1,0 +1,47 @@
+#include "cli/waves/emitter_values.h"
+
+#include <fmt/format.h>
+
+#include <cmath>
+
+#include "stage/errors.h"
+#include "stage/param_values.h"
+
+namespace orvandel::cli {
+
+const stage::ParamInfo& EmitterValues::Info(std::string_view name) const {
+  const stage::ParamInfo* info = catalog_.Find(name);
+  if (info == nullptr) throw stage::WorkError(fmt::format("the effect has no parameter \"{}\"", name));
+  return *info;
+}
+
+stage::Value EmitterValues::At(std::string_view name, std::int64_t tick) const {
+  const auto unitsPerTick = scene_.time.timeScale / static_cast<std::int32_t>(kTicksPerSecond);
+  return stage::ValueAtTime(scene_, emitter_, Info(name), static_cast<std::int32_t>(tick * unitsPerTick));
+}
+
+double EmitterValues::Number(std::string_view name, std::int64_t tick) const {
+  const stage::Value value = At(name, tick);
+  if (const auto* choice = std::get_if<stage::Choice>(&value)) return choice->index;
+  return std::get<double>(value);
+}
+
+stage::PointValue EmitterValues::Point(std::string_view name, std::int64_t tick) const {
+  return std::get<stage::PointValue>(At(name, tick));
+}
+
+stage::ColorValue EmitterValues::Color(std::string_view name, std::int64_t tick) const {
+  return std::get<stage::ColorValue>(At(name, tick));
+}
+
+bool EmitterValues::IsConstant(std::string_view name) const {
+  return emitter_.tracks[static_cast<std::size_t>(Info(name).hostIndex)].IsConstant();
+}
+
+std::string EmitterValues::ChoiceText(std::string_view name, std::int64_t tick) const {
+  const auto& choices = Info(name).choices;
+  const auto place = static_cast<std::size_t>(Number(name, tick)) - 1;
+  return place < choices.size() ? choices[place] : "?";
+}
+
+}  // namespace orvandel::cli
