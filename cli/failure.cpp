@@ -9,7 +9,7 @@
 
 #include "cli/render/ordered_sink.h"
 #include "orvandel/effect.h"
-#include "stage/errors.h"
+#include "stage/base/errors.h"
 
 namespace orvandel::cli {
 namespace {

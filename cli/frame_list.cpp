@@ -7,7 +7,7 @@
 #include <numeric>
 #include <unordered_set>
 
-#include "stage/errors.h"
+#include "stage/base/errors.h"
 
 namespace orvandel::cli {
 namespace {

@@ -8,7 +8,7 @@
 #include "cli/commands/commands.h"
 #include "cli/failure.h"
 #include "cli/interrupt.h"
-#include "stage/errors.h"
+#include "stage/base/errors.h"
 
 namespace orvandel::cli {
 namespace {

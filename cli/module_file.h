@@ -3,7 +3,7 @@
 
 #include <filesystem>
 
-#include "stage/effect_module.h"
+#include "stage/module/effect_module.h"
 
 namespace orvandel::cli {
 

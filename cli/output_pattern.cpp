@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cctype>
 
-#include "stage/errors.h"
+#include "stage/base/errors.h"
 
 namespace orvandel::cli {
 namespace {

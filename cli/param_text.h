@@ -4,8 +4,8 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "stage/param_catalog.h"
-#include "stage/scene.h"
+#include "stage/scene/param_catalog.h"
+#include "stage/scene/scene.h"
 
 namespace orvandel::cli {
 

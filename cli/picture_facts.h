@@ -3,8 +3,8 @@
 
 #include <cstdint>
 
-#include "stage/picture.h"
-#include "stage/scene.h"
+#include "stage/picture/picture.h"
+#include "stage/scene/scene.h"
 
 namespace orvandel::cli {
 

@@ -6,8 +6,8 @@
 #include <cstdlib>
 #include <fstream>
 
-#include "stage/errors.h"
-#include "stage/names.h"
+#include "stage/base/errors.h"
+#include "stage/base/names.h"
 
 namespace orvandel::cli {
 namespace {

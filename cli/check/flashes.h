@@ -10,7 +10,7 @@
 #include <deque>
 #include <vector>
 
-#include "stage/picture.h"
+#include "stage/picture/picture.h"
 
 namespace orvandel::cli {
 

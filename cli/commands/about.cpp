@@ -3,7 +3,7 @@
 
 #include "cli/commands/commands.h"
 #include "cli/module_file.h"
-#include "stage/effect_module.h"
+#include "stage/module/effect_module.h"
 
 namespace orvandel::cli {
 namespace {

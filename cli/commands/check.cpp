@@ -12,9 +12,9 @@
 #include "cli/interrupt.h"
 #include "cli/module_file.h"
 #include "cli/waves/wave_count.h"
-#include "stage/errors.h"
-#include "stage/scene_renderer.h"
-#include "stage/sequence_rules.h"
+#include "stage/base/errors.h"
+#include "stage/media/sequence_rules.h"
+#include "stage/render/scene_renderer.h"
 
 namespace orvandel::cli {
 namespace {

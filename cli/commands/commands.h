@@ -10,7 +10,7 @@
 
 #include "cli/progress.h"
 #include "cli/render/output.h"
-#include "stage/scene_reader.h"
+#include "stage/scene/scene_reader.h"
 
 namespace orvandel::cli {
 

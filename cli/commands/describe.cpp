@@ -15,8 +15,8 @@
 #include "cli/waves/emitter_values.h"
 #include "cli/waves/wave_count.h"
 #include "cli/waves/wave_states.h"
-#include "stage/errors.h"
-#include "stage/scene_renderer.h"
+#include "stage/base/errors.h"
+#include "stage/render/scene_renderer.h"
 
 namespace orvandel::cli {
 namespace {

@@ -10,10 +10,10 @@
 #include "cli/presets.h"
 #include "cli/render/output.h"
 #include "cli/text_table.h"
-#include "stage/errors.h"
-#include "stage/json_tree.h"
-#include "stage/partial_file.h"
-#include "stage/svg_file.h"
+#include "stage/base/errors.h"
+#include "stage/base/partial_file.h"
+#include "stage/scene/json_tree.h"
+#include "stage/scene/svg_file.h"
 
 namespace orvandel::cli {
 namespace {

@@ -8,10 +8,10 @@
 #include "cli/module_file.h"
 #include "cli/param_text.h"
 #include "cli/text_table.h"
-#include "stage/effect_module.h"
-#include "stage/param_values.h"
-#include "stage/param_view.h"
-#include "stage/scene_reader.h"
+#include "stage/module/effect_module.h"
+#include "stage/render/param_view.h"
+#include "stage/scene/param_values.h"
+#include "stage/scene/scene_reader.h"
 
 namespace orvandel::cli {
 namespace {

@@ -18,9 +18,9 @@
 #include "cli/render/scene_work.h"
 #include "cli/text_table.h"
 #include "cli/waves/wave_count.h"
-#include "stage/background.h"
-#include "stage/effect_module.h"
-#include "stage/errors.h"
+#include "stage/base/errors.h"
+#include "stage/media/background.h"
+#include "stage/module/effect_module.h"
 
 namespace orvandel::cli {
 namespace {

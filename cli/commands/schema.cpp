@@ -1,11 +1,11 @@
 // `orvandel schema`: what editors complete and check scene files by.
-#include "stage/scene_schema.h"
+#include "stage/scene/scene_schema.h"
 
 #include <fmt/format.h>
 
 #include "cli/commands/commands.h"
 #include "cli/module_file.h"
-#include "stage/effect_module.h"
+#include "stage/module/effect_module.h"
 
 namespace orvandel::cli {
 

@@ -12,10 +12,10 @@
 #include "cli/render/scene_work.h"
 #include "cli/sheet/contact_sheet.h"
 #include "cli/waves/wave_count.h"
-#include "stage/errors.h"
-#include "stage/partial_file.h"
-#include "stage/scene_renderer.h"
-#include "stage/video_out.h"
+#include "stage/base/errors.h"
+#include "stage/base/partial_file.h"
+#include "stage/output/video_out.h"
+#include "stage/render/scene_renderer.h"
 
 namespace orvandel::cli {
 namespace {

@@ -11,8 +11,8 @@
 #include <cstring>
 
 #include "cli/interrupt.h"
-#include "stage/errors.h"
-#include "stage/partial_file.h"
+#include "stage/base/errors.h"
+#include "stage/base/partial_file.h"
 
 namespace orvandel::cli {
 namespace {

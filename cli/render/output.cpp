@@ -8,8 +8,8 @@
 #include <set>
 
 #include "cli/render/png_form.h"
-#include "stage/errors.h"
-#include "stage/video_out.h"
+#include "stage/base/errors.h"
+#include "stage/output/video_out.h"
 
 namespace orvandel::cli {
 namespace {

@@ -6,12 +6,12 @@
 #include <optional>
 
 #include "cli/interrupt.h"
-#include "stage/background.h"
-#include "stage/effect_module.h"
-#include "stage/errors.h"
-#include "stage/partial_file.h"
-#include "stage/scene_renderer.h"
-#include "stage/video_out.h"
+#include "stage/base/errors.h"
+#include "stage/base/partial_file.h"
+#include "stage/media/background.h"
+#include "stage/module/effect_module.h"
+#include "stage/output/video_out.h"
+#include "stage/render/scene_renderer.h"
 
 namespace orvandel::cli {
 namespace {

@@ -8,8 +8,8 @@
 
 #include "cli/render/output.h"
 #include "cli/render/worker_pool.h"
-#include "stage/frame_renderer.h"
-#include "stage/scene.h"
+#include "stage/render/frame_renderer.h"
+#include "stage/scene/scene.h"
 
 namespace orvandel::cli {
 

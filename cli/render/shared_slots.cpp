@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "stage/errors.h"
+#include "stage/base/errors.h"
 
 namespace orvandel::cli {
 namespace {

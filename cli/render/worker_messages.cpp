@@ -8,7 +8,7 @@
 #include <new>
 #include <string_view>
 
-#include "stage/errors.h"
+#include "stage/base/errors.h"
 
 namespace orvandel::cli {
 namespace {

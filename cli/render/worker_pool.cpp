@@ -10,7 +10,7 @@
 #include "cli/interrupt.h"
 #include "cli/render/shared_slots.h"
 #include "cli/render/worker_process.h"
-#include "stage/errors.h"
+#include "stage/base/errors.h"
 
 namespace orvandel::cli {
 namespace {

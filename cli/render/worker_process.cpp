@@ -13,7 +13,7 @@
 
 #include "cli/exit_codes.h"
 #include "cli/interrupt.h"
-#include "stage/errors.h"
+#include "stage/base/errors.h"
 
 namespace orvandel::cli {
 namespace {

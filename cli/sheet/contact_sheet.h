@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "stage/picture.h"
+#include "stage/picture/picture.h"
 
 namespace orvandel::cli {
 

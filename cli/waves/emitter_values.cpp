@@ -4,8 +4,8 @@
 
 #include <cmath>
 
-#include "stage/errors.h"
-#include "stage/param_values.h"
+#include "stage/base/errors.h"
+#include "stage/scene/param_values.h"
 
 namespace orvandel::cli {
 

@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <string_view>
 
-#include "stage/param_catalog.h"
-#include "stage/scene.h"
+#include "stage/scene/param_catalog.h"
+#include "stage/scene/scene.h"
 
 namespace orvandel::cli {
 

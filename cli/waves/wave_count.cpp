@@ -6,8 +6,8 @@
 #include <cmath>
 
 #include "cli/waves/births.h"
-#include "stage/errors.h"
-#include "stage/sequence_rules.h"
+#include "stage/base/errors.h"
+#include "stage/media/sequence_rules.h"
 
 namespace orvandel::cli {
 namespace {

@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "stage/param_catalog.h"
-#include "stage/scene.h"
+#include "stage/scene/param_catalog.h"
+#include "stage/scene/scene.h"
 
 namespace orvandel::cli {
 

@@ -6,7 +6,7 @@
 #include <random>
 #include <string>
 
-#include "stage/errors.h"
+#include "stage/base/errors.h"
 
 namespace orvandel::cli {
 namespace {

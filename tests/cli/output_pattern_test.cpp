@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "stage/errors.h"
+#include "stage/base/errors.h"
 
 namespace orvandel::cli {
 namespace {

@@ -17,9 +17,9 @@
 #include <string>
 #include <vector>
 
-#include "stage/frame_renderer.h"
-#include "stage/scene_reader.h"
-#include "stage/video_out.h"
+#include "stage/output/video_out.h"
+#include "stage/render/frame_renderer.h"
+#include "stage/scene/scene_reader.h"
 
 namespace orvandel::stage {
 namespace {

@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-#include "stage/param_catalog.h"
+#include "stage/scene/param_catalog.h"
 
 namespace orvandel::stage {
 

@@ -1,11 +1,11 @@
-#include "stage/keyframes.h"
+#include "stage/scene/keyframes.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <random>
 
-#include "stage/param_values.h"
+#include "stage/scene/param_values.h"
 #include "tests/stage/catalog_for_tests.h"
 
 namespace orvandel::stage {

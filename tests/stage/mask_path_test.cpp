@@ -1,4 +1,4 @@
-#include "stage/mask_path.h"
+#include "stage/scene/mask_path.h"
 
 #include <gtest/gtest.h>
 

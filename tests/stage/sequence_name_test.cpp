@@ -1,4 +1,4 @@
-#include "stage/sequence_name.h"
+#include "stage/scene/sequence_name.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "stage/svg_path.h"
+#include "stage/scene/svg_path.h"
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "stage/errors.h"
+#include "stage/base/errors.h"
 
 namespace orvandel::stage {
 namespace {

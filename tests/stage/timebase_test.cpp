@@ -1,4 +1,4 @@
-#include "stage/timebase.h"
+#include "stage/scene/timebase.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -6,7 +6,7 @@
 #include <numeric>
 #include <string>
 
-#include "stage/errors.h"
+#include "stage/base/errors.h"
 
 namespace orvandel::stage {
 namespace {

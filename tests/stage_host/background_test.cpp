@@ -1,13 +1,13 @@
 // Opaque outputs: the effect's picture over a colour, a picture or a film.
-#include "stage/background.h"
+#include "stage/media/background.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <random>
 
-#include "stage/errors.h"
-#include "stage/video_out.h"
+#include "stage/base/errors.h"
+#include "stage/output/video_out.h"
 #include "tests/stage_host/media_files.h"
 
 namespace orvandel::stage {

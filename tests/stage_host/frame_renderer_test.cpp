@@ -1,4 +1,4 @@
-#include "stage/frame_renderer.h"
+#include "stage/render/frame_renderer.h"
 
 #include <gtest/gtest.h>
 
@@ -8,13 +8,13 @@
 #include <numeric>
 
 #include "media_files.h"
-#include "stage/errors.h"
-#include "stage/mask_lender.h"
-#include "stage/param_values.h"
-#include "stage/param_view.h"
-#include "stage/scene_reader.h"
-#include "stage/value_table.h"
-#include "stage/video_out.h"
+#include "stage/base/errors.h"
+#include "stage/module/mask_lender.h"
+#include "stage/module/value_table.h"
+#include "stage/output/video_out.h"
+#include "stage/render/param_view.h"
+#include "stage/scene/param_values.h"
+#include "stage/scene/scene_reader.h"
 
 namespace orvandel::stage {
 namespace {

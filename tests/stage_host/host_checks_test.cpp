@@ -4,12 +4,12 @@
 #include <string>
 
 #include "media_files.h"
-#include "stage/effect_module.h"
-#include "stage/errors.h"
-#include "stage/frame_renderer.h"
-#include "stage/module_session.h"
-#include "stage/scene_reader.h"
-#include "stage/video_out.h"
+#include "stage/base/errors.h"
+#include "stage/module/effect_module.h"
+#include "stage/module/module_session.h"
+#include "stage/output/video_out.h"
+#include "stage/render/frame_renderer.h"
+#include "stage/scene/scene_reader.h"
 
 namespace orvandel::stage {
 namespace {

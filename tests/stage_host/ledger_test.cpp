@@ -1,4 +1,4 @@
-#include "stage/ledger.h"
+#include "stage/module/ledger.h"
 
 #include <gtest/gtest.h>
 

@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "stage/ffmpeg_support.h"
-#include "stage/picture.h"
-#include "stage/timebase.h"
+#include "stage/base/ffmpeg_support.h"
+#include "stage/picture/picture.h"
+#include "stage/scene/timebase.h"
 
 namespace orvandel::stage {
 

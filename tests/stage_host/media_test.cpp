@@ -1,4 +1,4 @@
-#include "stage/media_in.h"
+#include "stage/media/media_in.h"
 
 #include <gtest/gtest.h>
 
@@ -7,9 +7,9 @@
 #include <cstring>
 
 #include "media_files.h"
-#include "stage/errors.h"
-#include "stage/picture_convert.h"
-#include "stage/video_out.h"
+#include "stage/base/errors.h"
+#include "stage/output/video_out.h"
+#include "stage/picture/picture_convert.h"
 
 extern "C" {
 #include <libavutil/crc.h>

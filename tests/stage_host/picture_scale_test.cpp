@@ -1,4 +1,4 @@
-#include "stage/picture_scale.h"
+#include "stage/picture/picture_scale.h"
 
 #include <gtest/gtest.h>
 

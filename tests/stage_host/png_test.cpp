@@ -3,9 +3,9 @@
 #include <filesystem>
 
 #include "media_files.h"
-#include "stage/errors.h"
-#include "stage/media_in.h"
-#include "stage/video_out.h"
+#include "stage/base/errors.h"
+#include "stage/media/media_in.h"
+#include "stage/output/video_out.h"
 
 namespace orvandel::stage {
 namespace {

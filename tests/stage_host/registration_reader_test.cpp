@@ -1,4 +1,4 @@
-#include "stage/registration_reader.h"
+#include "stage/module/registration_reader.h"
 
 #include <gtest/gtest.h>
 
@@ -9,7 +9,7 @@
 
 #include "media_files.h"
 #include "orvandel/effect.h"
-#include "stage/errors.h"
+#include "stage/base/errors.h"
 
 namespace orvandel::stage {
 namespace {

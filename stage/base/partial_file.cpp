@@ -1,0 +1,61 @@
+#include "stage/base/partial_file.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <system_error>
+
+#include "stage/base/errors.h"
+
+namespace orvandel::stage {
+namespace {
+
+std::filesystem::path WorkNameOf(const std::filesystem::path& file) {
+  // The process's own, so that two renders into one folder do not write into each other's unfinished files.
+  return file.parent_path() / fmt::format(".{}.{}.part", file.filename().string(), getpid());
+}
+
+// Writes all of it; 0 or the system's error number.
+int WriteAll(int descriptor, std::span<const std::uint8_t> bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = write(descriptor, bytes.data(), bytes.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0) return errno;
+    bytes = bytes.subspan(static_cast<std::size_t>(written));
+  }
+  return 0;
+}
+
+}  // namespace
+
+PartialFile::PartialFile(std::filesystem::path file) : file_(std::move(file)), workName_(WorkNameOf(file_)) {}
+
+PartialFile::~PartialFile() {
+  std::error_code ignored;
+  if (!kept_) std::filesystem::remove(workName_, ignored);
+}
+
+void PartialFile::Write(std::span<const std::uint8_t> bytes) {
+  const int descriptor = open(workName_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0666);
+  if (descriptor < 0) Fail("cannot be written", errno);
+  const int failure = WriteAll(descriptor, bytes);
+  const int closeFailure = close(descriptor) < 0 ? errno : 0;
+  if (failure != 0 || closeFailure != 0) Fail("cannot be written", failure != 0 ? failure : closeFailure);
+}
+
+void PartialFile::Keep() {
+  std::error_code failure;
+  std::filesystem::rename(workName_, file_, failure);
+  if (failure) Fail("cannot be given its name", failure.value());
+  kept_ = true;
+}
+
+void PartialFile::Fail(const std::string& what, int errorNumber) const {
+  Fail(what + ": " + std::generic_category().message(errorNumber));
+}
+
+void PartialFile::Fail(const std::string& what) const { throw WorkError(file_.string() + ": " + what); }
+
+}  // namespace orvandel::stage

@@ -1,0 +1,45 @@
+// A film as pictures by time. Times are the stream's own time stamps.
+//
+// Two decoded pictures are held, the current one and the one after it, because only the next picture's time tells how
+// long the current one stands. What was once learnt of the order of times is kept, so that asking again about a time
+// that has been passed needs no decoding. Going forward decodes on; going back, or far forward, seeks.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+
+#include "stage/media/video_stream.h"
+#include "stage/picture/picture.h"
+#include "stage/picture/picture_convert.h"
+
+namespace orvandel::stage {
+
+class FilmReader {
+ public:
+  // Decodes the first picture. Throws InputError, as every function does.
+  explicit FilmReader(std::unique_ptr<VideoStream> stream);
+
+  AVRational TimeBase() const { return stream_->TimeBase(); }
+  bool HasSeveralPictures() const { return severalPictures_; }
+  // The time of the last picture whose time is <= `time`; of the first one when there is none.
+  std::int64_t TimeOfPictureAt(std::int64_t time);
+  // `pictureTime` is what TimeOfPictureAt gave.
+  Picture Decode(std::int64_t pictureTime);
+
+ private:
+  void GoTo(std::int64_t time);
+  void Begin();
+  bool Step();
+  bool CurrentStandsAt(std::int64_t time) const;
+
+  std::unique_ptr<VideoStream> stream_;
+  FrameConverter converter_;
+  AvFrame current_, next_;
+  bool atEnd_ = false;  // no picture follows current_; next_ is empty
+  bool severalPictures_ = false;
+  std::int64_t firstTime_ = 0;
+  std::map<std::int64_t, std::int64_t> followers_;  // time of a picture -> time of the next; the last: kNever
+};
+
+}  // namespace orvandel::stage

@@ -1,0 +1,32 @@
+// The scene's media: stills, numbered sequences and films, as the picture that stands at a host time.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "stage/picture/picture.h"
+#include "stage/scene/scene.h"
+#include "stage/scene/timebase.h"
+
+namespace orvandel::stage {
+
+// Every function throws InputError with the file's name.
+class MediaSource {
+ public:
+  virtual ~MediaSource() = default;
+
+  // Whether different times may show different pictures.
+  virtual bool Moves() const = 0;
+  // Which picture stands at `hostTime`: equal keys, equal pictures. The look-up is one host unit later, because the
+  // effect may ask one unit early.
+  virtual std::int64_t KeyAt(std::int32_t hostTime) = 0;
+  // The picture of a key, at its own size.
+  virtual Picture Decode(std::int64_t key) = 0;
+};
+
+// A still stands for all time. A numbered sequence plays at the scene's frame rate from the first number there is. A
+// film goes by its own time stamps. `media.start` is the scene time in seconds at which either begins; before it and
+// after its end its first and last picture stand.
+std::unique_ptr<MediaSource> OpenMedia(const Media& media, const Timebase& time);
+
+}  // namespace orvandel::stage

@@ -1,0 +1,19 @@
+// Whether a scene's frames depend on which frames were rendered before on the same sequence.
+//
+// A frame is a pure function of the scene: what a fresh sequence gives when the frame is the only one that it renders.
+// Going on with a sequence gives the same and is much faster, except where a wave's removal, or the picture it was
+// traced from, is decided at the frames that are drawn.
+#pragma once
+
+#include <functional>
+
+#include "stage/scene/param_catalog.h"
+#include "stage/scene/scene.h"
+
+namespace orvandel::stage {
+
+// `sourceMoves` tells of a layer's place (0: the input) whether its picture changes over time.
+bool NeedsFreshSequences(const Scene& scene, const Emitter& emitter, const ParamCatalog& catalog,
+                         const std::function<bool(std::int32_t)>& sourceMoves);
+
+}  // namespace orvandel::stage

@@ -1,0 +1,54 @@
+// The video stream of one file, decoded picture by picture through the FFmpeg libraries.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+
+#include "stage/base/ffmpeg_support.h"
+
+namespace orvandel::stage {
+
+// Larger pictures are refused.
+inline constexpr std::int64_t kMostPixels = 256'000'000;
+
+// Only plain files are opened, and no format that leads to other files. Every function throws InputError with the
+// file's name.
+class VideoStream {
+ public:
+  explicit VideoStream(const std::filesystem::path& file);
+
+  // One picture without a time of its own (PNG, JPEG, ...). Strict: a damaged one is refused rather than shown in part.
+  bool IsStill() const { return still_; }
+  AVRational TimeBase() const { return stream_->time_base; }
+
+  // The next picture in the order of showing; false at the end. Time stamps rise from picture to picture.
+  bool Next(AVFrame& frame);
+  // Goes on from a picture at or before `timeStamp` (in units of TimeBase) when the format can do that, else from the
+  // start of the file.
+  void GoBefore(std::int64_t timeStamp);
+  // Goes on from the start of the file.
+  void Restart();
+
+  [[noreturn]] void Fail(const std::string& reason) const;
+
+ private:
+  void Open();
+  void OpenDecoder();
+  [[noreturn]] void FailDecoding(const std::string& reason) const;
+  bool Receive(AVFrame& frame, const AvComplaints& complaints);
+  void Feed(const AvComplaints& complaints);
+  void GiveTime(AVFrame& frame);
+
+  std::filesystem::path file_;
+  AvInput input_;
+  AvCodec codec_;
+  AvPacket packet_;
+  AVStream* stream_ = nullptr;  // of input_
+  bool still_ = false;
+  bool drained_ = false;    // the decoder knows that no packet follows
+  bool afterSeek_ = false;  // pictures that lean on skipped ones may come
+  std::int64_t lastTime_ = AV_NOPTS_VALUE;
+};
+
+}  // namespace orvandel::stage

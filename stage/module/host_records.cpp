@@ -1,0 +1,50 @@
+#include "stage/module/host_records.h"
+
+#include <algorithm>
+#include <string>
+
+#include "stage/module/host_services.h"
+
+namespace orvandel::stage {
+
+CommandTime CommandTime::Of(const Scene& scene, std::int32_t hostTime, std::int32_t downsample, bool highQuality) {
+  return {hostTime,     scene.time.timeStep, scene.time.duration, scene.time.timeScale, scene.width,
+          scene.height, downsample,          scene.pixelAspect,   highQuality};
+}
+
+OrvInRecord MakeInRecord(HostAnswers& answers, const CommandTime& when, OrvHandle globalData, OrvHandle sequenceData) {
+  OrvInRecord record{};
+  record.callbacks = HostCallbacks();
+  record.utilities = HostUtilities();
+  record.effectRef = &answers;
+  record.hostVersionMajor = kHostVersionMajor;
+  record.hostVersionMinor = kHostVersionMinor;
+  record.quality = when.highQuality ? 1 : 0;
+  record.currentTime = when.currentTime;
+  record.timeStep = when.timeStep;
+  record.duration = when.duration;
+  record.paramTimeStep = when.timeStep;
+  record.timeScale = when.timeScale;
+  record.width = when.width;
+  record.height = when.height;
+  record.downsampleX = record.downsampleY = {1, static_cast<std::uint32_t>(when.downsample)};
+  record.pixelAspect = {static_cast<std::int32_t>(when.pixelAspect.num),
+                        static_cast<std::uint32_t>(when.pixelAspect.den)};
+  record.globalData = globalData;
+  record.sequenceData = sequenceData;
+  record.services = HostServiceTable();
+  return record;
+}
+
+OrvOutRecord MakeOutRecord(OrvHandle globalData, OrvHandle sequenceData) {
+  OrvOutRecord record{};
+  record.globalData = globalData;
+  record.sequenceData = sequenceData;
+  return record;
+}
+
+std::string MessageOf(const OrvOutRecord& record) {
+  return {record.message, std::find(record.message, record.message + ORV_MESSAGE_BYTES, '\0')};
+}
+
+}  // namespace orvandel::stage

@@ -1,0 +1,53 @@
+// Encoded output through the FFmpeg libraries: pictures and films. Files appear under their name only when whole.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "stage/picture/picture.h"
+#include "stage/picture/picture16.h"
+#include "stage/scene/timebase.h"
+
+namespace orvandel::stage {
+
+// Writes 8-bit RGBA with exactly the picture's bytes (all four, also where alpha is 0): beside the name, then renamed.
+// Throws WorkError with the file and the reason.
+void WritePng(const std::filesystem::path& file, const Picture& picture);
+// The same with 16 bits a channel.
+void WritePng16(const std::filesystem::path& file, const Picture16& picture);
+
+// Both functions throw WorkError with the file and the reason.
+class FilmWriter {
+ public:
+  virtual ~FilmWriter() = default;  // without Finish: the unfinished file is removed
+  virtual void Add(const Picture& picture) = 0;
+  virtual void Finish() = 0;
+};
+
+struct FilmOptions {
+  Rational frameRate;
+  Rational pixelAspect{1, 1};
+  std::int32_t width = 0, height = 0;
+  std::string format;  // where an extension has several: "prores4444", "qtrle"; empty: the usual one
+};
+
+// The container and codec follow from the file's extension. InputError for an unknown one (lists those known).
+//   .mp4   H.264: no alpha, the pictures stand over black; an odd size gets its last column or row twice
+//   .mov   ProRes 4444 with alpha (10 bits); or QuickTime Animation, lossless
+//   .webm  VP9 with alpha
+//   .mkv   FFV1, lossless, with alpha
+//   .apng  animated PNG, with alpha
+std::unique_ptr<FilmWriter> OpenFilm(const std::filesystem::path& file, const FilmOptions& options);
+bool IsFilmName(const std::filesystem::path& file);
+
+// Every kind of film that can be written, in the order of preference within an extension.
+struct FilmKind {
+  std::string extension, name, description;
+  bool hasAlpha = false, lossless = false;
+};
+std::vector<FilmKind> FilmKinds();
+
+}  // namespace orvandel::stage

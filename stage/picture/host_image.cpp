@@ -1,0 +1,75 @@
+#include "stage/picture/host_image.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+namespace orvandel::stage {
+namespace {
+
+constexpr std::size_t kCacheLine = 64;
+constexpr std::uint8_t kPadding = 0xC5;
+constexpr std::int32_t kLeastPadding = 16;
+
+std::int32_t PaddedRowBytes(std::int32_t width) {
+  constexpr auto kLine = static_cast<std::int32_t>(kCacheLine);
+  return (width * 4 + kLeastPadding + kLine - 1) / kLine * kLine;
+}
+
+}  // namespace
+
+void HostImage::Free::operator()(std::uint8_t* memory) const { std::free(memory); }
+
+HostImage::HostImage(std::int32_t width, std::int32_t height)
+    : width_(width), height_(height), rowBytes_(PaddedRowBytes(width)) {
+  data_.reset(static_cast<std::uint8_t*>(std::aligned_alloc(kCacheLine, ByteCount())));
+  if (data_ == nullptr) throw std::bad_alloc();
+  std::memset(data_.get(), kPadding, ByteCount());
+}
+
+HostImage::HostImage(const Picture& picture) : HostImage(picture.width, picture.height) {
+  const std::size_t rowSize = static_cast<std::size_t>(width_) * 4;
+  for (std::int32_t y = 0; y < height_; ++y) {
+    std::memcpy(Row(y), picture.bytes.data() + static_cast<std::size_t>(y) * rowSize, rowSize);
+  }
+  checksum_ = Checksum();
+}
+
+// Appended row by row, so that no byte of the result is written twice.
+Picture HostImage::ToPicture() const {
+  Picture picture;
+  picture.width = width_;
+  picture.height = height_;
+  const std::size_t rowSize = static_cast<std::size_t>(width_) * 4;
+  picture.bytes.reserve(rowSize * static_cast<std::size_t>(height_));
+  for (std::int32_t y = 0; y < height_; ++y) picture.bytes.insert(picture.bytes.end(), Row(y), Row(y) + rowSize);
+  return picture;
+}
+
+bool HostImage::PaddingIntact() const {
+  for (std::int32_t y = 0; y < height_; ++y) {
+    const std::uint8_t* row = Row(y);
+    if (!std::all_of(row + width_ * 4, row + rowBytes_, [](std::uint8_t byte) { return byte == kPadding; }))
+      return false;
+  }
+  return true;
+}
+
+// Four independent sums, so that it runs at the speed of memory: the whole image is read after every command. Each
+// step is invertible in the word read, so a single changed word always shows.
+std::uint64_t HostImage::Checksum() const {
+  constexpr std::uint64_t kFactor = 0x9E3779B97F4A7C15u;
+  std::uint64_t lanes[4] = {1, 2, 3, 4};
+  const std::uint8_t* end = data_.get() + ByteCount();  // a multiple of the cache line
+  for (const std::uint8_t* at = data_.get(); at != end; at += sizeof lanes) {
+    std::uint64_t words[4];
+    std::memcpy(words, at, sizeof words);
+    for (int i = 0; i < 4; ++i) lanes[i] = (lanes[i] ^ words[i]) * kFactor;
+  }
+  std::uint64_t sum = 0;
+  for (const std::uint64_t lane : lanes) sum = (sum ^ lane) * kFactor;
+  return sum;
+}
+
+}  // namespace orvandel::stage

@@ -1,0 +1,45 @@
+// Image memory as the effect gets it: rows with padding behind them, the whole allocated in one block.
+//
+// Rows start on cache lines. The padding is filled with a pattern, so that a write outside the picture shows.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+#include "orvandel/types.h"
+#include "stage/picture/picture.h"
+
+namespace orvandel::stage {
+
+class HostImage {
+ public:
+  // All padding and no particular content. Throws std::bad_alloc.
+  HostImage(std::int32_t width, std::int32_t height);
+  // Holds the picture and remembers its bytes for Unchanged().
+  explicit HostImage(const Picture& picture);
+
+  OrvImage Record() { return {data_.get(), width_, height_, rowBytes_, 0, this}; }
+  Picture ToPicture() const;
+  std::size_t ByteCount() const { return static_cast<std::size_t>(rowBytes_) * static_cast<std::size_t>(height_); }
+
+  // Whether nothing was written behind the rows.
+  bool PaddingIntact() const;
+  // Whether every byte is as the constructor left it.
+  bool Unchanged() const { return Checksum() == checksum_; }
+
+ private:
+  struct Free {
+    void operator()(std::uint8_t* memory) const;
+  };
+  std::uint64_t Checksum() const;
+  std::uint8_t* Row(std::int32_t y) const {
+    return data_.get() + static_cast<std::size_t>(y) * static_cast<std::size_t>(rowBytes_);
+  }
+
+  std::int32_t width_, height_, rowBytes_;
+  std::unique_ptr<std::uint8_t[], Free> data_;
+  std::uint64_t checksum_ = 0;
+};
+
+}  // namespace orvandel::stage

@@ -1,0 +1,73 @@
+#include "stage/render/composite.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+
+namespace orvandel::stage {
+namespace {
+
+using Pixel = std::array<float, 4>;  // alpha, then the three colours times alpha
+
+// One channel; for alpha itself the two values are the alphas.
+template <Blend kBlend>
+float Blended(float source, float backdrop, float sourceAlpha, float backdropAlpha) {
+  switch (kBlend) {
+    case Blend::kAdd:
+      return std::min(1.0F, source + backdrop);
+    case Blend::kScreen:
+      return source + backdrop - source * backdrop;
+    case Blend::kMultiply:
+      return source * (1 - backdropAlpha) + backdrop * (1 - sourceAlpha) + source * backdrop;
+    default:
+      return source + backdrop * (1 - sourceAlpha);
+  }
+}
+
+template <Blend kBlend>
+void LayAll(const Picture& picture, float opacity, std::vector<float>& canvas) {
+  for (std::size_t at = 0; at < canvas.size(); at += 4) {
+    if (picture.bytes[at] == 0) continue;  // leaves the canvas as it is in every mode
+    Pixel source;
+    source[0] = static_cast<float>(picture.bytes[at]) / 255 * opacity;
+    for (std::size_t i = 1; i < 4; ++i) source[i] = static_cast<float>(picture.bytes[at + i]) / 255 * source[0];
+    const float backdropAlpha = canvas[at];
+    for (std::size_t i = 0; i < 4; ++i) {
+      canvas[at + i] = Blended<kBlend>(source[i], canvas[at + i], source[0], backdropAlpha);
+    }
+  }
+}
+
+std::uint16_t Word(float unit) { return static_cast<std::uint16_t>(std::clamp(unit, 0.0F, 1.0F) * 65535 + 0.5F); }
+
+}  // namespace
+
+Canvas::Canvas(std::int32_t width, std::int32_t height)
+    : width_(width), height_(height), values_(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 4) {}
+
+void Canvas::Lay(const Picture& picture, Blend blend, double opacity) {
+  const auto share = static_cast<float>(opacity);
+  switch (blend) {
+    case Blend::kNormal:
+      return LayAll<Blend::kNormal>(picture, share, values_);
+    case Blend::kAdd:
+      return LayAll<Blend::kAdd>(picture, share, values_);
+    case Blend::kScreen:
+      return LayAll<Blend::kScreen>(picture, share, values_);
+    case Blend::kMultiply:
+      return LayAll<Blend::kMultiply>(picture, share, values_);
+  }
+}
+
+Picture16 Canvas::Result() const {
+  Picture16 picture(width_, height_);
+  for (std::size_t at = 0; at < values_.size(); at += 4) {
+    const float alpha = values_[at];
+    if (Word(alpha) == 0) continue;
+    picture.words[at] = Word(alpha);
+    for (std::size_t i = 1; i < 4; ++i) picture.words[at + i] = Word(values_[at + i] / alpha);
+  }
+  return picture;
+}
+
+}  // namespace orvandel::stage

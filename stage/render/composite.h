@@ -1,0 +1,32 @@
+// Pictures laid over one another.
+//
+// The canvas begins transparent and holds colour times alpha in floats of 0..1. With cs, as the new picture's colour
+// times alpha and its alpha, both times the opacity, and cb, ab the canvas's:
+//   normal    c = cs + cb (1 - as)                        a = as + ab (1 - as)
+//   add       c = min(1, cs + cb)                         a = min(1, as + ab)
+//   screen    c = cs + cb - cs cb                         a = as + ab - as ab
+//   multiply  c = cs (1 - ab) + cb (1 - as) + cs cb       a = as + ab - as ab
+// The values are the stored ones, as the effect blends its own waves: no conversion to linear light.
+#pragma once
+
+#include <vector>
+
+#include "stage/picture/picture16.h"
+#include "stage/scene/scene.h"
+
+namespace orvandel::stage {
+
+class Canvas {
+ public:
+  Canvas(std::int32_t width, std::int32_t height);
+  // `picture` has the canvas's size.
+  void Lay(const Picture& picture, Blend blend, double opacity);
+  // To the nearest 16-bit values, all zero where alpha is.
+  Picture16 Result() const;
+
+ private:
+  std::int32_t width_, height_;
+  std::vector<float> values_;  // alpha, then the three colours times alpha
+};
+
+}  // namespace orvandel::stage

@@ -1,0 +1,47 @@
+// One frame end to end: hands the effect its records, answers its callbacks, gives back the picture.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+
+#include "stage/module/effect_module.h"
+#include "stage/picture/picture.h"
+#include "stage/scene/scene.h"
+
+namespace orvandel::stage {
+
+struct RenderOptions {
+  bool highQuality = true;      // false: draft, one sample a pixel
+  std::int32_t downsample = 1;  // k: the output is ceil(width / k) x ceil(height / k)
+  // Asked whenever the effect asks; true stops the frame with Interrupted. Must be cheap.
+  std::function<bool()> shouldStop;
+  // After every command: nothing written beside the output's pixels, nothing at all into the input and the layers. It
+  // costs one reading of every picture lent, about half a millisecond each at full HD.
+  bool checkImages = true;
+};
+
+class FrameRenderer {
+ public:
+  // Sets the module up for one sequence of one emitter. `module` and `scene` must outlive the renderer.
+  FrameRenderer(EffectModule& module, const Scene& scene, std::size_t emitter, RenderOptions options);
+  ~FrameRenderer();
+  FrameRenderer(const FrameRenderer&) = delete;
+  FrameRenderer& operator=(const FrameRenderer&) = delete;
+
+  // Any frame in any order gives the same bytes. Throws EffectError, Interrupted, InputError (a medium that cannot be
+  // read), WorkError (the ledger of handles and check-outs does not balance, or bytes outside the picture were
+  // written).
+  Picture Render(std::int32_t frame);
+  // The same at a host time, for samples between frames.
+  Picture RenderAt(std::int32_t hostTime);
+
+  std::int32_t OutputWidth() const;
+  std::int32_t OutputHeight() const;
+
+ private:
+  struct Impl;
+  std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace orvandel::stage

@@ -1,0 +1,99 @@
+#include "stage/render/scene_answers.h"
+
+#include <algorithm>
+
+namespace orvandel::stage {
+
+SceneAnswers::SceneAnswers(EffectModule::Impl& module, const Scene& scene, const Emitter& emitter,
+                           std::int32_t downsample)
+    : HostAnswers(module.ledger),
+      module_(module),
+      values_(scene, emitter, module.catalog, 1.0 / downsample),
+      masks_(scene, 1.0 / downsample) {
+  OpenMediaOf(scene, emitter, downsample);
+}
+
+void SceneAnswers::OpenMediaOf(const Scene& scene, const Emitter& emitter, std::int32_t downsample) {
+  const std::pair layerSize{scene.width, scene.height};
+  input_ = std::make_unique<LayerPictures>(
+      scene.input ? OpenMedia(*scene.input, scene.time) : TransparentMedia(scene.width, scene.height), downsample,
+      layerSize);
+  layers_.resize(scene.layers.size());
+  for (const ParamInfo& info : module_.catalog.Params()) {
+    if (info.Type() != ORV_PARAM_LAYER) continue;
+    for (const Key& key : emitter.tracks[static_cast<std::size_t>(info.hostIndex)].keys) {
+      const auto place = static_cast<std::size_t>(std::get<Choice>(key.value).index);
+      if (place == 0 || layers_.at(place - 1) != nullptr) continue;
+      layers_[place - 1] = std::make_unique<LayerPictures>(OpenMedia(scene.layers[place - 1], scene.time), downsample);
+    }
+  }
+}
+
+OrvImage SceneAnswers::Lend(const std::shared_ptr<HostImage>& image) {
+  if (std::find(lent_.begin(), lent_.end(), image) == lent_.end()) lent_.push_back(image);
+  return image->Record();
+}
+
+std::int32_t SceneAnswers::CheckOut(std::int32_t hostIndex, std::int32_t time, OrvParamDef& definition) {
+  if (hostIndex < 0 || hostIndex >= values_.Count()) return kHostFailed;
+  definition = values_.At(hostIndex, time);
+  if (definition.type != ORV_PARAM_LAYER) return 0;
+  if (hostIndex == 0) {
+    definition.value.layer.image = Lend(input_->At(time));
+  } else if (const std::int32_t place = values_.LayerAt(hostIndex, time); place != 0) {
+    definition.value.layer.image = Lend(layers_[static_cast<std::size_t>(place) - 1]->At(time));
+  } else {
+    definition.value.layer.image = {};
+  }
+  return 0;
+}
+
+std::int32_t SceneAnswers::HostIndexOf(const OrvParamDef& definition) const {
+  return values_.HostIndexOfId(definition.id);
+}
+
+std::int32_t SceneAnswers::UpdateParamUi(std::int32_t hostIndex, const OrvParamDef& definition) {
+  if (hostIndex < 0 || static_cast<std::size_t>(hostIndex) >= module_.ui.size()) return kHostFailed;
+  module_.ui[static_cast<std::size_t>(hostIndex)] = {(definition.uiFlags & ORV_PARAM_UI_INACTIVE) != 0,
+                                                     (definition.hostFlags & ORV_PARAM_CLOSED) != 0};
+  return 0;
+}
+
+void SceneAnswers::PointAtLength(OrvLengthQuery query, double distance, double& x, double& y) {
+  const PointValue point = MaskLender::QueryOf(query).PointAt(distance);
+  x = point.x;
+  y = point.y;
+}
+
+OrvParamDef** SceneAnswers::ParamsAt(std::int32_t hostTime) {
+  const auto set = [](std::uint32_t& flags, std::uint32_t bit, bool on) { flags = on ? flags | bit : flags & ~bit; };
+  params_.resize(static_cast<std::size_t>(values_.Count()));
+  paramPointers_.clear();
+  for (std::int32_t i = 0; i < values_.Count(); ++i) {
+    OrvParamDef& definition = params_[static_cast<std::size_t>(i)];
+    const ParamUiState& ui = module_.ui[static_cast<std::size_t>(i)];
+    definition = values_.At(i, hostTime);
+    set(definition.uiFlags, ORV_PARAM_UI_INACTIVE, ui.inactive);
+    set(definition.hostFlags, ORV_PARAM_CLOSED, ui.closed);
+    if (definition.type == ORV_PARAM_LAYER) definition.value.layer.image = {};
+    paramPointers_.push_back(&definition);
+  }
+  params_[0].value.layer.image = Lend(input_->At(hostTime));
+  return paramPointers_.data();
+}
+
+std::string SceneAnswers::EndCommand() {
+  std::string wrong;
+  if (checkImages) {
+    const bool changed = std::any_of(lent_.begin(), lent_.end(), [](const auto& image) { return !image->Unchanged(); });
+    if (changed) wrong = "a picture that was lent for reading has been written to";
+    if (output != nullptr && !output->PaddingIntact()) {
+      wrong += std::string(wrong.empty() ? "" : "; ") + "bytes beside the output's pixels have been written";
+    }
+  }
+  lent_.clear();
+  masks_.Tidy();
+  return wrong;
+}
+
+}  // namespace orvandel::stage

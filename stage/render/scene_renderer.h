@@ -1,0 +1,38 @@
+// A scene's frames as they go to a file: every effect of the scene, laid over one another, with motion blur.
+//
+// A scene of one effect, laid normally at full opacity and without blur, gives the effect's own bytes untouched. A
+// frame is a pure function of the scene here as well: it is made of pictures that are.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "stage/module/effect_module.h"
+#include "stage/picture/picture16.h"
+#include "stage/render/frame_renderer.h"
+#include "stage/scene/scene.h"
+
+namespace orvandel::stage {
+
+class SceneRenderer {
+ public:
+  // `module` and `scene` must outlive the renderer. Every effect has a sequence of its own; `options` are for each.
+  SceneRenderer(EffectModule& module, const Scene& scene, const RenderOptions& options);
+  ~SceneRenderer();
+  SceneRenderer(const SceneRenderer&) = delete;
+  SceneRenderer& operator=(const SceneRenderer&) = delete;
+
+  // Any frame in any order gives the same bytes. Throws what FrameRenderer throws; the effect's own messages begin with
+  // "effect 2: " when the scene has several. The first is the second, rounded, except for untouched bytes.
+  Picture Render(std::int32_t frame);
+  Picture16 Render16(std::int32_t frame);
+
+  std::int32_t OutputWidth() const;
+  std::int32_t OutputHeight() const;
+
+ private:
+  struct Impl;
+  std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace orvandel::stage

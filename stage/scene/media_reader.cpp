@@ -1,0 +1,41 @@
+#include "stage/scene/media_reader.h"
+
+#include <utility>
+
+#include "stage/base/errors.h"
+
+namespace orvandel::stage {
+namespace {
+
+constexpr std::string_view kMediaForms =
+    "a file name or {\"file\": name, \"start\": seconds, or pictures of a sequence}";
+
+}  // namespace
+
+Rational ReadExact(const JsonPlace& place, std::string_view allowed, bool texts) {
+  if (!place.IsNumber() && !(texts && place.IsString())) place.FailNot(allowed);
+  try {
+    return ParseRational(place.IsString() ? place.Text(allowed) : place.Node().text);
+  } catch (const InputError& error) {
+    place.Fail(error.what());
+  }
+}
+
+Media ReadMedia(const JsonPlace& place, std::string name, const SceneFiles& files) {
+  Media media;
+  media.name = std::move(name);
+  media.start = {0, 1};
+  if (place.IsString()) {
+    media.file = files.PlainOrSequence(place);
+    return media;
+  }
+  place.MustBeObject(kMediaForms).OnlyKeys({"file", "start"});
+  const JsonPlace file = place.Need("file", "a file name");
+  media.file = files.PlainOrSequence(file);
+  if (const auto start = place.Find("start")) {
+    media.start = ReadExact(*start, "a number of seconds, or of pictures of a sequence", false);
+  }
+  return media;
+}
+
+}  // namespace orvandel::stage

@@ -1,0 +1,129 @@
+// The scene as data: what the scene file says, checked and resolved, before anything is rendered.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "stage/scene/timebase.h"
+
+namespace orvandel::stage {
+
+struct PointValue {
+  double x = 0, y = 0;  // full-size layer pixels
+  bool operator==(const PointValue&) const = default;
+};
+struct ColorValue {
+  double red = 0, green = 0, blue = 0;  // 0..255
+  bool operator==(const ColorValue&) const = default;
+};
+// Numbers: integer and fixed sliders, angles (degrees). Choice: popups (1-based), checkboxes (0, 1), masks and layers
+// (place among the scene's masks or layers, 1-based; 0: none).
+struct Choice {
+  std::int32_t index = 0;
+  bool operator==(const Choice&) const = default;
+};
+using Value = std::variant<double, PointValue, ColorValue, Choice>;
+
+enum class Interpolation { kLinear, kHold, kBezier };
+struct Easing {
+  Interpolation kind = Interpolation::kLinear;
+  double x1 = 0, y1 = 0, x2 = 1, y2 = 1;  // control points of kBezier, as in CSS
+};
+
+struct Key {
+  double time = 0;  // seconds
+  Value value;
+  Easing easing;  // from this key to the next
+};
+
+class AudioEnvelope;
+class Expression;
+
+// Numbers that follow a rule over time instead of keys; what each gives is told in value_sources.h. All are functions
+// of time alone, so frames still come in any order. A plain number stands for itself.
+struct RandomSource {
+  std::uint64_t seed = 0;
+  std::uint64_t stream = 0;  // tells parameters with one seed apart
+  double min = 0, max = 0;
+  Rational every{1, 30};  // seconds that a draw holds
+  bool whole = false;     // every whole number from min to max equally often
+};
+struct AudioSource {
+  std::shared_ptr<const AudioEnvelope> envelope;
+  double atSilence = 0, atPeak = 0;
+  Rational start;  // the sound begins so many seconds into the scene
+};
+struct ExpressionSource {
+  std::shared_ptr<const Expression> expression;
+  std::string place;  // file and pointer, for complaints
+};
+using NumberSource = std::variant<double, RandomSource, AudioSource, ExpressionSource>;
+
+// One parameter over time. No keys and no sources: the parameter's registered default. One key: constant.
+struct Track {
+  std::vector<Key> keys;              // times strictly increasing
+  std::vector<NumberSource> sources;  // instead of keys: one for a number, two for a point
+
+  bool IsDefault() const { return keys.empty() && sources.empty(); }
+  bool IsConstant() const { return keys.size() <= 1 && sources.empty(); }
+};
+
+// One cubic segment in full-size layer pixels.
+struct Cubic {
+  PointValue p0, c1, c2, p3;
+};
+struct MaskPath {
+  std::vector<Cubic> segments;
+  bool closed = false;
+};
+struct MaskKey {
+  double time = 0;
+  MaskPath path;
+  Easing easing;
+};
+struct Mask {
+  std::string name;
+  std::vector<MaskKey> keys;  // at least one; all with the same number of segments
+};
+
+struct Media {
+  std::string name;
+  std::filesystem::path file;  // resolved against the scene's folder; a %0Nd pattern is a numbered sequence
+  Rational start;              // subtracted from the scene's time: seconds of a film, pictures of a numbered sequence
+};
+
+// How an emitter's picture is laid over what the emitters before it made; composite.h has the formulas.
+enum class Blend { kNormal, kAdd, kScreen, kMultiply };
+
+// One instance of the effect.
+struct Emitter {
+  std::vector<Track> tracks;  // by host parameter index; element 0 unused
+  Blend blend = Blend::kNormal;
+  double opacity = 1;  // 0..1
+};
+
+// A frame as the mean of pictures between two times; motion_blur.h says which times. One sample: no blur.
+struct MotionBlur {
+  std::int32_t samples = 1;
+  double shutter = 180;  // degrees: 360 is the time from one frame to the next
+  double phase = 0;      // degrees from the frame's time to the shutter's opening
+};
+
+struct Scene {
+  std::filesystem::path file;
+  std::int32_t width = 0, height = 0;  // full-size layer pixels
+  Timebase time;
+  Rational pixelAspect{1, 1};     // reduced
+  std::optional<Media> input;     // the effect's own layer; absent: transparent
+  std::vector<Media> layers;      // in order of appearance
+  std::vector<Mask> masks;        // in order of appearance
+  std::vector<Emitter> emitters;  // at least one; drawn in this order
+  MotionBlur motionBlur;
+};
+
+}  // namespace orvandel::stage

@@ -1,0 +1,75 @@
+#include "stage/scene/scene_files.h"
+
+#include <algorithm>
+#include <string>
+#include <system_error>
+
+#include <fmt/format.h>
+
+#include "stage/base/names.h"
+#include "stage/scene/sequence_name.h"
+
+namespace orvandel::stage {
+namespace {
+
+void MustBePlainFile(const JsonPlace& place, const std::filesystem::path& file) {
+  std::error_code failure;
+  const auto status = std::filesystem::status(file, failure);
+  if (!std::filesystem::exists(status)) {
+    const bool missing = status.type() == std::filesystem::file_type::not_found;
+    place.Fail(fmt::format("{} {}", Quoted(file.string()), missing ? "does not exist" : "cannot be reached"));
+  }
+  if (!std::filesystem::is_regular_file(status)) place.Fail(Quoted(file.string()) + " is not a plain file");
+}
+
+}  // namespace
+
+SceneFiles::SceneFiles(const std::filesystem::path& sceneFile, bool allowOutside)
+    : folder_(sceneFile.parent_path()), allowOutside_(allowOutside) {
+  std::error_code failure;
+  root_ =
+      std::filesystem::weakly_canonical(std::filesystem::absolute(folder_.empty() ? "." : folder_, failure), failure);
+  if (!root_.has_filename()) root_ = root_.parent_path();  // a folder written with a slash at its end
+}
+
+// The name of a file on this machine: decoders would open more than that.
+std::filesystem::path SceneFiles::Resolved(const JsonPlace& place) const {
+  const std::string& name = place.Text("a file name");
+  if (name.empty()) place.Fail("the file name is empty");
+  if (name.find('\0') != std::string::npos) place.Fail(fmt::format("{} is not a file name", place.Found()));
+  if (name.find("://") != std::string::npos) {
+    place.Fail(fmt::format("{} is an address; only files are read", place.Found()));
+  }
+  return folder_ / std::filesystem::path(name);
+}
+
+void SceneFiles::MustBeInside(const JsonPlace& place, const std::filesystem::path& file) const {
+  if (allowOutside_) return;
+  std::error_code failure;
+  // Absolute first: a name of which nothing exists would stay relative.
+  const auto target = std::filesystem::weakly_canonical(std::filesystem::absolute(file, failure), failure);
+  const bool inside =
+      !failure && std::mismatch(root_.begin(), root_.end(), target.begin(), target.end()).first == root_.end();
+  if (inside) return;
+  place.Fail(fmt::format("{} lies outside the scene's folder, which needs --allow-outside", Quoted(file.string())));
+}
+
+std::filesystem::path SceneFiles::Plain(const JsonPlace& place) const {
+  std::filesystem::path file = Resolved(place);
+  MustBeInside(place, file);
+  MustBePlainFile(place, file);
+  return file;
+}
+
+std::filesystem::path SceneFiles::PlainOrSequence(const JsonPlace& place) const {
+  std::filesystem::path file = Resolved(place);
+  const auto sequence = ParseSequenceName(file);
+  if (!sequence) return Plain(place);
+  MustBeInside(place, file);
+  const auto numbers = sequence->Existing();
+  if (numbers.empty()) place.Fail(fmt::format("no file is named like {}", Quoted(file.string())));
+  for (const std::int64_t number : numbers) MustBeInside(place, sequence->FileOf(number));
+  return file;
+}
+
+}  // namespace orvandel::stage

@@ -1,0 +1,292 @@
+#include "stage/scene/scene_reader.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <functional>
+#include <utility>
+#include <vector>
+
+#include <fmt/format.h>
+
+#include "stage/base/errors.h"
+#include "stage/base/names.h"
+#include "stage/scene/json_place.h"
+#include "stage/scene/json_tree.h"
+#include "stage/scene/key_reader.h"
+#include "stage/scene/mask_reader.h"
+#include "stage/scene/media_reader.h"
+#include "stage/scene/scene_limits.h"
+#include "stage/scene/set_option.h"
+#include "stage/scene/svg_file.h"
+#include "stage/scene/track_reader.h"
+
+namespace orvandel::stage {
+namespace {
+
+constexpr std::int64_t kMaxAspectTerm = 65535;
+constexpr std::string_view kRateForms = "a number or \"numerator/denominator\"";
+
+double ReadWhole(const JsonPlace& place, double low, double high) {
+  const double number = place.NumberIn(low, high, "a whole number");
+  if (number != std::floor(number)) place.FailNot(fmt::format("a whole number in {}..{}", low, high));
+  return number;
+}
+
+Blend ReadBlend(const JsonPlace& place) {
+  std::string allowed;
+  std::vector<std::string> known;
+  for (const auto& [name, blend] : kBlendNames) {
+    allowed += (allowed.empty() ? "one of " : ", ") + Quoted(name);
+    known.emplace_back(name);
+  }
+  const std::string& text = place.Text(allowed);
+  for (const auto& [name, blend] : kBlendNames) {
+    if (name == text) return blend;
+  }
+  place.Fail(fmt::format("{} is not {}{}", place.Found(), allowed, DidYouMean(text, known)));
+}
+
+class SceneReader {
+ public:
+  // `complaints` null: the first complaint is thrown. Otherwise each is kept there, and reading goes on beside it.
+  SceneReader(const JsonPlace& root, const std::filesystem::path& file, const ParamCatalog& catalog,
+              const ReadOptions& options, std::vector<std::string>* complaints)
+      : root_(root),
+        catalog_(catalog),
+        options_(options),
+        complaints_(complaints),
+        files_(file, options.allowOutside),
+        sources_(files_) {
+    scene_.file = file;
+  }
+
+  Scene Read() {
+    root_.MustBeObject("a scene: an object");
+    Try([&] {
+      root_.OnlyKeys({"$schema", "version", "width", "height", "frameRate", "duration", "pixelAspect", "input",
+                      "layers", "masks", "parameters", "effects", "motionBlur"});
+    });
+    Try([&] { ReadVersion(); });
+    Try([&] { scene_.width = ReadSide("width"); });
+    Try([&] { scene_.height = ReadSide("height"); });
+    ReadTime();
+    Try([&] { ReadAspect(); });
+    sources_.SetConstants({double(scene_.width), double(scene_.height), seconds_});
+    if (const auto input = root_.Find("input")) Try([&] { scene_.input = ReadMedia(*input, "input", files_); });
+    ReadNamed("layers", names_.layers, [&](const JsonPlace& place, const std::string& name) {
+      scene_.layers.push_back(ReadMedia(place, name, files_));
+    });
+    ReadNamed("masks", names_.masks, [&](const JsonPlace& place, const std::string& name) {
+      scene_.masks.push_back(ReadMask(place, name, files_, keys_));
+    });
+    ReadEmitters();
+    Try([&] { ReadMotionBlur(); });
+    for (const std::string& set : options_.sets) Try([&] { ApplySet(set); });
+    return std::move(scene_);
+  }
+
+ private:
+  template <typename Work>
+  void Try(const Work& work) {
+    try {
+      work();
+    } catch (const InputError& error) {
+      if (complaints_ == nullptr) throw;
+      complaints_->emplace_back(error.what());
+    }
+  }
+
+  void ReadVersion() {
+    const JsonPlace version = root_.Need("version", "1");
+    if (version.Number("1, the version of this format") != 1) version.FailNot("1, the version of this format");
+  }
+
+  std::int32_t ReadSide(std::string_view key) {
+    const JsonPlace place = root_.Need(key, fmt::format("a whole number in 1..{}", kMaxLayerSide));
+    return static_cast<std::int32_t>(ReadWhole(place, 1, kMaxLayerSide));
+  }
+
+  void ReadTime() {
+    bool rateKnown = false;
+    Try([&] {
+      const JsonPlace rate = root_.Need("frameRate", kRateForms);
+      const Rational exact = ReadExact(rate, kRateForms, true);
+      At(rate, [&] { scene_.time = TimebaseOfRate(exact); });
+      rateKnown = true;
+    });
+    Try([&] {
+      const JsonPlace duration = root_.Need("duration", "a number of seconds above 0");
+      const Rational exact = ReadExact(duration, "a number of seconds above 0", false);
+      seconds_ = static_cast<double>(exact.num) / static_cast<double>(exact.den);
+      if (rateKnown) At(duration, [&] { SetDuration(scene_.time, exact); });
+    });
+  }
+
+  void ReadAspect() {
+    const auto place = root_.Find("pixelAspect");
+    if (!place) return;
+    const Rational aspect = ReadExact(*place, kRateForms, true);
+    if (aspect.num < 1 || aspect.num > kMaxAspectTerm || aspect.den > kMaxAspectTerm) {
+      place->Fail(fmt::format("{} in lowest terms is {}/{}; both must be in 1..{}", place->Found(), aspect.num,
+                              aspect.den, kMaxAspectTerm));
+    }
+    scene_.pixelAspect = aspect;
+  }
+
+  // A name stands for its thing also where the thing is refused, so that nobody complains of the name as well.
+  void ReadNamed(std::string_view key, PlaceByName& names,
+                 const std::function<void(const JsonPlace&, const std::string&)>& read) {
+    const auto list = root_.Find(key);
+    if (!list) return;
+    Try([&] { list->MustBeObject(fmt::format("an object of named {}", key)); });
+    for (std::size_t i = 0; list->IsObject() && i < list->Size(); ++i) {
+      names.emplace(list->KeyOf(i), static_cast<std::int32_t>(i + 1));
+      Try([&] { read(list->Item(i), list->KeyOf(i)); });
+    }
+  }
+
+  void ReadEmitters() {
+    const auto parameters = root_.Find("parameters"), effects = root_.Find("effects");
+    if (!effects) {
+      ReadEmitter(parameters);
+      return;
+    }
+    Try([&] {
+      if (parameters) root_.FailAt("effects", "stands beside \"parameters\": a scene has one of the two");
+      const std::size_t count = effects->MustBeArray("an array of effects").Size();
+      if (count == 0) effects->Fail("is empty: at least one effect is required");
+      if (count > kMaxEmitters) effects->Fail(fmt::format("{} effects, {} are allowed", count, kMaxEmitters));
+      for (std::size_t i = 0; i < count; ++i) {
+        const JsonPlace effect = effects->Item(i);
+        Try([&] { ReadEffect(effect); });
+      }
+    });
+  }
+
+  void ReadEffect(const JsonPlace& effect) {
+    effect.MustBeObject("an effect: {\"parameters\": ..., \"blend\": ..., \"opacity\": ...}");
+    ReadEmitter(effect.Find("parameters"));
+    Try([&] { effect.OnlyKeys({"parameters", "blend", "opacity"}); });
+    Emitter& emitter = scene_.emitters.back();
+    if (const auto blend = effect.Find("blend")) Try([&] { emitter.blend = ReadBlend(*blend); });
+    if (const auto opacity = effect.Find("opacity")) Try([&] { emitter.opacity = opacity->NumberIn(0, 1); });
+  }
+
+  void ReadEmitter(const std::optional<JsonPlace>& parameters) {
+    std::size_t count = 1;
+    for (const ParamInfo& info : catalog_.Params())
+      count = std::max(count, static_cast<std::size_t>(info.hostIndex) + 1);
+    Emitter& emitter = scene_.emitters.emplace_back();
+    emitter.tracks.resize(count);
+    if (!parameters) return;
+    Try([&] { parameters->MustBeObject("an object of named parameters"); });
+    for (std::size_t i = 0; parameters->IsObject() && i < parameters->Size(); ++i) {
+      Try([&] {
+        const JsonPlace place = parameters->Item(i);
+        const ParamInfo& info = NeedParam(place, Trimmed(parameters->KeyOf(i)));
+        Track& track = emitter.tracks[static_cast<std::size_t>(info.hostIndex)];
+        if (!track.IsDefault()) place.Fail("is given twice");  // once with blanks around it
+        track = ReadTrack(place, info, names_, keys_, sources_);
+      });
+    }
+  }
+
+  const ParamInfo& NeedParam(const JsonPlace& place, std::string_view name) const {
+    const ParamInfo* const info = catalog_.Find(name);
+    if (info != nullptr) return *info;
+    const std::string nearest = catalog_.Nearest(name);
+    place.Fail("unknown parameter" + (nearest.empty() ? std::string() : DidYouMean(name, {nearest})));
+  }
+
+  void ReadMotionBlur() {
+    const auto place = root_.Find("motionBlur");
+    if (!place) return;
+    place->MustBeObject("motion blur: {\"samples\": number, \"shutter\": degrees}")
+        .OnlyKeys({"samples", "shutter", "phase"});
+    MotionBlur& blur = scene_.motionBlur;
+    blur.samples = static_cast<std::int32_t>(
+        ReadWhole(place->Need("samples", fmt::format("a whole number in 1..{}", kMaxSamples)), 1, kMaxSamples));
+    if (const auto shutter = place->Find("shutter")) blur.shutter = shutter->NumberIn(0, kMaxShutter, "degrees");
+    if (const auto phase = place->Find("phase")) blur.phase = phase->NumberIn(-kMaxShutter, kMaxShutter, "degrees");
+  }
+
+  // Complaints name the option in the file's place.
+  void ApplySet(const std::string& text) {
+    const SetOption set = ParseSetOption(text);
+    const JsonPlace place(set.value, set.option);
+    const ParamInfo& info = NeedParam(place, set.name);
+    if (set.effect > scene_.emitters.size()) {
+      place.Fail(
+          fmt::format("the scene has {} effect{}", scene_.emitters.size(), scene_.emitters.size() == 1 ? "" : "s"));
+    }
+    const Track track = ReadTrack(place, info, names_, keys_, sources_);
+    for (std::size_t i = 0; i < scene_.emitters.size(); ++i) {
+      if (set.effect == 0 || set.effect == i + 1) {
+        scene_.emitters[i].tracks[static_cast<std::size_t>(info.hostIndex)] = track;
+      }
+    }
+  }
+
+  // Gives a complaint that knows no place the place that caused it.
+  template <typename Work>
+  static void At(const JsonPlace& place, const Work& work) {
+    try {
+      work();
+    } catch (const InputError& error) {
+      place.Fail(error.what());
+    }
+  }
+
+  const JsonPlace& root_;
+  const ParamCatalog& catalog_;
+  const ReadOptions& options_;
+  std::vector<std::string>* complaints_;
+  SceneFiles files_;
+  Scene scene_;
+  double seconds_ = 0;  // the duration as written
+  SceneNames names_;
+  KeyReader keys_;
+  SourceReader sources_;
+};
+
+std::string BytesOf(const std::filesystem::path& file) { return ReadWholeFile(file, kMaxSceneBytes); }
+
+}  // namespace
+
+Scene ReadScene(const std::filesystem::path& file, const ParamCatalog& catalog, const ReadOptions& options) {
+  return ReadSceneText(BytesOf(file), file, catalog, options);
+}
+
+Scene ReadSceneText(std::string_view text, const std::filesystem::path& file, const ParamCatalog& catalog,
+                    const ReadOptions& options) {
+  const std::string fileName = Printable(file.string());
+  const JsonNode tree = ParseJson(text, fileName);
+  const JsonPlace root(tree, fileName);
+  return SceneReader(root, file, catalog, options, nullptr).Read();
+}
+
+std::vector<std::string> SceneComplaints(const std::filesystem::path& file, const ParamCatalog& catalog,
+                                         const ReadOptions& options) {
+  try {
+    return SceneTextComplaints(BytesOf(file), file, catalog, options);
+  } catch (const InputError& error) {
+    return {error.what()};
+  }
+}
+
+std::vector<std::string> SceneTextComplaints(std::string_view text, const std::filesystem::path& file,
+                                             const ParamCatalog& catalog, const ReadOptions& options) {
+  std::vector<std::string> complaints;
+  try {
+    const std::string fileName = Printable(file.string());
+    const JsonNode tree = ParseJson(text, fileName);
+    const JsonPlace root(tree, fileName);
+    SceneReader(root, file, catalog, options, &complaints).Read();
+  } catch (const InputError& error) {
+    complaints.emplace_back(error.what());
+  }
+  return complaints;
+}
+
+}  // namespace orvandel::stage
