@@ -75,6 +75,10 @@ struct StrokeBounds {
   bool IsEmpty() const { return xMin >= xMax || yMin >= yMax; }
 };
 
+// Without reflection nothing is looked for beyond the output. Rows above it stay in the range, because the edges have
+// to be stepped through them.
+void ClipBounds(StrokeBounds& bounds, const ImageBuffer& output, std::int32_t quality);
+
 // All that the scan needs. The scan steps the edges, so a geometry is good for one scan.
 struct StrokeGeometry {
   HeapVector<StrokeEdge> edges;      // in creation order; edges[kNoEdge] stands for every missing one, never active

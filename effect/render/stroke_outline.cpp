@@ -14,6 +14,7 @@
 #include "effect/params/param_ids.h"
 #include "effect/params/param_slot.h"
 #include "effect/render/draw_wave.h"
+#include "effect/render/fast/fast_stroke.h"
 #include "effect/render/stroke_edges.h"
 #include "effect/render/stroke_scan.h"
 
@@ -45,15 +46,19 @@ OrvPixel UnpackColor(std::uint32_t color) {
   return pixel;
 }
 
-// Without reflection nothing is looked for beyond the output. Rows above it stay in the range, because the edges have
-// to be stepped through them.
-void ClipBounds(StrokeBounds& bounds, const ImageBuffer& output, std::int32_t quality) {
-  const auto cut = [quality](std::int32_t limit, std::int32_t size) {
-    return static_cast<std::int32_t>(std::min<std::int64_t>(limit, std::int64_t{size} * quality));
-  };
-  bounds.xMin = std::max(bounds.xMin, 0);
-  bounds.xMax = cut(bounds.xMax, output.width);
-  bounds.yMax = cut(bounds.yMax, output.height);
+std::int32_t DrawStrokePlainly(EffectContext& context, const ImageBuffer& output, Outline& points,
+                               const StrokeLook& look) {
+  const Outline offsets = MakeOffsetPoints(points, look.width, look.transform);
+  if (!TransformPoints(points, look.transform)) return 0;
+
+  StrokeGeometry geometry = BuildStrokeGeometry(points, offsets);
+  geometry.quality = look.quality;
+  geometry.color = look.color;
+  geometry.table = look.table;
+  geometry.reflection = look.reflection;
+  if (!geometry.reflection) ClipBounds(geometry.bounds, output, look.quality);
+  if (geometry.bounds.IsEmpty()) return 0;
+  return ScanStroke(context, output, geometry);
 }
 
 }  // namespace
@@ -69,17 +74,12 @@ std::int32_t StrokeOutline(EffectContext& context, const ImageBuffer& output, co
   if (area < 0) std::reverse(points.begin(), points.end());
   if (!RemoveCollinearPoints(points)) return 0;
 
-  const Outline offsets = MakeOffsetPoints(points, StrokeWidth(wave), transform);
-  if (!TransformPoints(points, transform)) return 0;
-
-  StrokeGeometry geometry = BuildStrokeGeometry(points, offsets);
-  geometry.quality = quality;
-  geometry.color = UnpackColor(wave.color);
-  geometry.table = &table;
-  geometry.reflection = ValueWord(FilledSlot(context, kReflection).definition) != 0;
-  if (!geometry.reflection) ClipBounds(geometry.bounds, output, quality);
-  if (geometry.bounds.IsEmpty()) return 0;
-  return ScanStroke(context, output, geometry);
+  const StrokeLook look{
+      StrokeWidth(wave),       transform, quality,
+      UnpackColor(wave.color), &table,    ValueWord(FilledSlot(context, kReflection).definition) != 0};
+  std::int32_t result;
+  if (DrawStrokeFast(context, output, points, look, result)) return result;
+  return DrawStrokePlainly(context, output, points, look);
 }
 
 }  // namespace orvandel

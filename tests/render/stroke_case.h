@@ -22,6 +22,9 @@ class Picture {
     return reinterpret_cast<OrvPixel*>(View().Row(static_cast<std::int32_t>(y)))[x];
   }
   std::vector<std::uint8_t>& Bytes() { return bytes_; }
+  const std::vector<std::uint8_t>& Bytes() const { return bytes_; }
+  std::int32_t Width() const { return width_; }
+  std::int32_t Height() const { return height_; }
   bool operator==(const Picture& other) const { return bytes_ == other.bytes_; }
 
  private:

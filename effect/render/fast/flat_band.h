@@ -1,0 +1,128 @@
+// Bands of a stroke whose profile is the same everywhere: what is covered and inside has the one alpha.
+//
+// Every piece sets the bits of its runs; where pieces overlap they set the same bit. A pixel's alpha is the number of
+// its bits times the profile's alpha, over q * q.
+#pragma once
+
+#include "effect/render/fast/band.h"
+#include "effect/render/fast/pixels.h"
+#include "effect/render/fast/run.h"
+
+namespace orvandel::fast::ORVANDEL_KERNELS {
+
+template <int Q>
+class FlatBand {
+ public:
+  FlatBand(const DrawJob& job, std::int32_t firstRow) : band_(job, firstRow), painter_(job) {}
+
+  __attribute__((noinline)) void Walk(LivePiece& piece, std::int32_t y, std::int32_t end) {
+    WalkPiece(piece, y, end, *this);
+  }
+
+  void Run(LivePiece& piece, int a, int b, OutlineSide side, std::int32_t y, std::int32_t end) {
+    MarkRuns<Q, false>(band_, piece, a, b, side, y, end);
+  }
+
+  void OneRow(const LivePiece& piece, std::int32_t y, const Cut& cut) {
+    const std::int32_t row = y - band_.FirstRow();
+    Samples run;
+    if (!TakeSamples(cut, band_.Job().lo, band_.Job().hi, run)) return;
+    const std::int32_t first = run.first - band_.FirstColumn(), last = first + run.count;
+    if (!piece.wild) {
+      MarkRun<Q, false>(band_, row, first, last, cut.outline);
+      return;
+    }
+    // Crossings by themselves, then sample by sample.
+    MarkRun<Q, false>(band_, row, first, first, cut.outline == OutlineSide::kLeft ? cut.outline : kNone);
+    MarkRun<Q, false>(band_, row, last, last, cut.outline == OutlineSide::kRight ? cut.outline : kNone);
+    for (std::int32_t x = first; x < last; ++x, run.u += run.dudx) {
+      if (SafeIndexAt(run.u) < kFirstDropped) MarkRun<Q, false>(band_, row, x, x + 1, kNone);
+    }
+  }
+
+  // The band's pixel rows [0, pixelRows): first the samples of many lines, then their pixels. The chains of operations
+  // are short that way, and many of them in flight.
+  __attribute__((noinline)) void Finish(std::int32_t pixelRows) {
+    InsideWalk<Q> walk;
+    band_.template ForLines<true>(painter_, pixelRows, [&](const Line* lines, std::int32_t count) {
+      CountLines(walk, lines, count);
+      BlendLines(lines, count);
+    });
+  }
+
+ private:
+  __attribute__((noinline)) void CountLines(InsideWalk<Q>& theWalk, const Line* lines, std::int32_t count) const {
+    InsideWalk<Q> walk = theWalk;
+    for (std::int32_t i = 0; i < count; ++i) CountLine(walk, lines[i], i);
+    theWalk = walk;
+  }
+  __attribute__((noinline)) void BlendLines(const Line* lines, std::int32_t count) const {
+    const Painter painter = painter_;
+    const float one = static_cast<float>(band_.Job().counts[0]);
+    for (std::int32_t i = 0; i < count; ++i) BlendLine(painter, one, lines[i], i);
+  }
+  static constexpr OutlineSide kNone = OutlineSide::kNone;
+  using Rows = RowWords<Q>;
+  using Vector = typename Rows::Vector;
+
+  void CountLine(InsideWalk<Q>& walk, const Line& line, std::int32_t number) const {
+    const std::int32_t q = band_.Sizes().Quality();
+    Vector drawn;
+    walk.Inside(line, q, drawn);
+    drawn &= Rows::Load(line.words, q);
+    Rows::Store(line.words, Vector{}, q);
+    Rows::Store(line.words + q, Vector{}, q);
+    if constexpr (Q == 4) {
+      CountNibbles(drawn, NibbleCounts(number));
+    } else {
+      Count(drawn, Counts(number));
+    }
+  }
+
+  // Samples of each pixel of a line.
+  std::uint16_t* Counts(std::int32_t number) const {
+    return band_.Counters(0) + static_cast<std::ptrdiff_t>(number) * kLineCounters;
+  }
+  // A byte each where they fit.
+  std::uint8_t* NibbleCounts(std::int32_t number) const {
+    return reinterpret_cast<std::uint8_t*>(band_.Counters(0)) + static_cast<std::ptrdiff_t>(number) * 16;
+  }
+
+  void Count(const Vector& drawn, std::uint16_t* counts) const {
+    const std::int32_t q = band_.Sizes().Quality();
+    const std::uint64_t pixel = (std::uint64_t{1} << q) - 1;
+    for (std::int32_t i = 0; i < band_.Sizes().PixelsPerWord(); ++i) {
+      std::int32_t samples = 0;
+      for (std::int32_t row = 0; row < q; ++row) samples += __builtin_popcountll(drawn[row] >> (i * q) & pixel);
+      counts[i] = static_cast<std::uint16_t>(samples);
+    }
+  }
+
+  // Quality 4: 16 pixels of four times four bits.
+  ORVANDEL_INLINE static void CountNibbles(Vector& drawn, std::uint8_t* counts) {
+    typedef std::uint64_t Two __attribute__((vector_size(16)));
+    typedef std::uint8_t Bytes __attribute__((vector_size(16)));
+    drawn -= drawn >> 1 & 0x5555555555555555U;
+    drawn = (drawn & 0x3333333333333333U) + (drawn >> 2 & 0x3333333333333333U);
+    // A pixel's four rows add up to at most 16: one bit more than its nibble has.
+    const Vector even = drawn & 0x0F0F0F0F0F0F0F0FU, odd = drawn >> 4 & 0x0F0F0F0F0F0F0F0FU;
+    const Two evenPairs = __builtin_shufflevector(even, even, 0, 1) + __builtin_shufflevector(even, even, 2, 3);
+    const Two oddPairs = __builtin_shufflevector(odd, odd, 0, 1) + __builtin_shufflevector(odd, odd, 2, 3);
+    const Bytes sums = (Bytes)(__builtin_shufflevector(evenPairs, oddPairs, 0, 2) +
+                               __builtin_shufflevector(evenPairs, oddPairs, 1, 3));
+    Store(counts, __builtin_shufflevector(sums, sums, 0, 8, 1, 9, 2, 10, 3, 11, 4, 12, 5, 13, 6, 14, 7, 15));
+  }
+
+  ORVANDEL_INLINE void BlendLine(const Painter& painter, float one, const Line& line, std::int32_t number) const {
+    const std::int32_t first = band_.FirstPixelOf(line.word), pixels = band_.Sizes().PixelsPerWord();
+    for (std::int32_t i = 0; i < pixels; i += kLanes) {
+      const Words samples = Q == 4 ? LoadBytes(NibbleCounts(number) + i) : LoadHalves(Counts(number) + i);
+      if (Any((Ints)samples)) painter.Blend(line.row, first + i, ToFloats(samples) * one);
+    }
+  }
+
+  Band<Q> band_;
+  Painter painter_;
+};
+
+}  // namespace orvandel::fast::ORVANDEL_KERNELS

@@ -1,0 +1,21 @@
+// The two kernels of the fast drawing code, compiled once per instruction set from the same source.
+#pragma once
+
+#include "effect/render/fast/stroke_job.h"
+
+namespace orvandel::fast {
+
+struct Kernels {
+  // False when the stroke is not for this code: points or offset points not finite or out of range, or edges so flat
+  // that their slope is no number to count on.
+  bool (*setUp)(SetUpJob& job);
+  void (*draw)(const DrawJob& job);
+};
+
+extern const Kernels kPortableKernels;
+#if defined(__x86_64__)
+extern const Kernels kAvx2Kernels;
+extern const Kernels kAvx512Kernels;
+#endif
+
+}  // namespace orvandel::fast

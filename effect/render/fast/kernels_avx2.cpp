@@ -1,0 +1,10 @@
+#define ORVANDEL_KERNELS avx2
+#include "effect/render/fast/draw.h"
+#include "effect/render/fast/kernels.h"
+#include "effect/render/fast/set_up.h"
+
+namespace orvandel::fast {
+
+const Kernels kAvx2Kernels = {avx2::SetUp, avx2::Draw};
+
+}  // namespace orvandel::fast

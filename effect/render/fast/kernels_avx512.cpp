@@ -1,0 +1,10 @@
+#define ORVANDEL_KERNELS avx512
+#include "effect/render/fast/draw.h"
+#include "effect/render/fast/kernels.h"
+#include "effect/render/fast/set_up.h"
+
+namespace orvandel::fast {
+
+const Kernels kAvx512Kernels = {avx512::SetUp, avx512::Draw};
+
+}  // namespace orvandel::fast

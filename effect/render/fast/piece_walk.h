@@ -1,0 +1,245 @@
+// Walks one piece of the band through its rows, independently of all other pieces.
+//
+// The plain scan goes row by row and asks every live piece. But nothing a piece does on a row depends on another piece:
+// indices meet by their minimum, crossings by toggling, and both come out the same in any order. So here a piece is
+// taken through all its rows at once. Between the rows where one of its edges begins or ends, the same edges are
+// active; nearly always two, and then which is left and which is right needs no search:
+//
+//   two active edges in slots a < b        plain rule                                  here
+//   the outline edge is one of them        it is taken, the other is moved up to it    the same
+//   neither is the outline edge            smaller x left, larger right, nothing when  nothing when x[a] > x[b]
+//                                          the slots are then in the wrong order
+//
+// An edge's x and u stay chains of single additions, one a row, from its first row on.
+//
+// Wild pieces. Samples normally have u between 0 and 1 and a little rounding error; a sample whose index would be 501
+// or more is dropped. In a piece that is not wild no sample's u * 500 reaches 501 or falls to -1:
+//   - a ruling of at most kLongestRuling rows drifts by at most half an ulp (2^-24 below u = 2) a row;
+//   - a run of at most kLongestRun samples drifts as much again; all else is relative errors of a few 2^-24;
+//   - together less than 12,300 x 2^-24 < 0.00074; the room is 0.002.
+// The first sample's distance from the left edge, 1 - (x - floor(x)), has a rounding error of its own when x is in
+// (-1, 0): pieces that reach there are wild when columns left of 0 may be touched.
+#pragma once
+
+#include "effect/render/fast/lanes.h"
+#include "effect/render/fast/stroke_job.h"
+
+namespace orvandel::fast::ORVANDEL_KERNELS {
+
+inline constexpr std::int32_t kLongestRuling = 4096;
+inline constexpr std::int32_t kLongestRun = 8192;
+
+enum class OutlineSide { kNone, kLeft, kRight };
+
+// Where a piece begins and ends on a row.
+struct Cut {
+  float leftX, rightX, leftU, rightU;
+  OutlineSide outline;
+};
+
+// The cells of a run, already within the columns that may be touched. Crossings fall on `first` or `last`, samples on
+// first .. last - 1.
+struct Cells {
+  std::int32_t first, last;
+};
+
+// False when the piece leaves no trace on the row.
+ORVANDEL_INLINE bool TakeCells(float leftX, float rightX, std::int32_t lo, std::int32_t hi, Cells& cells) {
+  const std::int32_t first = Floor(leftX);
+  if (first > hi) return false;
+  cells.first = Larger(first, lo);
+  cells.last = Larger(Smaller(Floor(rightX), hi), cells.first);
+  return true;
+}
+
+// Moves the other edge up to the outline. False when neither is the outline and they stand in the wrong order.
+ORVANDEL_INLINE bool OrderCut(OutlineSide side, float& leftX, float& rightX) {
+  if (side == OutlineSide::kLeft) rightX = leftX < rightX ? rightX : leftX;
+  if (side == OutlineSide::kRight) leftX = rightX < leftX ? rightX : leftX;
+  return side != OutlineSide::kNone || leftX <= rightX;
+}
+
+inline void StepEdge(LivePiece& piece, int slot) {
+  piece.x[slot] += piece.dxdy[slot];
+  piece.u[slot] += piece.dudy[slot];
+}
+
+// The first row after `y` on which an edge begins or ends, and the slots active on `y`, one bit each.
+ORVANDEL_INLINE std::int32_t NextChange(const LivePiece& piece, std::int32_t y, unsigned& active) {
+  const FourInts first = Load<FourInts>(piece.first), end = Load<FourInts>(piece.end);
+  const FourInts begun = first <= y, goesOn = end > y;
+  active = LanesOf(begun & goesOn);
+  const FourInts change = begun ? (goesOn ? end : FourInts{} + kNoFirstRow) : first;
+  return SmallestOfFour(change);
+}
+
+// The rule for any number of active edges, as in the plain scan.
+class CutFinder {
+ public:
+  CutFinder(const LivePiece& piece, unsigned active) : piece_(piece), active_(active) {}
+
+  bool Find(Cut& cut) const {
+    const bool outlineLeft = piece_.outlineSlot == 0;
+    int left, right;
+    if (outlineLeft) {
+      left = IsActive(0) ? 0 : Leftmost(kNoSlot);
+      right = Leftmost(left);
+    } else {
+      right = IsActive(3) ? 3 : Rightmost(kNoSlot, true);
+      left = Rightmost(right, false);
+    }
+    if (left == kNoSlot || right == kNoSlot || left > right) return false;
+    cut = {piece_.x[left], piece_.x[right], piece_.u[left], piece_.u[right], OutlineSide::kNone};
+    if (outlineLeft && left == 0) {
+      cut.outline = OutlineSide::kLeft;
+    } else if (!outlineLeft && right == 3) {
+      cut.outline = OutlineSide::kRight;
+    }
+    // Without the outline the rule has put them in order already, but for this one case of three or four edges: kept.
+    if (cut.outline != OutlineSide::kNone) OrderCut(cut.outline, cut.leftX, cut.rightX);
+    return true;
+  }
+
+ private:
+  static constexpr int kNoSlot = -1;
+
+  bool IsActive(int slot) const { return (active_ >> slot & 1U) != 0; }
+
+  int Leftmost(int excluded) const {
+    int best = kNoSlot;
+    for (int i = 1; i <= 3; ++i) {
+      if (!IsActive(i) || i == excluded) continue;
+      if (best == kNoSlot || piece_.x[i] < piece_.x[best]) best = i;
+    }
+    return best;
+  }
+
+  int Rightmost(int excluded, bool highestWins) const {
+    int best = kNoSlot;
+    for (int i = 0; i <= 2; ++i) {
+      if (!IsActive(i) || i == excluded) continue;
+      const bool further = best == kNoSlot || piece_.x[i] > piece_.x[best];
+      if (further || (highestWins && piece_.x[i] == piece_.x[best])) best = i;
+    }
+    return best;
+  }
+
+  const LivePiece& piece_;
+  unsigned active_;
+};
+
+inline void StepEdges(LivePiece& piece, unsigned active, std::int32_t rows) {
+  for (; active != 0; active &= active - 1) {
+    for (std::int32_t i = 0; i < rows; ++i) StepEdge(piece, __builtin_ctz(active));
+  }
+}
+
+// Row by row: rows.OneRow(piece, y, cut) for every row y .. end - 1 on which the piece is cut.
+template <typename Rows>
+inline void WalkRowByRow(LivePiece& piece, std::int32_t y, std::int32_t end, unsigned active, Rows& rows) {
+  for (; y < end; ++y) {
+    Cut cut;
+    if (CutFinder(piece, active).Find(cut)) rows.OneRow(piece, y, cut);
+    StepEdges(piece, active, 1);
+  }
+}
+
+// Takes the piece from row `y` to row `end`. For two active edges a < b that stay alone until row n it calls
+// rows.Run(piece, a, b, side, y, n), which also steps them.
+template <typename Rows>
+inline void WalkPiece(LivePiece& piece, std::int32_t y, std::int32_t end, Rows& rows) {
+  y = Larger(y, piece.firstBegin);
+  end = Smaller(end, piece.lastEnd);
+  while (y < end) {
+    unsigned active;
+    const std::int32_t next = Smaller(NextChange(piece, y, active), end);
+    const int count = __builtin_popcount(active);
+    if (count < 2) {
+      StepEdges(piece, active, next - y);
+    } else if (count > 2 || piece.wild) {
+      WalkRowByRow(piece, y, next, active, rows);
+    } else {
+      const bool outline = (active >> piece.outlineSlot & 1U) != 0;
+      const OutlineSide side = !outline                 ? OutlineSide::kNone
+                               : piece.outlineSlot == 0 ? OutlineSide::kLeft
+                                                        : OutlineSide::kRight;
+      rows.Run(piece, __builtin_ctz(active), 31 - __builtin_clz(active), side, y, next);
+    }
+    y = next;
+  }
+}
+
+// Takes a new piece's edges together; `i` is the point its segment ends at.
+class PieceLoader {
+ public:
+  explicit PieceLoader(const DrawJob& job) : edges_(job.edges), lo_(job.lo), hi_(job.hi), firstRow_(job.firstRow) {}
+
+  void Load(std::int32_t i, LivePiece& piece) const {
+    const bool outlineLeft = edges_.y[i - 1] > edges_.y[i];
+    const bool swapped = RulingsAreSwapped(i);
+    TakeEdge(piece, outlineLeft ? 0 : 3, edges_.outline, i, 0.0F, 0.0F);
+    TakeEdge(piece, outlineLeft ? 3 : 0, edges_.offset, i, 1.0F, 0.0F);
+    TakeRuling(piece, swapped ? 2 : 1, i > 0 ? i - 1 : edges_.count - 1);
+    TakeRuling(piece, swapped ? 1 : 2, i);
+    piece.outlineSlot = outlineLeft ? 0 : 3;
+    piece.firstBegin = Smaller(Smaller(piece.first[0], piece.first[1]), Smaller(piece.first[2], piece.first[3]));
+    piece.lastEnd = Larger(Larger(piece.end[0], piece.end[1]), Larger(piece.end[2], piece.end[3]));
+    piece.wild = IsWild(piece, i);
+    for (int slot = 0; slot < 4; ++slot) {
+      for (std::int32_t y = piece.first[slot]; y < Smaller(firstRow_, piece.end[slot]); ++y) StepEdge(piece, slot);
+    }
+  }
+
+ private:
+  static void TakeEdge(LivePiece& piece, int slot, const EdgeArrays& from, std::int32_t i, float u, float dudy) {
+    piece.x[slot] = from.x[i];
+    piece.dxdy[slot] = from.dxdy[i];
+    piece.u[slot] = u;
+    piece.dudy[slot] = dudy;
+    piece.first[slot] = from.first[i];
+    piece.end[slot] = from.end[i];
+  }
+
+  void TakeRuling(LivePiece& piece, int slot, std::int32_t i) const {
+    TakeEdge(piece, slot, edges_.ruling, i, edges_.rulingU[i], edges_.rulingDudy[i]);
+  }
+
+  // Whether the ruling at point i stands left of the one at i - 1, at the segment's mid height.
+  bool RulingsAreSwapped(std::int32_t i) const {
+    const std::int32_t before = i > 0 ? i - 1 : edges_.count - 1;
+    const bool both = edges_.y[before] != edges_.offsetY[before] && edges_.y[i] != edges_.offsetY[i];
+    const float middle = (edges_.y[i] + edges_.y[before]) * 0.5F;
+    const EdgeArrays& ruling = edges_.ruling;
+    const auto xAt = [&](std::int32_t v) { return (middle - edges_.rulingStart[v]) * ruling.dxdy[v] + ruling.x[v]; };
+    return both && xAt(i) <= xAt(before);
+  }
+
+  bool IsWild(const LivePiece& piece, std::int32_t i) const {
+    if (Rows(piece, 1) > kLongestRuling || Rows(piece, 2) > kLongestRuling) return true;
+    if (hi_ - lo_ <= kLongestRun && lo_ >= 0) return false;
+    const float corners[] = {edges_.x[i - 1], edges_.x[i], edges_.offsetX[i - 1], edges_.offsetX[i]};
+    float left = corners[0], right = corners[0];
+    for (const float x : corners) {
+      left = Smaller(left, x);
+      right = Larger(right, x);
+    }
+    // No x of an edge is further than this from its straight line: half an ulp a row, doubled for dxdy's own error.
+    std::int32_t rows = 8;
+    for (int slot = 0; slot < 4; ++slot) rows = Larger(rows, Rows(piece, slot) + 8);
+    const float drift = static_cast<float>(rows) * Larger(-left, right) * 0x1p-23F;
+    left -= drift;
+    right += drift;
+    if (lo_ < 0 && left < 0 && right > -1) return true;
+    return Smaller(right, static_cast<float>(hi_)) - Larger(left, static_cast<float>(lo_)) >
+           static_cast<float>(kLongestRun);
+  }
+
+  static std::int32_t Rows(const LivePiece& piece, int slot) {
+    return piece.first[slot] == kNoFirstRow ? 0 : piece.end[slot] - piece.first[slot];
+  }
+
+  const StrokeEdges& edges_;
+  std::int32_t lo_, hi_, firstRow_;
+};
+
+}  // namespace orvandel::fast::ORVANDEL_KERNELS

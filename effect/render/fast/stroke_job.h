@@ -1,0 +1,108 @@
+// What one stroke needs to be drawn by the kernels: plain numbers, and memory that belongs to the caller.
+//
+// Spaces: a column or row is one subsample, `quality` to an output pixel in both directions, and may lie anywhere
+// (unfolded). "Pixel" and "pixel row" are unfolded output pixels: the column or row divided by `quality`, rounded down.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace orvandel::fast {
+
+// First row and end of an edge that takes part in no row.
+inline constexpr std::int32_t kNoFirstRow = 0x7FFFFFFF;
+inline constexpr std::int32_t kNoEndRow = -0x7FFFFFFF;
+
+// Edges of one kind, one per outline point: parallel arrays.
+struct EdgeArrays {
+  float *x, *dxdy;            // x on row `first`, and its change per row
+  std::int32_t *first, *end;  // takes part in rows first .. end - 1
+};
+
+// All edges of a stroke. Index i: the outline and the offset edge from point i - 1 to point i, the ruling at point i.
+// Every array has an entry -1, which repeats the last one where it is used, and room for whole vectors behind the last.
+struct StrokeEdges {
+  std::int32_t count;  // of outline points
+  float *x, *y;        // outline points
+  float *offsetX, *offsetY;
+  EdgeArrays outline, offset, ruling;
+  float *rulingU, *rulingDudy;  // u on the ruling's first row, and its change per row
+  float* rulingStart;           // y of the ruling's top end, rounded up, also where the ruling meets no row
+};
+
+// Extent of all edges that are made; xMin > xMax when there are none.
+struct StrokeExtent {
+  float xMin, yMin, xMax, yMax;
+};
+
+// Outline points in layer pixels -> offset points, edges.
+struct SetUpJob {
+  float *layerX, *layerY;  // points; room at -1 and `count` for the neighbours across the seam
+  float *unitX, *unitY;    // scratch: unit vector of the segment from point i - 1 to point i
+  float width;
+  float columnOffset, rowOffset, scaleX, scaleY;  // layer pixels -> subsamples
+  float farthest;                                 // points beyond it, in subsamples, are not in order
+  StrokeEdges edges;
+  StrokeExtent extent;  // out
+};
+
+// A piece of the band that rows still meet, with its edges as they stand on the row reached. Slots 0 and 3: outline and
+// offset edge as they stand from left to right; 1 and 2: the rulings, 1 the one further left.
+struct LivePiece {
+  float x[4], dxdy[4];
+  float u[4], dudy[4];
+  std::int32_t first[4], end[4];
+  std::int32_t firstBegin;   // the smallest of `first`
+  std::int32_t lastEnd;      // the largest of `end`
+  std::int32_t outlineSlot;  // 0 or 3
+  bool wild;                 // its u may leave the safe range, see piece_walk.h
+};
+
+// One word column of one pixel row that pieces have touched.
+struct Line {
+  std::uint64_t* words;   // its marks
+  std::uint8_t* row;      // address of counter 0's pixel
+  std::int32_t pixelRow;  // counted from the band's first
+  std::int32_t word;
+  std::uint64_t goesOn;  // 0 in the first line of its pixel row, else all ones
+};
+
+struct DrawJob {
+  StrokeEdges edges;
+
+  std::uint8_t* pixels;  // first byte of the picture
+  std::int32_t width, height;
+  std::ptrdiff_t rowBytes;
+  std::uint32_t color;  // a pixel as a word, alpha byte 0
+
+  std::int32_t quality;
+  std::int32_t lo, hi;            // columns that may be touched, both included; `hi` is crossed only, never sampled
+  std::int32_t firstRow, endRow;  // rows to draw
+
+  // Alpha by index, 512 entries, 0 from 501 on. `counts` is what one sample adds to a counter: the alpha, with
+  // quality 1 also kDrawnMark, because there a sample of alpha 0 counts.
+  const std::uint8_t* alphas;
+  const std::uint16_t* counts;
+  bool flat;  // entries 0 to 500 are equal
+
+  // Band memory, see band.h.
+  std::int32_t firstPixel, words, pixelsPerWord, bandRows, bandCount;
+  std::size_t wordStride, dirtyStride, counterStride;
+  std::uint64_t *shape, *twice;
+  std::uint8_t* dirty;
+  std::uint16_t *counters, *smallest;  // counters: a line's samples when flat, else of all pixels
+  std::uint8_t* badRows;
+  std::int32_t lineRoom;  // at least a pixel row's words
+  Line* lines;
+
+  std::int32_t *firstOfBand, *nextInBand;  // pieces by the band they begin in: chains that end with -1
+  LivePiece* live;                         // room for every piece
+};
+
+inline constexpr std::int32_t kIndexEntries = 512;
+inline constexpr std::uint16_t kDrawnMark = 256;
+
+// Counters of a line: 64 pixels at most, and room for whole vectors.
+inline constexpr std::int32_t kLineCounters = 64 + 16;
+
+}  // namespace orvandel::fast

@@ -1,0 +1,154 @@
+// The fast drawing code, in every instruction set at hand, against the plain scan: the same bytes, answers and reports.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "checked_heap.h"
+#include "effect/render/fast/fast_stroke.h"
+#include "random_stroke.h"
+
+namespace orvandel {
+namespace {
+
+struct Drawn {
+  Picture picture;
+  StrokeOutcome outcome;
+  bool operator==(const Drawn& other) const {
+    return picture == other.picture && outcome.result == other.outcome.result &&
+           outcome.aborted == other.outcome.aborted && outcome.reports == other.outcome.reports;
+  }
+};
+
+Drawn DrawWith(StrokeCode code, const StrokeCase& stroke, const Picture& ground) {
+  const StrokeCode usual = CurrentStrokeCode();
+  EXPECT_TRUE(ChooseStrokeCode(code));
+  Drawn drawn{ground, {}};
+  drawn.outcome = Draw(stroke, drawn.picture);
+  ChooseStrokeCode(usual);
+  return drawn;
+}
+
+bool Differs(StrokeCode code, const StrokeCase& stroke, const Picture& ground) {
+  return !(DrawWith(code, stroke, ground) == DrawWith(StrokeCode::kPlain, stroke, ground));
+}
+
+// Takes points away, one at a time, as long as the difference stays.
+StrokeCase Shrunk(StrokeCode code, StrokeCase stroke, const Picture& ground) {
+  for (std::size_t i = 0; i < stroke.points.size();) {
+    StrokeCase smaller = stroke;
+    smaller.points.erase(smaller.points.begin() + static_cast<std::ptrdiff_t>(i));
+    if (Differs(code, smaller, ground)) {
+      stroke = smaller;
+      i = 0;
+    } else {
+      ++i;
+    }
+  }
+  return stroke;
+}
+
+std::vector<StrokeCode> CodesAtHand() {
+  std::vector<StrokeCode> codes;
+  const StrokeCode usual = CurrentStrokeCode();
+  for (const StrokeCode code : {StrokeCode::kPortable, StrokeCode::kAvx2, StrokeCode::kAvx512}) {
+    if (ChooseStrokeCode(code)) codes.push_back(code);
+  }
+  ChooseStrokeCode(usual);
+  return codes;
+}
+
+void StretchBy(Outline& points, float x, float y) {
+  for (Point2f& p : points) p = {p.x * x, p.y * y};
+}
+
+// What small pictures do not reach: several bands of rows, words by the hundred, runs and edges of many thousands of
+// subsamples, and parts far outside the picture.
+void MakeLarge(StrokeCase& stroke, Picture& ground, Dice& dice) {
+  stroke.points.resize(std::min<std::size_t>(stroke.points.size(), 40));
+  switch (dice.Whole(0, 3)) {
+    case 0:  // a picture of several bands
+      ground = Picture(dice.Whole(200, 420), dice.Whole(100, 200), 4);
+      StretchBy(stroke.points, 4, 4);
+      break;
+    case 1:  // long runs
+      ground = Picture(dice.Whole(600, 1400), dice.Whole(1, 5));
+      StretchBy(stroke.points, 40, 0.05F);
+      stroke.quality = dice.Whole(4, 16);
+      break;
+    case 2:  // tall edges, most of them above the picture or below
+      ground = Picture(dice.Whole(1, 20), dice.Whole(1, 200));
+      StretchBy(stroke.points, 0.25F, 40);
+      break;
+    default:  // so large that not all of it is drawn by the fast code
+      ground = Picture(dice.Whole(1, 30), dice.Whole(1, 30));
+      StretchBy(stroke.points, dice.Real(1, 400), 1);
+      stroke.stopAtReport = dice.Whole(0, 10);
+  }
+  stroke.layerWidth = ground.Width();
+  stroke.layerHeight = ground.Height();
+}
+
+// The same size in subsamples: the plain code's time grows with their number.
+void SetQuality(StrokeCase& stroke, std::int32_t quality) {
+  const float factor = static_cast<float>(stroke.quality) / static_cast<float>(quality);
+  StretchBy(stroke.points, factor, factor);
+  stroke.width *= factor;
+  stroke.quality = quality;
+}
+
+void CompareTwins(std::uint32_t seed, const std::vector<StrokeCode>& codes) {
+  Dice dice(seed);
+  StrokeCase stroke = RandomStroke(dice);
+  Picture ground = RandomPicture(dice);
+  SetQuality(stroke, static_cast<std::int32_t>(seed % 16) + 1);
+  if (dice.OneIn(40)) MakeLarge(stroke, ground, dice);
+  const Drawn expected = DrawWith(StrokeCode::kPlain, stroke, ground);
+  for (const StrokeCode code : codes) {
+    const Drawn actual = DrawWith(code, stroke, ground);
+    if (actual == expected) continue;
+    const auto& bytes = expected.picture.Bytes();
+    const auto at = std::mismatch(bytes.begin(), bytes.end(), actual.picture.Bytes().begin()).first - bytes.begin();
+    ADD_FAILURE() << "seed " << seed << ", code " << static_cast<int>(code) << ", picture " << ground.Width() << " x "
+                  << ground.Height() << ", first differing byte " << at << " of " << bytes.size() << ", result "
+                  << actual.outcome.result << " for " << expected.outcome.result << ", reports "
+                  << actual.outcome.reports.size() << " for " << expected.outcome.reports.size()
+                  << "\nsmallest: " << Describe(Shrunk(code, stroke, ground));
+  }
+}
+
+// ORVANDEL_SEED=n compares that stroke alone, ORVANDEL_STROKES=n the first n.
+TEST(Twins, DrawTheSameBytes) {
+  const std::vector<StrokeCode> codes = CodesAtHand();
+  ASSERT_FALSE(codes.empty());
+  if (const char* seed = std::getenv("ORVANDEL_SEED")) {
+    return CompareTwins(static_cast<std::uint32_t>(std::strtoul(seed, nullptr, 10)), codes);
+  }
+  const char* wanted = std::getenv("ORVANDEL_STROKES");
+  const auto strokes = static_cast<std::uint32_t>(wanted != nullptr ? std::strtoul(wanted, nullptr, 10) : 2000);
+  for (std::uint32_t seed = 1; seed <= strokes && !HasFailure(); ++seed) CompareTwins(seed, codes);
+  EXPECT_EQ(checked_heap::BlocksInUse(), 0);
+}
+
+// Every row that the host can stop at, in one band and in the middle of bands.
+TEST(Twins, StopAtTheSameRow) {
+  for (const std::int32_t quality : {1, 4, 16}) {
+    StrokeCase stroke;
+    stroke.points = {{-30, -12}, {40, -7}, {33, 20}, {-8, 25}};
+    stroke.quality = quality;
+    stroke.profile = quality == 4 ? 5 : 1;
+    stroke.layerWidth = stroke.layerHeight = 60;
+    stroke.origin = {0.5F, 0.2F};
+    const Picture ground(60, 40);
+    const auto rows = static_cast<int>(DrawWith(StrokeCode::kPlain, stroke, ground).outcome.reports.size());
+    for (stroke.stopAtReport = 0; stroke.stopAtReport < rows; ++stroke.stopAtReport) {
+      for (const StrokeCode code : CodesAtHand()) {
+        ASSERT_FALSE(Differs(code, stroke, ground)) << "row " << stroke.stopAtReport << ", quality " << quality;
+      }
+    }
+  }
+}
+
+}  // namespace
+}  // namespace orvandel
