@@ -10,8 +10,7 @@
 
 #include "effect/params/param_ids.h"
 #include "effect/render/draw_wave.h"
-#include "effect/render/fast/fast_stroke.h"
-#include "effect/render/pixel_writer.h"
+#include "effect/render/fast/stroke_code.h"
 #include "peers.h"
 
 namespace orvandel::bench {
@@ -92,10 +91,11 @@ void DrawFrames(benchmark::State& state, const Scene& scene, std::int32_t qualit
   Picture picture(scene.width, scene.height);
   const auto call = std::make_unique<Call>(scene.width, scene.height, quality);
   for (auto frame : state) {
-    ClearOutput(picture.View());
+    Canvas canvas(picture.View(), Canvas::Ground::kCleared);
     for (auto position = list.waves.begin(); position != list.waves.end();) {
-      if (DrawWave(list, call->Context(), picture.View(), position) != 0) state.SkipWithError("the drawing stopped");
+      if (DrawWave(list, call->Context(), canvas, position) != 0) state.SkipWithError("the drawing stopped");
     }
+    canvas.Flush();
     benchmark::ClobberMemory();
   }
   ChooseStrokeCode(usual);

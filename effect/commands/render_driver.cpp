@@ -1,8 +1,8 @@
 #include "effect/commands/render_driver.h"
 
 #include "effect/outline/placement.h"
+#include "effect/render/canvas.h"
 #include "effect/render/draw_wave.h"
-#include "effect/render/pixel_writer.h"
 #include "effect/sim/stepping.h"
 
 namespace orvandel {
@@ -20,13 +20,13 @@ std::int32_t OutlineWaves(WaveList& list, EffectContext& context) {
   return 0;
 }
 
-std::int32_t DrawWaves(WaveList& list, EffectContext& context, const ImageBuffer& output) {
+std::int32_t DrawWaves(WaveList& list, EffectContext& context, Canvas& canvas) {
   for (auto position = list.waves.begin(); position != list.waves.end();) {
     if (!HasGrown(*position)) {
       ++position;
       continue;
     }
-    if (const std::int32_t code = DrawWave(list, context, output, position); code != 0) return code;
+    if (const std::int32_t code = DrawWave(list, context, canvas, position); code != 0) return code;
   }
   return 0;
 }
@@ -46,8 +46,8 @@ std::int32_t DrawWaveList(WaveList& list, EffectContext& context, const ImageBuf
   if (const std::int32_t code = OutlineWaves(list, context); code != 0) return code;
   const bool hasPixels = output.data != nullptr && output.width > 0 && output.height > 0;
   if (!hasPixels) return 0;
-  ClearOutput(output);
-  return DrawWaves(list, context, output);
+  Canvas canvas(output, Canvas::Ground::kCleared);
+  return DrawWaves(list, context, canvas);
 }
 
 }  // namespace orvandel

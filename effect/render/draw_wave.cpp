@@ -43,7 +43,7 @@ std::int32_t QualityFactor(EffectContext& context) {
   return std::clamp(ReadInteger(FilledSlot(context, kRenderQuality)), 1, 16);
 }
 
-std::int32_t DrawWave(WaveList& list, EffectContext& context, const ImageBuffer& output, WaveList::Position& position) {
+std::int32_t DrawWave(WaveList& list, EffectContext& context, Canvas& canvas, WaveList::Position& position) {
   const Wave& wave = *position;
   const float opacity = CurrentOpacity(wave);
   if (opacity < 0.0F || (wave.placed.empty() && !wave.eachFrame)) {
@@ -55,7 +55,7 @@ std::int32_t DrawWave(WaveList& list, EffectContext& context, const ImageBuffer&
     Outline points = wave.placed;  // stroking reorders, thins and transforms its points
     ProfileTable table;
     BuildProfileTable(opacity, static_cast<std::int32_t>(wave.profile), table);
-    result = StrokeOutline(context, output, wave, points, table);
+    result = StrokeOutline(context, canvas, wave, points, table);
   }
   ++position;
   return result;

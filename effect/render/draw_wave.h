@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "effect/host/effect_context.h"
+#include "effect/render/canvas.h"
 #include "effect/sim/wave.h"
 
 namespace orvandel {
@@ -15,8 +16,8 @@ float StrokeWidth(const Wave& wave);
 // Samples per output pixel and direction, 1..16: "Render Quality" at high quality, 1 in drafts.
 std::int32_t QualityFactor(EffectContext& context);
 
-// Draws the wave at `position` into `output`, or removes it when its life is over or it has no outline and keeps its
+// Draws the wave at `position` onto `canvas`, or removes it when its life is over or it has no outline and keeps its
 // birth settings; moves `position` on in any case. Returns 0 or the host's code that stopped the drawing.
-std::int32_t DrawWave(WaveList& list, EffectContext& context, const ImageBuffer& output, WaveList::Position& position);
+std::int32_t DrawWave(WaveList& list, EffectContext& context, Canvas& canvas, WaveList::Position& position);
 
 }  // namespace orvandel

@@ -15,10 +15,9 @@ std::size_t CounterCount(std::int64_t first, std::int64_t last, std::int64_t qua
 
 }  // namespace
 
-void ClearOutput(const ImageBuffer& output) {
-  if (output.data == nullptr || output.width <= 0) return;
+void ClearRows(const ImageBuffer& output, std::int32_t first, std::int32_t end) {
   const std::size_t rowLength = static_cast<std::size_t>(output.width) * sizeof(OrvPixel);
-  for (std::int32_t y = 0; y < output.height; ++y) std::memset(output.Row(y), 0, rowLength);
+  for (std::int32_t y = first; y < std::min(end, output.height); ++y) std::memset(output.Row(y), 0, rowLength);
 }
 
 void MirrorCursor::Place(const ImageBuffer& image, std::int64_t x, std::int32_t y) {

@@ -12,8 +12,9 @@
 
 namespace orvandel {
 
-// Transparent black. Bytes behind the last pixel of a row stay as they are.
-void ClearOutput(const ImageBuffer& output);
+// Rows `first` to `end` - 1, as far as the picture has them, become transparent black. Bytes behind the last pixel of a
+// row stay as they are.
+void ClearRows(const ImageBuffer& output, std::int32_t first, std::int32_t end);
 
 inline std::int64_t FloorDivide(std::int64_t value, std::int64_t divisor) {
   return (value >= 0 ? value : value - divisor + 1) / divisor;

@@ -14,7 +14,6 @@
 #include "effect/params/param_ids.h"
 #include "effect/params/param_slot.h"
 #include "effect/render/draw_wave.h"
-#include "effect/render/fast/fast_stroke.h"
 #include "effect/render/stroke_edges.h"
 #include "effect/render/stroke_scan.h"
 
@@ -63,9 +62,9 @@ std::int32_t DrawStrokePlainly(EffectContext& context, const ImageBuffer& output
 
 }  // namespace
 
-std::int32_t StrokeOutline(EffectContext& context, const ImageBuffer& output, const Wave& wave, Outline& points,
+std::int32_t StrokeOutline(EffectContext& context, Canvas& canvas, const Wave& wave, Outline& points,
                            const ProfileTable& table) {
-  if (points.size() < 3 || output.data == nullptr || output.width <= 0 || output.height <= 0) return 0;
+  if (points.size() < 3) return 0;
   const std::int32_t quality = QualityFactor(context);
   const StrokeTransform transform = MakeStrokeTransform(*context.inRecord, wave.origin, quality);
 
@@ -78,8 +77,8 @@ std::int32_t StrokeOutline(EffectContext& context, const ImageBuffer& output, co
       StrokeWidth(wave),       transform, quality,
       UnpackColor(wave.color), &table,    ValueWord(FilledSlot(context, kReflection).definition) != 0};
   std::int32_t result;
-  if (DrawStrokeFast(context, output, points, look, result)) return result;
-  return DrawStrokePlainly(context, output, points, look);
+  if (canvas.Queue().Take(context, points, look, result)) return result;
+  return DrawStrokePlainly(context, canvas.Flushed(), points, look);
 }
 
 }  // namespace orvandel

@@ -32,9 +32,9 @@ TEST(MirrorFold, FollowsAWalkThatTurnsAtBothEnds) {
   }
 }
 
-TEST(ClearOutput, LeavesTheBytesBehindTheRows) {
+TEST(ClearRows, LeavesTheBytesBehindTheRows) {
   Picture picture(3, 4, 5, 0xAB);
-  ClearOutput(picture.View());
+  ClearRows(picture.View(), 0, picture.Height());
   for (std::size_t i = 0; i < picture.Bytes().size(); ++i) EXPECT_EQ(picture.Bytes()[i], i % 17 < 12 ? 0 : 0xAB) << i;
 }
 

@@ -64,7 +64,8 @@ StrokeOutcome DrawFront(WaveList& list, const StrokeCase& stroke, Picture& pictu
 
   StrokeOutcome outcome;
   WaveList::Position position = list.waves.begin();
-  outcome.result = DrawWave(list, *context, picture.View(), position);
+  Canvas canvas(picture.View(), Canvas::Ground::kAsItIs);
+  outcome.result = DrawWave(list, *context, canvas, position);
   outcome.aborted = context->aborted;
   outcome.reports = reports.made;
   return outcome;

@@ -10,7 +10,7 @@
 #include <sstream>
 
 #include "checked_heap.h"
-#include "effect/render/fast/fast_stroke.h"
+#include "effect/render/fast/stroke_code.h"
 #include "effect/render/stroke_scan.h"
 #include "random_stroke.h"
 #include "slow_stroke.h"

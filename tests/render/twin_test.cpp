@@ -6,7 +6,7 @@
 #include <cstdlib>
 
 #include "checked_heap.h"
-#include "effect/render/fast/fast_stroke.h"
+#include "effect/render/fast/stroke_code.h"
 #include "random_stroke.h"
 
 namespace orvandel {

@@ -61,9 +61,9 @@ class Band {
         grid_(job),
         firstRow_(firstRow),
         firstColumn_(job.firstPixel * job.quality),
-        shape_(job.shape),
-        twice_(job.twice),
-        dirty_(job.dirty),
+        shape_(job.band.shape),
+        twice_(job.band.twice),
+        dirty_(job.band.dirty),
         wordStride_(job.wordStride),
         dirtyStride_(job.dirtyStride) {}
 
@@ -88,13 +88,13 @@ class Band {
     return twice_ + static_cast<std::size_t>(pixelRow) * (wordStride_ / 2) + WordOffset(word) / 2;
   }
   std::uint16_t* Smallest(std::int32_t pixelRow, std::int32_t word) const {
-    return job_.smallest + 64 * (static_cast<std::size_t>(pixelRow) * (wordStride_ / 2) + WordOffset(word) / 2);
+    return job_.band.smallest + 64 * (static_cast<std::size_t>(pixelRow) * (wordStride_ / 2) + WordOffset(word) / 2);
   }
   std::uint8_t* Dirty(std::int32_t pixelRow) const {
     return dirty_ + static_cast<std::size_t>(pixelRow) * dirtyStride_;
   }
   std::uint16_t* Counters(std::int32_t pixelRow) const {
-    return job_.counters + static_cast<std::size_t>(pixelRow) * job_.counterStride;
+    return job_.band.counters + static_cast<std::size_t>(pixelRow) * job_.counterStride;
   }
 
   // Word columns firstWord to lastWord of a pixel row have been touched.
@@ -115,7 +115,7 @@ class Band {
   // lines are scattered and seldom there.
   template <bool forget, typename Process>
   ORVANDEL_INLINE void ForLines(const Painter& painter, std::int32_t pixelRows, Process process) const {
-    Line* lines = job_.lines;
+    Line* lines = job_.band.lines;
     std::int32_t count = 0;
     for (std::int32_t pixelRow = 0; pixelRow < pixelRows; ++pixelRow) {
       std::uint8_t* row = painter.Row(FirstPixelRow() + pixelRow);

@@ -4,6 +4,8 @@
 // its bits times the profile's alpha, over q * q.
 #pragma once
 
+#include <type_traits>
+
 #include "effect/render/fast/band.h"
 #include "effect/render/fast/pixels.h"
 #include "effect/render/fast/run.h"
@@ -46,7 +48,11 @@ class FlatBand {
     InsideWalk<Q> walk;
     band_.template ForLines<true>(painter_, pixelRows, [&](const Line* lines, std::int32_t count) {
       CountLines(walk, lines, count);
-      BlendLines(lines, count);
+      if constexpr (Q == 4) {
+        BlendChunks(lines, ListChunks(count));
+      } else {
+        BlendLines(lines, count);
+      }
     });
   }
 
@@ -81,11 +87,11 @@ class FlatBand {
 
   // Samples of each pixel of a line.
   std::uint16_t* Counts(std::int32_t number) const {
-    return band_.Counters(0) + static_cast<std::ptrdiff_t>(number) * kLineCounters;
+    return band_.Job().band.lineCounters + static_cast<std::ptrdiff_t>(number) * kLineCounters;
   }
   // A byte each where they fit.
   std::uint8_t* NibbleCounts(std::int32_t number) const {
-    return reinterpret_cast<std::uint8_t*>(band_.Counters(0)) + static_cast<std::ptrdiff_t>(number) * 16;
+    return reinterpret_cast<std::uint8_t*>(band_.Job().band.lineCounters) + static_cast<std::ptrdiff_t>(number) * 16;
   }
 
   void Count(const Vector& drawn, std::uint16_t* counts) const {
@@ -113,11 +119,42 @@ class FlatBand {
     Store(counts, __builtin_shufflevector(sums, sums, 0, 8, 1, 9, 2, 10, 3, 11, 4, 12, 5, 13, 6, 14, 7, 15));
   }
 
+  // Quality 4: lists the chunks of kPixels counts that are not all 0. Which are cannot be guessed, so there is no branch
+  // on it; a list without gaps is then blended without one.
+  __attribute__((noinline)) std::int32_t ListChunks(std::int32_t lineCount) const {
+    typedef std::conditional_t<kPixels == 8, std::uint64_t, std::uint32_t> Chunk;
+    const std::uint8_t* counts = NibbleCounts(0);
+    std::uint32_t* chunks = band_.Job().band.chunks;
+    std::int32_t listed = 0;
+    for (std::int32_t i = 0; i < lineCount * kChunksPerLine; ++i) {
+      Chunk chunk;
+      __builtin_memcpy(&chunk, counts + static_cast<std::ptrdiff_t>(i) * kPixels, sizeof chunk);
+      chunks[listed] = static_cast<std::uint32_t>(i);
+      listed += chunk != 0 ? 1 : 0;
+    }
+    return listed;
+  }
+
+  __attribute__((noinline)) void BlendChunks(const Line* lines, std::int32_t listed) const {
+    const Painter painter = painter_;
+    const float one = static_cast<float>(band_.Job().counts[0]);
+    const std::uint8_t* counts = NibbleCounts(0);
+    const std::uint32_t* chunks = band_.Job().band.chunks;
+    for (std::int32_t i = 0; i < listed; ++i) {
+      const auto chunk = static_cast<std::int32_t>(chunks[i]);
+      const Line& line = lines[chunk / kChunksPerLine];
+      const PixelWords samples = LoadBytes(counts + static_cast<std::ptrdiff_t>(chunk) * kPixels);
+      const std::int32_t first = band_.FirstPixelOf(line.word) + chunk % kChunksPerLine * kPixels;
+      painter.Blend(line.row, first, PixelsToFloats(samples) * one);
+    }
+  }
+  static constexpr std::int32_t kChunksPerLine = 16 / kPixels;
+
   ORVANDEL_INLINE void BlendLine(const Painter& painter, float one, const Line& line, std::int32_t number) const {
     const std::int32_t first = band_.FirstPixelOf(line.word), pixels = band_.Sizes().PixelsPerWord();
-    for (std::int32_t i = 0; i < pixels; i += kLanes) {
-      const Words samples = Q == 4 ? LoadBytes(NibbleCounts(number) + i) : LoadHalves(Counts(number) + i);
-      if (Any((Ints)samples)) painter.Blend(line.row, first + i, ToFloats(samples) * one);
+    for (std::int32_t i = 0; i < pixels; i += kPixels) {
+      const PixelWords samples = LoadHalves(Counts(number) + i);
+      if (AnyPixel((PixelInts)samples)) painter.Blend(line.row, first + i, PixelsToFloats(samples) * one);
     }
   }
 

@@ -5,6 +5,6 @@
 
 namespace orvandel::fast {
 
-const Kernels kAvx2Kernels = {avx2::SetUp, avx2::Draw};
+const Kernels kAvx2Kernels = {avx2::SetUp, avx2::Begin, avx2::DrawBand};
 
 }  // namespace orvandel::fast

@@ -5,6 +5,6 @@
 
 namespace orvandel::fast {
 
-const Kernels kAvx512Kernels = {avx512::SetUp, avx512::Draw};
+const Kernels kAvx512Kernels = {avx512::SetUp, avx512::Begin, avx512::DrawBand};
 
 }  // namespace orvandel::fast

@@ -5,6 +5,6 @@
 
 namespace orvandel::fast {
 
-const Kernels kPortableKernels = {portable::SetUp, portable::Draw};
+const Kernels kPortableKernels = {portable::SetUp, portable::Begin, portable::DrawBand};
 
 }  // namespace orvandel::fast

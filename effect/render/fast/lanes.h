@@ -53,29 +53,7 @@ inline Number Larger(Number a, Number b) {
 }
 
 ORVANDEL_INLINE Floats ToFloats(const Ints& v) { return __builtin_convertvector(v, Floats); }
-ORVANDEL_INLINE Floats ToFloats(const Words& v) { return __builtin_convertvector((Ints)v, Floats); }  // below 2^31
 ORVANDEL_INLINE Ints Truncate(const Floats& v) { return __builtin_convertvector(v, Ints); }           // |v| < 2^31
-
-// Small numbers from memory, one a lane. Compilers take the general conversion apart.
-ORVANDEL_INLINE Words LoadBytes(const std::uint8_t* from) {
-#if defined(__AVX512F__)
-  return (Words)_mm512_cvtepu8_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(from)));
-#elif defined(__AVX2__)
-  return (Words)_mm256_cvtepu8_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(from)));
-#else
-  typedef std::uint8_t Bytes __attribute__((vector_size(kLanes)));
-  return __builtin_convertvector(Load<Bytes>(from), Words);
-#endif
-}
-ORVANDEL_INLINE Words LoadHalves(const std::uint16_t* from) {
-#if defined(__AVX512F__)
-  return (Words)_mm512_cvtepu16_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(from)));
-#elif defined(__AVX2__)
-  return (Words)_mm256_cvtepu16_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(from)));
-#else
-  return __builtin_convertvector(Load<Halves>(from), Words);
-#endif
-}
 
 // Arithmetic that wraps around: lanes that nobody reads may hold anything.
 ORVANDEL_INLINE Ints WrappingSum(const Ints& a, const Ints& b) { return (Ints)((Words)a + (Words)b); }

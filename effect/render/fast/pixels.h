@@ -17,37 +17,127 @@
 
 namespace orvandel::fast::ORVANDEL_KERNELS {
 
-inline Floats WholePart(const Floats& v) { return ToFloats(Truncate(v)); }
+// Pixels blended at a time. Not more than eight: strokes are narrow, and what lies beside them is work for nothing.
+#if defined(__AVX2__)
+inline constexpr int kPixels = 8;
+#else
+inline constexpr int kPixels = 4;
+#endif
+typedef float PixelFloats __attribute__((vector_size(4 * kPixels)));
+typedef std::int32_t PixelInts __attribute__((vector_size(4 * kPixels)));
+typedef std::uint32_t PixelWords __attribute__((vector_size(4 * kPixels)));
+
+ORVANDEL_INLINE PixelFloats PixelsToFloats(const PixelWords& v) {  // below 2^31
+  return __builtin_convertvector((PixelInts)v, PixelFloats);
+}
+ORVANDEL_INLINE PixelWords ToWords(const PixelFloats& v) {  // 0 <= v < 2^31, truncated
+  return (PixelWords) __builtin_convertvector(v, PixelInts);
+}
+
+// Small numbers from memory, one a lane. Compilers take the general conversion apart.
+ORVANDEL_INLINE PixelWords LoadBytes(const std::uint8_t* from) {
+#if defined(__AVX2__)
+  return (PixelWords)_mm256_cvtepu8_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(from)));
+#else
+  typedef std::uint8_t Bytes __attribute__((vector_size(kPixels)));
+  return __builtin_convertvector(Load<Bytes>(from), PixelWords);
+#endif
+}
+ORVANDEL_INLINE PixelWords LoadHalves(const std::uint16_t* from) {
+#if defined(__AVX2__)
+  return (PixelWords)_mm256_cvtepu16_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(from)));
+#else
+  typedef std::uint16_t Shorts __attribute__((vector_size(2 * kPixels)));
+  return __builtin_convertvector(Load<Shorts>(from), PixelWords);
+#endif
+}
+
+ORVANDEL_INLINE bool AnyPixel(const PixelInts& mask) {
+#if defined(__AVX2__)
+  return _mm256_testz_si256((__m256i)mask, (__m256i)mask) == 0;
+#else
+  std::int32_t any = 0;
+  for (int i = 0; i < kPixels; ++i) any |= mask[i];
+  return any != 0;
+#endif
+}
+
+// v >= 0
+ORVANDEL_INLINE PixelFloats WholePart(const PixelFloats& v) {
+#if defined(__AVX2__)
+  return _mm256_round_ps(v, _MM_FROUND_TO_ZERO | _MM_FROUND_NO_EXC);
+#else
+  return PixelsToFloats(ToWords(v));
+#endif
+}
+ORVANDEL_INLINE PixelFloats AtLeastOne(const PixelFloats& v) {
+#if defined(__AVX2__)
+  return _mm256_max_ps(v, _mm256_set1_ps(1.0F));
+#else
+  return v > 1.0F ? v : PixelFloats{} + 1.0F;
+#endif
+}
+
+// a * b + c where all three and the result are whole numbers below 2^24: exact, in one step or in two.
+ORVANDEL_INLINE PixelFloats ExactMultiplyAdd(const PixelFloats& a, const PixelFloats& b, const PixelFloats& c) {
+#if defined(__FMA__)
+  return _mm256_fmadd_ps(a, b, c);
+#else
+  return a * b + c;
+#endif
+}
+
+// Byte `from` of each word as byte `to` of a word of zeros.
+template <int from, int to>
+ORVANDEL_INLINE PixelWords MoveByte(const PixelWords& v) {
+#if defined(__AVX2__)
+  constexpr std::int32_t kZero = static_cast<std::int32_t>(0x80808080U & ~(255U << 8 * to));
+  constexpr std::int32_t kStep = 0x04 << 8 * to;
+  constexpr std::int32_t kMask = kZero | from << 8 * to;
+  return (PixelWords)_mm256_shuffle_epi8(
+      (__m256i)v, _mm256_setr_epi32(kMask, kMask + kStep, kMask + 2 * kStep, kMask + 3 * kStep, kMask, kMask + kStep,
+                                    kMask + 2 * kStep, kMask + 3 * kStep));
+#else
+  return (v >> 8 * from & 255) << 8 * to;
+#endif
+}
 
 // Red, green and blue of the stroke, and the same as a pixel of alpha 0.
 struct Color {
-  float channels[3];
-  std::uint32_t word;
+  PixelFloats red, green, blue;
+  PixelWords word;
 
   explicit Color(std::uint32_t pixel)
-      : channels{static_cast<float>(pixel >> 8 & 255), static_cast<float>(pixel >> 16 & 255),
-                 static_cast<float>(pixel >> 24 & 255)},
-        word(pixel) {}
+      : red(PixelFloats{} + static_cast<float>(pixel >> 8 & 255)),
+        green(PixelFloats{} + static_cast<float>(pixel >> 16 & 255)),
+        blue(PixelFloats{} + static_cast<float>(pixel >> 24 & 255)),
+        word(PixelWords{} + pixel) {}
 };
 
+struct Weights {
+  PixelFloats a, b;
+};
+
+// Byte `channel` of the pixel: (b's * weight b + a's * weight a) / 65536, in its place.
+template <int channel>
+ORVANDEL_INLINE PixelWords MixChannel(const PixelWords& below, const PixelFloats& above, const Weights& weights) {
+  const PixelFloats belowChannel = PixelsToFloats(MoveByte<channel, 0>(below));
+  return MoveByte<2, channel>(ToWords(ExactMultiplyAdd(belowChannel, weights.a, above * weights.b)));
+}
+
 // The colour with alphas 0 to 255 over pixels.
-ORVANDEL_INLINE Words BlendPixels(const Words& below, const Color& color, const Words& alpha) {
-  const Floats alphaA = ToFloats(below & 255), alphaB = ToFloats(alpha);
-  Floats sum = alphaA + alphaB;
-  sum = sum > 1 ? sum : Floats{} + 1;
-  const Floats wanted = alphaA * 65536;
-  const Floats weightA = WholePart(wanted / sum);
-  const Floats rest = 65535 - weightA;
-  const Floats weightB = weightA * sum == wanted ? rest + 1 : rest;
-  const Floats outside = (255 - alphaA) * (255 - alphaB);
-  Words result = (Words)(255 - Truncate((outside + 0.5F) * (1.0F / 255.0F)));
-  for (int i = 0; i < 3; ++i) {
-    const int shift = 8 * (i + 1);
-    const Floats channelA = ToFloats(below >> shift & 255);
-    const Words mixed = (Words)Truncate(color.channels[i] * weightB + channelA * weightA);
-    result |= (mixed & 0xFF0000) >> 16 << shift;
-  }
-  return result;
+ORVANDEL_INLINE PixelWords BlendPixels(const PixelWords& below, const Color& color, const PixelFloats& alphaB) {
+  const PixelFloats alphaA = PixelsToFloats(below & 255);
+  const PixelFloats sum = AtLeastOne(alphaA + alphaB);
+  const PixelFloats wanted = alphaA * 65536;
+  Weights weights;
+  weights.a = WholePart(wanted / sum);
+  const PixelFloats rest = 65535 - weights.a;
+  weights.b = weights.a * sum == wanted ? rest + 1 : rest;
+  const PixelFloats outside = (255 - alphaA) * (255 - alphaB);
+  const PixelWords alpha = 255 - ToWords((outside + 0.5F) * (1.0F / 255.0F));
+  return alpha | MixChannel<1>(below, color.red, weights) | MixChannel<2>(below, color.green, weights) |
+         MixChannel<3>(below, color.blue, weights);
 }
 
 // The picture and the stroke's colour.
@@ -68,16 +158,16 @@ class Painter {
            static_cast<std::ptrdiff_t>(firstPixel_) * 4;
   }
 
-  // Blends pixels [first, first + kLanes) of the row, counted like its counters; `sums` are what the counters hold.
-  ORVANDEL_INLINE void Blend(std::uint8_t* row, std::int32_t first, const Floats& sums) const {
-    const Ints drawn = sums != 0;
-    const Words alpha = (Words)Truncate((sums + 0.5F) * mean_) & 255;
+  // Blends pixels [first, first + kPixels) of the row, counted like its counters; `sums` are what the counters hold.
+  ORVANDEL_INLINE void Blend(std::uint8_t* row, std::int32_t first, const PixelFloats& sums) const {
+    const PixelInts drawn = sums != 0;
+    const PixelWords alpha = ToWords((sums + 0.5F) * mean_) & 255;
     std::uint8_t* pixels = row + static_cast<std::ptrdiff_t>(first) * 4;
     const std::int32_t x = firstPixel_ + first;
-    if (x >= 0 && x + kLanes <= width_) {
+    if (x >= 0 && x + kPixels <= width_) {
       BlendAt(pixels, color_, drawn, alpha);
     } else {
-      BlendFolded(row - static_cast<std::ptrdiff_t>(firstPixel_) * 4, x, width_, color_.word, drawn, alpha);
+      BlendFolded(row - static_cast<std::ptrdiff_t>(firstPixel_) * 4, x, width_, color_.word[0], drawn, alpha);
     }
   }
 
@@ -89,11 +179,12 @@ class Painter {
     return period % 2 != 0 ? size - 1 - rest : rest;
   }
 
-  ORVANDEL_INLINE static void BlendAt(std::uint8_t* pixels, const Color& color, const Ints& drawn, const Words& alpha) {
-    const Words below = Load<Words>(pixels);
-    const Ints covered = (Ints)((below & 255) != 0);
-    if (Any(drawn & covered)) {
-      const Words blended = BlendPixels(below, color, alpha);
+  ORVANDEL_INLINE static void BlendAt(std::uint8_t* pixels, const Color& color, const PixelInts& drawn,
+                                      const PixelWords& alpha) {
+    const PixelWords below = Load<PixelWords>(pixels);
+    const PixelInts covered = (PixelInts)((below & 255) != 0);
+    if (AnyPixel(drawn & covered)) {
+      const PixelWords blended = BlendPixels(below, color, PixelsToFloats(alpha));
       Store(pixels, drawn ? blended : below);
     } else {
       Store(pixels, drawn ? alpha | color.word : below);
@@ -102,16 +193,16 @@ class Painter {
 
   // Two of the pixels can be the same one: one after the other.
   __attribute__((noinline)) static void BlendFolded(std::uint8_t* row, std::int32_t x, std::int32_t width,
-                                                    std::uint32_t color, Ints drawn, Words alpha) {
-    for (int i = 0; i < kLanes; ++i) {
+                                                    std::uint32_t color, PixelInts drawn, PixelWords alpha) {
+    for (int i = 0; i < kPixels; ++i) {
       if (drawn[i] == 0) continue;
       std::uint8_t* pixel = row + static_cast<std::ptrdiff_t>(Folded(x + i, width)) * 4;
       std::uint32_t word;
       __builtin_memcpy(&word, pixel, 4);
-      Words below{}, one{};
+      PixelWords below{}, one{};
       below[0] = word;
       one[0] = alpha[i];
-      word = BlendPixels(below, Color(color), one)[0];
+      word = BlendPixels(below, Color(color), PixelsToFloats(one))[0];
       __builtin_memcpy(pixel, &word, 4);
     }
   }

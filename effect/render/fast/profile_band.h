@@ -39,7 +39,7 @@ class ShapePass {
   // Turns the marks into what the second pass needs: crossings become "inside", `Twice` becomes "covered and not
   // simple", and their places in the plane of indices are set to "none".
   void Resolve(const Painter& painter, std::int32_t pixelRows) {
-    for (std::int32_t pixelRow = 0; pixelRow < pixelRows; ++pixelRow) band_.Job().badRows[pixelRow] = 0;
+    for (std::int32_t pixelRow = 0; pixelRow < pixelRows; ++pixelRow) band_.Job().band.badRows[pixelRow] = 0;
     InsideWalk<Q> walk;
     band_.template ForLines<false>(painter, pixelRows, [&](const Line* lines, std::int32_t count) {
       for (std::int32_t i = 0; i < count; ++i) ResolveLine(walk, lines[i]);
@@ -59,7 +59,7 @@ class ShapePass {
     const Vector bad = Rows::Load(twice, q) | (Rows::Load(line.words, q) & ~inside);
     if (!Rows::Any(bad)) return;
     Rows::Store(twice, bad, q);
-    band_.Job().badRows[line.pixelRow] = 1;
+    band_.Job().band.badRows[line.pixelRow] = 1;
     std::uint16_t* smallest = band_.Smallest(line.pixelRow, line.word);
     for (std::int32_t i = 0; i < 64 * q; ++i) smallest[i] = kIndexEntries - 1;
   }
@@ -96,7 +96,7 @@ class SamplePass {
   // Counts the cells of a line that are not simple, and clears its marks.
   void FinishLine(const Line& line) const {
     const std::int32_t q = band_.Sizes().Quality();
-    if (band_.Job().badRows[line.pixelRow] != 0) CountBadCells(line);
+    if (band_.Job().band.badRows[line.pixelRow] != 0) CountBadCells(line);
     Rows::Store(line.words, Vector{}, q);
     Rows::Store(line.words + q, Vector{}, q);
   }
@@ -147,7 +147,7 @@ class SamplePass {
   void AddRun(std::int32_t row, Samples run) {
     const Grid<Q>& grid = band_.Sizes();
     const std::int32_t pixelRow = grid.RowOf(row), subRow = row - pixelRow * grid.Quality();
-    const std::uint64_t* bad = band_.Job().badRows[pixelRow] != 0 ? band_.PlaceOf(row).twice : nullptr;
+    const std::uint64_t* bad = band_.Job().band.badRows[pixelRow] != 0 ? band_.PlaceOf(row).twice : nullptr;
     std::int32_t x = run.first - band_.FirstColumn();
     const std::int32_t end = x + run.count;
     while (x < end) {
@@ -198,7 +198,7 @@ class SamplePass {
   // Whether words that the run lies in have cells that are not simple.
   bool AnyBad(std::int32_t row, std::int32_t first, std::int32_t count) const {
     const Grid<Q>& grid = band_.Sizes();
-    if (band_.Job().badRows[grid.RowOf(row)] == 0) return false;
+    if (band_.Job().band.badRows[grid.RowOf(row)] == 0) return false;
     const std::uint64_t* bad = band_.PlaceOf(row).twice;
     const std::int32_t lastWord = grid.WordOf(first + count - 1);
     std::uint64_t any = 0;
@@ -360,11 +360,11 @@ class ProfileBand {
   ORVANDEL_INLINE void BlendLine(const Line& line) const {
     const std::int32_t first = band_.FirstPixelOf(line.word), end = first + band_.Sizes().PixelsPerWord();
     std::uint16_t* counters = band_.Counters(line.pixelRow);
-    for (std::int32_t pixel = first; pixel < end; pixel += kLanes) {
-      const Words sums = LoadHalves(counters + pixel);
-      if (!Any((Ints)sums)) continue;
-      Store(counters + pixel, Halves{});
-      painter_.Blend(line.row, pixel, ToFloats(sums));
+    for (std::int32_t pixel = first; pixel < end; pixel += kPixels) {
+      const PixelWords sums = LoadHalves(counters + pixel);
+      if (!AnyPixel((PixelInts)sums)) continue;
+      __builtin_memset(counters + pixel, 0, kPixels * sizeof *counters);
+      painter_.Blend(line.row, pixel, PixelsToFloats(sums));
     }
   }
 

@@ -67,6 +67,19 @@ struct Line {
   std::uint64_t goesOn;  // 0 in the first line of its pixel row, else all ones
 };
 
+// What a band is drawn with, see band.h. Strokes share it, as it is all zero between bands but where noted.
+struct BandMemory {
+  std::uint64_t *shape, *twice;
+  std::uint8_t* dirty;
+  std::uint16_t* counters;      // of all pixels; only for profiles that vary, like `twice`, `badRows` and `smallest`
+  std::uint16_t* lineCounters;  // kLineCounters a line, holds what it will; only for flat profiles. What follows a
+                                // line's pixels is 0 where lines are shorter than vectors.
+  std::uint32_t* chunks;        // kMostChunks a line, holds what it will
+  std::uint16_t* smallest;      // holds what it will
+  std::uint8_t* badRows;        // holds what it will
+  Line* lines;                  // holds what it will
+};
+
 struct DrawJob {
   StrokeEdges edges;
 
@@ -85,22 +98,24 @@ struct DrawJob {
   const std::uint16_t* counts;
   bool flat;  // entries 0 to 500 are equal
 
-  // Band memory, see band.h.
-  std::int32_t firstPixel, words, pixelsPerWord, bandRows, bandCount;
-  std::size_t wordStride, dirtyStride, counterStride;
-  std::uint64_t *shape, *twice;
-  std::uint8_t* dirty;
-  std::uint16_t *counters, *smallest;  // counters: a line's samples when flat, else of all pixels
-  std::uint8_t* badRows;
-  std::int32_t lineRoom;  // at least a pixel row's words
-  Line* lines;
+  // The columns that have marks, and the bands of rows: `bandRows` pixel rows each, the first one begins at pixel row
+  // firstBand * bandRows. The last one takes all that is left; that may be one pixel row more.
+  std::int32_t firstPixel, words, pixelsPerWord;
+  std::int32_t bandRows, firstBand, bandCount;
+  std::size_t wordStride, dirtyStride, counterStride;  // of a pixel row, in elements
+  std::int32_t lineRoom;                               // at least a pixel row's words
+  BandMemory band;
 
   std::int32_t *firstOfBand, *nextInBand;  // pieces by the band they begin in: chains that end with -1
   LivePiece* live;                         // room for every piece
+  std::int32_t liveCount;                  // between bands: pieces that go on
 };
 
 inline constexpr std::int32_t kIndexEntries = 512;
 inline constexpr std::uint16_t kDrawnMark = 256;
+
+// Vectors of pixels in a line of 16, at most.
+inline constexpr std::int32_t kMostChunks = 4;
 
 // Counters of a line: 64 pixels at most, and room for whole vectors.
 inline constexpr std::int32_t kLineCounters = 64 + 16;

@@ -1,0 +1,78 @@
+#include "effect/render/fast/band_memory.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace orvandel::fast {
+namespace {
+
+constexpr std::size_t kBitsPerWord = 64;
+constexpr std::size_t kWordsPerLine = 8;
+
+// The last band may have one row more.
+std::size_t Rows(const BandPlan& plan) { return static_cast<std::size_t>(plan.rows) + 1; }
+
+std::size_t MinimumCells(const BandPlan& plan, const RowSizes& sizes) {
+  return Rows(plan) * sizes.wordStride / 2 * kBitsPerWord;
+}
+
+std::size_t LineCounters(const RowSizes& sizes) {
+  return static_cast<std::size_t>(sizes.lineRoom) * static_cast<std::size_t>(kLineCounters);
+}
+
+}  // namespace
+
+RowSizes::RowSizes(std::int32_t words, std::int32_t quality)
+    // Strides are odd numbers of cache lines: rows of a tall piece spread over the cache's sets.
+    : wordStride(
+          (((static_cast<std::size_t>(words) + 1) * static_cast<std::size_t>(2 * quality) + 7) / kWordsPerLine | 1) *
+          kWordsPerLine),
+      dirtyStride((static_cast<std::size_t>(words) + 64) / 64 * 64),
+      counterStride(static_cast<std::size_t>(words) * (kBitsPerWord / static_cast<std::size_t>(quality)) + 32),
+      lineRoom(words + 128) {}
+
+std::int32_t BandRows(std::int32_t pictureWidth, std::int32_t quality, bool varies) {
+  constexpr std::int32_t kMostRows = 16;  // with the picture's rows they stay in a cache of the second level
+  constexpr std::size_t kMostBytes = 2 << 20;
+  const RowSizes sizes(WordsOfPicture(pictureWidth, quality), quality);
+  const std::size_t bitsBytes = sizes.wordStride * sizeof(std::uint64_t);
+  const std::size_t minimaBytes = varies ? sizes.wordStride / 2 * kBitsPerWord * sizeof(std::uint16_t) : 0;
+  return static_cast<std::int32_t>(std::clamp<std::size_t>(kMostBytes / (bitsBytes + minimaBytes), 1, kMostRows));
+}
+
+std::int32_t WordsFor(std::int32_t columns, std::int32_t quality) {
+  return columns / (static_cast<std::int32_t>(kBitsPerWord) / quality * quality) + 1;
+}
+
+std::int32_t WordsOfPicture(std::int32_t width, std::int32_t quality) {
+  const std::int64_t columns = (std::int64_t{width} + 1) * quality + 1;
+  return WordsFor(static_cast<std::int32_t>(std::min<std::int64_t>(columns, kWidestStroke)), quality);
+}
+
+void LayBand(Arena& arena, const BandPlan& plan, BandMemory& memory) {
+  const RowSizes sizes(plan.words, plan.quality);
+  const std::size_t rows = Rows(plan);
+  arena.Take(memory.shape, rows * sizes.wordStride);
+  arena.Take(memory.dirty, rows * sizes.dirtyStride);
+  arena.Take(memory.lineCounters, LineCounters(sizes));
+  arena.Take(memory.chunks, static_cast<std::size_t>(sizes.lineRoom) * static_cast<std::size_t>(kMostChunks));
+  arena.Take(memory.lines, static_cast<std::size_t>(sizes.lineRoom));
+  if (!plan.varies) return;
+  arena.Take(memory.twice, rows * sizes.wordStride / 2);
+  arena.Take(memory.counters, rows * sizes.counterStride);
+  arena.Take(memory.badRows, rows);
+  arena.Take(memory.smallest, MinimumCells(plan, sizes));
+}
+
+void ClearBand(const BandPlan& plan, const BandMemory& memory) {
+  const RowSizes sizes(plan.words, plan.quality);
+  const std::size_t rows = Rows(plan);
+  std::memset(memory.shape, 0, rows * sizes.wordStride * sizeof *memory.shape);
+  std::memset(memory.dirty, 0, rows * sizes.dirtyStride * sizeof *memory.dirty);
+  std::memset(memory.lineCounters, 0, LineCounters(sizes) * sizeof *memory.lineCounters);
+  if (!plan.varies) return;
+  std::memset(memory.twice, 0, rows * sizes.wordStride / 2 * sizeof *memory.twice);
+  std::memset(memory.counters, 0, rows * sizes.counterStride * sizeof *memory.counters);
+}
+
+}  // namespace orvandel::fast

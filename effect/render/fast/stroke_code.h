@@ -1,0 +1,27 @@
+// Which code draws strokes.
+#pragma once
+
+#include <cstdint>
+
+namespace orvandel {
+
+enum class StrokeCode : std::int32_t {
+  kPlain,     // stroke_scan, the readable twin that decides what is right
+  kPortable,  // 128-bit vectors in any instruction set
+  kAvx2,
+  kAvx512  // with the extensions of 2019: VBMI, VNNI, BITALG
+};
+
+// The code in use: the best one that the processor runs, unless another one has been chosen.
+StrokeCode CurrentStrokeCode();
+// For tests and benchmarks. False, and no change, when the processor does not run it.
+bool ChooseStrokeCode(StrokeCode code);
+
+namespace fast {
+
+struct Kernels;
+// Those of the code in use; null for the plain code.
+const Kernels* CurrentKernels();
+
+}  // namespace fast
+}  // namespace orvandel

@@ -1,0 +1,74 @@
+// Strokes on their way into the picture, drawn by the kernels: the same bytes as stroke_edges and stroke_scan, many
+// times faster.
+//
+// A picture is larger than the processor's cache, and strokes lie all over it. So strokes wait here, and are drawn band
+// of rows by band of rows: all of them in the first band, in their order, then all in the second. A pixel sees the same
+// blends in the same order. Strokes that fold back into the picture at its upper or lower edge do not wait: their bands
+// touch rows of other bands.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "effect/host/effect_context.h"
+#include "effect/render/fast/kernels.h"
+#include "effect/render/fast/stroke_record.h"
+
+namespace orvandel {
+
+class StrokeQueue {
+ public:
+  explicit StrokeQueue(const ImageBuffer& output);
+  StrokeQueue(const StrokeQueue&) = delete;
+  StrokeQueue& operator=(const StrokeQueue&) = delete;
+  ~StrokeQueue();  // what still waits is not drawn
+
+  // The picture counts as transparent black from here on; its rows are cleared when strokes come to them.
+  void ClearFirst() { clearFirst_ = true; }
+
+  // Takes the stroke along `points` (thinned, clockwise on the screen, in layer pixels). Returns false, with nothing
+  // done and nobody asked, when the stroke is for the plain code; otherwise `result` is 0 or the host's code that
+  // stopped it.
+  //
+  // The host hears of the rows here, in the plain scan's order and number. When it stops at one, the rows up to it are
+  // drawn all the same. Throws AllocFailed before anybody has been asked.
+  bool Take(EffectContext& context, const Outline& points, const StrokeLook& look, std::int32_t& result);
+
+  // Draws what waits. Allocates nothing.
+  void Flush();
+
+ private:
+  // Unlike Flush, leaves a picture that is not cleared yet alone when no stroke waits.
+  void FlushWaiting();
+  void ChooseBands(std::int32_t quality, bool varies);
+  std::byte* RoomFor(std::size_t bytes);
+  void FitBandMemory(const fast::BandPlan& needed);
+  bool SetUp(fast::StrokeRecord& stroke, const Outline& points, const StrokeLook& look) const;
+  bool Folds(const fast::DrawJob& job) const;
+  std::size_t BandsOfPicture() const { return static_cast<std::size_t>(output_.height / bandRows_ + 1); }
+  void DrawAlone(fast::DrawJob& job);
+  void Append(fast::StrokeRecord& stroke);
+  void ClearIfFirst(std::int32_t first, std::int32_t end) const;
+  void DrawBands(std::int32_t first, std::int32_t end);
+
+  ImageBuffer output_;
+  const fast::Kernels* kernels_;  // null: all strokes are for the plain code
+  bool clearFirst_ = false;
+
+  // The same for all strokes that wait.
+  std::int32_t quality_ = 0;
+  bool varies_ = false;
+  std::int32_t bandRows_ = 1;
+
+  // Records of the strokes that wait, one behind the other.
+  std::byte* block_ = nullptr;
+  std::size_t blockBytes_ = 0, usedBytes_ = 0;
+  fast::StrokeRecord* first_ = nullptr;
+  fast::StrokeRecord* last_ = nullptr;
+
+  std::byte* bandBlock_ = nullptr;
+  fast::BandPlan bandPlan_;  // what the block was cut for
+  fast::BandMemory band_{};
+};
+
+}  // namespace orvandel
