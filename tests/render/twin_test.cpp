@@ -63,6 +63,14 @@ void StretchBy(Outline& points, float x, float y) {
   for (Point2f& p : points) p = {p.x * x, p.y * y};
 }
 
+// The same size in subsamples: the plain code's time grows with their number.
+void SetQuality(StrokeCase& stroke, std::int32_t quality) {
+  const float factor = static_cast<float>(stroke.quality) / static_cast<float>(quality);
+  StretchBy(stroke.points, factor, factor);
+  stroke.width *= factor;
+  stroke.quality = quality;
+}
+
 // What small pictures do not reach: several bands of rows, words by the hundred, runs and edges of many thousands of
 // subsamples, and parts far outside the picture.
 void MakeLarge(StrokeCase& stroke, Picture& ground, Dice& dice) {
@@ -73,9 +81,9 @@ void MakeLarge(StrokeCase& stroke, Picture& ground, Dice& dice) {
       StretchBy(stroke.points, 4, 4);
       break;
     case 1:  // long runs
-      ground = Picture(dice.Whole(600, 1400), dice.Whole(1, 5));
-      StretchBy(stroke.points, 40, 0.05F);
-      stroke.quality = dice.Whole(4, 16);
+      ground = Picture(dice.Whole(600, 2400), dice.Whole(1, 5));
+      StretchBy(stroke.points, 80, 0.05F);
+      SetQuality(stroke, dice.Whole(4, 16));
       break;
     case 2:  // tall edges, most of them above the picture or below
       ground = Picture(dice.Whole(1, 20), dice.Whole(1, 200));
@@ -88,14 +96,6 @@ void MakeLarge(StrokeCase& stroke, Picture& ground, Dice& dice) {
   }
   stroke.layerWidth = ground.Width();
   stroke.layerHeight = ground.Height();
-}
-
-// The same size in subsamples: the plain code's time grows with their number.
-void SetQuality(StrokeCase& stroke, std::int32_t quality) {
-  const float factor = static_cast<float>(stroke.quality) / static_cast<float>(quality);
-  StretchBy(stroke.points, factor, factor);
-  stroke.width *= factor;
-  stroke.quality = quality;
 }
 
 void CompareTwins(std::uint32_t seed, const std::vector<StrokeCode>& codes) {

@@ -30,15 +30,17 @@ class FlatBand {
     Samples run;
     if (!TakeSamples(cut, band_.Job().lo, band_.Job().hi, run)) return;
     const std::int32_t first = run.first - band_.FirstColumn(), last = first + run.count;
-    if (!piece.wild) {
+    if (!piece.wild && run.count <= kLongestRun) {
       MarkRun<Q, false>(band_, row, first, last, cut.outline);
       return;
     }
-    // Crossings by themselves, then sample by sample.
+    // Crossings by themselves, then stretches of samples within the band.
     MarkRun<Q, false>(band_, row, first, first, cut.outline == OutlineSide::kLeft ? cut.outline : kNone);
     MarkRun<Q, false>(band_, row, last, last, cut.outline == OutlineSide::kRight ? cut.outline : kNone);
-    for (std::int32_t x = first; x < last; ++x, run.u += run.dudx) {
-      if (SafeIndexAt(run.u) < kFirstDropped) MarkRun<Q, false>(band_, row, x, x + 1, kNone);
+    for (std::int32_t x = first, begin = first; x <= last; ++x, run.u += run.dudx) {
+      if (x < last && SafeIndexAt(run.u) < kFirstDropped) continue;
+      if (begin < x) MarkRun<Q, false>(band_, row, begin, x, kNone);
+      begin = x + 1;
     }
   }
 
@@ -119,8 +121,8 @@ class FlatBand {
     Store(counts, __builtin_shufflevector(sums, sums, 0, 8, 1, 9, 2, 10, 3, 11, 4, 12, 5, 13, 6, 14, 7, 15));
   }
 
-  // Quality 4: lists the chunks of kPixels counts that are not all 0. Which are cannot be guessed, so there is no branch
-  // on it; a list without gaps is then blended without one.
+  // Quality 4: lists the chunks of kPixels counts that are not all 0. Which are cannot be guessed, so there is no
+  // branch on it; a list without gaps is then blended without one.
   __attribute__((noinline)) std::int32_t ListChunks(std::int32_t lineCount) const {
     typedef std::conditional_t<kPixels == 8, std::uint64_t, std::uint32_t> Chunk;
     const std::uint8_t* counts = NibbleCounts(0);

@@ -53,7 +53,7 @@ inline Number Larger(Number a, Number b) {
 }
 
 ORVANDEL_INLINE Floats ToFloats(const Ints& v) { return __builtin_convertvector(v, Floats); }
-ORVANDEL_INLINE Ints Truncate(const Floats& v) { return __builtin_convertvector(v, Ints); }           // |v| < 2^31
+ORVANDEL_INLINE Ints Truncate(const Floats& v) { return __builtin_convertvector(v, Ints); }  // |v| < 2^31
 
 // Arithmetic that wraps around: lanes that nobody reads may hold anything.
 ORVANDEL_INLINE Ints WrappingSum(const Ints& a, const Ints& b) { return (Ints)((Words)a + (Words)b); }

@@ -16,8 +16,10 @@
 // or more is dropped. In a piece that is not wild no sample's u * 500 reaches 501 or falls to -1:
 //   - a ruling of at most kLongestRuling rows drifts by at most half an ulp (2^-24 below u = 2) a row;
 //   - a run of at most kLongestRun samples drifts as much again; all else is relative errors of a few 2^-24;
-//   - together less than 12,300 x 2^-24 < 0.00074; the room is 0.002.
-// The first sample's distance from the left edge, 1 - (x - floor(x)), has a rounding error of its own when x is in
+//   - together less than 28,700 x 2^-24 < 0.0018; the room is 0.002.
+// Whether a run is that long is asked where two edges part: a piece from one end of the picture to the other may still
+// be narrow on every row. The first sample's distance from the left edge, 1 - (x - floor(x)), has a rounding error of
+// its own when x is in
 // (-1, 0): pieces that reach there are wild when columns left of 0 may be touched.
 #pragma once
 
@@ -27,7 +29,7 @@
 namespace orvandel::fast::ORVANDEL_KERNELS {
 
 inline constexpr std::int32_t kLongestRuling = 4096;
-inline constexpr std::int32_t kLongestRun = 8192;
+inline constexpr std::int32_t kLongestRun = 24576;
 
 enum class OutlineSide { kNone, kLeft, kRight };
 
@@ -144,6 +146,16 @@ inline void WalkRowByRow(LivePiece& piece, std::int32_t y, std::int32_t end, uns
   }
 }
 
+// Whether the two active edges may lie further apart than a run may be long, on any of so many rows.
+ORVANDEL_INLINE bool MayRunLong(const LivePiece& piece, unsigned active, std::int32_t rows) {
+  if (!piece.wide) return false;
+  const int a = __builtin_ctz(active), b = 31 - __builtin_clz(active);
+  const float now = piece.x[b] - piece.x[a];
+  const float then = now + (piece.dxdy[b] - piece.dxdy[a]) * static_cast<float>(rows - 1);
+  const float limit = static_cast<float>(kLongestRun) - piece.drift;
+  return !(now < limit && -now < limit && then < limit && -then < limit);
+}
+
 // Takes the piece from row `y` to row `end`. For two active edges a < b that stay alone until row n it calls
 // rows.Run(piece, a, b, side, y, n), which also steps them.
 template <typename Rows>
@@ -156,7 +168,7 @@ inline void WalkPiece(LivePiece& piece, std::int32_t y, std::int32_t end, Rows& 
     const int count = __builtin_popcount(active);
     if (count < 2) {
       StepEdges(piece, active, next - y);
-    } else if (count > 2 || piece.wild) {
+    } else if (count > 2 || piece.wild || MayRunLong(piece, active, next - y)) {
       WalkRowByRow(piece, y, next, active, rows);
     } else {
       const bool outline = (active >> piece.outlineSlot & 1U) != 0;
@@ -184,7 +196,7 @@ class PieceLoader {
     piece.outlineSlot = outlineLeft ? 0 : 3;
     piece.firstBegin = Smaller(Smaller(piece.first[0], piece.first[1]), Smaller(piece.first[2], piece.first[3]));
     piece.lastEnd = Larger(Larger(piece.end[0], piece.end[1]), Larger(piece.end[2], piece.end[3]));
-    piece.wild = IsWild(piece, i);
+    Judge(piece, i);
     for (int slot = 0; slot < 4; ++slot) {
       for (std::int32_t y = piece.first[slot]; y < Smaller(firstRow_, piece.end[slot]); ++y) StepEdge(piece, slot);
     }
@@ -214,9 +226,10 @@ class PieceLoader {
     return both && xAt(i) <= xAt(before);
   }
 
-  bool IsWild(const LivePiece& piece, std::int32_t i) const {
-    if (Rows(piece, 1) > kLongestRuling || Rows(piece, 2) > kLongestRuling) return true;
-    if (hi_ - lo_ <= kLongestRun && lo_ >= 0) return false;
+  void Judge(LivePiece& piece, std::int32_t i) const {
+    piece.wild = Rows(piece, 1) > kLongestRuling || Rows(piece, 2) > kLongestRuling;
+    piece.wide = false;
+    if (hi_ - lo_ <= kLongestRun && lo_ >= 0) return;
     const float corners[] = {edges_.x[i - 1], edges_.x[i], edges_.offsetX[i - 1], edges_.offsetX[i]};
     float left = corners[0], right = corners[0];
     for (const float x : corners) {
@@ -229,9 +242,10 @@ class PieceLoader {
     const float drift = static_cast<float>(rows) * Larger(-left, right) * 0x1p-23F;
     left -= drift;
     right += drift;
-    if (lo_ < 0 && left < 0 && right > -1) return true;
-    return Smaller(right, static_cast<float>(hi_)) - Larger(left, static_cast<float>(lo_)) >
-           static_cast<float>(kLongestRun);
+    piece.wild = piece.wild || (lo_ < 0 && left < 0 && right > -1);
+    piece.wide = Smaller(right, static_cast<float>(hi_)) - Larger(left, static_cast<float>(lo_)) >
+                 static_cast<float>(kLongestRun);
+    piece.drift = 4 * drift + 2;  // of two edges, here and on the run's last row, and the cells' rounding
   }
 
   static std::int32_t Rows(const LivePiece& piece, int slot) {
