@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -33,15 +34,26 @@ std::size_t EditDistance(std::string_view a, std::string_view b) {
   return row[b.size()];
 }
 
+// "Lifespan" of "Lifespan (sec)", "params" of "parameters": the first letter, and no letter that the name has not.
+bool Abbreviates(std::string_view text, std::string_view name) {
+  if (text.empty() || name.empty() || Lowered(text[0]) != Lowered(name[0])) return false;
+  std::size_t found = 0;
+  for (const char letter : name) {
+    if (found < text.size() && Lowered(text[found]) == Lowered(letter)) ++found;
+  }
+  return found == text.size();
+}
+
 bool ContinuesCharacter(char c) { return (static_cast<unsigned char>(c) & 0xC0u) == 0x80u; }
 
 }  // namespace
 
 std::string NearestOf(std::string_view text, const std::vector<std::string>& candidates) {
   const std::string* nearest = nullptr;
-  std::size_t smallest = 0;
+  std::pair<bool, std::size_t> smallest;
   for (std::size_t i = 0; i < std::min(candidates.size(), kMaxCandidates); ++i) {
-    const std::size_t distance = EditDistance(text, candidates[i]);
+    // Who wrote a name shorter meant that name, however much of it is missing.
+    const std::pair distance{!Abbreviates(text, candidates[i]), EditDistance(text, candidates[i])};
     if (nearest != nullptr && distance >= smallest) continue;
     nearest = &candidates[i];
     smallest = distance;

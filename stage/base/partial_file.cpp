@@ -5,17 +5,42 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <charconv>
+#include <csignal>
+#include <optional>
+#include <string_view>
 #include <system_error>
+#include <vector>
 
 #include "stage/base/errors.h"
 
 namespace orvandel::stage {
 namespace {
 
+constexpr std::string_view kEnding = ".part";
+
 std::filesystem::path WorkNameOf(const std::filesystem::path& file) {
   // The process's own, so that two renders into one folder do not write into each other's unfinished files.
-  return file.parent_path() / fmt::format(".{}.{}.part", file.filename().string(), getpid());
+  return file.parent_path() / fmt::format(".{}.{}{}", file.filename().string(), getpid(), kEnding);
 }
+
+struct WorkName {
+  std::string fileName;
+  pid_t process = 0;
+};
+std::optional<WorkName> ParseWorkName(const std::string& name) {
+  if (!name.starts_with('.') || !name.ends_with(kEnding)) return std::nullopt;
+  const std::string inner = name.substr(1, name.size() - 1 - kEnding.size());
+  const auto dot = inner.rfind('.');
+  if (dot == std::string::npos) return std::nullopt;
+  WorkName work{inner.substr(0, dot), 0};
+  const char* const end = inner.data() + inner.size();
+  const auto [stop, error] = std::from_chars(inner.data() + dot + 1, end, work.process);
+  if (error != std::errc() || stop != end || work.process <= 0) return std::nullopt;
+  return work;
+}
+
+bool IsGone(pid_t process) { return kill(process, 0) < 0 && errno == ESRCH; }
 
 // Writes all of it; 0 or the system's error number.
 int WriteAll(int descriptor, std::span<const std::uint8_t> bytes) {
@@ -57,5 +82,15 @@ void PartialFile::Fail(const std::string& what, int errorNumber) const {
 }
 
 void PartialFile::Fail(const std::string& what) const { throw WorkError(file_.string() + ": " + what); }
+
+void RemoveAbandoned(const std::filesystem::path& folder, const std::set<std::string>& fileNames) {
+  std::error_code ignored;
+  std::vector<std::filesystem::path> abandoned;
+  for (const auto& entry : std::filesystem::directory_iterator(folder, ignored)) {
+    const auto work = ParseWorkName(entry.path().filename().string());
+    if (work && fileNames.contains(work->fileName) && IsGone(work->process)) abandoned.push_back(entry.path());
+  }
+  for (const std::filesystem::path& file : abandoned) std::filesystem::remove(file, ignored);
+}
 
 }  // namespace orvandel::stage

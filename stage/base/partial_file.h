@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <set>
 #include <span>
 #include <string>
 
@@ -30,5 +31,8 @@ class PartialFile {
   std::filesystem::path file_, workName_;
   bool kept_ = false;
 };
+
+// Removes what processes that are gone have left of these files of the folder: those were killed, and nobody else will.
+void RemoveAbandoned(const std::filesystem::path& folder, const std::set<std::string>& fileNames);
 
 }  // namespace orvandel::stage

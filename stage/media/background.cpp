@@ -1,24 +1,14 @@
 #include "stage/media/background.h"
 
-#include <charconv>
 #include <filesystem>
 #include <string>
 
+#include "stage/base/color_text.h"
 #include "stage/base/errors.h"
 #include "stage/media/media_in.h"
 
 namespace orvandel::stage {
 namespace {
-
-bool ParseColor(std::string_view text, std::array<std::uint8_t, 3>& color) {
-  if (text.size() != 7 || text[0] != '#') return false;
-  for (std::size_t i = 0; i < 3; ++i) {
-    const char* digits = text.data() + 1 + 2 * i;
-    const auto [end, error] = std::from_chars(digits, digits + 2, color[i], 16);
-    if (error != std::errc() || end != digits + 2) return false;
-  }
-  return true;
-}
 
 std::uint8_t Over(std::uint8_t top, std::uint8_t alpha, std::uint8_t bottom) {
   return static_cast<std::uint8_t>((top * alpha + bottom * (255 - alpha) + 127) / 255);
@@ -27,9 +17,14 @@ std::uint8_t Over(std::uint8_t top, std::uint8_t alpha, std::uint8_t bottom) {
 }  // namespace
 
 Background::Background(std::string_view text, const Scene& scene, std::int32_t downsample) {
-  if (ParseColor(text, color_)) return;
-  if (text.starts_with('#')) throw InputError("\"" + std::string(text) + "\" is not a colour; allowed is #rrggbb");
-  const Media media{"background", std::filesystem::path(text), {0, 1}};
+  if (const auto color = ParseColor(text)) {
+    for (std::size_t i = 0; i < 3; ++i) color_[i] = static_cast<std::uint8_t>(*color >> (16 - 8 * i) & 0xFFu);
+    return;
+  }
+  if (text.starts_with('#')) {
+    throw InputError("--background: \"" + std::string(text) + "\" is not a colour; allowed is #rrggbb");
+  }
+  const Media media{"background", std::filesystem::path(text), {0, 1}, "--background"};
   pictures_ =
       std::make_unique<LayerPictures>(OpenMedia(media, scene.time), downsample, std::pair{scene.width, scene.height});
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <stdexcept>
+#include <string>
 #include <utility>
 
 #include "stage/base/errors.h"
@@ -60,10 +61,6 @@ class SequenceSource final : public MediaSource {
  public:
   SequenceSource(SequenceName name, const Media& media, const Timebase& time)
       : name_(std::move(name)), start_(media.start.num), timeStep_(time.timeStep) {
-    if (media.start.den != 1) {
-      throw InputError(media.file.string() +
-                       ": the start of a numbered sequence counts pictures, so it is a whole number");
-    }
     const std::vector<std::int64_t> numbers = name_.Existing();
     if (numbers.empty()) throw InputError(media.file.string() + ": no file has such a name");
     first_ = numbers.front();
@@ -117,15 +114,48 @@ class FilmSource final : public MediaSource {
   std::int32_t timeScale_;
 };
 
-}  // namespace
+template <typename Work>
+auto AtPlace(const std::string& place, const Work& work) {
+  try {
+    return work();
+  } catch (const InputError& error) {
+    if (place.empty()) throw;
+    throw InputError(place + ": " + error.what());
+  }
+}
 
-std::unique_ptr<MediaSource> OpenMedia(const Media& media, const Timebase& time) {
+// Decoders know files; whoever has to mend the scene needs the place that names the file as well.
+class PlacedSource final : public MediaSource {
+ public:
+  PlacedSource(std::unique_ptr<MediaSource> source, std::string place)
+      : source_(std::move(source)), place_(std::move(place)) {}
+
+  bool Moves() const override { return source_->Moves(); }
+  std::int64_t KeyAt(std::int32_t hostTime) override {
+    return AtPlace(place_, [&] { return source_->KeyAt(hostTime); });
+  }
+  Picture Decode(std::int64_t key) override {
+    return AtPlace(place_, [&] { return source_->Decode(key); });
+  }
+
+ private:
+  std::unique_ptr<MediaSource> source_;
+  std::string place_;
+};
+
+std::unique_ptr<MediaSource> Open(const Media& media, const Timebase& time) {
   if (auto sequence = ParseSequenceName(media.file)) {
     return std::make_unique<SequenceSource>(std::move(*sequence), media, time);
   }
   auto stream = std::make_unique<VideoStream>(media.file);
   if (stream->IsStill()) return std::make_unique<StillSource>(media.file, *stream);
   return std::make_unique<FilmSource>(std::make_unique<FilmReader>(std::move(stream)), media, time);
+}
+
+}  // namespace
+
+std::unique_ptr<MediaSource> OpenMedia(const Media& media, const Timebase& time) {
+  return std::make_unique<PlacedSource>(AtPlace(media.place, [&] { return Open(media, time); }), media.place);
 }
 
 }  // namespace orvandel::stage

@@ -10,7 +10,7 @@
 
 namespace orvandel::stage {
 
-// Every function throws InputError with the file's name.
+// Every function throws InputError with the medium's place and the file's name.
 class MediaSource {
  public:
   virtual ~MediaSource() = default;
@@ -24,9 +24,10 @@ class MediaSource {
   virtual Picture Decode(std::int64_t key) = 0;
 };
 
-// A still stands for all time. A numbered sequence plays at the scene's frame rate from the first number there is. A
-// film goes by its own time stamps. `media.start` is the scene time in seconds at which either begins; before it and
-// after its end its first and last picture stand.
+// A still stands for all time. A numbered sequence plays at the scene's frame rate from the first number there is; its
+// `media.start` counts pictures: a whole number, the scene's frame at which it begins. A film goes by its own time
+// stamps; its `media.start` is the scene time in seconds at which it begins. Before the start and after the end the
+// first and the last picture stand.
 std::unique_ptr<MediaSource> OpenMedia(const Media& media, const Timebase& time);
 
 }  // namespace orvandel::stage

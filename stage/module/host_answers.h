@@ -43,6 +43,7 @@ class HostAnswers {
   virtual OrvLengthQuery PrepareLengths(OrvPathRef path, std::int32_t segment, std::int32_t resolution);
   virtual double SegmentLength(OrvLengthQuery query);
   virtual void PointAtLength(OrvLengthQuery query, double distance, double& x, double& y);
+  virtual void MaskLoanReturned() {}  // a path or a query, which was lent
 
   // After every command: lets go of what was lent and says what is wrong with it, "" when nothing is.
   virtual std::string EndCommand() { return {}; }

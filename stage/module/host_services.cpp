@@ -148,7 +148,7 @@ std::int32_t CheckOutPath(OrvEffectRef effectRef, std::int32_t pathId, std::int3
 
 std::int32_t CheckInPath(OrvEffectRef effectRef, std::int32_t, std::int32_t, OrvPathRef path) {
   return For(effectRef, [&](HostAnswers& answers) {
-    answers.ledger.TakeBack(Ledger::Loan::kPath, path);
+    if (answers.ledger.TakeBack(Ledger::Loan::kPath, path)) answers.MaskLoanReturned();
     return 0;
   });
 }
@@ -193,7 +193,7 @@ std::int32_t PointAtLength(OrvEffectRef effectRef, OrvPathRef, OrvLengthQuery qu
 
 std::int32_t ReleaseLengthQuery(OrvEffectRef effectRef, OrvPathRef, std::int32_t, OrvLengthQuery query) {
   return For(effectRef, [&](HostAnswers& answers) {
-    answers.ledger.TakeBack(Ledger::Loan::kLengthQuery, query);
+    if (answers.ledger.TakeBack(Ledger::Loan::kLengthQuery, query)) answers.MaskLoanReturned();
     return 0;
   });
 }

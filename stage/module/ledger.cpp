@@ -11,6 +11,7 @@ namespace {
 constexpr std::size_t kGuardBytes = 16;
 constexpr unsigned char kGuard = 0xA7;
 constexpr std::size_t kFaultsKept = 8;
+constexpr std::size_t kEntriesKept = 4096;  // of loans that have been returned
 
 const char* NameOf(Ledger::Loan kind) {
   switch (kind) {
@@ -79,8 +80,9 @@ void Ledger::Lend(Loan kind, std::uint64_t what) noexcept try {
 
 bool Ledger::TakeBack(Loan kind, std::uint64_t what) noexcept {
   std::int64_t* count = ParameterCount(kind, what);
+  auto found = loans_.end();
   if (count == nullptr) {
-    const auto found = loans_.find({kind, what});
+    found = loans_.find({kind, what});
     if (found != loans_.end()) count = &found->second;
   }
   if (count == nullptr || *count == 0) {
@@ -89,6 +91,7 @@ bool Ledger::TakeBack(Loan kind, std::uint64_t what) noexcept {
   }
   --*count;
   --outstanding_;
+  if (*count == 0 && found != loans_.end() && loans_.size() > kEntriesKept) loans_.erase(found);
   return true;
 }
 
@@ -158,7 +161,6 @@ std::string Ledger::EndCommand() {
   std::string wrong;
   for (const std::string& fault : faults_) Append(wrong, fault);
   faults_.clear();
-  constexpr std::size_t kEntriesKept = 4096;
   if (outstanding_ == 0) {
     if (loans_.size() > kEntriesKept) loans_.clear();
     return wrong;

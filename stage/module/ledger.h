@@ -40,12 +40,10 @@ class Ledger {
   void Unlock(OrvHandle handle) noexcept;  // of an unlocked handle: nothing
   void Dispose(OrvHandle handle) noexcept;
   std::size_t HandlesOf(const void* owner) const noexcept;
-  std::size_t HandleCount() const noexcept { return handles_.size(); }
 
   // --- String tables, open from the first command to the last.
   void StringsOpened() noexcept { ++openStringTables_; }
   void StringsClosed() noexcept;
-  std::int32_t OpenStringTables() const noexcept { return openStringTables_; }
 
   void Fault(const char* what) noexcept;
 
@@ -75,8 +73,8 @@ class Ledger {
 
   // Check-outs of parameters come by the thousand for every frame, so they have an array of their own.
   std::array<std::int64_t, 256> parameters_{};
-  // All other counts by loan; entries stay at 0 after the first use, so that a loan allocates once and not at every
-  // check-out.
+  // All other counts by loan; entries stay at 0 after the first use, as long as they are few, so that a loan allocates
+  // once and not at every check-out.
   std::unordered_map<LoanKey, std::int64_t, LoanHash> loans_;
   std::int64_t outstanding_ = 0;
   std::unordered_map<OrvHandle, Block*> handles_;

@@ -10,6 +10,7 @@ namespace orvandel::stage {
 namespace {
 
 constexpr std::size_t kMostPointsKept = 4'000'000;  // 24 bytes each
+constexpr std::size_t kPointsOfSegment = 4;         // a segment takes about as much memory
 
 }  // namespace
 
@@ -38,7 +39,9 @@ OrvPathRef MaskLender::PathAt(std::int32_t place, std::int32_t hostTime) {
     lent = std::make_shared<Lent>();
     lent->path = PathOf(mask, span, factor_);
     lent->segments.resize(lent->path.segments.size());
+    keptPoints_ += kPointsOfSegment * lent->segments.size();
   }
+  ++lent_;
   return reinterpret_cast<std::uintptr_t>(lent.get());
 }
 
@@ -61,7 +64,17 @@ OrvLengthQuery MaskLender::Prepare(OrvPathRef path, std::int32_t segment, std::i
     prepared.resolution = resolution;
     keptPoints_ += static_cast<std::size_t>(resolution) + 1;
   }
+  ++lent_;
   return reinterpret_cast<std::uintptr_t>(prepared.query.get());
+}
+
+void MaskLender::TakeBack() {
+  if (--lent_ == 0) Tidy();
+}
+
+void MaskLender::TakeBackAll() {
+  lent_ = 0;
+  Tidy();
 }
 
 void MaskLender::Tidy() {

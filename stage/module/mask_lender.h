@@ -27,18 +27,23 @@ class MaskLender {
   OrvLengthQuery Prepare(OrvPathRef path, std::int32_t segment, std::int32_t resolution);
   static const LengthQuery& QueryOf(OrvLengthQuery query);
 
-  // Between commands, when nothing is lent: forgets what was kept once it has grown large.
-  void Tidy();
+  // One path or query has come back. Once nothing is lent any more, what was kept is forgotten if it has grown large:
+  // also in the middle of a command, since one frame may ask for a path of its own for every wave.
+  void TakeBack();
+  // Everything has.
+  void TakeBackAll();
 
  private:
   struct Lent;
   using Key = std::tuple<std::int32_t, std::size_t, double>;  // mask, key before it, fraction of the way to the next
   static Lent& LentOf(OrvPathRef path);
+  void Tidy();
 
   const Scene& scene_;
   double factor_;
   std::map<Key, std::shared_ptr<Lent>> paths_;
   std::size_t keptPoints_ = 0;
+  std::int64_t lent_ = 0;  // paths and queries
 };
 
 }  // namespace orvandel::stage

@@ -94,8 +94,7 @@ void StretchRow(const std::uint8_t* row, std::int32_t width, const std::vector<T
 
 Picture AverageBlocks(const Picture& picture, std::int32_t factor) {
   if (factor == 1) return picture;
-  const auto cells = [&](std::int32_t size) { return size / factor + (size % factor != 0 ? 1 : 0); };
-  Picture result(cells(picture.width), cells(picture.height));
+  Picture result(CellsOf(picture.width, factor), CellsOf(picture.height, factor));
   std::uint8_t* out = result.bytes.data();
   for (std::int32_t y = 0; y < result.height; ++y) {
     const std::int32_t top = y * factor;

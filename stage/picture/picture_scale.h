@@ -7,6 +7,11 @@
 
 namespace orvandel::stage {
 
+// The pixels of a side at 1/factor, rounded up.
+inline std::int32_t CellsOf(std::int32_t side, std::int32_t factor) {
+  return side / factor + (side % factor != 0 ? 1 : 0);
+}
+
 // Each block of factor x factor pixels, cut at the right and bottom edge, becomes one pixel: with n pixels, A the sum
 // of alpha and C that of colour x alpha, alpha is (2A + n) / 2n and colour (2C + A) / 2A in integers; all zero when
 // A is 0. The size is rounded up.

@@ -2,33 +2,17 @@
 
 #include <cstdio>
 #include <exception>
-#include <new>
 #include <string>
 #include <utility>
 
-#include "stage/base/errors.h"
+#include "stage/base/within_memory.h"
 #include "stage/media/sequence_rules.h"
 #include "stage/module/module_session.h"
 #include "stage/picture/host_image.h"
+#include "stage/picture/picture_scale.h"
 #include "stage/render/scene_answers.h"
 
 namespace orvandel::stage {
-namespace {
-
-std::int32_t Cells(std::int32_t size, std::int32_t factor) { return size / factor + (size % factor != 0 ? 1 : 0); }
-
-// Running out of memory on the host's side is a failure of the work like any other.
-template <typename Work>
-auto WithinMemory(const Work& work) {
-  try {
-    return work();
-  } catch (const std::bad_alloc&) {
-    throw WorkError("not enough memory for the pictures of this render");
-  }
-}
-
-}  // namespace
-
 // A sequence is set up before the first frame and goes on from frame to frame. It ends early after a failure, because
 // only a sequence whose every command succeeded is known to be whole, and after every frame where the scene needs that.
 struct FrameRenderer::Impl {
@@ -37,7 +21,7 @@ struct FrameRenderer::Impl {
         scene(played),
         options(std::move(renderOptions)),
         answers(module, scene, scene.emitters.at(emitter), options.downsample),
-        output(Cells(scene.width, options.downsample), Cells(scene.height, options.downsample)) {
+        output(CellsOf(scene.width, options.downsample), CellsOf(scene.height, options.downsample)) {
     answers.shouldStop = options.shouldStop;
     answers.checkImages = options.checkImages;
     freshEveryFrame = NeedsFreshSequences(scene, scene.emitters[emitter], module.catalog, [&](std::int32_t place) {
@@ -114,8 +98,8 @@ Picture FrameRenderer::RenderAt(std::int32_t hostTime) {
   return WithinMemory([&] { return impl_->RenderAt(hostTime); });
 }
 
-std::int32_t FrameRenderer::OutputWidth() const { return Cells(impl_->scene.width, impl_->options.downsample); }
+std::int32_t FrameRenderer::OutputWidth() const { return CellsOf(impl_->scene.width, impl_->options.downsample); }
 
-std::int32_t FrameRenderer::OutputHeight() const { return Cells(impl_->scene.height, impl_->options.downsample); }
+std::int32_t FrameRenderer::OutputHeight() const { return CellsOf(impl_->scene.height, impl_->options.downsample); }
 
 }  // namespace orvandel::stage

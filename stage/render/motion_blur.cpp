@@ -6,21 +6,21 @@
 #include <cstddef>
 #include <limits>
 
+#include "stage/picture/linear_light.h"
+
 namespace orvandel::stage {
 namespace {
 
 constexpr double kFullTurn = 360;
 constexpr double kLinearOne = 1 << 24;  // linear light in whole numbers, finer than 16 bits of the curve at its foot
 
-// The sRGB curve from stored values to linear light, both 0..1.
-double ToLinear(double stored) { return stored <= 0.04045 ? stored / 12.92 : std::pow((stored + 0.055) / 1.055, 2.4); }
-
 // Both ways of the curve as tables of whole numbers, so that sums and results are the same everywhere.
 class Curve {
  public:
   Curve() {
-    for (std::size_t i = 0; i < linear_.size(); ++i) linear_[i] = Rounded(ToLinear(static_cast<double>(i) / 255));
-    for (std::size_t i = 1; i < from_.size(); ++i) from_[i] = Rounded(ToLinear((static_cast<double>(i) - 0.5) / 65535));
+    for (std::size_t i = 0; i < linear_.size(); ++i) linear_[i] = Rounded(LinearLight(static_cast<double>(i) / 255));
+    for (std::size_t i = 1; i < from_.size(); ++i)
+      from_[i] = Rounded(LinearLight((static_cast<double>(i) - 0.5) / 65535));
     std::uint16_t word = 0;
     for (std::size_t i = 0; i < coarse_.size(); ++i)
       coarse_[i] = word = Climb(word, static_cast<std::uint32_t>(i << 8));

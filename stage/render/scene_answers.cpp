@@ -92,7 +92,7 @@ std::string SceneAnswers::EndCommand() {
     }
   }
   lent_.clear();
-  masks_.Tidy();
+  masks_.TakeBackAll();
   return wrong;
 }
 

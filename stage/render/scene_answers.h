@@ -47,6 +47,7 @@ class SceneAnswers final : public HostAnswers {
   }
   double SegmentLength(OrvLengthQuery query) override { return MaskLender::QueryOf(query).Length(); }
   void PointAtLength(OrvLengthQuery query, double distance, double& x, double& y) override;
+  void MaskLoanReturned() override { masks_.TakeBack(); }
   std::string EndCommand() override;
 
  private:

@@ -1,11 +1,11 @@
 #include "stage/render/scene_renderer.h"
 
-#include <new>
 #include <vector>
 
 #include <fmt/format.h>
 
 #include "stage/base/errors.h"
+#include "stage/base/within_memory.h"
 #include "stage/render/composite.h"
 #include "stage/render/motion_blur.h"
 
@@ -66,19 +66,6 @@ struct SceneRenderer::Impl {
   const Scene& scene;
   std::vector<std::unique_ptr<FrameRenderer>> renderers;
 };
-
-namespace {
-
-template <typename Work>
-auto WithinMemory(const Work& work) {
-  try {
-    return work();
-  } catch (const std::bad_alloc&) {
-    throw WorkError("not enough memory for the pictures of this render");
-  }
-}
-
-}  // namespace
 
 SceneRenderer::SceneRenderer(EffectModule& module, const Scene& scene, const RenderOptions& options)
     : impl_(std::make_unique<Impl>(module, scene, options)) {}

@@ -34,7 +34,9 @@ JsonPlace JsonPlace::Need(std::string_view key, std::string_view allowed) const&
 void JsonPlace::OnlyKeys(std::initializer_list<std::string_view> known) const {
   for (const std::string& key : node_->keys) {
     if (std::find(known.begin(), known.end(), key) != known.end()) continue;
-    FailAt(key, "unknown key" + DidYouMean(key, std::vector<std::string>(known.begin(), known.end())));
+    std::string allowed;
+    for (const std::string_view name : known) allowed += (allowed.empty() ? " Allowed are " : ", ") + Quoted(name);
+    FailAt(key, "unknown key" + DidYouMean(key, std::vector<std::string>(known.begin(), known.end())) + allowed);
   }
 }
 

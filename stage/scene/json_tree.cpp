@@ -30,6 +30,10 @@ std::string PlainSentence(std::string_view what) {
     const bool more = expected != std::string::npos && expected > read;
     sentence.erase(read, more ? expected + 1 - read : std::string::npos);
   }
+  // After a value a comma would do as well, and it is the comma that people forget.
+  for (const std::string_view end : {"'}'", "']'"}) {
+    if (sentence.ends_with("expected " + std::string(end))) sentence.insert(sentence.size() - end.size(), "',' or ");
+  }
   return sentence;
 }
 

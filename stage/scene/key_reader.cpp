@@ -52,8 +52,7 @@ Easing ReadEasing(const JsonPlace& place) {
 }
 
 double ReadTime(const JsonPlace& place, double before, bool first) {
-  const double time = place.Number("a number of seconds from 0");
-  if (time < 0) place.Fail(fmt::format("{} is below 0", place.Found()));
+  const double time = place.Number("a number of seconds");
   if (!first && time <= before) {
     place.Fail(fmt::format("{} does not come after the time before, {}", place.Found(), before));
   }

@@ -2,7 +2,10 @@
 
 #include <utility>
 
+#include <fmt/format.h>
+
 #include "stage/base/errors.h"
+#include "stage/scene/sequence_name.h"
 
 namespace orvandel::stage {
 namespace {
@@ -27,13 +30,19 @@ Media ReadMedia(const JsonPlace& place, std::string name, const SceneFiles& file
   media.start = {0, 1};
   if (place.IsString()) {
     media.file = files.PlainOrSequence(place);
+    media.place = place.Where();
     return media;
   }
   place.MustBeObject(kMediaForms).OnlyKeys({"file", "start"});
   const JsonPlace file = place.Need("file", "a file name");
   media.file = files.PlainOrSequence(file);
+  media.place = file.Where();
   if (const auto start = place.Find("start")) {
     media.start = ReadExact(*start, "a number of seconds, or of pictures of a sequence", false);
+    if (media.start.den != 1 && ParseSequenceName(media.file)) {
+      start->Fail(
+          fmt::format("{} is not a whole number: the start of a numbered sequence counts pictures", start->Found()));
+    }
   }
   return media;
 }

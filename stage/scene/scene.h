@@ -95,6 +95,7 @@ struct Media {
   std::string name;
   std::filesystem::path file;  // resolved against the scene's folder; a %0Nd pattern is a numbered sequence
   Rational start;              // subtracted from the scene's time: seconds of a film, pictures of a numbered sequence
+  std::string place{};         // who names the file, for complaints: scene file and pointer, or an option; may be empty
 };
 
 // How an emitter's picture is laid over what the emitters before it made; composite.h has the formulas.

@@ -75,7 +75,7 @@ Json Overlaid(std::string_view definition, Json properties) {
 }
 
 Json Keys(const char* valueKey, Json value) {
-  Json key = Object({{"time", {{"description", "Seconds. Times rise strictly."}, {"type", "number"}, {"minimum", 0}}},
+  Json key = Object({{"time", {{"description", "Seconds. Times rise strictly."}, {"type", "number"}}},
                      {valueKey, std::move(value)},
                      {"interp", Ref("easing")}},
                     {"time", valueKey});

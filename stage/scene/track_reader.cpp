@@ -1,7 +1,6 @@
 #include "stage/scene/track_reader.h"
 
 #include <array>
-#include <charconv>
 #include <cmath>
 #include <string_view>
 #include <utility>
@@ -9,6 +8,7 @@
 
 #include <fmt/format.h>
 
+#include "stage/base/color_text.h"
 #include "stage/base/names.h"
 
 namespace orvandel::stage {
@@ -28,12 +28,10 @@ PointValue ReadPoint(const JsonPlace& place, const ParamInfo& info) {
 ColorValue ReadColor(const JsonPlace& place) {
   constexpr std::string_view kForm = "a colour \"#rrggbb\"";
   const std::string& text = place.Text(kForm);
-  std::uint32_t word = 0;
-  const char* const end = text.data() + text.size();
-  const bool shaped = text.size() == 7 && text[0] == '#';
-  if (!shaped || std::from_chars(text.data() + 1, end, word, 16).ptr != end) place.FailNot(kForm);
-  return {static_cast<double>(word >> 16 & 0xFFu), static_cast<double>(word >> 8 & 0xFFu),
-          static_cast<double>(word & 0xFFu)};
+  const auto color = ParseColor(text);
+  if (!color) place.FailNot(kForm);
+  return {static_cast<double>(*color >> 16 & 0xFFu), static_cast<double>(*color >> 8 & 0xFFu),
+          static_cast<double>(*color & 0xFFu)};
 }
 
 Choice ReadSwitch(const JsonPlace& place) {
@@ -138,6 +136,9 @@ Track ReadTrack(const JsonPlace& place, const ParamInfo& info, const SceneNames&
                 SourceReader& sources) {
   if (info.Type() == ORV_PARAM_POINT && HasSource(place)) return ReadSourcedPoint(place, info, sources);
   Track track;
+  if (place.IsArray() && place.Size() > 0 && place.Node().items[0].kind == JsonNode::Kind::kObject) {
+    place.Fail(fmt::format("{} is not a value; keys are written {{\"keyframes\": [...]}}", place.Found()));
+  }
   if (!place.IsObject()) {
     track.keys.push_back({0, ReadValue(place, info, names), {}});
   } else if (FormOf(place, info) != "keyframes") {

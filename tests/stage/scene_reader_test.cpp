@@ -216,13 +216,13 @@ TEST(SceneReader, KeepsEverythingAGoodSceneSays) {
            {"duration", "1.0010"},
            {"pixelAspect", "\"20/22\""},
            {"input", "\"plate.png\""},
-           {"layers", R"({"z": {"file": "shot.%04d.png", "start": -1.50}, "a": "plate.png"})"},
+           {"layers", R"({"z": {"file": "shot.%04d.png", "start": -1.50e1}, "a": "plate.png"})"},
            {"masks",
             R"({"z": {"d": "M 0 0 H 3"}, "a": {"keyframes": [{"time": 0, "d": "M0 0V3Z"}, {"time": 2, "d": "m1 1v4z"}]}})"},
            {"parameters",
             R"({"Mask": "a", "Source Layer": {"keyframes": [{"time": 0, "value": "a"}, {"time": 1, "value": null}]},
         "Lifespan (sec) ": 7, "Producer Point": [{"random": {"min": -1, "max": 2}}, 30], "Color": "#Ff8001", "Wave Type": 3, "Star": false /* off */,
-        "Direction": {"keyframes": [{"time": 0.5, "value": -32768, "interp": [0.1, -2, 1, 3]}]}})"}});
+        "Direction": {"keyframes": [{"time": -0.5, "value": -32768, "interp": [0.1, -2, 1, 3]}]}})"}});
   const ParamCatalog catalog = CatalogForTests();
   const Scene scene = ReadSceneText(text, folder / "scene.json", catalog);
   EXPECT_EQ(scene.time.frameRate, (Rational{2997, 125}));
@@ -230,7 +230,7 @@ TEST(SceneReader, KeepsEverythingAGoodSceneSays) {
   EXPECT_EQ(scene.pixelAspect, (Rational{10, 11}));
   EXPECT_EQ(scene.input->file, folder / "plate.png");
   EXPECT_EQ(scene.layers[0].name + scene.layers[1].name + scene.masks[0].name + scene.masks[1].name, "zaza");
-  EXPECT_EQ(scene.layers[0].start, (Rational{-3, 2}));
+  EXPECT_EQ(scene.layers[0].start, (Rational{-15, 1}));
   EXPECT_TRUE(!scene.masks[0].keys[0].path.closed && scene.masks[1].keys[1].path.closed);
   const auto track = [&](const char* name) {
     return scene.emitters[0].tracks[static_cast<std::size_t>(catalog.Find(name)->hostIndex)];
@@ -243,9 +243,22 @@ TEST(SceneReader, KeepsEverythingAGoodSceneSays) {
   EXPECT_EQ(track("Wave Type").keys[0].value, Value(Choice{3}));
   EXPECT_EQ(track("Star").keys[0].value, Value(Choice{0}));
   EXPECT_EQ(track("Direction").keys[0].easing.y2, 3);
+  EXPECT_EQ(track("Direction").keys[0].time, -0.5);
   EXPECT_TRUE(track("Frequency").IsDefault());
   EXPECT_FALSE(track("Producer Point").IsConstant());
   EXPECT_EQ(std::get<double>(track("Producer Point").sources.at(1)), 30);
+}
+
+TEST(SceneReader, StartsOfSequencesCountPictures) {
+  const Folder folder;
+  folder.Write("shot.0001.png", "");
+  const auto complaint = [&](const char* file) {
+    return Complaint(SceneWith({{"layers", std::string(R"({"z": {"start": 0.5, "file": ")") + file + "\"}}"}}),
+                     folder / "scene.json");
+  };
+  EXPECT_EQ(complaint("shot.0001.png"), "");
+  EXPECT_NE(complaint("shot.%04d.png").find("scene.json: /layers/z/start: 0.5 is not a whole number"),
+            std::string::npos);
 }
 
 TEST(SceneReader, TakesOneUntransformedPathOfAnSvgFile) {

@@ -7,6 +7,7 @@
 
 #include "media_files.h"
 #include "stage/base/errors.h"
+#include "stage/media/background.h"
 #include "stage/media/media_in.h"
 #include "stage/output/video_out.h"
 
@@ -116,7 +117,20 @@ TEST(Film, ComesBackPictureByPicture) {
   }
 }
 
-TEST(Film, RateAndAspectAreWrittenExactly) {
+// What a reader of the file is told of its colours: where YUV is written BT.709 in the narrow range, else full RGB.
+// Animated PNG has no such tags, and QuickTime none for the range.
+void ExpectColors(const std::string& format, const AVCodecParameters& told) {
+  if (format == "apng") return;
+  const bool yuv = format == "prores4444" || format == "vp9" || format == "h264";
+  EXPECT_EQ(told.color_primaries, AVCOL_PRI_BT709) << format;
+  EXPECT_EQ(told.color_trc, AVCOL_TRC_BT709) << format;
+  EXPECT_EQ(told.color_space, yuv ? AVCOL_SPC_BT709 : AVCOL_SPC_RGB) << format;
+  if (format != "qtrle") {
+    EXPECT_EQ(told.color_range, yuv ? AVCOL_RANGE_MPEG : AVCOL_RANGE_JPEG) << format;
+  }
+}
+
+TEST(Film, RateAspectAndColoursAreWrittenExactly) {
   const TempFolder folder;
   for (const Format& format : kFormats) {
     const auto file = folder / (std::string("film") + format.extension);
@@ -131,15 +145,15 @@ TEST(Film, RateAndAspectAreWrittenExactly) {
     ASSERT_GE(avformat_find_stream_info(opened, nullptr), 0);
     const AVStream& stream = *input->streams[0];
     const AVRational rate = stream.avg_frame_rate;
-    EXPECT_NEAR(av_q2d(rate), 24000 / 1001.0, 0.02) << format.name;
-    if (stream.time_base.den != 1000) {
-      EXPECT_EQ(rate.num * 1001LL, rate.den * 24000LL) << format.name;
-    }
+    EXPECT_EQ(std::pair(rate.num, rate.den), std::pair(24000, 1001)) << format.name;
     AVRational aspect = stream.sample_aspect_ratio;
     if (aspect.num == 0) aspect = stream.codecpar->sample_aspect_ratio;
-    if (std::string(format.name) != "apng") {
-      EXPECT_NEAR(av_q2d(aspect), 10 / 11.0, 0.005) << format.name;
+    if (std::string(format.name) == "vp9") {  // it has a whole size for showing, to which the pixels are stretched
+      EXPECT_NEAR(av_q2d(aspect) * options.width, options.width * 10 / 11.0, 0.5);
+    } else {
+      EXPECT_EQ(std::pair(aspect.num, aspect.den), std::pair(10, 11)) << format.name;
     }
+    ExpectColors(format.name, *stream.codecpar);
   }
 }
 
@@ -162,6 +176,41 @@ TEST(Film, SameBytesEveryTime) {
     }
   }
   mallopt(M_PERTURB, 0);
+}
+
+// H.264 has no alpha: what is seen is the picture over a colour, a still or a film that runs along.
+TEST(Film, WithoutAlphaShowsWhatStandsBehind) {
+  const TempFolder folder;
+  constexpr int kWidth = 64, kHeight = 32, kPictures = 12;
+  Scene scene;
+  scene.width = kWidth;
+  scene.height = kHeight;
+  scene.time = MakeTimebase({25, 1}, {10, 1});
+  WritePng(folder / "plate.png", Ramp(kWidth, kHeight, 30));
+  const auto behind = OpenFilm(folder / "behind.mkv", OptionsFor(kFormats[0], kWidth, kHeight, {25, 1}));
+  for (int i = 0; i < kPictures; ++i) behind->Add(Ramp(kWidth, kHeight, 50 + 3 * i));
+  behind->Finish();
+  for (const std::string& text :
+       {std::string("#20c040"), (folder / "plate.png").string(), (folder / "behind.mkv").string()}) {
+    Background background(text, scene, 1);
+    std::vector<Picture> shown;
+    const auto writer = OpenFilm(folder / "film.mp4", OptionsFor(kFormats[5], kWidth, kHeight, {25, 1}));
+    for (int i = 0; i < kPictures; ++i) {
+      shown.push_back(background.Behind(Ramp(kWidth, kHeight, i), scene.time.TimeOfFrame(i)));
+      writer->Add(shown.back());
+    }
+    writer->Finish();
+    const auto film = Open(folder / "film.mp4", scene.time);
+    for (int i = 0; i < kPictures; ++i) {
+      const Picture got = film->Decode(film->KeyAt(scene.time.TimeOfFrame(i)));
+      ExpectKept(kFormats[5], shown[static_cast<std::size_t>(i)], got, i);
+      const std::uint8_t* left = &got.bytes[0];  // there the picture is transparent
+      if (text[0] == '#') {
+        ASSERT_NEAR(left[1], 0x20, 16);
+        ASSERT_NEAR(left[2], 0xc0, 16);
+      }
+    }
+  }
 }
 
 TEST(Film, OneThatIsNotFinishedLeavesNothing) {

@@ -5,6 +5,7 @@
 #include "media_files.h"
 #include "stage/base/errors.h"
 #include "stage/media/media_in.h"
+#include "stage/media/video_stream.h"
 #include "stage/output/video_out.h"
 
 namespace orvandel::stage {
@@ -28,13 +29,25 @@ TEST(WritePng, EveryByteComesBack) {
   EXPECT_EQ(folder.Names(), std::vector<std::string>{"picture.png"}) << "nothing unfinished is left beside it";
 }
 
-// Read back through the 8-bit reader: every sample comes back as its nearest 8-bit value, in its own channel.
-TEST(WritePng, SixteenBitsComeBackRounded) {
+TEST(WritePng, SixteenBitsComeBackExactly) {
   const TempFolder folder;
   std::mt19937 random(6);
   Picture16 picture(61, 7);
   for (std::uint16_t& word : picture.words) word = static_cast<std::uint16_t>(random());
   WritePng16(folder / "deep.png", picture);
+  const AvFrame frame = NewFrame();
+  ASSERT_TRUE(VideoStream(folder / "deep.png").Next(*frame));
+  ASSERT_EQ(frame->format, AV_PIX_FMT_RGBA64BE);
+  std::size_t at = 0;
+  for (std::ptrdiff_t y = 0; y < 7; ++y) {
+    for (std::ptrdiff_t x = 0; x < 61; ++x, at += 4) {
+      const std::uint8_t* sample = frame->data[0] + y * frame->linesize[0] + x * 8;
+      for (const std::size_t channel : {1u, 2u, 3u, 0u}) {
+        ASSERT_EQ(sample[0] << 8 | sample[1], picture.words[at + channel]) << x << "," << y;
+        sample += 2;
+      }
+    }
+  }
   EXPECT_EQ(ReadStill(folder / "deep.png").bytes, Narrowed(picture).bytes);
 }
 

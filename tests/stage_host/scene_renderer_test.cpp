@@ -1,0 +1,227 @@
+// What becomes of the effect's pictures on their way to a file: laid over one another, blurred, in 16 bits.
+#include "stage/render/scene_renderer.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <string>
+
+#include "stage/base/errors.h"
+#include "stage/render/composite.h"
+#include "stage/render/motion_blur.h"
+#include "stage/scene/scene_reader.h"
+#include "tests/stage_host/media_files.h"
+
+namespace orvandel::stage {
+namespace {
+
+constexpr Blend kBlends[] = {Blend::kNormal, Blend::kAdd, Blend::kScreen, Blend::kMultiply};
+
+// --- Laying pictures over one another.
+
+using Color = std::array<double, 4>;  // alpha, then the three colours times alpha
+
+// The formulas in the words of the separable blend modes: the blended colour counts where both pictures are, each
+// picture's own where it is alone.
+Color Mixed(const Color& backdrop, const Color& source, Blend blend) {
+  const double as = source[0], ab = backdrop[0];
+  Color mixed{};
+  if (blend == Blend::kAdd) {
+    for (std::size_t i = 0; i < 4; ++i) mixed[i] = std::min(1.0, source[i] + backdrop[i]);
+    return mixed;
+  }
+  mixed[0] = as + ab - as * ab;
+  for (std::size_t i = 1; i < 4; ++i) {
+    const double s = as == 0 ? 0 : source[i] / as, b = ab == 0 ? 0 : backdrop[i] / ab;
+    const double both = blend == Blend::kNormal ? s : blend == Blend::kScreen ? s + b - s * b : s * b;
+    mixed[i] = as * (1 - ab) * s + ab * (1 - as) * b + as * ab * both;
+  }
+  return mixed;
+}
+
+TEST(Canvas, AgreesWithTheFormulasPixelByPixel) {
+  std::mt19937 random(3);
+  for (int round = 0; round < 60; ++round) {
+    Canvas canvas(17, 9);
+    std::array<Color, 17 * 9> expected{};
+    for (int layer = 0; layer < 4; ++layer) {
+      const Picture picture = RandomPicture(17, 9, random);
+      const Blend blend = kBlends[random() % 4];
+      const double opacity = static_cast<double>(random() % 5) / 4;
+      canvas.Lay(picture, blend, opacity);
+      for (std::size_t i = 0; i < expected.size(); ++i) {
+        const std::uint8_t* pixel = &picture.bytes[i * 4];
+        const double alpha = pixel[0] / 255.0 * opacity;
+        expected[i] =
+            Mixed(expected[i], {alpha, alpha * pixel[1] / 255, alpha * pixel[2] / 255, alpha * pixel[3] / 255}, blend);
+      }
+    }
+    const Picture16 result = canvas.Result();
+    for (std::size_t i = 0; i < expected.size(); ++i) {
+      const std::uint16_t* got = &result.words[i * 4];
+      ASSERT_NEAR(got[0], expected[i][0] * 65535, 0.6);
+      for (std::size_t c = 1; c < 4; ++c) {
+        ASSERT_NEAR(got[c], got[0] == 0 ? 0 : expected[i][c] / expected[i][0] * 65535, 2) << "pixel " << i;
+      }
+    }
+  }
+}
+
+// --- The mean of a frame's samples.
+
+double ToLinear(double stored) { return stored <= 0.04045 ? stored / 12.92 : std::pow((stored + 0.055) / 1.055, 2.4); }
+double ToStored(double linear) {
+  return linear <= 0.0031308 ? linear * 12.92 : 1.055 * std::pow(linear, 1 / 2.4) - 0.055;
+}
+
+TEST(LightMean, IsTheMeanOfLightInSixteenBits) {
+  std::mt19937 random(4);
+  for (const int count : {1, 2, 3, 16, 64}) {
+    LightMean mean(13, 11);
+    std::array<Color, 13 * 11> sums{};
+    Picture last;
+    for (int i = 0; i < count; ++i) {
+      const Picture picture = RandomPicture(13, 11, random);
+      mean.Add(picture);
+      for (std::size_t at = 0; at < sums.size(); ++at) {
+        const std::uint8_t* pixel = &picture.bytes[at * 4];
+        sums[at][0] += pixel[0] / 255.0;
+        for (std::size_t c = 1; c < 4; ++c) sums[at][c] += pixel[0] / 255.0 * ToLinear(pixel[c] / 255.0);
+      }
+      last = picture;
+    }
+    const Picture16 result = mean.Result();
+    for (std::size_t at = 0; at < sums.size(); ++at) {
+      ASSERT_NEAR(result.words[at * 4], sums[at][0] / count * 65535, 0.51);
+      for (std::size_t c = 1; c < 4; ++c) {
+        const double expected = sums[at][0] == 0 ? 0 : ToStored(sums[at][c] / sums[at][0]) * 65535;
+        ASSERT_NEAR(result.words[at * 4 + c], expected, 1) << count << " samples";
+      }
+    }
+    if (count > 1) continue;
+    for (std::size_t at = 0; at < last.bytes.size(); at += 4) {  // one sample: its own values
+      if (last.bytes[at] == 0) std::fill_n(&last.bytes[at], 4, std::uint8_t{0});
+    }
+    EXPECT_EQ(result.words, Widened(last).words);
+  }
+}
+
+// Whatever the number of samples, a picture that stands still keeps its values.
+TEST(LightMean, WhatDoesNotMoveIsNotBlurred) {
+  std::mt19937 random(5);
+  Picture picture = RandomPicture(20, 20, random);
+  for (std::size_t at = 0; at < picture.bytes.size(); at += 4) {
+    if (picture.bytes[at] == 0) std::fill_n(&picture.bytes[at], 4, std::uint8_t{0});
+  }
+  for (const int count : {2, 7, 64}) {
+    LightMean mean(20, 20);
+    for (int i = 0; i < count; ++i) mean.Add(picture);
+    EXPECT_EQ(mean.Result().words, Widened(picture).words) << count;
+  }
+}
+
+TEST(SampleTimes, AreSpreadOverTheShutter) {
+  const Timebase time = MakeTimebase({24, 1}, {10, 1});
+  const double step = time.timeStep;
+  for (const MotionBlur& blur : {MotionBlur{1, 180, 90}, MotionBlur{4, 180, 0}, MotionBlur{16, 360, -180},
+                                 MotionBlur{64, 720, 720}, MotionBlur{3, 0, 10}}) {
+    for (const int frame : {0, 1, 100}) {
+      const auto times = SampleTimes(blur, time, frame);
+      ASSERT_EQ(times.size(), static_cast<std::size_t>(blur.samples));
+      for (int i = 0; i < blur.samples; ++i) {
+        const double turn = blur.samples == 1 ? 0 : (blur.phase + blur.shutter * i / blur.samples) / 360;
+        EXPECT_NEAR(times[static_cast<std::size_t>(i)], std::max(0.0, (frame + turn) * step), 0.51);
+      }
+    }
+  }
+}
+
+// --- Whole scenes.
+
+const char* const kParameters[] = {
+    R"json({"Frequency": 4, "Expansion": 1, "Color": "#ff8000", "Fade-out Time": 1})json",
+    R"json({"Frequency": 9, "Expansion": 0.5, "Sides": 3, "Spin": 90, "Color": "#0060c0", "Parameters are set at": 2,
+        "Lifespan (sec)": {"keyframes": [{"time": 0, "value": 0.2}, {"time": 2, "value": 1}]}})json",
+};
+
+class WholeScene : public testing::Test {
+ protected:
+  Scene Read(const std::string& members) const {
+    return ReadSceneText(
+        R"({"version": 1, "width": 48, "height": 32, "duration": 2, "frameRate": 24, )" + members + "}", "scene.json",
+        module_.Catalog());
+  }
+  std::vector<std::uint16_t> Words(const Scene& scene, std::int32_t frame) {
+    return SceneRenderer(module_, scene, {}).Render16(frame).words;
+  }
+
+  EffectModule module_{ORVANDEL_MODULE_FILE};
+};
+
+TEST_F(WholeScene, OfOneEffectIsTheEffectsOwnPicture) {
+  for (const std::string parameters : kParameters) {
+    const Scene plain = Read("\"parameters\": " + parameters);
+    const Scene listed = Read("\"effects\": [{\"parameters\": " + parameters + "}]");
+    const Scene sharp = Read("\"motionBlur\": {\"samples\": 1, \"phase\": 300}, \"parameters\": " + parameters);
+    FrameRenderer bare(module_, plain, 0, {});
+    SceneRenderer first(module_, plain, {}), second(module_, listed, {}), third(module_, sharp, {});
+    for (std::int32_t frame = 0; frame < plain.time.frameCount; frame += 3) {
+      const Picture picture = bare.Render(frame);
+      EXPECT_EQ(first.Render(frame).bytes, picture.bytes);
+      EXPECT_EQ(second.Render(frame).bytes, picture.bytes);
+      EXPECT_EQ(third.Render(frame).bytes, picture.bytes);
+      EXPECT_EQ(second.Render16(frame).words, Widened(picture).words);
+    }
+  }
+}
+
+TEST_F(WholeScene, OfSeveralEffectsLaysThemInOrder) {
+  const char* const names[] = {"normal", "add", "screen", "multiply"};
+  for (std::size_t i = 0; i < 4; ++i) {
+    const Scene scene = Read(std::string("\"effects\": [{\"parameters\": ") + kParameters[0] +
+                             ", \"opacity\": 0.75}, {\"parameters\": " + kParameters[1] + ", \"blend\": \"" + names[i] +
+                             "\", \"opacity\": 0.5}]");
+    FrameRenderer below(module_, scene, 0, {}), above(module_, scene, 1, {});
+    for (const std::int32_t frame : {40, 3, 17}) {
+      Canvas canvas(48, 32);
+      canvas.Lay(below.Render(frame), Blend::kNormal, 0.75);
+      canvas.Lay(above.Render(frame), kBlends[i], 0.5);
+      const Picture16 expected = canvas.Result();
+      EXPECT_EQ(Words(scene, frame), expected.words) << names[i];
+      EXPECT_EQ(SceneRenderer(module_, scene, {}).Render(frame).bytes, Narrowed(expected).bytes);
+    }
+  }
+}
+
+// The mean of the frames that a scene of a higher rate shows at the same times; frames in any order.
+TEST_F(WholeScene, IsBlurredByTheFramesBetween) {
+  for (const std::string parameters : kParameters) {
+    const Scene blurred =
+        Read("\"motionBlur\": {\"samples\": 8, \"shutter\": 270, \"phase\": -45}, \"parameters\": " + parameters);
+    FrameRenderer sharp(module_, blurred, 0, {});
+    SceneRenderer going(module_, blurred, {});
+    for (const std::int32_t frame : {30, 0, 47, 1}) {
+      LightMean mean(48, 32);
+      for (const std::int32_t time : SampleTimes(blurred.motionBlur, blurred.time, frame))
+        mean.Add(sharp.RenderAt(time));
+      EXPECT_EQ(going.Render16(frame).words, mean.Result().words) << frame;
+      EXPECT_EQ(Words(blurred, frame), mean.Result().words) << frame;
+    }
+  }
+}
+
+TEST_F(WholeScene, SaysWhichEffectFailed) {
+  const Scene scene = Read(R"("masks": {"m": {"d": "M 1 1 L 20 20 L 5 30"}},
+    "effects": [{}, {"parameters": {"Wave Type": "Mask"}}])");
+  try {
+    SceneRenderer(module_, scene, {}).Render(10);
+    ADD_FAILURE();
+  } catch (const EffectError& error) {
+    EXPECT_EQ(error.message.find("effect 2: "), 0u) << error.message;
+  }
+}
+
+}  // namespace
+}  // namespace orvandel::stage
