@@ -67,8 +67,9 @@ Examples:
 inline constexpr const char* kCheckHelp = R"(
 What is looked for:
   errors    everything that would be refused, each with its JSON pointer; exit code 2
-  warnings  many waves alive at once; frames that each start anew; durations near the frame rate's limit; more than
-            three general flashes a second over a 36th of the picture, found by rendering small drafts (up to 60 s)
+  warnings  many waves alive at once; frames that each start anew; durations near the frame rate's limit; layers that
+            cannot be read although nothing shows them; more than three general flashes a second over a 36th of the
+            picture, found by rendering small drafts (up to 60 s)
   notes     the numbers behind them
 
 Examples:

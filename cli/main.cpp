@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <exception>
 
+#include "cli/argument_errors.h"
 #include "cli/arguments.h"
 #include "cli/commands/commands.h"
 #include "cli/failure.h"
@@ -58,7 +59,7 @@ bool Parse(CLI::App& app, int argumentCount, char** arguments) {
     app.exit(success);
     return false;
   } catch (const CLI::ParseError& error) {
-    throw stage::InputError(fmt::format("{} (orvandel --help)", error.what()));
+    throw stage::InputError(ExplainArguments(app, error));
   }
 }
 

@@ -2,8 +2,9 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <cstddef>
+
+#include "stage/picture/linear_light.h"
 
 namespace orvandel::cli {
 namespace {
@@ -12,13 +13,11 @@ constexpr double kChange = 0.1, kBrightEnough = 0.8;
 constexpr std::size_t kMostChanges = 6;  // three pairs
 constexpr std::int32_t kCellsAcross = 32;
 
-double LinearOf(double stored) { return stored <= 0.04045 ? stored / 12.92 : std::pow((stored + 0.055) / 1.055, 2.4); }
-
 // Relative luminance of a pixel over black, from its stored values times its alpha.
 double LuminanceOf(const std::uint8_t* pixel) {
   static const auto table = [] {
     std::array<double, 256> values{};
-    for (std::size_t i = 0; i < values.size(); ++i) values[i] = LinearOf(static_cast<double>(i) / 255);
+    for (std::size_t i = 0; i < values.size(); ++i) values[i] = stage::LinearLight(static_cast<double>(i) / 255);
     return values;
   }();
   const auto light = [&](int channel) {

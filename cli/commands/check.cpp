@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
+#include <utility>
 
 #include "cli/check/flashes.h"
 #include "cli/commands/commands.h"
@@ -12,7 +13,9 @@
 #include "cli/interrupt.h"
 #include "cli/module_file.h"
 #include "cli/waves/wave_count.h"
+#include "orvandel/params.h"
 #include "stage/base/errors.h"
+#include "stage/media/media_in.h"
 #include "stage/media/sequence_rules.h"
 #include "stage/render/scene_renderer.h"
 
@@ -31,7 +34,8 @@ void LookAtWaves(const stage::Scene& scene, const stage::ParamCatalog& catalog, 
                  Findings& findings) {
   constexpr std::int64_t kMany = 2000;
   const WaveCount waves = CountWaves(scene, catalog, AllFrames(scene.time.frameCount));
-  findings.notes.push_back(fmt::format("at most {} waves alive at once, in frame {}", waves.alive, waves.aliveFrame));
+  findings.notes.push_back(fmt::format("at most {} wave{} alive at once, in frame {}", waves.alive,
+                                       waves.alive == 1 ? "" : "s", waves.aliveFrame));
   if (waves.held > maxWaves) {
     findings.warnings.push_back(
         fmt::format("frame {} needs up to {} waves at once; render refuses more than {} unless --max-waves is raised",
@@ -65,6 +69,50 @@ void LookAtTimeBase(const stage::Scene& scene, Findings& findings) {
   if (seconds > 0.9 * longest) {
     findings.warnings.push_back(
         fmt::format("the duration of {:.0f} s is near the {:.0f} s that this frame rate allows", seconds, longest));
+  }
+}
+
+// --- From the media.
+
+std::string MediumFault(const stage::Media& medium, const stage::Scene& scene) {
+  try {
+    const auto source = stage::OpenMedia(medium, scene.time);
+    source->Decode(source->KeyAt(0));
+  } catch (const stage::InputError& error) {
+    return error.what();
+  }
+  return {};
+}
+
+bool IsUsed(std::size_t layer, const stage::Scene& scene, const stage::ParamCatalog& catalog) {
+  const auto uses = [&](const stage::Track& track) {
+    return std::any_of(track.keys.begin(), track.keys.end(), [&](const stage::Key& key) {
+      const auto* choice = std::get_if<stage::Choice>(&key.value);
+      return choice != nullptr && choice->index == static_cast<std::int32_t>(layer) + 1;
+    });
+  };
+  for (const stage::ParamInfo& info : catalog.Params()) {
+    if (info.Type() != ORV_PARAM_LAYER) continue;
+    for (const stage::Emitter& emitter : scene.emitters) {
+      if (uses(emitter.tracks[static_cast<std::size_t>(info.hostIndex)])) return true;
+    }
+  }
+  return false;
+}
+
+// A layer that nothing shows is never opened by a render, so it only warns.
+void LookAtMedia(const stage::Scene& scene, const stage::ParamCatalog& catalog, Findings& findings) {
+  if (scene.input) {
+    if (std::string fault = MediumFault(*scene.input, scene); !fault.empty()) findings.errors.push_back(fault);
+  }
+  for (std::size_t i = 0; i < scene.layers.size(); ++i) {
+    std::string fault = MediumFault(scene.layers[i], scene);
+    if (fault.empty()) continue;
+    if (IsUsed(i, scene, catalog)) {
+      findings.errors.push_back(std::move(fault));
+    } else {
+      findings.warnings.push_back(fault + " (no parameter uses this layer)");
+    }
   }
 }
 
@@ -121,7 +169,8 @@ Findings CheckScene(stage::EffectModule& module, const CheckRequest& request) {
   LookAtWaves(scene, module.Catalog(), wanted.maxWaves, findings);
   LookAtSequences(scene, module.Catalog(), findings);
   const bool costly = findings.warnings.size() > before;
-  if (request.quick) return findings;
+  LookAtMedia(scene, module.Catalog(), findings);
+  if (request.quick || !findings.errors.empty()) return findings;
   if (costly) {
     findings.notes.push_back("not rendered, because that would take long: flashes were not looked for");
   } else {

@@ -8,6 +8,8 @@
 
 #include <algorithm>
 #include <chrono>
+#include <set>
+#include <string>
 #include <thread>
 
 #include "cli/commands/commands.h"
@@ -19,8 +21,10 @@
 #include "cli/text_table.h"
 #include "cli/waves/wave_count.h"
 #include "stage/base/errors.h"
+#include "stage/base/partial_file.h"
 #include "stage/media/background.h"
 #include "stage/module/effect_module.h"
+#include "stage/picture/picture_scale.h"
 
 namespace orvandel::cli {
 namespace {
@@ -64,7 +68,8 @@ Plan MakePlan(const RenderRequest& request) {
       request.frames ? ParseFrameList(*request.frames, scene.time.frameCount) : AllFrames(scene.time.frameCount);
   plan.output = ParseOutput(request.output, asked);
   RefuseImpossibleSettings(request, plan.output);
-  plan.form = {CellsOf(scene.width, request.downsample), CellsOf(scene.height, request.downsample), request.depth};
+  plan.form = {stage::CellsOf(scene.width, request.downsample), stage::CellsOf(scene.height, request.downsample),
+               request.depth};
   const auto frames = plan.output.IsOrdered() ? asked : WithoutRepeats(asked);
   plan.frames = FramesLeft(plan.output, frames, request.existing, plan.form);
   plan.kept = frames.size() - plan.frames.size();
@@ -143,11 +148,20 @@ void RenderFrames(const RenderRequest& request, const Plan& plan, Progress& prog
   if (sink != nullptr) sink->Finish();
 }
 
+// What a render that was killed left unfinished.
+void ClearUp(const Plan& plan) {
+  std::set<std::string> names;
+  for (const std::int32_t frame : plan.frames) names.insert(plan.output.FileOf(frame).filename().string());
+  const auto folder = plan.output.FileOf(0).parent_path();
+  stage::RemoveAbandoned(folder.empty() ? "." : folder, names);
+}
+
 }  // namespace
 
 void Render(const RenderRequest& request) {
   const Plan plan = MakePlan(request);
   if (plan.output.kind != OutputKind::kStream) PrepareFolder(plan.output.FileOf(plan.scene.time.frameCount - 1));
+  if (request.existing == Existing::kKeep) ClearUp(plan);
   const auto progress = MakeProgress(request.progress);
   RenderSummary summary;
   summary.start = {plan.scene.file.string(), plan.output.Name(), static_cast<std::int64_t>(plan.frames.size()),

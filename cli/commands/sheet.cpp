@@ -2,19 +2,19 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <charconv>
 
 #include "cli/commands/commands.h"
 #include "cli/frame_list.h"
 #include "cli/interrupt.h"
 #include "cli/module_file.h"
 #include "cli/render/output.h"
-#include "cli/render/scene_work.h"
 #include "cli/sheet/contact_sheet.h"
 #include "cli/waves/wave_count.h"
+#include "stage/base/color_text.h"
 #include "stage/base/errors.h"
 #include "stage/base/partial_file.h"
 #include "stage/output/video_out.h"
+#include "stage/picture/picture_scale.h"
 #include "stage/render/scene_renderer.h"
 
 namespace orvandel::cli {
@@ -33,9 +33,7 @@ std::vector<std::int32_t> UsualFrames(std::int32_t frameCount) {
 }
 
 std::uint32_t ColorOf(const std::string& text) {
-  std::uint32_t color = 0;
-  const char* end = text.data() + text.size();
-  if (text.size() == 7 && text[0] == '#' && std::from_chars(text.data() + 1, end, color, 16).ptr == end) return color;
+  if (const auto color = stage::ParseColor(text)) return *color;
   throw stage::InputError(fmt::format("--background: '{}' is not a colour like #202020", text));
 }
 
@@ -53,7 +51,7 @@ void DrawSheet(const SheetRequest& request, stage::EffectModule& module, const s
   stage::RenderOptions options;
   options.downsample = request.downsample > 0 ? request.downsample : (scene.width + kUsualWidth - 1) / kUsualWidth;
   options.shouldStop = StopRequested;
-  ContactSheet sheet(CellsOf(scene.width, options.downsample), CellsOf(scene.height, options.downsample),
+  ContactSheet sheet(stage::CellsOf(scene.width, options.downsample), stage::CellsOf(scene.height, options.downsample),
                      static_cast<std::int32_t>(frames.size()), request.columns, ColorOf(request.background));
   PrepareFolder(request.output);
   stage::SceneRenderer renderer(module, scene, options);

@@ -76,8 +76,4 @@ std::unique_ptr<FrameWork> MakeSceneWork(const SceneWorkSettings& settings, cons
   return std::make_unique<SceneWork>(settings, scene, output);
 }
 
-std::int32_t CellsOf(std::int32_t side, std::int32_t downsample) {
-  return side / downsample + (side % downsample != 0 ? 1 : 0);
-}
-
 }  // namespace orvandel::cli

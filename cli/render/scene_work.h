@@ -25,7 +25,4 @@ struct SceneWorkSettings {
 std::unique_ptr<FrameWork> MakeSceneWork(const SceneWorkSettings& settings, const stage::Scene& scene,
                                          const Output& output);
 
-// Output size at 1/k.
-std::int32_t CellsOf(std::int32_t side, std::int32_t downsample);
-
 }  // namespace orvandel::cli

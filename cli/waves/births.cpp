@@ -14,10 +14,12 @@ void ForEachTick(const EmitterValues& values, double endTicks, const std::functi
   for (std::int64_t tick = 0; static_cast<double>(tick) < endTicks; ++tick) {
     if (!constant) frequency = static_cast<float>(values.Number(kFrequency, tick));
     const double span = std::min(1.0, endTicks - static_cast<double>(tick)) / kTicksPerSecond;
-    TickBirths births{tick, 0, static_cast<double>(tick) / kTicksPerSecond, 0};
+    TickBirths births{tick, 0, static_cast<double>(tick) / kTicksPerSecond, 0, static_cast<float>(span)};
     if (frequency != 0) {
       const double rate = static_cast<double>(frequency);
-      births.firstSeconds += (1.0 - static_cast<double>(phase)) / rate;
+      const double wait = (1.0 - static_cast<double>(phase)) / rate;
+      births.firstSeconds += wait;
+      births.firstAge -= static_cast<float>(wait);
       births.periodSeconds = 1.0 / rate;
       phase = static_cast<float>(rate * span + static_cast<double>(phase));
     }

@@ -19,6 +19,7 @@ struct TickBirths {
   std::int64_t count = 0;
   double firstSeconds = 0;  // from time 0
   double periodSeconds = 0;
+  float firstAge = 0;  // seconds that are left of the tick after the first birth, rounded as the effect does
 };
 void ForEachTick(const EmitterValues& values, double endTicks, const std::function<void(const TickBirths&)>& visit);
 

@@ -35,6 +35,9 @@ double FadedOpacity(const EmitterValues& values, std::int64_t tick, double age, 
   return factor * values.Number("Opacity", tick);
 }
 
+// As the effect takes a slider's value: cut to 1/65536, then rounded to single precision.
+float AsFixedFloat(double value) { return static_cast<float>(std::trunc(value * 65536) / 65536); }
+
 class Reckoning {
  public:
   Reckoning(const EmitterValues& values, double endTicks) : values_(values), endTicks_(endTicks) {
@@ -51,8 +54,10 @@ class Reckoning {
     WavesAtTime waves;
     ForEachTick(values_, endTicks_, [&](const TickBirths& births) {
       waves.born += births.count;
-      for (std::int64_t i = 0; i < births.count; ++i) {
-        Enter(births.tick, births.firstSeconds + static_cast<double>(i) * births.periodSeconds, waves.alive);
+      float ageInTick = births.firstAge;
+      for (std::int64_t i = 0; i < births.count; ++i, ageInTick -= static_cast<float>(births.periodSeconds)) {
+        Enter({births.tick, births.firstSeconds + static_cast<double>(i) * births.periodSeconds, ageInTick},
+              waves.alive);
       }
     });
     return waves;
@@ -62,12 +67,30 @@ class Reckoning {
   // Seconds.
   double EndOf(std::int64_t tick) const { return std::min(static_cast<double>(tick) + 1, endTicks_) / kTicksPerSecond; }
 
-  void Enter(std::int64_t tick, double birth, std::vector<WaveState>& alive) const {
+  struct Birth {
+    std::int64_t tick;
+    double seconds;
+    float ageInTick;  // at the end of the tick
+  };
+
+  // Summed up in single precision like the effect's: a wave whose time is over to the digit may live for a tick more.
+  float AgeNow(const Birth& born) const {
+    float age = born.ageInTick;
+    for (std::int64_t tick = born.tick + 1; tick <= lastTick_; ++tick) {
+      age += static_cast<float>(std::min(1.0, endTicks_ - static_cast<double>(tick)) / kTicksPerSecond);
+    }
+    return age;
+  }
+
+  void Enter(const Birth& born, std::vector<WaveState>& alive) const {
+    const std::int64_t tick = born.tick;
+    const double birth = born.seconds;
     const bool keepsBirth = values_.SetAtBirth(tick);
     const std::int64_t settings = keepsBirth ? tick : lastTick_;  // the tick whose values it has now
-    const double age = endTicks_ / kTicksPerSecond - birth;
     const double lifespan = values_.Number("Lifespan (sec)", settings);
-    if (age >= lifespan) return;
+    if (endTicks_ / kTicksPerSecond - birth > lifespan + 1 / kTicksPerSecond) return;
+    if (AgeNow(born) >= AsFixedFloat(lifespan)) return;
+    const double age = endTicks_ / kTicksPerSecond - birth;
     const Motion way = keepsBirth ? RatesIn(values_, tick) * age : SharedWay(tick, birth);
     const stage::PointValue origin = OriginOf(settings, keepsBirth ? birth : 0);
     WaveState& wave = alive.emplace_back();

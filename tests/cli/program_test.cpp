@@ -137,11 +137,14 @@ TEST_F(ProgramTest, RefusesBadArguments) {
   const std::string out = (Out() / "f.png").string();
   for (const auto& [arguments, part] : {
            Bad{{}, "no command given"},
-           Bad{{"paint"}, "paint"},
+           Bad{{"rendr", "x.json"}, "there is no command \"rendr\"; did you mean \"render\"? (orvandel --help)"},
            Bad{{"render"}, "scene"},
            Bad{{"render", Scene()}, "--output"},
-           Bad{{"render", Scene(), "-o", out, "--colour"}, "--colour"},
-           Bad{{"render", Scene(), "-o", out, "--quality", "best"}, "best"},
+           Bad{{"render", Scene(), "-o", out, "--frame", "3"},
+               "there is no option --frame; did you mean \"--frames\"? (orvandel render --help)"},
+           Bad{{"render", Scene(), "-o", out, "-o", out}, "--output: may be given once"},
+           Bad{{"render", Scene(), Scene(), "-o", out}, "one argument too many"},
+           Bad{{"render", Scene(), "-o", out, "--quality", "best"}, "best is none of {full,draft}"},
            Bad{{"render", Scene(), "-o", out, "--downsample", "0"}, "0"},
            Bad{{"render", Scene(), "-o", out, "--downsample", "two"}, "two"},
            Bad{{"render", Scene(), "-o", out, "--frames", "60"}, "0..59"},

@@ -1,0 +1,292 @@
+// Many processes, interrupted and resumed runs, pipes: the bytes are always those of one quiet run.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <random>
+#include <sstream>
+#include <string>
+
+#include "stage/media/media_in.h"
+#include "tests/cli/program.h"
+
+namespace orvandel::cli {
+namespace {
+
+using testing::HasSubstr;
+using Arguments = std::vector<std::string>;
+
+const char* const kScene = R"json({ "version": 1, "width": 96, "height": 54, "frameRate": 24, "duration": 2,
+  "parameters": { "Frequency": 9, "Expansion": 1, "Spin": 40, "Sides": 5, "Reflection": true, "Fade-out Time": 1,
+    "Producer Point": { "keyframes": [ { "time": 0, "value": [10, 10] }, { "time": 2, "value": [80, 40] } ] } } })json";
+constexpr int kFrames = 48;
+
+class Jobs : public testing::Test {
+ protected:
+  Jobs() { WriteFile(Scene(), kScene); }
+
+  std::string Scene() const { return (folder_ / "scene.json").string(); }
+  Arguments RenderTo(const std::string& output, const Arguments& more = {}) const {
+    Arguments arguments{"render", Scene(), "-o", output == "-" ? output : (folder_ / output).string()};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    return arguments;
+  }
+  Outcome Render(const std::string& output, const Arguments& more = {}) const {
+    return RunProgram(RenderTo(output, more));
+  }
+  // Every file of a folder, by name.
+  std::map<std::string, std::string> Contents(const std::string& name) const {
+    std::map<std::string, std::string> contents;
+    for (const std::string& file : NamesIn(folder_ / name)) contents[file] = ReadFile(folder_ / name / file);
+    return contents;
+  }
+
+  TemporaryFolder folder_;
+};
+
+TEST_F(Jobs, AnyNumberGivesTheSameBytes) {
+  ASSERT_EQ(Render("one/f.png").exitCode, 0);
+  const auto pictures = Contents("one");
+  ASSERT_EQ(pictures.size(), std::size_t{kFrames});
+  const std::string raw = Render("-").output;
+  ASSERT_EQ(raw.size(), std::size_t{kFrames} * 96 * 54 * 4);
+  for (const char* film : {"a.mkv", "a.mp4", "a.apng"}) {
+    ASSERT_EQ(Render(std::string("one_") + film).exitCode, 0);
+    for (const char* jobs : {"2", "5"}) {
+      ASSERT_EQ(Render(film, {"--jobs", jobs, "--overwrite"}).exitCode, 0);
+      EXPECT_EQ(ReadFile(folder_ / film), ReadFile(folder_ / (std::string("one_") + film))) << film << " " << jobs;
+    }
+  }
+  for (const char* jobs : {"2", "5", "0"}) {
+    ASSERT_EQ(Render(std::string("many") + jobs + "/f.png", {"--jobs", jobs}).exitCode, 0);
+    EXPECT_EQ(Contents(std::string("many") + jobs), pictures) << jobs;
+    EXPECT_EQ(Render("-", {"--jobs", jobs}).output, raw) << jobs;
+  }
+  // A shuffled list, with repeats.
+  ASSERT_EQ(Render("mixed/f.####.png", {"--frames", "40-47 3,0-39,3", "--jobs", "3"}).exitCode, 0);
+  EXPECT_EQ(Contents("mixed"), pictures);
+}
+
+// Red, green, blue, alpha, as the picture of the same frame has them.
+TEST_F(Jobs, RawFramesAreThePictures) {
+  const std::string raw = Render("-", {"--frames", "30,20"}).output;
+  ASSERT_EQ(Render("f.png", {"--frames", "30"}).exitCode, 0);
+  stage::Media media;
+  media.file = folder_ / "f.png";
+  const stage::Picture picture = stage::OpenMedia(media, {})->Decode(0);
+  ASSERT_EQ(raw.size(), 2 * picture.bytes.size());
+  for (std::size_t i = 0; i < picture.bytes.size(); i += 4) {
+    for (std::size_t c = 0; c < 4; ++c) {
+      ASSERT_EQ(static_cast<std::uint8_t>(raw[i + c]), picture.bytes[i + (c + 1) % 4]) << i;
+    }
+  }
+}
+
+TEST_F(Jobs, AReaderThatLeavesEndsItQuietly) {
+  const std::string pipe = folder_ / "pipe";
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  Program program(RenderTo("-", {"--quiet", "--jobs", "2"}), pipe, folder_ / "error");
+  const int reader = open(pipe.c_str(), O_RDONLY);
+  char some[100];
+  EXPECT_EQ(read(reader, some, sizeof some), ssize_t{sizeof some});
+  close(reader);
+  EXPECT_EQ(program.Wait(), 1);
+  EXPECT_EQ(ReadFile(folder_ / "error"), "");
+}
+
+TEST_F(Jobs, ExistingFilesAreKeptUnlessSaidOtherwise) {
+  ASSERT_EQ(Render("out/f.png", {"--frames", "0-9"}).exitCode, 0);
+  const auto first = Contents("out");
+  const Outcome refused = Render("out/f.####.png", {"--frames", "20,5,3"});
+  EXPECT_EQ(refused.exitCode, 2);
+  EXPECT_THAT(refused.error, HasSubstr("f.0005.png' exists; --overwrite replaces it, --resume keeps"));
+  EXPECT_EQ(Contents("out"), first);
+  WriteFile(folder_ / "film.mkv", "mine");
+  EXPECT_THAT(Render("film.mkv").error, HasSubstr("film.mkv' exists; --overwrite replaces it\n"));
+  EXPECT_THAT(Render("film.mkv", {"--resume"}).error, HasSubstr("a film cannot be resumed"));
+  EXPECT_EQ(ReadFile(folder_ / "film.mkv"), "mine");
+  EXPECT_EQ(Render("film.mkv", {"--resume", "--overwrite"}).exitCode, 2);
+  EXPECT_EQ(Render("film.mkv", {"--overwrite"}).exitCode, 0);
+}
+
+TEST_F(Jobs, AResumedRunIsTheWholeOne) {
+  ASSERT_EQ(Render("whole/f.png").exitCode, 0);
+  ASSERT_EQ(Render("out/f.png").exitCode, 0);
+  const auto whole = Contents("whole");
+  std::mt19937 random(5);
+  for (int round = 0; round < 3; ++round) {
+    for (const auto& [name, bytes] : whole) {
+      const auto fate = random() % 3;
+      if (fate == 0) std::filesystem::remove(folder_ / "out" / name);
+      if (fate == 1) WriteFile(folder_ / "out" / name, bytes.substr(0, random() % bytes.size()));  // never ours
+    }
+    ASSERT_EQ(Render("out/f.png", {"--resume", "--jobs", "2"}).exitCode, 0);
+    EXPECT_EQ(Contents("out"), whole);
+  }
+  EXPECT_THAT(Render("out/f.png", {"--resume"}).error, HasSubstr("0 frames in 0.0 s; 48 frames kept"));
+  const Outcome other = Render("out/f.png", {"--resume", "--downsample", "2"});
+  EXPECT_EQ(other.exitCode, 2);
+  EXPECT_THAT(other.error, HasSubstr("f.0000.png' is a picture of 96 x 54 with 8 bits a channel, not of 48 x 27"));
+}
+
+std::vector<pid_t> ChildrenOf(pid_t process) {
+  const std::string id = std::to_string(process);
+  std::istringstream text(ReadFile("/proc/" + id + "/task/" + id + "/children"));
+  std::vector<pid_t> children;
+  for (pid_t child; text >> child;) children.push_back(child);
+  return children;
+}
+
+// Nothing under a final name is ever unfinished, and what is there completes to the whole run.
+TEST_F(Jobs, KilledAtAnyMomentLeavesWholeFilesOnly) {
+  ASSERT_EQ(Render("whole/f.png").exitCode, 0);
+  const auto whole = Contents("whole");
+  std::mt19937 random(9);
+  for (int round = 0; round < 12; ++round) {
+    std::filesystem::remove_all(folder_ / "out");
+    Program program(RenderTo("out/f.png", {"--jobs", std::to_string(round % 3 + 1)}), "/dev/null", folder_ / "error");
+    usleep(static_cast<useconds_t>(random() % 250000));
+    const auto workers = ChildrenOf(program.Process());
+    program.Send(SIGKILL);
+    program.Wait();
+    for (const pid_t worker : workers) {
+      EXPECT_TRUE(WaitUntil([&] { return kill(worker, 0) != 0; })) << "a worker outlives the program";
+    }
+    for (const auto& [name, bytes] : Contents("out")) {
+      if (!name.starts_with(".")) {
+        EXPECT_EQ(bytes, whole.at(name)) << name;
+      }
+    }
+    ASSERT_EQ(Render("out/f.png", {"--resume"}).exitCode, 0);
+    EXPECT_EQ(Contents("out"), whole) << "nothing is missing, and nothing unfinished stays";
+  }
+  ASSERT_EQ(Render("whole.mp4", {"--jobs", "2"}).exitCode, 0);
+  for (int round = 0; round < 4; ++round) {
+    Program program(RenderTo("film.mp4", {"--jobs", "2"}), "/dev/null", folder_ / "error");
+    usleep(static_cast<useconds_t>(random() % 150000));
+    program.Send(SIGKILL);
+    program.Wait();
+    if (!std::filesystem::exists(folder_ / "film.mp4")) continue;
+    EXPECT_EQ(ReadFile(folder_ / "film.mp4"), ReadFile(folder_ / "whole.mp4")) << "done just before, so it is whole";
+    std::filesystem::remove(folder_ / "film.mp4");
+  }
+}
+
+TEST_F(Jobs, AKilledWorkerEndsTheRun) {
+  WriteFile(Scene(), std::string(kScene).replace(std::string(kScene).find("\"duration\": 2"), 13, "\"duration\": 900"));
+  for (const char* output : {"out/f.png", "film.mkv"}) {
+    Program program(RenderTo(output, {"--jobs", "3", "--quiet"}), "/dev/null", folder_ / "error");
+    ASSERT_TRUE(WaitUntil([&] { return ChildrenOf(program.Process()).size() == 3; }));
+    usleep(100000);
+    kill(ChildrenOf(program.Process())[1], SIGKILL);
+    EXPECT_EQ(program.Wait(), 1);
+    EXPECT_THAT(ReadFile(folder_ / "error"), HasSubstr("a render process was ended by signal 9"));
+    EXPECT_FALSE(std::filesystem::exists(folder_ / "film.mkv"));
+  }
+  const auto left = Contents("out");
+  ASSERT_EQ(Render("out/f.png", {"--resume", "--frames", "0-99"}).exitCode, 0);
+  ASSERT_EQ(
+      Render("whole/f.png", {"--frames", "0-" + std::to_string(std::max<std::size_t>(left.size(), 100))}).exitCode, 0);
+  const auto whole = Contents("whole");
+  int compared = 0;
+  for (const auto& [name, bytes] : Contents("out")) {
+    if (name.starts_with(".") || !whole.contains(name)) continue;
+    EXPECT_EQ(bytes, whole.at(name)) << name;
+    ++compared;
+  }
+  EXPECT_GE(compared, 100);
+}
+
+std::vector<nlohmann::json> Lines(const std::string& text) {
+  std::vector<nlohmann::json> lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) lines.push_back(nlohmann::json::parse(line));
+  return lines;
+}
+
+TEST_F(Jobs, JsonProgressTellsEveryFrame) {
+  const auto lines = Lines(Render("out/f.png", {"--progress", "json", "--jobs", "2"}).error);
+  ASSERT_EQ(lines.size(), std::size_t{kFrames} + 2);
+  EXPECT_EQ(lines.front()["event"], "start");
+  EXPECT_EQ(lines.front()["total"], kFrames);
+  std::set<int> frames;
+  for (std::size_t i = 1; i <= kFrames; ++i) {
+    EXPECT_EQ(lines[i]["event"], "frame");
+    EXPECT_EQ(lines[i]["done"], i);
+    EXPECT_TRUE(std::filesystem::exists(lines[i]["file"].get<std::string>()));
+    frames.insert(lines[i]["frame"].get<int>());
+  }
+  EXPECT_EQ(frames.size(), std::size_t{kFrames});
+  EXPECT_EQ(lines.back()["event"], "end");
+  EXPECT_EQ(lines.back()["frames"], kFrames);
+  EXPECT_GE(lines.back()["mostWaves"], 17);
+  const auto refused = Lines(Render("out/f.png", {"--progress", "json"}).error);
+  ASSERT_EQ(refused.size(), 1u);
+  EXPECT_EQ(refused[0]["event"], "error");
+  EXPECT_EQ(refused[0]["exit"], 2);
+}
+
+TEST_F(Jobs, LimitsAreNamedByWhatLiftsThem) {
+  const Outcome waves = Render("f.png", {"--frames", "47", "--max-waves", "5"});
+  EXPECT_EQ(waves.exitCode, 2);
+  EXPECT_THAT(waves.error, HasSubstr("frame 47 needs up to 18 waves at once, more than the 5 that --max-waves allows"));
+  const Outcome slow = Render("f.png", {"--max-frame-seconds", "1e-9"});
+  EXPECT_EQ(slow.exitCode, 1);
+  EXPECT_THAT(slow.error, HasSubstr("that --max-frame-seconds allows"));
+  std::filesystem::create_directory(folder_ / "scenes");
+  std::filesystem::copy_file(std::filesystem::path(ORVANDEL_SOURCES) / "examples/scenes/media/logo.png",
+                             folder_ / "logo.png");
+  WriteFile(folder_ / "scenes/scene.json", R"({ "version": 1, "width": 64, "height": 36, "frameRate": 30, "duration": 1,
+    "input": "../logo.png" })");
+  const std::string scene = folder_ / "scenes/scene.json", picture = folder_ / "outside.png";
+  const Outcome outside = RunProgram({"render", scene, "-o", picture, "--frames", "3"});
+  EXPECT_EQ(outside.exitCode, 2);
+  EXPECT_THAT(outside.error, HasSubstr("--allow-outside"));
+  EXPECT_EQ(RunProgram({"render", scene, "-o", picture, "--frames", "3", "--allow-outside"}).exitCode, 0);
+}
+
+TEST_F(Jobs, OptionsThatDoNotGoTogetherAreRefused) {
+  for (const auto& [output, more, part] : std::vector<std::tuple<std::string, Arguments, std::string>>{
+           {"f.mkv", {"--depth", "16"}, "--depth"},
+           {"f.png", {"--depth", "16", "--background", "#000000"}, "--background"},
+           {"f.png", {"--codec", "qtrle"}, "--codec"},
+           {"f.mov", {"--codec", "nothing"}, "nothing"},
+           {"f.mp4", {"--background", "none.png"}, "none.png"},
+           {"f.png", {"--set", "Frequenzy=3"}, "Frequency"},
+           {"f.png", {"--set", "Frequency=900"}, "--set Frequency=900"},
+           {"f.png", {"--quiet", "--progress", "json"}, "--progress"},
+           {"-", {"--resume"}, "a stream cannot be resumed"}}) {
+    const Outcome outcome = Render(output, more);
+    EXPECT_EQ(outcome.exitCode, 2) << output << " " << part;
+    EXPECT_THAT(outcome.error, HasSubstr(part));
+    EXPECT_EQ(outcome.output, "");
+    EXPECT_FALSE(std::filesystem::exists(folder_ / output));
+  }
+}
+
+TEST_F(Jobs, SetDepthAndBackgroundReachThePictures) {
+  ASSERT_EQ(Render("plain.png", {"--frames", "30"}).exitCode, 0);
+  ASSERT_EQ(Render("set.png", {"--frames", "30", "--set", "Color=#00ff00", "--set", "Producer Point=[1, 2]"}).exitCode,
+            0);
+  EXPECT_NE(ReadFile(folder_ / "set.png"), ReadFile(folder_ / "plain.png"));
+  WriteFile(Scene(), std::string(kScene).replace(std::string(kScene).find("\"parameters\": {"), 15,
+                                                 "\"parameters\": { \"Color\": \"#0000ff\","));
+  ASSERT_EQ(Render("same.png", {"--frames", "30"}).exitCode, 0);
+  ASSERT_EQ(Render("deep.png", {"--frames", "30", "--depth", "16"}).exitCode, 0);
+  EXPECT_EQ(ReadFile(folder_ / "deep.png")[24], 16);  // bits a channel in the picture's head
+  ASSERT_EQ(Render("opaque.png", {"--frames", "0", "--background", "#102030"}).exitCode, 0);
+  stage::Media media;
+  media.file = folder_ / "opaque.png";
+  const stage::Picture picture = stage::OpenMedia(media, {})->Decode(0);
+  EXPECT_EQ(std::vector<std::uint8_t>(picture.bytes.begin(), picture.bytes.begin() + 4),
+            (std::vector<std::uint8_t>{255, 0x10, 0x20, 0x30}));
+}
+
+}  // namespace
+}  // namespace orvandel::cli
