@@ -1,5 +1,6 @@
 // Single pictures: RGBA PNG, 8 or 16 bits a channel.
 #include <algorithm>
+#include <cerrno>
 #include <cstdint>
 
 #include "stage/base/errors.h"
@@ -14,17 +15,18 @@ namespace {
 // up (upward: a quarter larger in the same time).
 constexpr int kCompressionLevel = 1;
 
-void CopyAsRgba(const Picture& picture, AVFrame& frame) {
-  const std::uint8_t* in = picture.bytes.data();
-  for (std::int32_t y = 0; y < picture.height; ++y) {
-    std::uint8_t* out = frame.data[0] + static_cast<std::ptrdiff_t>(y) * frame.linesize[0];
-    for (std::int32_t x = 0; x < picture.width; ++x, in += 4, out += 4) {
-      out[0] = in[1];
-      out[1] = in[2];
-      out[2] = in[3];
-      out[3] = in[0];
-    }
-  }
+void TurnIntoRgba(Picture& picture) {
+  std::uint8_t* const bytes = picture.bytes.data();
+  for (std::size_t i = 0; i < picture.bytes.size(); i += 4) std::rotate(bytes + i, bytes + i + 1, bytes + i + 4);
+}
+
+// The frame's only plane, without a copy: the picture stays the owner.
+int LendPlane(Picture& picture, AVFrame& frame) {
+  const auto keep = [](void*, std::uint8_t*) {};
+  frame.buf[0] = av_buffer_create(picture.bytes.data(), picture.bytes.size(), keep, nullptr, 0);
+  frame.data[0] = picture.bytes.data();
+  frame.linesize[0] = picture.width * 4;
+  return frame.buf[0] != nullptr ? 0 : AVERROR(ENOMEM);
 }
 
 // PNG stores 16-bit samples with the high byte first.
@@ -41,7 +43,7 @@ void CopyAsRgba64(const Picture16& picture, AVFrame& frame) {
   }
 }
 
-// `fill` puts the picture's samples into a frame of the format.
+// `fill` gives a frame of the format its samples; it returns the library's code.
 template <typename Fill>
 void WritePngOf(const std::filesystem::path& file, std::int32_t width, std::int32_t height, AVPixelFormat format,
                 const Fill& fill) {
@@ -65,8 +67,7 @@ void WritePngOf(const std::filesystem::path& file, std::int32_t width, std::int3
   frame->width = width;
   frame->height = height;
   frame->format = format;
-  check(av_frame_get_buffer(frame.get(), 0));
-  fill(*frame);
+  check(fill(*frame));
   const AvPacket packet = NewPacket();
   check(avcodec_send_frame(codec.get(), frame.get()));
   check(avcodec_receive_packet(codec.get(), packet.get()));
@@ -76,13 +77,18 @@ void WritePngOf(const std::filesystem::path& file, std::int32_t width, std::int3
 
 }  // namespace
 
-void WritePng(const std::filesystem::path& file, const Picture& picture) {
-  WritePngOf(file, picture.width, picture.height, AV_PIX_FMT_RGBA, [&](AVFrame& frame) { CopyAsRgba(picture, frame); });
+void WritePng(const std::filesystem::path& file, Picture picture) {
+  TurnIntoRgba(picture);
+  WritePngOf(file, picture.width, picture.height, AV_PIX_FMT_RGBA,
+             [&](AVFrame& frame) { return LendPlane(picture, frame); });
 }
 
 void WritePng16(const std::filesystem::path& file, const Picture16& picture) {
-  WritePngOf(file, picture.width, picture.height, AV_PIX_FMT_RGBA64BE,
-             [&](AVFrame& frame) { CopyAsRgba64(picture, frame); });
+  WritePngOf(file, picture.width, picture.height, AV_PIX_FMT_RGBA64BE, [&](AVFrame& frame) {
+    const int code = av_frame_get_buffer(&frame, 0);
+    if (code == 0) CopyAsRgba64(picture, frame);
+    return code;
+  });
 }
 
 }  // namespace orvandel::stage

@@ -15,7 +15,7 @@ namespace orvandel::stage {
 
 // Writes 8-bit RGBA with exactly the picture's bytes (all four, also where alpha is 0): beside the name, then renamed.
 // Throws WorkError with the file and the reason.
-void WritePng(const std::filesystem::path& file, const Picture& picture);
+void WritePng(const std::filesystem::path& file, Picture picture);
 // The same with 16 bits a channel.
 void WritePng16(const std::filesystem::path& file, const Picture16& picture);
 
