@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <cctype>
 #include <cerrno>
 #include <charconv>
 #include <csignal>
@@ -19,11 +20,27 @@ namespace {
 
 constexpr std::string_view kEnding = ".part";
 
-std::filesystem::path WorkNameOf(const std::filesystem::path& file) {
-  // The process's own, so that two renders into one folder do not write into each other's unfinished files.
-  return file.parent_path() / fmt::format(".{}.{}{}", file.filename().string(), getpid(), kEnding);
+// Letters, digits and hyphens.
+const std::string& MachineName() {
+  static const std::string name = [] {
+    char text[256] = {};
+    if (gethostname(text, sizeof text - 1) != 0) return std::string("unknown");
+    std::string plain(text);
+    for (char& c : plain) {
+      if (std::isalnum(static_cast<unsigned char>(c)) == 0) c = '-';
+    }
+    return plain;
+  }();
+  return name;
 }
 
+std::filesystem::path WorkNameOf(const std::filesystem::path& file) {
+  // The process's own, so that two renders into one folder, from two machines too, do not write into each other's
+  // unfinished files.
+  return file.parent_path() / fmt::format(".{}.{}.{}{}", file.filename().string(), MachineName(), getpid(), kEnding);
+}
+
+// Of this machine's processes.
 struct WorkName {
   std::string fileName;
   pid_t process = 0;
@@ -37,6 +54,9 @@ std::optional<WorkName> ParseWorkName(const std::string& name) {
   const char* const end = inner.data() + inner.size();
   const auto [stop, error] = std::from_chars(inner.data() + dot + 1, end, work.process);
   if (error != std::errc() || stop != end || work.process <= 0) return std::nullopt;
+  const std::string machine = "." + MachineName();
+  if (!work.fileName.ends_with(machine)) return std::nullopt;
+  work.fileName.resize(work.fileName.size() - machine.size());
   return work;
 }
 

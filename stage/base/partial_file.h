@@ -32,7 +32,8 @@ class PartialFile {
   bool kept_ = false;
 };
 
-// Removes what processes that are gone have left of these files of the folder: those were killed, and nobody else will.
+// Removes what processes of this machine that are gone have left of these files of the folder: those were killed, and
+// nobody else will.
 void RemoveAbandoned(const std::filesystem::path& folder, const std::set<std::string>& fileNames);
 
 }  // namespace orvandel::stage
