@@ -80,7 +80,9 @@ class FlatBand {
     drawn &= Rows::Load(line.words, q);
     Rows::Store(line.words, Vector{}, q);
     Rows::Store(line.words + q, Vector{}, q);
-    if constexpr (Q == 4) {
+    if constexpr (Q == 1) {
+      Store(Counts(number), std::uint64_t{drawn[0]});
+    } else if constexpr (Q == 4) {
       CountNibbles(drawn, NibbleCounts(number));
     } else {
       Count(drawn, Counts(number));
@@ -152,7 +154,20 @@ class FlatBand {
   }
   static constexpr std::int32_t kChunksPerLine = 16 / kPixels;
 
+  // Quality 1: a pixel is a sample.
+  ORVANDEL_INLINE void BlendBits(const Painter& painter, const Line& line, std::uint64_t bits) const {
+    PixelInts bitOfLane;
+    for (int i = 0; i < kPixels; ++i) bitOfLane[i] = 1 << i;
+    constexpr std::uint64_t kChunk = (1U << kPixels) - 1;
+    const PixelWords alpha = PixelWords{} + (band_.Job().counts[0] & 255U);
+    for (std::int32_t i = band_.FirstPixelOf(line.word); bits != 0; i += kPixels, bits >>= kPixels) {
+      if ((bits & kChunk) == 0) continue;
+      painter.Blend(line.row, i, (bitOfLane & static_cast<std::int32_t>(bits & kChunk)) != 0, alpha);
+    }
+  }
+
   ORVANDEL_INLINE void BlendLine(const Painter& painter, float one, const Line& line, std::int32_t number) const {
+    if constexpr (Q == 1) return BlendBits(painter, line, Load<std::uint64_t>(Counts(number)));
     const std::int32_t first = band_.FirstPixelOf(line.word), pixels = band_.Sizes().PixelsPerWord();
     for (std::int32_t i = 0; i < pixels; i += kPixels) {
       const PixelWords samples = LoadHalves(Counts(number) + i);

@@ -160,8 +160,11 @@ class Painter {
 
   // Blends pixels [first, first + kPixels) of the row, counted like its counters; `sums` are what the counters hold.
   ORVANDEL_INLINE void Blend(std::uint8_t* row, std::int32_t first, const PixelFloats& sums) const {
-    const PixelInts drawn = sums != 0;
-    const PixelWords alpha = ToWords((sums + 0.5F) * mean_) & 255;
+    Blend(row, first, sums != 0, ToWords((sums + 0.5F) * mean_) & 255);
+  }
+  // The same with `drawn`, all ones in lanes of pixels that have a sample, and the alphas that they have then.
+  ORVANDEL_INLINE void Blend(std::uint8_t* row, std::int32_t first, const PixelInts& drawn,
+                             const PixelWords& alpha) const {
     std::uint8_t* pixels = row + static_cast<std::ptrdiff_t>(first) * 4;
     const std::int32_t x = firstPixel_ + first;
     if (x >= 0 && x + kPixels <= width_) {
