@@ -2,11 +2,8 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <cstddef>
 #include <cstring>
-
-#include "effect/base/float_rules.h"
 
 namespace orvandel {
 namespace {
@@ -95,97 +92,6 @@ RowExtractor ExtractorOf(std::uint32_t channel) {
   return channel >= 1 && channel <= kExtractors.size() ? kExtractors[channel - 1] : nullptr;
 }
 
-// ---- Blur
-// ------------------------------------------------------------------------------------------------------------
-//
-// Both passes compute a block of neighbouring outputs at once, so that the inner loop runs over neighbouring samples:
-// along a row for the first pass, across 64 columns for the second.
-
-using Samples = HeapVector<std::uint16_t>;
-
-constexpr std::size_t kBlock = 64;
-constexpr int kWeightBits = 10;
-// From this radius on even the largest weight is below 1: the weights' sum is near 0.88 times the radius.
-constexpr double kRadiusWithoutWeights = 2048;
-
-// result[i] for i < kBlock; the samples of tap m begin `tapStride` after those of tap m - 1.
-void ConvolveBlock(const std::uint16_t* samples, std::size_t tapStride, const Samples& kernel, std::uint16_t* result) {
-  std::array<std::uint32_t, kBlock> sums{};
-  for (const std::uint16_t weight : kernel) {
-    for (std::size_t i = 0; i < kBlock; ++i) sums[i] += static_cast<std::uint32_t>(weight) * samples[i];
-    samples += tapStride;
-  }
-  for (std::size_t i = 0; i < kBlock; ++i) result[i] = static_cast<std::uint16_t>(sums[i] >> kWeightBits);
-}
-
-std::size_t RoundedUpToBlocks(std::size_t count) { return (count + kBlock - 1) / kBlock * kBlock; }
-
-enum Half : std::size_t { kValueHalf = 0, kWorkHalf = 2 };  // byte offsets in a value pixel
-
-void ReadHalves(const std::uint8_t* pixels, Half half, std::size_t count, std::uint16_t* samples) {
-  for (std::size_t i = 0; i < count; ++i) std::memcpy(samples + i, pixels + kPixelBytes * i + half, sizeof *samples);
-}
-
-void WriteHalves(const std::uint16_t* samples, std::size_t count, std::uint8_t* pixels, Half half) {
-  for (std::size_t i = 0; i < count; ++i) std::memcpy(pixels + kPixelBytes * i + half, samples + i, sizeof *samples);
-}
-
-// A line between margins of `reach` zeros, filled up to whole blocks.
-Samples PaddedLine(std::size_t length, const Samples& kernel) {
-  return Samples(RoundedUpToBlocks(length) + kernel.size(), 0);
-}
-
-void ConvolvePadded(const Samples& padded, const Samples& kernel, Samples& result) {
-  for (std::size_t i = 0; i < result.size(); i += kBlock) ConvolveBlock(&padded[i], 1, kernel, &result[i]);
-}
-
-std::int32_t BlurRows(const ContourJob& job, const Samples& kernel) {
-  const ImageBuffer& image = job.valueImage;
-  const std::size_t width = static_cast<std::size_t>(image.width);
-  Samples line = PaddedLine(width, kernel);
-  Samples blurred(RoundedUpToBlocks(width));
-  for (std::int32_t y = 0; y < image.height; ++y) {
-    ReadHalves(image.Row(y), kValueHalf, width, line.data() + kernel.size() / 2);
-    ConvolvePadded(line, kernel, blurred);
-    WriteHalves(blurred.data(), width, image.Row(y), kWorkHalf);
-    if (const std::int32_t code = job.context->CheckAbort(); code != 0) return code;
-  }
-  return 0;
-}
-
-// Blurs the columns first..first + count - 1. `strip` holds one block a row, between margins of `reach` rows of zeros.
-void BlurStrip(const ImageBuffer& image, std::size_t first, std::size_t count, const Samples& kernel, Samples& strip) {
-  const std::size_t reach = kernel.size() / 2;
-  for (std::int32_t y = 0; y < image.height; ++y) {
-    ReadHalves(image.Row(y) + kPixelBytes * first, kWorkHalf, count,
-               &strip[(static_cast<std::size_t>(y) + reach) * kBlock]);
-  }
-  std::array<std::uint16_t, kBlock> blurred;
-  for (std::int32_t y = 0; y < image.height; ++y) {
-    ConvolveBlock(&strip[static_cast<std::size_t>(y) * kBlock], kBlock, kernel, blurred.data());
-    WriteHalves(blurred.data(), count, image.Row(y) + kPixelBytes * first, kValueHalf);
-  }
-}
-
-std::int32_t BlurColumns(const ContourJob& job, const Samples& kernel) {
-  const ImageBuffer& image = job.valueImage;
-  const std::size_t width = static_cast<std::size_t>(image.width);
-  Samples strip((static_cast<std::size_t>(image.height) + kernel.size()) * kBlock, 0);
-  for (std::size_t first = 0; first < width; first += kBlock) {
-    const std::size_t count = std::min(kBlock, width - first);
-    BlurStrip(image, first, count, kernel, strip);
-    for (std::size_t i = 0; i < count; ++i) {  // the host counts columns, not strips
-      if (const std::int32_t code = job.context->CheckAbort(); code != 0) return code;
-    }
-  }
-  return 0;
-}
-
-// Not when the radius is 0 or no number.
-bool HasBlur(const ContourJob& job) {
-  return RatioValue(job.context->inRecord->downsampleX) * static_cast<double>(job.preBlur) > 0;
-}
-
 }  // namespace
 
 ValueImage PrepareValueImage(const ImageBuffer& source, const EffectContext& context) {
@@ -220,56 +126,6 @@ void ExtractValueChannel(const ContourJob& job) {
     if (filled > 0) extractRow(job.source.Row(y), filled, job.invertInput, row);
     std::memset(row + kPixelBytes * filled, 0, kPixelBytes * (static_cast<std::size_t>(values.width) - filled));
   }
-}
-
-HeapVector<std::uint16_t> MakeBlurKernel(double radius, std::int64_t tapCount) {
-  const std::size_t count = static_cast<std::size_t>(std::max<std::int64_t>(tapCount, 0));
-  const std::ptrdiff_t middle = static_cast<std::ptrdiff_t>(count / 2);
-  HeapVector<double> weights(count);
-  double sum = 0;
-  for (std::size_t i = 0; i < count; ++i) {
-    const double d = static_cast<double>(static_cast<std::ptrdiff_t>(i) - middle);
-    const double scaled = 2.0 * d / radius;
-    weights[i] = std::exp(-(scaled * scaled));
-    sum += weights[i];
-  }
-  Samples kernel(count);
-  for (std::size_t i = 0; i < count; ++i) kernel[i] = TruncateTo<std::uint16_t>(weights[i] * 1024 / sum);
-  return kernel;
-}
-
-HeapVector<std::uint16_t> BlurKernelFor(double radius) {
-  Samples nothing(1, 0);
-  if (!(std::abs(radius) < kRadiusWithoutWeights)) return nothing;
-  const Samples kernel = MakeBlurKernel(radius, 2 * TruncateTo<std::int64_t>(std::ceil(2 * radius)) + 1);
-  // The weights fall from the middle to either end alike.
-  const auto first = std::find_if(kernel.begin(), kernel.end(), [](std::uint16_t weight) { return weight != 0; });
-  if (first == kernel.end()) return nothing;
-  return Samples(first, kernel.end() - (first - kernel.begin()));
-}
-
-void ConvolveLine(const HeapVector<std::uint16_t>& line, const HeapVector<std::uint16_t>& kernel,
-                  HeapVector<std::uint16_t>& result) {
-  Samples padded = PaddedLine(line.size(), kernel);
-  std::copy(line.begin(), line.end(), padded.begin() + static_cast<std::ptrdiff_t>(kernel.size() / 2));
-  result.resize(RoundedUpToBlocks(line.size()));
-  ConvolvePadded(padded, kernel, result);
-  result.resize(line.size());
-}
-
-std::int64_t BlurQuestions(const ContourJob& job) {
-  return HasBlur(job) ? std::int64_t{job.valueImage.height} + job.valueImage.width : 0;
-}
-
-std::int32_t BlurValueImage(const ContourJob& job) {
-  const double scaleX = RatioValue(job.context->inRecord->downsampleX);
-  const double scaleY = RatioValue(job.context->inRecord->downsampleY);
-  const double radiusX = scaleX * static_cast<double>(job.preBlur);
-  if (!HasBlur(job)) return 0;
-  const Samples rowKernel = BlurKernelFor(radiusX);
-  if (const std::int32_t code = BlurRows(job, rowKernel); code != 0) return code;
-  if (scaleY == scaleX) return BlurColumns(job, rowKernel);
-  return BlurColumns(job, BlurKernelFor(scaleY * static_cast<double>(job.preBlur)));
 }
 
 }  // namespace orvandel

@@ -1,9 +1,8 @@
 // The value image of a contour: one channel of the source picture as 16-bit numbers, softened by a separable blur.
 //
-// A value pixel is 4 bytes: two unsigned 16-bit halves in the machine's byte order. Half 0 (the lower address) is the
-// value; half 1 is the working copy between the two passes of the blur, which so needs no second picture. Values are 8
-// bits times 256, except hue and saturation (0..32767) and the hue of grey (65535). Whatever lies outside the source
-// is 0.
+// A value pixel is 4 bytes: two unsigned 16-bit halves in the machine's byte order, both of them the value, so that
+// words can be read and written as well. Values are 8 bits times 256, except hue and saturation (0..32767) and the hue
+// of grey (65535). Whatever lies outside the source is 0.
 #pragma once
 
 #include <cstdint>
@@ -51,9 +50,13 @@ struct ContourJob {
 // Fills the value image from the source. A channel number that does not exist reads 0 everywhere.
 void ExtractValueChannel(const ContourJob& job);
 
-// Blurs the value image in place. Returns 0, or the host's code that stopped it; asks the host once a row and once a
-// column.
-std::int32_t BlurValueImage(const ContourJob& job);
+// ---- The blur (blur.cpp)
+
+// Blurs the value image in place, rows before columns:
+//   blurred[j] = (sum over m of kernel[m] * value[j - reach + m]) >> 10, reach = kernel.size() / 2,
+// where values outside the image count as 0. Returns 0, or the host's code that stopped it; asks the host once a row
+// and once a column. `portable`: without instructions that not every processor has, for tests; the values are the same.
+std::int32_t BlurValueImage(const ContourJob& job, bool portable = false);
 // How often an unstopped blur asks.
 std::int64_t BlurQuestions(const ContourJob& job);
 
@@ -62,10 +65,5 @@ HeapVector<std::uint16_t> MakeBlurKernel(double radius, std::int64_t tapCount);
 
 // The kernel that a radius asks for, without the taps at its ends that are 0. Always an odd count.
 HeapVector<std::uint16_t> BlurKernelFor(double radius);
-
-// result[j] = (sum over m of kernel[m] * line[j - reach + m]) >> 10 with reach = kernel.size() / 2; samples outside the
-// line count as 0. `line` and `result` may not overlap.
-void ConvolveLine(const HeapVector<std::uint16_t>& line, const HeapVector<std::uint16_t>& kernel,
-                  HeapVector<std::uint16_t>& result);
 
 }  // namespace orvandel

@@ -8,6 +8,7 @@
 #include <random>
 
 #include "effect/base/errors.h"
+#include "effect/base/float_rules.h"
 #include "open_call.h"
 
 namespace orvandel {
@@ -185,56 +186,81 @@ TEST(Blur, RadiiBeyondSenseBlurEverythingAway) {
   EXPECT_EQ(BlurKernelFor(2047), BlurKernelFor(2049));  // either side of the shortcut
 }
 
-TEST(Blur, LinesEqualThePlainSum) {
+// The blurred values of an image, row by row: rows one by one, then columns one by one.
+Samples BlurredPlainly(const ImageBuffer& image, double radiusX, double radiusY) {
+  const std::size_t width = static_cast<std::size_t>(image.width), height = static_cast<std::size_t>(image.height);
+  std::vector<Samples> columns(width);
+  for (std::int32_t y = 0; y < image.height; ++y) {
+    Samples row;
+    for (std::int32_t x = 0; x < image.width; ++x) row.push_back(HalfAt(image, x, y, 0));
+    row = ConvolvedPlainly(row, FullKernel(radiusX));
+    for (std::size_t x = 0; x < width; ++x) columns[x].push_back(row[x]);
+  }
+  Samples blurred(width * height);
+  for (std::size_t x = 0; x < width; ++x) {
+    const Samples column = ConvolvedPlainly(columns[x], FullKernel(radiusY));
+    for (std::size_t y = 0; y < height; ++y) blurred[y * width + x] = column[y];
+  }
+  return blurred;
+}
+
+// A picture of random alphas, many of them the largest, extracted into a value image around it.
+struct BlurCase {
+  BlurCase(std::mt19937& random, test::OpenCall& call, std::int32_t width, std::int32_t height)
+      : source(width, height), values(width, height, 0xAB) {
+    for (std::int32_t y = 0; y < height; ++y) {
+      for (std::int32_t x = 0; x < width; ++x) {
+        source.Pixel(x, y)[0] = static_cast<std::uint8_t>(random() % 3 == 0 ? 255 : random());
+      }
+    }
+    job.source = ViewOf(source);
+    job.valueImage = ViewOf(values);
+    job.context = &call.context;
+    ExtractValueChannel(job);
+  }
+  FencedImage source, values;
+  ContourJob job;
+};
+
+TEST(Blur, EqualsRowsThenColumnsOneByOne) {
+  test::HostWithWave frame(1, 1);
   std::mt19937 random(62);
-  for (int round = 0; round < 300; ++round) {
-    Samples line(1 + random() % 200);
-    for (std::uint16_t& sample : line) sample = static_cast<std::uint16_t>(random() % 4 == 0 ? 65535 : random());
-    const Samples kernel = FullKernel(static_cast<double>(1 + random() % 5000) / 100);
-    Samples blurred;
-    ConvolveLine(line, kernel, blurred);
-    EXPECT_EQ(blurred, ConvolvedPlainly(line, kernel));
+  const OrvRatio scales[] = {{1, 1}, {1, 1}, {1, 3}, {7, 2}};
+  for (int round = 0; round < 160; ++round) {
+    frame.host.in.downsampleY = scales[random() % 4];
+    test::OpenCall call(frame.host);
+    const std::int32_t width = 1 + static_cast<std::int32_t>(random() % (round % 3 == 0 ? 9 : 200));
+    const std::int32_t height = 1 + static_cast<std::int32_t>(random() % (round % 3 == 1 ? 9 : 120));
+    BlurCase blur(random, call, width, height);
+    blur.job.preBlur = static_cast<float>(1 + random() % 5000) / 100;
+    const double radius = static_cast<double>(blur.job.preBlur);
+    const Samples expected =
+        BlurredPlainly(blur.job.valueImage, radius, RatioValue(frame.host.in.downsampleY) * radius);
+    ASSERT_EQ(BlurValueImage(blur.job, round % 2 == 0), 0);
+    for (std::int32_t i = 0; i < width * height; ++i) {
+      ASSERT_EQ(HalfAt(blur.job.valueImage, i % width, i / width, 0), expected[static_cast<std::size_t>(i)])
+          << width << "x" << height << " radius " << radius << " at " << i % width << "," << i / width;
+    }
+    EXPECT_TRUE(blur.values.FencesIntact());
   }
 }
 
-TEST(Blur, EqualsRowsThenColumnsOneByOneAndAsksForEach) {
+TEST(Blur, AsksOnceARowAndOnceAColumn) {
   constexpr std::int32_t kWidth = 140, kHeight = 50;
-  test::HostWithWave frame(kWidth, kHeight);
+  test::HostWithWave frame(1, 1);
   test::FakeHost& host = frame.host;
-  FencedImage source(131, 45), values(kWidth, kHeight);
+  test::OpenCall call(host);
   std::mt19937 random(63);
-  for (std::int32_t i = 0; i < 131 * 45; ++i) source.Pixel(i % 131, i / 131)[0] = static_cast<std::uint8_t>(random());
-  for (const OrvRatio vertical : {OrvRatio{1, 1}, OrvRatio{1, 3}}) {
-    host.in.downsampleY = vertical;
-    test::OpenCall call(host);
-    ContourJob job;
-    job.source = ViewOf(source);
-    job.valueImage = ViewOf(values);
-    job.preBlur = 7.3F;
-    job.context = &call.context;
-    ExtractValueChannel(job);
-    std::vector<Samples> columns(kWidth);
-    for (std::int32_t y = 0; y < kHeight; ++y) {
-      Samples row;
-      for (std::int32_t x = 0; x < kWidth; ++x) row.push_back(HalfAt(job.valueImage, x, y, 0));
-      row = ConvolvedPlainly(row, FullKernel(7.3F));
-      for (std::size_t x = 0; x < kWidth; ++x) columns[x].push_back(row[x]);
-    }
-    ASSERT_EQ(BlurValueImage(job), 0);
-    for (std::int32_t x = 0; x < kWidth; ++x) {
-      const double radius = static_cast<double>(vertical.num) / vertical.den * 7.3F;
-      const Samples column = ConvolvedPlainly(columns[static_cast<std::size_t>(x)], FullKernel(radius));
-      for (std::int32_t y = 0; y < kHeight; ++y) ASSERT_EQ(HalfAt(job.valueImage, x, y, 0), column[y]) << x << "," << y;
-    }
-    EXPECT_TRUE(values.FencesIntact());
-    for (int stop = 0; stop < kWidth + kHeight; ++stop) {
-      call.context.aborted = 0;
-      host.ResetCalls();
-      host.Arm({Callback::kAbort, stop, 4711});
-      EXPECT_EQ(BlurValueImage(job), 4711);
-      EXPECT_EQ(host.Calls(Callback::kAbort), stop + 1);
-    }
-    host.Disarm();
+  BlurCase blur(random, call, kWidth, kHeight);
+  blur.job.preBlur = 7.3F;
+  EXPECT_EQ(BlurQuestions(blur.job), kWidth + kHeight);
+  for (int stop = 0; stop <= kWidth + kHeight; ++stop) {
+    call.context.aborted = 0;
+    host.ResetCalls();
+    host.Arm({Callback::kAbort, stop, 4711});
+    const bool stops = stop < kWidth + kHeight;
+    EXPECT_EQ(BlurValueImage(blur.job), stops ? 4711 : 0);
+    EXPECT_EQ(host.Calls(Callback::kAbort), stops ? stop + 1 : kWidth + kHeight);
   }
 }
 
