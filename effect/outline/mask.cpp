@@ -97,7 +97,7 @@ void SamplePathPoints(ParamSlot& maskSlot, double step, Outline& target) {
       context.services.PathData().segmentCount(context.inRecord->effectRef, maskSlot.pathHandle, &segmentCount));
   for (std::int32_t i = 0; i < segmentCount; ++i) {
     SampleSegment(SegmentQuery(context, maskSlot.pathHandle, i), step, target);
-    if (target.size() > kMostOutlinePoints) throw AbortException(ORV_INVALID_CALLBACK);
+    RefuseTooManyPoints(target);
   }
 }
 

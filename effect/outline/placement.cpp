@@ -80,7 +80,7 @@ void RoundOutlineCorners(const Wave& wave, const EffectContext& context, const O
     const Cubic curve{Toward(corner, before, endFraction), Toward(corner, before, controlFraction),
                       Toward(corner, after, controlFraction), Toward(corner, after, endFraction)};
     FlattenCubic(curve, toleranceSquared, target);
-    if (target.size() > kMostOutlinePoints) throw AllocFailed();
+    RefuseTooManyPoints(target);
   }
 }
 

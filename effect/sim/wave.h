@@ -15,6 +15,9 @@ using Outline = HeapVector<Point2f>;
 // What 256 rounded corners come to at the largest size stays below; more comes from values out of range or a host's
 // answers that cannot be meant, and would hold the host for long between two questions.
 inline constexpr std::size_t kMostOutlinePoints = std::size_t{1} << 24;
+inline void RefuseTooManyPoints(const Outline& outline) {
+  if (outline.size() > kMostOutlinePoints) throw AllocFailed::ForBytes(outline.size() * sizeof(Point2f));
+}
 
 struct Wave {
   Outline shape;  // unit frame: centred, farthest point at distance 1
@@ -65,9 +68,9 @@ struct WaveList {
   WaveList() = default;
   WaveList(const ParamSlot* simParams, const EffectContext& context);
 
-  // Appends a wave with every field zero. AllocFailed leaves the list as it was: no memory, or kMostWaves are there.
-  Wave& Append() {
-    if (waves.size() >= kMostWaves) throw AllocFailed();
+  // Appends a wave with every field zero. AllocFailed leaves the list as it was: no memory, or `most` are there.
+  Wave& Append(std::size_t most = kMostWaves) {
+    if (waves.size() >= most) throw AllocFailed::ForBytes((waves.size() + 1) * sizeof(Wave));
     return waves.emplace_back();
   }
   // Frees the wave and returns the position of the one that followed it.

@@ -8,6 +8,7 @@
 #include <limits>
 #include <random>
 
+#include "effect/base/errors.h"
 #include "effect/outline/bezier.h"
 
 namespace orvandel {
@@ -103,6 +104,25 @@ TEST_F(Placement, RoundedCorners) {
   square.star = true;
   square.curveSize = 0.5F;
   EXPECT_EQ(Updated(square).size(), rounded + 4);
+}
+
+// Corners so far apart that each takes as many pieces as a curve can have.
+TEST_F(Placement, OutlinesWithoutEndAreRefusedWithTheirSize) {
+  Wave wave;
+  wave.curveSize = wave.curvyness = 1;
+  Outline corners, target;
+  for (int i = 0; i < 512; ++i) {
+    const double angle = i * 0.01227184630308513;
+    corners.push_back({static_cast<float>(std::cos(angle) * 1e30), static_cast<float>(std::sin(angle) * 1e30)});
+  }
+  try {
+    RoundOutlineCorners(wave, context, corners, target);
+    FAIL() << target.size() << " points";
+  } catch (const AllocFailed& failure) {
+    EXPECT_EQ(failure.size, static_cast<std::int32_t>(target.size() * sizeof(Point2f)));
+    EXPECT_GT(target.size(), 16777216U);
+    EXPECT_LE(target.size(), 16777216U + 65536U);
+  }
 }
 
 double DistanceToSegment(Point2f p, Point2f a, Point2f b) {

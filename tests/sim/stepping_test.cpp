@@ -80,6 +80,27 @@ TEST(Stepping, SnapshotsAtWholeTicks) {
   EXPECT_EQ(StateOf(host).time, 0) << "a negative time is time 0";
 }
 
+// The first report of progress tells the ticks ahead: as few as the list and the snapshot allow.
+TEST(Stepping, GoesOnFromTheNearestStateBehindTheFrame) {
+  struct Case {
+    double first, second;
+    std::int32_t ticksAhead;
+  };
+  for (const Case& c :
+       {Case{10, 10.5, 0}, {10, 11, 1}, {10.5, 10.25, 0}, {10.5, 12.25, 2}, {10.5, 12, 2}, {10, 9, 9}}) {
+    Stepped host;
+    ASSERT_EQ(host.RenderTick(c.first), 0);
+    host.progressDone.clear();
+    host.progressTotal.clear();
+    ASSERT_EQ(host.RenderTick(c.second), 0);
+    EXPECT_EQ(host.progressTotal.front(), c.ticksAhead) << c.first << ", then " << c.second;
+    // Done counts up by ticks as the total says, the fraction last.
+    for (std::int32_t tick = 0; tick < c.ticksAhead; ++tick) {
+      EXPECT_EQ(host.progressDone[static_cast<std::size_t>(tick)], tick);
+    }
+  }
+}
+
 TEST(Stepping, AStoppedRunGoesOnFromTheTickReached) {
   for (const Callback question : {Callback::kAbort, Callback::kProgress}) {
     Stepped host;

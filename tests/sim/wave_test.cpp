@@ -21,6 +21,22 @@ TEST(WaveList, AppendAndRemoveDuringAForwardWalk) {
   EXPECT_TRUE(list.waves.empty());
 }
 
+TEST(WaveList, AFullListRefusesOneMoreAndStaysWhole) {
+  WaveList list;
+  for (std::uint32_t i = 0; i < 3; ++i) list.Append(3).sides = i;
+  try {
+    list.Append(3);
+    FAIL() << "a fourth wave";
+  } catch (const AllocFailed& failure) {
+    EXPECT_EQ(failure.size, static_cast<std::int32_t>(4 * sizeof(Wave)));
+  }
+  EXPECT_EQ(list.waves.size(), 3U);
+  EXPECT_EQ(list.waves.back().sides, 2U);
+  // Room for all that Frequency 500 and Lifespan 1000 keep alive, and a size that a message can tell.
+  EXPECT_GT(kMostWaves, 500U * 1000U);
+  EXPECT_LT((kMostWaves + 1) * sizeof(Wave), 0x7FFFFFFFU);
+}
+
 TEST(AdvanceWave, MovesGrowsTurnsAndAges) {
   Wave wave;
   wave.expansion = 10;

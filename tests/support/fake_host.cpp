@@ -285,6 +285,7 @@ std::int32_t FakeCallbacks::Acquire(const char* name, std::int32_t version, cons
     *service = &kChangeStamp;
     return 0;
   }
+  if (current->missingService == name) return 1;
   std::int32_t code = 0;
   const bool fails = current->Fails(Callback::kAcquire, &code);
   if (fails && code != 0) return code;
@@ -427,12 +428,13 @@ OrvParamDef FakeHost::ValueOf(std::int32_t hostIndex, std::int32_t hostTime) {
   }
   value = definitions[static_cast<std::size_t>(hostIndex)];
   if (value.type == ORV_PARAM_POINT) {
-    const auto perCent = [](std::int32_t extent) { return static_cast<OrvFixed>(extent * 0.5 * 65536); };
+    const auto perCent = [](std::int32_t extent) { return static_cast<OrvFixed>(std::int64_t{extent} * 65536 / 2); };
     value.value.point.x = perCent(in.width);
     value.value.point.y = perCent(in.height);
   }
   if (value.type == ORV_PARAM_LAYER) {
     value.value.layer.image = sourceLayer > 0 ? layers[static_cast<std::size_t>(sourceLayer - 1)].View() : OrvImage{};
+    if (sourceLayer > 0 && lentLayer) value.value.layer.image = *lentLayer;
   }
   const auto function = values_.find(hostIndex);
   if (function != values_.end()) function->second(hostTime, value);

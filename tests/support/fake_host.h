@@ -138,11 +138,12 @@ class FakeHost {
   std::vector<std::int32_t> progressDone, progressTotal;
   std::uint8_t handleFill = 0xA5;
   bool passParamsToRender = true;
-  std::uint64_t changeStamp = 0;                  // offered as the optional service unless 0
-  std::function<void()> onQuestion;               // before an abort check or progress report is answered
-  std::function<double(double)> distortPaths;     // what the path services say of lengths and coordinates
-  std::optional<OrvImage> lentOutput, lentInput;  // images of the test's own in place of the two above
-  std::int64_t questionsLeft = INT64_MAX;         // then every question is answered with kOutOfPatience
+  std::string missingService;                                // the name of one that this host does not have
+  std::uint64_t changeStamp = 0;                             // offered as the optional service unless 0
+  std::function<void()> onQuestion;                          // before an abort check or progress report is answered
+  std::function<double(double)> distortPaths;                // what the path services say of lengths and coordinates
+  std::optional<OrvImage> lentOutput, lentInput, lentLayer;  // images of the test's own instead
+  std::int64_t questionsLeft = INT64_MAX;                    // then every question is answered with kOutOfPatience
   static constexpr std::int32_t kOutOfPatience = -7;
 
  private:
