@@ -220,6 +220,7 @@ TEST_F(RealEffect, KeepsAFewMaskPathsOnly) {
   MaskLender lender(scene, 1);
   constexpr std::int32_t kResolution = 2000;
   const std::size_t before = mallinfo2().uordblks;
+  if (before == 0) GTEST_SKIP() << "a sanitizer's allocator does not count";
   std::size_t most = 0;
   for (std::int32_t time = 0; time < 5000; ++time) {
     const OrvPathRef path = lender.PathAt(2, time);
