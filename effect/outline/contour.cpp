@@ -79,11 +79,27 @@ void AskAgain(EffectContext& context, std::int64_t questions) {
   }
 }
 
-TracedContour TraceOrRecall(const ContourJob& job, std::int32_t wanted) {
-  TraceMemory* memory = TracesOf(*job.context);
+// The fingerprint of a wave's picture, and whether the sequence's memory has just been found to hold that picture.
+struct Sight {
+  TraceMemory* memory;
+  bool remembered;
+  Fingerprint stamp;
+};
+
+Sight LookAt(const ImageBuffer& source, EffectContext& context) {
+  TraceMemory* const memory = TracesOf(context);
+  const bool remembered = memory != nullptr && memory->HoldsPicture(source);
+  // The fingerprint of a picture narrower than its strides may depend on what lies behind the rows.
+  constexpr std::int32_t kNarrow = 16;
+  const bool knowsStamp = remembered && source.width >= kNarrow;
+  return {memory, remembered, knowsStamp ? memory->Stamp() : FingerprintImage(source)};
+}
+
+TracedContour TraceOrRecall(const ContourJob& job, std::int32_t wanted, const Sight& sight) {
+  TraceMemory* const memory = sight.memory;
   const TraceSettings settings = SettingsOf(job, wanted);
   TracedContour traced;
-  if (memory != nullptr && memory->Holds(settings, job.source)) {
+  if (sight.remembered && memory->HasSettings(settings)) {
     AskAgain(*job.context, memory->Questions());
     traced.found = memory->Found();
     traced.chain = memory->Chain();
@@ -93,7 +109,7 @@ TracedContour TraceOrRecall(const ContourJob& job, std::int32_t wanted) {
   if (memory != nullptr) {
     // One question a row and a column of the blur, one after the lattice, one a contour.
     const std::int64_t questions = BlurQuestions(job) + 1 + traced.found;
-    memory->Remember(settings, job.source, traced.chain, traced.found, questions);
+    memory->Remember(settings, job.source, sight.stamp, traced.chain, traced.found, questions);
   }
   return traced;
 }
@@ -116,14 +132,15 @@ std::int32_t TraceContours(const ContourJob& job, std::int32_t wanted, TracedCon
 bool BuildContourShape(Wave& wave, EffectContext& context) {
   ParamSlot& sourceSlot = AcquireSourceSlot(context, wave.sampleTime);
   const ImageBuffer source = SlotImage(sourceSlot);
-  const Fingerprint stamp = FingerprintImage(source);
+  const Sight sight = LookAt(source, context);
+  const Fingerprint& stamp = sight.stamp;
   if (wave.shapeValid && TracedFrom(wave, stamp)) return false;
 
   wave.shape.clear();
   wave.shapeValid = false;
   const ValueImage values = PrepareValueImage(source, context);
   const ContourJob job = JobFor(wave, context, source, values.view);
-  const TracedContour traced = TraceOrRecall(job, std::max(static_cast<std::int32_t>(wave.contour), 1));
+  const TracedContour traced = TraceOrRecall(job, std::max(static_cast<std::int32_t>(wave.contour), 1), sight);
   CheckIn(sourceSlot);
 
   // Without a contour the old stamp stays, so that the next update looks again.

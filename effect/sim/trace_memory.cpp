@@ -13,8 +13,10 @@ std::int32_t Rows(const ImageBuffer& source) { return source.data == nullptr || 
 
 }  // namespace
 
-bool TraceMemory::Holds(const TraceSettings& settings, const ImageBuffer& source) const {
-  if (!filled_ || !(settings == settings_)) return false;
+bool TraceMemory::HoldsPicture(const ImageBuffer& source) const {
+  const bool sameSize = source.width == settings_.sourceWidth && source.height == settings_.sourceHeight &&
+                        (source.data != nullptr) == settings_.sourceHasPixels;
+  if (!filled_ || !sameSize) return false;
   const std::uint8_t* kept = pixels_.data();
   for (std::int32_t y = 0; y < Rows(source); ++y, kept += RowLength(source)) {
     if (std::memcmp(kept, source.Row(y), RowLength(source)) != 0) return false;
@@ -22,9 +24,10 @@ bool TraceMemory::Holds(const TraceSettings& settings, const ImageBuffer& source
   return true;
 }
 
-void TraceMemory::Remember(const TraceSettings& settings, const ImageBuffer& source, const HeapVector<Point2f>& chain,
-                           std::int64_t found, std::int64_t questions) {
+void TraceMemory::Remember(const TraceSettings& settings, const ImageBuffer& source, const Fingerprint& stamp,
+                           const HeapVector<Point2f>& chain, std::int64_t found, std::int64_t questions) {
   filled_ = false;
+  stamp_ = stamp;
   chain_ = chain;
   pixels_.resize(Rows(source) > 0 ? RowLength(source) * static_cast<std::size_t>(Rows(source)) : 0);
   std::uint8_t* kept = pixels_.data();

@@ -9,6 +9,7 @@
 
 #include "effect/heap/heap_containers.h"
 #include "effect/host/effect_context.h"
+#include "effect/params/layer_image.h"
 #include "effect/params/wave_settings.h"
 
 namespace orvandel {
@@ -17,7 +18,7 @@ namespace orvandel {
 struct TraceSettings {
   std::int32_t sourceWidth = 0, sourceHeight = 0;  // pixels
   bool sourceHasPixels = false;
-  std::int32_t valueWidth = 0, valueHeight = 0;    // of the value image
+  std::int32_t valueWidth = 0, valueHeight = 0;  // of the value image
   std::uint32_t valueChannel = 0;
   float valueThreshold = 0, preBlur = 0;
   bool invertInput = false;
@@ -28,11 +29,14 @@ struct TraceSettings {
 
 class TraceMemory {
  public:
-  // Whether the remembered trace is the one that these settings give on this picture.
-  bool Holds(const TraceSettings& settings, const ImageBuffer& source) const;
+  // Whether the remembered trace is of this picture; comparing is several times faster than taking a fingerprint.
+  bool HoldsPicture(const ImageBuffer& source) const;
+  // Whether it is also what these settings give.
+  bool HasSettings(const TraceSettings& settings) const { return filled_ && settings == settings_; }
   // AllocFailed leaves nothing remembered.
-  void Remember(const TraceSettings& settings, const ImageBuffer& source, const HeapVector<Point2f>& chain,
-                std::int64_t found, std::int64_t questions);
+  void Remember(const TraceSettings& settings, const ImageBuffer& source, const Fingerprint& stamp,
+                const HeapVector<Point2f>& chain, std::int64_t found, std::int64_t questions);
+  const Fingerprint& Stamp() const { return stamp_; }  // of the picture
 
   const HeapVector<Point2f>& Chain() const { return chain_; }
   std::int64_t Found() const { return found_; }
@@ -41,6 +45,7 @@ class TraceMemory {
  private:
   bool filled_ = false;
   TraceSettings settings_;
+  Fingerprint stamp_{};
   HeapVector<std::uint8_t> pixels_;  // the picture's rows without padding
   HeapVector<Point2f> chain_;
   std::int64_t found_ = 0;
