@@ -1,0 +1,10 @@
+// What the program of whole calls runs, a source file each.
+#pragma once
+
+namespace orvandel::bench {
+
+void RegisterContours();
+void RegisterSimulation();
+void RegisterProgram();
+
+}  // namespace orvandel::bench
