@@ -25,12 +25,12 @@ class FlatBand {
     MarkRuns<Q, false>(band_, piece, a, b, side, y, end);
   }
 
-  void OneRow(const LivePiece& piece, std::int32_t y, const Cut& cut) {
+  void OneRow(std::int32_t y, const Cut& cut, bool wild) {
     const std::int32_t row = y - band_.FirstRow();
     Samples run;
     if (!TakeSamples(cut, band_.Job().lo, band_.Job().hi, run)) return;
     const std::int32_t first = run.first - band_.FirstColumn(), last = first + run.count;
-    if (!piece.wild && run.count <= kLongestRun) {
+    if (!wild && run.count <= kLongestRun) {
       MarkRun<Q, false>(band_, row, first, last, cut.outline);
       return;
     }

@@ -10,25 +10,31 @@
 //   neither is the outline edge            smaller x left, larger right, nothing when  nothing when x[a] > x[b]
 //                                          the slots are then in the wrong order
 //
+// Of three or four, the outline and the one nearest to it are the two wherever that one stays the nearest.
+//
 // An edge's x and u stay chains of single additions, one a row, from its first row on.
 //
-// Wild pieces. Samples normally have u between 0 and 1 and a little rounding error; a sample whose index would be 501
-// or more is dropped. In a piece that is not wild no sample's u * 500 reaches 501 or falls to -1:
+// Wild rows. Samples normally have u between 0 and 1 and a little rounding error; a sample whose index would be 501
+// or more is dropped. On a row that is not wild no sample's u * 500 reaches 501 or falls to -1:
 //   - a ruling of at most kLongestRuling rows drifts by at most half an ulp (2^-24 below u = 2) a row;
 //   - a run of at most kLongestRun samples drifts as much again; all else is relative errors of a few 2^-24;
 //   - together less than 28,700 x 2^-24 < 0.0018; the room is 0.002.
+// Longer rulings are asked for the u that they have come to: within kDrifted of 0 and 1, at most kLongestRuling rows
+// further on, it is as good.
 // Whether a run is that long is asked where two edges part: a piece from one end of the picture to the other may still
-// be narrow on every row. The first sample's distance from the left edge, 1 - (x - floor(x)), has a rounding error of
-// its own when x is in
+// be narrow on every row.
+// The first sample's distance from the left edge, 1 - (x - floor(x)), has a rounding error of its own when x is in
 // (-1, 0): pieces that reach there are wild when columns left of 0 may be touched.
 #pragma once
 
+#include "effect/render/fast/edge_steps.h"
 #include "effect/render/fast/lanes.h"
 #include "effect/render/fast/stroke_job.h"
 
 namespace orvandel::fast::ORVANDEL_KERNELS {
 
 inline constexpr std::int32_t kLongestRuling = 4096;
+inline constexpr float kDrifted = 0.0001F;  // 1,678 x 2^-24: together with the above still less than 0.0019
 inline constexpr std::int32_t kLongestRun = 24576;
 
 enum class OutlineSide { kNone, kLeft, kRight };
@@ -37,6 +43,7 @@ enum class OutlineSide { kNone, kLeft, kRight };
 struct Cut {
   float leftX, rightX, leftU, rightU;
   OutlineSide outline;
+  unsigned slots;  // the two edges' slots, one bit each
 };
 
 // The cells of a run, already within the columns that may be touched. Crossings fall on `first` or `last`, samples on
@@ -59,11 +66,6 @@ ORVANDEL_INLINE bool OrderCut(OutlineSide side, float& leftX, float& rightX) {
   if (side == OutlineSide::kLeft) rightX = leftX < rightX ? rightX : leftX;
   if (side == OutlineSide::kRight) leftX = rightX < leftX ? rightX : leftX;
   return side != OutlineSide::kNone || leftX <= rightX;
-}
-
-inline void StepEdge(LivePiece& piece, int slot) {
-  piece.x[slot] += piece.dxdy[slot];
-  piece.u[slot] += piece.dudy[slot];
 }
 
 // The first row after `y` on which an edge begins or ends, and the slots active on `y`, one bit each.
@@ -91,7 +93,8 @@ class CutFinder {
       left = Rightmost(right, false);
     }
     if (left == kNoSlot || right == kNoSlot || left > right) return false;
-    cut = {piece_.x[left], piece_.x[right], piece_.u[left], piece_.u[right], OutlineSide::kNone};
+    cut = {piece_.x[left],  piece_.x[right],    piece_.u[left],
+           piece_.u[right], OutlineSide::kNone, 1U << left | 1U << right};
     if (outlineLeft && left == 0) {
       cut.outline = OutlineSide::kLeft;
     } else if (!outlineLeft && right == 3) {
@@ -130,18 +133,34 @@ class CutFinder {
   unsigned active_;
 };
 
-inline void StepEdges(LivePiece& piece, unsigned active, std::int32_t rows) {
-  for (; active != 0; active &= active - 1) {
-    for (std::int32_t i = 0; i < rows; ++i) StepEdge(piece, __builtin_ctz(active));
-  }
+inline void StepEdge(LivePiece& piece, int slot, std::int32_t rows) {
+  StepRows(piece.x[slot], piece.dxdy[slot], rows);
+  StepRows(piece.u[slot], piece.dudy[slot], rows);
 }
 
-// Row by row: rows.OneRow(piece, y, cut) for every row y .. end - 1 on which the piece is cut.
+inline void StepEdges(LivePiece& piece, unsigned active, std::int32_t rows) {
+  for (; active != 0; active &= active - 1) StepEdge(piece, __builtin_ctz(active), rows);
+}
+
+// Whether samples between the edges in these slots may leave the safe range,
+// for so many rows.
+ORVANDEL_INLINE bool IsWildBetween(const LivePiece& piece, unsigned slots, std::int32_t rows) {
+  if (piece.wild) return true;
+  for (unsigned left = slots & piece.longRulings; left != 0; left &= left - 1) {
+    const int slot = __builtin_ctz(left);
+    const float u = piece.u[slot], last = u + piece.dudy[slot] * static_cast<float>(rows - 1);
+    const bool inRange = Smaller(u, last) >= -kDrifted && Larger(u, last) <= 1.0F + kDrifted;
+    if (!inRange || rows > kLongestRuling) return true;
+  }
+  return false;
+}
+
+// Row by row: rows.OneRow(y, cut, wild) for every row y .. end - 1 on which the piece is cut.
 template <typename Rows>
 inline void WalkRowByRow(LivePiece& piece, std::int32_t y, std::int32_t end, unsigned active, Rows& rows) {
   for (; y < end; ++y) {
     Cut cut;
-    if (CutFinder(piece, active).Find(cut)) rows.OneRow(piece, y, cut);
+    if (CutFinder(piece, active).Find(cut)) rows.OneRow(y, cut, IsWildBetween(piece, cut.slots, 1));
     StepEdges(piece, active, 1);
   }
 }
@@ -156,7 +175,34 @@ ORVANDEL_INLINE bool MayRunLong(const LivePiece& piece, unsigned active, std::in
   return !(now < limit && -now < limit && then < limit && -then < limit);
 }
 
-// Takes the piece from row `y` to row `end`. For two active edges a < b that stay alone until row n it calls
+// Of more than two active edges, the outline and the one nearest to it, when that is the same one on all of so many
+// rows; otherwise 0. One bit each.
+//
+// Edges are straight but for the rounding of their steps: who is nearer by more than that on the first and on the last
+// row is nearer on all.
+inline unsigned FixedPair(const LivePiece& piece, unsigned active, std::int32_t rows) {
+  if ((active >> piece.outlineSlot & 1U) == 0) return 0;
+  const float sign = piece.outlineSlot == 0 ? 1.0F : -1.0F, steps = static_cast<float>(rows - 1);
+  const unsigned others = active & ~(1U << piece.outlineSlot);
+  float farthest = 0;
+  int nearest = __builtin_ctz(others);
+  for (unsigned left = others; left != 0; left &= left - 1) {
+    const int slot = __builtin_ctz(left);
+    farthest = Larger(farthest, Larger(__builtin_fabsf(piece.x[slot]), __builtin_fabsf(piece.dxdy[slot] * steps)));
+    if (sign * piece.x[slot] < sign * piece.x[nearest]) nearest = slot;
+  }
+  // Half an ulp a row, of both; the rest is room.
+  const float rounding = static_cast<float>(rows + 8) * farthest * 0x1p-20F;
+  for (unsigned left = others & ~(1U << nearest); left != 0; left &= left - 1) {
+    const int slot = __builtin_ctz(left);
+    const float first = sign * (piece.x[slot] - piece.x[nearest]);
+    const float last = first + sign * (piece.dxdy[slot] - piece.dxdy[nearest]) * steps;
+    if (!(first > rounding && last > rounding)) return 0;
+  }
+  return 1U << piece.outlineSlot | 1U << nearest;
+}
+
+// Takes the piece from row `y` to row `end`. For two edges a < b that bound it alone until row n it calls
 // rows.Run(piece, a, b, side, y, n), which also steps them.
 template <typename Rows>
 inline void WalkPiece(LivePiece& piece, std::int32_t y, std::int32_t end, Rows& rows) {
@@ -166,16 +212,18 @@ inline void WalkPiece(LivePiece& piece, std::int32_t y, std::int32_t end, Rows& 
     unsigned active;
     const std::int32_t next = Smaller(NextChange(piece, y, active), end);
     const int count = __builtin_popcount(active);
+    const unsigned pair = count <= 2 ? active : FixedPair(piece, active, next - y);
     if (count < 2) {
       StepEdges(piece, active, next - y);
-    } else if (count > 2 || piece.wild || MayRunLong(piece, active, next - y)) {
+    } else if (pair == 0 || IsWildBetween(piece, pair, next - y) || MayRunLong(piece, pair, next - y)) {
       WalkRowByRow(piece, y, next, active, rows);
     } else {
-      const bool outline = (active >> piece.outlineSlot & 1U) != 0;
+      const bool outline = (pair >> piece.outlineSlot & 1U) != 0;
       const OutlineSide side = !outline                 ? OutlineSide::kNone
                                : piece.outlineSlot == 0 ? OutlineSide::kLeft
                                                         : OutlineSide::kRight;
-      rows.Run(piece, __builtin_ctz(active), 31 - __builtin_clz(active), side, y, next);
+      StepEdges(piece, active & ~pair, next - y);
+      rows.Run(piece, __builtin_ctz(pair), 31 - __builtin_clz(pair), side, y, next);
     }
     y = next;
   }
@@ -198,7 +246,8 @@ class PieceLoader {
     piece.lastEnd = Larger(Larger(piece.end[0], piece.end[1]), Larger(piece.end[2], piece.end[3]));
     Judge(piece, i);
     for (int slot = 0; slot < 4; ++slot) {
-      for (std::int32_t y = piece.first[slot]; y < Smaller(firstRow_, piece.end[slot]); ++y) StepEdge(piece, slot);
+      const std::int32_t first = piece.first[slot], end = Smaller(firstRow_, piece.end[slot]);
+      if (first < end) StepEdge(piece, slot, end - first);
     }
   }
 
@@ -227,7 +276,8 @@ class PieceLoader {
   }
 
   void Judge(LivePiece& piece, std::int32_t i) const {
-    piece.wild = Rows(piece, 1) > kLongestRuling || Rows(piece, 2) > kLongestRuling;
+    piece.longRulings = (Rows(piece, 1) > kLongestRuling ? 2U : 0U) | (Rows(piece, 2) > kLongestRuling ? 4U : 0U);
+    piece.wild = false;
     piece.wide = false;
     if (hi_ - lo_ <= kLongestRun && lo_ >= 0) return;
     const float corners[] = {edges_.x[i - 1], edges_.x[i], edges_.offsetX[i - 1], edges_.offsetX[i]};
@@ -242,7 +292,7 @@ class PieceLoader {
     const float drift = static_cast<float>(rows) * Larger(-left, right) * 0x1p-23F;
     left -= drift;
     right += drift;
-    piece.wild = piece.wild || (lo_ < 0 && left < 0 && right > -1);
+    piece.wild = lo_ < 0 && left < 0 && right > -1;
     piece.wide = Smaller(right, static_cast<float>(hi_)) - Larger(left, static_cast<float>(lo_)) >
                  static_cast<float>(kLongestRun);
     piece.drift = 4 * drift + 2;  // of two edges, here and on the run's last row, and the cells' rounding

@@ -29,7 +29,7 @@ class ShapePass {
     MarkRuns<Q, true>(band_, piece, a, b, side, y, end);
   }
 
-  void OneRow(const LivePiece&, std::int32_t y, const Cut& cut) {
+  void OneRow(std::int32_t y, const Cut& cut, bool) {
     Cells cells;
     if (!TakeCells(cut.leftX, cut.rightX, band_.Job().lo, band_.Job().hi, cells)) return;
     const std::int32_t firstColumn = band_.FirstColumn();
@@ -88,7 +88,7 @@ class SamplePass {
     Add(side, batch, cuts);
   }
 
-  void OneRow(const LivePiece&, std::int32_t y, const Cut& cut) {
+  void OneRow(std::int32_t y, const Cut& cut, bool) {
     Samples run;
     if (TakeSamples(cut, band_.Job().lo, band_.Job().hi, run)) AddRun(y - band_.FirstRow(), run);
   }
@@ -135,7 +135,7 @@ class SamplePass {
     } else {
       for (std::int32_t lane = 0; lane < kLanes; ++lane) {
         if (cuts.used[lane] == 0) continue;
-        Cut cut{cuts.leftX[lane], cuts.rightX[lane], cuts.leftU[lane], cuts.rightU[lane], side};
+        Cut cut{cuts.leftX[lane], cuts.rightX[lane], cuts.leftU[lane], cuts.rightU[lane], side, 0};
         Samples run;
         if (!OrderCut(side, cut.leftX, cut.rightX)) continue;
         if (TakeSamples(cut, band_.Job().lo, band_.Job().hi, run)) AddRun(batch + lane, run);

@@ -55,9 +55,12 @@ struct LivePiece {
   std::int32_t firstBegin;   // the smallest of `first`
   std::int32_t lastEnd;      // the largest of `end`
   std::int32_t outlineSlot;  // 0 or 3
-  bool wild;                 // its u may leave the safe range, see piece_walk.h
-  bool wide;                 // some run of it may be that long that it does; then:
-  float drift;               // how far rounding may move the distance of two edges
+  // Where its u may leave the safe range, see piece_walk.h: anywhere; on rows where these slots are active, one bit
+  // each.
+  bool wild;
+  unsigned longRulings;
+  bool wide;    // some run of it may be that long that it does; then:
+  float drift;  // how far rounding may move the distance of two edges
 };
 
 // One word column of one pixel row that pieces have touched.
