@@ -1,0 +1,158 @@
+// Every callback fails at each of its calls, alone and with all later calls of its kind: the command's code is the one
+// that the callback's contract names, everything lent goes back, and once the host answers again the frame is right.
+//
+// A failure names its schedule: run that test alone with ORVANDEL_FAULT_AT=n.
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include "tests/faults/host_life.h"
+#include "tests/faults/seeds.h"
+
+namespace orvandel::test {
+namespace {
+
+constexpr std::int32_t kHostCode = 77;
+
+// Codes that a command may end with when a callback answers kHostCode (null where it hands back an address).
+std::set<std::int32_t> CodesFor(Callback callback) {
+  switch (callback) {
+    case Callback::kCheckIn:
+    case Callback::kAddParam:
+    case Callback::kGetString:
+    case Callback::kUpdateUi:
+      return {0};
+    case Callback::kCheckOut:
+      return {0, kHostCode, ORV_INVALID_CALLBACK};  // looked at for layers and masks alone
+    case Callback::kNewHandle:
+      return {ORV_OUT_OF_MEMORY};
+    case Callback::kAcquire:
+      return {ORV_INVALID_CALLBACK};
+    default:
+      return {kHostCode};
+  }
+}
+
+struct Schedule {
+  Callback callback;
+  std::int64_t at;
+  bool persistent;
+  bool nullTable;  // of kAcquire: success, but no table
+
+  Fault ToFault() const { return {callback, at, nullTable ? 0 : kHostCode, persistent}; }
+};
+
+std::ostream& operator<<(std::ostream& stream, const Schedule& schedule) {
+  return stream << "callback " << static_cast<int>(schedule.callback) << ", call " << schedule.at
+                << (schedule.persistent ? " and all later ones" : " alone")
+                << (schedule.nullTable ? ", null table" : "");
+}
+
+class Callbacks : public testing::TestWithParam<std::tuple<Variant, bool>> {
+ protected:
+  // Returns whether the schedule struck.
+  bool Live(const Schedule& schedule) {
+    const auto& [variant, passParams] = GetParam();
+    HostLife life(variant, passParams);
+    life.host.Arm(schedule.ToFault());
+    bool struck = false;
+    for (const Step& step : WholeLife()) {
+      SCOPED_TRACE(testing::Message() << "selector " << step.selector << ", tick " << step.tick);
+      std::int32_t code = life.Send(step);
+      if (!struck && life.host.FaultStruck()) {
+        struck = true;
+        EXPECT_TRUE(CodesFor(schedule.callback).contains(code)) << "code " << code;
+        EXPECT_EQ(life.Disorder(), "");
+        life.host.Disarm();
+        if (step.selector != ORV_GLOBAL_SET_DOWN) code = life.Send(step);
+      }
+      EXPECT_EQ(code, 0);
+      EXPECT_EQ(life.Disorder(), "");
+      EXPECT_TRUE(step.selector != ORV_RENDER || life.ShowsFreshPicture(step));
+    }
+    EXPECT_EQ(life.Remains(), "");
+    return struck;
+  }
+
+  void Sweep(Callback callback, bool nullTable = false) {
+    const std::int64_t only = FromEnvironment("ORVANDEL_FAULT_AT", -1);
+    for (const bool persistent : {false, true}) {
+      for (std::int64_t at = std::max<std::int64_t>(only, 0);; at += Thinning()) {
+        const Schedule schedule{callback, at, persistent, nullTable};
+        SCOPED_TRACE(testing::Message() << schedule);
+        if (!Live(schedule) || HasFailure() || at == only) break;
+        ++faults_;
+      }
+    }
+  }
+  ~Callbacks() override { RecordProperty("failing_callbacks", std::to_string(faults_)); }
+
+  std::int64_t faults_ = 0;
+};
+
+TEST_P(Callbacks, EachFails) {
+  for (int callback = 0; callback < static_cast<int>(Callback::kQuestion); ++callback) {
+    Sweep(static_cast<Callback>(callback));
+    if (HasFailure()) return;
+  }
+  Sweep(Callback::kAcquire, true);
+}
+
+TEST_P(Callbacks, TheServiceTableIsMissing) {
+  const auto& [variant, passParams] = GetParam();
+  HostLife life(variant, passParams);
+  const OrvServiceTable* services = life.host.in.services;
+  for (const Step& step : WholeLife()) {
+    life.host.in.services = nullptr;
+    EXPECT_EQ(life.Send(step), ORV_INVALID_CALLBACK);
+    EXPECT_EQ(life.Disorder(), "");
+    life.host.in.services = services;
+    EXPECT_EQ(life.Send(step), 0);
+    EXPECT_TRUE(step.selector != ORV_RENDER || life.ShowsFreshPicture(step));
+  }
+  EXPECT_EQ(life.Remains(), "");
+}
+
+// Only what needs the service fails, and only while the host lacks it.
+TEST_P(Callbacks, OneServiceIsMissing) {
+  const auto& [variant, passParams] = GetParam();
+  for (const char* name : {ORV_PARAM_UTILS_SERVICE, ORV_PATH_QUERY_SERVICE, ORV_PATH_DATA_SERVICE}) {
+    HostLife life(variant, passParams);
+    const bool ofPaths = std::string(name) != ORV_PARAM_UTILS_SERVICE;
+    int refusals = 0;
+    for (const Step& step : WholeLife()) {
+      SCOPED_TRACE(testing::Message() << name << ", selector " << step.selector << ", tick " << step.tick);
+      const bool needed = ofPaths ? step.selector == ORV_RENDER && variant.shape == Shape::kMask
+                                  : step.selector == ORV_UPDATE_PARAMS_UI;
+      life.host.missingService = name;
+      EXPECT_EQ(life.Send(step), needed ? ORV_INVALID_CALLBACK : 0);
+      EXPECT_EQ(life.Disorder(), "");
+      life.host.missingService.clear();
+      if (needed) {
+        ++refusals;
+        EXPECT_EQ(life.Send(step), 0);
+      }
+      EXPECT_TRUE(step.selector != ORV_RENDER || life.ShowsFreshPicture(step));
+    }
+    EXPECT_EQ(refusals > 0, !ofPaths || variant.shape == Shape::kMask);
+    EXPECT_EQ(life.Remains(), "");
+  }
+}
+
+std::vector<Variant> OneOfEachShape() {
+  std::vector<Variant> variants;
+  for (const Shape shape : {Shape::kPolygon, Shape::kMask, Shape::kContour}) {
+    variants.push_back({shape, false, true, true});
+    variants.push_back({shape, true, false, false});
+  }
+  return variants;
+}
+
+INSTANTIATE_TEST_SUITE_P(Sweep, Callbacks, testing::Combine(testing::ValuesIn(OneOfEachShape()), testing::Bool()),
+                         [](const auto& instance) {
+                           return std::get<0>(instance.param).Name() +
+                                  (std::get<1>(instance.param) ? "ByParams" : "ByCheckOut");
+                         });
+
+}  // namespace
+}  // namespace orvandel::test

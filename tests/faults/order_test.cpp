@@ -1,0 +1,64 @@
+// Any order of commands: random strings of them on two sequences, with renders in any order between, and the module
+// unloaded and loaded again. Every frame equals the same frame of a fresh sequence.
+//
+// A failure names the seed of its string; seeds.h says how to replay it.
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+#include "tests/faults/heap_faults.h"
+#include "tests/faults/seeds.h"
+#include "tests/faults/walk.h"
+
+namespace orvandel::test {
+namespace {
+
+TEST(Orders, RandomStringsOfCommands) {
+  std::int64_t frames = 0;
+  const std::int64_t strings = ForEachSeed(10000, [&frames](std::uint32_t seed) {
+    Walk walk(Choices(seed), &FilterMain, nullptr);
+    walk.Run();
+    frames += walk.Frames();
+    EXPECT_EQ(heap_faults::LiveBlocks(), 0);
+  });
+  EXPECT_TRUE(strings < 100 || frames > 2 * strings) << frames;
+  RecordProperty("frames", std::to_string(frames));
+}
+
+class Module {
+ public:
+  Module() { Load(); }
+  ~Module() { Unload(); }
+  OrvFilterMain Reload() {
+    Unload();
+    return Load();
+  }
+  OrvFilterMain Load() {
+    handle_ = dlopen(ORVANDEL_MODULE_FILE, RTLD_NOW | RTLD_LOCAL);
+    EXPECT_NE(handle_, nullptr) << dlerror();
+    entry_ = reinterpret_cast<OrvFilterMain>(dlsym(handle_, "FilterMain"));
+    return entry_;
+  }
+  void Unload() {
+    dlclose(handle_);
+    EXPECT_EQ(dlopen(ORVANDEL_MODULE_FILE, RTLD_NOW | RTLD_NOLOAD), nullptr) << "the module stayed in memory";
+  }
+  OrvFilterMain Entry() const { return entry_; }
+
+ private:
+  void* handle_ = nullptr;
+  OrvFilterMain entry_ = nullptr;
+};
+
+TEST(Orders, RandomStringsAcrossReloadsOfTheModule) {
+  std::int64_t frames = 0;
+  ForEachSeed(1500, [&frames](std::uint32_t seed) {
+    Module module;
+    Walk walk(Choices(seed), module.Entry(), [&module] { return module.Reload(); });
+    walk.Run();
+    frames += walk.Frames();
+  });
+  RecordProperty("frames", std::to_string(frames));
+}
+
+}  // namespace
+}  // namespace orvandel::test

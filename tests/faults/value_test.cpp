@@ -1,0 +1,73 @@
+// Values: random ones in range, all ends of ranges and their pairs, and far outside what the contract allows. Each
+// gives a picture or a code, and takes no more memory and no more work between two questions to the host than is said
+// here. How long a picture takes is the host's to decide: it can stop the work at any question, and here it does.
+//
+// A failure names its seed; seeds.h says how to replay it.
+#include <gtest/gtest.h>
+
+#include "tests/faults/seeds.h"
+#include "tests/faults/wild.h"
+
+namespace orvandel::test {
+namespace {
+
+// A picture that comes out must come out again on a new sequence, and from another frame.
+void ExpectRepeatable(ValueHost& host, std::int32_t before, std::int32_t time) {
+  if (host.RenderAnew(time) != 0) return;
+  const auto picture = host.Picture();
+  if (host.RenderAnew(before) != 0 || host.RenderOn(time) != 0) return;
+  EXPECT_TRUE(picture == host.Picture());
+}
+
+TEST(Values, RandomInRange) {
+  ValueHost host;
+  const std::int64_t renders = ForEachSeed(5000, [&](std::uint32_t seed) {
+    Choices choices(seed);
+    host.TameAll();
+    for (const Range& range : host.Ranges()) {
+      if (choices(3) == 0) host.SetWords(range, WordInRange(choices, range), WordInRange(choices, range));
+    }
+    host.sourceLayer = static_cast<std::int32_t>(choices(3));
+    host.in.quality = static_cast<std::int32_t>(choices(2));
+    host.in.downsampleX = host.in.downsampleY = {1, 1 + choices(3)};
+    host.in.pixelAspect = {1 + static_cast<std::int32_t>(choices(3)), 1 + choices(3)};
+    host.passParamsToRender = choices(2) == 0;
+    // Each Frame and a life that ends between the two frames depend on what was drawn: the later frame goes alone.
+    const auto time = static_cast<std::int32_t>(choices(12) * 1000 + choices(3) * 250);
+    ExpectRepeatable(host, time, time);
+  });
+  EXPECT_TRUE(renders < 100 || host.Pictures() > renders / 2) << host.Pictures();
+  RecordProperty("pictures", host.Pictures());
+}
+
+TEST(Values, EndsOfRangesAndTheirPairs) {
+  ValueHost host;
+  for (const Range& a : host.Ranges()) {
+    for (const Range& b : host.Ranges()) {
+      for (int ends = 0; ends < 4 && !HasFailure(); ++ends) {
+        SCOPED_TRACE(testing::Message() << "parameters " << a.id << " and " << b.id << ", ends " << ends);
+        host.TameAll();
+        host.SetWords(a, (ends & 1) != 0 ? a.high : a.low, a.high);
+        host.SetWords(b, (ends & 2) != 0 ? b.high : b.low, b.low);
+        ExpectRepeatable(host, 3500, 3500);
+      }
+    }
+  }
+  RecordProperty("pictures", host.Pictures());
+}
+
+TEST(Values, FarOutside) {
+  ValueHost host;
+  ForEachSeed(5000, [&](std::uint32_t seed) {
+    Choices choices(seed);
+    host.TameAll();
+    host.GoWild(choices);
+    host.RenderAnew(host.WildTime(choices));
+    host.RenderOn(static_cast<std::int32_t>(choices(9000)));
+    host.TameAll();
+  });
+  RecordProperty("pictures", host.Pictures());
+}
+
+}  // namespace
+}  // namespace orvandel::test

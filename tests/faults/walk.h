@@ -1,0 +1,51 @@
+// A string of commands on two sequences of one instance, as choices decide: set-ups and set-downs in any order and
+// number, unknown selectors, edits, renders at any time, the instance ended, the module loaded anew. Every frame must
+// equal the same frame of a fresh sequence, and nothing may stay lent.
+#pragma once
+
+#include <array>
+#include <functional>
+#include <string>
+
+#include "tests/faults/choices.h"
+#include "tests/faults/variant.h"
+
+namespace orvandel::test {
+
+class Walk {
+ public:
+  using Reload = std::function<OrvFilterMain()>;  // empty: the module stays
+
+  Walk(Choices choices, OrvFilterMain entry, Reload reload);
+
+  // To the global set-down, with expectations on the way.
+  void Run();
+  std::int64_t Frames() const { return frames_; }
+
+ private:
+  struct Sequence {
+    OrvHandle data = nullptr;
+    std::size_t variant = 0;
+  };
+
+  std::size_t Pick(std::size_t count) { return choices_(static_cast<std::uint32_t>(count)); }
+  std::string Log() const { return "; commands:" + log_; }
+  bool ParamsKnown() const { return !host_.definitions.empty(); }
+  void Next();
+  void Use(const Sequence& sequence);
+  void Command(std::int32_t selector);
+  void RenderSomeFrame();
+  void EndInstance();
+  void LoadAnew();
+  void ExpectOrder();
+
+  FakeHost host_;
+  Reload reload_;
+  Choices choices_;
+  std::array<Sequence, 2> sequences_;
+  Sequence* current_ = sequences_.data();
+  std::string log_;
+  std::int64_t frames_ = 0;
+};
+
+}  // namespace orvandel::test

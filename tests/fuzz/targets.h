@@ -1,0 +1,30 @@
+// The fuzz targets: each takes any bytes and must come back. What it finds wrong it tells by a gtest expectation, which
+// the replay reports and the fuzzer stops at.
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+namespace orvandel::fuzz {
+
+using Bytes = std::span<const std::uint8_t>;
+using Target = void (*)(Bytes);
+
+struct NamedTarget {
+  const char* name;  // also of the folder of its corpus
+  Target run;
+};
+
+void ReadSceneFrom(Bytes bytes);         // the scene file's reader
+void ReadSvgPathFrom(Bytes bytes);       // the path text's reader
+void ReadRegistrationFrom(Bytes bytes);  // the effect's walk of its resource, and the host's reading of a module file
+void RunCommandsFrom(Bytes bytes);       // a string of commands
+void RenderWordsFrom(Bytes bytes);       // parameter words and records
+
+inline constexpr NamedTarget kTargets[] = {{"scene", ReadSceneFrom},
+                                           {"svg_path", ReadSvgPathFrom},
+                                           {"registration", ReadRegistrationFrom},
+                                           {"commands", RunCommandsFrom},
+                                           {"words", RenderWordsFrom}};
+
+}  // namespace orvandel::fuzz
