@@ -27,22 +27,8 @@ void SetParam(EffectContext& context, ParamId id, std::int32_t type, std::int32_
   slot.filled = true;
 }
 
-}  // namespace
-
-Wave WaveOf(const StrokeCase& stroke) {
-  Wave wave;
-  wave.placed = stroke.points;
-  wave.age = 1;
-  wave.lifespan = 2;
-  wave.startWidth = wave.endWidth = stroke.width;
-  wave.opacity = stroke.opacity;
-  wave.profile = stroke.profile;
-  wave.color = stroke.color;
-  wave.origin = stroke.origin;
-  return wave;
-}
-
-StrokeOutcome DrawFront(WaveList& list, const StrokeCase& stroke, Picture& picture) {
+// Of the list's first `most` waves.
+StrokeOutcome DrawSome(WaveList& list, const StrokeCase& stroke, Picture& picture, std::size_t most) {
   Reports reports{{}, stroke.stopAtReport};
   OrvInRecord in{};
   in.callbacks.progress = RecordProgress;
@@ -63,12 +49,37 @@ StrokeOutcome DrawFront(WaveList& list, const StrokeCase& stroke, Picture& pictu
   SetParam(*context, kReflection, ORV_PARAM_CHECKBOX, stroke.reflection ? 1 : 0);
 
   StrokeOutcome outcome;
-  WaveList::Position position = list.waves.begin();
   Canvas canvas(picture.View(), Canvas::Ground::kAsItIs);
-  outcome.result = DrawWave(list, *context, canvas, position);
+  WaveList::Position position = list.waves.begin();
+  for (; most > 0 && outcome.result == 0 && position != list.waves.end(); --most) {
+    outcome.result = DrawWave(list, *context, canvas, position);
+  }
   outcome.aborted = context->aborted;
   outcome.reports = reports.made;
   return outcome;
+}
+
+}  // namespace
+
+Wave WaveOf(const StrokeCase& stroke) {
+  Wave wave;
+  wave.placed = stroke.points;
+  wave.age = 1;
+  wave.lifespan = 2;
+  wave.startWidth = wave.endWidth = stroke.width;
+  wave.opacity = stroke.opacity;
+  wave.profile = stroke.profile;
+  wave.color = stroke.color;
+  wave.origin = stroke.origin;
+  return wave;
+}
+
+StrokeOutcome DrawFront(WaveList& list, const StrokeCase& stroke, Picture& picture) {
+  return DrawSome(list, stroke, picture, 1);
+}
+
+StrokeOutcome DrawAll(WaveList& list, const StrokeCase& stroke, Picture& picture) {
+  return DrawSome(list, stroke, picture, list.waves.size());
 }
 
 StrokeOutcome Draw(const StrokeCase& stroke, Picture& picture) {

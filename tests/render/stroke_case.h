@@ -66,5 +66,7 @@ Wave WaveOf(const StrokeCase& stroke);
 StrokeOutcome Draw(const StrokeCase& stroke, Picture& picture);
 // Draws the wave at the front of the list; `stroke` supplies the call around it.
 StrokeOutcome DrawFront(WaveList& list, const StrokeCase& stroke, Picture& picture);
+// Draws all waves onto one canvas, as a frame does, until the host stops.
+StrokeOutcome DrawAll(WaveList& list, const StrokeCase& stroke, Picture& picture);
 
 }  // namespace orvandel

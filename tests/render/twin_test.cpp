@@ -131,6 +131,55 @@ TEST(Twins, DrawTheSameBytes) {
   EXPECT_EQ(checked_heap::BlocksInUse(), 0);
 }
 
+Drawn DrawAllWith(StrokeCode code, const std::vector<StrokeCase>& strokes, const Picture& ground) {
+  const StrokeCode usual = CurrentStrokeCode();
+  EXPECT_TRUE(ChooseStrokeCode(code));
+  WaveList list;
+  for (const StrokeCase& stroke : strokes) list.Append() = WaveOf(stroke);
+  Drawn drawn{ground, {}};
+  drawn.outcome = DrawAll(list, strokes.front(), drawn.picture);
+  ChooseStrokeCode(usual);
+  return drawn;
+}
+
+// Strokes of one frame, of all profiles, some folded at the picture's edges, some with so many points that not all of
+// them find room to wait.
+std::vector<StrokeCase> RandomFrame(Dice& dice, const Picture& ground) {
+  const StrokeCase call = RandomStroke(dice);
+  const std::int32_t count = dice.Whole(2, dice.OneIn(4) ? 60 : 12);
+  const bool reaching = dice.OneIn(2);  // beyond the picture's edges
+  std::vector<StrokeCase> strokes;
+  for (std::int32_t i = 0; i < count; ++i) {
+    StrokeCase stroke = RandomStroke(dice);
+    SetQuality(stroke, call.quality);
+    if (!reaching) StretchBy(stroke.points, 0.2F, 0.2F);
+    if (dice.OneIn(3)) stroke.profile = 1;
+    stroke.layerWidth = ground.Width();
+    stroke.layerHeight = ground.Height();
+    stroke.reflection = call.reflection;
+    stroke.downsampleX = call.downsampleX;
+    stroke.downsampleY = call.downsampleY;
+    stroke.pixelAspect = call.pixelAspect;
+    stroke.outputOrigin = call.outputOrigin;
+    stroke.stopAtReport = dice.OneIn(3) ? dice.Whole(0, 3000) : -1;
+    strokes.push_back(stroke);
+  }
+  return strokes;
+}
+
+TEST(Twins, DrawTheSameFrames) {
+  for (std::uint32_t seed = 1; seed <= 400; ++seed) {
+    Dice dice(seed);
+    const Picture ground = dice.OneIn(3) ? RandomPicture(dice) : Picture(dice.Whole(40, 200), dice.Whole(20, 120));
+    const std::vector<StrokeCase> strokes = RandomFrame(dice, ground);
+    const Drawn expected = DrawAllWith(StrokeCode::kPlain, strokes, ground);
+    for (const StrokeCode code : CodesAtHand()) {
+      ASSERT_TRUE(DrawAllWith(code, strokes, ground) == expected) << "seed " << seed << ", " << strokes.size();
+    }
+  }
+  EXPECT_EQ(checked_heap::BlocksInUse(), 0);
+}
+
 // Every row that the host can stop at, in one band and in the middle of bands.
 TEST(Twins, StopAtTheSameRow) {
   for (const std::int32_t quality : {1, 4, 16}) {
