@@ -20,11 +20,12 @@ std::vector<std::uint8_t> InputPixels(const FakeHost& host) {
 }  // namespace
 
 const std::vector<Step>& WholeLife() {
+  // Behind the fraction of a tick the waves are taken from the snapshot.
   static const std::vector<Step> steps = {
-      {ORV_GLOBAL_SET_UP},    {ORV_PARAM_SET_UP},       {ORV_SEQUENCE_SET_UP},  {ORV_RENDER, 4},
-      {ORV_RENDER, 7.5},      {ORV_RENDER, 2.25},       {ORV_UPDATE_PARAMS_UI}, {ORV_ABOUT},
-      {ORV_SEQUENCE_FLATTEN}, {ORV_SEQUENCE_RE_SET_UP}, {ORV_RENDER, 9},        {ORV_SEQUENCE_SET_UP},
-      {ORV_RENDER, 3.5},      {ORV_SEQUENCE_SET_DOWN},  {ORV_GLOBAL_SET_DOWN}};
+      {ORV_GLOBAL_SET_UP},   {ORV_PARAM_SET_UP},     {ORV_SEQUENCE_SET_UP},    {ORV_RENDER, 4},
+      {ORV_RENDER, 7.5},     {ORV_RENDER, 8.25},     {ORV_RENDER, 2.25},       {ORV_UPDATE_PARAMS_UI},
+      {ORV_ABOUT},           {ORV_SEQUENCE_FLATTEN}, {ORV_SEQUENCE_RE_SET_UP}, {ORV_RENDER, 9},
+      {ORV_SEQUENCE_SET_UP}, {ORV_RENDER, 3.5},      {ORV_SEQUENCE_SET_DOWN},  {ORV_GLOBAL_SET_DOWN}};
   return steps;
 }
 
