@@ -2,9 +2,9 @@
 // times faster.
 //
 // Strokes wait here and are drawn band of rows by band of rows: all of them in the first band, in their order, then all
-// in the second. A pixel sees the same blends in the same order. One block of memory for the strokes and one for the band
-// serve the whole frame, and rows are cleared just before they are drawn on. Strokes that fold back into the picture at
-// its upper or lower edge do not wait: their bands touch rows of other bands.
+// in the second. A pixel sees the same blends in the same order. One block of memory for the strokes and one for the
+// band serve the whole frame, and rows are cleared just before they are drawn on. Strokes that fold back into the
+// picture at its upper or lower edge do not wait: their bands touch rows of other bands.
 #pragma once
 
 #include <cstddef>
