@@ -76,7 +76,7 @@ std::string Bash(const CommandHelp& program) {
 
 // --- zsh
 
-// Colons and brackets end a part of a specification.
+// Colons and brackets end a part of what _arguments is told of an option.
 std::string ZshText(const std::string& text) {
   std::string escaped;
   for (const char c : text) {

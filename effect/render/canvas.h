@@ -26,7 +26,6 @@ class Canvas {
     Flush();
     return output_;
   }
-  const ImageBuffer& Size() const { return output_; }
 
  private:
   ImageBuffer output_;
