@@ -14,7 +14,6 @@
 // zero between bands, whoever reads the marks clears them.
 #pragma once
 
-#include "effect/render/fast/four_rows.h"
 #include "effect/render/fast/lanes.h"
 #include "effect/render/fast/pixels.h"
 #include "effect/render/fast/stroke_job.h"
@@ -52,6 +51,16 @@ struct RowPlace {
   std::uint64_t* twice;  // cells that more than one piece covers; only for profiles that vary
 };
 
+#if defined(__AVX512VBMI2__)
+struct ByteNumbers {
+  alignas(64) std::uint8_t bytes[64];
+  constexpr ByteNumbers() : bytes() {
+    for (int i = 0; i < 64; ++i) bytes[i] = static_cast<std::uint8_t>(i);
+  }
+};
+inline constexpr ByteNumbers kByteNumbers;
+#endif
+
 // Rows and columns here count from the band's first subsample row and from the first counter's first column.
 template <int Q>
 class Band {
@@ -84,6 +93,7 @@ class Band {
   std::uint64_t* Words(std::int32_t pixelRow, std::int32_t word) const {
     return shape_ + static_cast<std::size_t>(pixelRow) * wordStride_ + WordOffset(word);
   }
+  std::uint64_t* WordsOf(const Line& line) const { return Words(line.pixelRow, line.word); }
   std::uint64_t* Twice(std::int32_t pixelRow, std::int32_t word) const {
     return twice_ + static_cast<std::size_t>(pixelRow) * (wordStride_ / 2) + WordOffset(word) / 2;
   }
@@ -102,32 +112,25 @@ class Band {
     std::uint8_t* dirty = Dirty(pixelRow);
     for (std::int32_t word = firstWord; word <= lastWord; ++word) dirty[word] = 1;
   }
-  // `word` and perhaps the one behind it.
-  ORVANDEL_INLINE void TouchTwo(std::int32_t pixelRow, std::int32_t word, bool both) const {
+  // Perhaps `word`, and perhaps the one behind it.
+  ORVANDEL_INLINE void TouchTwo(std::int32_t pixelRow, std::int32_t word, bool one, bool other) const {
     std::uint8_t* dirty = Dirty(pixelRow) + word;
-    dirty[0] = 1;
-    dirty[1] |= static_cast<std::uint8_t>(both);
+    dirty[0] |= static_cast<std::uint8_t>(one);
+    dirty[1] |= static_cast<std::uint8_t>(other);
   }
 
   // Hands over the touched word columns of pixel rows [0, pixelRows) as lists of lines, row by row, from left to right,
   // whole rows at a time: process(lines, count). Long lists keep the processor from guessing where each row ends.
-  // With `forget`, they count as untouched from then on, and their pixels are on the way to the cache: the picture's
-  // lines are scattered and seldom there.
+  // With `forget`, they count as untouched from then on.
   template <bool forget, typename Process>
-  ORVANDEL_INLINE void ForLines(const Painter& painter, std::int32_t pixelRows, Process process) const {
+  ORVANDEL_INLINE void ForLines(std::int32_t pixelRows, Process process) const {
     Line* lines = job_.band.lines;
     std::int32_t count = 0;
     for (std::int32_t pixelRow = 0; pixelRow < pixelRows; ++pixelRow) {
-      std::uint8_t* row = painter.Row(FirstPixelRow() + pixelRow);
       std::uint8_t* dirty = Dirty(pixelRow);
-      std::uint64_t goesOn = 0;
       for (std::size_t group = 0; group < dirtyStride_; group += 64) {
-        for (std::uint64_t bits = SetBytes(dirty + group); bits != 0; bits &= bits - 1) {
-          const std::int32_t word = static_cast<std::int32_t>(group) + __builtin_ctzll(bits);
-          lines[count++] = {Words(pixelRow, word), row, pixelRow, word, goesOn};
-          goesOn = ~std::uint64_t{0};
-          if constexpr (forget) __builtin_prefetch(row + static_cast<std::ptrdiff_t>(FirstPixelOf(word)) * 4);
-        }
+        count += ListSetBytes(dirty + group, static_cast<std::uint16_t>(group), static_cast<std::uint16_t>(pixelRow),
+                              lines + count);
       }
       if constexpr (forget) __builtin_memset(dirty, 0, dirtyStride_);
       if (count + job_.words <= job_.lineRoom && pixelRow + 1 < pixelRows) continue;
@@ -140,20 +143,34 @@ class Band {
   std::int32_t FirstPixelOf(std::int32_t word) const { return word * grid_.PixelsPerWord(); }
 
  private:
-  // Bit i: byte i of 64 is not 0; they are 0 or 1.
-  static std::uint64_t SetBytes(const std::uint8_t* bytes) {
-#if defined(__AVX512BW__)
+  // Lists which of 64 bytes are not 0; they are 0 or 1. Returns how many.
+  ORVANDEL_INLINE static std::int32_t ListSetBytes(const std::uint8_t* bytes, std::uint16_t firstWord,
+                                                   std::uint16_t pixelRow, Line* lines) {
+#if defined(__AVX512VBMI2__)
     const __m512i all = _mm512_loadu_si512(bytes);
-    return _mm512_test_epi8_mask(all, all);
+    const __mmask64 set = _mm512_test_epi8_mask(all, all);
+    const std::int32_t count = __builtin_popcountll(set);
+    const __m512i first = _mm512_set1_epi32(firstWord | pixelRow << 16);
+    __m512i numbers = _mm512_maskz_compress_epi8(set, _mm512_loadu_si512(kByteNumbers.bytes));
+    std::int32_t listed = 0;
+    do {
+      const __m512i words = _mm512_cvtepu8_epi32(_mm512_castsi512_si128(numbers));
+      _mm512_storeu_si512(lines + listed, _mm512_add_epi32(words, first));
+      numbers = _mm512_alignr_epi64(numbers, numbers, 2);
+      listed += 16;
+    } while (listed < count);
+    return count;
 #else
-    std::uint64_t bits = 0;
-    for (int i = 0; i < 64; i += 8) {
+    std::int32_t count = 0;
+    for (std::uint16_t i = 0; i < 64; i = static_cast<std::uint16_t>(i + 8)) {
       std::uint64_t eight;
       __builtin_memcpy(&eight, bytes + i, 8);
-      // The product brings byte k's bit to bit 56 + k.
-      bits |= (eight * 0x0102040810204080U >> 56) << i;
+      for (; eight != 0; eight &= eight - 1) {
+        const int byte = __builtin_ctzll(eight) / 8;
+        lines[count++] = {static_cast<std::uint16_t>(firstWord + i + byte), pixelRow};
+      }
     }
-    return bits;
+    return count;
 #endif
   }
 
@@ -169,117 +186,23 @@ class Band {
   std::size_t wordStride_, dirtyStride_;
 };
 
-// Sets the marks of one run; columns count from the band's first.
-template <int Q, bool countTwice>
-ORVANDEL_INLINE void MarkRun(const Band<Q>& band, std::int32_t row, std::int32_t first, std::int32_t last,
-                             OutlineSide side) {
-  const Grid<Q>& grid = band.Sizes();
-  const RowPlace place = band.PlaceOf(row);
-  const std::int32_t firstWord = grid.WordOf(first), lastWord = grid.WordOf(last);
-  const std::uint64_t firstBit = std::uint64_t{1} << (first - firstWord * grid.BitsPerWord());
-  const std::uint64_t lastBit = std::uint64_t{1} << (last - lastWord * grid.BitsPerWord());
-  const std::ptrdiff_t q = grid.Quality();
-  const auto cover = [&place, q ](std::int32_t word, std::uint64_t bits) __attribute__((always_inline)) {
-    std::uint64_t& covered = place.cover[word * 2 * q];
-    if constexpr (countTwice) place.twice[word * q] |= covered & bits;
-    covered |= bits;
-  };
-  if (firstWord == lastWord) {
-    cover(firstWord, lastBit - firstBit);
-  } else {
-    const std::uint64_t whole = ~std::uint64_t{0} >> (64 - grid.BitsPerWord());
-    cover(firstWord, whole & (0 - firstBit));
-    for (std::int32_t word = firstWord + 1; word < lastWord; ++word) cover(word, whole);
-    cover(lastWord, lastBit - 1);
+// Addresses of a band's pixel rows in the picture.
+class PictureRows {
+ public:
+  template <typename Painter>
+  PictureRows(const Painter& painter, std::int32_t firstPixelRow, std::int32_t pixelRows) {
+    for (std::int32_t row = 0; row < pixelRows; ++row) rows_[row] = painter.Row(firstPixelRow + row);
   }
-  if (side == OutlineSide::kLeft) place.cross[firstWord * 2 * q] ^= firstBit;
-  if (side == OutlineSide::kRight) place.cross[lastWord * 2 * q] ^= lastBit;
-  band.Touch(grid.RowOf(row), firstWord, lastWord);
-}
-
-#if defined(__AVX2__)
-// The smallest and the largest lane, in all lanes.
-ORVANDEL_INLINE FourInts SmallestInAll(const FourInts& v) {
-  const FourInts pairs = SmallerLanes(v, __builtin_shufflevector(v, v, 2, 3, 0, 1));
-  return SmallerLanes(pairs, __builtin_shufflevector(pairs, pairs, 1, 0, 3, 2));
-}
-ORVANDEL_INLINE FourInts LargestInAll(const FourInts& v) {
-  const FourInts pairs = LargerLanes(v, __builtin_shufflevector(v, v, 2, 3, 0, 1));
-  return LargerLanes(pairs, __builtin_shufflevector(pairs, pairs, 1, 0, 3, 2));
-}
-
-// Sets the marks of four rows in one word column; first, last and crossing count from the word's first column. A run's
-// bits: ones from `first` on, without ones from `last` on. The vector shift gives 0 for counts of 64 and more, and for
-// negative ones, which count as huge.
-template <int Q, bool countTwice>
-ORVANDEL_INLINE void MarkWord(const RowPlace& place, std::int32_t word, const FourInts& first, const FourInts& last,
-                              const FourInts& crossing) {
-  const auto shifted = [](std::int64_t bits, const FourInts& counts) __attribute__((always_inline)) {
-    return _mm256_sllv_epi64(_mm256_set1_epi64x(bits), _mm256_cvtepu32_epi64((__m128i)counts));
-  };
-  const __m256i bits = _mm256_andnot_si256(shifted(-1, last), shifted(-1, first));
-  auto* cover = reinterpret_cast<__m256i*>(place.cover + word * 2 * Q);
-  const __m256i before = _mm256_loadu_si256(cover);
-  _mm256_storeu_si256(cover, _mm256_or_si256(before, bits));
-  if constexpr (countTwice) {
-    auto* twice = reinterpret_cast<__m256i*>(place.twice + word * Q);
-    _mm256_storeu_si256(twice, _mm256_or_si256(_mm256_loadu_si256(twice), _mm256_and_si256(before, bits)));
+  std::uint8_t* operator[](std::int32_t pixelRow) const { return rows_[pixelRow]; }
+  // The pixel, counted like the row's counters, is on its way to the cache: the picture's lines are scattered and
+  // seldom there.
+  ORVANDEL_INLINE void Expect(std::int32_t pixelRow, std::int32_t pixel) const {
+    __builtin_prefetch(rows_[pixelRow] + static_cast<std::ptrdiff_t>(pixel) * 4, 1);
   }
-  auto* cross = reinterpret_cast<__m256i*>(place.cross + word * 2 * Q);
-  _mm256_storeu_si256(cross, _mm256_xor_si256(_mm256_loadu_si256(cross), shifted(1, crossing)));
-}
 
-// The runs of four rows of one pixel row, word column by word column.
-template <int Q, bool countTwice>
-ORVANDEL_INLINE void MarkTogether(const Band<Q>& band, std::int32_t row, const FourCells& cells,
-                                  const SideMasks& masks) {
-  // Rows without a trace begin and end behind all columns, and so do crossings that are none.
-  const FourInts behind = ~cells.traced & kBehind;
-  FourInts first = (cells.first & cells.traced) | behind, last = (cells.last & cells.traced) | behind;
-  const FourInts farthest = LargestInAll((cells.last & cells.traced) | ~cells.traced);
-  const FourInts column = SmallestInAll(first) & ~63;
-  const std::int32_t firstWord = column[0] >> 6, lastWord = farthest[0] >> 6;
-  if (firstWord > lastWord) return;
-  first -= column;
-  last -= column;
-  FourInts crossing =
-      (first & Load<FourInts>(masks.atLeft)) | (last & Load<FourInts>(masks.atRight)) | Load<FourInts>(masks.neither);
-  const RowPlace place = band.PlaceOf(row);
-  MarkWord<Q, countTwice>(place, firstWord, first, last, crossing);
-  // Two words always: which of one and two it is cannot be guessed either. The row has a word to spare.
-  std::int32_t word = firstWord;
-  const FourInts none{};
-  do {
-    ++word;
-    first = LargerLanes(first - 64, none);
-    last = LargerLanes(last - 64, none);
-    crossing -= 64;
-    MarkWord<Q, countTwice>(place, word, first, last, crossing);
-  } while (word < lastWord);
-  const std::int32_t pixelRow = band.Sizes().RowOf(row);
-  band.TouchTwo(pixelRow, firstWord, lastWord > firstWord);
-  if (lastWord > firstWord + 1) band.Touch(pixelRow, firstWord + 2, lastWord);
-}
-#endif
-
-// All runs between the edges in slots a and b, rows y .. end - 1.
-template <int Q, bool countTwice>
-ORVANDEL_INLINE void MarkRuns(const Band<Q>& band, LivePiece& piece, int a, int b, OutlineSide side, std::int32_t y,
-                              std::int32_t end) {
-  const SideMasks& masks = kSideMasks[static_cast<int>(side)];
-  const std::int32_t lo = band.Job().lo, hi = band.Job().hi, firstColumn = band.FirstColumn();
-  ForFourRows(
-      piece, a, b, y, end, band.FirstRow(), [&](std::int32_t row, const FourCuts& cuts) __attribute__((always_inline)) {
-        FourCells cells;
-        TakeFourCells(cuts, masks, lo, hi, firstColumn, cells);
-#if defined(__AVX2__)
-        if constexpr (Q != 0 && Q % 4 == 0) return MarkTogether<Q, countTwice>(band, row, cells, masks);
-#endif
-        for (int k = 0; k < 4; ++k) {
-          if (cells.traced[k] != 0) MarkRun<Q, countTwice>(band, row + k, cells.first[k], cells.last[k], side);
-        }
-      });
-}
+ private:
+  std::uint8_t* rows_[kMostBandRows + 1];
+};
 
 template <int count>
 struct LongWords;
@@ -343,15 +266,18 @@ class InsideWalk {
   using Rows = RowWords<Q>;
   using Vector = typename Rows::Vector;
 
-  ORVANDEL_INLINE void Inside(const Line& line, std::int32_t quality, Vector& inside) {
-    inside = Rows::Load(line.words + quality, quality);
+  // `words` are the line's marks.
+  ORVANDEL_INLINE void Inside(const Line& line, const std::uint64_t* words, std::int32_t quality, Vector& inside) {
+    inside = Rows::Load(words + quality, quality);
     Rows::TakeParity(inside);
-    inside ^= carry_ & line.goesOn;
+    inside ^= carry_ & (line.pixelRow == pixelRow_ ? ~std::uint64_t{0} : 0);
     carry_ = -(inside >> 63);
+    pixelRow_ = line.pixelRow;
   }
 
  private:
   Vector carry_{};  // all ones in rows where the words so far leave us inside
+  std::int32_t pixelRow_ = -1;
 };
 
 }  // namespace orvandel::fast::ORVANDEL_KERNELS

@@ -9,8 +9,8 @@ namespace {
 constexpr std::size_t kBitsPerWord = 64;
 constexpr std::size_t kWordsPerLine = 8;
 
-// The last band may have one row more.
-std::size_t Rows(const BandPlan& plan) { return static_cast<std::size_t>(plan.rows) + 1; }
+// The last band may have one row more, and a group of rows may begin on the last one.
+std::size_t Rows(const BandPlan& plan) { return static_cast<std::size_t>(plan.rows) + 2; }
 
 std::size_t MinimumCells(const BandPlan& plan, const RowSizes& sizes) {
   return Rows(plan) * sizes.wordStride / 2 * kBitsPerWord;
@@ -32,12 +32,13 @@ RowSizes::RowSizes(std::int32_t words, std::int32_t quality)
       lineRoom(words + 128) {}
 
 std::int32_t BandRows(std::int32_t pictureWidth, std::int32_t quality, bool varies) {
-  constexpr std::int32_t kMostRows = 16;  // with the picture's rows they stay in a cache of the second level
   constexpr std::size_t kMostBytes = 2 << 20;
   const RowSizes sizes(WordsOfPicture(pictureWidth, quality), quality);
   const std::size_t bitsBytes = sizes.wordStride * sizeof(std::uint64_t);
   const std::size_t minimaBytes = varies ? sizes.wordStride / 2 * kBitsPerWord * sizeof(std::uint16_t) : 0;
-  return static_cast<std::int32_t>(std::clamp<std::size_t>(kMostBytes / (bitsBytes + minimaBytes), 1, kMostRows));
+  const std::size_t rows = std::clamp<std::size_t>(kMostBytes / (bitsBytes + minimaBytes), 1, kMostBandRows);
+  // An even number of pixel rows of four subrows each is whole groups of eight.
+  return static_cast<std::int32_t>(rows < 2 ? 1 : rows / 2 * 2);
 }
 
 std::int32_t WordsFor(std::int32_t columns, std::int32_t quality) {
@@ -56,7 +57,7 @@ void LayBand(Arena& arena, const BandPlan& plan, BandMemory& memory) {
   arena.Take(memory.dirty, rows * sizes.dirtyStride);
   arena.Take(memory.lineCounters, LineCounters(sizes));
   arena.Take(memory.chunks, static_cast<std::size_t>(sizes.lineRoom) * static_cast<std::size_t>(kMostChunks));
-  arena.Take(memory.lines, static_cast<std::size_t>(sizes.lineRoom));
+  arena.Take(memory.lines, static_cast<std::size_t>(sizes.lineRoom) + kLineSlack);
   if (!plan.varies) return;
   arena.Take(memory.twice, rows * sizes.wordStride / 2);
   arena.Take(memory.counters, rows * sizes.counterStride);

@@ -129,7 +129,7 @@ typedef std::int32_t FourInts __attribute__((vector_size(16)));
 typedef std::uint32_t FourWords __attribute__((vector_size(16)));
 
 // Bit k of the result: lane k of a comparison's result holds.
-ORVANDEL_INLINE unsigned LanesOf(const FourInts& mask) {
+ORVANDEL_INLINE unsigned LanesOfFour(const FourInts& mask) {
 #if defined(__x86_64__)
   return static_cast<unsigned>(_mm_movemask_ps((__m128)mask));
 #else

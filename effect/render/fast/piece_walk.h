@@ -36,6 +36,7 @@ namespace orvandel::fast::ORVANDEL_KERNELS {
 inline constexpr std::int32_t kLongestRuling = 4096;
 inline constexpr float kDrifted = 0.0001F;  // 1,678 x 2^-24: together with the above still less than 0.0019
 inline constexpr std::int32_t kLongestRun = 24576;
+inline constexpr std::int32_t kMostRowsTogether = 8;  // of a group, see row_groups.h
 
 enum class OutlineSide { kNone, kLeft, kRight };
 
@@ -72,7 +73,7 @@ ORVANDEL_INLINE bool OrderCut(OutlineSide side, float& leftX, float& rightX) {
 ORVANDEL_INLINE std::int32_t NextChange(const LivePiece& piece, std::int32_t y, unsigned& active) {
   const FourInts first = Load<FourInts>(piece.first), end = Load<FourInts>(piece.end);
   const FourInts begun = first <= y, goesOn = end > y;
-  active = LanesOf(begun & goesOn);
+  active = LanesOfFour(begun & goesOn);
   const FourInts change = begun ? (goesOn ? end : FourInts{} + kNoFirstRow) : first;
   return SmallestOfFour(change);
 }
@@ -229,10 +230,26 @@ inline void WalkPiece(LivePiece& piece, std::int32_t y, std::int32_t end, Rows& 
   }
 }
 
+// Whether more than two edges are active on some row; then they are where one of them begins.
+inline bool IsCrowded(const LivePiece& piece) {
+  const FourInts first = Load<FourInts>(piece.first), end = Load<FourInts>(piece.end);
+  bool crowded = false;
+  for (int slot = 0; slot < 4; ++slot) {
+    const std::int32_t y = piece.first[slot];
+    crowded |= __builtin_popcount(LanesOfFour((first <= y) & (end > y))) > 2;
+  }
+  return crowded;
+}
+
 // Takes a new piece's edges together; `i` is the point its segment ends at.
 class PieceLoader {
  public:
-  explicit PieceLoader(const DrawJob& job) : edges_(job.edges), lo_(job.lo), hi_(job.hi), firstRow_(job.firstRow) {}
+  explicit PieceLoader(const DrawJob& job)
+      : edges_(job.edges),
+        lo_(job.lo),
+        hi_(job.hi),
+        firstRow_(job.firstRow),
+        inWholeGroups_(job.bandRows * job.quality % kMostRowsTogether == 0) {}
 
   void Load(std::int32_t i, LivePiece& piece) const {
     const bool outlineLeft = edges_.y[i - 1] > edges_.y[i];
@@ -245,6 +262,7 @@ class PieceLoader {
     piece.firstBegin = Smaller(Smaller(piece.first[0], piece.first[1]), Smaller(piece.first[2], piece.first[3]));
     piece.lastEnd = Larger(Larger(piece.end[0], piece.end[1]), Larger(piece.end[2], piece.end[3]));
     Judge(piece, i);
+    piece.tame = inWholeGroups_ && !piece.wild && !piece.wide && piece.longRulings == 0 && !IsCrowded(piece);
     for (int slot = 0; slot < 4; ++slot) {
       const std::int32_t first = piece.first[slot], end = Smaller(firstRow_, piece.end[slot]);
       if (first < end) StepEdge(piece, slot, end - first);
@@ -304,6 +322,7 @@ class PieceLoader {
 
   const StrokeEdges& edges_;
   std::int32_t lo_, hi_, firstRow_;
+  bool inWholeGroups_;  // bands end where groups of rows do
 };
 
 }  // namespace orvandel::fast::ORVANDEL_KERNELS

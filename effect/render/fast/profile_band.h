@@ -14,6 +14,7 @@
 
 #include "effect/render/fast/band.h"
 #include "effect/render/fast/lookup.h"
+#include "effect/render/fast/mark_queue.h"
 #include "effect/render/fast/pixels.h"
 #include "effect/render/fast/run.h"
 
@@ -23,10 +24,19 @@ namespace orvandel::fast::ORVANDEL_KERNELS {
 template <int Q>
 class ShapePass {
  public:
-  explicit ShapePass(const Band<Q>& band) : band_(band) {}
+  explicit ShapePass(const Band<Q>& band) : band_(band), queue_(band) {}
 
   void Run(LivePiece& piece, int a, int b, OutlineSide side, std::int32_t y, std::int32_t end) {
-    MarkRuns<Q, true>(band_, piece, a, b, side, y, end);
+    queue_.Add(piece, a, b, side, y, end);
+  }
+
+  void Walk(LivePiece& piece, std::int32_t y, std::int32_t end) {
+#if defined(__AVX512F__)
+    if constexpr (Q != 0 && Q % 4 == 0) {
+      if (piece.tame) return queue_.AddTamePiece(piece, y, end);
+    }
+#endif
+    WalkPiece(piece, y, end, *this);
   }
 
   void OneRow(std::int32_t y, const Cut& cut, bool) {
@@ -38,10 +48,11 @@ class ShapePass {
 
   // Turns the marks into what the second pass needs: crossings become "inside", `Twice` becomes "covered and not
   // simple", and their places in the plane of indices are set to "none".
-  void Resolve(const Painter& painter, std::int32_t pixelRows) {
+  void Resolve(std::int32_t pixelRows) {
+    queue_.Flush();
     for (std::int32_t pixelRow = 0; pixelRow < pixelRows; ++pixelRow) band_.Job().band.badRows[pixelRow] = 0;
     InsideWalk<Q> walk;
-    band_.template ForLines<false>(painter, pixelRows, [&](const Line* lines, std::int32_t count) {
+    band_.template ForLines<false>(pixelRows, [&](const Line* lines, std::int32_t count) {
       for (std::int32_t i = 0; i < count; ++i) ResolveLine(walk, lines[i]);
     });
   }
@@ -52,11 +63,11 @@ class ShapePass {
 
   void ResolveLine(InsideWalk<Q>& walk, const Line& line) const {
     const std::int32_t q = band_.Sizes().Quality();
-    std::uint64_t* twice = band_.Twice(line.pixelRow, line.word);
+    std::uint64_t *words = band_.WordsOf(line), *twice = band_.Twice(line.pixelRow, line.word);
     Vector inside;
-    walk.Inside(line, q, inside);
-    Rows::Store(line.words + q, inside, q);
-    const Vector bad = Rows::Load(twice, q) | (Rows::Load(line.words, q) & ~inside);
+    walk.Inside(line, words, q, inside);
+    Rows::Store(words + q, inside, q);
+    const Vector bad = Rows::Load(twice, q) | (Rows::Load(words, q) & ~inside);
     if (!Rows::Any(bad)) return;
     Rows::Store(twice, bad, q);
     band_.Job().band.badRows[line.pixelRow] = 1;
@@ -65,6 +76,7 @@ class ShapePass {
   }
 
   const Band<Q>& band_;
+  MarkQueue<Q, true> queue_;
 };
 
 // Second pass.
@@ -76,14 +88,14 @@ class SamplePass {
   void Run(LivePiece& piece, int a, int b, OutlineSide side, std::int32_t y, std::int32_t end) {
     LaneCuts cuts;
     cuts.Clear();
-    std::int32_t batch = (y - band_.FirstRow()) & ~3;  // row of the first lane
-    ForFourRows(piece, a, b, y, end, band_.FirstRow(), [&](std::int32_t row, const FourCuts& four) {
+    std::int32_t batch = (y - band_.FirstRow()) & ~(kRowGroup - 1);  // row of the first lane
+    ForRowGroups(piece, a, b, y, end, band_.FirstRow(), [&](std::int32_t row, const RowCuts& group) {
       if (row == batch + kLanes) {
         Add(side, batch, cuts);
         cuts.Clear();
         batch = row;
       }
-      cuts.Take(row - batch, four);
+      cuts.Take(row - batch, group);
     });
     Add(side, batch, cuts);
   }
@@ -97,8 +109,9 @@ class SamplePass {
   void FinishLine(const Line& line) const {
     const std::int32_t q = band_.Sizes().Quality();
     if (band_.Job().band.badRows[line.pixelRow] != 0) CountBadCells(line);
-    Rows::Store(line.words, Vector{}, q);
-    Rows::Store(line.words + q, Vector{}, q);
+    std::uint64_t* words = band_.WordsOf(line);
+    Rows::Store(words, Vector{}, q);
+    Rows::Store(words + q, Vector{}, q);
   }
 
  private:
@@ -112,7 +125,7 @@ class SamplePass {
     std::int32_t used[kLanes];  // -1 in lanes that hold a row
 
     void Clear() { *this = {}; }
-    ORVANDEL_INLINE void Take(std::int32_t lane, const FourCuts& cuts) {
+    ORVANDEL_INLINE void Take(std::int32_t lane, const RowCuts& cuts) {
       Store(leftX + lane, cuts.leftX);
       Store(rightX + lane, cuts.rightX);
       Store(leftU + lane, cuts.leftU);
@@ -315,11 +328,12 @@ class SamplePass {
 
   void CountBadCells(const Line& line) const {
     const std::int32_t q = band_.Sizes().Quality(), firstColumn = line.word * band_.Sizes().BitsPerWord();
+    const std::uint64_t* words = band_.WordsOf(line);
     std::uint64_t* bad = band_.Twice(line.pixelRow, line.word);
     const std::uint16_t* smallest = band_.Smallest(line.pixelRow, line.word);
     std::uint16_t* counters = band_.Counters(line.pixelRow);
     for (std::int32_t row = 0; row < q; ++row) {
-      std::uint64_t bits = bad[row] & line.words[q + row];  // inside
+      std::uint64_t bits = bad[row] & words[q + row];  // inside
       bad[row] = 0;
       for (; bits != 0; bits &= bits - 1) {
         const std::int32_t bit = __builtin_ctzll(bits);
@@ -336,40 +350,48 @@ class SamplePass {
 template <int Q>
 class ProfileBand {
  public:
+  // Pixels blended at a time.
+  static constexpr int kPixels = kLanes == 4 ? 4 : 8;
+  using P = Pixels<kPixels>;
+
   ProfileBand(const DrawJob& job, std::int32_t firstRow)
       : band_(job, firstRow), painter_(job), shape_(band_), samples_(band_) {}
 
   void Walk(LivePiece& piece, std::int32_t y, std::int32_t end) {
     LivePiece probe = piece;
-    WalkPiece(probe, y, end, shape_);
+    shape_.Walk(probe, y, end);
   }
 
-  void Resolve(std::int32_t pixelRows) { shape_.Resolve(painter_, pixelRows); }
+  void Resolve(std::int32_t pixelRows) { shape_.Resolve(pixelRows); }
 
   void WalkAgain(LivePiece& piece, std::int32_t y, std::int32_t end) { WalkPiece(piece, y, end, samples_); }
 
   void Finish(std::int32_t pixelRows) {
-    band_.template ForLines<true>(painter_, pixelRows, [&](const Line* lines, std::int32_t count) {
-      for (std::int32_t i = 0; i < count; ++i) samples_.FinishLine(lines[i]);
-      for (std::int32_t i = 0; i < count; ++i) BlendLine(lines[i]);
+    const PictureRows rows(painter_, band_.FirstPixelRow(), pixelRows);
+    band_.template ForLines<true>(pixelRows, [&](const Line* lines, std::int32_t count) {
+      for (std::int32_t i = 0; i < count; ++i) {
+        rows.Expect(lines[i].pixelRow, band_.FirstPixelOf(lines[i].word));
+        samples_.FinishLine(lines[i]);
+      }
+      for (std::int32_t i = 0; i < count; ++i) BlendLine(rows, lines[i]);
     });
   }
 
  private:
   // Whole vectors of counters: what belongs to the next line is blended with this one.
-  ORVANDEL_INLINE void BlendLine(const Line& line) const {
+  ORVANDEL_INLINE void BlendLine(const PictureRows& rows, const Line& line) const {
     const std::int32_t first = band_.FirstPixelOf(line.word), end = first + band_.Sizes().PixelsPerWord();
     std::uint16_t* counters = band_.Counters(line.pixelRow);
     for (std::int32_t pixel = first; pixel < end; pixel += kPixels) {
-      const PixelWords sums = LoadHalves(counters + pixel);
-      if (!AnyPixel((PixelInts)sums)) continue;
+      const typename P::Words sums = P::LoadHalves(counters + pixel);
+      if (!P::Any((typename P::Ints)sums)) continue;
       __builtin_memset(counters + pixel, 0, kPixels * sizeof *counters);
-      painter_.Blend(line.row, pixel, PixelsToFloats(sums));
+      painter_.Blend(rows[line.pixelRow], pixel, P::ToFloats(sums));
     }
   }
 
   Band<Q> band_;
-  Painter painter_;
+  Painter<kPixels> painter_;
   ShapePass<Q> shape_;
   SamplePass<Q> samples_;
 };

@@ -15,7 +15,8 @@ bool Runs(StrokeCode code) {
   if (code == StrokeCode::kAvx512) {
     return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
            __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512dq") &&
-           __builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("avx512vnni") &&
+           __builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("avx512vbmi2") &&
+           __builtin_cpu_supports("avx512vpopcntdq") && __builtin_cpu_supports("avx512vnni") &&
            __builtin_cpu_supports("avx512bitalg") && __builtin_cpu_supports("fma") && __builtin_cpu_supports("bmi2");
   }
 #endif

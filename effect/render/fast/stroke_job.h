@@ -59,17 +59,19 @@ struct LivePiece {
   // each.
   bool wild;
   unsigned longRulings;
+  bool tame;    // nothing of that, and no more than two edges are active on any row
   bool wide;    // some run of it may be that long that it does; then:
   float drift;  // how far rounding may move the distance of two edges
 };
 
-// One word column of one pixel row that pieces have touched.
+// One word column of one pixel row of a band, the row counted from the band's first.
 struct Line {
-  std::uint64_t* words;   // its marks
-  std::uint8_t* row;      // address of counter 0's pixel
-  std::int32_t pixelRow;  // counted from the band's first
-  std::int32_t word;
-  std::uint64_t goesOn;  // 0 in the first line of its pixel row, else all ones
+  std::uint16_t word, pixelRow;
+};
+
+// A few pixels of a line that are blended together.
+struct Chunk {
+  std::uint16_t column, pixelRow;  // the column in chunks
 };
 
 // What a band is drawn with, see band.h. Strokes share it, as it is all zero between bands but where noted.
@@ -79,7 +81,7 @@ struct BandMemory {
   std::uint16_t* counters;      // of all pixels; only for profiles that vary, like `twice`, `badRows` and `smallest`
   std::uint16_t* lineCounters;  // kLineCounters a line, holds what it will; only for flat profiles. What follows a
                                 // line's pixels is 0 where lines are shorter than vectors.
-  std::uint32_t* chunks;        // kMostChunks a line, holds what it will
+  Chunk* chunks;                // kMostChunks a line, holds what it will
   std::uint16_t* smallest;      // holds what it will
   std::uint8_t* badRows;        // holds what it will
   Line* lines;                  // holds what it will
@@ -118,6 +120,13 @@ struct DrawJob {
 
 inline constexpr std::int32_t kIndexEntries = 512;
 inline constexpr std::uint16_t kDrawnMark = 256;
+
+// Pixel rows of a band, at most, but for the last band, which may have one more. With the picture's rows they stay in a
+// cache of the second level.
+inline constexpr std::int32_t kMostBandRows = 16;
+
+// Lists of lines are written in whole vectors.
+inline constexpr std::size_t kLineSlack = 32;
 
 // Vectors of pixels in a line of 16, at most.
 inline constexpr std::int32_t kMostChunks = 4;

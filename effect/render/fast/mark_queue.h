@@ -1,0 +1,93 @@
+// Pieces of a band -> marks that wait to be set together.
+#pragma once
+
+#include "effect/render/fast/marks.h"
+#include "effect/render/fast/tame_piece.h"
+
+namespace orvandel::fast::ORVANDEL_KERNELS {
+
+// Where the runs of a band's pieces wait to become marks, in any order. Taking an edge down its rows is one long chain
+// of operations; what follows on it is done for many groups of rows together, so that the processor, which looks ahead
+// only so far, finds work that waits for nothing.
+template <int Q, bool countTwice>
+class MarkQueue {
+ public:
+  explicit MarkQueue(const Band<Q>& band) : band_(band) {}
+
+  // All runs between the edges in slots a and b, rows y .. end - 1.
+  ORVANDEL_INLINE void Add(LivePiece& piece, int a, int b, OutlineSide side, std::int32_t y, std::int32_t end) {
+    const SideMasks& masks = kSideMasks[static_cast<int>(side)];
+    const std::int32_t lo = band_.Job().lo, hi = band_.Job().hi, firstColumn = band_.FirstColumn();
+    std::int32_t count = count_;
+    ForRowGroups(
+        piece, a, b, y, end,
+        band_.FirstRow(), [&](std::int32_t row, const RowCuts& cuts) __attribute__((always_inline)) {
+          RowCells cells;
+          TakeGroupCells(cuts, masks, lo, hi, firstColumn, cells);
+#if defined(__AVX2__)
+          if constexpr (kWaits) {
+            PrepareGroup(cells, masks, waiting_[count]);
+            waiting_[count].row = row;
+            count = Keep(count);
+            return;
+          }
+#endif
+          for (int k = 0; k < kRowGroup; ++k) {
+            if (cells.traced[k] != 0) MarkRun<Q, countTwice>(band_, row + k, cells.first[k], cells.last[k], side);
+          }
+        });
+    count_ = count;
+  }
+
+#if defined(__AVX512F__)
+  // All rows y .. end - 1 of a tame piece.
+  ORVANDEL_INLINE void AddTamePiece(LivePiece& piece, std::int32_t y, std::int32_t end) {
+    y = Larger(y, piece.firstBegin);
+    end = Smaller(end, piece.lastEnd);
+    if (y >= end) return;
+    TamePiece rows(piece, y, end);
+    const std::int32_t lo = band_.Job().lo, hi = band_.Job().hi, firstColumn = band_.FirstColumn();
+    std::int32_t from = (y - band_.FirstRow()) & (kRowGroup - 1), count = count_;
+    for (std::int32_t at = y - from; at < end; at += kRowGroup, from = 0) {
+      TameCuts cuts;
+      rows.Next(at, from, cuts);
+      rows.Prepare(cuts, lo, hi, firstColumn, waiting_[count]);
+      waiting_[count].row = at - band_.FirstRow();
+      count = Keep(count);
+    }
+    rows.Leave(piece);
+    count_ = count;
+  }
+#endif
+
+  __attribute__((noinline)) void Flush() {
+#if defined(__AVX2__)
+    if constexpr (kWaits) {
+      for (std::int32_t i = 0; i < count_; ++i) MarkGroup<Q, countTwice>(band_, waiting_[i]);
+      count_ = 0;
+    }
+#endif
+  }
+
+ private:
+#if defined(__AVX2__)
+  // The group behind `count` others stays when it has a trace; returns how many then wait.
+  ORVANDEL_INLINE std::int32_t Keep(std::int32_t count) {
+    count += waiting_[count].firstWord <= waiting_[count].lastWord ? 1 : 0;
+    if (count < kMost) return count;
+    count_ = count;
+    Flush();
+    return 0;
+  }
+#endif
+
+  const Band<Q>& band_;
+  std::int32_t count_ = 0;
+#if defined(__AVX2__)
+  static constexpr bool kWaits = Q != 0 && Q % 4 == 0;
+  static constexpr std::int32_t kMost = kWaits ? 64 : 1;
+  GroupMarks waiting_[kMost];
+#endif
+};
+
+}  // namespace orvandel::fast::ORVANDEL_KERNELS
