@@ -266,8 +266,8 @@ class SamplePass {
     const std::int32_t allFrom = LargestLane(skip), allTo = SmallestLane(filled ? end : Ints{} + kNoFirstRow);
     const std::int32_t columns = LargestLane(end);
 
-    std::uint16_t* places[kGroups];
-    for (int group = 0; group < kGroups; ++group) places[group] = PlaceOf(batch, start, group);
+    GroupPlace places[kGroups];
+    for (int group = 0; group < kGroups; ++group) places[group] = PlaceOf(batch, start, end, group);
     for (std::int32_t x = 0; x < columns; x += 4 * Q) {
       Ints sums[4];
       for (int pixelInTurn = 0; pixelInTurn < 4; ++pixelInTurn) {
@@ -281,7 +281,7 @@ class SamplePass {
           }
         }
       }
-      AddToCounters(SumGroups(sums), end, x, places);
+      AddToCounters(SumGroups(sums), x, places);
     }
   }
 
@@ -305,24 +305,29 @@ class SamplePass {
     lookup_.Add(index[0], index[1], index[2], index[3], sums);
   }
 
-  // Null for a group without samples.
-  std::uint16_t* PlaceOf(std::int32_t batch, const Ints& start, int group) const {
+  // Where four rows of one pixel row add their sums, and up to which column, counted from there; 0 without samples.
+  struct GroupPlace {
+    std::uint16_t* counters;
+    std::int32_t columns;
+  };
+
+  GroupPlace PlaceOf(std::int32_t batch, const Ints& start, const Ints& end, int group) const {
     const std::int32_t pixel = start[4 * group];
-    if (pixel == kNoFirstRow) return nullptr;
-    return band_.Counters(band_.Sizes().RowOf(batch + 4 * group)) + pixel;
+    if (pixel == kNoFirstRow) return {nullptr, 0};
+    return {band_.Counters(band_.Sizes().RowOf(batch + 4 * group)) + pixel,
+            Larger(Larger<std::int32_t>(end[4 * group], end[4 * group + 1]),
+                   Larger<std::int32_t>(end[4 * group + 2], end[4 * group + 3]))};
   }
 
-  void AddToCounters(const Ints& sums, const Ints& end, std::int32_t x, std::uint16_t* (&places)[kGroups]) const {
+  ORVANDEL_INLINE static void AddToCounters(const Ints& sums, std::int32_t x, const GroupPlace (&places)[kGroups]) {
     typedef std::uint16_t Four __attribute__((vector_size(8)));
     const Halves halves = __builtin_convertvector((Words)sums, Halves);
     for (int group = 0; group < kGroups; ++group) {
-      const std::int32_t last = Larger(Larger<std::int32_t>(end[4 * group], end[4 * group + 1]),
-                                       Larger<std::int32_t>(end[4 * group + 2], end[4 * group + 3]));
-      if (places[group] == nullptr || x >= last) continue;
+      if (x >= places[group].columns) continue;
+      std::uint16_t* counters = places[group].counters + x / Q;
       Four four;
       __builtin_memcpy(&four, reinterpret_cast<const char*>(&halves) + 8 * group, sizeof four);
-      Store(places[group], Load<Four>(places[group]) + four);
-      places[group] += 4;
+      Store(counters, Load<Four>(counters) + four);
     }
   }
 
@@ -351,7 +356,7 @@ template <int Q>
 class ProfileBand {
  public:
   // Pixels blended at a time.
-  static constexpr int kPixels = kLanes == 4 ? 4 : 8;
+  static constexpr int kPixels = Q == 4 ? kLanes : kLanes == 4 ? 4 : 8;
   using P = Pixels<kPixels>;
 
   ProfileBand(const DrawJob& job, std::int32_t firstRow)
