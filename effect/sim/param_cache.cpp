@@ -42,7 +42,6 @@ void DropSimulationFrom(Stepper& stepper, double f) {
 }
 
 void StoreRestartValues(Stepper& stepper) {
-  stepper.cacheDirty = true;
   stepper.restartValues.resize(stepper.restartIds.size());
   for (std::size_t i = 0; i < stepper.restartIds.size(); ++i) {
     stepper.restartValues[i] = KeyOf(SimParam(stepper, stepper.restartIds[i]));
@@ -57,10 +56,8 @@ double SearchEnd(const Stepper& stepper) {
 
 void RemoveEntriesFrom(Stepper& stepper, double f) {
   auto& entries = stepper.cacheEntries;
-  const auto first = std::find_if(entries.begin(), entries.end(), [f](const CacheEntry& e) { return e.time >= f; });
-  if (first == entries.end()) return;
-  entries.erase(first, entries.end());
-  stepper.cacheDirty = true;
+  entries.erase(std::find_if(entries.begin(), entries.end(), [f](const CacheEntry& e) { return e.time >= f; }),
+                entries.end());
 }
 
 // Whether the host promises that nothing has changed since the cache was last checked; then ticks before checkedTo need
@@ -73,18 +70,17 @@ bool RenewStamp(Stepper& stepper) {
     const OrvChangeStampService* service = context.services.ChangeStamp();
     if (service == nullptr || service->changeStamp(context.inRecord->effectRef, &stamp) != 0) stamp = 0;
   }
-  const bool unchanged = stamp != 0 && stamp == stepper.stamp && !stepper.cacheEntries.empty();
+  const bool unchanged = stamp != 0 && stamp == stepper.stamp;
   stepper.stamp = stamp;
-  if (!unchanged) stepper.checkedTo = 0;
   return unchanged;
 }
 
-// The last entry that lies before tick `from`; the first one for tick 0.
-std::size_t EntryBefore(const Stepper& stepper, double from) {
+// The entry that stands at a tick. The first one of a cache stands from tick 0 on.
+std::size_t EntryAt(const Stepper& stepper, double tick) {
   const auto& entries = stepper.cacheEntries;
   const auto after = std::partition_point(entries.begin(), entries.end(),
-                                          [from](const CacheEntry& entry) { return entry.time < from; });
-  return after == entries.begin() ? 0 : static_cast<std::size_t>(after - entries.begin()) - 1;
+                                          [tick](const CacheEntry& entry) { return entry.time <= tick; });
+  return static_cast<std::size_t>(after - entries.begin()) - 1;
 }
 
 }  // namespace
@@ -97,7 +93,6 @@ void LoadSimParams(Stepper& stepper) {
 }
 
 bool NeedsRestart(Stepper& stepper) {
-  if (stepper.restartIds.empty()) return false;
   if (stepper.restartValues.empty()) return true;
   for (std::size_t i = 0; i < stepper.restartIds.size(); ++i) {
     if (!SameValue(SimParam(stepper, stepper.restartIds[i]), stepper.restartValues[i])) return true;
@@ -107,14 +102,14 @@ bool NeedsRestart(Stepper& stepper) {
 
 void ValidateCache(Stepper& stepper) {
   const bool unchanged = RenewStamp(stepper);
+  // A cache without entries has no restart values either: both come with the first rebuild.
   if (!unchanged && NeedsRestart(stepper)) {
     RebuildCacheFrom(stepper, 0);
     return;
   }
   const double limit = stepper.target + 1;
-  if (unchanged && stepper.checkedTo > limit) return;
   double from = unchanged ? stepper.checkedTo : 0;
-  for (std::size_t i = EntryBefore(stepper, from); i < stepper.cacheEntries.size(); ++i) {
+  for (std::size_t i = EntryAt(stepper, from); from < limit; ++i) {
     const bool hasNext = i + 1 < stepper.cacheEntries.size();
     const double to = hasNext ? std::min(stepper.cacheEntries[i + 1].time - 1, limit) : limit;
     from = FindFirstChange(stepper, stepper.cacheEntries[i].keys, from, to);
@@ -123,9 +118,7 @@ void ValidateCache(Stepper& stepper) {
       return;
     }
     stepper.checkedTo = from;
-    if (from >= limit) return;
   }
-  RebuildCacheFrom(stepper, from);
 }
 
 double FindFirstChange(Stepper& stepper, KeyBytes keys, double from, double to) {
@@ -144,13 +137,13 @@ double FindFirstChange(Stepper& stepper, KeyBytes keys, double from, double to) 
 void RebuildCacheFrom(Stepper& stepper, double from) {
   const double f = std::floor(from);
   DropSimulationFrom(stepper, f);
-  if (f == 0 && !stepper.restartIds.empty()) StoreRestartValues(stepper);
+  if (f == 0) StoreRestartValues(stepper);
+  stepper.cacheDirty = true;
   RemoveEntriesFrom(stepper, f);
   for (double tick = f; tick < stepper.target + 1; tick += 1) {
     if (tick != 0) tick = FindFirstChange(stepper, stepper.cacheEntries.back().keys, tick, SearchEnd(stepper));
     const KeyBytes keys = SampleAnimated(stepper, tick);
     stepper.cacheEntries.push_back({keys, stepper.KeyBytesPerEntry(), tick});
-    stepper.cacheDirty = true;
     stepper.checkedTo = tick + 1;
   }
 }

@@ -1,6 +1,8 @@
 // The cache of parameter values: where its entries lie, and that any edit gives the frame of a fresh render.
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include "effect/params/param_ids.h"
 #include "tests/sim/sequence_probe.h"
 
@@ -47,7 +49,7 @@ TEST(ParamCache, EditsGiveTheFrameOfAFreshRender) {
                          kOpacity,       kLifespan, kFadeInTime, kFadeOutTime, kSetAt, kReflection, kRenderQuality};
   const auto stepAt = [](FakeHost& host, ParamId id, double tick) {
     host.ClearValues();
-    host.SetFixed(kFrequency, 5);
+    host.SetFixed(kFrequency, 31);  // births in every tick, also between the frames
     host.SetValue(id, [&host, tick, id](std::int32_t time, OrvParamDef& d) {
       const bool after = time * 30.0 / host.timeScale >= tick;
       if (id == kProducerPoint)
@@ -60,7 +62,7 @@ TEST(ParamCache, EditsGiveTheFrameOfAFreshRender) {
         d.value.angle.value = after ? 65536 * 45 : 65536 * 10;
       else
         d.value.integer.value = after ? (d.type == ORV_PARAM_INTEGER ? 5 : 1) : (d.type == ORV_PARAM_INTEGER ? 7 : 0);
-      if (id == kFrequency) d.value.fixed.value *= 5;
+      if (id == kFrequency) d.value.fixed.value *= 30;
       if (d.type == ORV_PARAM_POPUP) d.value.popup.value = after ? 2 : 1;
       if (id == kWaveType) d.value.popup.value = after ? 1 : 3;
     });
@@ -76,6 +78,60 @@ TEST(ParamCache, EditsGiveTheFrameOfAFreshRender) {
       }
     }
   }
+}
+
+// The frame before the edit leaves the list at its tick, a fraction also a snapshot. A list at a whole tick, and one a
+// fraction before the edited tick, have been moved along by the values of the tick ahead.
+TEST(ParamCache, AnEditCostsOnlyTheTicksFromItOn) {
+  for (const double before : {20.0, 20.5}) {
+    for (const int edit : {0, 1, 19, 20, 21, 22, 24}) {
+      for (const double after : {20.0, 20.5, 21.0, 22.25}) {
+        Cached host;
+        const auto stepAt = [&host](int tick) {
+          host.SetValue(kProducerPoint, [&host, tick](std::int32_t time, OrvParamDef& d) {
+            d.value.point.x = (host.TickOf(time) >= tick ? 20 : 30) * 65536;
+          });
+        };
+        host.SetFixed(kFrequency, 40);
+        host.SetValue(kExpansion, [&host](std::int32_t time, OrvParamDef& d) {
+          d.value.fixed.value = host.TickOf(time) < 10 ? 65536 : 131072;  // entries before the edit stay
+        });
+        stepAt(1000);
+        ASSERT_EQ(host.RenderTick(before), 0);
+        stepAt(edit);
+        host.progressTotal.clear();
+        ASSERT_EQ(host.RenderTick(after), 0);
+        const bool listStands = before == 20 ? edit > 20 : edit >= 22 && before == after;
+        const bool snapshotStands = before != 20 && edit > 20;
+        const double start = listStands ? before : snapshotStands ? 20 : 0;
+        const std::int32_t ticksAhead = host.progressTotal.front();
+        // Without a step the first report is that of the drawing, of more lines than there are ticks.
+        EXPECT_TRUE(start == after ? ticksAhead > 24 : ticksAhead == static_cast<int>(after - start))
+            << before << ", " << edit << ", " << after << ": " << ticksAhead;
+        EXPECT_EQ(host.Picture(), host.FreshPictureAtTick(after)) << before << ", " << edit << ", " << after;
+      }
+    }
+  }
+}
+
+TEST(ParamCache, RestartParametersCountAtTimeZeroAlone) {
+  Cached host;
+  host.layers.emplace_back(8, 8, std::uint8_t{40});
+  host.layers.emplace_back(8, 8, std::uint8_t{50});
+  ASSERT_EQ(host.RenderTick(20), 0);
+  const auto picture = host.FreshPictureAtTick(21);
+  host.SetValue(kSetAt, [](std::int32_t time, OrvParamDef& d) { d.value.popup.value = time == 0 ? 1 : 2; });
+  host.SetValue(kSourceLayer, [&host](std::int32_t time, OrvParamDef& d) {
+    if (time > 0) d.value.layer.image = host.layers[static_cast<std::size_t>(time / 1000 % 2)].View();
+  });
+  host.progressTotal.clear();
+  ASSERT_EQ(host.RenderTick(21), 0);
+  EXPECT_EQ(host.progressTotal.front(), 1) << "nothing has changed at time 0";
+  EXPECT_EQ(host.Picture(), picture);
+  host.SetWord(kSetAt, 2);
+  host.progressTotal.clear();
+  ASSERT_EQ(host.RenderTick(22), 0);
+  EXPECT_EQ(host.progressTotal.front(), 22);
 }
 
 TEST(ParamCache, ANewSourceLayerPictureRestartsTheSimulation) {
@@ -114,12 +170,41 @@ TEST(ParamCache, AChangeStampSparesTheCheckAndChangesNoFrame) {
   host.changeStamp = 8;
   ASSERT_EQ(host.RenderTick(390), 0);
   EXPECT_EQ(host.Picture(), host.FreshPictureAtTick(390)) << "another stamp: everything is looked at again";
-  host.changeStamp = 0;
-  host.SetFixed(kExpansion, 3);
-  ASSERT_EQ(host.RenderTick(391), 0);
-  EXPECT_EQ(host.Picture(), host.FreshPictureAtTick(391));
+  host.changeStamp = 0;  // no such service: then every frame counts as another stamp
+  for (const double expansion : {3.0, 4.0}) {
+    host.SetFixed(kExpansion, expansion);
+    ASSERT_EQ(host.RenderTick(391), 0);
+    EXPECT_EQ(host.Picture(), host.FreshPictureAtTick(391));
+  }
+  // Checked again part of the way, then further along, within one entry and across its end.
+  host.changeStamp = 9;
+  for (const double tick : {180.0, 190.0, 230.0}) ASSERT_EQ(host.RenderTick(tick), 0);
+  EXPECT_EQ(CacheTimes(host), (std::vector<double>{0, 50, 100, 150, 200, 250, 300, 350, 400})) << "no entry doubled";
+  // A change a tick: where one frame's check ends, the next one's begins.
+  host.SetValue(kFrequency, [&host](std::int32_t time, OrvParamDef& d) {
+    d.value.fixed.value = static_cast<OrvFixed>(65536 * (1 + host.TickOf(time) / 50));
+  });
+  host.changeStamp = 10;
+  for (const double tick : {130.0, 131.0, 131.5, 135.0}) {
+    ASSERT_EQ(host.RenderTick(tick), 0);
+    EXPECT_EQ(static_cast<double>(CacheTimes(host).size()), std::ceil(tick + 1));
+  }
   std::string why;
   EXPECT_TRUE(host.Balanced(&why)) << why;
+}
+
+TEST(ParamCache, AnAbortedOpeningChangesNothing) {
+  Cached host;
+  ASSERT_EQ(host.RenderTick(20.5), 0);
+  const auto times = CacheTimes(host);
+  host.SetFixed(kExpansion, 2);
+  host.Arm({Callback::kAbort, 0});
+  host.ResetCalls();
+  EXPECT_EQ(host.RenderTick(22), 4);
+  EXPECT_LT(host.Calls(Callback::kCheckOut), 200) << "no tick is looked at";
+  EXPECT_EQ(CacheTimes(host), times);
+  EXPECT_EQ(StateOf(host).time, 20.5);
+  EXPECT_EQ(StateOf(host).snapshotTime, 20);
 }
 
 // A cache that finds no memory must not leave a simulation behind that the stored cache does not describe.
@@ -131,6 +216,9 @@ TEST(ParamCache, AFailedRewriteNeverGivesAStaleFrame) {
     host.Arm({Callback::kNewHandle, fail});
     EXPECT_EQ(host.RenderTick(22), fail == 0 ? ORV_OUT_OF_MEMORY : 0)
         << "the cache block is all that a whole tick needs";
+    // 2 restart ids, the flag, their values; 28 animated ids; 2 entries; and the five words before them.
+    const std::uint64_t blockBytes = 2 * 4 + 1 + 2 * 8 + 28 * 4 + 2 * (8 + 28 * 8) + 5 * 4;
+    EXPECT_TRUE(fail != 0 || host.FirstRefusedBytes() == blockBytes) << host.FirstRefusedBytes();
     host.Disarm();
     host.ClearValues();
     ASSERT_EQ(host.RenderTick(25), 0);
