@@ -211,13 +211,13 @@ void ReadCacheBlock(Stepper& stepper, const std::uint8_t* block) {
     block += count;
   };
   const auto takeWord = [&take]() {
-    std::uint32_t word = 0;
+    std::uint32_t word;
     take(&word, sizeof(word));
     return word;
   };
   stepper.restartIds.resize(takeWord());
   take(stepper.restartIds.data(), stepper.restartIds.size() * 4);
-  std::uint8_t flag = 0;
+  std::uint8_t flag;
   take(&flag, 1);
   if (flag == 1) {
     stepper.restartValues.resize(stepper.restartIds.size());

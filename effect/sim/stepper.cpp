@@ -19,7 +19,7 @@ void CreateState(Stepper& stepper) {
   stepper.context->outRecord->sequenceData = handle;
   stepper.context->inRecord->sequenceData = handle;
   Utilities(stepper).lockHandle(handle);
-  stepper.state = ::new (*handle) SequenceState{nullptr, -1, nullptr, nullptr, -1, 0, 0, nullptr};
+  stepper.state = ::new (*handle) SequenceState{};  // the release fills it
   // An entry left over for a state at this address would be of one that the host has dropped without a word.
   Register(*stepper.state);
 }
@@ -91,11 +91,13 @@ void WriteBack(Stepper& stepper) noexcept {
 
 }  // namespace
 
+Stepper::Stepper(EffectContext& callContext)
+    : context(&callContext),
+      durationTicks(TicksOf(callContext.inRecord->duration, callContext.inRecord->timeScale)),
+      target(std::max(TicksOf(callContext.inRecord->currentTime, callContext.inRecord->timeScale), 0.0)) {}
+
 void OpenStepper(Stepper& stepper, bool sample) {
-  const OrvInRecord& host = *stepper.context->inRecord;
-  stepper.durationTicks = TicksOf(host.duration, host.timeScale);
-  stepper.target = std::max(TicksOf(host.currentTime, host.timeScale), 0.0);
-  if (host.sequenceData == nullptr) {
+  if (stepper.context->inRecord->sequenceData == nullptr) {
     CreateState(stepper);
     return;
   }

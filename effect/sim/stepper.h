@@ -20,7 +20,7 @@ struct CacheEntry {
 };
 
 struct Stepper {
-  explicit Stepper(EffectContext& callContext) : context(&callContext) {}
+  explicit Stepper(EffectContext& callContext);
   Stepper(const Stepper&) = delete;
   Stepper& operator=(const Stepper&) = delete;
 
@@ -31,8 +31,8 @@ struct Stepper {
   std::uint8_t* cacheAddress = nullptr;  // of the locked cache block
   WaveList* list = nullptr;
   double time = -1;  // ticks; -1 when there is no list
-  double durationTicks = 0;
-  double target = 0;  // ticks, of the frame
+  const double durationTicks;
+  const double target;  // ticks, of the frame
   OrvHandle snapshotBlock = nullptr;
   double snapshotTime = -1;                // ticks; -1 when there is no snapshot
   HeapVector<std::uint8_t*> ownedBuffers;  // keys sampled by this command, oldest first

@@ -16,14 +16,14 @@ namespace orvandel {
 
 // All that a traced contour depends on beside the picture's bytes.
 struct TraceSettings {
-  std::int32_t sourceWidth = 0, sourceHeight = 0;  // pixels
-  bool sourceHasPixels = false;
-  std::int32_t valueWidth = 0, valueHeight = 0;  // of the value image
-  std::uint32_t valueChannel = 0;
-  float valueThreshold = 0, preBlur = 0;
-  bool invertInput = false;
-  std::int32_t contour = 1;
-  double blurScaleX = 1, blurScaleY = 1;
+  std::int32_t sourceWidth, sourceHeight;  // pixels
+  bool sourceHasPixels;
+  std::int32_t valueWidth, valueHeight;  // of the value image
+  std::uint32_t valueChannel;
+  float valueThreshold, preBlur;
+  bool invertInput;
+  std::int32_t contour;
+  double blurScaleX, blurScaleY;
   bool operator==(const TraceSettings&) const = default;
 };
 
@@ -44,7 +44,7 @@ class TraceMemory {
 
  private:
   bool filled_ = false;
-  TraceSettings settings_;
+  TraceSettings settings_{};
   Fingerprint stamp_{};
   HeapVector<std::uint8_t> pixels_;  // the picture's rows without padding
   HeapVector<Point2f> chain_;

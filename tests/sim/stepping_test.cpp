@@ -195,6 +195,13 @@ TEST(SequenceCommands, SetUpFlattenAndSetDown) {
   ASSERT_EQ(host.Send(ORV_SEQUENCE_SET_DOWN), 0);
   ASSERT_EQ(host.RenderTick(31), 0) << "a render without set-up sets up first";
   EXPECT_EQ(host.Picture(), picture);
+  // The state, and the block of the parameter lists, which has no values yet.
+  for (const auto& [refused, bytes] : {std::pair{0, sizeof(SequenceState)}, {1, std::size_t{141}}}) {
+    host.Arm({Callback::kNewHandle, refused});
+    EXPECT_EQ(host.Send(ORV_SEQUENCE_SET_UP), ORV_OUT_OF_MEMORY);
+    EXPECT_EQ(host.FirstRefusedBytes(), bytes);
+  }
+  host.Disarm();
 }
 
 }  // namespace
