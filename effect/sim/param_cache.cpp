@@ -149,13 +149,7 @@ void RebuildCacheFrom(Stepper& stepper, double from) {
 }
 
 KeyBytes SampleAnimated(Stepper& stepper, double tick) {
-  auto* keys = static_cast<std::uint8_t*>(HeapAllocateOrThrow(stepper.KeyBytesPerEntry()));
-  try {
-    stepper.ownedBuffers.push_back(keys);
-  } catch (...) {
-    heap::Free(keys);
-    throw;
-  }
+  std::uint8_t* const keys = stepper.ownedBuffers.emplace_back(stepper.KeyBytesPerEntry()).data();
   const std::int32_t hostTime = HostTimeOfTick(stepper, tick);
   for (std::size_t i = 0; i < stepper.animatedIds.size(); ++i) {
     ParamSlot& slot = SimParam(stepper, stepper.animatedIds[i]);

@@ -37,7 +37,6 @@ void DiscardTraces(SequenceState& state) {
 std::int32_t DisposeSequence(EffectContext& context) {
   return WithStepper(context, false, [&](Stepper& stepper) {
     const OrvUtilities& utilities = *context.inRecord->utilities;
-    stepper.disposing = true;
     DiscardList(stepper);
     if (stepper.cacheBlock != nullptr) {
       utilities.unlockHandle(stepper.cacheBlock);

@@ -20,8 +20,6 @@ void CreateState(Stepper& stepper) {
   stepper.context->inRecord->sequenceData = handle;
   Utilities(stepper).lockHandle(handle);
   stepper.state = ::new (*handle) SequenceState{};  // the release fills it
-  // An entry left over for a state at this address would be of one that the host has dropped without a word.
-  Register(*stepper.state);
 }
 
 // Forgets, without touching it, what lay on a heap that is gone.
@@ -65,11 +63,10 @@ bool RewriteCacheBlock(Stepper& stepper) {
   return true;
 }
 
-void FreeBuffers(Stepper& stepper) noexcept {
-  stepper.cacheEntries.clear();
-  for (auto buffer = stepper.ownedBuffers.rbegin(); buffer != stepper.ownedBuffers.rend(); ++buffer)
-    heap::Free(*buffer);
-  stepper.ownedBuffers.clear();
+void DiscardSimulation(Stepper& stepper) noexcept {
+  stepper.stamp = 0;
+  DiscardList(stepper);
+  DiscardSnapshot(stepper);
 }
 
 void WriteBack(Stepper& stepper) noexcept {
@@ -102,9 +99,10 @@ void OpenStepper(Stepper& stepper, bool sample) {
     return;
   }
   TakeOver(stepper);
-  if (sample) Register(*stepper.state);
   if (!sample || stepper.cacheBlock == nullptr) return;
   if (stepper.target > kLatestTick) throw AbortException(ORV_INVALID_CALLBACK);
+  // An entry left over for a state at this address would be of one that the host has dropped without a word.
+  Register(*stepper.state);
   try {
     ReadCacheBlock(stepper, stepper.cacheAddress);
     stepper.simParams = HeapVector<ParamSlot>(static_cast<std::size_t>(stepper.maxParamId + 1));
@@ -118,32 +116,15 @@ void OpenStepper(Stepper& stepper, bool sample) {
 void ReleaseStepper(Stepper& stepper, bool duringFailure) {
   if (stepper.released) return;
   stepper.released = true;
-  bool cacheLost = false;
-  if (stepper.cacheDirty && !stepper.disposing) {
-    cacheLost = !RewriteCacheBlock(stepper);
-    if (cacheLost) {
-      stepper.stamp = 0;
-      DiscardList(stepper);
-      DiscardSnapshot(stepper);
-    }
-  }
-  const std::uint64_t size = cacheLost ? CacheBlockSize(stepper) : 0;
-  stepper.restartValues.clear();
-  stepper.simParams = HeapVector<ParamSlot>();
-  FreeBuffers(stepper);
-  if (!stepper.disposing) WriteBack(stepper);
-  if (cacheLost && !duringFailure) throw AllocFailed::ForBytes(size);
+  const bool cacheLost = stepper.cacheDirty && !RewriteCacheBlock(stepper);
+  if (cacheLost) DiscardSimulation(stepper);
+  WriteBack(stepper);
+  if (cacheLost && !duringFailure) throw AllocFailed::ForBytes(CacheBlockSize(stepper));
 }
 
 void AbandonStepper(Stepper& stepper) noexcept {
-  if (stepper.released) return;
   stepper.released = true;
-  stepper.stamp = 0;
-  DiscardList(stepper);
-  DiscardSnapshot(stepper);
-  stepper.simParams = HeapVector<ParamSlot>();
-  FreeBuffers(stepper);
-  stepper.restartValues.clear();
+  DiscardSimulation(stepper);
   WriteBack(stepper);
 }
 

@@ -14,9 +14,9 @@ namespace orvandel {
 
 // The animated values that stand from `time` up to the next entry's time.
 struct CacheEntry {
-  KeyBytes keys = nullptr;  // one key per animated id, in list order
-  std::uint32_t byteCount = 0;
-  double time = 0;  // ticks
+  KeyBytes keys;  // one key per animated id, in list order
+  std::uint32_t byteCount;
+  double time;  // ticks
 };
 
 struct Stepper {
@@ -34,18 +34,17 @@ struct Stepper {
   const double durationTicks;
   const double target;  // ticks, of the frame
   OrvHandle snapshotBlock = nullptr;
-  double snapshotTime = -1;                // ticks; -1 when there is no snapshot
-  HeapVector<std::uint8_t*> ownedBuffers;  // keys sampled by this command, oldest first
-  HeapVector<ParamSlot> simParams;         // by logical id, up to maxParamId; empty until sampled
-  HeapVector<CacheEntry> cacheEntries;     // by time
-  bool cacheDirty = false;                 // the release writes a new cache block
-  HeapVector<std::int32_t> animatedIds;    // their order is the order of the keys
+  double snapshotTime = -1;                           // ticks; -1 when there is no snapshot
+  HeapVector<HeapVector<std::uint8_t>> ownedBuffers;  // keys sampled by this command
+  HeapVector<ParamSlot> simParams;                    // by logical id, up to maxParamId; empty until sampled
+  HeapVector<CacheEntry> cacheEntries;                // by time
+  bool cacheDirty = false;                            // the release writes a new cache block
+  HeapVector<std::int32_t> animatedIds;               // their order is the order of the keys
   std::int32_t maxParamId = -1;
   HeapVector<std::int32_t> restartIds;  // a change of these re-simulates from tick 0
   HeapVector<ValueKey> restartValues;   // what the simulation was run with; empty: not run yet
   std::uint64_t stamp = 0;              // as in the state
   double checkedTo = 0;                 // as in the state
-  bool disposing = false;               // nothing is written back
   bool released = false;                // abandoned or released: nothing more is done
 
   std::uint32_t KeyBytesPerEntry() const { return static_cast<std::uint32_t>(animatedIds.size() * kValueKeyBytes); }

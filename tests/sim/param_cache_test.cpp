@@ -157,7 +157,7 @@ TEST(ParamCache, AChangeStampSparesTheCheckAndChangesNoFrame) {
   host.SetValue(kFrequency, [&host](std::int32_t time, OrvParamDef& d) {
     d.value.fixed.value = static_cast<OrvFixed>(65536 * (1 + static_cast<int>(host.TickOf(time)) / 50));
   });
-  host.changeStamp = 7;
+  host.changeStamp = 1;
   ASSERT_EQ(host.RenderTick(300), 0);
   std::int64_t asked = host.Calls(Callback::kCheckOut);
   for (const double tick : {301.0, 305.5, 380.0, 200.0, 379.5, 390.0, 150.0}) {
@@ -167,7 +167,7 @@ TEST(ParamCache, AChangeStampSparesTheCheckAndChangesNoFrame) {
     asked = host.Calls(Callback::kCheckOut);
   }
   host.SetFixed(kExpansion, 2);
-  host.changeStamp = 8;
+  host.changeStamp = 2;
   ASSERT_EQ(host.RenderTick(390), 0);
   EXPECT_EQ(host.Picture(), host.FreshPictureAtTick(390)) << "another stamp: everything is looked at again";
   host.changeStamp = 0;  // no such service: then every frame counts as another stamp
@@ -177,14 +177,14 @@ TEST(ParamCache, AChangeStampSparesTheCheckAndChangesNoFrame) {
     EXPECT_EQ(host.Picture(), host.FreshPictureAtTick(391));
   }
   // Checked again part of the way, then further along, within one entry and across its end.
-  host.changeStamp = 9;
+  host.changeStamp = 3;
   for (const double tick : {180.0, 190.0, 230.0}) ASSERT_EQ(host.RenderTick(tick), 0);
   EXPECT_EQ(CacheTimes(host), (std::vector<double>{0, 50, 100, 150, 200, 250, 300, 350, 400})) << "no entry doubled";
   // A change a tick: where one frame's check ends, the next one's begins.
   host.SetValue(kFrequency, [&host](std::int32_t time, OrvParamDef& d) {
     d.value.fixed.value = static_cast<OrvFixed>(65536 * (1 + host.TickOf(time) / 50));
   });
-  host.changeStamp = 10;
+  host.changeStamp = 4;
   for (const double tick : {130.0, 131.0, 131.5, 135.0}) {
     ASSERT_EQ(host.RenderTick(tick), 0);
     EXPECT_EQ(static_cast<double>(CacheTimes(host).size()), std::ceil(tick + 1));
@@ -207,23 +207,37 @@ TEST(ParamCache, AnAbortedOpeningChangesNothing) {
   EXPECT_EQ(StateOf(host).snapshotTime, 20);
 }
 
-// A cache that finds no memory must not leave a simulation behind that the stored cache does not describe.
-TEST(ParamCache, AFailedRewriteNeverGivesAStaleFrame) {
-  for (int fail = 0; fail < 3; ++fail) {
-    Cached host;
-    ASSERT_EQ(host.RenderTick(20), 0);
-    host.SetFixed(kExpansion, 2);
-    host.Arm({Callback::kNewHandle, fail});
-    EXPECT_EQ(host.RenderTick(22), fail == 0 ? ORV_OUT_OF_MEMORY : 0)
-        << "the cache block is all that a whole tick needs";
-    // 2 restart ids, the flag, their values; 28 animated ids; 2 entries; and the five words before them.
-    const std::uint64_t blockBytes = 2 * 4 + 1 + 2 * 8 + 28 * 4 + 2 * (8 + 28 * 8) + 5 * 4;
-    EXPECT_TRUE(fail != 0 || host.FirstRefusedBytes() == blockBytes) << host.FirstRefusedBytes();
-    host.Disarm();
-    host.ClearValues();
-    ASSERT_EQ(host.RenderTick(25), 0);
-    EXPECT_EQ(host.Picture(), host.FreshPictureAtTick(25)) << "failing handle " << fail;
+// A picture that cannot be read, a cache or a snapshot that finds no memory: nothing may stay behind that the stored
+// cache does not describe, and no stamp under which it would not be looked at again.
+TEST(ParamCache, AFailureNeverGivesAStaleFrame) {
+  int failures = 0;
+  for (int at = 0; at < 40; ++at) {
+    for (const auto callback : {Callback::kNewHandle, Callback::kCheckOut}) {
+      for (const double tick : {150.0, 150.5}) {
+        Cached host;
+        host.duration = 200 * 1000;
+        host.changeStamp = 2;
+        ASSERT_EQ(host.RenderTick(tick), 0);
+        host.SetFixed(kExpansion, 3.25);
+        host.changeStamp = 1;
+        host.Arm({callback, at});
+        if (host.RenderTick(tick + 2) == 0) continue;
+        ++failures;
+        // The block of the new cache: 2 restart ids, the flag, their values; 28 animated ids; 2
+        // entries; and the five words before them.
+        constexpr std::uint64_t kBlockBytes = 2 * 4 + 1 + 2 * 8 + 28 * 4 + 2 * (8 + 28 * 8) + 5 * 4;
+        EXPECT_TRUE(tick != 150 || callback != Callback::kNewHandle || host.FirstRefusedBytes() == kBlockBytes);
+        host.Disarm();
+        for (const double next : {2.5, 3.0}) {
+          ASSERT_EQ(host.RenderTick(tick + next), 0);
+          EXPECT_EQ(host.Picture(), host.FreshPictureAtTick(tick + next)) << "at " << tick << ", " << at;
+          host.ClearValues();
+          host.changeStamp = 2;
+        }
+      }
+    }
   }
+  EXPECT_GE(failures, 5) << "cache, snapshot and picture";
 }
 
 }  // namespace
