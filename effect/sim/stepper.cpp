@@ -146,14 +146,12 @@ void DiscardSnapshot(Stepper& stepper) noexcept {
 void RegisterAnimated(Stepper& stepper, std::int32_t id) {
   stepper.animatedIds.push_back(id);
   stepper.cacheDirty = true;
-  stepper.cacheEntries.clear();
   stepper.maxParamId = std::max(stepper.maxParamId, id);
 }
 
 void RegisterRestart(Stepper& stepper, std::int32_t id) {
   stepper.restartIds.push_back(id);
   stepper.cacheDirty = true;
-  stepper.restartValues.clear();
   stepper.maxParamId = std::max(stepper.maxParamId, id);
 }
 

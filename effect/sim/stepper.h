@@ -67,7 +67,7 @@ void AbandonStepper(Stepper& stepper) noexcept;
 void DiscardList(Stepper& stepper) noexcept;
 void DiscardSnapshot(Stepper& stepper) noexcept;
 
-// Set-up's registrations; each empties what the new id makes meaningless.
+// Set-up's registrations, on a new state: nothing is cached yet.
 void RegisterAnimated(Stepper& stepper, std::int32_t id);
 void RegisterRestart(Stepper& stepper, std::int32_t id);
 

@@ -78,25 +78,20 @@ void GiveBirths(WaveList& list, double t, double dt, const Rates& rates, const E
   }
 }
 
-WaveList* NewList(const Stepper& stepper) {
-  void* block = HeapAllocateOrThrow(sizeof(WaveList));
-  try {
-    return ::new (block) WaveList(stepper.simParams.data(), *stepper.context);
-  } catch (...) {
-    heap::Free(block);
-    throw;
-  }
+void MakeList(Stepper& stepper) {
+  DiscardList(stepper);
+  stepper.list = ::new (HeapAllocateOrThrow(sizeof(WaveList))) WaveList;
 }
 
+// No waves, and the first about to be born. The parameters' settings come with the first run of steps.
 void StartAfresh(Stepper& stepper) {
-  if (!stepper.animatedIds.empty() && !stepper.cacheEntries.empty()) LoadEntry(stepper, stepper.cacheEntries.front());
-  DiscardList(stepper);
-  stepper.list = NewList(stepper);
+  MakeList(stepper);
+  stepper.list->settings.emitPhase = 1.0F;
   stepper.time = 0;
 }
 
 void RestoreSnapshot(Stepper& stepper) {
-  DiscardList(stepper);
+  MakeList(stepper);
   const OrvUtilities& utilities = *stepper.context->inRecord->utilities;
   utilities.lockHandle(stepper.snapshotBlock);
   const auto* block = static_cast<const std::uint8_t*>(*stepper.snapshotBlock);
@@ -104,8 +99,6 @@ void RestoreSnapshot(Stepper& stepper) {
   std::memcpy(&count, block, sizeof(count));
   ByteReader reader(block + sizeof(count), static_cast<std::int32_t>(count));
   try {
-    void* storage = HeapAllocateOrThrow(sizeof(WaveList));
-    stepper.list = ::new (storage) WaveList();
     ReadWaveList(reader, *stepper.list);
   } catch (...) {
     utilities.unlockHandle(stepper.snapshotBlock);
@@ -143,7 +136,7 @@ bool RunOneStep(Stepper& stepper, double& segment, double switchPoint, std::size
   context.ReportProgress(TruncateToInt(done), TruncateToInt(total));
   // From one tick before an entry the parameters hold that entry's values, so that births inside this very step are
   // interpolated toward them.
-  if (stepper.time >= switchPoint && !stepper.animatedIds.empty()) LoadEntry(stepper, stepper.cacheEntries[nextEntry]);
+  if (stepper.time >= switchPoint) LoadEntry(stepper, stepper.cacheEntries[nextEntry]);
   const ParamSlot* simParams = stepper.simParams.data();
   if (segment >= 1) {
     SimulateStep(*stepper.list, stepper.time / kTicksPerSecond, kTickSeconds, simParams, context);
@@ -202,7 +195,7 @@ void RunSteps(Stepper& stepper, double span, double& done, double total) {
   const auto& entries = stepper.cacheEntries;
   const auto isDue = [&](const CacheEntry& entry) { return entry.time <= stepper.time; };
   auto next = static_cast<std::size_t>(std::partition_point(entries.begin(), entries.end(), isDue) - entries.begin());
-  if (!stepper.animatedIds.empty() && next > 0) LoadEntry(stepper, entries[next - 1]);
+  LoadEntry(stepper, entries[next - 1]);  // there is one from tick 0 on
   while (stepper.time != end) {
     const bool hasNext = next < entries.size();
     double segment = (hasNext ? std::min(entries[next].time, end) : end) - stepper.time;

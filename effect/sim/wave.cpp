@@ -31,11 +31,6 @@ void FollowContourSettings(const WaveSettings& settings, Wave& wave) {
 
 }  // namespace
 
-WaveList::WaveList(const ParamSlot* simParams, const EffectContext& context) {
-  settings.emitPhase = 1.0F;
-  FillWaveSettings(settings, simParams, context);
-}
-
 void ApplySettings(const WaveList& list, Wave& wave) {
   const WaveSettings& settings = list.settings;
   Follow(wave.sides, settings.sides, wave.shapeValid);

@@ -64,10 +64,6 @@ struct WaveList {
   Waves waves;  // oldest first; waves.size() is the count of live waves
   WaveSettings settings;
 
-  // A new list: no waves, emission about to begin, settings from the parameter slots.
-  WaveList() = default;
-  WaveList(const ParamSlot* simParams, const EffectContext& context);
-
   // Appends a wave with every field zero. AllocFailed leaves the list as it was: no memory, or `most` are there.
   Wave& Append(std::size_t most = kMostWaves) {
     if (waves.size() >= most) throw AllocFailed::ForBytes((waves.size() + 1) * sizeof(Wave));

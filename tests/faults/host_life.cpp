@@ -72,6 +72,8 @@ std::string HostLife::Disorder() {
   bool inputsWhole = host.input.FencesIntact() && InputPixels(host) == inputBefore_;
   for (const FencedImage& layer : host.layers) inputsWhole = inputsWhole && layer.FencesIntact();
   if (!inputsWhole) text += "an input was written; ";
+  // The global set-down would free what a sequence forgot.
+  if (host.in.sequenceData == nullptr && heap_faults::LiveBlocks() != 0) text += "heap blocks left by a sequence; ";
   return text + heap_faults::Damage();
 }
 

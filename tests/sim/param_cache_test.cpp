@@ -14,7 +14,10 @@ struct Cached : FakeHost {
     EXPECT_EQ(SetUp(), 0);
     duration = 60 * 1000;
   }
-  ~Cached() { EXPECT_EQ(SetDown(), 0); }
+  ~Cached() {
+    EXPECT_EQ(Send(ORV_SEQUENCE_SET_DOWN), 0);
+    EXPECT_EQ(heap::BytesInUse(), 0U);
+  }
   double TickOf(std::int32_t hostTime) const { return hostTime * 30.0 / timeScale; }
 };
 

@@ -17,7 +17,9 @@ struct Stepped : FakeHost {
     passParamsToRender = false;
   }
   ~Stepped() {
-    EXPECT_EQ(SetDown(), 0);
+    EXPECT_EQ(Send(ORV_SEQUENCE_SET_DOWN), 0);
+    EXPECT_EQ(heap::BytesInUse(), 0U);  // the global set-down would free what a sequence forgot
+    EXPECT_EQ(Send(ORV_GLOBAL_SET_DOWN), 0);
     std::string why;
     EXPECT_TRUE(NothingLeft(&why)) << why;
   }
@@ -46,6 +48,8 @@ TEST(Stepping, SeveralBirthsInAStep) {
   ASSERT_EQ(host.RenderTick(1), 0);
   ASSERT_EQ(Ages(host).size(), 2U);
   EXPECT_NEAR(Ages(host)[1], 1.0 / 30 - 1.0 / 45, 1e-7);
+  EXPECT_EQ(StateOf(host).list->waves.front().sampleTime, 0);
+  EXPECT_EQ(StateOf(host).list->waves.back().sampleTime, host.timeScale / 45);
   EXPECT_EQ(StateOf(host).list->settings.emitPhase, 0.5F);
 }
 
