@@ -56,7 +56,7 @@ class ByteWriter {
 // Over bytes that a ByteWriter of this process made; it checks no bounds.
 class ByteReader {
  public:
-  ByteReader(const std::uint8_t* bytes, std::int32_t count) : count_(count), bytes_(bytes) {}
+  explicit ByteReader(const std::uint8_t* bytes) : bytes_(bytes) {}
 
   template <typename Value>
   Value Read() {
@@ -73,10 +73,8 @@ class ByteReader {
   void ReadInto(bool& value) { value = Read<std::uint8_t>() == 1; }
 
   std::int32_t Position() const { return position_; }
-  std::int32_t Count() const { return count_; }
 
  private:
-  std::int32_t count_;
   std::int32_t position_ = 0;
   const std::uint8_t* bytes_;
 };

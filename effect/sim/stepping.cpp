@@ -94,10 +94,8 @@ void RestoreSnapshot(Stepper& stepper) {
   MakeList(stepper);
   const OrvUtilities& utilities = *stepper.context->inRecord->utilities;
   utilities.lockHandle(stepper.snapshotBlock);
-  const auto* block = static_cast<const std::uint8_t*>(*stepper.snapshotBlock);
-  std::uint32_t count = 0;
-  std::memcpy(&count, block, sizeof(count));
-  ByteReader reader(block + sizeof(count), static_cast<std::int32_t>(count));
+  // Behind the byte count; the list itself tells where it ends.
+  ByteReader reader(static_cast<const std::uint8_t*>(*stepper.snapshotBlock) + sizeof(std::uint32_t));
   try {
     ReadWaveList(reader, *stepper.list);
   } catch (...) {

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "effect/params/param_ids.h"
+#include "effect/sim/wave_bytes.h"
 #include "tests/sim/sequence_probe.h"
 
 namespace orvandel::test {
@@ -74,6 +75,12 @@ TEST(Stepping, SnapshotsAtWholeTicks) {
   ASSERT_EQ(host.RenderTick(10.5), 0);
   EXPECT_EQ(StateOf(host).time, 10.5);
   EXPECT_EQ(StateOf(host).snapshotTime, 10);
+  const auto* snapshot = static_cast<const std::uint8_t*>(*StateOf(host).snapshotBlock);
+  ByteReader reader(snapshot + 4);
+  WaveList list;
+  ReadWaveList(reader, list);
+  EXPECT_EQ(list.waves.size(), 1U);
+  EXPECT_EQ(ByteReader(snapshot).Read<std::int32_t>(), reader.Position()) << "the list's bytes, counted";
   host.progressTotal.clear();
   ASSERT_EQ(host.RenderTick(10.25), 0);
   EXPECT_EQ(StateOf(host).snapshotTime, 10) << "the same snapshot serves another frame of its tick";

@@ -123,10 +123,10 @@ TEST(WaveBytes, RandomListsSurvive) {
     list.settings.invertInput = round % 2 == 0;
     list.settings.fadeIn = 3;
     const auto bytes = BytesOf(list);
-    ByteReader reader(bytes.data(), static_cast<std::int32_t>(bytes.size()));
+    ByteReader reader(bytes.data());
     WaveList back;
     ReadWaveList(reader, back);
-    EXPECT_EQ(reader.Position(), reader.Count());
+    EXPECT_EQ(reader.Position(), static_cast<std::int32_t>(bytes.size()));
     EXPECT_EQ(BytesOf(back), bytes);
     EXPECT_EQ(back.settings.fadeIn, 0.0F) << "not stored";
     for (const Wave& wave : back.waves) EXPECT_FALSE(wave.placedValid);
