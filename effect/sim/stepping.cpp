@@ -143,8 +143,7 @@ bool RunOneStep(Stepper& stepper, double& segment, double switchPoint, std::size
     done += 1;
   } else {
     SimulateStep(*stepper.list, stepper.time / kTicksPerSecond, segment / kTicksPerSecond, simParams, context);
-    stepper.time = stepper.target;
-    done += segment;
+    stepper.time = stepper.target;  // the last step: nothing is reported after it
     segment = 0;
   }
   return true;

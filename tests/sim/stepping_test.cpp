@@ -54,16 +54,22 @@ TEST(Stepping, SeveralBirthsInAStep) {
   EXPECT_EQ(StateOf(host).list->settings.emitPhase, 0.5F);
 }
 
-// Births are due at 0, 1/f, 2/f ... whatever the frame rate the list is asked at; ages tell the birth times.
+// Births are due at 0, 1/f, 2/f ... whatever the frame rate the list is asked at; ages tell the birth times. A wave
+// looks at the pictures of its birth, counted from the tick in which the emission's phase began.
 TEST(Stepping, BirthsFollowTheFrequency) {
   for (const double frequency : {0.5, 3.0, 7.25, 10.0, 45.0, 100.0}) {
     Stepped host(frequency);
-    const double seconds = 2.0;
-    ASSERT_EQ(host.RenderTick(seconds * 30), 0);
+    const double seconds = 60.5 / 30;
+    ASSERT_EQ(host.RenderTick(60.5), 0);
     const auto ages = Ages(host);
     EXPECT_NEAR(static_cast<double>(ages.size()), seconds * frequency + 1, 1.01);
-    for (std::size_t i = 0; i < ages.size(); ++i) {
-      EXPECT_NEAR(ages[i], seconds - static_cast<double>(i) / frequency, 2e-4) << frequency << " wave " << i;
+    auto wave = StateOf(host).list->waves.begin();
+    for (std::size_t i = 0; i < ages.size(); ++i, ++wave) {
+      const double birth = static_cast<double>(i) / frequency;
+      EXPECT_NEAR(ages[i], seconds - birth, 2e-4) << frequency << " wave " << i;
+      const double lateness = birth * host.timeScale - wave->sampleTime;
+      EXPECT_TRUE(lateness > -2 && lateness < host.timeScale / 30 + 2)
+          << frequency << " wave " << i << ": " << lateness;
     }
   }
 }
