@@ -34,11 +34,9 @@ void StartSlot(Stepper& stepper, std::int32_t id) {
 // Drops what was simulated with values that no longer hold: at tick `f` and later, and at a fraction of a tick just
 // before, since the step across that fraction already looked at the values of tick f.
 void DropSimulationFrom(Stepper& stepper, double f) {
-  if (stepper.list != nullptr && stepper.time > f - 1 &&
-      (stepper.time >= f || stepper.time != std::floor(stepper.time))) {
-    DiscardList(stepper);
-  }
-  if (stepper.snapshotBlock != nullptr && stepper.snapshotTime >= f) DiscardSnapshot(stepper);
+  const bool atFraction = stepper.time != std::floor(stepper.time);
+  if (stepper.time >= f || (atFraction && stepper.time > f - 1)) DiscardList(stepper);
+  if (stepper.snapshotTime >= f) DiscardSnapshot(stepper);
 }
 
 void StoreRestartValues(Stepper& stepper) {

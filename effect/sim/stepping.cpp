@@ -156,16 +156,15 @@ WaveList* Advance(Stepper& stepper) {
   double best = -1;
   if (stepper.time != -1 && stepper.time <= wholeTarget) {
     best = stepper.time;
-  } else if (stepper.snapshotBlock != nullptr && stepper.snapshotTime <= wholeTarget) {
+  } else if (stepper.snapshotTime <= wholeTarget) {
     best = stepper.snapshotTime;
   }
   if (best < 0) {
     StartAfresh(stepper);
-  } else if (stepper.snapshotBlock != nullptr && best == stepper.snapshotTime) {
+  } else if (best == stepper.snapshotTime) {
     RestoreSnapshot(stepper);
-    if (stepper.time == stepper.target) return stepper.list;
   }
-  if (stepper.snapshotBlock != nullptr && stepper.time != stepper.snapshotTime) DiscardSnapshot(stepper);
+  if (stepper.time != stepper.snapshotTime) DiscardSnapshot(stepper);
 
   const double total = stepper.target - stepper.time;
   double done = 0;

@@ -9,7 +9,7 @@ namespace orvandel {
 namespace {
 
 std::size_t RowLength(const ImageBuffer& source) { return static_cast<std::size_t>(source.width) * sizeof(OrvPixel); }
-std::int32_t Rows(const ImageBuffer& source) { return source.data == nullptr || source.width <= 0 ? 0 : source.height; }
+std::int32_t Rows(const ImageBuffer& source) { return source.data == nullptr ? 0 : source.height; }
 
 }  // namespace
 
@@ -29,7 +29,7 @@ void TraceMemory::Remember(const TraceSettings& settings, const ImageBuffer& sou
   filled_ = false;
   stamp_ = stamp;
   chain_ = chain;
-  pixels_.resize(Rows(source) > 0 ? RowLength(source) * static_cast<std::size_t>(Rows(source)) : 0);
+  pixels_.resize(RowLength(source) * static_cast<std::size_t>(Rows(source)));
   std::uint8_t* kept = pixels_.data();
   for (std::int32_t y = 0; y < Rows(source); ++y, kept += RowLength(source)) {
     std::memcpy(kept, source.Row(y), RowLength(source));

@@ -31,8 +31,8 @@ class TraceMemory {
  public:
   // Whether the remembered trace is of this picture; comparing is several times faster than taking a fingerprint.
   bool HoldsPicture(const ImageBuffer& source) const;
-  // Whether it is also what these settings give.
-  bool HasSettings(const TraceSettings& settings) const { return filled_ && settings == settings_; }
+  // Whether a held picture's trace is also what these settings give.
+  bool HasSettings(const TraceSettings& settings) const { return settings == settings_; }
   // AllocFailed leaves nothing remembered.
   void Remember(const TraceSettings& settings, const ImageBuffer& source, const Fingerprint& stamp,
                 const HeapVector<Point2f>& chain, std::int64_t found, std::int64_t questions);
