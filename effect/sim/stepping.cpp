@@ -206,7 +206,7 @@ void RunSteps(Stepper& stepper, double span, double& done, double total) {
 
 WaveList* AdvanceToFrame(Stepper& stepper) {
   if (stepper.time == stepper.target) return stepper.list;
-  if (stepper.abortCode == 0) stepper.abortCode = stepper.context->CheckAbort();
+  stepper.abortCode = stepper.context->CheckAbort();
   if (stepper.abortCode != 0) return stepper.list;
   try {
     return Advance(stepper);

@@ -145,10 +145,12 @@ TEST(ParamCache, ANewSourceLayerPictureRestartsTheSimulation) {
   host.progressTotal.clear();
   ASSERT_EQ(host.RenderTick(21), 0);
   EXPECT_EQ(host.progressTotal.front(), 1);
-  *host.layers[0].Pixel(0, 0) = 41;
-  host.progressTotal.clear();
-  ASSERT_EQ(host.RenderTick(22), 0);
-  EXPECT_EQ(host.progressTotal.front(), 22);
+  for (const std::int32_t x : {0, 3}) {  // either word of the fingerprint
+    *host.layers[0].Pixel(x, 0) = 41;
+    host.progressTotal.clear();
+    ASSERT_EQ(host.RenderTick(22), 0);
+    EXPECT_EQ(host.progressTotal.front(), 22);
+  }
   std::string why;
   EXPECT_TRUE(host.Balanced(&why)) << why;
 }
@@ -230,6 +232,8 @@ TEST(ParamCache, AFailureNeverGivesAStaleFrame) {
         // entries; and the five words before them.
         constexpr std::uint64_t kBlockBytes = 2 * 4 + 1 + 2 * 8 + 28 * 4 + 2 * (8 + 28 * 8) + 5 * 4;
         EXPECT_TRUE(tick != 150 || callback != Callback::kNewHandle || host.FirstRefusedBytes() == kBlockBytes);
+        EXPECT_TRUE(StateOf(host).list == nullptr && StateOf(host).time == -1) << at;
+        EXPECT_TRUE(StateOf(host).snapshotBlock == nullptr && StateOf(host).snapshotTime == -1) << at;
         host.Disarm();
         for (const double next : {2.5, 3.0}) {
           ASSERT_EQ(host.RenderTick(tick + next), 0);

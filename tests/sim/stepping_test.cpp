@@ -143,27 +143,6 @@ TEST(Stepping, AStoppedRunGoesOnFromTheTickReached) {
   }
 }
 
-// Whatever part of the opening fails, nothing of the simulation is taken for current.
-TEST(Stepping, AnUnreadableParameterLeavesNoSimulation) {
-  Stepped host;
-  host.layers.emplace_back(8, 8, std::uint8_t{40});
-  int failures = 0;
-  for (const bool chosen : {false, true}) {
-    host.sourceLayer = chosen ? 1 : 0;
-    for (int at = 0; at < 200; ++at) {
-      host.Disarm();
-      ASSERT_EQ(host.RenderTick(10.5), 0);
-      host.Arm({Callback::kCheckOut, at, 4711});
-      if (host.RenderTick(11) == 0) continue;
-      ++failures;
-      const SequenceState& state = StateOf(host);
-      EXPECT_TRUE(state.list == nullptr && state.time == -1) << at;
-      EXPECT_TRUE(state.snapshotBlock == nullptr && state.snapshotTime == -1) << at;
-    }
-  }
-  EXPECT_GE(failures, 3) << "the layer, chosen or not, and the input instead of it";
-}
-
 // The picture that the simulation depends on, once, and no empty layer beside it.
 TEST(Stepping, OnePictureIsLentAtEveryQuestion) {
   Stepped host;
