@@ -5,6 +5,7 @@
 #include <random>
 
 #include "effect/params/param_ids.h"
+#include "effect/sim/ticks.h"
 #include "effect/sim/wave_bytes.h"
 #include "tests/sim/sequence_probe.h"
 
@@ -26,6 +27,11 @@ struct Stepped : FakeHost {
     EXPECT_TRUE(NothingLeft(&why)) << why;
   }
 };
+
+TEST(Ticks, ScaleBySeconds) {
+  for (const std::int32_t scale : {1, 2, 30, 24000}) EXPECT_EQ(TicksOf(7 * scale, scale), 210);
+  for (const std::int32_t none : {0, -1, -30}) EXPECT_EQ(TicksOf(7, none), 0) << "no time without a scale";
+}
 
 TEST(Stepping, TheFirstFramesOfASequence) {
   Stepped host(30);
