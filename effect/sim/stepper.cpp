@@ -20,6 +20,8 @@ void CreateState(Stepper& stepper) {
   stepper.context->inRecord->sequenceData = handle;
   Utilities(stepper).lockHandle(handle);
   stepper.state = ::new (*handle) SequenceState{};  // the release fills it
+  // An entry left over for a state at this address would be of one that the host has dropped without a word.
+  Register(*stepper.state);
 }
 
 // Forgets, without touching it, what lay on a heap that is gone.
@@ -101,8 +103,7 @@ void OpenStepper(Stepper& stepper, bool sample) {
   TakeOver(stepper);
   if (!sample || stepper.cacheBlock == nullptr) return;
   if (stepper.target > kLatestTick) throw AbortException(ORV_INVALID_CALLBACK);
-  // An entry left over for a state at this address would be of one that the host has dropped without a word.
-  Register(*stepper.state);
+  Register(*stepper.state);  // once more after the heap has gone
   try {
     ReadCacheBlock(stepper, stepper.cacheAddress);
     stepper.simParams = HeapVector<ParamSlot>(static_cast<std::size_t>(stepper.maxParamId + 1));

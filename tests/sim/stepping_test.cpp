@@ -184,6 +184,23 @@ TEST(Stepping, BirthsAreSpreadAlongAMovingProducer) {
   EXPECT_GE(moved, 7);
 }
 
+// The end of another instance takes the heap along: once the frame is made anew, then the sequence goes on.
+TEST(SequenceCommands, ASequenceOutlivesTheHeap) {
+  Stepped host(20);
+  ASSERT_EQ(host.RenderTick(20.5), 0);
+  {
+    FakeHost another;
+    ASSERT_EQ(another.Send(ORV_GLOBAL_SET_UP), 0);
+    ASSERT_EQ(another.Send(ORV_GLOBAL_SET_DOWN), 0);
+  }
+  for (const double tick : {21.0, 22.0}) {
+    host.progressTotal.clear();
+    ASSERT_EQ(host.RenderTick(tick), 0);
+    EXPECT_EQ(host.progressTotal.front(), 1) << "from the snapshot, which is the host's, then from the list";
+    EXPECT_EQ(host.Picture(), host.FreshPictureAtTick(tick));
+  }
+}
+
 TEST(SequenceCommands, SetUpFlattenAndSetDown) {
   Stepped host;
   EXPECT_EQ(StateOf(host).time, -1);

@@ -60,6 +60,7 @@ TEST(TraceMemory, IsOneASequence) {
   EXPECT_EQ(TracesOf(context), memory);
   EXPECT_EQ(StateOf(host).traces, memory);
   ASSERT_EQ(host.Send(ORV_SEQUENCE_FLATTEN), 0);
+  EXPECT_EQ(heap::BytesInUse(), 0U);
   EXPECT_EQ(TracesOf(context), nullptr) << "outside a sequence";
   EXPECT_EQ(host.Send(ORV_GLOBAL_SET_DOWN), 0);
 }
