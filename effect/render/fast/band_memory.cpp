@@ -20,6 +20,9 @@ std::size_t LineCounters(const RowSizes& sizes) {
   return static_cast<std::size_t>(sizes.lineRoom) * static_cast<std::size_t>(kLineCounters);
 }
 
+// A short run that is summed beside long ones adds zeros as far as those go.
+std::size_t Counters(const BandPlan& plan, const RowSizes& sizes) { return (Rows(plan) + 1) * sizes.counterStride; }
+
 }  // namespace
 
 RowSizes::RowSizes(std::int32_t words, std::int32_t quality)
@@ -60,7 +63,7 @@ void LayBand(Arena& arena, const BandPlan& plan, BandMemory& memory) {
   arena.Take(memory.lines, static_cast<std::size_t>(sizes.lineRoom) + kLineSlack);
   if (!plan.varies) return;
   arena.Take(memory.twice, rows * sizes.wordStride / 2);
-  arena.Take(memory.counters, rows * sizes.counterStride);
+  arena.Take(memory.counters, Counters(plan, sizes));
   arena.Take(memory.badRows, rows);
   arena.Take(memory.smallest, MinimumCells(plan, sizes));
 }
@@ -73,7 +76,7 @@ void ClearBand(const BandPlan& plan, const BandMemory& memory) {
   std::memset(memory.lineCounters, 0, LineCounters(sizes) * sizeof *memory.lineCounters);
   if (!plan.varies) return;
   std::memset(memory.twice, 0, rows * sizes.wordStride / 2 * sizeof *memory.twice);
-  std::memset(memory.counters, 0, rows * sizes.counterStride * sizeof *memory.counters);
+  std::memset(memory.counters, 0, Counters(plan, sizes) * sizeof *memory.counters);
 }
 
 }  // namespace orvandel::fast

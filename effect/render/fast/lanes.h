@@ -44,11 +44,11 @@ inline void Store(void* to, const Vector& vector) {
 }
 
 template <typename Number>
-inline Number Smaller(Number a, Number b) {
+constexpr Number Smaller(Number a, Number b) {
   return a < b ? a : b;
 }
 template <typename Number>
-inline Number Larger(Number a, Number b) {
+constexpr Number Larger(Number a, Number b) {
   return a > b ? a : b;
 }
 
@@ -61,12 +61,20 @@ ORVANDEL_INLINE Ints WrappingDifference(const Ints& a, const Ints& b) { return (
 
 // Toward minus and plus infinity; |v| < 2^31 in lanes that count. Comparing gives -1 where it holds.
 ORVANDEL_INLINE Ints Floor(const Floats& v) {
+#if defined(__AVX512F__)
+  return (Ints)_mm512_cvt_roundps_epi32(v, _MM_FROUND_TO_NEG_INF | _MM_FROUND_NO_EXC);
+#else
   const Ints truncated = Truncate(v);
   return WrappingSum(truncated, ToFloats(truncated) > v);
+#endif
 }
 ORVANDEL_INLINE Ints Ceiling(const Floats& v) {
+#if defined(__AVX512F__)
+  return (Ints)_mm512_cvt_roundps_epi32(v, _MM_FROUND_TO_POS_INF | _MM_FROUND_NO_EXC);
+#else
   const Ints truncated = Truncate(v);
   return WrappingDifference(truncated, ToFloats(truncated) < v);
+#endif
 }
 ORVANDEL_INLINE std::int32_t Floor(float v) {
 #if defined(__SSE4_1__)

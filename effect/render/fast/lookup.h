@@ -54,41 +54,4 @@ class AlphaLookup {
 #endif
 };
 
-// Groups of four lanes: four rows of one pixel row.
-inline constexpr int kGroups = kLanes / 4;
-
-// The smallest of each group's lanes, in all four of them.
-inline Ints SmallestOfGroup(const Ints& v) {
-#if defined(__AVX512F__)
-  const __m512i pairs = _mm512_min_epi32((__m512i)v, _mm512_shuffle_epi32((__m512i)v, _MM_PERM_CDAB));
-  return (Ints)_mm512_min_epi32(pairs, _mm512_shuffle_epi32(pairs, _MM_PERM_BADC));
-#else
-  Ints result;
-  for (int i = 0; i < kLanes; i += 4) {
-    const std::int32_t smallest =
-        Smaller(Smaller<std::int32_t>(v[i], v[i + 1]), Smaller<std::int32_t>(v[i + 2], v[i + 3]));
-    for (int k = i; k < i + 4; ++k) result[k] = smallest;
-  }
-  return result;
-#endif
-}
-
-// Lane k of each group of the result: the sum of that group's lanes of v[k].
-inline Ints SumGroups(const Ints (&v)[4]) {
-#if defined(__AVX512F__)
-  const auto add = [](__m512i a, __m512i b) { return _mm512_add_epi32(a, b); };
-  const __m512i v0 = (__m512i)v[0], v1 = (__m512i)v[1], v2 = (__m512i)v[2], v3 = (__m512i)v[3];
-  const __m512i s01 = add(_mm512_unpacklo_epi32(v0, v1), _mm512_unpackhi_epi32(v0, v1));
-  const __m512i s23 = add(_mm512_unpacklo_epi32(v2, v3), _mm512_unpackhi_epi32(v2, v3));
-  return (Ints)add(_mm512_unpacklo_epi64(s01, s23), _mm512_unpackhi_epi64(s01, s23));
-#elif defined(__AVX2__)
-  const auto add = [](__m256i a, __m256i b) { return _mm256_hadd_epi32(a, b); };
-  return (Ints)add(add((__m256i)v[0], (__m256i)v[1]), add((__m256i)v[2], (__m256i)v[3]));
-#else
-  Ints result;
-  for (int k = 0; k < 4; ++k) result[k] = v[k][0] + v[k][1] + v[k][2] + v[k][3];
-  return result;
-#endif
-}
-
 }  // namespace orvandel::fast::ORVANDEL_KERNELS

@@ -1,0 +1,293 @@
+// The second pass over a band whose alpha varies across the stroke's width, see profile_band.h.
+//
+// Runs of simple cells are summed for several rows at once, one row a lane: each lane adds up its own u from column to
+// column, exactly as the plain scan does (u += dudx, rounded every time). The rows of a group of lanes belong to one
+// pixel row and begin at the same pixel, so that their sums can be added before they touch the counters.
+#pragma once
+
+#include "effect/render/fast/band.h"
+#include "effect/render/fast/lookup.h"
+#include "effect/render/fast/row_groups.h"
+#include "effect/render/fast/run.h"
+#include "effect/render/fast/window_queue.h"
+
+namespace orvandel::fast::ORVANDEL_KERNELS {
+
+template <int Q>
+class SamplePass {
+ public:
+  explicit SamplePass(const Band<Q>& band) : band_(band), lookup_(band.Job().alphas) {}
+
+  void Run(LivePiece& piece, int a, int b, OutlineSide side, std::int32_t y, std::int32_t end) {
+    LaneCuts cuts;
+    cuts.Clear();
+    std::int32_t batch = (y - band_.FirstRow()) & ~(kBatchStep - 1);  // row of the first lane
+    ForRowGroups(piece, a, b, y, end, band_.FirstRow(), [&](std::int32_t row, const RowCuts& group) {
+      if (row == batch + kLanes) {
+        Add(side, batch, cuts);
+        cuts.Clear();
+        batch = row;
+      }
+      cuts.Take(row - batch, group);
+    });
+    Add(side, batch, cuts);
+  }
+
+  void OneRow(std::int32_t y, const Cut& cut, bool) {
+    Samples run;
+    if (TakeSamples(cut, band_.Job().lo, band_.Job().hi, run)) AddRun(y - band_.FirstRow(), run);
+  }
+
+  // Adds what still waits.
+  void Flush() { windows_.Flush(); }
+
+  // Counts the cells of a line that are not simple, and clears its marks.
+  void FinishLine(const Line& line) const {
+    const std::int32_t q = band_.Sizes().Quality();
+    if (band_.Job().band.badRows[line.pixelRow] != 0) CountBadCells(line);
+    std::uint64_t* words = band_.WordsOf(line);
+    Rows::Store(words, Vector{}, q);
+    Rows::Store(words + q, Vector{}, q);
+  }
+
+ private:
+  using Rows = RowWords<Q>;
+  using Vector = typename Rows::Vector;
+  static constexpr bool kInLanes = Q != 0 && Q % 4 == 0;
+  static constexpr int kBatchStep = kInLanes ? Larger(kLanesOfGroup<Q>, kRowGroup) : kRowGroup;
+
+  // One row a lane.
+  struct LaneCuts {
+    float leftX[kLanes], rightX[kLanes], leftU[kLanes], rightU[kLanes];
+    std::int32_t used[kLanes];  // -1 in lanes that hold a row
+
+    void Clear() { *this = {}; }
+    ORVANDEL_INLINE void Take(std::int32_t lane, const RowCuts& cuts) {
+      Store(leftX + lane, cuts.leftX);
+      Store(rightX + lane, cuts.rightX);
+      Store(leftU + lane, cuts.leftU);
+      Store(rightU + lane, cuts.rightU);
+      Store(used + lane, cuts.used);
+    }
+  };
+
+  // Runs in lanes, by lane. Lanes without samples have count 0.
+  struct LaneRuns {
+    Ints first;  // column, from the band's first
+    Ints count;
+    Floats u, dudx;
+  };
+
+  // Rows count from the band's first.
+  void Add(OutlineSide side, std::int32_t batch, const LaneCuts& cuts) {
+    if constexpr (kInLanes) {
+      AddLanes(side, batch, cuts);
+    } else {
+      for (std::int32_t lane = 0; lane < kLanes; ++lane) {
+        if (cuts.used[lane] == 0) continue;
+        Cut cut{cuts.leftX[lane], cuts.rightX[lane], cuts.leftU[lane], cuts.rightU[lane], side, 0};
+        Samples run;
+        if (!OrderCut(side, cut.leftX, cut.rightX)) continue;
+        if (TakeSamples(cut, band_.Job().lo, band_.Job().hi, run)) AddRun(batch + lane, run);
+      }
+    }
+  }
+
+  // Any run: cell by cell, the parts in whole words without bad cells pixel by pixel.
+  void AddRun(std::int32_t row, Samples run) const {
+    const Grid<Q>& grid = band_.Sizes();
+    const std::int32_t pixelRow = grid.RowOf(row), subRow = row - pixelRow * grid.Quality();
+    const std::uint64_t* bad = band_.Job().band.badRows[pixelRow] != 0 ? band_.PlaceOf(row).twice : nullptr;
+    std::int32_t x = run.first - band_.FirstColumn();
+    const std::int32_t end = x + run.count;
+    while (x < end) {
+      const std::int32_t word = grid.WordOf(x), wordStart = word * grid.BitsPerWord();
+      const std::int32_t wordEnd = Smaller(wordStart + grid.BitsPerWord(), end);
+      const std::uint64_t badBits = bad != nullptr ? bad[word * grid.Quality()] : 0;
+      if (badBits == 0) {
+        AddSimpleCells(band_.Counters(pixelRow), x, wordEnd, run);
+      } else {
+        AddMixedCells(band_.Counters(pixelRow), x, wordEnd, run, badBits, wordStart,
+                      band_.Smallest(pixelRow, word) + 64 * subRow);
+      }
+      x = wordEnd;
+    }
+  }
+
+  std::uint32_t NextCount(Samples& run) const {
+    const std::uint16_t count = band_.Job().counts[SafeIndexAt(run.u)];
+    run.u += run.dudx;
+    return count;
+  }
+
+  // Columns x .. end - 1, one pixel after the other.
+  void AddSimpleCells(std::uint16_t* counters, std::int32_t x, std::int32_t end, Samples& run) const {
+    std::int32_t pixel = band_.Sizes().PixelOf(x);
+    while (x < end) {
+      const std::int32_t pixelEnd = Smaller((pixel + 1) * band_.Sizes().Quality(), end);
+      std::uint32_t sum = counters[pixel];
+      for (; x < pixelEnd; ++x) sum += NextCount(run);
+      counters[pixel++] = static_cast<std::uint16_t>(sum);
+    }
+  }
+
+  void AddMixedCells(std::uint16_t* counters, std::int32_t x, std::int32_t end, Samples& run, std::uint64_t bad,
+                     std::int32_t wordStart, std::uint16_t* smallest) const {
+    for (; x < end; ++x) {
+      if ((bad >> (x - wordStart) & 1U) != 0) {
+        std::uint16_t& index = smallest[x - wordStart];
+        index = Smaller(index, static_cast<std::uint16_t>(SafeIndexAt(run.u)));
+        run.u += run.dudx;
+      } else {
+        std::uint16_t& counter = counters[band_.Sizes().PixelOf(x)];
+        counter = static_cast<std::uint16_t>(counter + NextCount(run));
+      }
+    }
+  }
+
+  // Whether words that the run lies in have cells that are not simple.
+  bool AnyBad(std::int32_t row, std::int32_t first, std::int32_t count) const {
+    const Grid<Q>& grid = band_.Sizes();
+    if (band_.Job().band.badRows[grid.RowOf(row)] == 0) return false;
+    const std::uint64_t* bad = band_.PlaceOf(row).twice;
+    const std::int32_t lastWord = grid.WordOf(first + count - 1);
+    std::uint64_t any = 0;
+    for (std::int32_t word = grid.WordOf(first); word <= lastWord; ++word) any |= bad[word * grid.Quality()];
+    return any != 0;
+  }
+
+  // TakeSamples for all lanes.
+  void TakeRuns(OutlineSide side, const LaneCuts& cuts, LaneRuns& runs) const {
+    Floats leftX = Load<Floats>(cuts.leftX), rightX = Load<Floats>(cuts.rightX);
+    const Floats leftU = Load<Floats>(cuts.leftU), rightU = Load<Floats>(cuts.rightU);
+    if (side == OutlineSide::kLeft) rightX = leftX < rightX ? rightX : leftX;
+    if (side == OutlineSide::kRight) leftX = rightX < leftX ? rightX : leftX;
+    Ints drawn = Load<Ints>(cuts.used);
+    if (side == OutlineSide::kNone) drawn &= leftX <= rightX;
+
+    const std::int32_t lo = band_.Job().lo, hi = band_.Job().hi;
+    Ints first = Floor(leftX), last = Floor(rightX);
+    const Floats extent = rightX - leftX;
+    const Floats dudx = extent != 0 ? (rightU - leftU) / extent : Floats{};
+    Floats u = (1.0F - (leftX - ToFloats(first))) * dudx + leftU;
+    u = 0.0F < u ? u : Floats{};
+    u = first < lo ? u + ToFloats(WrappingDifference(Ints{} + lo, first)) * dudx : u;
+    first = first < lo ? Ints{} + lo : first;
+    last = last > hi ? Ints{} + hi : last;
+    drawn &= last > first;
+    runs = {WrappingDifference(first, Ints{} + band_.FirstColumn()), drawn ? WrappingDifference(last, first) : Ints{},
+            u, dudx};
+  }
+
+  void AddLanes(OutlineSide side, std::int32_t batch, const LaneCuts& cuts) {
+    LaneRuns runs;
+    TakeRuns(side, cuts, runs);
+    if (AnyBadRow(batch)) AddBadLanes(batch, runs);
+    if (Any(runs.count)) AddSimpleLanes(batch, runs);
+  }
+
+  // Whether cells that are not simple lie in the pixel rows of a batch.
+  ORVANDEL_INLINE bool AnyBadRow(std::int32_t batch) const {
+    const std::uint8_t* bad = band_.Job().band.badRows + band_.Sizes().RowOf(batch);
+    std::uint8_t any = 0;
+    for (int row = 0; row < kGroups<Q>; ++row) any |= bad[row * kLanesOfGroup<Q> / Q];
+    return any != 0;
+  }
+
+  // Takes out the lanes that meet such cells, and adds them one by one.
+  void AddBadLanes(std::int32_t batch, LaneRuns& runs) const {
+    for (std::int32_t lane = 0; lane < kLanes; ++lane) {
+      if (runs.count[lane] == 0 || !AnyBad(batch + lane, runs.first[lane], runs.count[lane])) continue;
+      AddRun(batch + lane, {runs.first[lane] + band_.FirstColumn(), runs.count[lane], runs.u[lane], runs.dudx[lane]});
+      runs.count[lane] = 0;
+    }
+  }
+
+  void AddSimpleLanes(std::int32_t row, const LaneRuns& runs) {
+    LaneBatch<Q> batch;
+    Prepare(row, runs, batch);
+    if (!windows_.Add(batch, band_.Job().alphas)) AddBatch(batch);
+  }
+
+  void Prepare(std::int32_t row, const LaneRuns& runs, LaneBatch<Q>& batch) const {
+    constexpr int kSize = kLanesOfGroup<Q>;
+    constexpr float kDroppedU = 1.003F;  // index 501
+    batch.filled = runs.count > 0;
+    batch.u = batch.filled ? runs.u : Floats{} + kDroppedU;
+    batch.dudx = batch.filled ? runs.dudx : Floats{};
+    const Ints pixel = batch.filled ? runs.first / Q : Ints{} + kNoFirstRow;
+    const Ints start = SmallestOfGroup<kSize>(pixel);
+    batch.skip = batch.filled ? WrappingDifference(runs.first, (Ints)((Words)start * Q)) : Ints{};
+    batch.end = batch.skip + runs.count;
+    const LaneLimits limits = LimitsOf(batch.filled, batch.skip, batch.end);
+    batch.allFrom = limits.largestSkip;
+    batch.allTo = limits.smallestEnd;
+    batch.columns = limits.largestEnd;
+    const Ints firstCounter = start != kNoFirstRow ? start : Ints{};
+    for (int group = 0; group < kGroups<Q>; ++group) {
+      batch.counters[group] = band_.Counters(band_.Sizes().RowOf(row + kSize * group)) + firstCounter[kSize * group];
+    }
+  }
+
+  // The columns of a batch that fits no window.
+  void AddBatch(LaneBatch<Q>& batch) const {
+    for (std::int32_t x = 0; x < batch.columns; x += 4 * Q) {
+      Ints sums[4];
+      for (int pixelInTurn = 0; pixelInTurn < 4; ++pixelInTurn) {
+        sums[pixelInTurn] = Ints{};
+        for (int i = 0; i < Q; i += 4) {
+          const std::int32_t from = x + pixelInTurn * Q + i;
+          if (from >= batch.allFrom && from + 4 <= batch.allTo) {
+            AddFourColumns(batch, sums[pixelInTurn]);
+          } else {
+            AddFourColumnsMasked(from, batch, sums[pixelInTurn]);
+          }
+        }
+      }
+      AddToCounters<Q, 1>(TotalsOf(sums), x, batch.counters);
+    }
+  }
+
+  void AddFourColumns(LaneBatch<Q>& batch, Ints& sums) const {
+    Ints index[4];
+    for (Ints& i : index) {
+      i = Truncate(batch.u * kEntriesPerBand);
+      batch.u += batch.dudx;
+    }
+    lookup_.Add(index[0], index[1], index[2], index[3], sums);
+  }
+
+  void AddFourColumnsMasked(std::int32_t from, LaneBatch<Q>& batch, Ints& sums) const {
+    Ints index[4];
+    for (Ints& i : index) {
+      const Ints within = (batch.skip <= from) & (batch.end > from);
+      i = within ? Truncate(batch.u * kEntriesPerBand) : Ints{} + kFirstDropped;
+      batch.u = within ? batch.u + batch.dudx : batch.u;
+      ++from;
+    }
+    lookup_.Add(index[0], index[1], index[2], index[3], sums);
+  }
+
+  void CountBadCells(const Line& line) const {
+    const std::int32_t q = band_.Sizes().Quality(), firstColumn = line.word * band_.Sizes().BitsPerWord();
+    const std::uint64_t* words = band_.WordsOf(line);
+    std::uint64_t* bad = band_.Twice(line.pixelRow, line.word);
+    const std::uint16_t* smallest = band_.Smallest(line.pixelRow, line.word);
+    std::uint16_t* counters = band_.Counters(line.pixelRow);
+    for (std::int32_t row = 0; row < q; ++row) {
+      std::uint64_t bits = bad[row] & words[q + row];  // inside
+      bad[row] = 0;
+      for (; bits != 0; bits &= bits - 1) {
+        const std::int32_t bit = __builtin_ctzll(bits);
+        std::uint16_t& counter = counters[band_.Sizes().PixelOf(firstColumn + bit)];
+        counter = static_cast<std::uint16_t>(counter + band_.Job().counts[smallest[64 * row + bit]]);
+      }
+    }
+  }
+
+  const Band<Q>& band_;
+  AlphaLookup lookup_;
+  WindowQueue<kInLanes ? Q : 4> windows_;
+};
+
+}  // namespace orvandel::fast::ORVANDEL_KERNELS
