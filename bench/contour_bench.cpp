@@ -107,9 +107,13 @@ void BlurPlainly(benchmark::State& state, const PictureSize& size, float radius)
 
 // ---- Many waves, one picture
 
-// Every wave looks for its shape anew, as after a restored list. `changing`: the picture differs from frame to frame.
-void ShapesOfWaves(benchmark::State& state, const PictureSize& size, std::size_t count, bool changing) {
+// The picture from frame to frame: another one, the same one, or one that the host promises to be the same.
+enum class Source { kChanging, kStill, kPromised };
+
+// Every wave looks for its shape anew, as after a restored list.
+void ShapesOfWaves(benchmark::State& state, const PictureSize& size, std::size_t count, Source source) {
   Studio studio(size, Subject::kDisc);
+  studio.frames.host.changeStamp = source == Source::kPromised ? 1 : 0;
   std::vector<Wave> waves(count);
   for (Wave& wave : waves) {
     wave.waveType = kContourWave;
@@ -120,7 +124,7 @@ void ShapesOfWaves(benchmark::State& state, const PictureSize& size, std::size_t
     wave.sourceCenter = {0.5F, 0.5F};
   }
   for (auto frame : state) {
-    if (changing) studio.frames.host.input.Pixel(9, 5)[1] ^= 1;
+    if (source == Source::kChanging) studio.frames.host.input.Pixel(9, 5)[1] ^= 1;
     for (Wave& wave : waves) {
       wave.shapeValid = false;
       BuildContourShape(wave, studio.call.context);
@@ -168,8 +172,9 @@ void RegisterContours() {
     }
     for (const std::size_t count : {1, 10, 50}) {
       const std::string name = "contour_shapes" + end + "/";
-      Register(name + "changing/" + std::to_string(count), ShapesOfWaves, size, count, true);
-      Register(name + "still/" + std::to_string(count), ShapesOfWaves, size, count, false);
+      Register(name + "changing/" + std::to_string(count), ShapesOfWaves, size, count, Source::kChanging);
+      Register(name + "still/" + std::to_string(count), ShapesOfWaves, size, count, Source::kStill);
+      Register(name + "promised/" + std::to_string(count), ShapesOfWaves, size, count, Source::kPromised);
     }
   }
   for (const std::int32_t count : {1, 10, 50}) {

@@ -25,6 +25,7 @@ PAIRS = [
      "contour_shapes/4k/changing/1", None),
     ("Contour shapes of 50 waves on a still 4K picture, against one trace", "contour_shapes/4k/still/50",
      "trace/disc/4k", 1),
+    ("The same with the change stamp", "contour_shapes/4k/promised/50", "trace/disc/4k", 1),
     ("Five-pointed stars at depth -1 against -0.5", "star/depth_-1", "star/depth_-0.5", 1),
     ("Rings at 29.97 frames a second against 30", "rings/fps_29.97", "rings/fps_30", 1.3),
     ("10 contour waves at 29.97 against 30", "contour_frames/fps_29.97/10", "contour_frames/fps_30/10", 1.3),
@@ -51,6 +52,7 @@ SINGLES = [
     ("Shapes of 1 contour wave, new picture", ["contour_shapes/1080p/changing/1", "contour_shapes/4k/changing/1"]),
     ("Shapes of 50 contour waves, new picture", ["contour_shapes/1080p/changing/50", "contour_shapes/4k/changing/50"]),
     ("Shapes of 50 contour waves, still picture", ["contour_shapes/1080p/still/50", "contour_shapes/4k/still/50"]),
+    ("The same with the change stamp", ["contour_shapes/1080p/promised/50", "contour_shapes/4k/promised/50"]),
 ]
 
 TICKS = [

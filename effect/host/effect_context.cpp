@@ -7,6 +7,7 @@ namespace orvandel {
 void CheckIn(ParamSlot& slot) noexcept {
   if (!slot.held) return;
   slot.held = false;
+  slot.knownPicture = 0;
   const OrvInRecord& host = *slot.owner->inRecord;
   host.callbacks.checkInParam(host.effectRef, &slot.definition);
 }
@@ -41,6 +42,12 @@ std::int32_t EffectContext::CheckAbort() {
 std::int32_t EffectContext::ReportProgress(std::int32_t done, std::int32_t total) {
   if (aborted == 0) aborted = inRecord->callbacks.progress(inRecord->effectRef, done, total);
   return aborted;
+}
+
+std::uint64_t EffectContext::ChangeStamp() noexcept {
+  const OrvChangeStampService* service = services.ChangeStamp();
+  std::uint64_t stamp = 0;
+  return service != nullptr && service->changeStamp(inRecord->effectRef, &stamp) == 0 ? stamp : 0;
 }
 
 }  // namespace orvandel

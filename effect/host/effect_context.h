@@ -23,8 +23,9 @@ struct ParamSlot {
   std::int32_t hostIndex = -1;  // -1 in an empty slot
   std::int32_t sampleTime = 0;  // host time that the value belongs to
   bool filled = false;
-  bool held = false;          // a layer that must still be checked in
-  OrvPathRef pathHandle = 0;  // a mask path that must still be checked in, 0 = none
+  bool held = false;               // a layer that must still be checked in
+  OrvPathRef pathHandle = 0;       // a mask path that must still be checked in, 0 = none
+  std::uint32_t knownPicture = 0;  // the number of the picture that the held layer is known to be; 0 = not known
 
   ParamSlot() = default;
   ParamSlot(const ParamSlot&) = delete;
@@ -70,6 +71,8 @@ struct EffectContext {
   std::int32_t CheckAbort();
   // Reports progress, unless the host has stopped the work before. Returns `aborted`.
   std::int32_t ReportProgress(std::int32_t done, std::int32_t total);
+  // The number under which the host promises that nothing has changed, see OrvChangeStampService; 0 = no promise.
+  std::uint64_t ChangeStamp() noexcept;
 };
 
 }  // namespace orvandel

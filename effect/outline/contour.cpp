@@ -86,16 +86,16 @@ struct Sight {
   Fingerprint stamp;
 };
 
-Sight LookAt(const ImageBuffer& source, EffectContext& context) {
+Sight LookAt(ParamSlot& slot, const ImageBuffer& source, EffectContext& context) {
   TraceMemory* const memory = TracesOf(context);
-  const bool remembered = memory != nullptr && memory->HoldsPicture(source);
+  const bool remembered = memory != nullptr && memory->HoldsLayer(slot);
   // The fingerprint of a picture narrower than its strides may depend on what lies behind the rows.
   constexpr std::int32_t kNarrow = 16;
   const bool knowsStamp = remembered && source.width >= kNarrow;
   return {memory, remembered, knowsStamp ? memory->Stamp() : FingerprintImage(source)};
 }
 
-TracedContour TraceOrRecall(const ContourJob& job, std::int32_t wanted, const Sight& sight) {
+TracedContour TraceOrRecall(const ContourJob& job, ParamSlot& slot, std::int32_t wanted, const Sight& sight) {
   TraceMemory* const memory = sight.memory;
   const TraceSettings settings = SettingsOf(job, wanted);
   TracedContour traced;
@@ -110,6 +110,7 @@ TracedContour TraceOrRecall(const ContourJob& job, std::int32_t wanted, const Si
     // One question a row and a column of the blur, one after the lattice, one a contour.
     const std::int64_t questions = BlurQuestions(job) + 1 + traced.found;
     memory->Remember(settings, job.source, sight.stamp, traced.chain, traced.found, questions);
+    memory->NoteLayer(slot);
   }
   return traced;
 }
@@ -132,7 +133,7 @@ std::int32_t TraceContours(const ContourJob& job, std::int32_t wanted, TracedCon
 bool BuildContourShape(Wave& wave, EffectContext& context) {
   ParamSlot& sourceSlot = AcquireSourceSlot(context, wave.sampleTime);
   const ImageBuffer source = SlotImage(sourceSlot);
-  const Sight sight = LookAt(source, context);
+  const Sight sight = LookAt(sourceSlot, source, context);
   const Fingerprint& stamp = sight.stamp;
   if (wave.shapeValid && TracedFrom(wave, stamp)) return false;
 
@@ -140,7 +141,8 @@ bool BuildContourShape(Wave& wave, EffectContext& context) {
   wave.shapeValid = false;
   const ValueImage values = PrepareValueImage(source, context);
   const ContourJob job = JobFor(wave, context, source, values.view);
-  const TracedContour traced = TraceOrRecall(job, std::max(static_cast<std::int32_t>(wave.contour), 1), sight);
+  const std::int32_t wanted = std::max(static_cast<std::int32_t>(wave.contour), 1);
+  const TracedContour traced = TraceOrRecall(job, sourceSlot, wanted, sight);
   CheckIn(sourceSlot);
 
   // Without a contour the old stamp stays, so that the next update looks again.

@@ -62,12 +62,7 @@ void RemoveEntriesFrom(Stepper& stepper, double f) {
 // no second look. Asking costs as much as checking some ticks, so short sequences do without.
 bool RenewStamp(Stepper& stepper) {
   constexpr double kTicksWorthAsking = 128;
-  EffectContext& context = *stepper.context;
-  std::uint64_t stamp = 0;
-  if (stepper.target >= kTicksWorthAsking) {
-    const OrvChangeStampService* service = context.services.ChangeStamp();
-    if (service == nullptr || service->changeStamp(context.inRecord->effectRef, &stamp) != 0) stamp = 0;
-  }
+  const std::uint64_t stamp = stepper.target >= kTicksWorthAsking ? stepper.context->ChangeStamp() : 0;
   const bool unchanged = stamp != 0 && stamp == stepper.stamp;
   stepper.stamp = stamp;
   return unchanged;

@@ -1,5 +1,6 @@
 #include "effect/sim/trace_memory.h"
 
+#include <algorithm>
 #include <cstring>
 #include <new>
 
@@ -24,9 +25,39 @@ bool TraceMemory::HoldsPicture(const ImageBuffer& source) const {
   return true;
 }
 
+// Comparing a small picture costs no more than asking.
+TraceMemory::Look TraceMemory::LookOf(const ParamSlot& slot) {
+  constexpr std::int64_t kPixelsWorthAsking = 1 << 14;
+  const ImageBuffer image = SlotImage(slot);
+  const bool asks = std::int64_t{image.width} * image.height >= kPixelsWorthAsking;
+  return {asks ? slot.owner->ChangeStamp() : 0, slot.hostIndex, slot.sampleTime};
+}
+
+bool TraceMemory::HoldsLayer(ParamSlot& slot) {
+  if (!filled_) return false;
+  if (slot.knownPicture == number_) return true;
+  const Look look = LookOf(slot);
+  const bool promised = look.stamp != 0 && std::find(looks_.begin(), looks_.end(), look) != looks_.end();
+  if (!promised && !HoldsPicture(SlotImage(slot))) return false;
+  Note(slot, look);
+  return true;
+}
+
+void TraceMemory::NoteLayer(ParamSlot& slot) { Note(slot, LookOf(slot)); }
+
+void TraceMemory::Note(ParamSlot& slot, const Look& look) {
+  constexpr std::size_t kMostLooks = 256;
+  slot.knownPicture = number_;
+  if (look.stamp == 0 || std::find(looks_.begin(), looks_.end(), look) != looks_.end()) return;
+  if (looks_.size() == kMostLooks) looks_.clear();
+  looks_.push_back(look);
+}
+
 void TraceMemory::Remember(const TraceSettings& settings, const ImageBuffer& source, const Fingerprint& stamp,
                            const HeapVector<Point2f>& chain, std::int64_t found, std::int64_t questions) {
   filled_ = false;
+  ++number_;
+  looks_.clear();
   stamp_ = stamp;
   chain_ = chain;
   pixels_.resize(RowLength(source) * static_cast<std::size_t>(Rows(source)));

@@ -31,6 +31,11 @@ class TraceMemory {
  public:
   // Whether the remembered trace is of this picture; comparing is several times faster than taking a fingerprint.
   bool HoldsPicture(const ImageBuffer& source) const;
+  // The same for a layer that is checked out. It is not compared when it has been since it was checked out, nor when
+  // the host promises the pixels that a look at this layer and time has found before.
+  bool HoldsLayer(ParamSlot& slot);
+  // The picture remembered last is this layer's.
+  void NoteLayer(ParamSlot& slot);
   // Whether a held picture's trace is also what these settings give.
   bool HasSettings(const TraceSettings& settings) const { return settings == settings_; }
   // AllocFailed leaves nothing remembered.
@@ -43,7 +48,18 @@ class TraceMemory {
   std::int64_t Questions() const { return questions_; }
 
  private:
+  // A check-out that gave the remembered picture, under the host's change stamp; stamp 0 promises nothing.
+  struct Look {
+    std::uint64_t stamp;
+    std::int32_t hostIndex, hostTime;
+    bool operator==(const Look&) const = default;
+  };
+  static Look LookOf(const ParamSlot& slot);
+  void Note(ParamSlot& slot, const Look& look);
+
   bool filled_ = false;
+  std::uint32_t number_ = 0;  // of the remembered picture, for ParamSlot::knownPicture
+  HeapVector<Look> looks_;
   TraceSettings settings_{};
   Fingerprint stamp_{};
   HeapVector<std::uint8_t> pixels_;  // the picture's rows without padding
