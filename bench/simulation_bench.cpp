@@ -122,8 +122,14 @@ void RegisterSimulation() {
   RegisterChecks();
   RegisterLateFrames();
   for (const double depth : {-0.5, -1.0}) {
-    const Settings stars = [depth](test::FakeHost& host) { SetStars(host, depth); };
-    Register(depth == -1 ? "star/depth_-1" : "star/depth_-0.5", Play, 300, kUnitsPerTick, true, stars);
+    const std::string name = depth == -1 ? "star/depth_-1" : "star/depth_-0.5";
+    for (const std::int32_t rows : {0, 256}) {
+      const Settings stars = [depth, rows](test::FakeHost& host) {
+        SetStars(host, depth);
+        host.rowsBetweenReports = rows;
+      };
+      Register(rows == 0 ? name : name + "/interval", Play, 300, kUnitsPerTick, true, stars);
+    }
   }
   Register("rings/fps_30", Play, 300, kUnitsPerTick, true, Settings(SetRings));
   Register("rings/fps_29.97", Play, 300, kUnitsPerNtscFrame, true, Settings(SetRings));

@@ -27,6 +27,7 @@ PAIRS = [
      "trace/disc/4k", 1),
     ("The same with the change stamp", "contour_shapes/4k/promised/50", "trace/disc/4k", 1),
     ("Five-pointed stars at depth -1 against -0.5", "star/depth_-1", "star/depth_-0.5", 1),
+    ("The same with the progress interval", "star/depth_-1/interval", "star/depth_-0.5/interval", 1),
     ("Rings at 29.97 frames a second against 30", "rings/fps_29.97", "rings/fps_30", 1.3),
     ("10 contour waves at 29.97 against 30", "contour_frames/fps_29.97/10", "contour_frames/fps_30/10", 1.3),
     ("Ten minutes, last frame against first, change stamp", "ten_minutes/stamp/last", "ten_minutes/stamp/first", 1.2),

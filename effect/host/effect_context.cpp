@@ -44,6 +44,13 @@ std::int32_t EffectContext::ReportProgress(std::int32_t done, std::int32_t total
   return aborted;
 }
 
+std::int32_t EffectContext::RowsBetweenReports() noexcept {
+  const OrvProgressIntervalService* service = services.ProgressInterval();
+  std::int32_t rows = 1;
+  const bool answered = service != nullptr && service->rowsBetweenReports(inRecord->effectRef, &rows) == 0;
+  return answered && rows > 1 ? rows : 1;
+}
+
 std::uint64_t EffectContext::ChangeStamp() noexcept {
   const OrvChangeStampService* service = services.ChangeStamp();
   std::uint64_t stamp = 0;

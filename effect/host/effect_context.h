@@ -71,6 +71,8 @@ struct EffectContext {
   std::int32_t CheckAbort();
   // Reports progress, unless the host has stopped the work before. Returns `aborted`.
   std::int32_t ReportProgress(std::int32_t done, std::int32_t total);
+  // How many rows of a wave may lie between two reports, at least 1, see OrvProgressIntervalService.
+  std::int32_t RowsBetweenReports() noexcept;
   // The number under which the host promises that nothing has changed, see OrvChangeStampService; 0 = no promise.
   std::uint64_t ChangeStamp() noexcept;
 };

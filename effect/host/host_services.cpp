@@ -13,6 +13,7 @@ void HostServices::Initialise(const OrvServiceTable* table) {
 // Null when the host refuses it. A service acquired without a table is still acquired: it is given back.
 const void* HostServices::TryAcquire(const char* name, std::int32_t version) const noexcept {
   const void* service = nullptr;
+  if (table_ == nullptr) return nullptr;
   const std::int32_t result = table_->acquire(name, version, &service);
   if (result == 0 && service == nullptr) table_->release(name, version);
   return result == 0 ? service : nullptr;
@@ -37,25 +38,15 @@ const OrvPathDataService& HostServices::PathData() {
   return Acquire(pathData_, ORV_PATH_DATA_SERVICE, ORV_PATH_DATA_VERSION);
 }
 
-const OrvChangeStampService* HostServices::ChangeStamp() noexcept {
-  if (!changeStampAsked_) {
-    changeStampAsked_ = true;
-    changeStamp_ =
-        static_cast<const OrvChangeStampService*>(TryAcquire(ORV_CHANGE_STAMP_SERVICE, ORV_CHANGE_STAMP_VERSION));
-  }
-  return changeStamp_;
-}
-
 void HostServices::ReleaseAll() noexcept {
   if (paramUtils_ != nullptr) table_->release(ORV_PARAM_UTILS_SERVICE, ORV_PARAM_UTILS_VERSION);
   if (pathQuery_ != nullptr) table_->release(ORV_PATH_QUERY_SERVICE, ORV_PATH_QUERY_VERSION);
   if (pathData_ != nullptr) table_->release(ORV_PATH_DATA_SERVICE, ORV_PATH_DATA_VERSION);
-  if (changeStamp_ != nullptr) table_->release(ORV_CHANGE_STAMP_SERVICE, ORV_CHANGE_STAMP_VERSION);
+  Release(changeStamp_);
+  Release(progressInterval_);
   paramUtils_ = nullptr;
   pathQuery_ = nullptr;
   pathData_ = nullptr;
-  changeStamp_ = nullptr;
-  changeStampAsked_ = false;
 }
 
 }  // namespace orvandel

@@ -22,8 +22,9 @@ class HostServices {
   const OrvPathQueryService& PathQuery();
   const OrvPathDataService& PathData();
 
-  // Null when the host does not offer it; asked for once a call.
-  const OrvChangeStampService* ChangeStamp() noexcept;
+  // Null when the host does not offer them; asked for once a call.
+  const OrvChangeStampService* ChangeStamp() noexcept { return TryOnce(changeStamp_); }
+  const OrvProgressIntervalService* ProgressInterval() noexcept { return TryOnce(progressInterval_); }
 
   void ReleaseAll() noexcept;
 
@@ -32,12 +33,33 @@ class HostServices {
   template <typename Service>
   const Service& Acquire(const Service*& held, const char* name, std::int32_t version);
 
+  // A service that the effect can do without.
+  template <typename Service>
+  struct Optional {
+    const char* name;
+    std::int32_t version;
+    const Service* held = nullptr;
+    bool asked = false;
+  };
+  template <typename Service>
+  const Service* TryOnce(Optional<Service>& service) noexcept {
+    if (!service.asked) service.held = static_cast<const Service*>(TryAcquire(service.name, service.version));
+    service.asked = true;
+    return service.held;
+  }
+  template <typename Service>
+  void Release(Optional<Service>& service) noexcept {
+    if (service.held != nullptr) table_->release(service.name, service.version);
+    service.held = nullptr;
+    service.asked = false;
+  }
+
   const OrvServiceTable* table_ = nullptr;
   const OrvParamUtilsService* paramUtils_ = nullptr;
   const OrvPathQueryService* pathQuery_ = nullptr;
   const OrvPathDataService* pathData_ = nullptr;
-  const OrvChangeStampService* changeStamp_ = nullptr;
-  bool changeStampAsked_ = false;
+  Optional<OrvChangeStampService> changeStamp_{ORV_CHANGE_STAMP_SERVICE, ORV_CHANGE_STAMP_VERSION};
+  Optional<OrvProgressIntervalService> progressInterval_{ORV_PROGRESS_INTERVAL_SERVICE, ORV_PROGRESS_INTERVAL_VERSION};
 };
 
 }  // namespace orvandel

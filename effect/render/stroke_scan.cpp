@@ -140,6 +140,8 @@ class StrokeScan {
 
   std::int32_t Run() {
     const StrokeBounds& bounds = geometry_.bounds;
+    const std::int32_t rowsBetweenReports = context_.RowsBetweenReports();
+    std::int32_t rows = 0;
     for (std::int32_t y = bounds.yMin; y <= bounds.yMax; ++y) {
       Activate(y);
       StepActive(y);
@@ -147,6 +149,7 @@ class StrokeScan {
       if (active_.empty()) continue;
       const bool drawn = geometry_.reflection || y >= 0;
       if (drawn && activeOutlineEdges_ > 0) DrawRow(y);
+      if (rows++ % rowsBetweenReports != 0) continue;
       const std::int32_t stop = context_.ReportProgress(y - bounds.yMin, bounds.yMax - bounds.yMin);
       if (stop != 0) return stop;
     }

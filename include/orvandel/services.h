@@ -48,6 +48,21 @@ typedef struct OrvChangeStampService {
   int32_t (*changeStamp)(OrvEffectRef effectRef, uint64_t* stamp);
 } OrvChangeStampService;
 
+/*
+ * Optional. A wave reports progress after each of its rows, which tall waves have by the hundred thousand. A host that
+ * does not need to hear of every one says how many rows may lie between two reports.
+ */
+#define ORV_PROGRESS_INTERVAL_SERVICE "Orvandel Progress Interval"
+#define ORV_PROGRESS_INTERVAL_VERSION 1
+
+typedef struct OrvProgressIntervalService {
+  /*
+   * Puts a number of rows, at least 1, into *rows: a wave then reports its first row and every so manieth after it.
+   * Less, or a non-zero result: every row. Asked before each wave.
+   */
+  int32_t (*rowsBetweenReports)(OrvEffectRef effectRef, int32_t* rows);
+} OrvProgressIntervalService;
+
 /* A mask path lent by the host for one time; 0: no such mask. */
 typedef uint64_t OrvPathRef;
 /* A prepared length query of one segment. */

@@ -35,6 +35,8 @@ class HostAnswers {
 
   // Another number once any answer may have changed; 0: no promise.
   virtual std::uint64_t ChangeStamp() { return 0; }
+  // Rows of a wave between two progress reports; each of them asks ShouldStop.
+  virtual std::int32_t RowsBetweenReports() { return 1; }
 
   // Mask paths; 0: no such mask.
   virtual OrvPathRef CheckOutPath(std::int32_t pathId, std::int32_t time);

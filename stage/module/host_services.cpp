@@ -205,22 +205,32 @@ std::int32_t ChangeStamp(OrvEffectRef effectRef, std::uint64_t* stamp) {
   });
 }
 
+std::int32_t RowsBetweenReports(OrvEffectRef effectRef, std::int32_t* rows) {
+  return For(effectRef, [&](HostAnswers& answers) {
+    *rows = answers.RowsBetweenReports();
+    return 0;
+  });
+}
+
 constexpr OrvParamUtilsService kParamUtils = {UpdateParamUi};
 constexpr OrvPathQueryService kPathQuery = {nullptr, nullptr, CheckOutPath, CheckInPath};
 constexpr OrvPathDataService kPathData = {IsOpen,        SegmentCount,  nullptr, PrepareLengthQuery,
                                           SegmentLength, PointAtLength, nullptr, ReleaseLengthQuery};
 
 constexpr OrvChangeStampService kChangeStamp = {ChangeStamp};
+constexpr OrvProgressIntervalService kProgressInterval = {RowsBetweenReports};
 
 struct NamedService {
   std::string_view name;
   std::int32_t version;
   const void* table;
 };
-constexpr NamedService kServices[] = {{ORV_PARAM_UTILS_SERVICE, ORV_PARAM_UTILS_VERSION, &kParamUtils},
-                                      {ORV_PATH_QUERY_SERVICE, ORV_PATH_QUERY_VERSION, &kPathQuery},
-                                      {ORV_PATH_DATA_SERVICE, ORV_PATH_DATA_VERSION, &kPathData},
-                                      {ORV_CHANGE_STAMP_SERVICE, ORV_CHANGE_STAMP_VERSION, &kChangeStamp}};
+constexpr NamedService kServices[] = {
+    {ORV_PARAM_UTILS_SERVICE, ORV_PARAM_UTILS_VERSION, &kParamUtils},
+    {ORV_PATH_QUERY_SERVICE, ORV_PATH_QUERY_VERSION, &kPathQuery},
+    {ORV_PATH_DATA_SERVICE, ORV_PATH_DATA_VERSION, &kPathData},
+    {ORV_CHANGE_STAMP_SERVICE, ORV_CHANGE_STAMP_VERSION, &kChangeStamp},
+    {ORV_PROGRESS_INTERVAL_SERVICE, ORV_PROGRESS_INTERVAL_VERSION, &kProgressInterval}};
 
 const NamedService* FindService(const char* name, std::int32_t version) {
   for (const NamedService& service : kServices) {

@@ -39,6 +39,8 @@ class SceneAnswers final : public HostAnswers {
   std::int32_t UpdateParamUi(std::int32_t hostIndex, const OrvParamDef& definition) override;
   // A scene is read once and never changes while it plays.
   std::uint64_t ChangeStamp() override { return 1; }
+  // A stop is heard within a millisecond all the same.
+  std::int32_t RowsBetweenReports() override { return 256; }
   OrvPathRef CheckOutPath(std::int32_t pathId, std::int32_t time) override { return masks_.PathAt(pathId, time); }
   bool PathIsOpen(OrvPathRef path) override { return masks_.IsOpen(path); }
   std::int32_t SegmentCount(OrvPathRef path) override { return masks_.SegmentCount(path); }

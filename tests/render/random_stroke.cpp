@@ -89,6 +89,7 @@ StrokeCase RandomStroke(Dice& dice) {
     for (Point2f& p : stroke.points) p.y *= 150;  // u drifts along edges of many rows
   }
   if (dice.OneIn(5)) stroke.stopAtReport = dice.Whole(0, 60);
+  if (dice.OneIn(4)) stroke.rowsBetweenReports = dice.Whole(0, dice.OneIn(2) ? 9 : 0x7FFFFFFF);
   return stroke;
 }
 
@@ -103,7 +104,8 @@ Picture RandomPicture(Dice& dice) {
 std::string Describe(const StrokeCase& stroke) {
   std::ostringstream text;
   text << "quality " << stroke.quality << ", reflection " << stroke.reflection << ", width " << stroke.width
-       << ", profile " << stroke.profile << ", stop " << stroke.stopAtReport << ", points";
+       << ", profile " << stroke.profile << ", stop " << stroke.stopAtReport << ", every " << stroke.rowsBetweenReports
+       << " rows, points";
   for (const Point2f& p : stroke.points) text << " (" << p.x << ' ' << p.y << ')';
   return text.str();
 }

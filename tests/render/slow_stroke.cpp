@@ -300,6 +300,7 @@ std::optional<StrokeOutcome> DrawSlowly(const StrokeCase& stroke, Picture& pictu
   ProfileTable table;
   BuildProfileTable(stroke.opacity, static_cast<std::int32_t>(stroke.profile), table);
   Compositor compositor(stroke, picture);
+  std::int32_t rows = 0;
   for (std::int64_t y = box.top; y <= box.bottom && outcome.result == 0; ++y) {
     const auto lives = [&](const Piece& piece) { return !LiveLines(piece, y).empty(); };
     if (std::none_of(pieces.begin(), pieces.end(), lives)) continue;
@@ -312,6 +313,7 @@ std::optional<StrokeOutcome> DrawSlowly(const StrokeCase& stroke, Picture& pictu
       const auto alpha = static_cast<std::uint8_t>(table[static_cast<std::size_t>(*cells[c].index)]);
       compositor.Sample(box.left + static_cast<std::int64_t>(c), y, alpha);
     }
+    if (rows++ % std::max(stroke.rowsBetweenReports, 1) != 0) continue;
     outcome.reports.push_back(
         {static_cast<std::int32_t>(y - box.top), static_cast<std::int32_t>(box.bottom - box.top)});
     if (static_cast<int>(outcome.reports.size()) - 1 == stroke.stopAtReport) outcome.result = kStopCode;

@@ -1,5 +1,6 @@
 #include "stroke_case.h"
 
+#include <cstring>
 #include <memory>
 
 #include "effect/params/param_ids.h"
@@ -10,6 +11,7 @@ namespace {
 struct Reports {
   std::vector<ProgressReport> made;
   int stopAt;
+  std::int32_t rowsBetween;
 };
 
 std::int32_t RecordProgress(OrvEffectRef effectRef, std::int32_t done, std::int32_t total) {
@@ -17,6 +19,17 @@ std::int32_t RecordProgress(OrvEffectRef effectRef, std::int32_t done, std::int3
   reports.made.push_back({done, total});
   return static_cast<int>(reports.made.size()) - 1 == reports.stopAt ? kStopCode : 0;
 }
+
+// Offers the one service that a stroke asks for.
+std::int32_t AcquireInterval(const char* name, std::int32_t, const void** service) {
+  static constexpr OrvProgressIntervalService kInterval = {[](OrvEffectRef effectRef, std::int32_t* rows) {
+    *rows = reinterpret_cast<const Reports*>(effectRef)->rowsBetween;
+    return 0;
+  }};
+  *service = &kInterval;
+  return std::strcmp(name, ORV_PROGRESS_INTERVAL_SERVICE);
+}
+constexpr OrvServiceTable kServices = {&AcquireInterval, [](const char*, std::int32_t) { return 0; }};
 
 void SetParam(EffectContext& context, ParamId id, std::int32_t type, std::int32_t value) {
   context.globals->paramIndexTable[static_cast<std::size_t>(id)] = id;
@@ -29,7 +42,7 @@ void SetParam(EffectContext& context, ParamId id, std::int32_t type, std::int32_
 
 // Of the list's first `most` waves.
 StrokeOutcome DrawSome(WaveList& list, const StrokeCase& stroke, Picture& picture, std::size_t most) {
-  Reports reports{{}, stroke.stopAtReport};
+  Reports reports{{}, stroke.stopAtReport, stroke.rowsBetweenReports};
   OrvInRecord in{};
   in.callbacks.progress = RecordProgress;
   in.effectRef = reinterpret_cast<OrvEffectRef>(&reports);
@@ -45,6 +58,7 @@ StrokeOutcome DrawSome(WaveList& list, const StrokeCase& stroke, Picture& pictur
   const auto context = std::make_unique<EffectContext>();
   context->inRecord = &in;
   context->globals = globals.get();
+  if (stroke.rowsBetweenReports != 1) context->services.Initialise(&kServices);
   SetParam(*context, kRenderQuality, ORV_PARAM_INTEGER, stroke.quality);
   SetParam(*context, kReflection, ORV_PARAM_CHECKBOX, stroke.reflection ? 1 : 0);
 

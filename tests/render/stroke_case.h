@@ -44,7 +44,8 @@ struct StrokeCase {
   Point2f origin;  // fractions of the layer
   OrvRatio downsampleX{1, 1}, downsampleY{1, 1}, pixelAspect{1, 1};
   OrvPointI outputOrigin{0, 0};
-  int stopAtReport = -1;  // the progress report, counted from 0, at which the host stops the work
+  int stopAtReport = -1;                // the progress report, counted from 0, at which the host stops the work
+  std::int32_t rowsBetweenReports = 1;  // a host that does not offer the service when 1
 };
 
 inline constexpr std::int32_t kStopCode = 77;

@@ -279,10 +279,15 @@ std::int32_t FakeCallbacks::Acquire(const char* name, std::int32_t version, cons
     *stamp = Host(ref).changeStamp;
     return 0;
   }};
-  if (std::strcmp(name, ORV_CHANGE_STAMP_SERVICE) == 0) {
-    if (current->changeStamp == 0) return 1;
+  static constexpr OrvProgressIntervalService kInterval = {[](OrvEffectRef ref, std::int32_t* rows) {
+    *rows = Host(ref).rowsBetweenReports;
+    return 0;
+  }};
+  const bool isStamp = std::strcmp(name, ORV_CHANGE_STAMP_SERVICE) == 0;
+  if (isStamp || std::strcmp(name, ORV_PROGRESS_INTERVAL_SERVICE) == 0) {
+    if (isStamp ? current->changeStamp == 0 : current->rowsBetweenReports == 0) return 1;
     ++current->services_;
-    *service = &kChangeStamp;
+    *service = isStamp ? static_cast<const void*>(&kChangeStamp) : &kInterval;
     return 0;
   }
   if (current->missingService == name) return 1;

@@ -140,6 +140,7 @@ class FakeHost {
   bool passParamsToRender = true;
   std::string missingService;                                // the name of one that this host does not have
   std::uint64_t changeStamp = 0;                             // offered as the optional service unless 0
+  std::int32_t rowsBetweenReports = 0;                       // the same
   std::function<void()> onQuestion;                          // before an abort check or progress report is answered
   std::function<double(double)> distortPaths;                // what the path services say of lengths and coordinates
   std::optional<OrvImage> lentOutput, lentInput, lentLayer;  // images of the test's own instead

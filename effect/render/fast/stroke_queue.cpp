@@ -25,20 +25,23 @@ StrokeBounds BoundsOf(const StrokeExtent& extent) {
           TruncateToInt(std::ceil(extent.xMax)), TruncateToInt(std::ceil(extent.yMax))};
 }
 
-// Reports every row that an edge takes part in; `endRow` comes down to the one at which the host stops. The outline is
-// closed and every other edge hangs on it, so these rows have no gap between the topmost and the lowest point.
+// Reports the rows that an edge takes part in; `endRow` comes down to the one behind which the host stops. The outline
+// is closed and every other edge hangs on it, so these rows have no gap between the topmost and the lowest point.
 std::int32_t ReportRows(EffectContext& context, const StrokeBounds& bounds, const StrokeExtent& extent,
                         std::int32_t& endRow) {
   const std::int32_t first = TruncateToInt(std::ceil(extent.yMin));
   const std::int32_t end = std::min(TruncateToInt(std::ceil(extent.yMax)), bounds.yMax + 1);
   const auto progress = context.inRecord->callbacks.progress;
   const OrvEffectRef effect = context.inRecord->effectRef;
-  std::int32_t y = first;
-  for (; y < end && context.aborted == 0; ++y) {  // EffectContext::ReportProgress, without the calls around the call
-    context.aborted = progress(effect, y - bounds.yMin, bounds.yMax - bounds.yMin);
+  const std::int64_t step = context.RowsBetweenReports();
+  // EffectContext::ReportProgress, without the calls around the call. When the work has been stopped before, the first
+  // row is still drawn, as the row after which we hear of it.
+  std::int64_t y = first;
+  while (context.aborted == 0 && y < end) {
+    context.aborted = progress(effect, static_cast<std::int32_t>(y) - bounds.yMin, bounds.yMax - bounds.yMin);
+    if (context.aborted == 0) y += step;
   }
-  // When the work has been stopped before, the first row is still drawn, as the row after which we hear of it.
-  if (context.aborted != 0 && first < end) endRow = std::min(endRow, std::max(y, first + 1));
+  if (context.aborted != 0 && first < end) endRow = std::min(endRow, static_cast<std::int32_t>(y) + 1);
   return first < end ? context.aborted : 0;
 }
 
