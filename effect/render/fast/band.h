@@ -280,4 +280,17 @@ class InsideWalk {
   std::int32_t pixelRow_ = -1;
 };
 
+// The line's samples that are drawn; its marks are cleared.
+template <int Q>
+ORVANDEL_INLINE void TakeDrawn(const Band<Q>& band, InsideWalk<Q>& walk, const Line& line,
+                               typename RowWords<Q>::Vector& drawn) {
+  using Rows = RowWords<Q>;
+  const std::int32_t q = band.Sizes().Quality();
+  std::uint64_t* words = band.WordsOf(line);
+  walk.Inside(line, words, q, drawn);
+  drawn &= Rows::Load(words, q);
+  Rows::Store(words, typename Rows::Vector{}, q);
+  Rows::Store(words + q, typename Rows::Vector{}, q);
+}
+
 }  // namespace orvandel::fast::ORVANDEL_KERNELS
