@@ -14,14 +14,14 @@
 namespace orvandel {
 namespace {
 
-// Option bits, translated by ApplyOptions.
-enum Option : std::uint32_t { kNone = 0, kFolded = 1, kReactsToChange = 8 };
+// Host flags, by what they mean here.
+constexpr std::uint32_t kNone = 0, kFolded = ORV_PARAM_CLOSED, kReactsToChange = ORV_PARAM_SUPERVISED;
 
 struct Row {
   std::int32_t type;
   ParamId id = kNoParam;
   std::int32_t text = 0;  // string id of the name; a checkbox's label
-  std::uint32_t options = kNone;
+  std::uint32_t hostFlags = kNone;
   // Sliders: precision, default, valid range, slider range, in the parameter's own unit.
   std::int16_t precision = 0;
   double defaultValue = 0;
@@ -41,15 +41,16 @@ constexpr Row Integer(ParamId id, std::int32_t text, double defaultValue, double
                       double sliderMax) {
   return {ORV_PARAM_INTEGER, id, text, kFolded, 0, defaultValue, validMin, validMax, validMin, sliderMax};
 }
-constexpr Row Popup(ParamId id, std::int32_t text, std::uint32_t options, double defaultValue,
+constexpr Row Popup(ParamId id, std::int32_t text, std::uint32_t hostFlags, double defaultValue,
                     std::array<std::int32_t, 10> items) {
-  return {ORV_PARAM_POPUP, id, text, options, 0, defaultValue, 0, 0, 0, 0, items};
+  return {ORV_PARAM_POPUP, id, text, hostFlags, 0, defaultValue, 0, 0, 0, 0, items};
 }
-constexpr Row Plain(std::int32_t type, ParamId id, std::int32_t text, std::uint32_t options, double defaultValue = 0) {
-  return {type, id, text, options, 0, defaultValue};
+constexpr Row Plain(std::int32_t type, ParamId id, std::int32_t text, std::uint32_t hostFlags,
+                    double defaultValue = 0) {
+  return {type, id, text, hostFlags, 0, defaultValue};
 }
-constexpr Row GroupStart(ParamId id, std::int32_t text, std::uint32_t options) {
-  return {ORV_PARAM_GROUP_START, id, text, options};
+constexpr Row GroupStart(ParamId id, std::int32_t text, std::uint32_t hostFlags) {
+  return {ORV_PARAM_GROUP_START, id, text, hostFlags};
 }
 constexpr Row kGroupEnd = {ORV_PARAM_GROUP_END};
 
@@ -108,19 +109,6 @@ struct Registration {
 };
 
 constexpr OrvFixed ToFixed(double value) { return static_cast<OrvFixed>(value * 65536.0); }
-
-void ApplyOptions(std::uint32_t options, OrvParamDef& definition) {
-  if (options & 1) definition.hostFlags |= ORV_PARAM_CLOSED;
-  if (options & 2) definition.hostFlags |= ORV_PARAM_NO_INTERPOLATION;
-  if ((options & 4) && definition.type == ORV_PARAM_FIXED) definition.value.fixed.displayFlags |= 1;
-  if (options & 8) definition.hostFlags |= ORV_PARAM_SUPERVISED;
-  if (options & 16) {
-    definition.hostFlags |= ORV_PARAM_HIDDEN_VALUE;
-    definition.uiFlags |= ORV_PARAM_UI_CONTROL;
-  }
-  if (options & 32) definition.uiFlags |= ORV_PARAM_UI_INACTIVE;
-  if (options & 64) definition.hostFlags |= ORV_PARAM_HIDDEN_VALUE;
-}
 
 void BuildFixed(const Row& row, OrvFixedValue& value) {
   value.validMin = ToFixed(row.validMin);
@@ -211,9 +199,9 @@ void BuildName(const EffectContext& context, const Row& row, OrvParamDef& defini
 
 void Build(const EffectContext& context, const Row& row, Registration& registration) {
   registration.definition.type = row.type;
+  registration.definition.hostFlags = row.hostFlags;
   BuildValue(context, row, registration);
   BuildName(context, row, registration.definition);
-  ApplyOptions(row.options, registration.definition);
 }
 
 // A parameter's lasting id is twice its logical id; group markers without one take odd numbers from their position.

@@ -24,7 +24,7 @@ enum OrvParamType {
 
 /* Bits of OrvParamDef.uiFlags. */
 enum OrvParamUiFlags {
-  ORV_PARAM_UI_CONTROL = 4,  /* option 16 of the effect's builders */
+  ORV_PARAM_UI_CONTROL = 4,
   ORV_PARAM_UI_INACTIVE = 32 /* set: shown dimmed; clear: active */
 };
 

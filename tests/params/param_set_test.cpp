@@ -1,7 +1,11 @@
 // The parameter set as hosts see it, and which parameters are active when.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
+#include <sstream>
+#include <string>
+#include <vector>
 
 #include "effect/host/global_data.h"
 #include "effect/params/param_ids.h"
@@ -21,85 +25,117 @@ TEST(ParamSet, IndexTableAndIdentities) {
   const auto& table = static_cast<GlobalData*>(*host.in.globalData)->paramIndexTable;
   for (std::size_t id = 0; id < table.size(); ++id) {
     EXPECT_EQ(table[id], id < expected.size() ? expected[id] : -1) << id;
-    if (id >= 1 && id < expected.size()) {
-      EXPECT_EQ(host.definitions[static_cast<std::size_t>(table[id])].id, static_cast<std::int32_t>(2 * id));
-    }
   }
-  const std::pair<int, int> markers[] = {{25, 51}, {35, 71}, {11, 23}, {21, 43}, {24, 49}, {34, 69}, {43, 87}};
-  for (const auto& [index, id] : markers) EXPECT_EQ(host.definitions[static_cast<std::size_t>(index)].id, id);
 }
 
-TEST(ParamSet, NamesTypesRangesAndDefaults) {
+// One registration as a text: lasting id, host flags, name or label, type and what its values are.
+std::string LineOf(const OrvParamDef& d, const std::string& name, const std::string& choices) {
+  std::ostringstream line;
+  line << d.id << ' ' << d.hostFlags << " '" << name << "' ";
+  const auto number = [](OrvFixed word) { return word / 65536.0; };
+  const auto slider = [&](const char* type, const auto& v, const auto& shown) {
+    EXPECT_EQ(v.value, v.defaultValue);
+    line << type << ' ' << shown(v.value) << ", " << shown(v.validMin) << " to " << shown(v.validMax) << ", "
+         << shown(v.sliderMin) << " to " << shown(v.sliderMax);
+  };
+  const OrvParamValue& v = d.value;
+  switch (d.type) {
+    case ORV_PARAM_LAYER:
+      line << "layer " << v.layer.defaultLayer;
+      break;
+    case ORV_PARAM_INTEGER:
+      slider("integer", v.integer, [](std::int32_t word) { return word; });
+      break;
+    case ORV_PARAM_FIXED:
+      slider("fixed", v.fixed, number);
+      line << ", " << v.fixed.precision << " places";
+      EXPECT_EQ(v.fixed.displayFlags, 0);
+      break;
+    case ORV_PARAM_ANGLE:
+      EXPECT_EQ(v.angle.value, v.angle.defaultValue);
+      line << "angle " << number(v.angle.value);
+      break;
+    case ORV_PARAM_CHECKBOX:
+      EXPECT_STREQ(d.name, "");
+      line << "checkbox";
+      EXPECT_TRUE(v.checkbox.value == 0 && v.checkbox.defaultValue == 0);
+      break;
+    case ORV_PARAM_COLOR:
+      EXPECT_EQ(std::memcmp(&v.color.value, &v.color.defaultValue, 4), 0);
+      line << "color " << +v.color.value.alpha << ' ' << +v.color.value.red << ' ' << +v.color.value.green << ' '
+           << +v.color.value.blue;
+      break;
+    case ORV_PARAM_POINT:
+      EXPECT_TRUE(v.point.x == v.point.xDefault && v.point.y == v.point.yDefault && v.point.bounds == 1);
+      line << "point " << number(v.point.x) << ' ' << number(v.point.y);
+      break;
+    case ORV_PARAM_POPUP:
+      EXPECT_EQ(v.popup.value, v.popup.defaultValue);
+      EXPECT_EQ(v.popup.choiceCount, 1 + std::count(choices.begin(), choices.end(), '|'));
+      line << "popup " << v.popup.value << ' ' << choices;
+      break;
+    case ORV_PARAM_PATH:
+      EXPECT_EQ(v.path.pathId, v.path.defaultPath);
+      line << "path " << v.path.pathId;
+      break;
+    default:
+      line << (d.type == ORV_PARAM_GROUP_START ? "group" : d.type == ORV_PARAM_GROUP_END ? "group end" : "?");
+  }
+  EXPECT_TRUE(d.uiFlags == 0 && d.uiWidth == 0 && d.uiHeight == 0);
+  return line.str();
+}
+
+// Projects and hosts rely on every word of it.
+TEST(ParamSet, EveryRegistration) {
+  const std::vector<std::string> expected = {
+      "4 0 'Producer Point' point 50 50",
+      "6 32 'Parameters are set at' popup 1 Birth|Each Frame",
+      "64 32 'Render Quality' integer 4, 1 to 16, 1 to 16",
+      "2 64 'Wave Type' popup 1 Polygon|Image Contours|Mask",
+      "68 32 'Polygon' group",
+      "8 32 'Sides' integer 64, 3 to 128, 3 to 128",
+      "10 32 'Curve Size' fixed 0, 0 to 1, 0 to 1, 3 places",
+      "12 32 'Curvyness' fixed 0, 0 to 1, 0 to 1, 3 places",
+      "14 32 'Star' checkbox",
+      "16 32 'Star Depth' fixed -0.5, -1 to 10, -1 to 1, 2 places",
+      "23 0 '' group end",
+      "70 32 'Image Contour' group",
+      "18 0 'Source Layer' layer -1",
+      "20 0 'Source Center' point 50 50",
+      "22 32 'Value Channel' popup 5 Intensity|Red|Green|Blue|Alpha|Hue|Lightness|Saturation|Value",
+      "24 32 'Invert Input' checkbox",
+      "26 32 'Value Threshold' fixed 127, 0 to 255, 0 to 255, 2 places",
+      "28 32 'Pre-Blur' fixed 0, 0 to 50, 0 to 50, 2 places",
+      "30 32 'Tolerance' fixed 0.5, 0 to 5, 0 to 5, 3 places",
+      "32 32 'Contour' integer 1, 1 to 1000, 1 to 50",
+      "43 0 '' group end",
+      "72 32 'Mask' group",
+      "66 32 'Mask' path 1",
+      "49 0 '' group end",
+      "51 0 'Wave Motion' group",
+      "34 32 'Frequency' fixed 1, 0 to 500, 0 to 20, 2 places",
+      "36 32 'Expansion' fixed 5, 0 to 1000, 0 to 20, 2 places",
+      "38 32 'Orientation' angle 0",
+      "42 32 'Direction' angle 90",
+      "40 32 'Velocity' fixed 0, 0 to 10000, 0 to 500, 2 places",
+      "44 32 'Spin' fixed 0, -10000 to 10000, -360 to 360, 2 places",
+      "56 32 'Lifespan (sec) ' fixed 10, 0 to 1000, 0 to 30, 3 places",
+      "62 32 'Reflection' checkbox",
+      "69 0 '' group end",
+      "71 0 'Stroke' group",
+      "48 32 'Profile' popup 1 Square|Triangle|Sawtooth Out|Sawtooth In|Gaussian|Bell|Sine",
+      "46 32 'Color' color 255 0 0 255",
+      "54 32 'Opacity' fixed 1, 0 to 1, 0 to 1, 3 places",
+      "58 32 'Fade-in Time' fixed 0, 0 to 300, 0 to 30, 3 places",
+      "60 32 'Fade-out Time' fixed 5, 0 to 300, 0 to 30, 3 places",
+      "50 32 'Start Width' fixed 5, 1 to 100, 1 to 50, 2 places",
+      "52 32 'End Width' fixed 5, 1 to 100, 1 to 50, 2 places",
+      "87 0 '' group end"};
   FakeHost host;
   ASSERT_EQ(host.Send(ORV_PARAM_SET_UP), 0);
-  const auto definition = [&](ParamId id) { return host.definitions[static_cast<std::size_t>(host.IndexOf(id))]; };
-  const auto choices = [&](ParamId id) { return host.choices[static_cast<std::size_t>(host.IndexOf(id))]; };
-
-  EXPECT_STREQ(definition(kLifespan).name, "Lifespan (sec) ");
-  for (const ParamId id : {kStar, kInvertInput, kReflection}) {
-    EXPECT_STREQ(definition(id).name, "");
-    EXPECT_EQ(definition(id).value.checkbox.defaultValue, 0);
-  }
-  EXPECT_EQ(host.paramNames[static_cast<std::size_t>(host.IndexOf(kInvertInput))], "Invert Input");
-
-  const OrvFixedValue depth = definition(kStarDepth).value.fixed;
-  EXPECT_EQ(depth.defaultValue, -32768);
-  EXPECT_EQ(depth.validMin, -65536);
-  EXPECT_EQ(depth.validMax, 655360);
-  EXPECT_EQ(depth.sliderMax, 65536);
-  EXPECT_EQ(depth.precision, 2);
-  EXPECT_EQ(definition(kTolerance).value.fixed.defaultValue, 32768);
-  EXPECT_EQ(definition(kValueThreshold).value.fixed.defaultValue, 8323072);
-  struct Slider {
-    ParamId id;
-    double value, low, high, sliderLow, sliderHigh;
-  };
-  for (const Slider& s : {Slider{kFrequency, 1, 0, 500, 0, 20},
-                          {kExpansion, 5, 0, 1000, 0, 20},
-                          {kVelocity, 0, 0, 10000, 0, 500},
-                          {kSpin, 0, -10000, 10000, -360, 360},
-                          {kLifespan, 10, 0, 1000, 0, 30},
-                          {kFadeInTime, 0, 0, 300, 0, 30},
-                          {kFadeOutTime, 5, 0, 300, 0, 30},
-                          {kOpacity, 1, 0, 1, 0, 1},
-                          {kStartWidth, 5, 1, 100, 1, 50},
-                          {kEndWidth, 5, 1, 100, 1, 50},
-                          {kPreBlur, 0, 0, 50, 0, 50},
-                          {kCurveSize, 0, 0, 1, 0, 1},
-                          {kCurvyness, 0, 0, 1, 0, 1}}) {
-    const OrvFixedValue f = definition(s.id).value.fixed;
-    EXPECT_EQ(definition(s.id).type, ORV_PARAM_FIXED);
-    EXPECT_EQ(
-        std::vector<std::int32_t>({f.defaultValue, f.validMin, f.validMax, f.sliderMin, f.sliderMax}),
-        std::vector<std::int32_t>({static_cast<OrvFixed>(s.value * 65536), static_cast<OrvFixed>(s.low * 65536),
-                                   static_cast<OrvFixed>(s.high * 65536), static_cast<OrvFixed>(s.sliderLow * 65536),
-                                   static_cast<OrvFixed>(s.sliderHigh * 65536)}))
-        << definition(s.id).name;
-  }
-  const OrvIntegerValue contour = definition(kContour).value.integer;
-  EXPECT_EQ(contour.validMax, 1000);
-  EXPECT_EQ(contour.sliderMax, 50);
-  EXPECT_EQ(contour.defaultValue, 1);
-
-  EXPECT_EQ(choices(kWaveType), "Polygon|Image Contours|Mask");
-  EXPECT_EQ(choices(kProfile), "Square|Triangle|Sawtooth Out|Sawtooth In|Gaussian|Bell|Sine");
-  EXPECT_EQ(choices(kValueChannel), "Intensity|Red|Green|Blue|Alpha|Hue|Lightness|Saturation|Value");
-  EXPECT_EQ(definition(kValueChannel).value.popup.defaultValue, 5);
-  EXPECT_EQ(definition(kValueChannel).value.popup.choiceCount, 9);
-  EXPECT_EQ(definition(kDirection).value.angle.defaultValue, 90 * 65536);
-  EXPECT_EQ(definition(kProducerPoint).value.point.xDefault, 50 * 65536);
-  EXPECT_EQ(definition(kProducerPoint).value.point.bounds, 1);
-  EXPECT_EQ(definition(kSourceLayer).value.layer.defaultLayer, -1);
-  EXPECT_EQ(definition(kMask).value.path.defaultPath, 1);
-  const OrvPixel color = definition(kColor).value.color.defaultValue;
-  EXPECT_EQ(std::memcmp(&color, "\xFF\0\0\xFF", 4), 0);
-
-  for (std::size_t i = 1; i < host.definitions.size(); ++i) {
-    const OrvParamDef& d = host.definitions[i];
-    const bool plain = d.id == 2 * kProducerPoint || d.id == 2 * kSourceLayer || d.id == 2 * kSourceCenter ||
-                       d.id == 51 || d.id == 71 || d.type == ORV_PARAM_GROUP_END;
-    const std::uint32_t flags = d.id == 2 * kWaveType ? 64U : plain ? 0U : 32U;
-    EXPECT_EQ(d.hostFlags, flags) << i;
+  ASSERT_EQ(host.definitions.size(), expected.size() + 1);
+  for (std::size_t i = 0; i < expected.size(); ++i) {
+    EXPECT_EQ(LineOf(host.definitions[i + 1], host.paramNames[i + 1], host.choices[i + 1]), expected[i]);
   }
 }
 
