@@ -1,5 +1,6 @@
 #include "effect/outline/contour_lattice.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstring>
@@ -104,16 +105,16 @@ Walker WalkerAt(const BoundaryLattice& lattice, std::size_t x, std::size_t y) {
 }
 
 bool StandsAlone(const Walker& walker) {
-  for (unsigned d = 0; d < kSteps.size(); ++d) {
-    if (walker.NeighbourSet(d)) return false;
-  }
-  return true;
+  const auto isEmpty = [&walker](std::ptrdiff_t offset) { return walker.cell[offset] == 0; };
+  return std::all_of(walker.offsets.begin(), walker.offsets.end(), isEmpty);
 }
 
-// The direction of the next cell. The neighbour that the walk came from is set, so the search ends within eight tries.
+// The direction of the next cell, clockwise from the empty neighbour that is known. The neighbour that the walk came
+// from is set, so the search ends.
 unsigned NextDirection(const Walker& walker, unsigned direction) {
-  direction = (direction + 1 + (direction & 1)) & 7;
-  while (!walker.NeighbourSet(direction)) direction = (direction - 1) & 7;
+  direction += 2 + (direction & 1);
+  do direction = (direction - 1) & 7;
+  while (!walker.NeighbourSet(direction));
   return direction;
 }
 

@@ -69,7 +69,7 @@ Fingerprint FingerprintImage(const ImageBuffer& image) {
   unsigned sum = 0;
   unsigned rotation = 0;
   for (PixelWalk walk{rowLength}; walk.position + 4 <= end;
-       walk.Advance(kStrides[stride], image), stride = (stride + 1) % 3) {
+       walk.Advance(kStrides[stride], image), stride = (stride + 1) % kStrides.size()) {
     const std::uint8_t* pixel = walk.Pixel(image);
     if (pixel != nullptr) sums[sum] = Mixed(sums[sum], RotatedWord(pixel, rotation), kMixes[mix]);
     sum = 1 - sum;

@@ -22,10 +22,10 @@ struct Row {
   ParamId id = kNoParam;
   std::int32_t text = 0;  // string id of the name; a checkbox's label
   std::uint32_t hostFlags = kNone;
-  // Sliders: precision, default, valid range, slider range, in the parameter's own unit.
-  std::int16_t precision = 0;
+  // In the parameter's own unit; ranges for sliders alone.
   double defaultValue = 0;
   double validMin = 0, validMax = 0, sliderMin = 0, sliderMax = 0;
+  std::int16_t precision = 0;  // decimal places shown
   // Popups: string ids of the items, ended by 0.
   std::array<std::int32_t, 10> items{};
 };
@@ -35,19 +35,24 @@ constexpr OrvPixel kDefaultColor = {255, 0, 0, 255};
 
 constexpr Row Fixed(ParamId id, std::int32_t text, std::int16_t precision, double defaultValue, double validMin,
                     double validMax, double sliderMin, double sliderMax) {
-  return {ORV_PARAM_FIXED, id, text, kFolded, precision, defaultValue, validMin, validMax, sliderMin, sliderMax};
+  return {ORV_PARAM_FIXED, id, text, kFolded, defaultValue, validMin, validMax, sliderMin, sliderMax, precision};
 }
 constexpr Row Integer(ParamId id, std::int32_t text, double defaultValue, double validMin, double validMax,
                       double sliderMax) {
-  return {ORV_PARAM_INTEGER, id, text, kFolded, 0, defaultValue, validMin, validMax, validMin, sliderMax};
+  return {ORV_PARAM_INTEGER, id, text, kFolded, defaultValue, validMin, validMax, validMin, sliderMax};
 }
 constexpr Row Popup(ParamId id, std::int32_t text, std::uint32_t hostFlags, double defaultValue,
                     std::array<std::int32_t, 10> items) {
-  return {ORV_PARAM_POPUP, id, text, hostFlags, 0, defaultValue, 0, 0, 0, 0, items};
+  return {.type = ORV_PARAM_POPUP,
+          .id = id,
+          .text = text,
+          .hostFlags = hostFlags,
+          .defaultValue = defaultValue,
+          .items = items};
 }
 constexpr Row Plain(std::int32_t type, ParamId id, std::int32_t text, std::uint32_t hostFlags,
                     double defaultValue = 0) {
-  return {type, id, text, hostFlags, 0, defaultValue};
+  return {type, id, text, hostFlags, defaultValue};
 }
 constexpr Row GroupStart(ParamId id, std::int32_t text, std::uint32_t hostFlags) {
   return {ORV_PARAM_GROUP_START, id, text, hostFlags};

@@ -2,8 +2,6 @@
 
 #include <cstring>
 
-#include "effect/base/errors.h"
-
 namespace orvandel {
 namespace {
 
@@ -33,11 +31,7 @@ void CheckOut(ParamSlot& slot) {
   if (slot.definition.type == ORV_PARAM_POINT) SubtractOrigin(slot.definition, host.origin);
 }
 
-}  // namespace
-
-void FillSlot(EffectContext& context, std::int32_t hostIndex) {
-  if (hostIndex < 0 || hostIndex >= kSlotCount) throw AbortException(ORV_INVALID_CALLBACK);
-  ParamSlot& slot = context.slots[static_cast<std::size_t>(hostIndex)];
+void FillSlot(ParamSlot& slot, EffectContext& context, std::int32_t hostIndex) {
   slot.owner = &context;
   slot.hostIndex = hostIndex;
   slot.sampleTime = context.inRecord->currentTime;
@@ -49,9 +43,12 @@ void FillSlot(EffectContext& context, std::int32_t hostIndex) {
   slot.filled = true;
 }
 
+}  // namespace
+
 ParamSlot& FilledSlot(EffectContext& context, std::int32_t paramId) {
-  ParamSlot& slot = context.SlotOf(paramId);
-  if (!slot.filled) FillSlot(context, context.HostIndexOf(paramId));
+  const std::int32_t hostIndex = context.HostIndexOf(paramId);
+  ParamSlot& slot = context.slots[static_cast<std::size_t>(hostIndex)];
+  if (!slot.filled) FillSlot(slot, context, hostIndex);
   return slot;
 }
 
@@ -75,7 +72,7 @@ void SampleAt(ParamSlot& slot, std::int32_t hostTime) {
 
 std::uint32_t ValueWord(const OrvParamDef& definition) {
   // The value stands first in every type's part.
-  std::uint32_t word = 0;
+  std::uint32_t word;
   std::memcpy(&word, &definition.value, sizeof(word));
   return word;
 }

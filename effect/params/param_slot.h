@@ -8,9 +8,8 @@
 
 namespace orvandel {
 
-// Fills context.slots[hostIndex] for the call's current time. AbortException(512) for an index outside the slots.
-void FillSlot(EffectContext& context, std::int32_t hostIndex);
-// The slot of a logical id, filled for the call's current time unless it is filled already.
+// The slot of a logical id, filled for the call's current time unless it is filled already. AbortException(512) when
+// none is registered for it.
 ParamSlot& FilledSlot(EffectContext& context, std::int32_t paramId);
 
 // Makes the slot hold the value at `hostTime`. A layer's pixels and a mask's path are fetched only when asked for.

@@ -3,11 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstring>
 #include <random>
 #include <vector>
 
+#include "effect/base/errors.h"
 #include "tests/support/fake_host.h"
 
 namespace orvandel {
@@ -141,7 +143,15 @@ TEST(Lattice, EveryWalkEnds) {
     for (unsigned i = 0; i < kInner * kInner; ++i) {
       lattice.At(1 + i % kInner, 1 + i / kInner) = static_cast<std::uint8_t>(bits >> i & 1);
     }
-    for (const Outline& chain : AllChains(lattice)) ASSERT_LE(chain.size(), 2 + 4 * kInner * kInner);
+    const bool alone = std::has_single_bit(bits);
+    const int first = std::countr_zero(bits);  // the first set cell; a lone one is named twice
+    const Point2f start{static_cast<float>(first % kInner) / 2 - 0.5F, static_cast<float>(first / kInner) / 2 - 0.5F};
+    const std::vector<Outline> chains = AllChains(lattice);
+    ASSERT_EQ(chains[0][0], start);
+    if (alone) {
+      ASSERT_EQ(chains[0], (Outline{start, start}));
+    }
+    for (const Outline& chain : chains) ASSERT_LE(chain.size(), 2 + 4 * kInner * kInner);
   }
 }
 
@@ -156,6 +166,19 @@ TEST(Lattice, LargeMarkedAreasAreErasedWhole) {
   EXPECT_EQ(chains[0].front(), (Point2f{-0.5F, -0.5F}));
   EXPECT_EQ(chains[0].size(), 2 * (700 + 500) + 1U);
   EXPECT_EQ(std::count(lattice.cells.begin(), lattice.cells.end(), 0), 1403 * 1003);
+}
+
+TEST(Lattice, MoreCellsThanTheirIndicesCountAreRefused) {
+  for (const std::int32_t height : {23169, 1 << 30}) {
+    BoundaryLattice lattice;
+    try {
+      BuildBoundaryLattice({nullptr, 23169, height, 0}, 1, lattice);
+      ADD_FAILURE();
+    } catch (const AllocFailed& failure) {
+      EXPECT_EQ(failure.size, -1);
+      EXPECT_TRUE(lattice.cells.empty());
+    }
+  }
 }
 
 }  // namespace

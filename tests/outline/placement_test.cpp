@@ -97,6 +97,14 @@ TEST_F(Placement, RoundedCorners) {
     EXPECT_EQ(placed.size(), c.points) << "curvyness " << c.curvyness << ", quality " << c.quality;
     EXPECT_NEAR(placed[0].x, 50, 1e-4);  // the middle of the edge that ends at the first vertex
     EXPECT_NEAR(placed[0].y, -50, 1e-4);
+    const double middle = 0.5 + 3 * 0.9 * 0.5 * c.curvyness;  // of the first corner, times 8
+    EXPECT_NEAR(placed[c.points / 8].x, 100 - 200 * middle / 8, 1e-4);
+    EXPECT_NEAR(placed[c.points / 8].y, 0, 1e-4);
+  }
+  for (const float none : {0.0F, -1.0F, std::nanf("")}) {
+    square.curveSize = none;
+    EXPECT_EQ(Updated(square).size(), 4U);
+    EXPECT_EQ(Updated(square)[0], (Point2f{100, 0}));
   }
   // Corners on a straight line stay one point: the flat star has the square's curves and four points more.
   square.curveSize = 0.25F;
@@ -160,6 +168,14 @@ TEST(Bezier, FlattenedCornersStayWithinTheTolerance) {
       }
       ASSERT_LE(nearest, 0.301 + 3e-7 * length) << "round " << round << ", t " << t;
     }
+  }
+}
+
+TEST(Bezier, ControlsAtTheToleranceCountAsFlat) {
+  for (const float height : {0.5F, -0.5F, 0.5000001F, -0.5000001F}) {
+    const bool flat = std::abs(height) == 0.5F;
+    EXPECT_EQ(IsCubicFlat({{8, 1}, {9, 1 + height}, {10, 1}, {12, 1}}, 0.25F), flat);
+    EXPECT_EQ(IsCubicFlat({{8, 1}, {9, 1}, {10, 1 + height}, {12, 1}}, 0.25F), flat);
   }
 }
 

@@ -52,6 +52,14 @@ TEST(Polygon, ValuesOutsideTheRanges) {
   for (const bool star : {false, true}) {
     for (const std::int32_t sides : {0, -1, kLeast}) EXPECT_TRUE(Shape(sides, star).empty());
     EXPECT_THROW(Shape(std::numeric_limits<std::int32_t>::max(), star), AllocFailed);
+    const std::int32_t most = star ? 65536 : 131072;
+    EXPECT_EQ(Shape(most, star).size(), 131072U);
+    try {
+      Shape(most + 1, star);
+      ADD_FAILURE();
+    } catch (const AllocFailed& failure) {
+      EXPECT_EQ(failure.size, (star ? 131074 : 131073) * 8);
+    }
   }
 }
 

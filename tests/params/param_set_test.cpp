@@ -92,14 +92,14 @@ TEST(ParamSet, EveryRegistration) {
       "6 32 'Parameters are set at' popup 1 Birth|Each Frame",
       "64 32 'Render Quality' integer 4, 1 to 16, 1 to 16",
       "2 64 'Wave Type' popup 1 Polygon|Image Contours|Mask",
-      "68 32 'Polygon' group",
+      "68 32 '*Polygon' group",
       "8 32 'Sides' integer 64, 3 to 128, 3 to 128",
       "10 32 'Curve Size' fixed 0, 0 to 1, 0 to 1, 3 places",
       "12 32 'Curvyness' fixed 0, 0 to 1, 0 to 1, 3 places",
       "14 32 'Star' checkbox",
       "16 32 'Star Depth' fixed -0.5, -1 to 10, -1 to 1, 2 places",
       "23 0 '' group end",
-      "70 32 'Image Contour' group",
+      "70 32 '*Image Contour' group",
       "18 0 'Source Layer' layer -1",
       "20 0 'Source Center' point 50 50",
       "22 32 'Value Channel' popup 5 Intensity|Red|Green|Blue|Alpha|Hue|Lightness|Saturation|Value",
@@ -109,10 +109,10 @@ TEST(ParamSet, EveryRegistration) {
       "30 32 'Tolerance' fixed 0.5, 0 to 5, 0 to 5, 3 places",
       "32 32 'Contour' integer 1, 1 to 1000, 1 to 50",
       "43 0 '' group end",
-      "72 32 'Mask' group",
+      "72 32 '*Mask' group",
       "66 32 'Mask' path 1",
       "49 0 '' group end",
-      "51 0 'Wave Motion' group",
+      "51 0 '*Wave Motion' group",
       "34 32 'Frequency' fixed 1, 0 to 500, 0 to 20, 2 places",
       "36 32 'Expansion' fixed 5, 0 to 1000, 0 to 20, 2 places",
       "38 32 'Orientation' angle 0",
@@ -122,7 +122,7 @@ TEST(ParamSet, EveryRegistration) {
       "56 32 'Lifespan (sec) ' fixed 10, 0 to 1000, 0 to 30, 3 places",
       "62 32 'Reflection' checkbox",
       "69 0 '' group end",
-      "71 0 'Stroke' group",
+      "71 0 '*Stroke' group",
       "48 32 'Profile' popup 1 Square|Triangle|Sawtooth Out|Sawtooth In|Gaussian|Bell|Sine",
       "46 32 'Color' color 255 0 0 255",
       "54 32 'Opacity' fixed 1, 0 to 1, 0 to 1, 3 places",
@@ -131,11 +131,52 @@ TEST(ParamSet, EveryRegistration) {
       "50 32 'Start Width' fixed 5, 1 to 100, 1 to 50, 2 places",
       "52 32 'End Width' fixed 5, 1 to 100, 1 to 50, 2 places",
       "87 0 '' group end"};
+  static OrvUtilities marking;  // names of groups, and no others, are copied by the host
   FakeHost host;
+  marking = *host.in.utilities;
+  marking.copyString = [](char* target, const char* text) { std::strcpy(std::strcpy(target, "*") + 1, text); };
+  host.in.utilities = &marking;
   ASSERT_EQ(host.Send(ORV_PARAM_SET_UP), 0);
   ASSERT_EQ(host.definitions.size(), expected.size() + 1);
   for (std::size_t i = 0; i < expected.size(); ++i) {
     EXPECT_EQ(LineOf(host.definitions[i + 1], host.paramNames[i + 1], host.choices[i + 1]), expected[i]);
+  }
+}
+
+// Whatever a translation says, a name has room for 31 bytes, the choices of a popup for 1023. Every text of one letter
+// first, then longer and longer ones.
+TEST(ParamSet, TextsAreCutToTheirFields) {
+  std::vector<std::string> names, choices;
+  {
+    FakeHost host;
+    ASSERT_EQ(host.Send(ORV_PARAM_SET_UP), 0);
+    names = host.paramNames;
+    choices = host.choices;
+  }
+  for (std::size_t length = 0; length < 510; ++length) {
+    const auto translate = [length](const std::string& text) {
+      return length == 0 ? text.substr(0, 1) : text + std::string(length - 1, '+');
+    };
+    FakeHost host;
+    host.translate = translate;
+    ASSERT_EQ(host.Send(ORV_PARAM_SET_UP), 0);
+    for (std::size_t i = 1; i < names.size(); ++i) {
+      const bool isLabel = host.definitions[i].type == ORV_PARAM_CHECKBOX, isEnd = names[i].empty();
+      ASSERT_EQ(host.paramNames[i], isEnd ? "" : translate(names[i]).substr(0, isLabel ? std::string::npos : 31));
+      std::istringstream items(choices[i]);
+      std::string joined;
+      for (std::string item; std::getline(items, item, '|');) joined += (joined.empty() ? "" : "|") + translate(item);
+      ASSERT_EQ(host.choices[i], joined.substr(0, 1023));
+    }
+  }
+}
+
+TEST(ParamSet, StartsWhereTheHostCounts) {
+  for (const auto& [before, code] : {std::pair{1, 0}, {84, 0}, {85, 512}, {127, 512}, {-1, 512}, {INT32_MAX, 512}}) {
+    FakeHost host;
+    host.paramCountBefore = before;
+    EXPECT_EQ(host.Send(ORV_PARAM_SET_UP), code) << before;
+    EXPECT_EQ(host.out.paramCount, before == 85 ? 127 : code == 0 ? before + 43 : before);
   }
 }
 
@@ -156,7 +197,9 @@ TEST(ParamUi, OnlyTheSelectedWaveTypesParametersAreActive) {
         host.SetWord(kWaveType, waveType);
         host.SetWord(kStar, star ? 1 : 0);
         OrvChangedParam changed{host.IndexOf(kWaveType)};
+        host.ResetCalls();
         ASSERT_EQ(host.Send(ORV_USER_CHANGED_PARAM, &changed, withParams), 0);
+        EXPECT_EQ(host.Calls(Callback::kCheckOut) == 0, withParams);
         const std::vector<std::int32_t> order = {5, 6, 7, 8, 9, 10, 12, 13, 14, 15, 16, 17, 18, 19, 20, 22, 23};
         EXPECT_EQ(host.uiOrder, order) << "by host index, in the order of logical ids";
         EXPECT_EQ(StateOf(host, kSides).inactive, waveType != 1);

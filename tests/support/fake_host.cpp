@@ -57,9 +57,10 @@ bool FencedImage::FencesIntact() const {
 struct FakeCallbacks {
   static FakeHost& Host(OrvEffectRef ref) { return *static_cast<FakeHost*>(ref); }
 
-  static std::int32_t CheckOut(OrvEffectRef ref, std::int32_t index, std::int32_t time, std::int32_t, std::int32_t,
-                               OrvParamDef* definition) {
+  static std::int32_t CheckOut(OrvEffectRef ref, std::int32_t index, std::int32_t time, std::int32_t step,
+                               std::int32_t scale, OrvParamDef* definition) {
     FakeHost& host = Host(ref);
+    host.lastCheckOut = {index, time, step, scale};
     std::int32_t code = 0;
     if (host.Fails(Callback::kCheckOut, &code)) return code;
     *definition = host.ValueOf(index, time);
@@ -114,7 +115,8 @@ struct FakeCallbacks {
     const auto& table = *reinterpret_cast<const OrvStringTable*>(*strings);
     current->texts_.clear();
     for (std::uint64_t i = 0; i + 1 < table.count; ++i) {
-      current->texts_.emplace_back(std::strchr(table.entries[i].key, '=') + 1);
+      const char* text = std::strchr(table.entries[i].key, '=') + 1;
+      current->texts_.push_back(current->translate ? current->translate(text) : text);
     }
     ++current->stringTables_;
     *strings = 0x5151;
@@ -217,9 +219,10 @@ struct FakeCallbacks {
     *count = static_cast<std::int32_t>(Path(Host(ref), path).points.size());
     return 0;
   }
-  static std::int32_t PrepareQuery(OrvEffectRef ref, OrvPathRef, std::int32_t segment, std::int32_t,
+  static std::int32_t PrepareQuery(OrvEffectRef ref, OrvPathRef, std::int32_t segment, std::int32_t steps,
                                    OrvLengthQuery* query) {
     std::int32_t code = 0;
+    if (steps != 500) Host(ref).problems_.insert("a length query of other than 500 steps");
     if (Host(ref).Fails(Callback::kPrepareQuery, &code)) return code;
     ++Host(ref).queries_;
     *query = static_cast<OrvLengthQuery>(segment + 1);
@@ -352,10 +355,11 @@ void FakeHost::FillRecords() {
   in.callbacks = kCallbacks;
   in.effectRef = this;
   in.timeScale = timeScale;
-  in.timeStep = in.paramTimeStep = timeScale / 30;
+  in.timeStep = timeScale / 30;
+  in.paramTimeStep = timeScale / 60;
   in.duration = duration;
   out.outFlags = out.outFlags2 = 0;
-  out.paramCount = 0;
+  out.paramCount = paramCountBefore;
   std::memset(out.message, 0, sizeof(out.message));
   out.globalData = in.globalData;
   out.sequenceData = in.sequenceData;

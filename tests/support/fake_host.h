@@ -144,7 +144,12 @@ class FakeHost {
   std::function<void()> onQuestion;                          // before an abort check or progress report is answered
   std::function<double(double)> distortPaths;                // what the path services say of lengths and coordinates
   std::optional<OrvImage> lentOutput, lentInput, lentLayer;  // images of the test's own instead
-  std::int64_t questionsLeft = INT64_MAX;                    // then every question is answered with kOutOfPatience
+  std::function<std::string(std::string)> translate;         // every text, when a string table is opened
+  std::int32_t paramCountBefore = 0;                         // what the out-record says when a command begins
+  struct {
+    std::int32_t index, time, step, scale;
+  } lastCheckOut{};
+  std::int64_t questionsLeft = INT64_MAX;  // then every question is answered with kOutOfPatience
   static constexpr std::int32_t kOutOfPatience = -7;
 
  private:
