@@ -140,7 +140,7 @@ void SumRow(const std::uint8_t* pixels, std::size_t width, std::size_t first, Su
 std::int32_t BlurRows(const ContourJob& job, const BoxPile& pile, BlockBlur blur) {
   const ImageBuffer& image = job.valueImage;
   const std::size_t width = static_cast<std::size_t>(image.width);
-  Sums sums(width + kBlock + 2 * pile.reach + 1, 0);
+  Sums sums(width + kBlock + 2 * pile.reach, 0);
   for (std::int32_t y = 0; y < image.height; ++y) {
     SumRow(image.Row(y), width, pile.reach, sums);
     BlurLine(blur, &sums[pile.reach], 1, pile, width, image.Row(y));

@@ -118,8 +118,6 @@ TracedContour TraceOrRecall(const ContourJob& job, ParamSlot& slot, std::int32_t
 }  // namespace
 
 std::int32_t TraceContours(const ContourJob& job, std::int32_t wanted, TracedContour& traced) {
-  traced.found = 0;
-  traced.chain.clear();
   ExtractValueChannel(job);
   if (job.preBlur != 0) {
     if (const std::int32_t code = BlurValueImage(job); code != 0) return code;

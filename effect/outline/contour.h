@@ -20,8 +20,9 @@ struct TracedContour {
   Outline chain;           // the wanted one, or the last one when there are fewer; not thinned; source pixels
 };
 
-// Extracts, blurs and traces. Contours count from 1 in the order in which a raster scan meets them. Returns 0, or the
-// host's code that stopped the work: the host is asked after the lattice and after every contour.
+// Extracts, blurs and traces into `traced`, which is empty yet. Contours count from 1 in the order in which a raster
+// scan meets them. Returns 0, or the host's code that stopped the work: the host is asked after the lattice and after
+// every contour.
 std::int32_t TraceContours(const ContourJob& job, std::int32_t wanted, TracedContour& traced);
 
 }  // namespace orvandel

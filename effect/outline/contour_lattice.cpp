@@ -74,14 +74,14 @@ void ResetLattice(std::size_t width, std::size_t height, BoundaryLattice& lattic
 struct Step {
   int dx, dy;
 };
-constexpr std::array<Step, 8> kSteps = {{{1, 0}, {1, -1}, {0, -1}, {-1, -1}, {-1, 0}, {-1, 1}, {0, 1}, {1, 1}}};
+constexpr auto kSteps = std::to_array<Step>({{1, 0}, {1, -1}, {0, -1}, {-1, -1}, {-1, 0}, {-1, 1}, {0, 1}, {1, 1}});
 constexpr unsigned kStartDirection = 1;
 
 // A cell of the walk; the address saves a multiplication a neighbour.
 struct Walker {
   const std::uint8_t* cell;
   std::size_t x, y;
-  std::array<std::ptrdiff_t, 8> offsets;
+  std::array<std::ptrdiff_t, kSteps.size()> offsets;
 
   bool NeighbourSet(unsigned direction) const { return cell[offsets[direction]] != 0; }
 
@@ -98,9 +98,9 @@ struct Walker {
 
 Walker WalkerAt(const BoundaryLattice& lattice, std::size_t x, std::size_t y) {
   Walker walker{lattice.cells.data() + y * lattice.width + x, x, y, {}};
-  for (std::size_t d = 0; d < kSteps.size(); ++d) {
-    walker.offsets[d] = kSteps[d].dy * static_cast<std::ptrdiff_t>(lattice.width) + kSteps[d].dx;
-  }
+  const std::ptrdiff_t rowLength = static_cast<std::ptrdiff_t>(lattice.width);
+  std::transform(kSteps.begin(), kSteps.end(), walker.offsets.begin(),
+                 [rowLength](const Step& step) { return step.dy * rowLength + step.dx; });
   return walker;
 }
 

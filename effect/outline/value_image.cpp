@@ -86,9 +86,9 @@ void ExtractRow(const std::uint8_t* source, std::size_t count, bool invert, std:
 using RowExtractor = void (*)(const std::uint8_t* source, std::size_t count, bool invert, std::uint8_t* values);
 
 RowExtractor ExtractorOf(std::uint32_t channel) {
-  static constexpr std::array<RowExtractor, 9> kExtractors = {
-      ExtractRow<kIntensity>, ExtractRow<kRed>,       ExtractRow<kGreen>,      ExtractRow<kBlue>, ExtractRow<kAlpha>,
-      ExtractRow<kHue>,       ExtractRow<kLightness>, ExtractRow<kSaturation>, ExtractRow<kValue>};
+  static constexpr auto kExtractors = std::to_array<RowExtractor>(
+      {ExtractRow<kIntensity>, ExtractRow<kRed>, ExtractRow<kGreen>, ExtractRow<kBlue>, ExtractRow<kAlpha>,
+       ExtractRow<kHue>, ExtractRow<kLightness>, ExtractRow<kSaturation>, ExtractRow<kValue>});
   return channel >= 1 && channel <= kExtractors.size() ? kExtractors[channel - 1] : nullptr;
 }
 

@@ -78,9 +78,12 @@ TEST_F(Mask, WavesOfOneTimeShareThePathAndAreNeverRounded) {
 }
 
 TEST_F(Mask, WithoutAMaskOrWithoutExtentNothingIsScaled) {
-  wave.shape = {{1, 2}};
-  EXPECT_EQ(Build(), 0);
-  EXPECT_TRUE(wave.shape.empty());
+  for (const std::size_t masks : {0, 1}) {  // none, and one without segments
+    host.masks.resize(masks);
+    wave.shape = {{1, 2}};
+    EXPECT_EQ(Build(), 0);
+    EXPECT_TRUE(wave.shape.empty());
+  }
   host.masks = {{{{50, 40}}}};
   EXPECT_EQ(Build(), 0);
   EXPECT_EQ(wave.shape, (Outline{{0, 0}}));

@@ -9,6 +9,7 @@
 #include "effect/base/errors.h"
 #include "effect/outline/polygon.h"
 #include "effect/outline/simplify.h"
+#include "effect/outline/unit_frame.h"
 
 namespace orvandel {
 namespace {
@@ -59,6 +60,18 @@ TEST(Polygon, ValuesOutsideTheRanges) {
       ADD_FAILURE();
     } catch (const AllocFailed& failure) {
       EXPECT_EQ(failure.size, (star ? 131074 : 131073) * 8);
+    }
+  }
+}
+
+TEST(UnitFrame, TheFarthestPointGetsTheDistanceOne) {
+  for (const float size : {0x1p-20F, 0x1p-3F, 1.0F, 0x1p9F}) {
+    Outline shape = {{7, -5}, {7 + 3 * size, -5 - 4 * size}, {7 - 2 * size, -5 + size}};
+    MoveToUnitFrame(shape, {7, -5});
+    const Outline expected = {{0, 0}, {0.6F, -0.8F}, {-0.4F, 0.2F}};
+    for (std::size_t i = 0; i < 3; ++i) {
+      EXPECT_NEAR(shape[i].x, expected[i].x, 1e-6);
+      EXPECT_NEAR(shape[i].y, expected[i].y, 1e-6);
     }
   }
 }

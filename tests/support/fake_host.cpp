@@ -195,8 +195,9 @@ struct FakeCallbacks {
     std::int32_t code = 0;
     if (host.Fails(Callback::kCheckOutPath, &code)) return code;
     const bool known = id >= 1 && static_cast<std::size_t>(id) <= host.masks.size();
-    *path = known ? static_cast<OrvPathRef>(id) : 0;
-    if (known) ++host.paths_;
+    if (!known) return 0;  // an answer without a path
+    *path = static_cast<OrvPathRef>(id);
+    ++host.paths_;
     return 0;
   }
   static std::int32_t CheckInPath(OrvEffectRef ref, std::int32_t, std::int32_t, OrvPathRef path) {
@@ -210,13 +211,14 @@ struct FakeCallbacks {
   static std::int32_t IsOpen(OrvEffectRef ref, OrvPathRef path, std::int32_t* open) {
     std::int32_t code = 0;
     if (Host(ref).Fails(Callback::kIsOpen, &code)) return code;
-    *open = Path(Host(ref), path).open ? 1 : 0;
+    if (Path(Host(ref), path).open) *open = 1;  // what is 0 anyway may stay unwritten
     return 0;
   }
   static std::int32_t SegmentCount(OrvEffectRef ref, OrvPathRef path, std::int32_t* count) {
     std::int32_t code = 0;
     if (Host(ref).Fails(Callback::kSegmentCount, &code)) return code;
-    *count = static_cast<std::int32_t>(Path(Host(ref), path).points.size());
+    const std::size_t size = Path(Host(ref), path).points.size();
+    if (size != 0) *count = static_cast<std::int32_t>(size);
     return 0;
   }
   static std::int32_t PrepareQuery(OrvEffectRef ref, OrvPathRef, std::int32_t segment, std::int32_t steps,
