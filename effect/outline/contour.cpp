@@ -119,9 +119,7 @@ TracedContour TraceOrRecall(const ContourJob& job, ParamSlot& slot, std::int32_t
 
 std::int32_t TraceContours(const ContourJob& job, std::int32_t wanted, TracedContour& traced) {
   ExtractValueChannel(job);
-  if (job.preBlur != 0) {
-    if (const std::int32_t code = BlurValueImage(job); code != 0) return code;
-  }
+  if (const std::int32_t code = BlurValueImage(job); code != 0) return code;
   BoundaryLattice lattice;
   BuildBoundaryLattice(job.valueImage, TruncateTo<std::uint16_t>(job.valueThreshold * 256.0F), lattice);
   if (const std::int32_t code = job.context->CheckAbort(); code != 0) return code;
@@ -139,8 +137,7 @@ bool BuildContourShape(Wave& wave, EffectContext& context) {
   wave.shapeValid = false;
   const ValueImage values = PrepareValueImage(source, context);
   const ContourJob job = JobFor(wave, context, source, values.view);
-  const std::int32_t wanted = std::max(static_cast<std::int32_t>(wave.contour), 1);
-  const TracedContour traced = TraceOrRecall(job, sourceSlot, wanted, sight);
+  const TracedContour traced = TraceOrRecall(job, sourceSlot, static_cast<std::int32_t>(wave.contour), sight);
   CheckIn(sourceSlot);
 
   // Without a contour the old stamp stays, so that the next update looks again.

@@ -40,7 +40,7 @@ std::uint8_t CellOf(int sides) { return sides == (kReaches | kWithin) ? 1 : 0; }
 // Fills the cells of one lattice row from column 1 on.
 void WriteCells(const Sides& above, const Sides& below, std::uint8_t* row) {
   const std::size_t last = above.size() - 1;
-  int left = above[0] | below[0];
+  int left = above[0];  // outside, like below[0]
   for (std::size_t i = 0; i < last; ++i) {
     const int right = above[i + 1] | below[i + 1];
     row[2 * i + 1] = CellOf(left | right);
@@ -113,8 +113,9 @@ bool StandsAlone(const Walker& walker) {
 // from is set, so the search ends.
 unsigned NextDirection(const Walker& walker, unsigned direction) {
   direction += 2 + (direction & 1);
-  do direction = (direction - 1) & 7;
-  while (!walker.NeighbourSet(direction));
+  do {
+    direction = (direction - 1) & 7;
+  } while (!walker.NeighbourSet(direction));
   return direction;
 }
 

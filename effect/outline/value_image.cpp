@@ -118,7 +118,7 @@ void ExtractValueChannel(const ContourJob& job) {
   const ImageBuffer& values = job.valueImage;
   const RowExtractor extractRow = ExtractorOf(job.valueChannel);
   const bool readable = job.source.data != nullptr && extractRow != nullptr;
-  const std::int32_t width = readable ? std::min(job.source.width, values.width) : 0;
+  const std::int32_t width = std::min(job.source.width, values.width);
   const std::int32_t height = readable ? std::min(job.source.height, values.height) : 0;
   for (std::int32_t y = 0; y < values.height; ++y) {
     std::uint8_t* row = values.Row(y);

@@ -13,6 +13,7 @@
 #include "effect/base/errors.h"
 #include "effect/outline/placement.h"
 #include "effect/outline/simplify.h"
+#include "effect/outline/unit_frame.h"
 #include "effect/params/param_ids.h"
 #include "open_call.h"
 
@@ -123,6 +124,15 @@ TEST_F(Contour, ShapesAreCentredWithTheirFarthestPointAtOne) {
     float farthest = 0;
     for (const Point2f p : wave.shape) farthest = std::max(farthest, std::hypot(p.x, p.y));
     EXPECT_NEAR(farthest, 1, 1e-6);
+    for (const std::uint32_t contour : {2U, 3U, 1000U, ~0U, 1U}) {
+      wave.contour = contour;
+      wave.shapeValid = false;
+      ASSERT_TRUE(Build());
+      Outline expected;
+      SimplifyPolyline(Trace(static_cast<std::int32_t>(contour)).chain, expected, 0.5F);
+      MoveToUnitFrame(expected, {centre.x * 20, centre.y * 16});
+      EXPECT_EQ(wave.shape, expected);
+    }
     EXPECT_NEAR(std::atan2(wave.shape[0].y, wave.shape[0].x), std::atan2(0.5F - centre.y * 16, 13.5F - centre.x * 20),
                 1e-5);
   }

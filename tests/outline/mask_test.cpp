@@ -110,6 +110,9 @@ TEST_F(Mask, OpenPathsAndEveryFailingCallStop) {
     host.masks[0].points[1] = {far, 30};
     EXPECT_EQ(Build(), 512);
   }
+  host.Arm({Callback::kCheckOut, 0, 4711});
+  EXPECT_EQ(Build(), 512) << "whether there is a mask is not known";
+  host.Disarm();
   host.masks[0].open = true;
   EXPECT_EQ(Build(), 513);
   EXPECT_EQ(std::string(host.out.message), "Open paths cannot be turned into waves.");

@@ -97,9 +97,15 @@ TEST_F(Placement, RoundedCorners) {
     EXPECT_EQ(placed.size(), c.points) << "curvyness " << c.curvyness << ", quality " << c.quality;
     EXPECT_NEAR(placed[0].x, 50, 1e-4);  // the middle of the edge that ends at the first vertex
     EXPECT_NEAR(placed[0].y, -50, 1e-4);
-    const double middle = 0.5 + 3 * 0.9 * 0.5 * c.curvyness;  // of the first corner, times 8
-    EXPECT_NEAR(placed[c.points / 8].x, 100 - 200 * middle / 8, 1e-4);
-    EXPECT_NEAR(placed[c.points / 8].y, 0, 1e-4);
+    const double middle = 100 - 25 * (0.5 + 3 * 0.9 * 0.5 * c.curvyness);  // of every corner's curve
+    for (std::size_t i = 0; i < 4; ++i) {
+      const Point2f point = placed[(2 * i + 1) * c.points / 8];
+      EXPECT_NEAR(point.x, middle * std::cos(static_cast<double>(i) * M_PI / 2), 1e-4);
+      EXPECT_NEAR(point.y, middle * std::sin(static_cast<double>(i) * M_PI / 2), 1e-4);
+    }
+    Wave again = square;
+    again.placed = {{1, 2}};
+    EXPECT_EQ(Updated(again), placed);
   }
   for (const float none : {0.0F, -1.0F, std::nanf("")}) {
     square.curveSize = none;
