@@ -10,7 +10,6 @@ namespace orvandel {
 namespace {
 
 // ---- Building
-// --------------------------------------------------------------------------------------------------------
 //
 // A pixel has two bits: it reaches the threshold, it does not exceed it. The bits of several pixels are joined by or:
 // a cell is boundary when both are there. One row of sides holds a picture row with one pixel outside at either end;
@@ -58,7 +57,6 @@ void ResetLattice(std::size_t width, std::size_t height, BoundaryLattice& lattic
 }
 
 // ---- Walking
-// ---------------------------------------------------------------------------------------------------------
 //
 // Directions 0..7: east, north-east, north, north-west, west, south-west, south, south-east.
 //
@@ -120,7 +118,6 @@ unsigned NextDirection(const Walker& walker, unsigned direction) {
 }
 
 // ---- Erasing
-// ---------------------------------------------------------------------------------------------------------
 
 using CellStack = HeapVector<std::uint32_t>;  // a lattice has fewer than 2^31 cells
 

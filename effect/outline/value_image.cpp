@@ -11,7 +11,6 @@ namespace {
 constexpr std::size_t kPixelBytes = 4;
 
 // ---- Extraction
-// ------------------------------------------------------------------------------------------------------
 
 // c * a / 255 to the nearest whole number; a hair below a half goes up as well.
 int Premultiply(int c, int a) {
