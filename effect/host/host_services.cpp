@@ -38,15 +38,12 @@ const OrvPathDataService& HostServices::PathData() {
   return Acquire(pathData_, ORV_PATH_DATA_SERVICE, ORV_PATH_DATA_VERSION);
 }
 
-void HostServices::ReleaseAll() noexcept {
+HostServices::~HostServices() {
   if (paramUtils_ != nullptr) table_->release(ORV_PARAM_UTILS_SERVICE, ORV_PARAM_UTILS_VERSION);
   if (pathQuery_ != nullptr) table_->release(ORV_PATH_QUERY_SERVICE, ORV_PATH_QUERY_VERSION);
   if (pathData_ != nullptr) table_->release(ORV_PATH_DATA_SERVICE, ORV_PATH_DATA_VERSION);
   Release(changeStamp_);
   Release(progressInterval_);
-  paramUtils_ = nullptr;
-  pathQuery_ = nullptr;
-  pathData_ = nullptr;
 }
 
 }  // namespace orvandel

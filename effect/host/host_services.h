@@ -12,7 +12,7 @@ class HostServices {
   HostServices() = default;
   HostServices(const HostServices&) = delete;
   HostServices& operator=(const HostServices&) = delete;
-  ~HostServices() { ReleaseAll(); }
+  ~HostServices();
 
   // A null table throws AbortException(512).
   void Initialise(const OrvServiceTable* table);
@@ -25,8 +25,6 @@ class HostServices {
   // Null when the host does not offer them; asked for once a call.
   const OrvChangeStampService* ChangeStamp() noexcept { return TryOnce(changeStamp_); }
   const OrvProgressIntervalService* ProgressInterval() noexcept { return TryOnce(progressInterval_); }
-
-  void ReleaseAll() noexcept;
 
  private:
   const void* TryAcquire(const char* name, std::int32_t version) const noexcept;
@@ -48,10 +46,8 @@ class HostServices {
     return service.held;
   }
   template <typename Service>
-  void Release(Optional<Service>& service) noexcept {
+  void Release(const Optional<Service>& service) noexcept {
     if (service.held != nullptr) table_->release(service.name, service.version);
-    service.held = nullptr;
-    service.asked = false;
   }
 
   const OrvServiceTable* table_ = nullptr;

@@ -37,17 +37,6 @@ UnloadGuard unloadGuard;
 }  // namespace
 
 Call::Call(OrvInRecord* inRecord, OrvOutRecord* outRecord, OrvParamDef** params, OrvImage* output) {
-  try {
-    Build(inRecord, outRecord, params, output);
-  } catch (...) {
-    TearDown();
-    throw;
-  }
-}
-
-Call::~Call() { TearDown(); }
-
-void Call::Build(OrvInRecord* inRecord, OrvOutRecord* outRecord, OrvParamDef** params, OrvImage* output) {
   if (params != nullptr && params[0] != nullptr) {
     context_.input = ImageBuffer::FromHost(params[0]->value.layer.image);
   }
@@ -65,6 +54,11 @@ void Call::Build(OrvInRecord* inRecord, OrvOutRecord* outRecord, OrvParamDef** p
   }
   SwitchHeapTo(*context_.globals);
   currentGlobalData = outRecord->globalData;
+}
+
+// The context goes after this and gives back what it holds.
+Call::~Call() {
+  if (currentGlobalData == nullptr) DisposeInstance();
 }
 
 void Call::CreateGlobals() {
@@ -87,10 +81,7 @@ void Call::CreateGlobals() {
   context_.globals = &globals;
 }
 
-void Call::EndInstance() noexcept {
-  currentGlobalData = nullptr;
-  endsInstance_ = true;
-}
+void Call::EndInstance() noexcept { currentGlobalData = nullptr; }
 
 void Call::DisposeInstance() noexcept {
   heap::ReleaseAll();
@@ -101,16 +92,8 @@ void Call::DisposeInstance() noexcept {
   const OrvUtilities& utilities = *context_.inRecord->utilities;
   const OrvHandle handle = context_.outRecord->globalData;
   context_.outRecord->globalData = nullptr;
-  context_.globals = nullptr;
   utilities.unlockHandle(handle);
   utilities.disposeHandle(handle);
-}
-
-// Slots before services: a slot that holds a mask path checks it in through a service still held.
-void Call::TearDown() noexcept {
-  if (endsInstance_ && currentGlobalData == nullptr) DisposeInstance();
-  for (ParamSlot& slot : context_.slots) slot.Release();
-  context_.services.ReleaseAll();
 }
 
 }  // namespace orvandel

@@ -23,13 +23,10 @@ class Call {
   void EndInstance() noexcept;
 
  private:
-  void Build(OrvInRecord* inRecord, OrvOutRecord* outRecord, OrvParamDef** params, OrvImage* output);
   void CreateGlobals();
   void DisposeInstance() noexcept;
-  void TearDown() noexcept;
 
   EffectContext context_;
-  bool endsInstance_ = false;
 };
 
 }  // namespace orvandel

@@ -29,7 +29,7 @@ std::uint32_t WordAt(const std::uint8_t* bytes) {
 }
 
 struct Property {
-  const std::uint8_t* data = nullptr;  // null: there is none
+  const std::uint8_t* data = nullptr;  // null: there is none, and the size is 0
   std::size_t size = 0;
 };
 
@@ -60,7 +60,7 @@ class PropertyList {
 
 // Length-prefixed text; a name that does not fit is cut.
 bool CopyName(const Property& name) {
-  if (name.data == nullptr || name.size < 1) return false;
+  if (name.size == 0) return false;
   const std::size_t length = std::min<std::size_t>({name.data[0], name.size - 1, kNameKeyBytes - 1});
   std::memcpy(nameKey, name.data + 1, length);
   nameKey[length] = '\0';
@@ -104,9 +104,9 @@ std::int32_t ReadRegistration(EffectContext& context) {
                                 platform::SizeofResource(resource));
   if (!CopyName(properties.Find(kKeyName))) return ORV_INVALID_CALLBACK;
   const Property version = properties.Find(kKeyVersion);
-  if (version.data == nullptr || version.size != 4) return ORV_INVALID_CALLBACK;
+  if (version.size != 4) return ORV_INVALID_CALLBACK;
   const Property flags = properties.Find(kKeyGlobalFlags);
-  if (flags.data == nullptr || flags.size != 4) return ORV_INVALID_CALLBACK;
+  if (flags.size != 4) return ORV_INVALID_CALLBACK;
   const Property flags2 = properties.Find(kKeyGlobalFlags2);
   if (flags2.data != nullptr && flags2.size != 4) return ORV_INVALID_CALLBACK;
   context.outRecord->effectVersion = WordAt(version.data);

@@ -256,12 +256,28 @@ TEST_F(Heap, IdleMemoryIsUsedAgainUpToTheThreshold) {
   const int calls = fakeSystem.calls;
   heap::Free(heap::Allocate(3000000));
   EXPECT_EQ(fakeSystem.calls, calls);
+  // Also when others have been taken out from between them.
+  heap::SetTrimThreshold(0);
+  heap::SetTrimThreshold(150000);
+  for (const std::size_t bytes : {20000, 30000, 40000}) heap::Free(heap::Allocate(bytes));
+  void* middle = heap::Allocate(30000);
+  heap::SetTrimThreshold(50000);
+  const int callsBefore = fakeSystem.calls;
+  heap::Free(heap::Allocate(40000));
+  EXPECT_EQ(fakeSystem.calls, callsBefore);
+  heap::Free(middle);
+  // Without a threshold set, two blocks of 32 MiB are more than is kept.
+  heap::ReleaseAll();
+  void* blocks[] = {heap::Allocate(32 << 20), heap::Allocate(32 << 20)};
+  for (void* block : blocks) heap::Free(block);
+  EXPECT_EQ(fakeSystem.live.size(), 1U);
 }
 
 TEST_F(Heap, OddRequests) {
   void* first = heap::Allocate(0);
   void* second = heap::Reallocate(nullptr, 0);
   EXPECT_TRUE(first != nullptr && second != nullptr && first != second);
+  EXPECT_EQ(heap::BytesInUse(), 32U);
   heap::Free(first);
   heap::Free(second);
   heap::Free(nullptr);
@@ -269,11 +285,23 @@ TEST_F(Heap, OddRequests) {
     EXPECT_EQ(heap::Allocate(bytes), nullptr);
   }
   EXPECT_TRUE(fakeSystem.refused == 0) << "hopeless requests do not reach the system";
-  // Every size around the borders of the classes is usable to its last byte and wastes at most a fifth.
+  fakeSystem.limit = fakeSystem.liveBytes;
+  EXPECT_EQ(heap::Allocate(std::size_t{1} << 31), nullptr);
+  EXPECT_EQ(fakeSystem.refused, 2) << "asked again when idle memory has gone back";
+  fakeSystem.limit = SIZE_MAX;
+  // Every size around the borders of the classes is usable to its last byte and wastes at most a fifth; a block moves
+  // when it grows out of its class or half of it would be unused, and not before.
   for (std::size_t bytes = 1; bytes < 40000; bytes += 1 + bytes / 50) {
     void* block = heap::Allocate(bytes);
     std::memset(block, 0xA5, bytes);
-    EXPECT_LE(heap::BytesInUse(), bytes <= 128 ? bytes + 15 : bytes * 5 / 4);
+    const std::size_t whole = heap::BytesInUse();
+    EXPECT_LE(whole, bytes <= 128 ? bytes + 15 : bytes * 5 / 4);
+    EXPECT_EQ(heap::Reallocate(block, whole / 2), block);
+    EXPECT_EQ(heap::Reallocate(block, whole), block);
+    block = heap::Reallocate(block, whole / 2 - 1);
+    EXPECT_TRUE(heap::BytesInUse() < whole || whole == 16);
+    block = heap::Reallocate(block, whole + 1);
+    EXPECT_GT(heap::BytesInUse(), whole);
     heap::Free(block);
   }
 }

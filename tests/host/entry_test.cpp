@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "effect/host/global_data.h"
+#include "effect/params/param_ids.h"
 #include "tests/support/fake_host.h"
 
 namespace orvandel::test {
@@ -58,6 +59,19 @@ TEST(Entry, GlobalSetDownWithALiveSequenceKeepsTheHeapConsistent) {
   EXPECT_EQ(host.SetDown(), 0);
 }
 
+TEST(Entry, AnInstanceHasAHeapOfItsOwn) {
+  void* before = heap::Allocate(1000);
+  const std::uint64_t bytes = heap::BytesInUse();
+  FakeHost host;
+  ASSERT_EQ(host.Send(ORV_GLOBAL_SET_UP), 0);
+  EXPECT_EQ(heap::BytesInUse(), 0U);
+  ASSERT_EQ(host.SetUp(), 0);
+  ASSERT_EQ(host.RenderTick(40), 0);
+  ASSERT_EQ(host.SetDown(), 0);
+  EXPECT_EQ(heap::BytesInUse(), bytes);
+  heap::Free(before);
+}
+
 TEST(Entry, FailuresWhileTheInstanceIsMade) {
   FakeHost host;
   host.in.services = nullptr;
@@ -81,6 +95,89 @@ TEST(Entry, FailuresWhileTheInstanceIsMade) {
   noStrings.Disarm();
   EXPECT_EQ(noStrings.SetUp(), 0);
   EXPECT_EQ(noStrings.SetDown(), 0);
+}
+
+TEST(Entry, WhatNobodyExpectsToBeThrownIsAnInternalError) {
+  FakeHost host;
+  ASSERT_EQ(host.SetUp(), 0);
+  host.onQuestion = [] { throw 1; };
+  EXPECT_EQ(host.RenderTick(40), 512);
+  EXPECT_STREQ(host.out.message, "Orvandel: Internal Error");
+  host.onQuestion = nullptr;
+  EXPECT_EQ(host.RenderTick(40), 0);
+  EXPECT_EQ(host.SetDown(), 0);
+}
+
+TEST(Entry, IndicesThatNoParameterCanHaveAreRefused) {
+  FakeHost host;
+  ASSERT_EQ(host.SetUp(), 0);
+  const std::int32_t kept = Globals(host).paramIndexTable[kMask];
+  for (const std::int32_t index : {-1, 127, INT32_MIN, INT32_MAX}) {
+    Globals(host).paramIndexTable[kMask] = index;
+    EXPECT_EQ(host.Send(ORV_UPDATE_PARAMS_UI), 512);
+    EXPECT_STREQ(host.out.message, "");
+  }
+  Globals(host).paramIndexTable[kMask] = kept;
+  EXPECT_EQ(host.Send(ORV_UPDATE_PARAMS_UI), 0);
+  EXPECT_EQ(host.SetDown(), 0);
+}
+
+// Every other wave never grows: the picture is that of waves of which every other has no opacity, and no question is
+// asked for them.
+TEST(Render, WavesThatHaveNotGrownCostNothing) {
+  FakeHost host;
+  ASSERT_EQ(host.SetUp(), 0);
+  host.passParamsToRender = false;
+  for (const int grown : {0, 1}) {
+    const auto everyOther = [grown, &host](double value) {
+      return [=, &host](std::int32_t time, OrvParamDef& d) {
+        const bool present = (time / (host.timeScale / 30)) % 2 == grown;
+        d.value.fixed.value = present ? static_cast<OrvFixed>(value * 65536) : 0;
+      };
+    };
+    host.ClearValues();
+    host.SetFixed(kFrequency, 30);
+    host.SetValue(kOpacity, everyOther(1));
+    const auto expected = host.FreshPictureAtTick(9);
+    host.ClearValues();
+    host.SetFixed(kFrequency, 30);
+    host.SetValue(kExpansion, everyOther(5));
+    // Each newborn is in the picture of its tick without having grown, and must still be there in the next.
+    for (int tick = 1; tick <= 9; ++tick) ASSERT_EQ(host.RenderTick(tick), 0);
+    EXPECT_EQ(host.Picture(), expected);
+  }
+  std::int64_t questions[2];
+  for (const int frequency : {0, 30}) {
+    host.SetFixed(kFrequency, frequency);
+    host.SetFixed(kExpansion, 0);
+    host.ResetCalls();
+    EXPECT_EQ(host.FreshPictureAtTick(9), FencedImage(64, 48).Pixels());
+    questions[frequency / 30] = host.Calls(Callback::kQuestion);
+  }
+  EXPECT_EQ(questions[0], questions[1]);
+  EXPECT_EQ(host.SetDown(), 0);
+}
+
+TEST(Render, ImagesWithoutPixelsAreNotDrawn) {
+  FakeHost host;
+  ASSERT_EQ(host.SetUp(), 0);
+  ASSERT_EQ(host.RenderTick(40), 0);
+  FencedImage image(64, 48, 0x5A);
+  const auto questions = [&](std::uint8_t* data, std::int32_t width, std::int32_t height) {
+    host.lentOutput = OrvImage{data, width, height, image.View().rowBytes, 0, nullptr};
+    host.ResetCalls();
+    EXPECT_EQ(host.RenderTick(40), 0);
+    return host.Calls(Callback::kQuestion);
+  };
+  std::uint8_t* pixels = image.Pixel(0, 0);
+  const std::int64_t undrawn = questions(nullptr, 64, 48);
+  EXPECT_EQ(questions(pixels, 0, 48), undrawn);
+  EXPECT_EQ(questions(pixels, 64, 0), undrawn);
+  EXPECT_EQ(image.Pixels(), FencedImage(64, 48, 0x5A).Pixels());
+  EXPECT_GT(questions(pixels, 1, 1), undrawn);
+  EXPECT_EQ(*pixels, 0) << "the smallest image is cleared";
+  host.lentOutput.reset();
+  EXPECT_EQ(host.SetDown(), 0);
 }
 
 TEST(Entry, TheRegistrationEntryNamesTheEffect) {

@@ -8,6 +8,15 @@
 #include "effect/platform/zintrel.h"
 #include "tests/support/fake_host.h"
 
+namespace {
+std::int64_t mallocsLeft = INT64_MAX;
+}
+#if !defined(__SANITIZE_ADDRESS__)
+// The C library's, refusing at will.
+extern "C" void* __libc_malloc(std::size_t bytes);
+extern "C" void* malloc(std::size_t bytes) { return --mallocsLeft < 0 ? nullptr : __libc_malloc(bytes); }
+#endif
+
 namespace orvandel::test {
 namespace {
 
@@ -24,6 +33,24 @@ TEST(Messages, FailuresNameTheEffectAndTheSize) {
   EXPECT_STREQ(out.message, "Orvandel: Internal Error");
   EXPECT_EQ(AllocFailed::ForBytes(0x7FFFFFFF).size, 0x7FFFFFFF);
   EXPECT_EQ(AllocFailed::ForBytes(0x80000000).size, -1);
+}
+
+TEST(Messages, WithoutMemoryForTheWordsTheFieldIsEmptyAndTheFlagSet) {
+#if !defined(__SANITIZE_ADDRESS__)
+  FakeHost host;
+  ASSERT_EQ(host.Send(ORV_GLOBAL_SET_UP), 0);
+  for (int refused = 0;; ++refused) {
+    OrvOutRecord out{};
+    std::memset(out.message, 'q', sizeof(out.message));
+    mallocsLeft = refused;
+    SetOutOfMemoryMessage(out, AllocFailed(1000));
+    const bool met = mallocsLeft < 0;
+    mallocsLeft = INT64_MAX;
+    EXPECT_EQ(out.outFlags, 0x100U);
+    EXPECT_EQ(std::strlen(out.message), met ? 0U : 66U) << refused;
+    if (!met) break;
+  }
+#endif
 }
 
 // Cut at a character boundary: the field never ends in half a character, whatever the text.

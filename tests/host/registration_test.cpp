@@ -82,6 +82,7 @@ TEST(Registration, PropertiesMayBeMissingOrMalformed) {
   EXPECT_EQ(GlobalSetUpWith(host, Resource({name, version, flags}, 10)), 0) << "a non-zero first byte moves the list";
   EXPECT_EQ(GlobalSetUpWith(host, Resource({flags, {kFlags2, kWord}, version, name})), 0) << "any order";
   EXPECT_EQ(GlobalSetUpWith(host, Resource({name, version, flags, {kFlags2, {1, 2}}})), 512);
+  EXPECT_EQ(GlobalSetUpWith(host, Resource({name, version, flags, {kFlags2, {}}})), 512) << "of no bytes, at the end";
   EXPECT_EQ(GlobalSetUpWith(host, Resource({version, flags})), 512);
   EXPECT_EQ(GlobalSetUpWith(host, Resource({name, flags})), 512);
   EXPECT_EQ(GlobalSetUpWith(host, Resource({name, version})), 512);
@@ -125,6 +126,13 @@ TEST(Registration, AboutText) {
   FakeHost host;
   ASSERT_EQ(host.Send(ORV_ABOUT), 0);
   EXPECT_STREQ(host.out.message, "Orvandel, v1.1#{cr}#{cr}Generates Expanding Shapes.");
+  // A translation is no format: it gets the two numbers, in its own order of words, and nothing beyond them.
+  host.translations[0] = "%d 100%% %ld%l%ld%ld %s %";
+  ASSERT_EQ(host.Send(ORV_ABOUT), 0);
+  EXPECT_STREQ(host.out.message, "%d 100% 1%l1%ld %s %");
+  host.translations[0] = std::string(510, 'x') + "%ld%ld%ld";
+  ASSERT_EQ(host.Send(ORV_ABOUT), 0);
+  EXPECT_EQ(host.out.message, std::string(255, 'x'));
 }
 
 }  // namespace

@@ -9,6 +9,7 @@ namespace {
 
 constexpr std::uint8_t kFence = 0xC7;
 constexpr std::size_t kRedZone = 256;
+constexpr OrvStringsRef kStrings = 0x5151;
 
 FakeHost* current = nullptr;
 
@@ -114,22 +115,30 @@ struct FakeCallbacks {
     if (current->Fails(Callback::kOpenStrings, &code)) return code;
     const auto& table = *reinterpret_cast<const OrvStringTable*>(*strings);
     current->texts_.clear();
+    for (std::uint64_t i = 0; i < table.count; ++i) {
+      const auto& [key, words] = table.entries[i];
+      const bool wordsZero = words[0] == 0 && words[1] == 0 && words[2] == 0;
+      if (!wordsZero || (key == nullptr) != (i + 1 == table.count)) current->problems_.insert("a damaged text table");
+    }
     for (std::uint64_t i = 0; i + 1 < table.count; ++i) {
       const char* text = std::strchr(table.entries[i].key, '=') + 1;
       current->texts_.push_back(current->translate ? current->translate(text) : text);
     }
     ++current->stringTables_;
-    *strings = 0x5151;
+    *strings = kStrings;
     return 0;
   }
-  static const char* GetString(OrvStringsRef, std::int32_t id, std::int32_t, std::uint32_t* zero) {
+  static const char* GetString(OrvStringsRef strings, std::int32_t id, std::int32_t none, std::uint32_t* zero) {
     std::int32_t code = 0;
-    if (*zero != 0) current->problems_.insert("getString without a zero word");
+    if (*zero != 0 || none != 0 || strings != kStrings) current->problems_.insert("getString with wrong arguments");
+    const auto translation = current->translations.find(id);
+    if (translation != current->translations.end()) return translation->second.c_str();
     if (current->Fails(Callback::kGetString, &code)) return nullptr;
     const bool known = id >= 0 && static_cast<std::size_t>(id) < current->texts_.size();
     return known ? current->texts_[static_cast<std::size_t>(id)].c_str() : "";
   }
-  static std::int32_t CloseStrings(OrvStringsRef*) {
+  static std::int32_t CloseStrings(OrvStringsRef* strings) {
+    if (*strings != kStrings) current->problems_.insert("a text table was closed that was never opened");
     --current->stringTables_;
     return 0;
   }
@@ -200,8 +209,10 @@ struct FakeCallbacks {
     ++host.paths_;
     return 0;
   }
-  static std::int32_t CheckInPath(OrvEffectRef ref, std::int32_t, std::int32_t, OrvPathRef path) {
+  static std::int32_t CheckInPath(OrvEffectRef ref, std::int32_t id, std::int32_t none, OrvPathRef path) {
     FakeHost& host = Host(ref);
+    if (none != 0 || path != static_cast<OrvPathRef>(id)) host.problems_.insert("a path was checked in as another");
+    if (host.services_ == 0) host.problems_.insert("a path was checked in without its service");
     if (path == 0 || --host.paths_ < 0) host.problems_.insert("a path was checked in twice");
     return 0;
   }
@@ -437,7 +448,7 @@ OrvParamDef FakeHost::ValueOf(std::int32_t hostIndex, std::int32_t hostTime) {
     value.value.layer.image = lentInput ? *lentInput : input.View();
     return value;
   }
-  value = definitions[static_cast<std::size_t>(hostIndex)];
+  value = definitions.at(static_cast<std::size_t>(hostIndex));
   if (value.type == ORV_PARAM_POINT) {
     const auto perCent = [](std::int32_t extent) { return static_cast<OrvFixed>(std::int64_t{extent} * 65536 / 2); };
     value.value.point.x = perCent(in.width);

@@ -138,6 +138,7 @@ class FakeHost {
   std::vector<std::int32_t> progressDone, progressTotal;
   std::uint8_t handleFill = 0xA5;
   bool passParamsToRender = true;
+  std::map<std::int32_t, std::string> translations;          // texts of this host's own by id
   std::string missingService;                                // the name of one that this host does not have
   std::uint64_t changeStamp = 0;                             // offered as the optional service unless 0
   std::int32_t rowsBetweenReports = 0;                       // the same
