@@ -37,15 +37,13 @@ struct Property {
 // runs past the end of the resource counts as missing.
 class PropertyList {
  public:
-  PropertyList(const std::uint8_t* resource, std::size_t size)
-      : end_(resource + size), first_(size > 0 && resource[0] != 0 ? 10 : 8), resource_(resource) {}
+  PropertyList(const std::uint8_t* resource, std::size_t size) : resource_(resource), size_(size) {}
 
   Property Find(std::uint32_t key) const {
-    std::size_t at = first_;
-    const auto total = static_cast<std::size_t>(end_ - resource_);
-    while (at + kPropertyHeaderBytes <= total) {
+    std::size_t at = size_ > 0 && resource_[0] != 0 ? 10 : 8;
+    while (at + kPropertyHeaderBytes <= size_) {
       const std::size_t size = WordAt(resource_ + at + 12);
-      if (size > total - at - kPropertyHeaderBytes) return {};
+      if (size > size_ - at - kPropertyHeaderBytes) return {};
       if (WordAt(resource_ + at + 4) == key) return {resource_ + at + kPropertyHeaderBytes, size};
       at += kPropertyHeaderBytes + (size + 3) / 4 * 4;
     }
@@ -53,9 +51,8 @@ class PropertyList {
   }
 
  private:
-  const std::uint8_t* end_;
-  std::size_t first_;
   const std::uint8_t* resource_;
+  std::size_t size_;
 };
 
 // Length-prefixed text; a name that does not fit is cut.

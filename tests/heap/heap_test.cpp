@@ -240,6 +240,20 @@ TEST_F(Heap, IdleMemoryGoesBackBeforeARequestFails) {
   heap::Free(block);
 }
 
+TEST_F(Heap, SmallBlocksShareARegionAndLargeOnesCostWhatTheyNeed) {
+  for (int i = 0; i < 1000; ++i) heap::Allocate(16);
+  void* blocks[21];
+  for (void*& block : blocks) block = heap::Allocate(8192);
+  EXPECT_EQ(fakeSystem.calls, 4);
+  EXPECT_EQ(fakeSystem.liveBytes, 4 * 65536U);
+  heap::Allocate(10000);
+  EXPECT_LE(fakeSystem.liveBytes, 4 * 65536U + 10000 * 5 / 4);
+  // What has been given back to several regions, in turn, is all found again.
+  for (const int freed : {0, 7, 14, 1, 8, 15}) heap::Free(blocks[freed]);
+  for (int i = 0; i < 6; ++i) heap::Allocate(8192);
+  EXPECT_EQ(fakeSystem.calls, 5);
+}
+
 TEST_F(Heap, IdleMemoryIsUsedAgainUpToTheThreshold) {
   for (const std::size_t bytes : {std::size_t{10}, std::size_t{5000}, std::size_t{20000}, std::size_t{3000000}}) {
     heap::Free(heap::Allocate(bytes));
@@ -329,6 +343,10 @@ TEST_F(Heap, ContainersReportExhaustionWithTheByteCount) {
 TEST_F(Heap, TheAddressSanitizerSeesMisuse) {
   auto* block = static_cast<volatile char*>(heap::Allocate(20));
   EXPECT_DEATH(block[20] = 1, "use-after-poison");
+  EXPECT_DEATH(block[32] = 1, "use-after-poison") << "of the next block, which was never used";
+  for (const std::size_t bytes : {30, 20}) heap::Reallocate(const_cast<char*>(block), bytes);
+  EXPECT_DEATH(block[20] = 1, "use-after-poison");
+  EXPECT_DEATH(static_cast<volatile char*>(heap::Allocate(1))[1] = 1, "use-after-poison");
   heap::Free(const_cast<char*>(block));
   EXPECT_DEATH(block[0] = 1, "use-after-poison");
   EXPECT_DEATH(heap::Free(const_cast<char*>(block)), "use-after-poison");

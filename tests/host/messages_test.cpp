@@ -92,7 +92,19 @@ TEST(Messages, KeysAndConversions) {
     EXPECT_EQ(lq::Lq_ZStringToUTF16String(bytes.c_str()), wide) << std::hex << static_cast<std::uint32_t>(c);
   }
   // Malformed bytes become replacement characters one by one and never swallow what follows.
-  EXPECT_EQ(lq::Lq_ZStringToUTF16String("a\xE2\x97z\xFF\xC0\x80q"), u"a\uFFFD\uFFFDz\uFFFD\uFFFD\uFFFDq");
+  for (int lead = 0x80; lead < 0x100; ++lead) {
+    const bool valid = lead >= 0xC2 && lead < 0xF5;
+    for (int following = 0; following < 5; ++following) {
+      const int needed = lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : 3;
+      const bool whole = valid && following >= needed;
+      const std::string text = std::string(1, static_cast<char>(lead)) + std::string(following, '\xBF') + "z";
+      const zintrel::WideString wide = lq::Lq_ZStringToUTF16String(text.c_str());
+      const std::size_t units = !whole ? 0 : lead < 0xF0 ? 1 : 2;
+      const int malformed = whole ? following - needed : following + 1;
+      ASSERT_GE(wide.size(), units);
+      EXPECT_EQ(wide.substr(units), zintrel::WideString(malformed, u'\uFFFD') + u"z") << lead << ' ' << following;
+    }
+  }
   const char16_t lone[] = {u'a', 0xDC00, u'b', 0xD800, 0};
   EXPECT_EQ(lq::Lq_UTF16ToMBString(lone, false),
             "a\xEF\xBF\xBD"
