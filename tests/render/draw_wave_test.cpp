@@ -128,6 +128,20 @@ TEST(DrawWave, RemovesSkipsOrDraws) {
   }
 }
 
+TEST(DrawWave, TakesTheNearestQualityInRange) {
+  const std::pair<std::int32_t, std::int32_t> cases[] = {{-3, 1}, {0, 1}, {17, 16}, {99, 16}};
+  for (const auto& [asked, taken] : cases) {
+    StrokeCase stroke;
+    stroke.points = {{1, 2}, {17, 5}, {9, 19}};
+    Picture pictures[] = {Picture(20, 20), Picture(20, 20)};
+    stroke.quality = asked;
+    Draw(stroke, pictures[0]);
+    stroke.quality = taken;
+    Draw(stroke, pictures[1]);
+    EXPECT_TRUE(pictures[0] == pictures[1]) << asked;
+  }
+}
+
 TEST(DrawWave, KeepsWaveAndMemoryWhenAnyAllocationFails) {
   for (const std::int32_t quality : {1, 4}) {
     StrokeCase stroke;
