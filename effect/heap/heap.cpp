@@ -44,8 +44,8 @@ namespace {
 
 constexpr std::size_t kRegionBytes = std::size_t{64} << 10;  // also every region's alignment
 constexpr std::size_t kLargestShared = std::size_t{8} << 10;
-// Nothing in the effect asks for more than 2^31 - 1 bytes, the largest size that it can report.
-constexpr std::size_t kLargestRequest = std::size_t{1} << 31;
+// Every size that the effect reports is a signed 32-bit number: requests from here on are refused.
+constexpr std::size_t kTooLarge = std::size_t{1} << 31;
 // Holds the scratch images of a contour traced in a full high-definition frame from one frame to the next.
 constexpr std::size_t kDefaultTrimThreshold = std::size_t{64} << 20;
 
@@ -63,8 +63,8 @@ constexpr std::size_t BlockBytesOf(std::uint32_t sizeClass) noexcept {
   return (std::size_t{5} + step % 4) << (5 + step / 4);
 }
 
-constexpr std::uint32_t kClassCount = ClassOf(kLargestRequest) + 1;
-static_assert(BlockBytesOf(kClassCount - 1) == kLargestRequest);
+constexpr std::uint32_t kClassCount = ClassOf(kTooLarge - 1) + 1;
+static_assert(BlockBytesOf(kClassCount - 1) == kTooLarge);
 
 struct Region;
 
@@ -223,7 +223,7 @@ void* TakeBlock(Region* region) noexcept {
 }  // namespace
 
 void* Allocate(std::size_t bytes) noexcept {
-  if (bytes > kLargestRequest) return nullptr;
+  if (bytes >= kTooLarge) return nullptr;
   const std::uint32_t sizeClass = ClassOf(bytes);
   Region* region = inForce.room[sizeClass];
   if (region == nullptr) region = AddRegion(sizeClass);

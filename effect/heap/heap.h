@@ -22,7 +22,7 @@ namespace heap {
 
 inline constexpr std::size_t kAlignment = 16;
 
-// Null when the system has no memory, and always above 2^31 bytes. Zero bytes give a valid, unique address.
+// Null when the system has no memory, and always from 2^31 bytes on. Zero bytes give a valid, unique address.
 void* Allocate(std::size_t bytes) noexcept;
 // Contents kept up to the smaller size; on failure null, and the old block stays.
 void* Reallocate(void* block, std::size_t bytes) noexcept;

@@ -10,19 +10,18 @@ constexpr char32_t kReplacement = 0xFFFD;
 
 // Decodes one UTF-8 character at `text` and moves past it; a malformed byte gives U+FFFD and is skipped alone.
 char32_t NextCharacter(const char*& text) {
-  const auto byteAt = [&](int i) { return static_cast<std::uint8_t>(text[i]); };
-  const std::uint8_t lead = byteAt(0);
-  const int extra = lead < 0x80 ? 0 : lead < 0xC2 ? -1 : lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : lead < 0xF5 ? 3 : -1;
-  char32_t character = extra <= 0 ? lead : lead & (0x3FU >> extra);
-  for (int i = 1; i <= extra; ++i) {
-    if ((byteAt(i) & 0xC0) != 0x80) {
-      ++text;
-      return kReplacement;
-    }
-    character = character << 6 | (byteAt(i) & 0x3FU);
+  const auto lead = static_cast<std::uint8_t>(*text++);
+  if (lead < 0x80) return lead;
+  if (lead < 0xC2 || lead >= 0xF5) return kReplacement;
+  const int following = lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : 3;
+  char32_t character = lead & (0x3FU >> following);
+  for (int i = 0; i < following; ++i) {
+    const auto byte = static_cast<std::uint8_t>(text[i]);
+    if ((byte & 0xC0) != 0x80) return kReplacement;
+    character = character << 6 | (byte & 0x3FU);
   }
-  text += extra < 0 ? 1 : extra + 1;
-  return extra < 0 ? kReplacement : character;
+  text += following;
+  return character;
 }
 
 void AppendUtf8(zintrel::ByteString& bytes, char32_t c) {

@@ -295,12 +295,12 @@ TEST_F(Heap, OddRequests) {
   heap::Free(first);
   heap::Free(second);
   heap::Free(nullptr);
-  for (const std::size_t bytes : {(std::size_t{1} << 31) + 1, SIZE_MAX / 2, SIZE_MAX - 15, SIZE_MAX}) {
+  for (const std::size_t bytes : {std::size_t{1} << 31, SIZE_MAX / 2, SIZE_MAX - 15, SIZE_MAX}) {
     EXPECT_EQ(heap::Allocate(bytes), nullptr);
   }
   EXPECT_TRUE(fakeSystem.refused == 0) << "hopeless requests do not reach the system";
   fakeSystem.limit = fakeSystem.liveBytes;
-  EXPECT_EQ(heap::Allocate(std::size_t{1} << 31), nullptr);
+  EXPECT_EQ(heap::Allocate((std::size_t{1} << 31) - 1), nullptr);
   EXPECT_EQ(fakeSystem.refused, 2) << "asked again when idle memory has gone back";
   fakeSystem.limit = SIZE_MAX;
   // Every size around the borders of the classes is usable to its last byte and wastes at most a fifth; a block moves

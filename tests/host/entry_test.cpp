@@ -3,6 +3,7 @@
 
 #include <cstring>
 
+#include "effect/heap/os_memory.h"
 #include "effect/host/global_data.h"
 #include "effect/params/param_ids.h"
 #include "tests/support/fake_host.h"
@@ -60,6 +61,15 @@ TEST(Entry, GlobalSetDownWithALiveSequenceKeepsTheHeapConsistent) {
 }
 
 TEST(Entry, AnInstanceHasAHeapOfItsOwn) {
+  static std::int64_t regions = 0;
+  os_memory::getBlock = [](std::size_t bytes, std::size_t alignment) noexcept {
+    ++regions;
+    return os_memory::GetFromSystem(bytes, alignment);
+  };
+  os_memory::returnBlock = [](void* block, std::size_t bytes, std::size_t alignment) noexcept {
+    --regions;
+    os_memory::ReturnToSystem(block, bytes, alignment);
+  };
   void* before = heap::Allocate(1000);
   const std::uint64_t bytes = heap::BytesInUse();
   FakeHost host;
@@ -67,9 +77,13 @@ TEST(Entry, AnInstanceHasAHeapOfItsOwn) {
   EXPECT_EQ(heap::BytesInUse(), 0U);
   ASSERT_EQ(host.SetUp(), 0);
   ASSERT_EQ(host.RenderTick(40), 0);
-  ASSERT_EQ(host.SetDown(), 0);
+  EXPECT_GT(regions, 1);
+  ASSERT_EQ(host.Send(ORV_GLOBAL_SET_DOWN), 0);
+  EXPECT_EQ(regions, 1) << "all of the instance's memory has gone back, a sequence's as well";
   EXPECT_EQ(heap::BytesInUse(), bytes);
   heap::Free(before);
+  os_memory::getBlock = os_memory::GetFromSystem;
+  os_memory::returnBlock = os_memory::ReturnToSystem;
 }
 
 TEST(Entry, FailuresWhileTheInstanceIsMade) {

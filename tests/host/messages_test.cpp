@@ -83,12 +83,13 @@ TEST(Messages, KeysAndConversions) {
   EXPECT_EQ(lq::Lq_ZStringToUTF16String("a=b"), u"a=b");
   EXPECT_EQ(lq::Lq_ZStringToUTF16String("$$$/a/b"), u"$$$/a/b");
   // Every character there is survives the way to wide text and back.
-  for (char32_t c = 1; c < 0x110000; c += c < 0x1000 ? 1 : 0x3F) {
+  for (char32_t c = 1; c < 0x110000; c += c < 0x1000 ? 1 : 15) {
     if (c >= 0xD800 && c < 0xE000) continue;
     zintrel::WideString wide;
     if (c >= 0x10000) wide.push_back(static_cast<char16_t>(0xD800 + ((c - 0x10000) >> 10)));
     wide.push_back(static_cast<char16_t>(c < 0x10000 ? c : 0xDC00 + (c & 0x3FF)));
     const zintrel::ByteString bytes = lq::Lq_UTF16ToMBString(wide, false);
+    EXPECT_EQ(bytes.size(), c < 0x80 ? 1U : c < 0x800 ? 2U : c < 0x10000 ? 3U : 4U);
     EXPECT_EQ(lq::Lq_ZStringToUTF16String(bytes.c_str()), wide) << std::hex << static_cast<std::uint32_t>(c);
   }
   // Malformed bytes become replacement characters one by one and never swallow what follows.

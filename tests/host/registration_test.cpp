@@ -30,15 +30,20 @@ const Bytes kWord = {1, 2, 3, 4};
 const Bytes kName = {5, 'R', 'i', 'n', 'g', 's'};
 enum Keys : std::uint32_t { kName4 = 0x6E616D65, kVersion = 0x65564552, kFlags = 0x65474C4F, kFlags2 = 0x65474C32 };
 
-// Puts a resource in force for the life of the object.
+// Puts a resource in force for the life of the object, behind one of another type and one of another number.
 class ResourceInForce {
  public:
-  explicit ResourceInForce(const Bytes& resource) : kept_(platform::KeptModuleHandle()) {
-    OrvResourceEntry directory[2] = {};
-    std::memcpy(directory[0].type, "PIPL", 4);
+  explicit ResourceInForce(const Bytes& resource, std::uint16_t id = ORV_REGISTRATION_ID)
+      : kept_(platform::KeptModuleHandle()) {
+    OrvResourceEntry directory[4] = {};
+    std::memcpy(directory[0].type, "PIPA", 4);
     directory[0].id = ORV_REGISTRATION_ID;
-    directory[0].offset = sizeof(directory);
-    directory[0].size = static_cast<std::uint32_t>(resource.size());
+    std::memcpy(directory[1].type, "PIPL", 4);
+    directory[1].id = ORV_REGISTRATION_ID + 1;
+    std::memcpy(directory[2].type, "PIPL", 4);
+    directory[2].id = id;
+    directory[2].offset = sizeof(directory);
+    directory[2].size = static_cast<std::uint32_t>(resource.size());
     module_.resize((sizeof(directory) + resource.size() + 3) / 4);
     std::memcpy(module_.data(), directory, sizeof(directory));
     if (!resource.empty()) std::memcpy(module_.data() + sizeof(directory) / 4, resource.data(), resource.size());
@@ -88,6 +93,12 @@ TEST(Registration, PropertiesMayBeMissingOrMalformed) {
   EXPECT_EQ(GlobalSetUpWith(host, Resource({name, version})), 512);
   EXPECT_EQ(GlobalSetUpWith(host, Resource({name, {kVersion, {1, 2}}, flags})), 512);
   EXPECT_EQ(GlobalSetUpWith(host, {}), 512);
+  EXPECT_EQ(GlobalSetUpWith(host, Resource({{kName4, {9, 'R', 'i', 'm'}}, version, flags})), 0);
+  EXPECT_STREQ(NameKey(), "Rim") << "no longer than its data";
+  {
+    const ResourceInForce other(Resource({name, version, flags}), ORV_REGISTRATION_ID + 2);
+    EXPECT_EQ(host.Send(ORV_GLOBAL_SET_UP), 512) << "a module without the resource";
+  }
   Bytes longName(250, 'x');
   longName[0] = 249;
   EXPECT_EQ(GlobalSetUpWith(host, Resource({{kName4, longName}, version, flags})), 0);
