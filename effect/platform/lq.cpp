@@ -58,7 +58,7 @@ zintrel::WideString Lq_ZStringToUTF16String(const char* key) {
       wide.push_back(static_cast<char16_t>(c));
     } else {
       wide.push_back(static_cast<char16_t>(0xD800 + ((c - 0x10000) >> 10)));
-      wide.push_back(static_cast<char16_t>(0xDC00 + ((c - 0x10000) & 0x3FF)));
+      wide.push_back(static_cast<char16_t>(0xDC00 + (c & 0x3FF)));
     }
   }
   return wide;
@@ -68,10 +68,11 @@ zintrel::ByteString Lq_UTF16ToMBString(const zintrel::WideString& wide, bool /*u
   zintrel::ByteString bytes;
   for (std::size_t i = 0; i < wide.size(); ++i) {
     char32_t c = wide[i];
-    const bool high = c >= 0xD800 && c < 0xDC00;
-    const bool paired = high && i + 1 < wide.size() && wide[i + 1] >= 0xDC00 && wide[i + 1] < 0xE000;
+    const char16_t next = wide[i + 1];  // behind the last, the NUL
+    const bool paired = c >= 0xD800 && c < 0xDC00 && next >= 0xDC00 && next < 0xE000;
     if (paired) {
-      c = 0x10000 + ((c - 0xD800) << 10) + (wide[++i] - 0xDC00U);
+      c = 0x10000 + ((c & 0x3FF) << 10) + (next & 0x3FF);
+      ++i;
     } else if (c >= 0xD800 && c < 0xE000) {
       c = kReplacement;
     }

@@ -49,6 +49,23 @@ class Module {
   OrvFilterMain entry_ = nullptr;
 };
 
+// What a sequence has on the heap is found again, so that a frame costs what it costs without the reload.
+TEST(Orders, AReloadOfTheModuleLosesNothing) {
+  std::int64_t questions[2];
+  for (const bool reload : {false, true}) {
+    Module module;
+    FakeHost host(kSweepWidth, kSweepHeight, module.Entry());
+    ASSERT_EQ(host.SetUp(), 0);
+    ASSERT_EQ(host.RenderTick(100), 0);
+    if (reload) host.Enter(module.Reload());
+    host.ResetCalls();
+    ASSERT_EQ(host.RenderTick(101), 0);
+    questions[reload ? 1 : 0] = host.Calls(Callback::kQuestion) + host.Calls(Callback::kCheckOut);
+    ASSERT_EQ(host.SetDown(), 0);
+  }
+  EXPECT_EQ(questions[0], questions[1]);
+}
+
 TEST(Orders, RandomStringsAcrossReloadsOfTheModule) {
   std::int64_t frames = 0;
   ForEachSeed(1500, [&frames](std::uint32_t seed) {

@@ -106,10 +106,11 @@ TEST(Messages, KeysAndConversions) {
       EXPECT_EQ(wide.substr(units), zintrel::WideString(malformed, u'\uFFFD') + u"z") << lead << ' ' << following;
     }
   }
-  const char16_t lone[] = {u'a', 0xDC00, u'b', 0xD800, 0};
-  EXPECT_EQ(lq::Lq_UTF16ToMBString(lone, false),
-            "a\xEF\xBF\xBD"
-            "b\xEF\xBF\xBD");
+  // Halves of a pair, whole and lone, beside characters at the borders of their ranges.
+  const char16_t halves[] = {0xE000, 0xD800, 0xDC00, 0xE000, 0xDC00, 0xDC00, 0xD800, 0xE000, 0xD7FF, 0xD800, 0};
+  const std::string lone = "\xEF\xBF\xBD", first = "\xEE\x80\x80", last = "\xED\x9F\xBF";
+  const auto bytes = lq::Lq_UTF16ToMBString(halves, false);
+  EXPECT_EQ(std::string(bytes.c_str()), first + "\xF0\x90\x80\x80" + first + lone + lone + lone + first + last + lone);
 }
 
 }  // namespace
