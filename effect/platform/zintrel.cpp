@@ -6,7 +6,7 @@
 
 namespace orvandel::zintrel {
 
-void* Allocate(std::size_t bytes) noexcept { return std::malloc(bytes == 0 ? 1 : bytes); }
+void* Allocate(std::size_t bytes) noexcept { return std::malloc(bytes); }
 
 void Dispose(void* block) noexcept { std::free(block); }
 
@@ -18,7 +18,6 @@ void* AllocateOrThrow(std::size_t bytes) {
 
 WideString AsciiToUTF16(const char* text, std::size_t length) {
   WideString wide;
-  wide.reserve(length);
   for (std::size_t i = 0; i < length; ++i) wide.push_back(static_cast<unsigned char>(text[i]));
   return wide;
 }
@@ -26,9 +25,10 @@ WideString AsciiToUTF16(const char* text, std::size_t length) {
 WideString ReplaceInString(const WideString& text, const std::array<WideString, 10>& arguments) {
   WideString result;
   for (std::size_t i = 0; i < text.size(); ++i) {
-    const bool placeholder = text[i] == u'@' && i + 1 < text.size() && text[i + 1] >= u'0' && text[i + 1] <= u'9';
-    if (placeholder) {
-      result += arguments[static_cast<std::size_t>(text[++i] - u'0')];
+    const char16_t next = text[i + 1];  // behind the last, the NUL
+    if (text[i] == u'@' && next >= u'0' && next <= u'9') {
+      result += arguments[static_cast<std::size_t>(next - u'0')];
+      ++i;
     } else {
       result.push_back(text[i]);
     }

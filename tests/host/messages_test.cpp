@@ -26,7 +26,7 @@ TEST(Messages, FailuresNameTheEffectAndTheSize) {
   OrvOutRecord out{};
   SetOutOfMemoryMessage(out, AllocFailed(1000));
   EXPECT_STREQ(out.message, "Orvandel: Insufficient free memory (unable to allocate 1000 bytes)");
-  SetOutOfMemoryMessage(out, AllocFailed(-1));
+  SetOutOfMemoryMessage(out, AllocFailed());
   EXPECT_STREQ(out.message, "Orvandel: Insufficient free memory");
   EXPECT_EQ(out.outFlags, 0x100U);
   SetInternalErrorMessage(out);
@@ -75,7 +75,7 @@ TEST(Messages, SubstitutionIsSinglePass) {
   arguments[0] = u"@1";
   arguments[1] = u"one";
   arguments[9] = u"nine";
-  EXPECT_EQ(zintrel::ReplaceInString(u"@0 @1 @9 @2| @ @x @@1 @", arguments), u"@1 one nine | @ @x @one @");
+  EXPECT_EQ(zintrel::ReplaceInString(u"@0 @1 @9 @2| @ @x @@1 @@@1", arguments), u"@1 one nine | @ @x @one @@one");
 }
 
 TEST(Messages, KeysAndConversions) {
