@@ -88,7 +88,7 @@ OrvRatio ApproximateMagnitude(float value, std::int32_t bound) noexcept {
   const auto limit = static_cast<std::uint32_t>(bound);
   const OrvRatio smallest{1, limit};
   if (value >= 1) {
-    if (value >= 0x1p31F || static_cast<std::uint32_t>(value) >= limit) return {bound, 1};
+    if (static_cast<std::uint32_t>(value) >= limit) return {bound, 1};
     const Term term = Expand(DivisionOf(value), limit, false);
     return {static_cast<std::int32_t>(term.large), term.small};
   }

@@ -27,10 +27,6 @@ int32_t M_ConvRatio(const OrvRatio* inPointer, uint32_t newDen, OrvRatio* out, b
     *out = {0, 0};
     return ORV_MATH_ZERO_DENOMINATOR;
   }
-  Store(exact, true);
-  *out = in;
-  if (in.den == newDen) return ORV_MATH_OK;
-
   bool isOverflow = false;
   const int32_t num = ConvertedNumerator(in.num, in.den, newDen, &isOverflow);
   Store(overflow, isOverflow);
@@ -45,10 +41,6 @@ int32_t M_ShortConvRatio(int32_t num, uint32_t den, uint32_t newDen, int32_t* ou
   Store(overflow, false);
   *out = 0;
   if (den == 0 || newDen == 0) return ORV_MATH_ZERO_DENOMINATOR;
-  if (den == newDen) {
-    *out = num;
-    return ORV_MATH_OK;
-  }
   bool isOverflow = false;
   *out = ConvertedNumerator(num, den, newDen, &isOverflow);
   Store(overflow, isOverflow);
@@ -58,15 +50,7 @@ int32_t M_ShortConvRatio(int32_t num, uint32_t den, uint32_t newDen, int32_t* ou
 int32_t M_FpLong2Ratio(double x, OrvRatio* out, bool* overflow) {
   constexpr int32_t kBound = 1 << 30;
   if (out == nullptr || overflow == nullptr) return ORV_MATH_INVALID_ARGUMENT;
-  int exponent = 0;
-  const double mantissa = std::frexp(x, &exponent);
-  *overflow = !std::isfinite(x) || exponent > 31;
-  if (*overflow) {
-    *out = {0, 0};
-  } else if (mantissa == 0 || exponent < -31) {
-    *out = {0, 1};
-  } else {
-    *out = orvandel::ApproximateRatio(static_cast<float>(x), kBound);
-  }
+  *overflow = !(std::fabs(x) < 0x1p31);  // what is no number included
+  *out = *overflow ? OrvRatio{0, 0} : orvandel::ApproximateRatio(static_cast<float>(x), kBound);
   return ORV_MATH_OK;
 }

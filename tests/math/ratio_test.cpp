@@ -168,6 +168,7 @@ TEST(RatioArithmetic, KeepsTheFormOfItsResults) {
       {M_SubRatio, {{0, 5}, {3, 7}}, {-3, 7}},
       {M_AddRatio, {{3, 7}, {0, 5}}, {3, 7}},
       {M_MulRatio, {{2, 3}, {3, 4}}, {6, 12}},
+      {M_AddRatio, {{1 << 30, 6}, {4, 6}}, {(1 << 30) + 4, 6}},  // no product to refuse
       // Reduced only because the plain way overflows.
       {M_AddRatio, {{2, 0x40000000U}, {1, 0x30000000U}}, {5, 0x60000000U}},
       {M_MulRatio, {{1 << 20, 1U << 20}, {1 << 20, 3}}, {1 << 20, 3}},
@@ -198,6 +199,7 @@ TEST(Ratio, NullPointersAreRefused) {
   EXPECT_EQ(M_ShortConvRatio(1, 2, 3, nullptr, &flag), 123);
   EXPECT_EQ(M_FpLong2Ratio(1, nullptr, &flag), 123);
   EXPECT_EQ(M_FpLong2Ratio(1, &r, nullptr), 123);
+  EXPECT_EQ(M_ReduceRatio(&r, &r, nullptr), 0);
   EXPECT_TRUE((r == OrvRatio{1, 2}));
 }
 
@@ -298,6 +300,7 @@ TEST(RatioApproximation, IsTheNearestWithinSmallBounds) {
     }
   }
   EXPECT_EQ(orvandel::ApproximateRatio(2.5F, 0), (OrvRatio{0, 1}));
+  EXPECT_EQ(orvandel::ApproximateRatio(2.5F, 3), (OrvRatio{2, 1})) << "of two equally near ones the convergent";
 }
 
 TEST(RatioApproximation, OfDoublesIsReducedAndAsNearAsTheBoundAllows) {

@@ -22,6 +22,8 @@ TEST(Rounding, HalvesGoUpAndTheEndsSaturate) {
   }
   EXPECT_EQ(M_RoundDouble(-2.6), -3);
   EXPECT_EQ(M_RoundDouble(-0.4), 0);
+  EXPECT_EQ(M_RoundDouble(0.49999999999999994), 1) << "the sum has rounded";
+  EXPECT_EQ(M_RoundDouble(-0.49999999999999994), -1);
   for (const double d : {2147483647.4, 2147483647.5, 2147483648.0, 1e300, kInfinity}) {
     EXPECT_EQ(M_RoundDouble(d), INT32_MAX) << d;
     EXPECT_EQ(M_RoundDouble(-d - 1), INT32_MIN) << d;
@@ -40,7 +42,9 @@ TEST(Remainder, IsTheLibrarysWhereTheQuotientIsClear) {
   }
   EXPECT_EQ(M_fmod(-370, 360), -10);
   EXPECT_EQ(M_fmod(370, -360), 10);
+  EXPECT_EQ(M_fmod(1, 360), 1);
   EXPECT_EQ(M_fmod(5, 0), 0);
+  EXPECT_EQ(M_fmod(0, kInfinity), 0);
   EXPECT_EQ(M_fmod(kInfinity, 0), 0);
   EXPECT_TRUE(std::isnan(M_fmod(kNan, 360)));
 }

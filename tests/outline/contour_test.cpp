@@ -159,9 +159,16 @@ TEST_F(Contour, TracesAgainOnlyForAnotherPictureOrWithoutAContour) {
   wave.placed = {{7, 7}};
   for (const bool valid : {true, false}) {  // and is placed again only when it has moved
     wave.placedValid = valid;
+    wave.curveSize = 1;
     UpdateWaveOutline(wave, test::OpenCall(host).context);
-    EXPECT_EQ(wave.placed.size() == 1, valid);
+    EXPECT_EQ(wave.placed.size(), valid ? 1 : shape.size());
+    EXPECT_EQ(wave.curveSize, 0);
   }
+  const OrvHandle sequence = std::exchange(host.in.sequenceData, nullptr);  // nothing is remembered outside one
+  wave.shapeValid = false;
+  EXPECT_TRUE(Build());
+  EXPECT_EQ(wave.shape, shape);
+  host.in.sequenceData = sequence;
   host.input.Pixel(0, 0)[3] = 200;  // the fingerprint begins there; alpha, and so the shape, does not change
   EXPECT_TRUE(Build());
   EXPECT_EQ(wave.shape, shape);
