@@ -18,11 +18,10 @@ struct WaveSettings {
   Point2f producerPoint;        // fractions of the full-size layer
   std::int32_t setAt = 0;       // 1 Birth, 2 Each Frame
   std::int32_t sampleTime = 0;  // (simulation) host time of the step being run
-  std::uint32_t unused1 = 0;
-  Point2f velocity;       // full-size layer pixels per second
-  float expansion = 0;    // pixels per tick
-  float orientation = 0;  // degrees
-  float spin = 0;         // degrees per second
+  Point2f velocity;             // full-size layer pixels per second
+  float expansion = 0;          // pixels per tick
+  float orientation = 0;        // degrees
+  float spin = 0;               // degrees per second
   float startWidth = 0, endWidth = 0;
   float opacity = 0;
   float emitPhase = 0;                          // (simulation) a wave is born each time it reaches 1
@@ -35,7 +34,6 @@ struct WaveSettings {
   float curveSize = 0, curvyness = 0;
   bool star = false;
   float starDepth = 0;
-  std::uint32_t unused2 = 0;
   std::int32_t valueChannel = 0;  // 1 Intensity .. 9 Value
   bool invertInput = false;
   float valueThreshold = 0, preBlur = 0, tolerance = 0;

@@ -299,7 +299,7 @@ TEST(RatioApproximation, IsTheNearestWithinSmallBounds) {
       if (HasFatalFailure()) return;
     }
   }
-  EXPECT_EQ(orvandel::ApproximateRatio(2.5F, 0), (OrvRatio{0, 1}));
+  for (const int32_t bound : {0, -5}) EXPECT_EQ(orvandel::ApproximateRatio(2.5F, bound), (OrvRatio{0, 1}));
   EXPECT_EQ(orvandel::ApproximateRatio(2.5F, 3), (OrvRatio{2, 1})) << "of two equally near ones the convergent";
 }
 

@@ -156,9 +156,10 @@ TEST_F(Contour, TracesAgainOnlyForAnotherPictureOrWithoutAContour) {
   EXPECT_FALSE(Build());
   EXPECT_EQ(host.Calls(Callback::kAbort), 0);
   wave.waveType = kContourWave;
-  wave.placed = {{7, 7}};
-  for (const bool valid : {true, false}) {  // and is placed again only when it has moved
-    wave.placedValid = valid;
+  for (const bool valid : {true, false}) {  // and is placed again only with its shape
+    wave.placed = {{7, 7}};
+    wave.placedValid = true;
+    wave.shapeValid = valid;
     wave.curveSize = 1;
     UpdateWaveOutline(wave, test::OpenCall(host).context);
     EXPECT_EQ(wave.placed.size(), valid ? 1 : shape.size());

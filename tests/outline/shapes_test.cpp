@@ -117,20 +117,5 @@ TEST(Simplify, EqualsTheTrianglesSwept) {
   }
 }
 
-TEST(Simplify, CirclesStayRoundWithFewerPoints) {
-  for (float radius = 5; radius < 400; radius *= 1.1F) {
-    Outline circle;
-    for (float angle = 0; angle < 6.2F; angle += 1 / radius) {
-      circle.push_back({radius * std::cos(angle), radius * std::sin(angle)});
-    }
-    const Outline kept = Thinned(circle, 0.5F);
-    EXPECT_LT(kept.size(), circle.size() / 2);
-    for (std::size_t i = 0; i + 1 < kept.size(); ++i) {
-      const double sagitta = radius - std::hypot(kept[i].x + kept[i + 1].x, kept[i].y + kept[i + 1].y) / 2;
-      EXPECT_LT(sagitta, 1) << "radius " << radius << ", chord " << i;
-    }
-  }
-}
-
 }  // namespace
 }  // namespace orvandel

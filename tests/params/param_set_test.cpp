@@ -41,6 +41,7 @@ std::string LineOf(const OrvParamDef& d, const std::string& name, const std::str
   const OrvParamValue& v = d.value;
   switch (d.type) {
     case ORV_PARAM_LAYER:
+      EXPECT_TRUE(v.layer.image.data == nullptr && v.layer.image.width == 0 && v.layer.image.height == 0);
       line << "layer " << v.layer.defaultLayer;
       break;
     case ORV_PARAM_INTEGER:
