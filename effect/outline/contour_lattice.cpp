@@ -6,6 +6,8 @@
 #include <cstring>
 #include <utility>
 
+#include "effect/base/errors.h"
+
 namespace orvandel {
 namespace {
 
@@ -49,7 +51,9 @@ void WriteCells(const Sides& above, const Sides& below, std::uint8_t* row) {
 }
 
 void ResetLattice(std::size_t width, std::size_t height, BoundaryLattice& lattice) {
-  lattice.cells.assign(width * height, 0);  // the heap has no 2^31 bytes for anyone
+  constexpr std::size_t kTooMany = std::size_t{1} << 31;  // more than the heap ever has; the product may wrap around
+  if (width >= kTooMany / height) throw AllocFailed();
+  lattice.cells.assign(width * height, 0);
   lattice.width = width;
   lattice.height = height;
 }
