@@ -68,6 +68,9 @@ TEST(Messages, LongTextsAreCutBetweenCharacters) {
     EXPECT_EQ((length - lead) % 3, 0U);
     EXPECT_EQ(text.compare(0, length, out.message), 0);
   }
+  OrvOutRecord out{};
+  SetMessage(out, std::string(400, '\x80').c_str());
+  EXPECT_STREQ(out.message, "") << "no character begins";
 }
 
 TEST(Messages, SubstitutionIsSinglePass) {
