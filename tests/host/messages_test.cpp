@@ -8,10 +8,8 @@
 #include "effect/platform/zintrel.h"
 #include "tests/support/fake_host.h"
 
-namespace {
-std::int64_t mallocsLeft = INT64_MAX;
-}
 #if !defined(__SANITIZE_ADDRESS__)
+static std::int64_t mallocsLeft = INT64_MAX;
 // The C library's, refusing at will.
 extern "C" void* __libc_malloc(std::size_t bytes);
 extern "C" void* malloc(std::size_t bytes) { return --mallocsLeft < 0 ? nullptr : __libc_malloc(bytes); }
@@ -35,8 +33,8 @@ TEST(Messages, FailuresNameTheEffectAndTheSize) {
   EXPECT_EQ(AllocFailed::ForBytes(0x80000000).size, -1);
 }
 
-TEST(Messages, WithoutMemoryForTheWordsTheFieldIsEmptyAndTheFlagSet) {
 #if !defined(__SANITIZE_ADDRESS__)
+TEST(Messages, WithoutMemoryForTheWordsTheFieldIsEmptyAndTheFlagSet) {
   FakeHost host;
   ASSERT_EQ(host.Send(ORV_GLOBAL_SET_UP), 0);
   for (int refused = 0;; ++refused) {
@@ -50,8 +48,8 @@ TEST(Messages, WithoutMemoryForTheWordsTheFieldIsEmptyAndTheFlagSet) {
     EXPECT_EQ(std::strlen(out.message), met ? 0U : 66U) << refused;
     if (!met) break;
   }
-#endif
 }
+#endif
 
 // Cut at a character boundary: the field never ends in half a character, whatever the text.
 TEST(Messages, LongTextsAreCutBetweenCharacters) {
