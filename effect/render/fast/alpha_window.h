@@ -50,15 +50,15 @@ class AlphaWindow {
     first_ = _mm512_set1_epi16(static_cast<std::int16_t>(first));
   }
 
-  // The alphas at u, one column a vector, where `counted`: in two sums for every four rows.
-  ORVANDEL_INLINE __m512i Sums(const __m512 (&u)[4], __mmask64 counted) const {
+  // The alphas at u, one column a vector, where `counted`: bytes, for every four rows those of the first column, then
+  // those of the second, the third and the fourth.
+  ORVANDEL_INLINE __m512i Alphas(const __m512 (&u)[4], __mmask64 counted) const {
     const __m512i ab = _mm512_sub_epi16(_mm512_packs_epi32(IndexAt(u[0]), IndexAt(u[1])), first_);
     const __m512i cd = _mm512_sub_epi16(_mm512_packs_epi32(IndexAt(u[2]), IndexAt(u[3])), first_);
-    const __m512i alphas = _mm512_maskz_permutex2var_epi8(counted, lower_, _mm512_packus_epi16(ab, cd), upper_);
-    return _mm512_sad_epu8(alphas, _mm512_setzero_si512());
+    return _mm512_maskz_permutex2var_epi8(counted, lower_, _mm512_packus_epi16(ab, cd), upper_);
   }
 
-  // Bits for Sums: column from + k of each row when first <= from + k < end.
+  // Bits for Alphas: column from + k of each row when first <= from + k < end.
   ORVANDEL_INLINE static __mmask64 Within(const __m512i& first, const __m512i& end, std::int32_t from) {
     const __m512i column = _mm512_set1_epi32(0x03020100);
     const __m512i columns = _mm512_shuffle_epi8(column, _mm512_set4_epi32(0x03030303, 0x02020202, 0x01010101, 0));
@@ -67,7 +67,7 @@ class AlphaWindow {
                                        InBytes(_mm512_sub_epi32(end, origin)), columns);
   }
 
-  // Bits for Sums: all four columns of these rows.
+  // Bits for Alphas: all four columns of these rows.
   static __mmask64 AllOf(__mmask16 rows) {
     const __m512i words = _mm512_maskz_set1_epi32(rows, -1);
     return _mm512_movepi8_mask(InBytes(words));
@@ -106,7 +106,7 @@ class AlphaWindow {
     return _mm512_cvttps_epi32(_mm512_mul_ps(u, _mm512_set1_ps(kEntriesPerBand)));
   }
 
-  // Each number as the four bytes that Sums has for that row, cut off at the range of a byte.
+  // Each number as the four bytes that Alphas has for that row, cut off at the range of a byte.
   ORVANDEL_INLINE static __m512i InBytes(const __m512i& numbers) {
     const __m512i words = _mm512_packs_epi32(numbers, numbers);
     return _mm512_packs_epi16(words, words);

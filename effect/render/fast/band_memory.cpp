@@ -64,7 +64,7 @@ void LayBand(Arena& arena, const BandPlan& plan, BandMemory& memory) {
   if (!plan.varies) return;
   arena.Take(memory.twice, rows * sizes.wordStride / 2);
   arena.Take(memory.counters, Counters(plan, sizes));
-  arena.Take(memory.badRows, rows);
+  arena.Take(memory.badRows, rows + kMostRowsOfBatch);
   arena.Take(memory.smallest, MinimumCells(plan, sizes));
 }
 

@@ -65,8 +65,8 @@ class FlatBand {
   }
 
  private:
-  // Pixels blended at a time.
-  static constexpr int kPixels = Q == 4 ? ChunkPass::kPixels : kLanes == 4 ? 4 : 8;
+  // Pixels blended at a time: as many as a vector holds where lines are as long.
+  static constexpr int kPixels = Q == 1 || Q == 2 || Q == 4 ? kLanes : kLanes == 4 ? 4 : 8;
   using P = Pixels<kPixels>;
 
   __attribute__((noinline)) void CountLines(const PictureRows& rows, const Line* lines, std::int32_t count) const {

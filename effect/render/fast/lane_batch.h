@@ -5,12 +5,16 @@
 
 namespace orvandel::fast::ORVANDEL_KERNELS {
 
+static_assert(kLanes <= kMostRowsOfBatch);
+
 // Lanes whose rows lie in one pixel row: a group. A batch of rows begins at a multiple of this, and a group's lanes
 // begin at the same pixel.
 template <int Q>
-inline constexpr int kLanesOfGroup = Q % kLanes == 0            ? kLanes
-                                     : Q % 8 == 0 && kLanes > 8 ? 8
-                                                                : 4;
+inline constexpr int kLanesOfGroup = Q<4                 ? Q
+                                       : Q % kLanes == 0 ? kLanes
+                                                         : Q % 8 == 0 && kLanes> 8
+                                         ? 8
+                                         : 4;
 template <int Q>
 inline constexpr int kGroups = kLanes / kLanesOfGroup<Q>;
 
@@ -29,8 +33,9 @@ template <int size>
 inline Ints SmallestOfGroup(const Ints& v) {
 #if defined(__AVX512F__)
   const auto smaller = [](__m512i a, __m512i b) { return _mm512_min_epi32(a, b); };
-  const __m512i twos = smaller((__m512i)v, _mm512_shuffle_epi32((__m512i)v, _MM_PERM_CDAB));
-  __m512i all = smaller(twos, _mm512_shuffle_epi32(twos, _MM_PERM_BADC));
+  auto all = (__m512i)v;
+  if constexpr (size >= 2) all = smaller(all, _mm512_shuffle_epi32(all, _MM_PERM_CDAB));
+  if constexpr (size >= 4) all = smaller(all, _mm512_shuffle_epi32(all, _MM_PERM_BADC));
   if constexpr (size >= 8) all = smaller(all, _mm512_shuffle_i32x4(all, all, _MM_PERM_CDAB));
   if constexpr (size >= 16) all = smaller(all, _mm512_shuffle_i32x4(all, all, _MM_PERM_BADC));
   return (Ints)all;
@@ -89,16 +94,19 @@ ORVANDEL_INLINE Totals TotalsOf(const Ints (&sums)[4]) {
   return (Totals) __builtin_convertvector(all, Halves);
 }
 
-// Adds to the counters of the four pixels from column x on. Groups that end before add zeros behind. For every four
-// lanes the vector has `step` entries, of which the first one counts.
+ORVANDEL_INLINE void AddFourCounters(std::uint16_t* place, std::uint64_t total) {
+  Store(place, Load<std::uint64_t>(place) + total);
+}
+
+// Adds to the counters of the four pixels from column x on. Groups that end before add zeros behind. For every group,
+// or every four lanes of a larger one, the vector has `step` entries, of which the first one counts.
 template <int Q, int step, typename Vector>
 ORVANDEL_INLINE void AddToCounters(const Vector& totals, std::int32_t x, std::uint16_t* const (&counters)[kGroups<Q>]) {
-  constexpr int kFours = kLanesOfGroup<Q> / 4;
+  constexpr int kFours = Larger(kLanesOfGroup<Q> / 4, 1);
   for (int group = 0; group < kGroups<Q>; ++group) {
     std::uint64_t total = 0;
     for (int four = 0; four < kFours; ++four) total += totals[(group * kFours + four) * step];
-    std::uint16_t* place = counters[group] + x / Q;
-    Store(place, Load<std::uint64_t>(place) + total);
+    AddFourCounters(counters[group] + x / Q, total);
   }
 }
 

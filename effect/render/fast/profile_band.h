@@ -18,8 +18,8 @@ namespace orvandel::fast::ORVANDEL_KERNELS {
 template <int Q>
 class ProfileBand {
  public:
-  // Pixels blended at a time.
-  static constexpr int kPixels = Q == 4 ? kLanes : kLanes == 4 ? 4 : 8;
+  // Pixels blended at a time: as many as a vector holds where lines are as long.
+  static constexpr int kPixels = Q == 1 || Q == 2 || Q == 4 ? kLanes : kLanes == 4 ? 4 : 8;
   using P = Pixels<kPixels>;
 
   ProfileBand(const DrawJob& job, std::int32_t firstRow)

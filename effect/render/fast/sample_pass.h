@@ -53,7 +53,7 @@ class SamplePass {
  private:
   using Rows = RowWords<Q>;
   using Vector = typename Rows::Vector;
-  static constexpr bool kInLanes = Q != 0 && Q % 4 == 0;
+  static constexpr bool kInLanes = Q != 0 && (Q % 4 == 0 || WindowQueue<4>::kWorks);
   static constexpr int kBatchStep = kInLanes ? Larger(kLanesOfGroup<Q>, kRowGroup) : kRowGroup;
 
   // One row a lane.
@@ -198,15 +198,28 @@ class SamplePass {
   void AddBadLanes(std::int32_t batch, LaneRuns& runs) const {
     for (std::int32_t lane = 0; lane < kLanes; ++lane) {
       if (runs.count[lane] == 0 || !AnyBad(batch + lane, runs.first[lane], runs.count[lane])) continue;
-      AddRun(batch + lane, {runs.first[lane] + band_.FirstColumn(), runs.count[lane], runs.u[lane], runs.dudx[lane]});
+      AddLane(batch, runs, lane);
       runs.count[lane] = 0;
     }
+  }
+  void AddLaneByLane(std::int32_t batch, const LaneRuns& runs) const {
+    for (std::int32_t lane = 0; lane < kLanes; ++lane) {
+      if (runs.count[lane] != 0) AddLane(batch, runs, lane);
+    }
+  }
+  void AddLane(std::int32_t batch, const LaneRuns& runs, std::int32_t lane) const {
+    AddRun(batch + lane, {runs.first[lane] + band_.FirstColumn(), runs.count[lane], runs.u[lane], runs.dudx[lane]});
   }
 
   void AddSimpleLanes(std::int32_t row, const LaneRuns& runs) {
     LaneBatch<Q> batch;
     Prepare(row, runs, batch);
-    if (!windows_.Add(batch, band_.Job().alphas)) AddBatch(batch);
+    if (windows_.Add(batch, band_.Job().alphas)) return;
+    if constexpr (Q % 4 == 0) {
+      AddBatch(batch);
+    } else {
+      AddLaneByLane(row, runs);
+    }
   }
 
   void Prepare(std::int32_t row, const LaneRuns& runs, LaneBatch<Q>& batch) const {
@@ -225,7 +238,9 @@ class SamplePass {
     batch.columns = limits.largestEnd;
     const Ints firstCounter = start != kNoFirstRow ? start : Ints{};
     for (int group = 0; group < kGroups<Q>; ++group) {
-      batch.counters[group] = band_.Counters(band_.Sizes().RowOf(row + kSize * group)) + firstCounter[kSize * group];
+      // A group without samples may lie behind the band: it adds its zeros to the batch's first row.
+      const std::int32_t groupRow = start[kSize * group] != kNoFirstRow ? row + kSize * group : row;
+      batch.counters[group] = band_.Counters(band_.Sizes().RowOf(groupRow)) + firstCounter[kSize * group];
     }
   }
 

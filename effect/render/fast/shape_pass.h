@@ -35,7 +35,7 @@ class ShapePass {
   // simple", and their places in the plane of indices are set to "none".
   void Resolve(std::int32_t pixelRows) {
     queue_.Flush();
-    for (std::int32_t pixelRow = 0; pixelRow < pixelRows; ++pixelRow) band_.Job().band.badRows[pixelRow] = 0;
+    __builtin_memset(band_.Job().band.badRows, 0, static_cast<std::size_t>(Larger(pixelRows, 0) + kMostRowsOfBatch));
     InsideWalk<Q> walk;
     band_.template ForLines<false>(pixelRows, [&](const Line* lines, std::int32_t count) {
       for (std::int32_t i = 0; i < count; ++i) ResolveLine(walk, lines[i]);

@@ -120,6 +120,7 @@ struct DrawJob {
 
 inline constexpr std::int32_t kIndexEntries = 512;
 inline constexpr std::uint16_t kDrawnMark = 256;
+inline constexpr std::int32_t kMostRowsOfBatch = 16;  // that are sampled together, and may reach beyond their band
 
 // Pixel rows of a band, at most, but for the last band, which may have one more. With the picture's rows they stay in a
 // cache of the second level.

@@ -5,6 +5,7 @@
 #pragma once
 
 #include "effect/render/fast/alpha_window.h"
+#include "effect/render/fast/four_pixels.h"
 #include "effect/render/fast/lane_batch.h"
 
 #if defined(__AVX512VBMI__) && defined(__AVX512VNNI__)
@@ -14,6 +15,8 @@ namespace orvandel::fast::ORVANDEL_KERNELS {
 template <int Q>
 class WindowQueue {
  public:
+  static constexpr bool kWorks = true;
+
   // False when the batch does not fit a window; otherwise its alphas are in the counters after Flush.
   bool Add(const LaneBatch<Q>& batch, const std::uint8_t* alphas) {
     Waiting& next = waiting_[count_];
@@ -65,18 +68,14 @@ class WindowQueue {
     for (; x < columns; x += kColumns) {
       a.window.Advance();
       b.window.Advance();
-      __m512i sumsA[4], sumsB[4];
+      FourPixels<Q> pixelsA, pixelsB;
 #pragma GCC unroll 4
-      for (std::int32_t pixel = 0; pixel < 4; ++pixel) {
-        sumsA[pixel] = SumsOfFour(a, x + pixel * Q);
-        sumsB[pixel] = SumsOfFour(b, x + pixel * Q);
-        for (std::int32_t i = 4; i < Q; i += 4) {
-          sumsA[pixel] = _mm512_add_epi64(sumsA[pixel], SumsOfFour(a, x + pixel * Q + i));
-          sumsB[pixel] = _mm512_add_epi64(sumsB[pixel], SumsOfFour(b, x + pixel * Q + i));
-        }
+      for (int step = 0; step < Q; ++step) {
+        TakeFour(a, x, step, pixelsA);
+        TakeFour(b, x, step, pixelsB);
       }
-      AddToCounters<Q, 2>(PairsOf(sumsA), x, a.batch.counters);
-      AddToCounters<Q, 2>(PairsOf(sumsB), x, b.batch.counters);
+      pixelsA.AddTo(a.batch.counters, x);
+      pixelsB.AddTo(b.batch.counters, x);
     }
     AddAlone(a.batch.columns > b.batch.columns ? a : b, x);
     count_ = 0;
@@ -86,44 +85,33 @@ class WindowQueue {
   static void AddAlone(Going& going, std::int32_t x) {
     for (; x < going.batch.columns; x += kColumns) {
       going.window.Advance();
-      __m512i sums[4];
+      FourPixels<Q> pixels;
 #pragma GCC unroll 4
-      for (std::int32_t pixel = 0; pixel < 4; ++pixel) {
-        sums[pixel] = SumsOfFour(going, x + pixel * Q);
-        for (std::int32_t i = 4; i < Q; i += 4) {
-          sums[pixel] = _mm512_add_epi64(sums[pixel], SumsOfFour(going, x + pixel * Q + i));
-        }
-      }
-      AddToCounters<Q, 2>(PairsOf(sums), x, going.batch.counters);
+      for (int step = 0; step < Q; ++step) TakeFour(going, x, step, pixels);
+      pixels.AddTo(going.batch.counters, x);
     }
   }
 
-  // Columns from .. from + 3.
-  ORVANDEL_INLINE static __m512i SumsOfFour(Going& going, std::int32_t from) {
+  // Columns x + 4 step .. x + 4 step + 3.
+  ORVANDEL_INLINE static void TakeFour(Going& going, std::int32_t x, int step, FourPixels<Q>& pixels) {
     const Waiting& batch = going.batch;
+    const std::int32_t from = x + 4 * step;
     __m512 u[4];
+    __mmask64 counted = batch.counted;
     if (from >= batch.allFrom && from + 4 <= batch.allTo) {
       for (__m512& at : u) {
         at = going.u;
         going.u = _mm512_add_ps(going.u, batch.rows.dudx);
       }
-      return going.window.Sums(u, batch.counted);
+    } else {
+      for (std::int32_t k = 0; k < 4; ++k) {
+        u[k] = going.u;
+        const __mmask16 begun = _mm512_cmple_epi32_mask(batch.rows.skip, _mm512_set1_epi32(from + k));
+        going.u = _mm512_mask_add_ps(going.u, begun, going.u, batch.rows.dudx);
+      }
+      counted = AlphaWindow::Within(batch.rows.skip, batch.end, from);
     }
-    for (std::int32_t k = 0; k < 4; ++k) {
-      u[k] = going.u;
-      const __mmask16 begun = _mm512_cmple_epi32_mask(batch.rows.skip, _mm512_set1_epi32(from + k));
-      going.u = _mm512_mask_add_ps(going.u, begun, going.u, batch.rows.dudx);
-    }
-    return going.window.Sums(u, AlphaWindow::Within(batch.rows.skip, batch.end, from));
-  }
-
-  // TotalsOf from two sums for every four rows; each total stands twice.
-  typedef std::uint64_t Pairs __attribute__((vector_size(64)));
-  ORVANDEL_INLINE static Pairs PairsOf(const __m512i (&sums)[4]) {
-    const __m512i lower = _mm512_or_si512(sums[0], _mm512_slli_epi64(sums[1], 16));
-    const __m512i upper = _mm512_or_si512(sums[2], _mm512_slli_epi64(sums[3], 16));
-    const __m512i all = _mm512_or_si512(lower, _mm512_slli_epi64(upper, 32));
-    return (Pairs)_mm512_add_epi64(all, _mm512_shuffle_epi32(all, _MM_PERM_BADC));
+    pixels.Take(step, going.window.Alphas(u, counted), counted);
   }
 
   Waiting waiting_[2];
@@ -139,6 +127,7 @@ namespace orvandel::fast::ORVANDEL_KERNELS {
 template <int Q>
 class WindowQueue {
  public:
+  static constexpr bool kWorks = false;
   bool Add(const LaneBatch<Q>&, const std::uint8_t*) { return false; }
   void Flush() {}
 };
