@@ -175,10 +175,36 @@ TEST(Stroke, KeepsMitresInRangeOnTheirBisector) {
       EXPECT_LE(std::fabs(offset.y), kFarthestSubsample) << width;
     }
   }
-  const Outline corner{{0, 0}, {10, 10}, {-10, 10}};
-  const Point2f shortened = MakeOffsetPoints(corner, 1e8F, {0, 0, 1, 1})[0];
-  EXPECT_NEAR(shortened.y, kFarthestSubsample, 16);
-  EXPECT_NEAR(shortened.x, 0, 64) << "the bisector of this corner is vertical";
+  const Outline corner{{0, 0}, {10, 7}, {-3, 10}};
+  const Point2f along = MakeOffsetPoints(corner, 1, {0, 0, 1, 1})[0];
+  for (const StrokeTransform& to : {StrokeTransform{0, 0, 1, 1}, {5e7F, -4e7F, 2, 3}, {-5e7F, 4e7F, 3, 2}}) {
+    const Point2f end = MakeOffsetPoints(corner, 1e9F, to)[0];
+    EXPECT_NEAR(std::max(std::fabs(end.x), std::fabs(end.y)), kFarthestSubsample, 64);
+    const Point2f way{(end.x - to.offsetX) / to.scaleX, (end.y - to.offsetY) / to.scaleY};
+    EXPECT_GT(way.x * along.x + way.y * along.y, 0);
+    EXPECT_NEAR(way.x * along.y, way.y * along.x, 1e-5F * std::hypot(way.x, way.y)) << to.offsetX;
+  }
+}
+
+TEST(Stroke, IsNothingWithoutAnArea) {
+  const std::pair<Outline, bool> cases[] = {
+      {{}, false},
+      {{{3, 4}}, false},
+      {{{3, 4}, {30, 9}}, false},
+      {{{3, 4}, {30, 9}, {57, 14}}, false},                   // in a line
+      {{{0, 0}, {0.9F, 0}, {0.9F, 0.9F}, {0, 0.9F}}, false},  // in a small layer of narrow pixels
+      {{{0, 0}, {1.1F, 0}, {1.1F, 1.1F}, {0, 1.1F}}, true},
+  };
+  for (const auto& [points, drawn] : cases) {
+    StrokeCase stroke;
+    stroke.points = points;
+    stroke.layerWidth = stroke.layerHeight = 1;
+    stroke.pixelAspect = {1, 10};
+    Picture picture(100, 100);
+    const StrokeOutcome outcome = Draw(stroke, picture);
+    EXPECT_EQ(outcome.result, 0) << points.size();
+    EXPECT_EQ(!outcome.reports.empty(), drawn) << points.size();
+  }
 }
 
 }  // namespace

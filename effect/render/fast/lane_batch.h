@@ -9,12 +9,13 @@ static_assert(kLanes <= kMostRowsOfBatch);
 
 // Lanes whose rows lie in one pixel row: a group. A batch of rows begins at a multiple of this, and a group's lanes
 // begin at the same pixel.
+constexpr int LanesOfGroup(int quality) {
+  if (quality < 4) return quality;
+  if (quality % kLanes == 0) return kLanes;
+  return quality % 8 == 0 && kLanes > 8 ? 8 : 4;
+}
 template <int Q>
-inline constexpr int kLanesOfGroup = Q<4                 ? Q
-                                       : Q % kLanes == 0 ? kLanes
-                                                         : Q % 8 == 0 && kLanes> 8
-                                         ? 8
-                                         : 4;
+inline constexpr int kLanesOfGroup = LanesOfGroup(Q);
 template <int Q>
 inline constexpr int kGroups = kLanes / kLanesOfGroup<Q>;
 
