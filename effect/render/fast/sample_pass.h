@@ -71,6 +71,20 @@ class SamplePass {
     }
   };
 
+  // In the parts in which they were stored: a load across two stores waits until both have reached the cache.
+  template <typename Vector, typename Number>
+  ORVANDEL_INLINE static Vector LoadGroups(const Number* from) {
+#if defined(__AVX512F__)
+    const __m512i first = _mm512_castsi256_si512(_mm256_loadu_si256((const __m256i*)from));
+    return (Vector)_mm512_inserti64x4(first, _mm256_loadu_si256((const __m256i*)(from + kRowGroup)), 1);
+#elif defined(__AVX2__)
+    const __m256i first = _mm256_castsi128_si256(_mm_loadu_si128((const __m128i*)from));
+    return (Vector)_mm256_inserti128_si256(first, _mm_loadu_si128((const __m128i*)(from + kRowGroup)), 1);
+#else
+    return Load<Vector>(from);
+#endif
+  }
+
   // Runs in lanes, by lane. Lanes without samples have count 0.
   struct LaneRuns {
     Ints first;  // column, from the band's first
@@ -158,11 +172,11 @@ class SamplePass {
 
   // TakeSamples for all lanes.
   void TakeRuns(OutlineSide side, const LaneCuts& cuts, LaneRuns& runs) const {
-    Floats leftX = Load<Floats>(cuts.leftX), rightX = Load<Floats>(cuts.rightX);
-    const Floats leftU = Load<Floats>(cuts.leftU), rightU = Load<Floats>(cuts.rightU);
+    Floats leftX = LoadGroups<Floats>(cuts.leftX), rightX = LoadGroups<Floats>(cuts.rightX);
+    const Floats leftU = LoadGroups<Floats>(cuts.leftU), rightU = LoadGroups<Floats>(cuts.rightU);
     if (side == OutlineSide::kLeft) rightX = leftX < rightX ? rightX : leftX;
     if (side == OutlineSide::kRight) leftX = rightX < leftX ? rightX : leftX;
-    Ints drawn = Load<Ints>(cuts.used);
+    Ints drawn = LoadGroups<Ints>(cuts.used);
     if (side == OutlineSide::kNone) drawn &= leftX <= rightX;
 
     const std::int32_t lo = band_.Job().lo, hi = band_.Job().hi;
