@@ -57,8 +57,8 @@ typedef struct OrvChangeStampService {
 
 typedef struct OrvProgressIntervalService {
   /*
-   * Puts a number n of rows, at least 1, into *rows: a wave then reports its first row and every n-th after it. Less than
-   * 1, or a non-zero result: every row. Asked before each wave.
+   * Puts a number n of rows, at least 1, into *rows: a wave then reports its first row and every n-th after it. Less
+   * than 1, or a non-zero result: every row. Asked before each wave.
    */
   int32_t (*rowsBetweenReports)(OrvEffectRef effectRef, int32_t* rows);
 } OrvProgressIntervalService;
