@@ -18,9 +18,10 @@ inline std::int32_t BitsOf(float v) {
   return bits;
 }
 
+inline constexpr std::int32_t kFraction = 0x007FFFFF, kExponent = 0x7F800000, kHalfUnitBelow = 24 << 23;
+
 // Whether n steps of d lead from v to v + n D in one stretch; then `v` is moved.
 inline bool LeapRows(float& v, float d, std::int32_t n) {
-  constexpr std::int32_t kFraction = 0x007FFFFF, kExponent = 0x7F800000, kHalfUnitBelow = 24 << 23;
   const float step = (v + d) - v;
   const double exact = static_cast<double>(v) + static_cast<double>(n) * static_cast<double>(step);
   const auto end = static_cast<float>(exact);

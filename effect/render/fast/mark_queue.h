@@ -47,10 +47,10 @@ class MarkQueue {
     if (y >= end) return;
     TamePiece rows(piece, y, end);
     const std::int32_t lo = band_.Job().lo, hi = band_.Job().hi, firstColumn = band_.FirstColumn();
-    std::int32_t from = (y - band_.FirstRow()) & (kRowGroup - 1), count = count_;
-    for (std::int32_t at = y - from; at < end; at += kRowGroup, from = 0) {
+    std::int32_t count = count_;
+    for (std::int32_t at = y - ((y - band_.FirstRow()) & (kRowGroup - 1)); at < end; at += kRowGroup) {
       TameCuts cuts;
-      rows.Next(at, from, cuts);
+      rows.Next(at, cuts);
       rows.Prepare(cuts, lo, hi, firstColumn, waiting_[count]);
       waiting_[count].row = at - band_.FirstRow();
       count = Keep(count);

@@ -35,61 +35,42 @@ ORVANDEL_INLINE void MarkRun(const Band<Q>& band, std::int32_t row, std::int32_t
 }
 
 #if defined(__AVX2__)
-// Lanes in another order: those of every pair, the pairs of every four, and all fours exchanged.
-#if defined(__AVX512F__)
-ORVANDEL_INLINE RowInts OnesExchanged(const RowInts& v) {
-  return __builtin_shufflevector(v, v, 1, 0, 3, 2, 5, 4, 7, 6);
-}
-ORVANDEL_INLINE RowInts TwosExchanged(const RowInts& v) {
-  return __builtin_shufflevector(v, v, 2, 3, 0, 1, 6, 7, 4, 5);
-}
-ORVANDEL_INLINE RowInts FoursExchanged(const RowInts& v) {
-  return __builtin_shufflevector(v, v, 4, 5, 6, 7, 0, 1, 2, 3);
-}
-#else
-ORVANDEL_INLINE RowInts OnesExchanged(const RowInts& v) { return __builtin_shufflevector(v, v, 1, 0, 3, 2); }
-ORVANDEL_INLINE RowInts TwosExchanged(const RowInts& v) { return __builtin_shufflevector(v, v, 2, 3, 0, 1); }
-ORVANDEL_INLINE RowInts FoursExchanged(const RowInts& v) { return v; }
-#endif
-
+#if !defined(__AVX512F__)
 // The smallest and the largest lane, in all lanes.
 ORVANDEL_INLINE RowInts SmallestInAll(const RowInts& v) {
-  const RowInts twos = SmallerLanes(v, TwosExchanged(v));
-  const RowInts fours = SmallerLanes(twos, OnesExchanged(twos));
-  return SmallerLanes(fours, FoursExchanged(fours));
+  const RowInts twos = SmallerLanes(v, __builtin_shufflevector(v, v, 2, 3, 0, 1));
+  return SmallerLanes(twos, __builtin_shufflevector(twos, twos, 1, 0, 3, 2));
 }
 ORVANDEL_INLINE RowInts LargestInAll(const RowInts& v) {
-  const RowInts twos = LargerLanes(v, TwosExchanged(v));
-  const RowInts fours = LargerLanes(twos, OnesExchanged(twos));
-  return LargerLanes(fours, FoursExchanged(fours));
+  const RowInts twos = LargerLanes(v, __builtin_shufflevector(v, v, 2, 3, 0, 1));
+  return LargerLanes(twos, __builtin_shufflevector(twos, twos, 1, 0, 3, 2));
 }
+#endif
 
-// What a group's runs and crossings set in one word column, four rows a vector.
+// What a group's runs and crossings set in one word column.
+#if defined(__AVX512F__)
+typedef __m512i GroupWords;
+#else
+typedef __m256i GroupWords;
+#endif
 struct GroupBits {
-  __m256i cover[kRowGroup / 4], cross[kRowGroup / 4];
+  GroupWords cover, cross;
 };
 
 // first, last and crossing count from the word's first column. A run's bits: ones from `first` on, without ones from
 // `last` on. The vector shift gives 0 for counts of 64 and more, and for negative ones, which count as huge.
 ORVANDEL_INLINE GroupBits BitsOfGroup(const RowInts& first, const RowInts& last, const RowInts& crossing) {
-  GroupBits bits;
 #if defined(__AVX512F__)
   const auto shifted = [](std::int64_t ones, const RowInts& counts) __attribute__((always_inline)) {
     return _mm512_sllv_epi64(_mm512_set1_epi64(ones), _mm512_cvtepu32_epi64((__m256i)counts));
   };
-  const __m512i cover = _mm512_andnot_si512(shifted(-1, last), shifted(-1, first)), cross = shifted(1, crossing);
-  bits.cover[0] = _mm512_castsi512_si256(cover);
-  bits.cover[1] = _mm512_extracti64x4_epi64(cover, 1);
-  bits.cross[0] = _mm512_castsi512_si256(cross);
-  bits.cross[1] = _mm512_extracti64x4_epi64(cross, 1);
+  return {_mm512_andnot_si512(shifted(-1, last), shifted(-1, first)), shifted(1, crossing)};
 #else
   const auto shifted = [](std::int64_t ones, const RowInts& counts) __attribute__((always_inline)) {
     return _mm256_sllv_epi64(_mm256_set1_epi64x(ones), _mm256_cvtepu32_epi64((__m128i)counts));
   };
-  bits.cover[0] = _mm256_andnot_si256(shifted(-1, last), shifted(-1, first));
-  bits.cross[0] = shifted(1, crossing);
+  return {_mm256_andnot_si256(shifted(-1, last), shifted(-1, first)), shifted(1, crossing)};
 #endif
-  return bits;
 }
 
 // Sets the marks of four rows of one pixel row in one word column.
@@ -106,6 +87,22 @@ ORVANDEL_INLINE void MarkWord(const RowPlace& place, std::int32_t word, const __
   _mm256_storeu_si256(cross, _mm256_xor_si256(_mm256_loadu_si256(cross), crossings));
 }
 
+#if defined(__AVX512F__)
+// Quality 4: the marks of a pixel row in one word column are one vector, cover before crossings.
+template <bool countTwice>
+ORVANDEL_INLINE void MarkLine(const RowPlace& place, std::int32_t word, const __m512i& bits) {
+  std::uint64_t* line = place.cover + word * 8;
+  const __m512i before = _mm512_loadu_si512(line), cover = _mm512_setr_epi64(-1, -1, -1, -1, 0, 0, 0, 0);
+  constexpr int kSetOrToggle = 0xBC;  // before ^ (bits & ~(before & cover))
+  _mm512_storeu_si512(line, _mm512_ternarylogic_epi64(before, bits, cover, kSetOrToggle));
+  if constexpr (countTwice) {
+    auto* twice = reinterpret_cast<__m256i*>(place.twice + word * 4);
+    const __m256i again = _mm512_castsi512_si256(_mm512_and_si512(before, bits));
+    _mm256_storeu_si256(twice, _mm256_or_si256(_mm256_loadu_si256(twice), again));
+  }
+}
+#endif
+
 // The marks of a group of rows, ready to be set.
 struct GroupMarks {
   RowInts first, last, crossing;  // columns, from the first word's first; nothing where they lie behind all words
@@ -114,25 +111,62 @@ struct GroupMarks {
   unsigned traced;  // bit k: row k leaves a trace
 };
 
-// The words that a group lies in, and where from the first one's first column; `ends` is `last`, and -1 in rows without
-// a trace.
-ORVANDEL_INLINE void PlaceGroup(const RowInts& first, const RowInts& last, const RowInts& ends, GroupMarks& marks) {
-  const RowInts farthest = LargestInAll(ends), column = SmallestInAll(first) & ~63;
-  marks.first = first - column;
-  marks.last = last - column;
+// The words that a group lies in, and where from the first one's first column. Rows without a trace have kBehind in
+// both.
+#if defined(__AVX512F__)
+// `ends`: first, then last.
+ORVANDEL_INLINE void PlaceGroup(const __m512i& ends, GroupMarks& marks) {
+  // Words as numbers of 16 bits, where kBehind comes to the largest; of the last ones those up to -2 from below.
+  const __m256i words = _mm512_cvtepi32_epi16(_mm512_srli_epi32(ends, 6));
+  const __m128i fromEnd = _mm_sub_epi16(_mm_set1_epi16(-2), _mm256_extracti128_si256(words, 1));
+  const auto smallest = [](const __m128i& v) __attribute__((always_inline)) {
+    return _mm_extract_epi16(_mm_minpos_epu16(v), 0);
+  };
+  marks.firstWord = smallest(_mm256_castsi256_si128(words));
+  marks.lastWord = -2 - static_cast<std::int16_t>(smallest(fromEnd));
+  const __m512i placed = _mm512_sub_epi32(ends, _mm512_set1_epi32(marks.firstWord << 6));
+  marks.first = (RowInts)_mm512_castsi512_si256(placed);
+  marks.last = (RowInts)_mm512_extracti64x4_epi64(placed, 1);
+}
+ORVANDEL_INLINE void PlaceGroup(const RowInts& first, const RowInts& last, GroupMarks& marks) {
+  PlaceGroup(_mm512_inserti64x4(_mm512_castsi256_si512((__m256i)first), (__m256i)last, 1), marks);
+}
+#else
+ORVANDEL_INLINE void PlaceGroup(const RowInts& first, const RowInts& last, GroupMarks& marks) {
+  const RowInts farthest = LargestInAll(last == kBehind ? RowInts{} - 1 : last), column = SmallestInAll(first) & ~63;
   marks.firstWord = column[0] >> 6;
   marks.lastWord = farthest[0] >> 6;
+  marks.first = first - column;
+  marks.last = last - column;
 }
+#endif
 
 // All but the row.
 ORVANDEL_INLINE void PrepareGroup(const RowCells& cells, const SideMasks& masks, GroupMarks& marks) {
   // Rows without a trace begin and end behind all columns, and so do crossings that are none.
   const RowInts behind = ~cells.traced & kBehind;
   const RowInts first = (cells.first & cells.traced) | behind, last = (cells.last & cells.traced) | behind;
-  PlaceGroup(first, last, (cells.last & cells.traced) | ~cells.traced, marks);
+  PlaceGroup(first, last, marks);
   marks.crossing = (marks.first & Load<RowInts>(masks.atLeft)) | (marks.last & Load<RowInts>(masks.atRight)) |
                    Load<RowInts>(masks.neither);
   marks.traced = LanesOf(cells.traced);
+}
+
+// Those of one word column.
+template <int Q, bool countTwice>
+ORVANDEL_INLINE void MarkColumn(const RowPlace (&places)[kRowGroup / 4], std::int32_t word, const GroupBits& bits) {
+#if defined(__AVX512F__)
+  if constexpr (Q == 4) {
+    MarkLine<countTwice>(places[0], word, _mm512_shuffle_i64x2(bits.cover, bits.cross, 0x44));
+    MarkLine<countTwice>(places[1], word, _mm512_shuffle_i64x2(bits.cover, bits.cross, 0xEE));
+  } else {
+    MarkWord<Q, countTwice>(places[0], word, _mm512_castsi512_si256(bits.cover), _mm512_castsi512_si256(bits.cross));
+    MarkWord<Q, countTwice>(places[1], word, _mm512_extracti64x4_epi64(bits.cover, 1),
+                            _mm512_extracti64x4_epi64(bits.cross, 1));
+  }
+#else
+  MarkWord<Q, countTwice>(places[0], word, bits.cover, bits.cross);
+#endif
 }
 
 // Sets them, word column by word column.
@@ -142,10 +176,7 @@ ORVANDEL_INLINE void MarkGroup(const Band<Q>& band, const GroupMarks& marks) {
   RowPlace places[kRowGroup / 4];
   for (int four = 0; four < kRowGroup / 4; ++four) places[four] = band.PlaceOf(marks.row + 4 * four);
   const auto mark = [&](std::int32_t word) __attribute__((always_inline)) {
-    const GroupBits bits = BitsOfGroup(first, last, crossing);
-    for (int four = 0; four < kRowGroup / 4; ++four) {
-      MarkWord<Q, countTwice>(places[four], word, bits.cover[four], bits.cross[four]);
-    }
+    MarkColumn<Q, countTwice>(places, word, BitsOfGroup(first, last, crossing));
   };
   mark(marks.firstWord);
   // Two words always: which of one and two it is cannot be guessed either. The row has a word to spare.

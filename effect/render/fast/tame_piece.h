@@ -7,6 +7,7 @@
 // u is not stepped: a tame piece is never wild, and its marks do not depend on u.
 #pragma once
 
+#include "effect/render/fast/even_steps.h"
 #include "effect/render/fast/marks.h"
 
 #if defined(__AVX512F__)
@@ -15,58 +16,63 @@ namespace orvandel::fast::ORVANDEL_KERNELS {
 
 // One row a lane; masks have one bit a row.
 struct TameCuts {
-  __m256 leftX, rightX;      // ordered
+  __m256 leftX, rightX;      // ordered; the left one behind the right one where there is nothing
   __mmask8 atLeft, atRight;  // the outline is that edge, and not the only one
-  __mmask8 used;             // rows of the piece
 };
 
 class TamePiece {
  public:
   // Rows y .. end - 1 are asked for, in order, y < end.
   TamePiece(const LivePiece& piece, std::int32_t y, std::int32_t end)
-      : x_(Load<FourFloats>(piece.x)), dxdy_(Load<FourFloats>(piece.dxdy)), end_(end) {
-    const FourInts first = Load<FourInts>(piece.first);
+      : x_(Load<FourFloats>(piece.x)), dxdy_(Load<FourFloats>(piece.dxdy)) {
+    const FourInts first = Load<FourInts>(piece.first), behind = Load<FourInts>(piece.end);
     start_ = first > y ? first : FourInts{} + y;
+    const FourInts last = behind < end ? behind : FourInts{} + end;
+    const FourInts rows = start_ < last ? last - start_ : FourInts{};
+    even_ = MakeEvenSteps(x_, dxdy_, rows);
     for (int slot = 0; slot < 4; ++slot) {
-      firsts_[slot] = _mm256_set1_epi32(piece.first[slot]);
-      ends_[slot] = _mm256_set1_epi32(piece.end[slot]);
+      edges_[slot] = {_mm256_set1_ps(x_[slot]), _mm256_set1_ps(even_.step[slot]), _mm256_set1_epi32(start_[slot]),
+                      _mm256_set1_epi32(rows[slot])};
     }
-    outlineLeft_ = piece.outlineSlot == 0 ? 255 : 0;
+    const bool outlineLeft = piece.outlineSlot == 0;
+    rowsAtLeft_ = outlineLeft ? edges_[0].rows : __m256i{};
+    rowsAtRight_ = outlineLeft ? __m256i{} : edges_[3].rows;
   }
 
-  // Rows y .. y + 7, without those before y + from.
-  ORVANDEL_INLINE void Next(std::int32_t y, std::int32_t from, TameCuts& cuts) {
+  // Rows y .. y + 7.
+  ORVANDEL_INLINE void Next(std::int32_t y, TameCuts& cuts) {
+    const __m256i rows = _mm256_add_epi32(_mm256_set1_epi32(y), _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7));
     __m256 x[4];
-    Step(y, x);
-    __mmask8 active[4];
-    FindActive(y, active);
-    const std::int32_t behind = Larger(y + kRowGroup - end_, 0);
-    cuts.used = static_cast<__mmask8>((255U << from) & (255U >> behind));
-    Choose(x, active, cuts);
+    __m256i row[4];  // from the edge's first
+    for (int slot = 0; slot < 4; ++slot) {
+      const Edge& edge = edges_[slot];
+      row[slot] = _mm256_sub_epi32(rows, edge.start);
+      x[slot] = _mm256_fmadd_ps(_mm256_cvtepi32_ps(row[slot]), edge.step, edge.x);
+    }
+    if (!even_.all) Step(y, x);
+    Choose(x, row, cuts);
   }
 
   // The marks but for their row.
   ORVANDEL_INLINE static void Prepare(const TameCuts& cuts, std::int32_t lo, std::int32_t hi, std::int32_t firstColumn,
                                       GroupMarks& marks) {
-    const __m256i most = _mm256_set1_epi32(hi), origin = _mm256_set1_epi32(firstColumn);
-    const __m256i behind = _mm256_set1_epi32(kBehind);
-    __m256i first = (__m256i)FloorOfRows(cuts.leftX), last = (__m256i)FloorOfRows(cuts.rightX);
-    const __mmask8 traced = _mm256_mask_cmp_ps_mask(_mm256_mask_cmple_epi32_mask(cuts.used, first, most), cuts.leftX,
-                                                    cuts.rightX, _CMP_LE_OQ);
-    first = _mm256_max_epi32(first, _mm256_set1_epi32(lo));
-    last = _mm256_max_epi32(_mm256_min_epi32(last, most), first);
-    // Rows without a trace begin and end behind all columns, and so do crossings that are none.
-    first = _mm256_mask_sub_epi32(behind, traced, first, origin);
-    last = _mm256_mask_sub_epi32(behind, traced, last, origin);
-    PlaceGroup((RowInts)first, (RowInts)last, (RowInts)_mm256_mask_mov_epi32(_mm256_set1_epi32(-1), traced, last),
-               marks);
-    const __m256i crossing = _mm256_mask_mov_epi32(behind, cuts.atLeft & traced, (__m256i)marks.first);
-    marks.crossing = (RowInts)_mm256_mask_mov_epi32(crossing, cuts.atRight & traced, (__m256i)marks.last);
+    const __m512 x = _mm512_insertf32x8(_mm512_castps256_ps512(cuts.leftX), cuts.rightX, 1);
+    __m512i ends = _mm512_cvt_roundps_epi32(x, _MM_FROUND_TO_NEG_INF | _MM_FROUND_NO_EXC);
+    const __mmask8 traced =
+        _mm256_mask_cmp_ps_mask(_mm256_cmple_epi32_mask(_mm512_castsi512_si256(ends), _mm256_set1_epi32(hi)),
+                                cuts.leftX, cuts.rightX, _CMP_LE_OQ);
+    ends = _mm512_max_epi32(_mm512_min_epi32(ends, _mm512_set1_epi32(hi)), _mm512_set1_epi32(lo));
+    ends = _mm512_mask_sub_epi32(_mm512_set1_epi32(kBehind), _mm512_kunpackb(traced, traced), ends,
+                                 _mm512_set1_epi32(firstColumn));
+    PlaceGroup(ends, marks);
+    __m256i crossing = _mm256_mask_mov_epi32(_mm256_set1_epi32(kBehind), cuts.atLeft, (__m256i)marks.first);
+    crossing = _mm256_mask_mov_epi32(crossing, cuts.atRight, (__m256i)marks.last);
+    marks.crossing = (RowInts)crossing;
     marks.traced = traced;
   }
 
   // The edges as they stand on the row behind the last group.
-  void Leave(LivePiece& piece) const { Store(piece.x, x_); }
+  void Leave(LivePiece& piece) const { Store(piece.x, even_.all ? even_.end : x_); }
 
  private:
   // Eight rows of each edge's x. Edges that have ended are stepped on: nobody asks for them any more.
@@ -91,34 +97,35 @@ class TamePiece {
     x[3] = _mm256_shuffle_ps(high01, high23, 0xEE);
   }
 
-  ORVANDEL_INLINE void FindActive(std::int32_t y, __mmask8 (&active)[4]) const {
-    const __m256i rows = _mm256_add_epi32(_mm256_set1_epi32(y), _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7));
-    for (int slot = 0; slot < 4; ++slot) {
-      active[slot] = _mm256_mask_cmpgt_epi32_mask(_mm256_cmple_epi32_mask(firsts_[slot], rows), ends_[slot], rows);
-    }
-  }
-
   // The two edges; the other one is moved up to the outline. Where only one is active there is no crossing, and at most
   // a run without samples.
-  ORVANDEL_INLINE void Choose(const __m256 (&x)[4], const __mmask8 (&active)[4], TameCuts& cuts) const {
+  ORVANDEL_INLINE void Choose(const __m256 (&x)[4], const __m256i (&row)[4], TameCuts& cuts) const {
+    __mmask8 active[4];
+    for (int slot = 0; slot < 4; ++slot) active[slot] = _mm256_cmplt_epu32_mask(row[slot], edges_[slot].rows);
     __m256 left = _mm256_mask_mov_ps(_mm256_set1_ps(1e30F), active[2], x[2]);
     left = _mm256_mask_mov_ps(left, active[1], x[1]);
     left = _mm256_mask_mov_ps(left, active[0], x[0]);
     __m256 right = _mm256_mask_mov_ps(_mm256_set1_ps(-1e30F), active[1], x[1]);
     right = _mm256_mask_mov_ps(right, active[2], x[2]);
     right = _mm256_mask_mov_ps(right, active[3], x[3]);
-    const __mmask8 inner = active[1] | active[2];
-    cuts.atLeft = active[0] & (inner | active[3]) & outlineLeft_;
-    cuts.atRight = active[3] & (inner | active[0]) & static_cast<__mmask8>(~outlineLeft_);
+    const __mmask8 inner = _kor_mask8(active[1], active[2]);
+    cuts.atLeft = _mm256_mask_cmplt_epu32_mask(_kor_mask8(inner, active[3]), row[0], rowsAtLeft_);
+    cuts.atRight = _mm256_mask_cmplt_epu32_mask(_kor_mask8(inner, active[0]), row[3], rowsAtRight_);
     cuts.leftX = _mm256_mask_min_ps(left, cuts.atRight, left, right);
     cuts.rightX = _mm256_mask_max_ps(right, cuts.atLeft, right, left);
   }
 
+  // The same number in all lanes.
+  struct Edge {
+    __m256 x, step;       // on its first row here, and its change per row
+    __m256i start, rows;  // that row, and how many rows it takes part in
+  };
+
+  Edge edges_[4];
+  EvenSteps even_;
   FourFloats x_, dxdy_;
   FourInts start_;  // the row from which on an edge is stepped
-  __m256i firsts_[4], ends_[4];
-  std::int32_t end_;
-  __mmask8 outlineLeft_;  // all ones where the outline is slot 0
+  __m256i rowsAtLeft_, rowsAtRight_;  // in which the outline is slot 0, and slot 3
 };
 
 }  // namespace orvandel::fast::ORVANDEL_KERNELS
