@@ -1,11 +1,13 @@
 // The drawing pass alone: clear the output, then stroke every wave of a prepared list, as one frame does.
 //
 // The compared scenes at render quality 4 under their own names, with the peers beside them; then other qualities,
-// profiles and instruction sets. One thread. The host answers progress with 0 at once.
+// profiles, instruction sets and a host that hears of every row. One thread. The host answers progress with 0 at once,
+// and otherwise wants it as often as the host of this repository.
 
 #include <benchmark/benchmark.h>
 
 #include <memory>
+#include <string_view>
 #include <vector>
 
 #include "effect/params/param_ids.h"
@@ -16,12 +18,30 @@
 namespace orvandel::bench {
 namespace {
 
+enum class Progress { kAsOurHost, kEveryRow };
+
 std::int32_t GoOn(OrvEffectRef, std::int32_t, std::int32_t) { return 0; }
+
+// A host whose only service is the progress interval.
+std::int32_t RowsBetweenReports(OrvEffectRef, std::int32_t* rows) {
+  *rows = 256;
+  return 0;
+}
+constexpr OrvProgressIntervalService kProgressInterval = {RowsBetweenReports};
+std::int32_t Acquire(const char* name, std::int32_t, const void** service) {
+  if (std::string_view(name) != ORV_PROGRESS_INTERVAL_SERVICE) return 1;
+  *service = &kProgressInterval;
+  return 0;
+}
+std::int32_t Refuse(const char*, std::int32_t, const void**) { return 1; }
+std::int32_t Release(const char*, std::int32_t) { return 0; }
 
 // One render call at high quality on a full-size layer.
 class Call {
  public:
-  Call(std::int32_t width, std::int32_t height, std::int32_t quality) {
+  Call(std::int32_t width, std::int32_t height, std::int32_t quality, Progress progress)
+      : serviceTable_{progress == Progress::kEveryRow ? Refuse : Acquire, Release} {
+    context_.services.Initialise(&serviceTable_);
     in_.callbacks.progress = GoOn;
     in_.quality = 1;
     in_.width = width;
@@ -43,6 +63,7 @@ class Call {
     slot.filled = true;
   }
 
+  OrvServiceTable serviceTable_;
   OrvInRecord in_{};
   GlobalData globals_{};
   EffectContext context_;
@@ -81,7 +102,8 @@ class Picture {
   std::int32_t width_, height_;
 };
 
-void DrawFrames(benchmark::State& state, const Scene& scene, std::int32_t quality, StrokeCode code) {
+void DrawFrames(benchmark::State& state, const Scene& scene, std::int32_t quality, StrokeCode code,
+                Progress progress) {
   const StrokeCode usual = CurrentStrokeCode();
   if (!ChooseStrokeCode(code)) {
     state.SkipWithError("not for this processor");
@@ -89,7 +111,7 @@ void DrawFrames(benchmark::State& state, const Scene& scene, std::int32_t qualit
   }
   WaveList list = WavesOf(scene);
   Picture picture(scene.width, scene.height);
-  const auto call = std::make_unique<Call>(scene.width, scene.height, quality);
+  const auto call = std::make_unique<Call>(scene.width, scene.height, quality, progress);
   for (auto frame : state) {
     Canvas canvas(picture.View(), Canvas::Ground::kCleared);
     for (auto position = list.waves.begin(); position != list.waves.end();) {
@@ -101,9 +123,10 @@ void DrawFrames(benchmark::State& state, const Scene& scene, std::int32_t qualit
   ChooseStrokeCode(usual);
 }
 
-void Register(const std::string& name, const Scene& scene, std::int32_t quality, StrokeCode code) {
+void Register(const std::string& name, const Scene& scene, std::int32_t quality, StrokeCode code,
+              Progress progress = Progress::kAsOurHost) {
   benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State& state) {
-    DrawFrames(state, scene, quality, code);
+    DrawFrames(state, scene, quality, code, progress);
   })->Unit(benchmark::kMillisecond);
 }
 
@@ -124,6 +147,9 @@ void RegisterAll() {
       {"plain/", StrokeCode::kPlain}, {"portable/", StrokeCode::kPortable}, {"avx2/", StrokeCode::kAvx2}};
   for (const auto& [prefix, code] : codes) {
     for (const Scene& scene : scenes) Register(prefix + scene.name, scene, kUsualQuality, code);
+  }
+  for (const Scene& scene : scenes) {
+    Register("every_row/" + scene.name, scene, kUsualQuality, best, Progress::kEveryRow);
   }
   for (const std::int32_t quality : {1, 2, 3, 8, 16}) {
     for (const Scene& scene : scenes)
