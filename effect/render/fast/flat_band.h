@@ -20,7 +20,8 @@ class FlatBand {
   __attribute__((noinline)) void Walk(LivePiece& piece, std::int32_t y, std::int32_t end) {
 #if defined(__AVX512F__)
     if constexpr (Q != 0 && Q % 4 == 0) {
-      if (piece.tame) return queue_.AddTamePiece(piece, y, end);
+      FourFloats xBehind;
+      if (queue_.AddTamePiece(piece, y, end, xBehind)) return Store(piece.x, xBehind);
     }
 #endif
     WalkPiece(piece, y, end, *this);

@@ -40,43 +40,70 @@ class MarkQueue {
   }
 
 #if defined(__AVX512F__)
-  // All rows y .. end - 1 of a tame piece.
-  ORVANDEL_INLINE void AddTamePiece(LivePiece& piece, std::int32_t y, std::int32_t end) {
+  // All rows y .. end - 1 of a tame piece whose steps are alike; `xBehind`: x of its edges on row `end`. False for
+  // other pieces.
+  ORVANDEL_INLINE bool AddTamePiece(const LivePiece& piece, std::int32_t y, std::int32_t end, FourFloats& xBehind) {
+    if (!piece.tame) return false;
     y = Larger(y, piece.firstBegin);
     end = Smaller(end, piece.lastEnd);
-    if (y >= end) return;
-    TamePiece rows(piece, y, end);
-    const std::int32_t lo = band_.Job().lo, hi = band_.Job().hi, firstColumn = band_.FirstColumn();
-    std::int32_t count = count_;
-    for (std::int32_t at = y - ((y - band_.FirstRow()) & (kRowGroup - 1)); at < end; at += kRowGroup) {
-      TameCuts cuts;
-      rows.Next(at, cuts);
-      rows.Prepare(cuts, lo, hi, firstColumn, waiting_[count]);
-      waiting_[count].row = at - band_.FirstRow();
-      count = Keep(count);
+    if (y >= end) {
+      xBehind = Load<FourFloats>(piece.x);
+      return true;
     }
-    rows.Leave(piece);
-    count_ = count;
+    TamePiece& next = pieces_[pieceCount_];
+    if (!next.Take(piece, y, end, band_.FirstRow(), xBehind)) return false;
+    if (++pieceCount_ == kMostPieces) CutPieces();
+    return true;
   }
 #endif
 
   __attribute__((noinline)) void Flush() {
 #if defined(__AVX2__)
     if constexpr (kWaits) {
-      for (std::int32_t i = 0; i < count_; ++i) MarkGroup<Q, countTwice>(band_, waiting_[i]);
-      count_ = 0;
+#if defined(__AVX512F__)
+      CutPieces();
+#endif
+      SetMarks();
     }
 #endif
   }
 
  private:
+#if defined(__AVX512F__)
+  __attribute__((noinline)) void CutPieces() {
+    const std::int32_t lo = band_.Job().lo, hi = band_.Job().hi, firstColumn = band_.FirstColumn();
+    const std::int32_t firstRow = band_.FirstRow();
+    std::int32_t count = count_;
+    for (std::int32_t i = 0; i < pieceCount_; ++i) {
+      const TameEdges edges(pieces_[i]);
+      const std::int32_t end = pieces_[i].end;
+      for (std::int32_t y = pieces_[i].firstGroup; y < end; y += kRowGroup) {
+        TameCuts cuts;
+        edges.Cut(y, cuts);
+        PrepareTameGroup(cuts, lo, hi, firstColumn, waiting_[count]);
+        waiting_[count].row = y - firstRow;
+        count = Keep(count);
+      }
+    }
+    count_ = count;
+    pieceCount_ = 0;
+  }
+#endif
+
 #if defined(__AVX2__)
+  void SetMarks() {
+    if constexpr (kWaits) {
+      for (std::int32_t i = 0; i < count_; ++i) MarkGroup<Q, countTwice>(band_, waiting_[i]);
+      count_ = 0;
+    }
+  }
+
   // The group behind `count` others stays when it has a trace; returns how many then wait.
   ORVANDEL_INLINE std::int32_t Keep(std::int32_t count) {
-    count += waiting_[count].firstWord <= waiting_[count].lastWord ? 1 : 0;
+    count += waiting_[count].traced != 0 ? 1 : 0;
     if (count < kMost) return count;
     count_ = count;
-    Flush();
+    SetMarks();
     return 0;
   }
 #endif
@@ -87,6 +114,11 @@ class MarkQueue {
   static constexpr bool kWaits = Q != 0 && Q % 4 == 0;
   static constexpr std::int32_t kMost = kWaits ? 64 : 1;
   GroupMarks waiting_[kMost];
+#endif
+#if defined(__AVX512F__)
+  static constexpr std::int32_t kMostPieces = kWaits ? 32 : 1;
+  TamePiece pieces_[kMostPieces];
+  std::int32_t pieceCount_ = 0;
 #endif
 };
 

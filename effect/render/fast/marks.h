@@ -119,12 +119,11 @@ ORVANDEL_INLINE void PlaceGroup(const __m512i& ends, GroupMarks& marks) {
   // Words as numbers of 16 bits, where kBehind comes to the largest; of the last ones those up to -2 from below.
   const __m256i words = _mm512_cvtepi32_epi16(_mm512_srli_epi32(ends, 6));
   const __m128i fromEnd = _mm_sub_epi16(_mm_set1_epi16(-2), _mm256_extracti128_si256(words, 1));
-  const auto smallest = [](const __m128i& v) __attribute__((always_inline)) {
-    return _mm_extract_epi16(_mm_minpos_epu16(v), 0);
-  };
-  marks.firstWord = smallest(_mm256_castsi256_si128(words));
-  marks.lastWord = -2 - static_cast<std::int16_t>(smallest(fromEnd));
-  const __m512i placed = _mm512_sub_epi32(ends, _mm512_set1_epi32(marks.firstWord << 6));
+  const __m128i first = _mm_minpos_epu16(_mm256_castsi256_si128(words));
+  marks.firstWord = _mm_extract_epi16(first, 0);
+  marks.lastWord = -2 - static_cast<std::int16_t>(_mm_extract_epi16(_mm_minpos_epu16(fromEnd), 0));
+  const __m512i column = _mm512_slli_epi32(_mm512_broadcastd_epi32(_mm_cvtepu16_epi32(first)), 6);
+  const __m512i placed = _mm512_sub_epi32(ends, column);
   marks.first = (RowInts)_mm512_castsi512_si256(placed);
   marks.last = (RowInts)_mm512_extracti64x4_epi64(placed, 1);
 }

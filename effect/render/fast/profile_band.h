@@ -25,10 +25,7 @@ class ProfileBand {
   ProfileBand(const DrawJob& job, std::int32_t firstRow)
       : band_(job, firstRow), painter_(job), shape_(band_), samples_(band_) {}
 
-  void Walk(LivePiece& piece, std::int32_t y, std::int32_t end) {
-    LivePiece probe = piece;
-    shape_.Walk(probe, y, end);
-  }
+  void Walk(const LivePiece& piece, std::int32_t y, std::int32_t end) { shape_.Walk(piece, y, end); }
 
   void Resolve(std::int32_t pixelRows) { shape_.Resolve(pixelRows); }
 

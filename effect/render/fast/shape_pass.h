@@ -15,13 +15,15 @@ class ShapePass {
     queue_.Add(piece, a, b, side, y, end);
   }
 
-  void Walk(LivePiece& piece, std::int32_t y, std::int32_t end) {
+  void Walk(const LivePiece& piece, std::int32_t y, std::int32_t end) {
 #if defined(__AVX512F__)
     if constexpr (Q != 0 && Q % 4 == 0) {
-      if (piece.tame) return queue_.AddTamePiece(piece, y, end);
+      FourFloats xBehind;
+      if (queue_.AddTamePiece(piece, y, end, xBehind)) return;
     }
 #endif
-    WalkPiece(piece, y, end, *this);
+    LivePiece probe = piece;
+    WalkPiece(probe, y, end, *this);
   }
 
   void OneRow(std::int32_t y, const Cut& cut, bool) {
