@@ -112,11 +112,14 @@ class Band {
     std::uint8_t* dirty = Dirty(pixelRow);
     for (std::int32_t word = firstWord; word <= lastWord; ++word) dirty[word] = 1;
   }
-  // Perhaps `word`, and perhaps the one behind it.
+  // Perhaps `word`, and perhaps the one behind it. As one number: compilers make vectors of two bytes.
   ORVANDEL_INLINE void TouchTwo(std::int32_t pixelRow, std::int32_t word, bool one, bool other) const {
+    constexpr int kOther = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__ ? 8 : 0;
     std::uint8_t* dirty = Dirty(pixelRow) + word;
-    dirty[0] |= static_cast<std::uint8_t>(one);
-    dirty[1] |= static_cast<std::uint8_t>(other);
+    std::uint16_t both;
+    __builtin_memcpy(&both, dirty, 2);
+    both = static_cast<std::uint16_t>(both | unsigned{one} << (8 - kOther) | unsigned{other} << kOther);
+    __builtin_memcpy(dirty, &both, 2);
   }
 
   // Hands over the touched word columns of pixel rows [0, pixelRows) as lists of lines, row by row, from left to right,
