@@ -95,7 +95,7 @@ class ChunkPass {
       RowWords<8>::TakeParity(inside);
       const unsigned ends = _mm512_movepi64_mask((__m512i)inside);
       const unsigned enterA = a.pixelRow == pixelRow ? carry : 0;
-      const unsigned enterB = a.pixelRow == b.pixelRow ? (ends ^ enterA) & 15U : 0;
+      const unsigned enterB = (ends ^ enterA) & 15U & (0 - static_cast<unsigned>(a.pixelRow == b.pixelRow));
       carry = ends >> 4 ^ enterB;
       pixelRow = b.pixelRow;
       const auto turned = static_cast<__mmask8>(enterA | enterB << 4);
