@@ -134,8 +134,8 @@ class Band {
       for (std::size_t group = 0; group < dirtyStride_; group += 64) {
         count += ListSetBytes(dirty + group, static_cast<std::uint16_t>(group), static_cast<std::uint16_t>(pixelRow),
                               lines + count);
+        if constexpr (forget) __builtin_memset(dirty + group, 0, 64);  // a constant: no call
       }
-      if constexpr (forget) __builtin_memset(dirty, 0, dirtyStride_);
       if (count + job_.words <= job_.lineRoom && pixelRow + 1 < pixelRows) continue;
       process(lines, count);
       count = 0;
