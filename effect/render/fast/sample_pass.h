@@ -41,18 +41,12 @@ class SamplePass {
   // Adds what still waits.
   void Flush() { windows_.Flush(); }
 
-  // Counts the cells of a line that are not simple, and clears its marks.
+  // Counts the cells of a line that are not simple.
   void FinishLine(const Line& line) const {
-    const std::int32_t q = band_.Sizes().Quality();
     if (band_.Job().band.badRows[line.pixelRow] != 0) CountBadCells(line);
-    std::uint64_t* words = band_.WordsOf(line);
-    Rows::Store(words, Vector{}, q);
-    Rows::Store(words + q, Vector{}, q);
   }
 
  private:
-  using Rows = RowWords<Q>;
-  using Vector = typename Rows::Vector;
   static constexpr bool kInLanes = Q != 0 && (Q % 4 == 0 || WindowQueue<4>::kWorks);
   static constexpr int kBatchStep = kInLanes ? Larger(kLanesOfGroup<Q>, kRowGroup) : kRowGroup;
 
@@ -299,13 +293,13 @@ class SamplePass {
 
   void CountBadCells(const Line& line) const {
     const std::int32_t q = band_.Sizes().Quality(), firstColumn = line.word * band_.Sizes().BitsPerWord();
-    const std::uint64_t* words = band_.WordsOf(line);
+    std::uint64_t* inside = band_.WordsOf(line) + q;
     std::uint64_t* bad = band_.Twice(line.pixelRow, line.word);
     const std::uint16_t* smallest = band_.Smallest(line.pixelRow, line.word);
     std::uint16_t* counters = band_.Counters(line.pixelRow);
     for (std::int32_t row = 0; row < q; ++row) {
-      std::uint64_t bits = bad[row] & words[q + row];  // inside
-      bad[row] = 0;
+      std::uint64_t bits = bad[row] & inside[row];
+      bad[row] = inside[row] = 0;
       for (; bits != 0; bits &= bits - 1) {
         const std::int32_t bit = __builtin_ctzll(bits);
         std::uint16_t& counter = counters[band_.Sizes().PixelOf(firstColumn + bit)];

@@ -33,8 +33,9 @@ class ShapePass {
     MarkRun<Q, true>(band_, y - band_.FirstRow(), cells.first - firstColumn, cells.last - firstColumn, cut.outline);
   }
 
-  // Turns the marks into what the second pass needs: crossings become "inside", `Twice` becomes "covered and not
-  // simple", and their places in the plane of indices are set to "none".
+  // Takes the marks for what the second pass needs of a line with cells that are not simple: crossings become "inside",
+  // `Twice` becomes "covered and not simple", and their places in the plane of indices are set to "none". Of all others
+  // nothing is left.
   void Resolve(std::int32_t pixelRows) {
     queue_.Flush();
     __builtin_memset(band_.Job().band.badRows, 0, static_cast<std::size_t>(Larger(pixelRows, 0) + kMostRowsOfBatch));
@@ -53,9 +54,11 @@ class ShapePass {
     std::uint64_t *words = band_.WordsOf(line), *twice = band_.Twice(line.pixelRow, line.word);
     Vector inside;
     walk.Inside(line, words, q, inside);
-    Rows::Store(words + q, inside, q);
     const Vector bad = Rows::Load(twice, q) | (Rows::Load(words, q) & ~inside);
-    if (!Rows::Any(bad)) return;
+    const bool isBad = Rows::Any(bad);
+    Rows::Store(words, Vector{}, q);
+    Rows::Store(words + q, isBad ? inside : Vector{}, q);
+    if (!isBad) return;
     Rows::Store(twice, bad, q);
     band_.Job().band.badRows[line.pixelRow] = 1;
     std::uint16_t* smallest = band_.Smallest(line.pixelRow, line.word);
