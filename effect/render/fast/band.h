@@ -269,31 +269,23 @@ class InsideWalk {
   using Rows = RowWords<Q>;
   using Vector = typename Rows::Vector;
 
-  // `words` are the line's marks.
-  ORVANDEL_INLINE void Inside(const Line& line, const std::uint64_t* words, std::int32_t quality, Vector& inside) {
-    inside = Rows::Load(words + quality, quality);
+  // Cells that are covered and cells inside; the line's marks are cleared.
+  ORVANDEL_INLINE void Take(const Band<Q>& band, const Line& line, Vector& cover, Vector& inside) {
+    const std::int32_t q = band.Sizes().Quality();
+    std::uint64_t* words = band.WordsOf(line);
+    inside = Rows::Load(words + q, q);
     Rows::TakeParity(inside);
     inside ^= carry_ & (line.pixelRow == pixelRow_ ? ~std::uint64_t{0} : 0);
     carry_ = -(inside >> 63);
     pixelRow_ = line.pixelRow;
+    cover = Rows::Load(words, q);
+    Rows::Store(words, Vector{}, q);
+    Rows::Store(words + q, Vector{}, q);
   }
 
  private:
   Vector carry_{};  // all ones in rows where the words so far leave us inside
   std::int32_t pixelRow_ = -1;
 };
-
-// The line's samples that are drawn; its marks are cleared.
-template <int Q>
-ORVANDEL_INLINE void TakeDrawn(const Band<Q>& band, InsideWalk<Q>& walk, const Line& line,
-                               typename RowWords<Q>::Vector& drawn) {
-  using Rows = RowWords<Q>;
-  const std::int32_t q = band.Sizes().Quality();
-  std::uint64_t* words = band.WordsOf(line);
-  walk.Inside(line, words, q, drawn);
-  drawn &= Rows::Load(words, q);
-  Rows::Store(words, typename Rows::Vector{}, q);
-  Rows::Store(words + q, typename Rows::Vector{}, q);
-}
 
 }  // namespace orvandel::fast::ORVANDEL_KERNELS

@@ -7,6 +7,7 @@
 #include <type_traits>
 
 #include "effect/render/fast/band.h"
+#include "effect/render/fast/line_pairs.h"
 #include "effect/render/fast/pixels.h"
 
 namespace orvandel::fast::ORVANDEL_KERNELS {
@@ -73,36 +74,19 @@ class ChunkPass {
     std::int32_t size_ = 0;
   };
 #if defined(__AVX512F__)
-  // Two lines at a time: eight words of marks are one vector. `lines` has room for one more.
+  // `lines` has room for one more.
   __attribute__((noinline)) std::int32_t Count(const PictureRows& rows, Line* lines, std::int32_t count) const {
-    const Band<4> band = band_;  // marks might alias it, but no copy
-    const std::int32_t unused = band.Job().bandRows + 1;
-    lines[count] = {0, static_cast<std::uint16_t>(unused)};
-    ChunkList list(band.Job().band);
-    unsigned carry = 0;  // one bit a subrow: the words so far leave us inside
-    std::int32_t pixelRow = -1;
+    PairWalk walk(band_);
+    walk.MakeEven(lines, count);
+    ChunkList list(band_.Job().band);
     const __m512i order = _mm512_loadu_si512(kByteOrder.bytes);
     for (std::int32_t i = 0; i < count; i += 2) {
       const Line &a = lines[i], &b = lines[i + 1];
-      std::uint64_t *wordsA = band.WordsOf(a), *wordsB = band.WordsOf(b);
       rows.Expect(a.pixelRow, a.word * 16);
-      if (b.pixelRow != unused) rows.Expect(b.pixelRow, b.word * 16);
-      const __m512i marksA = _mm512_loadu_si512(wordsA), marksB = _mm512_loadu_si512(wordsB);
-      _mm512_storeu_si512(wordsA, __m512i{});
-      _mm512_storeu_si512(wordsB, __m512i{});
-      const __m512i cover = _mm512_shuffle_i64x2(marksA, marksB, 0x44);
-      auto inside = (typename RowWords<8>::Vector)_mm512_shuffle_i64x2(marksA, marksB, 0xEE);
-      RowWords<8>::TakeParity(inside);
-      const unsigned ends = _mm512_movepi64_mask((__m512i)inside);
-      const unsigned enterA = a.pixelRow == pixelRow ? carry : 0;
-      const unsigned enterB = (ends ^ enterA) & 15U & (0 - static_cast<unsigned>(a.pixelRow == b.pixelRow));
-      carry = ends >> 4 ^ enterB;
-      pixelRow = b.pixelRow;
-      const auto turned = static_cast<__mmask8>(enterA | enterB << 4);
-      const __m512i turnedInside =
-          _mm512_mask_xor_epi64((__m512i)inside, turned, (__m512i)inside, _mm512_set1_epi64(-1));
+      if (walk.IsUsed(b)) rows.Expect(b.pixelRow, b.word * 16);
+      const PairMarks marks = walk.Take(a, b);
       // The four bytes of two pixels' subrows side by side.
-      const __m512i drawn = _mm512_permutexvar_epi8(order, _mm512_and_si512(turnedInside, cover));
+      const __m512i drawn = _mm512_permutexvar_epi8(order, _mm512_and_si512(marks.inside, marks.cover));
       const __m512i even = _mm512_popcnt_epi32(_mm512_and_si512(drawn, _mm512_set1_epi32(0x0F0F0F0F)));
       const __m512i odd = _mm512_popcnt_epi32(_mm512_and_si512(drawn, _mm512_set1_epi32(static_cast<int>(0xF0F0F0F0))));
       const __m256i counts = _mm512_cvtepi16_epi8(_mm512_or_si512(even, _mm512_slli_epi32(odd, 16)));
@@ -120,9 +104,10 @@ class ChunkPass {
     InsideWalk<4> walk;
     ChunkList list(band.Job().band);
     for (std::int32_t i = 0; i < count; ++i) {
-      Vector drawn;
+      Vector drawn, inside;
       rows.Expect(lines[i].pixelRow, lines[i].word * 16);
-      TakeDrawn(band, walk, lines[i], drawn);
+      walk.Take(band, lines[i], drawn, inside);
+      drawn &= inside;
       std::uint8_t counts[16];
       CountNibbles(drawn, counts);
       for (int chunk = 0; chunk < kChunksPerLine; ++chunk) {

@@ -74,8 +74,9 @@ class FlatBand {
     InsideWalk<Q> walk;
     for (std::int32_t i = 0; i < count; ++i) {
       rows.Expect(lines[i].pixelRow, band_.FirstPixelOf(lines[i].word));
-      Vector drawn;
-      TakeDrawn(band_, walk, lines[i], drawn);
+      Vector drawn, inside;
+      walk.Take(band_, lines[i], drawn, inside);
+      drawn &= inside;
       if constexpr (Q == 1) {
         Store(Counts(i), std::uint64_t{drawn[0]});
       } else {
