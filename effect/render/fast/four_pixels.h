@@ -7,45 +7,47 @@
 
 namespace orvandel::fast::ORVANDEL_KERNELS {
 
-// Four pixels are 4 Q columns, and so Q steps of four columns. The alphas of a step are bytes: for every four rows
-// those of the first column, then those of the second, the third and the fourth.
+// Four pixels are 4 Q columns, taken four at a time: kFours for each of kParts parts. The alphas of four columns are
+// bytes: for every four rows those of the first column, then those of the second, the third and the fourth.
 template <int Q>
 class FourPixels {
  public:
-  ORVANDEL_INLINE void Take(int step, const __m512i& alphas, __mmask64 counted) {
+  static constexpr int kParts = Q < 4 ? Q : 4, kFours = Q < 4 ? 1 : Q / 4;
+
+  // Four columns of one part, the `four`-th of it.
+  ORVANDEL_INLINE void Take(int part, int four, const __m512i& alphas, __mmask64 counted) {
     if constexpr (Q == 1) {
       static_assert(kDrawnMark == 256);
       const __m512i drawn = _mm512_maskz_set1_epi8(counted, 1);
-      sums_[0] = WithMarks(alphas, drawn, Spread(0));
-      sums_[1] = WithMarks(alphas, drawn, Spread(2));
+      totals_[0] = WithMarks(alphas, drawn, Spread(0));
+      totals_[1] = WithMarks(alphas, drawn, Spread(2));
     } else if constexpr (Q == 2) {
-      sums_[step] = _mm512_dpbusd_epi32(__m512i{}, _mm512_shuffle_epi8(alphas, Squares()), _mm512_set1_epi8(1));
+      totals_[part] = _mm512_dpbusd_epi32(__m512i{}, _mm512_shuffle_epi8(alphas, Squares()), _mm512_set1_epi8(1));
     } else {
-      constexpr int kSteps = Q / 4;  // of a pixel
       const __m512i sums = _mm512_sad_epu8(alphas, __m512i{});
-      __m512i& pixel = sums_[step / kSteps];
-      pixel = step % kSteps == 0 ? sums : _mm512_add_epi64(pixel, sums);
+      pixel_ = four == 0 ? sums : _mm512_add_epi64(pixel_, sums);
+      if (four + 1 < kFours) return;
+      const __m512i placed = _mm512_sll_epi64(pixel_, _mm_cvtsi32_si128(16 * part));
+      totals_[0] = part == 0 ? placed : _mm512_or_si512(totals_[0], placed);
     }
   }
 
-  // Adds what Q steps have brought to the counters of the pixels from column x on.
+  // Adds all that were taken to the counters of the pixels from column x on.
   ORVANDEL_INLINE void AddTo(std::uint16_t* const (&counters)[kGroups<Q>], std::int32_t x) const {
     typedef std::uint64_t Totals512 __attribute__((vector_size(64)));
     if constexpr (Q == 1) {
       for (int group = 0; group < kLanes; ++group) {
         const int fours = group / 4, row = group % 4;
-        AddFourCounters(counters[group] + x, ((Totals512)sums_[row / 2])[2 * fours + row % 2]);
+        AddFourCounters(counters[group] + x, ((Totals512)totals_[row / 2])[2 * fours + row % 2]);
       }
     } else if constexpr (Q == 2) {
       // Two pixels of the upper two rows, two of the lower; then the next two of each.
-      const __m512i all = _mm512_packs_epi32(sums_[0], sums_[1]);
+      const __m512i all = _mm512_packs_epi32(totals_[0], totals_[1]);
       AddToCounters<Q, 1>((Totals512)_mm512_shuffle_epi32(all, _MM_PERM_DBCA), x, counters);
     } else {
-      // Two sums for every four rows, of each pixel: side by side, then added.
-      const __m512i lower = _mm512_or_si512(sums_[0], _mm512_slli_epi64(sums_[1], 16));
-      const __m512i upper = _mm512_or_si512(sums_[2], _mm512_slli_epi64(sums_[3], 16));
-      const __m512i all = _mm512_or_si512(lower, _mm512_slli_epi64(upper, 32));
-      AddToCounters<Q, 2>((Totals512)_mm512_add_epi64(all, _mm512_shuffle_epi32(all, _MM_PERM_BADC)), x, counters);
+      // Two sums for every four rows.
+      const __m512i all = _mm512_add_epi64(totals_[0], _mm512_shuffle_epi32(totals_[0], _MM_PERM_BADC));
+      AddToCounters<Q, 2>((Totals512)all, x, counters);
     }
   }
 
@@ -67,7 +69,7 @@ class FourPixels {
     return _mm512_broadcast_i32x4(_mm_setr_epi8(0, 1, 4, 5, 8, 9, 12, 13, 2, 3, 6, 7, 10, 11, 14, 15));
   }
 
-  __m512i sums_[4];
+  __m512i totals_[2], pixel_;
 };
 
 }  // namespace orvandel::fast::ORVANDEL_KERNELS

@@ -43,6 +43,7 @@ class WindowQueue {
 
  private:
   static constexpr std::int32_t kColumns = 4 * Q;  // four pixels
+  static constexpr int kParts = FourPixels<Q>::kParts, kFours = FourPixels<Q>::kFours;
 
   struct Waiting {
     AlphaWindow window;
@@ -69,10 +70,12 @@ class WindowQueue {
       a.window.Advance();
       b.window.Advance();
       FourPixels<Q> pixelsA, pixelsB;
+      for (int part = 0; part < kParts; ++part) {
 #pragma GCC unroll 4
-      for (int step = 0; step < Q; ++step) {
-        TakeFour(a, x, step, pixelsA);
-        TakeFour(b, x, step, pixelsB);
+        for (int four = 0; four < kFours; ++four) {
+          TakeFour(a, x, part, four, pixelsA);
+          TakeFour(b, x, part, four, pixelsB);
+        }
       }
       pixelsA.AddTo(a.batch.counters, x);
       pixelsB.AddTo(b.batch.counters, x);
@@ -86,16 +89,16 @@ class WindowQueue {
     for (; x < going.batch.columns; x += kColumns) {
       going.window.Advance();
       FourPixels<Q> pixels;
-#pragma GCC unroll 4
-      for (int step = 0; step < Q; ++step) TakeFour(going, x, step, pixels);
+      for (int part = 0; part < kParts; ++part) {
+        for (int four = 0; four < kFours; ++four) TakeFour(going, x, part, four, pixels);
+      }
       pixels.AddTo(going.batch.counters, x);
     }
   }
 
-  // Columns x + 4 step .. x + 4 step + 3.
-  ORVANDEL_INLINE static void TakeFour(Going& going, std::int32_t x, int step, FourPixels<Q>& pixels) {
+  ORVANDEL_INLINE static void TakeFour(Going& going, std::int32_t x, int part, int four, FourPixels<Q>& pixels) {
     const Waiting& batch = going.batch;
-    const std::int32_t from = x + 4 * step;
+    const std::int32_t from = x + 4 * (part * kFours + four);
     __m512 u[4];
     __mmask64 counted = batch.counted;
     if (from >= batch.allFrom && from + 4 <= batch.allTo) {
@@ -111,7 +114,7 @@ class WindowQueue {
       }
       counted = AlphaWindow::Within(batch.rows.skip, batch.end, from);
     }
-    pixels.Take(step, going.window.Alphas(u, counted), counted);
+    pixels.Take(part, four, going.window.Alphas(u, counted), counted);
   }
 
   Waiting waiting_[2];
