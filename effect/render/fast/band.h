@@ -254,12 +254,23 @@ struct RowWords {
     if constexpr (kWords == 4) return _mm256_testz_si256((__m256i)v, (__m256i)v) == 0;
 #endif
 #if defined(__AVX512F__)
-    if constexpr (kWords == 8) return _mm512_test_epi64_mask((__m512i)v, (__m512i)v) != 0;
+    if constexpr (kWords >= 8) {
+      __m512i any = Load512(v, 0);
+      for (int i = 8; i < kWords; i += 8) any = _mm512_or_si512(any, Load512(v, i));
+      return _mm512_test_epi64_mask(any, any) != 0;
+    }
 #endif
     std::uint64_t any = 0;
     for (int i = 0; i < kWords; ++i) any |= v[i];
     return any != 0;
   }
+
+#if defined(__AVX512F__)
+ private:
+  static __m512i Load512(const Vector& v, int word) {
+    return _mm512_loadu_si512(reinterpret_cast<const std::uint64_t*>(&v) + word);
+  }
+#endif
 };
 
 // Which cells lie inside the shape, line by line from left to right.
