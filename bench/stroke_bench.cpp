@@ -102,8 +102,7 @@ class Picture {
   std::int32_t width_, height_;
 };
 
-void DrawFrames(benchmark::State& state, const Scene& scene, std::int32_t quality, StrokeCode code,
-                Progress progress) {
+void DrawFrames(benchmark::State& state, const Scene& scene, std::int32_t quality, StrokeCode code, Progress progress) {
   const StrokeCode usual = CurrentStrokeCode();
   if (!ChooseStrokeCode(code)) {
     state.SkipWithError("not for this processor");

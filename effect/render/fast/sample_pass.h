@@ -47,7 +47,7 @@ class SamplePass {
   }
 
  private:
-  static constexpr bool kInLanes = Q != 0 && (Q % 4 == 0 || WindowQueue<4>::kWorks);
+  static constexpr bool kInLanes = Q != 0 && (Q % 4 == 0 || WindowQueue<4>::kAtAnyQuality);
   static constexpr int kBatchStep = kInLanes ? Larger(kLanesOfGroup<Q>, kRowGroup) : kRowGroup;
 
   // One row a lane.

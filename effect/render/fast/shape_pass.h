@@ -79,8 +79,7 @@ class ShapePass {
         KeepBadCells(a, (Vector)_mm512_castsi512_si256(marks.inside), (Vector)_mm512_castsi512_si256(bad));
       }
       if (any > 15U) {
-        KeepBadCells(b, (Vector)_mm512_extracti64x4_epi64(marks.inside, 1),
-                     (Vector)_mm512_extracti64x4_epi64(bad, 1));
+        KeepBadCells(b, (Vector)_mm512_extracti64x4_epi64(marks.inside, 1), (Vector)_mm512_extracti64x4_epi64(bad, 1));
       }
     }
   }

@@ -1,34 +1,29 @@
-// Batches of rows whose alphas fit a window, summed two at a time.
-//
-// A lane's u is a chain of additions, each of which waits for the one before. Two batches side by side, whichever they
-// are, give the processor two chains to work at.
+// Batches of rows whose alphas fit a window.
 #pragma once
 
 #include "effect/render/fast/alpha_window.h"
 #include "effect/render/fast/four_pixels.h"
-#include "effect/render/fast/lane_batch.h"
+#include "effect/render/fast/narrow_window.h"
+#include "effect/render/fast/window_fit.h"
 
 #if defined(__AVX512VBMI__) && defined(__AVX512VNNI__)
 
 namespace orvandel::fast::ORVANDEL_KERNELS {
 
+// Summed two at a time: a lane's u is a chain of additions, each of which waits for the one before. Two batches side by
+// side, whichever they are, give the processor two chains to work at.
 template <int Q>
 class WindowQueue {
  public:
-  static constexpr bool kWorks = true;
+  static constexpr bool kAtAnyQuality = true;
 
   // False when the batch does not fit a window; otherwise its alphas are in the counters after Flush.
   bool Add(const LaneBatch<Q>& batch, const std::uint8_t* alphas) {
     Waiting& next = waiting_[count_];
-    next.window = AlphaWindow(alphas);
-    next.rows = {batch.u, batch.dudx, (__m512i)batch.skip, _mm512_movepi32_mask((__m512i)batch.filled)};
-    if (!next.window.Fits(next.rows, batch.columns, kColumns)) return false;
-    next.counted = AlphaWindow::AllOf(next.rows.filled);
-    next.end = (__m512i)batch.end;
-    next.allFrom = batch.allFrom;
-    next.allTo = batch.allTo;
-    next.columns = batch.columns;
-    __builtin_memcpy(next.counters, batch.counters, sizeof next.counters);
+    if (!next.fit.Fits(batch, kColumns, AlphaWindow::kEntries)) return false;
+    next.batch = batch;
+    next.alphas = alphas;
+    next.counted = AlphaWindow::AllOf(_mm512_movepi32_mask((__m512i)batch.filled));
     if (++count_ == 2) AddBoth();
     return true;
   }
@@ -46,20 +41,23 @@ class WindowQueue {
   static constexpr int kParts = FourPixels<Q>::kParts, kFours = FourPixels<Q>::kFours;
 
   struct Waiting {
-    AlphaWindow window;
-    RowLines rows;
+    LaneBatch<Q> batch;
+    WindowFit fit;
+    const std::uint8_t* alphas;
     __mmask64 counted;
-    __m512i end;
-    std::int32_t allFrom, allTo, columns;
-    std::uint16_t* counters[kGroups<Q>];
   };
 
   // A batch as far as its columns have been added.
   struct Going {
-    const Waiting& batch;
+    const LaneBatch<Q>& batch;
+    WindowFit fit;
+    const std::uint8_t* alphas;
+    __mmask64 counted;
     AlphaWindow window;
     __m512 u;
-    explicit Going(const Waiting& of) : batch(of), window(of.window), u(of.rows.u) {}
+    explicit Going(const Waiting& of)
+        : batch(of.batch), fit(of.fit), alphas(of.alphas), counted(of.counted), u(of.batch.u) {}
+    ORVANDEL_INLINE void Advance() { window.Place(alphas, fit.Next()); }
   };
 
   void AddBoth() {
@@ -67,8 +65,8 @@ class WindowQueue {
     const std::int32_t columns = Smaller(a.batch.columns, b.batch.columns);
     std::int32_t x = 0;
     for (; x < columns; x += kColumns) {
-      a.window.Advance();
-      b.window.Advance();
+      a.Advance();
+      b.Advance();
       FourPixels<Q> pixelsA, pixelsB;
       for (int part = 0; part < kParts; ++part) {
 #pragma GCC unroll 4
@@ -87,7 +85,7 @@ class WindowQueue {
   // From column x on.
   static void AddAlone(Going& going, std::int32_t x) {
     for (; x < going.batch.columns; x += kColumns) {
-      going.window.Advance();
+      going.Advance();
       FourPixels<Q> pixels;
       for (int part = 0; part < kParts; ++part) {
         for (int four = 0; four < kFours; ++four) TakeFour(going, x, part, four, pixels);
@@ -97,28 +95,91 @@ class WindowQueue {
   }
 
   ORVANDEL_INLINE static void TakeFour(Going& going, std::int32_t x, int part, int four, FourPixels<Q>& pixels) {
-    const Waiting& batch = going.batch;
+    const LaneBatch<Q>& batch = going.batch;
     const std::int32_t from = x + 4 * (part * kFours + four);
+    const __m512 dudx = batch.dudx;
     __m512 u[4];
-    __mmask64 counted = batch.counted;
+    __mmask64 counted = going.counted;
     if (from >= batch.allFrom && from + 4 <= batch.allTo) {
       for (__m512& at : u) {
         at = going.u;
-        going.u = _mm512_add_ps(going.u, batch.rows.dudx);
+        going.u = _mm512_add_ps(going.u, dudx);
       }
     } else {
+      const auto skip = (__m512i)batch.skip;
       for (std::int32_t k = 0; k < 4; ++k) {
         u[k] = going.u;
-        const __mmask16 begun = _mm512_cmple_epi32_mask(batch.rows.skip, _mm512_set1_epi32(from + k));
-        going.u = _mm512_mask_add_ps(going.u, begun, going.u, batch.rows.dudx);
+        const __mmask16 begun = _mm512_cmple_epi32_mask(skip, _mm512_set1_epi32(from + k));
+        going.u = _mm512_mask_add_ps(going.u, begun, going.u, dudx);
       }
-      counted = AlphaWindow::Within(batch.rows.skip, batch.end, from);
+      counted = AlphaWindow::Within(skip, (__m512i)batch.end, from);
     }
     pixels.Take(part, four, going.window.Alphas(u, counted), counted);
   }
 
   Waiting waiting_[2];
   int count_ = 0;
+};
+
+}  // namespace orvandel::fast::ORVANDEL_KERNELS
+
+#elif defined(__AVX2__) && !defined(__AVX512F__)
+
+namespace orvandel::fast::ORVANDEL_KERNELS {
+
+// Summed at once, in a window for every four columns.
+template <int Q>
+class WindowQueue {
+ public:
+  static constexpr bool kAtAnyQuality = false;
+
+  // False when the batch does not fit a window; otherwise its alphas are in the counters.
+  bool Add(const LaneBatch<Q>& batch, const std::uint8_t* alphas) {
+    static_assert(Q % 4 == 0);
+    WindowFit fit;
+    if (!fit.Fits(batch, 4, NarrowWindow::kEntries)) return false;
+    const __m256i filled = NarrowWindow::AllOf(batch.filled);
+    Floats at = batch.u;
+    for (std::int32_t x = 0; x < batch.columns; x += 4 * Q) {
+      __m256i totals{};
+      for (int pixel = 0; pixel < 4; ++pixel) {
+        __m256i sums{};
+        for (int four = 0; four < Q; four += 4) {
+          const NarrowWindow window(alphas, fit.Next());
+          sums = _mm256_add_epi64(sums, SumsOfFour(batch, filled, window, x + pixel * Q + four, at));
+        }
+        totals = _mm256_or_si256(totals, _mm256_sll_epi64(sums, _mm_cvtsi32_si128(16 * pixel)));
+      }
+      // Two sums for every four rows.
+      totals = _mm256_add_epi64(totals, _mm256_shuffle_epi32(totals, _MM_SHUFFLE(1, 0, 3, 2)));
+      AddToCounters<Q, 2>((Totals)totals, x, batch.counters);
+    }
+    return true;
+  }
+  void Flush() {}
+
+ private:
+  typedef std::uint64_t Totals __attribute__((vector_size(32)));
+
+  // Of columns from .. from + 3: two sums for every four rows.
+  ORVANDEL_INLINE static __m256i SumsOfFour(const LaneBatch<Q>& batch, const __m256i& filled,
+                                            const NarrowWindow& window, std::int32_t from, Floats& at) {
+    Floats u[4];
+    __m256i counted = filled;
+    if (from >= batch.allFrom && from + 4 <= batch.allTo) {
+      for (Floats& each : u) {
+        each = at;
+        at += batch.dudx;
+      }
+    } else {
+      for (std::int32_t k = 0; k < 4; ++k) {
+        u[k] = at;
+        at = batch.skip <= from + k ? at + batch.dudx : at;
+      }
+      counted = NarrowWindow::Within(batch.skip, batch.end, from);
+    }
+    return _mm256_sad_epu8(_mm256_and_si256(window.Alphas(u), counted), __m256i{});
+  }
 };
 
 }  // namespace orvandel::fast::ORVANDEL_KERNELS
@@ -130,7 +191,7 @@ namespace orvandel::fast::ORVANDEL_KERNELS {
 template <int Q>
 class WindowQueue {
  public:
-  static constexpr bool kWorks = false;
+  static constexpr bool kAtAnyQuality = false;
   bool Add(const LaneBatch<Q>&, const std::uint8_t*) { return false; }
   void Flush() {}
 };
