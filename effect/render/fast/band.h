@@ -163,6 +163,16 @@ class Band {
       listed += 16;
     } while (listed < count);
     return count;
+#elif defined(__AVX2__)
+    const auto setOf = [](const std::uint8_t* from) __attribute__((always_inline)) {
+      const __m256i all = _mm256_loadu_si256((const __m256i*)from);
+      return static_cast<std::uint32_t>(_mm256_movemask_epi8(_mm256_cmpgt_epi8(all, __m256i{})));
+    };
+    std::int32_t count = 0;
+    for (std::uint64_t set = setOf(bytes) | std::uint64_t{setOf(bytes + 32)} << 32; set != 0; set &= set - 1) {
+      lines[count++] = {static_cast<std::uint16_t>(firstWord + __builtin_ctzll(set)), pixelRow};
+    }
+    return count;
 #else
     std::int32_t count = 0;
     for (std::uint16_t i = 0; i < 64; i = static_cast<std::uint16_t>(i + 8)) {
