@@ -220,9 +220,9 @@ class SamplePass {
   }
 
   void AddSimpleLanes(std::int32_t row, const LaneRuns& runs) {
-    LaneBatch<Q> batch;
+    LaneBatch<Q>& batch = windows_.Next();
     Prepare(row, runs, batch);
-    if (windows_.Add(batch, band_.Job().alphas)) return;
+    if (windows_.Add(band_.Job().alphas)) return;
     if constexpr (Q % 4 == 0) {
       AddBatch(batch);
     } else {

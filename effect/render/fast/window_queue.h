@@ -10,27 +10,31 @@
 
 namespace orvandel::fast::ORVANDEL_KERNELS {
 
-// Summed two at a time: a lane's u is a chain of additions, each of which waits for the one before. Two batches side by
-// side, whichever they are, give the processor two chains to work at.
+// Many wait, so that the processor finds work in the making of the next ones while it waits for the last one's. They
+// are summed two at a time: a lane's u is a chain of additions, each of which waits for the one before. Two batches
+// side by side, whichever they are, give the processor two chains to work at.
 template <int Q>
 class WindowQueue {
  public:
   static constexpr bool kAtAnyQuality = true;
 
-  // False when the batch does not fit a window; otherwise its alphas are in the counters after Flush.
-  bool Add(const LaneBatch<Q>& batch, const std::uint8_t* alphas) {
+  // Where the next batch is to be made.
+  LaneBatch<Q>& Next() { return waiting_[count_].batch; }
+
+  // False when that one does not fit a window; otherwise its alphas are in the counters after Flush.
+  bool Add(const std::uint8_t* alphas) {
     Waiting& next = waiting_[count_];
-    if (!next.fit.Fits(batch, kColumns, AlphaWindow::kEntries)) return false;
-    next.batch = batch;
+    if (!next.fit.Fits(next.batch, kColumns, AlphaWindow::kEntries)) return false;
     next.alphas = alphas;
-    next.counted = AlphaWindow::AllOf(_mm512_movepi32_mask((__m512i)batch.filled));
-    if (++count_ == 2) AddBoth();
+    next.counted = AlphaWindow::AllOf(_mm512_movepi32_mask((__m512i)next.batch.filled));
+    if (++count_ == kMost) Flush();
     return true;
   }
 
-  void Flush() {
-    if (count_ == 1) {
-      Going going(waiting_[0]);
+  __attribute__((noinline)) void Flush() {
+    for (std::int32_t i = 0; i + 1 < count_; i += 2) AddBoth(waiting_[i], waiting_[i + 1]);
+    if (count_ % 2 != 0) {
+      Going going(waiting_[count_ - 1]);
       AddAlone(going, 0);
     }
     count_ = 0;
@@ -39,6 +43,7 @@ class WindowQueue {
  private:
   static constexpr std::int32_t kColumns = 4 * Q;  // four pixels
   static constexpr int kParts = FourPixels<Q>::kParts, kFours = FourPixels<Q>::kFours;
+  static constexpr std::int32_t kMost = 8;
 
   struct Waiting {
     LaneBatch<Q> batch;
@@ -60,8 +65,8 @@ class WindowQueue {
     ORVANDEL_INLINE void Advance() { window.Place(alphas, fit.Next()); }
   };
 
-  void AddBoth() {
-    Going a(waiting_[0]), b(waiting_[1]);
+  static void AddBoth(const Waiting& first, const Waiting& second) {
+    Going a(first), b(second);
     const std::int32_t columns = Smaller(a.batch.columns, b.batch.columns);
     std::int32_t x = 0;
     for (; x < columns; x += kColumns) {
@@ -79,7 +84,6 @@ class WindowQueue {
       pixelsB.AddTo(b.batch.counters, x);
     }
     AddAlone(a.batch.columns > b.batch.columns ? a : b, x);
-    count_ = 0;
   }
 
   // From column x on.
@@ -117,8 +121,8 @@ class WindowQueue {
     pixels.Take(part, four, going.window.Alphas(u, counted), counted);
   }
 
-  Waiting waiting_[2];
-  int count_ = 0;
+  Waiting waiting_[kMost];
+  std::int32_t count_ = 0;
 };
 
 }  // namespace orvandel::fast::ORVANDEL_KERNELS
@@ -133,9 +137,12 @@ class WindowQueue {
  public:
   static constexpr bool kAtAnyQuality = false;
 
+  LaneBatch<Q>& Next() { return batch_; }
+
   // False when the batch does not fit a window; otherwise its alphas are in the counters.
-  bool Add(const LaneBatch<Q>& batch, const std::uint8_t* alphas) {
+  bool Add(const std::uint8_t* alphas) const {
     static_assert(Q % 4 == 0);
+    const LaneBatch<Q>& batch = batch_;
     WindowFit fit;
     if (!fit.Fits(batch, 4, NarrowWindow::kEntries)) return false;
     const __m256i filled = NarrowWindow::AllOf(batch.filled);
@@ -180,6 +187,8 @@ class WindowQueue {
     }
     return _mm256_sad_epu8(_mm256_and_si256(window.Alphas(u), counted), __m256i{});
   }
+
+  LaneBatch<Q> batch_;
 };
 
 }  // namespace orvandel::fast::ORVANDEL_KERNELS
@@ -192,8 +201,12 @@ template <int Q>
 class WindowQueue {
  public:
   static constexpr bool kAtAnyQuality = false;
-  bool Add(const LaneBatch<Q>&, const std::uint8_t*) { return false; }
+  LaneBatch<Q>& Next() { return batch_; }
+  bool Add(const std::uint8_t*) const { return false; }
   void Flush() {}
+
+ private:
+  LaneBatch<Q> batch_;
 };
 
 }  // namespace orvandel::fast::ORVANDEL_KERNELS
