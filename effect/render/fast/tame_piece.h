@@ -28,7 +28,7 @@ struct TamePiece {
     const FourInts first = Load<FourInts>(piece.first), behind = Load<FourInts>(piece.end);
     const FourInts from = first > y ? first : FourInts{} + y;
     const FourInts to = behind < rowEnd ? behind : FourInts{} + rowEnd;
-    const FourInts count = from < to ? to - from : FourInts{};
+    const FourInts count = from < to ? (FourInts)((FourWords)to - (FourWords)from) : FourInts{};
     const EvenSteps even = MakeEvenSteps(Load<FourFloats>(piece.x), Load<FourFloats>(piece.dxdy), count);
     Store(x, Load<FourFloats>(piece.x));
     Store(step, even.step);
