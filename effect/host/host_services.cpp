@@ -13,7 +13,6 @@ void HostServices::Initialise(const OrvServiceTable* table) {
 // Null when the host refuses it. A service acquired without a table is still acquired: it is given back.
 const void* HostServices::TryAcquire(const char* name, std::int32_t version) const noexcept {
   const void* service = nullptr;
-  if (table_ == nullptr) return nullptr;
   const std::int32_t result = table_->acquire(name, version, &service);
   if (result == 0 && service == nullptr) table_->release(name, version);
   return result == 0 ? service : nullptr;

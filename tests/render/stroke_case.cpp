@@ -58,7 +58,7 @@ StrokeOutcome DrawSome(WaveList& list, const StrokeCase& stroke, Picture& pictur
   const auto context = std::make_unique<EffectContext>();
   context->inRecord = &in;
   context->globals = globals.get();
-  if (stroke.rowsBetweenReports != 1) context->services.Initialise(&kServices);
+  context->services.Initialise(&kServices);
   SetParam(*context, kRenderQuality, ORV_PARAM_INTEGER, stroke.quality);
   SetParam(*context, kReflection, ORV_PARAM_CHECKBOX, stroke.reflection ? 1 : 0);
 
