@@ -259,6 +259,8 @@ struct RowWords {
     v ^= v << 16;
     v ^= v << 32;
   }
+  // Of all words.
+  ORVANDEL_INLINE static std::uint64_t Sum(const Vector& v) { return SumOf<kWords>(v); }
   ORVANDEL_INLINE static bool Any(const Vector& v) {
 #if defined(__AVX2__)
     if constexpr (kWords == 4) return _mm256_testz_si256((__m256i)v, (__m256i)v) == 0;
@@ -275,8 +277,19 @@ struct RowWords {
     return any != 0;
   }
 
-#if defined(__AVX512F__)
  private:
+  template <int words>
+  ORVANDEL_INLINE static std::uint64_t SumOf(const typename LongWords<words>::Vector& v) {
+    if constexpr (words == 2) {
+      return v[0] + v[1];
+    } else {
+      using Half = typename LongWords<words / 2>::Vector;
+      Half halves[2];
+      __builtin_memcpy(halves, &v, sizeof v);
+      return SumOf<words / 2>(halves[0] + halves[1]);
+    }
+  }
+#if defined(__AVX512F__)
   static __m512i Load512(const Vector& v, int word) {
     return _mm512_loadu_si512(reinterpret_cast<const std::uint64_t*>(&v) + word);
   }

@@ -98,12 +98,27 @@ class FlatBand {
     return band_.Job().band.lineCounters + static_cast<std::ptrdiff_t>(number) * kLineCounters;
   }
   void Count(const Vector& drawn, std::uint16_t* counts) const {
+    if constexpr (Q == 8 || Q == 16) return CountBytes(drawn, counts);
     const std::int32_t q = band_.Sizes().Quality();
     const std::uint64_t pixel = (std::uint64_t{1} << q) - 1;
     for (std::int32_t i = 0; i < band_.Sizes().PixelsPerWord(); ++i) {
       std::int32_t samples = 0;
       for (std::int32_t row = 0; row < q; ++row) samples += __builtin_popcountll(drawn[row] >> (i * q) & pixel);
       counts[i] = static_cast<std::uint16_t>(samples);
+    }
+  }
+
+  // A pixel's rows are one byte or two: bits are added up to pairs, fours and so on, then row to row.
+  ORVANDEL_INLINE static void CountBytes(Vector counts, std::uint16_t* to) {
+    counts -= counts >> 1 & 0x5555555555555555U;
+    counts = (counts & 0x3333333333333333U) + (counts >> 2 & 0x3333333333333333U);
+    counts = (counts + (counts >> 4)) & 0x0F0F0F0F0F0F0F0FU;
+    if constexpr (Q == 16) {
+      Store(to, Rows::Sum((counts + (counts >> 8)) & 0x00FF00FF00FF00FFU));
+    } else {
+      typedef std::uint8_t Bytes __attribute__((vector_size(8)));
+      typedef std::uint16_t Numbers __attribute__((vector_size(16)));
+      Store(to, __builtin_convertvector((Bytes)Rows::Sum(counts), Numbers));
     }
   }
 
