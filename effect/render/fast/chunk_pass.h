@@ -143,7 +143,9 @@ class ChunkPass {
    private:
     const Painter<kPixels>& painter_;
     float one_;
+#if defined(__AVX512F__)
     P::Words table_[2];
+#endif
   };
 
   __attribute__((noinline)) void Blend(const PictureRows& rows, std::int32_t count) const {
