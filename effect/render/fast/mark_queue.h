@@ -6,9 +6,9 @@
 
 namespace orvandel::fast::ORVANDEL_KERNELS {
 
-// Where the runs of a band's pieces wait to become marks, in any order. Taking an edge down its rows is one long chain
-// of operations; what follows on it is done for many groups of rows together, so that the processor, which looks ahead
-// only so far, finds work that waits for nothing.
+// Where the runs of a band's pieces wait to become marks, in any order. What leads to a mark is one long chain of
+// operations; each part of it is done for many pieces or groups of rows together, so that the processor, which looks
+// ahead only so far, finds work that waits for nothing.
 template <int Q, bool countTwice>
 class MarkQueue {
  public:

@@ -2,8 +2,7 @@
 //
 // Where no more than two edges are active on any row, a row's two are the first and the last active slot, and which
 // slots are active is a mask over rows. So a piece needs no stretches between the rows where edges begin and end. And
-// where all steps of an edge are alike, a row's x needs none of the rows before: then the groups of rows of many pieces
-// are one long list. Most pieces are a few groups high, and where each ends nobody can guess.
+// where all steps of an edge are alike, a row's x needs none of the rows before: no chain of additions to wait for.
 //
 // u is left out: a tame piece is never wild, and its marks do not depend on u.
 #pragma once
