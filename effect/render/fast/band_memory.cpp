@@ -20,8 +20,11 @@ std::size_t LineCounters(const RowSizes& sizes) {
   return static_cast<std::size_t>(sizes.lineRoom) * static_cast<std::size_t>(kLineCounters);
 }
 
-// A short run that is summed beside long ones adds zeros as far as those go.
-std::size_t Counters(const BandPlan& plan, const RowSizes& sizes) { return (Rows(plan) + 1) * sizes.counterStride; }
+// A short run that is summed beside long ones adds zeros as far as those go, and rows of a batch without a run do so
+// behind the band.
+std::size_t Counters(const BandPlan& plan, const RowSizes& sizes) {
+  return (Rows(plan) + 1 + kMostRowsOfBatch) * sizes.counterStride;
+}
 
 }  // namespace
 

@@ -196,10 +196,11 @@ class SamplePass {
 
   // Whether cells that are not simple lie in the pixel rows of a batch.
   ORVANDEL_INLINE bool AnyBadRow(std::int32_t batch) const {
-    const std::uint8_t* bad = band_.Job().band.badRows + band_.Sizes().RowOf(batch);
-    std::uint8_t any = 0;
-    for (int row = 0; row < kGroups<Q>; ++row) any |= bad[row * kLanesOfGroup<Q> / Q];
-    return any != 0;
+    constexpr std::size_t kRows = Larger(kLanes / Q, 1);
+    std::uint64_t bad[2] = {};
+    static_assert(kRows <= sizeof bad);
+    __builtin_memcpy(bad, band_.Job().band.badRows + band_.Sizes().RowOf(batch), kRows);
+    return (bad[0] | bad[1]) != 0;
   }
 
   // Takes out the lanes that meet such cells, and adds them one by one.
@@ -244,11 +245,13 @@ class SamplePass {
     batch.allFrom = limits.largestSkip;
     batch.allTo = limits.smallestEnd;
     batch.columns = limits.largestEnd;
-    const Ints firstCounter = start != kNoFirstRow ? start : Ints{};
+    // A group without samples may lie behind the band: it adds its zeros where nobody looks.
+    std::uint16_t* counters = band_.Counters(band_.Sizes().RowOf(row));
     for (int group = 0; group < kGroups<Q>; ++group) {
-      // A group without samples may lie behind the band: it adds its zeros to the batch's first row.
-      const std::int32_t groupRow = start[kSize * group] != kNoFirstRow ? row + kSize * group : row;
-      batch.counters[group] = band_.Counters(band_.Sizes().RowOf(groupRow)) + firstCounter[kSize * group];
+      const std::int32_t first = start[kSize * group];
+      const std::int32_t pixelRow = band_.Sizes().RowOf(kSize * group);  // from the batch's first
+      batch.counters[group] = counters + static_cast<std::size_t>(pixelRow) * band_.Job().counterStride +
+                              (first != kNoFirstRow ? first : 0);
     }
   }
 
