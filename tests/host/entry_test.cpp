@@ -194,6 +194,26 @@ TEST(Render, ImagesWithoutPixelsAreNotDrawn) {
   EXPECT_EQ(host.SetDown(), 0);
 }
 
+bool lendsInput = true;
+std::int32_t PerhapsWithoutInput(std::int32_t selector, OrvInRecord* in, OrvOutRecord* out, OrvParamDef** params,
+                                 OrvImage* output, void* extra) {
+  if (!lendsInput && params != nullptr) params[0] = nullptr;
+  return FilterMain(selector, in, out, params, output, extra);
+}
+
+TEST(Render, TheInputMayBeMissing) {
+  FakeHost host(64, 48, &PerhapsWithoutInput);
+  host.passParamsToRender = true;
+  ASSERT_EQ(host.SetUp(), 0);
+  ASSERT_EQ(host.RenderTick(40), 0);
+  const auto picture = host.output.Pixels();
+  lendsInput = false;
+  EXPECT_EQ(host.RenderTick(40), 0);
+  EXPECT_EQ(host.output.Pixels(), picture);
+  lendsInput = true;
+  EXPECT_EQ(host.SetDown(), 0);
+}
+
 TEST(Entry, TheRegistrationEntryNamesTheEffect) {
   struct Seen {
     std::string name, matchName, category, entryPoint;
