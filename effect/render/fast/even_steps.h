@@ -11,7 +11,7 @@ struct EvenSteps {
   bool all;  // otherwise some lane is to be stepped
 };
 
-// LeapRows in every lane; lanes without rows stay where they are, whatever they hold.
+// LeapRows in every lane that has rows.
 ORVANDEL_INLINE EvenSteps MakeEvenSteps(const FourFloats& v, const FourFloats& d, const FourInts& rows) {
   typedef double FourDoubles __attribute__((vector_size(32)));
   const auto inDoubles = [](const auto& numbers) { return __builtin_convertvector(numbers, FourDoubles); };
@@ -25,9 +25,7 @@ ORVANDEL_INLINE EvenSteps MakeEvenSteps(const FourFloats& v, const FourFloats& d
   const FourInts oneUnit = ((before ^ behind) & ~kFraction) == 0;
   const FourFloats rest = d - steps.step, halfUnit = (FourFloats)((before & kExponent) - kHalfUnitBelow);
   const FourInts nearest = (rest < halfUnit) & (-rest < halfUnit) & ((behind & kFraction) != 0);
-  const FourInts still = rows == 0;
-  steps.all = LanesOfFour(still | (isExact & oneUnit & ((rest == 0) | nearest))) == 15;
-  steps.end = still ? v : steps.end;
+  steps.all = LanesOfFour((rows == 0) | (isExact & oneUnit & ((rest == 0) | nearest))) == 15;
   return steps;
 }
 
