@@ -73,20 +73,6 @@ ORVANDEL_INLINE GroupBits BitsOfGroup(const RowInts& first, const RowInts& last,
 #endif
 }
 
-// Sets the marks of four rows of one pixel row in one word column.
-template <int Q, bool countTwice>
-ORVANDEL_INLINE void MarkWord(const RowPlace& place, std::int32_t word, const __m256i& bits, const __m256i& crossings) {
-  auto* cover = reinterpret_cast<__m256i*>(place.cover + word * 2 * Q);
-  const __m256i before = _mm256_loadu_si256(cover);
-  _mm256_storeu_si256(cover, _mm256_or_si256(before, bits));
-  if constexpr (countTwice) {
-    auto* twice = reinterpret_cast<__m256i*>(place.twice + word * Q);
-    _mm256_storeu_si256(twice, _mm256_or_si256(_mm256_loadu_si256(twice), _mm256_and_si256(before, bits)));
-  }
-  auto* cross = reinterpret_cast<__m256i*>(place.cross + word * 2 * Q);
-  _mm256_storeu_si256(cross, _mm256_xor_si256(_mm256_loadu_si256(cross), crossings));
-}
-
 #if defined(__AVX512F__)
 // Quality 4: the marks of a pixel row in one word column are one vector, cover before crossings.
 template <bool countTwice>
@@ -100,6 +86,33 @@ ORVANDEL_INLINE void MarkLine(const RowPlace& place, std::int32_t word, const __
     const __m256i again = _mm512_castsi512_si256(_mm512_and_si512(before, bits));
     _mm256_storeu_si256(twice, _mm256_or_si256(_mm256_loadu_si256(twice), again));
   }
+}
+// Qualities 8 and 16: the marks of eight rows, which lie in one pixel row.
+template <int Q, bool countTwice>
+ORVANDEL_INLINE void MarkEight(const RowPlace& place, std::int32_t word, const GroupBits& bits) {
+  std::uint64_t *cover = place.cover + word * 2 * Q, *cross = place.cross + word * 2 * Q;
+  const __m512i before = _mm512_loadu_si512(cover);
+  _mm512_storeu_si512(cover, _mm512_or_si512(before, bits.cover));
+  if constexpr (countTwice) {
+    std::uint64_t* twice = place.twice + word * Q;
+    const __m512i again = _mm512_and_si512(before, bits.cover);
+    _mm512_storeu_si512(twice, _mm512_or_si512(_mm512_loadu_si512(twice), again));
+  }
+  _mm512_storeu_si512(cross, _mm512_xor_si512(_mm512_loadu_si512(cross), bits.cross));
+}
+#else
+// Sets the marks of four rows of one pixel row in one word column.
+template <int Q, bool countTwice>
+ORVANDEL_INLINE void MarkWord(const RowPlace& place, std::int32_t word, const __m256i& bits, const __m256i& crossings) {
+  auto* cover = reinterpret_cast<__m256i*>(place.cover + word * 2 * Q);
+  const __m256i before = _mm256_loadu_si256(cover);
+  _mm256_storeu_si256(cover, _mm256_or_si256(before, bits));
+  if constexpr (countTwice) {
+    auto* twice = reinterpret_cast<__m256i*>(place.twice + word * Q);
+    _mm256_storeu_si256(twice, _mm256_or_si256(_mm256_loadu_si256(twice), _mm256_and_si256(before, bits)));
+  }
+  auto* cross = reinterpret_cast<__m256i*>(place.cross + word * 2 * Q);
+  _mm256_storeu_si256(cross, _mm256_xor_si256(_mm256_loadu_si256(cross), crossings));
 }
 #endif
 
@@ -159,9 +172,7 @@ ORVANDEL_INLINE void MarkColumn(const RowPlace (&places)[kRowGroup / 4], std::in
     MarkLine<countTwice>(places[0], word, _mm512_shuffle_i64x2(bits.cover, bits.cross, 0x44));
     MarkLine<countTwice>(places[1], word, _mm512_shuffle_i64x2(bits.cover, bits.cross, 0xEE));
   } else {
-    MarkWord<Q, countTwice>(places[0], word, _mm512_castsi512_si256(bits.cover), _mm512_castsi512_si256(bits.cross));
-    MarkWord<Q, countTwice>(places[1], word, _mm512_extracti64x4_epi64(bits.cover, 1),
-                            _mm512_extracti64x4_epi64(bits.cross, 1));
+    MarkEight<Q, countTwice>(places[0], word, bits);
   }
 #else
   MarkWord<Q, countTwice>(places[0], word, bits.cover, bits.cross);

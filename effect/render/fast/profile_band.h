@@ -18,8 +18,8 @@ namespace orvandel::fast::ORVANDEL_KERNELS {
 template <int Q>
 class ProfileBand {
  public:
-  // Pixels blended at a time: as many as a vector holds where lines are as long.
-  static constexpr int kPixels = Q == 1 || Q == 2 || Q == 4 ? kLanes : kLanes == 4 ? 4 : 8;
+  // Pixels blended at a time.
+  static constexpr int kPixels = Q != 0 ? kLanes : kLanes == 4 ? 4 : 8;
   using P = Pixels<kPixels>;
 
   ProfileBand(const DrawJob& job, std::int32_t firstRow)
@@ -44,9 +44,11 @@ class ProfileBand {
   }
 
  private:
-  // Whole vectors of counters: what belongs to the next line is blended with this one.
+  // Whole vectors of counters: what belongs to lines beside this one is blended with it.
   ORVANDEL_INLINE void BlendLine(const PictureRows& rows, const Line& line) const {
-    const std::int32_t first = band_.FirstPixelOf(line.word), end = first + band_.Sizes().PixelsPerWord();
+    std::int32_t first = band_.FirstPixelOf(line.word);
+    const std::int32_t end = first + band_.Sizes().PixelsPerWord();
+    if constexpr (Q > 4) first &= ~(kPixels - 1);  // several lines a vector
     std::uint16_t* counters = band_.Counters(line.pixelRow);
     for (std::int32_t pixel = first; pixel < end; pixel += kPixels) {
       const typename P::Words sums = P::LoadHalves(counters + pixel);
