@@ -73,7 +73,8 @@ class WindowQueue {
       a.Advance();
       b.Advance();
       FourPixels<Q> pixelsA, pixelsB;
-      for (int part = 0; part < kParts; ++part) {
+      const int parts = PartsFrom(x, Larger(a.batch.columns, b.batch.columns));
+      for (int part = 0; part < parts; ++part) {
 #pragma GCC unroll 4
         for (int four = 0; four < kFours; ++four) {
           TakeFour(a, x, part, four, pixelsA);
@@ -86,12 +87,19 @@ class WindowQueue {
     AddAlone(a.batch.columns > b.batch.columns ? a : b, x);
   }
 
+  // Of the pixels from column x on, those that have any columns before `columns`; all where they are narrow.
+  static int PartsFrom(std::int32_t x, std::int32_t columns) {
+    constexpr std::int32_t kWidth = 4 * kFours;
+    return kFours == 1 ? kParts : Smaller(kParts, (columns - x + kWidth - 1) / kWidth);
+  }
+
   // From column x on.
   static void AddAlone(Going& going, std::int32_t x) {
     for (; x < going.batch.columns; x += kColumns) {
       going.Advance();
       FourPixels<Q> pixels;
-      for (int part = 0; part < kParts; ++part) {
+      const int parts = PartsFrom(x, going.batch.columns);
+      for (int part = 0; part < parts; ++part) {
         for (int four = 0; four < kFours; ++four) TakeFour(going, x, part, four, pixels);
       }
       pixels.AddTo(going.batch.counters, x);
