@@ -24,7 +24,7 @@ class AlphaWindow {
 
   // The alphas at u, one column a vector, where `counted`: bytes, for every four rows those of the first column, then
   // those of the second, the third and the fourth.
-  ORVANDEL_INLINE __m512i Alphas(const __m512 (&u)[4], __mmask64 counted) const {
+  ORVANDEL_INLINE __m512i Alphas(const Floats (&u)[4], __mmask64 counted) const {
     const __m512i ab = _mm512_sub_epi16(_mm512_packs_epi32(IndexAt(u[0]), IndexAt(u[1])), first_);
     const __m512i cd = _mm512_sub_epi16(_mm512_packs_epi32(IndexAt(u[2]), IndexAt(u[3])), first_);
     return _mm512_maskz_permutex2var_epi8(counted, lower_, _mm512_packus_epi16(ab, cd), upper_);
@@ -46,9 +46,7 @@ class AlphaWindow {
   }
 
  private:
-  static __m512i IndexAt(const __m512& u) {
-    return _mm512_cvttps_epi32(_mm512_mul_ps(u, _mm512_set1_ps(kEntriesPerBand)));
-  }
+  static __m512i IndexAt(const Floats& u) { return (__m512i)Truncate(u * kEntriesPerBand); }
 
   // Each number as the four bytes that Alphas has for that row, cut off at the range of a byte.
   ORVANDEL_INLINE static __m512i InBytes(const __m512i& numbers) {

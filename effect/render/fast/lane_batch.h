@@ -73,6 +73,25 @@ inline LaneLimits LimitsOf(const Ints& filled, const Ints& skip, const Ints& end
 #endif
 }
 
+// u of columns from .. from + 3, lane by lane; `at` is u in the first of them and goes on to the next four. Whether all
+// filled lanes have samples in all of them: the others stand still until they begin.
+template <int Q>
+ORVANDEL_INLINE bool TakeFourColumns(const LaneBatch<Q>& batch, std::int32_t from, Floats& at, Floats (&u)[4]) {
+  const bool all = from >= batch.allFrom && from + 4 <= batch.allTo;
+  if (all) {
+    for (Floats& each : u) {
+      each = at;
+      at += batch.dudx;
+    }
+  } else {
+    for (std::int32_t k = 0; k < 4; ++k) {
+      u[k] = at;
+      at = batch.skip <= from + k ? at + batch.dudx : at;
+    }
+  }
+  return all;
+}
+
 // Totals of four pixels as they stand in the counters, beside each other: no counter ever exceeds its 16 bits, so that
 // four are added to as one number. One total for every four lanes.
 typedef std::uint64_t Totals __attribute__((vector_size(2 * kLanes)));

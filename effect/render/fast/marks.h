@@ -87,6 +87,7 @@ ORVANDEL_INLINE void MarkLine(const RowPlace& place, std::int32_t word, const __
     _mm256_storeu_si256(twice, _mm256_or_si256(_mm256_loadu_si256(twice), again));
   }
 }
+
 // Qualities 8 and 16: the marks of eight rows, which lie in one pixel row.
 template <int Q, bool countTwice>
 ORVANDEL_INLINE void MarkEight(const RowPlace& place, std::int32_t word, const GroupBits& bits) {
@@ -199,9 +200,10 @@ ORVANDEL_INLINE void MarkGroup(const Band<Q>& band, const GroupMarks& marks) {
     crossing -= 64;
     mark(word);
   } while (word < marks.lastWord);
-  for (int four = 0; four < kRowGroup / 4; ++four) {
+  constexpr int kFours = Larger(Smaller(Q, kRowGroup) / 4, 1);  // of one pixel row
+  for (int four = 0; four < kRowGroup / 4; four += kFours) {
     const std::int32_t pixelRow = band.Sizes().RowOf(marks.row + 4 * four);
-    const bool any = (marks.traced >> 4 * four & 15U) != 0;
+    const bool any = (marks.traced >> 4 * four & ((1U << 4 * kFours) - 1)) != 0;
     band.TouchTwo(pixelRow, marks.firstWord, any, marks.lastWord > marks.firstWord && any);
     if (any && marks.lastWord > marks.firstWord + 1) band.Touch(pixelRow, marks.firstWord + 2, marks.lastWord);
   }

@@ -59,7 +59,7 @@ class WindowQueue {
     const std::uint8_t* alphas;
     __mmask64 counted;
     AlphaWindow window;
-    __m512 u;
+    Floats u;
     explicit Going(const Waiting& of)
         : batch(of.batch), fit(of.fit), alphas(of.alphas), counted(of.counted), u(of.batch.u) {}
     ORVANDEL_INLINE void Advance() { window.Place(alphas, fit.Next()); }
@@ -109,23 +109,10 @@ class WindowQueue {
   ORVANDEL_INLINE static void TakeFour(Going& going, std::int32_t x, int part, int four, FourPixels<Q>& pixels) {
     const LaneBatch<Q>& batch = going.batch;
     const std::int32_t from = x + 4 * (part * kFours + four);
-    const __m512 dudx = batch.dudx;
-    __m512 u[4];
-    __mmask64 counted = going.counted;
-    if (from >= batch.allFrom && from + 4 <= batch.allTo) {
-      for (__m512& at : u) {
-        at = going.u;
-        going.u = _mm512_add_ps(going.u, dudx);
-      }
-    } else {
-      const auto skip = (__m512i)batch.skip;
-      for (std::int32_t k = 0; k < 4; ++k) {
-        u[k] = going.u;
-        const __mmask16 begun = _mm512_cmple_epi32_mask(skip, _mm512_set1_epi32(from + k));
-        going.u = _mm512_mask_add_ps(going.u, begun, going.u, dudx);
-      }
-      counted = AlphaWindow::Within(skip, (__m512i)batch.end, from);
-    }
+    Floats u[4];
+    const __mmask64 counted = TakeFourColumns(batch, from, going.u, u)
+                                  ? going.counted
+                                  : AlphaWindow::Within((__m512i)batch.skip, (__m512i)batch.end, from);
     pixels.Take(part, four, going.window.Alphas(u, counted), counted);
   }
 
@@ -180,19 +167,8 @@ class WindowQueue {
   ORVANDEL_INLINE static __m256i SumsOfFour(const LaneBatch<Q>& batch, const __m256i& filled,
                                             const NarrowWindow& window, std::int32_t from, Floats& at) {
     Floats u[4];
-    __m256i counted = filled;
-    if (from >= batch.allFrom && from + 4 <= batch.allTo) {
-      for (Floats& each : u) {
-        each = at;
-        at += batch.dudx;
-      }
-    } else {
-      for (std::int32_t k = 0; k < 4; ++k) {
-        u[k] = at;
-        at = batch.skip <= from + k ? at + batch.dudx : at;
-      }
-      counted = NarrowWindow::Within(batch.skip, batch.end, from);
-    }
+    const __m256i counted =
+        TakeFourColumns(batch, from, at, u) ? filled : NarrowWindow::Within(batch.skip, batch.end, from);
     return _mm256_sad_epu8(_mm256_and_si256(window.Alphas(u), counted), __m256i{});
   }
 
