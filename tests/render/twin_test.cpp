@@ -75,7 +75,7 @@ void SetQuality(StrokeCase& stroke, std::int32_t quality) {
 // subsamples, and parts far outside the picture.
 void MakeLarge(StrokeCase& stroke, Picture& ground, Dice& dice) {
   stroke.points.resize(std::min<std::size_t>(stroke.points.size(), 40));
-  switch (dice.Whole(0, 3)) {
+  switch (dice.Whole(0, 4)) {
     case 0:  // a picture of several bands
       ground = Picture(dice.Whole(200, 420), dice.Whole(100, 200), 4);
       StretchBy(stroke.points, 4, 4);
@@ -85,7 +85,13 @@ void MakeLarge(StrokeCase& stroke, Picture& ground, Dice& dice) {
       StretchBy(stroke.points, 80, 0.05F);
       SetQuality(stroke, dice.Whole(4, 16));
       break;
-    case 2:  // tall edges, most of them above the picture or below
+    case 2:  // long runs of many rows, along which u hardly changes
+      ground = Picture(dice.Whole(60, 150), dice.Whole(20, 60));
+      StretchBy(stroke.points, 4, 4);
+      stroke.width *= 8;
+      SetQuality(stroke, 16);
+      break;
+    case 3:  // tall edges, most of them above the picture or below
       ground = Picture(dice.Whole(1, 20), dice.Whole(1, 200));
       StretchBy(stroke.points, 0.25F, 40);
       break;

@@ -27,7 +27,11 @@ class AlphaWindow {
   ORVANDEL_INLINE __m512i Alphas(const Floats (&u)[4], __mmask64 counted) const {
     const __m512i ab = _mm512_sub_epi16(_mm512_packs_epi32(IndexAt(u[0]), IndexAt(u[1])), first_);
     const __m512i cd = _mm512_sub_epi16(_mm512_packs_epi32(IndexAt(u[2]), IndexAt(u[3])), first_);
-    return _mm512_maskz_permutex2var_epi8(counted, lower_, _mm512_packus_epi16(ab, cd), upper_);
+    return AlphasAt(_mm512_packus_epi16(ab, cd), counted);
+  }
+  // The same at indices from the window's first entry on, in the lower seven bits of each byte.
+  ORVANDEL_INLINE __m512i AlphasAt(const __m512i& indices, __mmask64 counted) const {
+    return _mm512_maskz_permutex2var_epi8(counted, lower_, indices, upper_);
   }
 
   // Bits for Alphas: column from + k of each row when first <= from + k < end.

@@ -35,6 +35,11 @@ ORVANDEL_INLINE FourFloats SmallestGroup(FloatLanes v) {
   return _mm_min_ps(_mm256_castps256_ps128(half), _mm256_extractf128_ps(half, 1));
 }
 
+// The smallest and the largest index of a batch in the first column and behind the last.
+struct IndexEnds {
+  float lowestFirst, lowestLast, highestFirst, highestLast;
+};
+
 // Places a window of `entries` alphas along the columns of a batch, which are taken some at a time.
 class WindowFit {
  public:
@@ -45,7 +50,8 @@ class WindowFit {
   template <int Q>
   bool Fits(const LaneBatch<Q>& batch, std::int32_t together, std::int32_t entries) {
     constexpr float kMargin = 2;  // how far rounding may carry u from the line, and more; see piece_walk.h
-    const Ends ends = IndicesAtEnds(batch);
+    ends_ = IndicesAtEnds(batch);
+    const IndexEnds& ends = ends_;
     const float part = static_cast<float>(together) / static_cast<float>(batch.columns);
     const float rise = (ends.lowestLast - ends.lowestFirst) * part;
     const float highestRise = (ends.highestLast - ends.highestFirst) * part;
@@ -57,6 +63,9 @@ class WindowFit {
            static_cast<float>(entries) - 2 * kMargin - 1;
   }
 
+  // Of the batch that was to fit.
+  const IndexEnds& Ends() const { return ends_; }
+
   // The first entry for the next columns. The first call is for the first ones.
   ORVANDEL_INLINE std::int32_t Next() {
     const auto first = static_cast<std::int32_t>(Smaller(Larger(next_, 0.0F), last_));
@@ -65,13 +74,8 @@ class WindowFit {
   }
 
  private:
-  // The smallest and the largest index in the first column and behind the last.
-  struct Ends {
-    float lowestFirst, lowestLast, highestFirst, highestLast;
-  };
-
   template <int Q>
-  static Ends IndicesAtEnds(const LaneBatch<Q>& batch) {
+  static IndexEnds IndicesAtEnds(const LaneBatch<Q>& batch) {
     const Floats rise = batch.dudx * kEntriesPerBand, far = Floats{} + 1E30F;
     const Floats first = batch.u * kEntriesPerBand - ToFloats(batch.skip) * rise;
     const Floats last = first + static_cast<float>(batch.columns) * rise;
@@ -82,6 +86,7 @@ class WindowFit {
     return {all[0], all[1], -all[2], -all[3]};
   }
 
+  IndexEnds ends_{};
   float next_ = 0, rise_ = 0, last_ = 0;  // where the next window begins, its change, and its last place; in entries
 };
 

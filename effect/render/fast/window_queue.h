@@ -2,6 +2,8 @@
 #pragma once
 
 #include "effect/render/fast/alpha_window.h"
+#include "effect/render/fast/even_columns.h"
+#include "effect/render/fast/even_parts.h"
 #include "effect/render/fast/four_pixels.h"
 #include "effect/render/fast/narrow_window.h"
 #include "effect/render/fast/window_fit.h"
@@ -26,6 +28,7 @@ class WindowQueue {
     Waiting& next = waiting_[count_];
     if (!next.fit.Fits(next.batch, kColumns, AlphaWindow::kEntries)) return false;
     next.alphas = alphas;
+    if constexpr (kInEvenParts) next.evenParts = EvenPartsOf(next.batch, next.fit.Ends());
     next.counted = AlphaWindow::AllOf(_mm512_movepi32_mask((__m512i)next.batch.filled));
     if (++count_ == kMost) Flush();
     return true;
@@ -44,12 +47,15 @@ class WindowQueue {
   static constexpr std::int32_t kColumns = 4 * Q;  // four pixels
   static constexpr int kParts = FourPixels<Q>::kParts, kFours = FourPixels<Q>::kFours;
   static constexpr std::int32_t kMost = 8;
+  // Below, steps are alike too seldom over sixteen columns by sixteen rows.
+  static constexpr bool kInEvenParts = Q == kEvenColumns;
 
   struct Waiting {
     LaneBatch<Q> batch;
     WindowFit fit;
     const std::uint8_t* alphas;
     __mmask64 counted;
+    std::uint64_t evenParts = 0;  // the first one's bit is the lowest
   };
 
   // A batch as far as its columns have been added.
@@ -58,11 +64,25 @@ class WindowQueue {
     WindowFit fit;
     const std::uint8_t* alphas;
     __mmask64 counted;
+    std::uint64_t evenParts;
     AlphaWindow window;
+    std::int32_t first = 0;  // the window's
+    bool even = false;       // `columns` goes on
+    EvenColumns columns;
     Floats u;
     explicit Going(const Waiting& of)
-        : batch(of.batch), fit(of.fit), alphas(of.alphas), counted(of.counted), u(of.batch.u) {}
-    ORVANDEL_INLINE void Advance() { window.Place(alphas, fit.Next()); }
+        : batch(of.batch),
+          fit(of.fit),
+          alphas(of.alphas),
+          counted(of.counted),
+          evenParts(of.evenParts),
+          u(of.batch.u) {}
+    ORVANDEL_INLINE void Advance() {
+      const std::int32_t next = fit.Next();
+      if constexpr (kInEvenParts) columns.CountFrom(next - first);
+      first = next;
+      window.Place(alphas, first);
+    }
   };
 
   static void AddBoth(const Waiting& first, const Waiting& second) {
@@ -75,6 +95,11 @@ class WindowQueue {
       FourPixels<Q> pixelsA, pixelsB;
       const int parts = PartsFrom(x, Larger(a.batch.columns, b.batch.columns));
       for (int part = 0; part < parts; ++part) {
+        if constexpr (kInEvenParts) {
+          TakePart(a, x, part, pixelsA);
+          TakePart(b, x, part, pixelsB);
+          continue;
+        }
 #pragma GCC unroll 4
         for (int four = 0; four < kFours; ++four) {
           TakeFour(a, x, part, four, pixelsA);
@@ -99,10 +124,38 @@ class WindowQueue {
       going.Advance();
       FourPixels<Q> pixels;
       const int parts = PartsFrom(x, going.batch.columns);
-      for (int part = 0; part < parts; ++part) {
-        for (int four = 0; four < kFours; ++four) TakeFour(going, x, part, four, pixels);
-      }
+      for (int part = 0; part < parts; ++part) TakePart(going, x, part, pixels);
       pixels.AddTo(going.batch.counters, x);
+    }
+  }
+
+  ORVANDEL_INLINE static void TakePart(Going& going, std::int32_t x, int part, FourPixels<Q>& pixels) {
+    const bool even = kInEvenParts && (going.evenParts & 1U) != 0;
+    going.evenParts >>= 1;
+    if (even) {
+      if (!going.even) going.columns.Start(going.u, going.batch.dudx, going.first);
+      going.columns.Leave(going.u);
+      TakeEvenPart(going, x, part, pixels);
+    } else {
+#pragma GCC unroll 4
+      for (int four = 0; four < kFours; ++four) TakeFour(going, x, part, four, pixels);
+    }
+    going.even = even;
+  }
+
+  ORVANDEL_INLINE static void TakeEvenPart(Going& going, std::int32_t x, int part, FourPixels<Q>& pixels) {
+    const LaneBatch<Q>& batch = going.batch;
+    const std::int32_t from = x + 4 * kFours * part;
+    const auto take = [&](int four, __mmask64 counted) __attribute__((always_inline)) {
+      pixels.Take(part, four, going.window.AlphasAt(going.columns.NextFour(), counted), counted);
+    };
+    if (from + kEvenColumns <= batch.allTo) {
+#pragma GCC unroll 4
+      for (int four = 0; four < kFours; ++four) take(four, going.counted);
+    } else {
+      for (int four = 0; four < kFours; ++four) {
+        take(four, AlphaWindow::Within((__m512i)batch.skip, (__m512i)batch.end, from + 4 * four));
+      }
     }
   }
 
