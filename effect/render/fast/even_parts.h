@@ -10,7 +10,7 @@ namespace orvandel::fast::ORVANDEL_KERNELS {
 // Columns of a part.
 inline constexpr std::int32_t kEvenColumns = 16;
 
-// Whether some sum u + dudx may lie midway between two floats, u in kEvenFrom .. kEvenTo: such sums go to the even one,
+// Whether some sum u + dudx may lie midway between two floats, u from 1/8 on and below 2: such sums go to the even one,
 // which may be the upper one now and the lower one next time. Floats there are 2^-26, 2^-25, 2^-24 or 2^-23 apart.
 ORVANDEL_INLINE bool AnyMidway(const Floats& dudx) {
   constexpr int kToWhole = _MM_FROUND_TO_NEAREST_INT | _MM_FROUND_NO_EXC;
@@ -22,8 +22,9 @@ ORVANDEL_INLINE bool AnyMidway(const Floats& dudx) {
 // Bit k: in columns 16 k .. 16 k + 16 all rows have begun, and no u, nor its index before it is cut off, passes a power
 // of two. Columns from 1024 on have no bit.
 //
-// Between kEvenFrom and kEvenTo, multiplied by the same power of two, lies no power of two of the index nor 500 times
-// one. The rows' indices lie between two lines, see WindowFit.
+// An index is 500 u. So u passes powers of two at indices 62.5, 125, 250 and 500, and the index itself at 64, 128, 256
+// and 512: what lies from 64 to 125, from 128 to 250 and so on is free of both. All rows' indices lie between two
+// lines, see WindowFit, and rounding carries them off by less than the margin.
 template <int Q>
 ORVANDEL_INLINE std::uint64_t EvenPartsOf(const LaneBatch<Q>& batch, const IndexEnds& ends) {
   constexpr float kMargin = 2, kMost = 64 * kEvenColumns;
