@@ -8,9 +8,9 @@
 //   cross  row 0 .. row q-1     toggled by every outline crossing
 //
 // A sample is drawn where the number of crossings up to and including its own cell is odd: the parity of a whole word
-// comes from six shifts, and the last bit is carried on to the words that follow.
+// comes from six shifts or one product, and the last bit is carried on to the words that follow.
 //
-// A byte for every word column of a pixel row tells whether it was touched; the rest is never looked at. All is
+// A bit for every word column of a pixel row tells whether it was touched; the rest is never looked at. All is
 // zero between bands, whoever reads the marks clears them.
 #pragma once
 
@@ -100,26 +100,26 @@ class Band {
   std::uint16_t* Smallest(std::int32_t pixelRow, std::int32_t word) const {
     return job_.band.smallest + 64 * (static_cast<std::size_t>(pixelRow) * (wordStride_ / 2) + WordOffset(word) / 2);
   }
-  std::uint8_t* Dirty(std::int32_t pixelRow) const {
+  std::uint64_t* Dirty(std::int32_t pixelRow) const {
     return dirty_ + static_cast<std::size_t>(pixelRow) * dirtyStride_;
   }
   std::uint16_t* Counters(std::int32_t pixelRow) const {
     return job_.band.counters + static_cast<std::size_t>(pixelRow) * job_.counterStride;
   }
 
-  // Word columns firstWord to lastWord of a pixel row have been touched.
-  ORVANDEL_INLINE void Touch(std::int32_t pixelRow, std::int32_t firstWord, std::int32_t lastWord) const {
-    std::uint8_t* dirty = Dirty(pixelRow);
-    for (std::int32_t word = firstWord; word <= lastWord; ++word) dirty[word] = 1;
-  }
-  // Perhaps `word`, and perhaps the one behind it. As one number: compilers make vectors of two bytes.
-  ORVANDEL_INLINE void TouchTwo(std::int32_t pixelRow, std::int32_t word, bool one, bool other) const {
-    constexpr int kOther = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__ ? 8 : 0;
-    std::uint8_t* dirty = Dirty(pixelRow) + word;
-    std::uint16_t both;
-    __builtin_memcpy(&both, dirty, 2);
-    both = static_cast<std::uint16_t>(both | unsigned{one} << (8 - kOther) | unsigned{other} << kOther);
-    __builtin_memcpy(dirty, &both, 2);
+  // Word columns firstWord to lastWord of a pixel row have been touched, if `any`.
+  ORVANDEL_INLINE void Touch(std::int32_t pixelRow, std::int32_t firstWord, std::int32_t lastWord, bool any) const {
+    constexpr std::uint64_t kAll = ~std::uint64_t{0};
+    const auto first = static_cast<std::uint32_t>(firstWord), last = static_cast<std::uint32_t>(lastWord);
+    std::uint64_t* dirty = Dirty(pixelRow) + first / 64;
+    const std::uint64_t* lastDirty = Dirty(pixelRow) + last / 64;
+    const std::uint64_t wanted = any ? kAll : 0;
+    std::uint64_t bits = wanted << first % 64;
+    for (; dirty < lastDirty; ++dirty) {
+      *dirty |= bits;
+      bits = wanted;
+    }
+    *dirty |= bits & kAll >> (63 - last % 64);
   }
 
   // Hands over the touched word columns of pixel rows [0, pixelRows) as lists of lines, row by row, from left to right,
@@ -130,11 +130,11 @@ class Band {
     Line* lines = job_.band.lines;
     std::int32_t count = 0;
     for (std::int32_t pixelRow = 0; pixelRow < pixelRows; ++pixelRow) {
-      std::uint8_t* dirty = Dirty(pixelRow);
-      for (std::size_t group = 0; group < dirtyStride_; group += 64) {
-        count += ListSetBytes(dirty + group, static_cast<std::uint16_t>(group), static_cast<std::uint16_t>(pixelRow),
-                              lines + count);
-        if constexpr (forget) __builtin_memset(dirty + group, 0, 64);  // a constant: no call
+      std::uint64_t* dirty = Dirty(pixelRow);
+      for (std::size_t i = 0; i < dirtyStride_; ++i) {
+        const Line first{static_cast<std::uint16_t>(64 * i), static_cast<std::uint16_t>(pixelRow)};
+        count += ListSetBits(dirty[i], first, lines + count);
+        if constexpr (forget) dirty[i] = 0;
       }
       if (count + job_.words <= job_.lineRoom && pixelRow + 1 < pixelRows) continue;
       process(lines, count);
@@ -146,42 +146,24 @@ class Band {
   std::int32_t FirstPixelOf(std::int32_t word) const { return word * grid_.PixelsPerWord(); }
 
  private:
-  // Lists which of 64 bytes are not 0; they are 0 or 1. Returns how many.
-  ORVANDEL_INLINE static std::int32_t ListSetBytes(const std::uint8_t* bytes, std::uint16_t firstWord,
-                                                   std::uint16_t pixelRow, Line* lines) {
+  // The lines of the set bits, bit 0 being `first`. Returns how many.
+  ORVANDEL_INLINE static std::int32_t ListSetBits(std::uint64_t set, const Line& first, Line* lines) {
 #if defined(__AVX512VBMI2__)
-    const __m512i all = _mm512_loadu_si512(bytes);
-    const __mmask64 set = _mm512_test_epi8_mask(all, all);
     const std::int32_t count = __builtin_popcountll(set);
-    const __m512i first = _mm512_set1_epi32(firstWord | pixelRow << 16);
+    const __m512i inAll = _mm512_set1_epi32(first.word | first.pixelRow << 16);
     __m512i numbers = _mm512_maskz_compress_epi8(set, _mm512_loadu_si512(kByteNumbers.bytes));
     std::int32_t listed = 0;
     do {
       const __m512i words = _mm512_cvtepu8_epi32(_mm512_castsi512_si128(numbers));
-      _mm512_storeu_si512(lines + listed, _mm512_add_epi32(words, first));
+      _mm512_storeu_si512(lines + listed, _mm512_add_epi32(words, inAll));
       numbers = _mm512_alignr_epi64(numbers, numbers, 2);
       listed += 16;
     } while (listed < count);
     return count;
-#elif defined(__AVX2__)
-    const auto setOf = [](const std::uint8_t* from) __attribute__((always_inline)) {
-      const __m256i all = _mm256_loadu_si256((const __m256i*)from);
-      return static_cast<std::uint32_t>(_mm256_movemask_epi8(_mm256_cmpgt_epi8(all, __m256i{})));
-    };
-    std::int32_t count = 0;
-    for (std::uint64_t set = setOf(bytes) | std::uint64_t{setOf(bytes + 32)} << 32; set != 0; set &= set - 1) {
-      lines[count++] = {static_cast<std::uint16_t>(firstWord + __builtin_ctzll(set)), pixelRow};
-    }
-    return count;
 #else
     std::int32_t count = 0;
-    for (std::uint16_t i = 0; i < 64; i = static_cast<std::uint16_t>(i + 8)) {
-      std::uint64_t eight;
-      __builtin_memcpy(&eight, bytes + i, 8);
-      for (; eight != 0; eight &= eight - 1) {
-        const int byte = __builtin_ctzll(eight) / 8;
-        lines[count++] = {static_cast<std::uint16_t>(firstWord + i + byte), pixelRow};
-      }
+    for (; set != 0; set &= set - 1) {
+      lines[count++] = {static_cast<std::uint16_t>(first.word + __builtin_ctzll(set)), first.pixelRow};
     }
     return count;
 #endif
@@ -194,8 +176,7 @@ class Band {
   const DrawJob& job_;
   Grid<Q> grid_;
   std::int32_t firstRow_, firstColumn_;
-  std::uint64_t *shape_, *twice_;
-  std::uint8_t* dirty_;
+  std::uint64_t *shape_, *twice_, *dirty_;
   std::size_t wordStride_, dirtyStride_;
 };
 
@@ -252,6 +233,14 @@ struct RowWords {
   }
   // Bit i of the result: the parity of bits 0 to i.
   static void TakeParity(Vector& v) {
+#if defined(__AVX512F__)
+    if constexpr (kWords >= 8) {
+      for (int i = 0; i < kWords; i += 8) {
+        _mm512_storeu_si512(reinterpret_cast<std::uint64_t*>(&v) + i, ParityOfEight(Load512(v, i)));
+      }
+      return;
+    }
+#endif
     v ^= v << 1;
     v ^= v << 2;
     v ^= v << 4;
@@ -290,6 +279,12 @@ struct RowWords {
     }
   }
 #if defined(__AVX512F__)
+  // The product without carries by a number of all ones.
+  ORVANDEL_INLINE static __m512i ParityOfEight(const __m512i& words) {
+    const __m512i ones = _mm512_set1_epi64(-1);
+    return _mm512_unpacklo_epi64(_mm512_clmulepi64_epi128(words, ones, 0x00),
+                                 _mm512_clmulepi64_epi128(words, ones, 0x01));
+  }
   static __m512i Load512(const Vector& v, int word) {
     return _mm512_loadu_si512(reinterpret_cast<const std::uint64_t*>(&v) + word);
   }

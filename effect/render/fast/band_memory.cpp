@@ -33,7 +33,7 @@ RowSizes::RowSizes(std::int32_t words, std::int32_t quality)
     : wordStride(
           (((static_cast<std::size_t>(words) + 1) * static_cast<std::size_t>(2 * quality) + 7) / kWordsPerLine | 1) *
           kWordsPerLine),
-      dirtyStride((static_cast<std::size_t>(words) + 64) / 64 * 64),
+      dirtyStride((static_cast<std::size_t>(words) + 63) / 64),
       counterStride(static_cast<std::size_t>(words) * (kBitsPerWord / static_cast<std::size_t>(quality)) + 32),
       lineRoom(words + 128) {}
 

@@ -31,7 +31,7 @@ ORVANDEL_INLINE void MarkRun(const Band<Q>& band, std::int32_t row, std::int32_t
   }
   if (side == OutlineSide::kLeft) place.cross[firstWord * 2 * q] ^= firstBit;
   if (side == OutlineSide::kRight) place.cross[lastWord * 2 * q] ^= lastBit;
-  band.Touch(grid.RowOf(row), firstWord, lastWord);
+  band.Touch(grid.RowOf(row), firstWord, lastWord, true);
 }
 
 #if defined(__AVX2__)
@@ -204,8 +204,7 @@ ORVANDEL_INLINE void MarkGroup(const Band<Q>& band, const GroupMarks& marks) {
   for (int four = 0; four < kRowGroup / 4; four += kFours) {
     const std::int32_t pixelRow = band.Sizes().RowOf(marks.row + 4 * four);
     const bool any = (marks.traced >> 4 * four & ((1U << 4 * kFours) - 1)) != 0;
-    band.TouchTwo(pixelRow, marks.firstWord, any, marks.lastWord > marks.firstWord && any);
-    if (any && marks.lastWord > marks.firstWord + 1) band.Touch(pixelRow, marks.firstWord + 2, marks.lastWord);
+    band.Touch(pixelRow, marks.firstWord, marks.lastWord, any);
   }
 }
 #endif

@@ -17,7 +17,7 @@ bool Runs(StrokeCode code) {
            __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512dq") &&
            __builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("avx512vbmi2") &&
            __builtin_cpu_supports("avx512vpopcntdq") && __builtin_cpu_supports("avx512vnni") &&
-           __builtin_cpu_supports("fma") && __builtin_cpu_supports("bmi2");
+           __builtin_cpu_supports("vpclmulqdq") && __builtin_cpu_supports("fma") && __builtin_cpu_supports("bmi2");
   }
 #endif
   // The kernels take a pixel's first byte for the lowest one of its word.

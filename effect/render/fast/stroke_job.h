@@ -76,8 +76,7 @@ struct Chunk {
 
 // What a band is drawn with, see band.h. Strokes share it, as it is all zero between bands but where noted.
 struct BandMemory {
-  std::uint64_t *shape, *twice;
-  std::uint8_t* dirty;
+  std::uint64_t *shape, *twice, *dirty;
   std::uint16_t* counters;      // of all pixels; only for profiles that vary, like `twice`, `badRows` and `smallest`
   std::uint16_t* lineCounters;  // kLineCounters a line, holds what it will; only for flat profiles. What follows a
                                 // line's pixels is 0 where lines are shorter than vectors.
