@@ -2,15 +2,16 @@
 //
 // The rows of a stroke are drawn in bands that stay in the processor's cache. All pieces leave their marks in a band
 // before its pixels are made. Marks are bits, one a subsample, in words that hold whole pixels (quality 4: 16 pixels of
-// 4 bits). The words of one pixel row and one word column lie together, for quality 4 in one cache line:
+// 4 bits). A band is made of strips, each of one pixel row (or of two, where their subsample rows together fill a
+// vector). The words of one strip of n subsample rows and one word column lie together:
 //
-//   cover  row 0 .. row q-1     1: a sample of some piece
-//   cross  row 0 .. row q-1     toggled by every outline crossing
+//   cover  row 0 .. row n-1     1: a sample of some piece
+//   cross  row 0 .. row n-1     toggled by every outline crossing
 //
 // A sample is drawn where the number of crossings up to and including its own cell is odd: the parity of a whole word
 // comes from six shifts or one product, and the last bit is carried on to the words that follow.
 //
-// A bit for every word column of a pixel row tells whether it was touched; the rest is never looked at. All is
+// A bit for every word column of a strip tells whether it was touched; the rest is never looked at. All is
 // zero between bands, whoever reads the marks clears them.
 #pragma once
 
@@ -22,6 +23,18 @@ namespace orvandel::fast::ORVANDEL_KERNELS {
 
 inline constexpr std::int32_t kLargestQuality = 16;
 
+// Pixel rows of a strip.
+#if defined(__AVX512F__)
+template <int Q>
+inline constexpr std::int32_t kStripPixelRows = Q == 4 ? 2 : 1;
+#else
+template <int Q>
+inline constexpr std::int32_t kStripPixelRows = 1;
+#endif
+// Subsample rows of a strip; 0 for qualities without code of their own.
+template <int Q>
+inline constexpr int kStripRows = Q* kStripPixelRows<Q>;
+
 // Sizes that follow from the quality; Q = 0 stands for those without code of their own.
 template <int Q>
 class Grid {
@@ -29,6 +42,7 @@ class Grid {
   explicit Grid(const DrawJob& job) : quality_(job.quality), bitsPerWord_(job.quality * job.pixelsPerWord) {}
 
   std::int32_t Quality() const { return Q != 0 ? Q : quality_; }
+  std::int32_t StripRows() const { return Q != 0 ? kStripRows<Q> : quality_; }
   std::int32_t BitsPerWord() const { return Q != 0 ? 64 : bitsPerWord_; }
   std::int32_t PixelsPerWord() const { return BitsPerWord() / Quality(); }
   // `x` >= 0
@@ -39,13 +53,16 @@ class Grid {
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(y) / static_cast<std::uint32_t>(Quality()));
   }
   std::int32_t PixelOf(std::int32_t x) const { return RowOf(x); }
+  std::int32_t StripOf(std::int32_t y) const {
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(y) / static_cast<std::uint32_t>(StripRows()));
+  }
 
  private:
   std::int32_t quality_, bitsPerWord_;
 };
 
-// Where one subsample row of a band has its words; word column w is at w * 2q in `cover` and `cross`, at w * q in
-// `twice`.
+// Where one subsample row of a band has its words. In strips of n rows word column w is at w * 2n in `cover` and
+// `cross`, at w * n in `twice`.
 struct RowPlace {
   std::uint64_t *cover, *cross;
   std::uint64_t* twice;  // cells that more than one piece covers; only for profiles that vary
@@ -73,7 +90,7 @@ class Band {
         shape_(job.band.shape),
         twice_(job.band.twice),
         dirty_(job.band.dirty),
-        wordStride_(job.wordStride),
+        stripStride_(job.wordStride * kStripPixelRows<Q>),
         dirtyStride_(job.dirtyStride) {}
 
   const DrawJob& Job() const { return job_; }
@@ -83,65 +100,66 @@ class Band {
   std::int32_t FirstPixelRow() const { return firstRow_ / grid_.Quality(); }  // unfolded; firstRow_ is a multiple
 
   ORVANDEL_INLINE RowPlace PlaceOf(std::int32_t row) const {
-    const std::int32_t pixelRow = grid_.RowOf(row);
-    const auto subRow = static_cast<std::size_t>(row - pixelRow * grid_.Quality());
-    std::uint64_t* cover = Words(pixelRow, 0) + subRow;
-    return {cover, cover + grid_.Quality(), twice_ == nullptr ? nullptr : Twice(pixelRow, 0) + subRow};
+    const std::int32_t strip = grid_.StripOf(row);
+    const auto subRow = static_cast<std::size_t>(row - strip * grid_.StripRows());
+    std::uint64_t* cover = Words(strip, 0) + subRow;
+    return {cover, cover + grid_.StripRows(), twice_ == nullptr ? nullptr : Twice(strip, 0) + subRow};
   }
 
-  // Words of one pixel row and word column: cover at [0, q), crossings at [q, 2q).
-  std::uint64_t* Words(std::int32_t pixelRow, std::int32_t word) const {
-    return shape_ + static_cast<std::size_t>(pixelRow) * wordStride_ + WordOffset(word);
+  // Words of one strip of n rows and word column: cover at [0, n), crossings at [n, 2n).
+  std::uint64_t* Words(std::int32_t strip, std::int32_t word) const {
+    return shape_ + static_cast<std::size_t>(strip) * stripStride_ + WordOffset(word);
   }
-  std::uint64_t* WordsOf(const Line& line) const { return Words(line.pixelRow, line.word); }
-  std::uint64_t* Twice(std::int32_t pixelRow, std::int32_t word) const {
-    return twice_ + static_cast<std::size_t>(pixelRow) * (wordStride_ / 2) + WordOffset(word) / 2;
+  std::uint64_t* WordsOf(const Line& line) const { return Words(line.strip, line.word); }
+  std::uint64_t* Twice(std::int32_t strip, std::int32_t word) const {
+    return twice_ + static_cast<std::size_t>(strip) * (stripStride_ / 2) + WordOffset(word) / 2;
   }
-  std::uint16_t* Smallest(std::int32_t pixelRow, std::int32_t word) const {
-    return job_.band.smallest + 64 * (static_cast<std::size_t>(pixelRow) * (wordStride_ / 2) + WordOffset(word) / 2);
+  std::uint16_t* Smallest(std::int32_t strip, std::int32_t word) const {
+    return job_.band.smallest + 64 * (static_cast<std::size_t>(strip) * (stripStride_ / 2) + WordOffset(word) / 2);
   }
-  std::uint64_t* Dirty(std::int32_t pixelRow) const {
-    return dirty_ + static_cast<std::size_t>(pixelRow) * dirtyStride_;
-  }
+  std::uint64_t* Dirty(std::int32_t strip) const { return dirty_ + static_cast<std::size_t>(strip) * dirtyStride_; }
   std::uint16_t* Counters(std::int32_t pixelRow) const {
     return job_.band.counters + static_cast<std::size_t>(pixelRow) * job_.counterStride;
   }
 
-  // Word columns firstWord to lastWord of a pixel row have been touched, if `any`.
-  ORVANDEL_INLINE void Touch(std::int32_t pixelRow, std::int32_t firstWord, std::int32_t lastWord, bool any) const {
+  // Word columns firstWord to lastWord of a strip have been touched.
+  ORVANDEL_INLINE void Touch(std::int32_t strip, std::int32_t firstWord, std::int32_t lastWord) const {
     constexpr std::uint64_t kAll = ~std::uint64_t{0};
     const auto first = static_cast<std::uint32_t>(firstWord), last = static_cast<std::uint32_t>(lastWord);
-    std::uint64_t* dirty = Dirty(pixelRow) + first / 64;
-    const std::uint64_t* lastDirty = Dirty(pixelRow) + last / 64;
-    const std::uint64_t wanted = any ? kAll : 0;
-    std::uint64_t bits = wanted << first % 64;
+    std::uint64_t* dirty = Dirty(strip) + first / 64;
+    const std::uint64_t* lastDirty = Dirty(strip) + last / 64;
+    std::uint64_t bits = kAll << first % 64;
     for (; dirty < lastDirty; ++dirty) {
       *dirty |= bits;
-      bits = wanted;
+      bits = kAll;
     }
     *dirty |= bits & kAll >> (63 - last % 64);
   }
 
-  // Hands over the touched word columns of pixel rows [0, pixelRows) as lists of lines, row by row, from left to right,
-  // whole rows at a time: process(lines, count). Long lists keep the processor from guessing where each row ends.
-  // With `forget`, they count as untouched from then on.
+  // Hands over the touched word columns of pixel rows [0, pixelRows) as lists of lines, strip by strip, from left to
+  // right, whole strips at a time or, with `oneByOne`, one: process(lines, count). Long lists keep the processor from
+  // guessing where each strip ends. With `forget`, they count as untouched from then on.
   template <bool forget, typename Process>
-  ORVANDEL_INLINE void ForLines(std::int32_t pixelRows, Process process) const {
+  ORVANDEL_INLINE void ForLines(std::int32_t pixelRows, bool oneByOne, Process process) const {
     Line* lines = job_.band.lines;
     std::int32_t count = 0;
-    for (std::int32_t pixelRow = 0; pixelRow < pixelRows; ++pixelRow) {
-      std::uint64_t* dirty = Dirty(pixelRow);
+    const std::int32_t strips = StripsOf(pixelRows);
+    for (std::int32_t strip = 0; strip < strips; ++strip) {
+      std::uint64_t* dirty = Dirty(strip);
       for (std::size_t i = 0; i < dirtyStride_; ++i) {
-        const Line first{static_cast<std::uint16_t>(64 * i), static_cast<std::uint16_t>(pixelRow)};
+        const Line first{static_cast<std::uint16_t>(64 * i), static_cast<std::uint16_t>(strip)};
         count += ListSetBits(dirty[i], first, lines + count);
         if constexpr (forget) dirty[i] = 0;
       }
-      if (count + job_.words <= job_.lineRoom && pixelRow + 1 < pixelRows) continue;
+      if (count + job_.words <= job_.lineRoom && strip + 1 < strips && !oneByOne) continue;
       process(lines, count);
       count = 0;
     }
   }
 
+  static std::int32_t StripsOf(std::int32_t pixelRows) {
+    return (pixelRows + kStripPixelRows<Q> - 1) / kStripPixelRows<Q>;
+  }
   // The word's first pixel, as a counter.
   std::int32_t FirstPixelOf(std::int32_t word) const { return word * grid_.PixelsPerWord(); }
 
@@ -150,7 +168,7 @@ class Band {
   ORVANDEL_INLINE static std::int32_t ListSetBits(std::uint64_t set, const Line& first, Line* lines) {
 #if defined(__AVX512VBMI2__)
     const std::int32_t count = __builtin_popcountll(set);
-    const __m512i inAll = _mm512_set1_epi32(first.word | first.pixelRow << 16);
+    const __m512i inAll = _mm512_set1_epi32(first.word | first.strip << 16);
     __m512i numbers = _mm512_maskz_compress_epi8(set, _mm512_loadu_si512(kByteNumbers.bytes));
     std::int32_t listed = 0;
     do {
@@ -163,30 +181,34 @@ class Band {
 #else
     std::int32_t count = 0;
     for (; set != 0; set &= set - 1) {
-      lines[count++] = {static_cast<std::uint16_t>(first.word + __builtin_ctzll(set)), first.pixelRow};
+      lines[count++] = {static_cast<std::uint16_t>(first.word + __builtin_ctzll(set)), first.strip};
     }
     return count;
 #endif
   }
 
   std::size_t WordOffset(std::int32_t word) const {
-    return static_cast<std::size_t>(word) * static_cast<std::size_t>(2 * grid_.Quality());
+    return static_cast<std::size_t>(word) * static_cast<std::size_t>(2 * grid_.StripRows());
   }
 
   const DrawJob& job_;
   Grid<Q> grid_;
   std::int32_t firstRow_, firstColumn_;
   std::uint64_t *shape_, *twice_, *dirty_;
-  std::size_t wordStride_, dirtyStride_;
+  std::size_t stripStride_, dirtyStride_;
 };
 
-// Addresses of a band's pixel rows in the picture.
+// Addresses of a band's pixel rows in the picture, those of whole strips.
 class PictureRows {
  public:
-  template <typename Painter>
-  PictureRows(const Painter& painter, std::int32_t firstPixelRow, std::int32_t pixelRows) {
-    for (std::int32_t row = 0; row < pixelRows; ++row) rows_[row] = painter.Row(firstPixelRow + row);
+  template <int Q, typename Painter>
+  PictureRows(const Band<Q>& band, const Painter& painter, std::int32_t pixelRows) {
+    const std::int32_t rows = Band<Q>::StripsOf(pixelRows) * kStripPixelRows<Q>;
+    for (std::int32_t row = 0; row < rows; ++row) rows_[row] = painter.Row(band.FirstPixelRow() + row);
+    for (std::int32_t row = 0; kStripPixelRows<Q> == 2 && row < rows; row += 2) meet_ |= rows_[row] == rows_[row + 1];
   }
+  // Whether the picture's edge folds both rows of a strip onto one another. Then the upper one's pixels come first.
+  bool MeetInStrip() const { return meet_; }
   std::uint8_t* operator[](std::int32_t pixelRow) const { return rows_[pixelRow]; }
   // The pixel, counted like the row's counters, is on its way to the cache: the picture's lines are scattered and
   // seldom there.
@@ -195,7 +217,8 @@ class PictureRows {
   }
 
  private:
-  std::uint8_t* rows_[kMostBandRows + 1];
+  std::uint8_t* rows_[kMostBandRows + 2];
+  bool meet_ = false;
 };
 
 template <int count>
@@ -217,19 +240,19 @@ struct LongWords<16> {
   typedef std::uint64_t Vector __attribute__((vector_size(128)));
 };
 
-// The q words of one pixel row and word column as a vector, row by row of subsamples.
-template <int Q>
+// The n words of one strip and word column as a vector, row by row of subsamples; n may be told when it is used.
+template <int n>
 struct RowWords {
-  static constexpr int kWords = Q == 0 ? kLargestQuality : Q == 1 ? 2 : Q;  // vectors have two elements at least
+  static constexpr int kWords = n == 0 ? kLargestQuality : n == 1 ? 2 : n;  // vectors have two elements at least
   using Vector = typename LongWords<kWords>::Vector;
 
-  static Vector Load(const std::uint64_t* from, std::int32_t quality) {
+  static Vector Load(const std::uint64_t* from, std::int32_t rows) {
     Vector vector{};
-    __builtin_memcpy(&vector, from, 8 * static_cast<std::size_t>(Q != 0 ? Q : quality));
+    __builtin_memcpy(&vector, from, 8 * static_cast<std::size_t>(n != 0 ? n : rows));
     return vector;
   }
-  static void Store(std::uint64_t* to, const Vector& vector, std::int32_t quality) {
-    __builtin_memcpy(to, &vector, 8 * static_cast<std::size_t>(Q != 0 ? Q : quality));
+  static void Store(std::uint64_t* to, const Vector& vector, std::int32_t rows) {
+    __builtin_memcpy(to, &vector, 8 * static_cast<std::size_t>(n != 0 ? n : rows));
   }
   // Bit i of the result: the parity of bits 0 to i.
   static void TakeParity(Vector& v) {
@@ -295,26 +318,26 @@ struct RowWords {
 template <int Q>
 class InsideWalk {
  public:
-  using Rows = RowWords<Q>;
+  using Rows = RowWords<kStripRows<Q>>;
   using Vector = typename Rows::Vector;
 
   // Cells that are covered and cells inside; the line's marks are cleared.
   ORVANDEL_INLINE void Take(const Band<Q>& band, const Line& line, Vector& cover, Vector& inside) {
-    const std::int32_t q = band.Sizes().Quality();
+    const std::int32_t rows = band.Sizes().StripRows();
     std::uint64_t* words = band.WordsOf(line);
-    inside = Rows::Load(words + q, q);
+    inside = Rows::Load(words + rows, rows);
     Rows::TakeParity(inside);
-    inside ^= carry_ & (line.pixelRow == pixelRow_ ? ~std::uint64_t{0} : 0);
+    inside ^= carry_ & (line.strip == strip_ ? ~std::uint64_t{0} : 0);
     carry_ = -(inside >> 63);
-    pixelRow_ = line.pixelRow;
-    cover = Rows::Load(words, q);
-    Rows::Store(words, Vector{}, q);
-    Rows::Store(words + q, Vector{}, q);
+    strip_ = line.strip;
+    cover = Rows::Load(words, rows);
+    Rows::Store(words, Vector{}, rows);
+    Rows::Store(words + rows, Vector{}, rows);
   }
 
  private:
   Vector carry_{};  // all ones in rows where the words so far leave us inside
-  std::int32_t pixelRow_ = -1;
+  std::int32_t strip_ = -1;
 };
 
 }  // namespace orvandel::fast::ORVANDEL_KERNELS

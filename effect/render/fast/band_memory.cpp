@@ -9,8 +9,9 @@ namespace {
 constexpr std::size_t kBitsPerWord = 64;
 constexpr std::size_t kWordsPerLine = 8;
 
-// The last band may have one row more, and a group of rows may begin on the last one.
-std::size_t Rows(const BandPlan& plan) { return static_cast<std::size_t>(plan.rows) + 2; }
+// The last band may have one row more, and a group of rows may begin on the last one. An even number: strips may have
+// two.
+std::size_t Rows(const BandPlan& plan) { return (static_cast<std::size_t>(plan.rows) + 3) / 2 * 2; }
 
 std::size_t MinimumCells(const BandPlan& plan, const RowSizes& sizes) {
   return Rows(plan) * sizes.wordStride / 2 * kBitsPerWord;
@@ -67,7 +68,7 @@ void LayBand(Arena& arena, const BandPlan& plan, BandMemory& memory) {
   if (!plan.varies) return;
   arena.Take(memory.twice, rows * sizes.wordStride / 2);
   arena.Take(memory.counters, Counters(plan, sizes));
-  arena.Take(memory.badRows, rows + kMostRowsOfBatch);
+  arena.Take(memory.badStrips, rows + kMostRowsOfBatch);
   arena.Take(memory.smallest, MinimumCells(plan, sizes));
 }
 

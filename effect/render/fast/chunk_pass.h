@@ -7,13 +7,12 @@
 #include <type_traits>
 
 #include "effect/render/fast/band.h"
-#include "effect/render/fast/line_pairs.h"
 #include "effect/render/fast/pixels.h"
 
 namespace orvandel::fast::ORVANDEL_KERNELS {
 
 #if defined(__AVX512F__)
-// Of two lines, as eight words: the four bytes of two pixels' subrows side by side.
+// Of a line, as eight words: the four bytes of two pixels' subrows side by side.
 struct ByteOrder {
   alignas(64) std::uint8_t bytes[64];
   constexpr ByteOrder() : bytes() {
@@ -29,15 +28,15 @@ class ChunkPass {
 
   ChunkPass(const Band<4>& band, const Painter<kPixels>& painter) : band_(band), painter_(painter) {}
 
-  // `lines` has room for one more.
-  ORVANDEL_INLINE void Draw(const PictureRows& rows, Line* lines, std::int32_t count) const {
-    Blend(rows, Count(rows, lines, count));
+  ORVANDEL_INLINE void Draw(const PictureRows& rows, const Line* lines, std::int32_t count) const {
+    const std::int32_t chunks = Count(rows, lines, count);
+    rows.MeetInStrip() ? BlendRowByRow(rows, chunks) : Blend(rows, chunks);
   }
 
  private:
   static constexpr int kChunksPerLine = 16 / kPixels;
   using P = Pixels<kPixels>;
-  using Vector = RowWords<4>::Vector;
+  using Vector = InsideWalk<4>::Vector;
 
   // 16 pixels of four times four bits.
   ORVANDEL_INLINE static void CountNibbles(Vector& drawn, std::uint8_t* counts) {
@@ -62,9 +61,9 @@ class ChunkPass {
         : counts_(reinterpret_cast<std::uint8_t*>(memory.lineCounters)), chunks_(memory.chunks) {}
 
     std::int32_t Size() const { return size_; }
-    ORVANDEL_INLINE void Append(const Line& line, int chunk, const std::uint8_t* counts, bool any) {
+    ORVANDEL_INLINE void Append(std::int32_t column, std::int32_t pixelRow, const std::uint8_t* counts, bool any) {
       __builtin_memcpy(counts_ + static_cast<std::ptrdiff_t>(size_) * kPixels, counts, kPixels);
-      chunks_[size_] = {static_cast<std::uint16_t>(line.word * kChunksPerLine + chunk), line.pixelRow};
+      chunks_[size_] = {static_cast<std::uint16_t>(column), static_cast<std::uint16_t>(pixelRow)};
       size_ += any ? 1 : 0;
     }
 
@@ -74,27 +73,26 @@ class ChunkPass {
     std::int32_t size_ = 0;
   };
 #if defined(__AVX512F__)
-  // `lines` has room for one more.
-  __attribute__((noinline)) std::int32_t Count(const PictureRows& rows, Line* lines, std::int32_t count) const {
-    PairWalk walk(band_);
-    walk.MakeEven(lines, count);
-    ChunkList list(band_.Job().band);
+  __attribute__((noinline)) std::int32_t Count(const PictureRows& rows, const Line* lines, std::int32_t count) const {
+    const Band<4> band = band_;  // marks might alias it, but no copy
+    InsideWalk<4> walk;
+    ChunkList list(band.Job().band);
     const __m512i order = _mm512_loadu_si512(kByteOrder.bytes);
-    for (std::int32_t i = 0; i < count; i += 2) {
-      const Line &a = lines[i], &b = lines[i + 1];
-      rows.Expect(a.pixelRow, a.word * 16);
-      if (walk.IsUsed(b)) rows.Expect(b.pixelRow, b.word * 16);
-      const PairMarks marks = walk.Take(a, b);
-      // The four bytes of two pixels' subrows side by side.
-      const __m512i drawn = _mm512_permutexvar_epi8(order, _mm512_and_si512(marks.inside, marks.cover));
+    for (std::int32_t i = 0; i < count; ++i) {
+      const std::int32_t word = lines[i].word, upper = lines[i].strip * 2, lower = upper + 1;
+      rows.Expect(upper, word * 16);
+      rows.Expect(lower, word * 16);
+      Vector cover, inside;
+      walk.Take(band, lines[i], cover, inside);
+      const __m512i drawn = _mm512_permutexvar_epi8(order, (__m512i)(cover & inside));
       const __m512i even = _mm512_popcnt_epi32(_mm512_and_si512(drawn, _mm512_set1_epi32(0x0F0F0F0F)));
       const __m512i odd = _mm512_popcnt_epi32(_mm512_and_si512(drawn, _mm512_set1_epi32(static_cast<int>(0xF0F0F0F0))));
       const __m256i counts = _mm512_cvtepi16_epi8(_mm512_or_si512(even, _mm512_slli_epi32(odd, 16)));
       const unsigned any = _mm512_test_epi32_mask(drawn, drawn);
       std::uint8_t bytes[32];
       Store(bytes, counts);
-      list.Append(a, 0, bytes, (any & 255U) != 0);
-      list.Append(b, 0, bytes + 16, any > 255U);
+      list.Append(word, upper, bytes, (any & 255U) != 0);
+      list.Append(word, lower, bytes + 16, any > 255U);
     }
     return list.Size();
   }
@@ -105,14 +103,14 @@ class ChunkPass {
     ChunkList list(band.Job().band);
     for (std::int32_t i = 0; i < count; ++i) {
       Vector drawn, inside;
-      rows.Expect(lines[i].pixelRow, lines[i].word * 16);
+      rows.Expect(lines[i].strip, lines[i].word * 16);
       walk.Take(band, lines[i], drawn, inside);
       drawn &= inside;
       std::uint8_t counts[16];
       CountNibbles(drawn, counts);
       for (int chunk = 0; chunk < kChunksPerLine; ++chunk) {
         typedef std::conditional_t<kPixels == 8, std::uint64_t, std::uint32_t> Bytes;
-        list.Append(lines[i], chunk, counts + chunk * kPixels,
+        list.Append(lines[i].word * kChunksPerLine + chunk, lines[i].strip, counts + chunk * kPixels,
                     fast::ORVANDEL_KERNELS::Load<Bytes>(counts + chunk * kPixels) != 0);
       }
     }
@@ -151,13 +149,23 @@ class ChunkPass {
   __attribute__((noinline)) void Blend(const PictureRows& rows, std::int32_t count) const {
     const Painter<kPixels> painter = painter_;
     const CountAlphas alphas(painter, static_cast<float>(band_.Job().counts[0]));
-    const auto* counts = reinterpret_cast<const std::uint8_t*>(band_.Job().band.lineCounters);
-    const Chunk* chunks = band_.Job().band.chunks;
-    for (std::int32_t i = 0; i < count; ++i) {
-      const Chunk chunk = chunks[i];
-      const P::Words samples = P::LoadBytes(counts + static_cast<std::ptrdiff_t>(i) * kPixels);
-      painter.Blend(rows[chunk.pixelRow], chunk.column * kPixels, samples != 0, alphas.Of(samples));
+    for (std::int32_t i = 0; i < count; ++i) BlendChunk(painter, alphas, rows, i);
+  }
+  // Of one strip: its upper row before the lower one.
+  __attribute__((noinline)) void BlendRowByRow(const PictureRows& rows, std::int32_t count) const {
+    const CountAlphas alphas(painter_, static_cast<float>(band_.Job().counts[0]));
+    for (int row = 0; row < 2; ++row) {
+      for (std::int32_t i = 0; i < count; ++i) {
+        if (band_.Job().band.chunks[i].pixelRow % 2 == row) BlendChunk(painter_, alphas, rows, i);
+      }
     }
+  }
+  ORVANDEL_INLINE void BlendChunk(const Painter<kPixels>& painter, const CountAlphas& alphas, const PictureRows& rows,
+                                  std::int32_t number) const {
+    const auto* counts = reinterpret_cast<const std::uint8_t*>(band_.Job().band.lineCounters);
+    const Chunk chunk = band_.Job().band.chunks[number];
+    const P::Words samples = P::LoadBytes(counts + static_cast<std::ptrdiff_t>(number) * kPixels);
+    painter.Blend(rows[chunk.pixelRow], chunk.column * kPixels, samples != 0, alphas.Of(samples));
   }
 
   const Band<4>& band_;

@@ -54,8 +54,8 @@ class FlatBand {
   // are short that way, and many of them in flight.
   __attribute__((noinline)) void Finish(std::int32_t pixelRows) {
     queue_.Flush();
-    const PictureRows rows(painter_, band_.FirstPixelRow(), pixelRows);
-    band_.template ForLines<true>(pixelRows, [&](Line* lines, std::int32_t count) {
+    const PictureRows rows(band_, painter_, pixelRows);
+    band_.template ForLines<true>(pixelRows, rows.MeetInStrip(), [&](const Line* lines, std::int32_t count) {
       if constexpr (Q == 4) {
         ChunkPass(band_, painter_).Draw(rows, lines, count);
       } else {
@@ -73,7 +73,7 @@ class FlatBand {
   __attribute__((noinline)) void CountLines(const PictureRows& rows, const Line* lines, std::int32_t count) const {
     InsideWalk<Q> walk;
     for (std::int32_t i = 0; i < count; ++i) {
-      rows.Expect(lines[i].pixelRow, band_.FirstPixelOf(lines[i].word));
+      rows.Expect(lines[i].strip, band_.FirstPixelOf(lines[i].word));
       Vector drawn, inside;
       walk.Take(band_, lines[i], drawn, inside);
       drawn &= inside;
@@ -87,10 +87,10 @@ class FlatBand {
   __attribute__((noinline)) void BlendLines(const PictureRows& rows, const Line* lines, std::int32_t count) const {
     const Painter<kPixels> painter = painter_;
     const float one = static_cast<float>(band_.Job().counts[0]);
-    for (std::int32_t i = 0; i < count; ++i) BlendLine(painter, one, rows[lines[i].pixelRow], lines[i], i);
+    for (std::int32_t i = 0; i < count; ++i) BlendLine(painter, one, rows[lines[i].strip], lines[i], i);
   }
   static constexpr OutlineSide kNone = OutlineSide::kNone;
-  using Rows = RowWords<Q>;
+  using Rows = RowWords<kStripRows<Q>>;
   using Vector = typename Rows::Vector;
 
   // Samples of each pixel of a line.

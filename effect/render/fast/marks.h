@@ -15,10 +15,10 @@ ORVANDEL_INLINE void MarkRun(const Band<Q>& band, std::int32_t row, std::int32_t
   const std::int32_t firstWord = grid.WordOf(first), lastWord = grid.WordOf(last);
   const std::uint64_t firstBit = std::uint64_t{1} << (first - firstWord * grid.BitsPerWord());
   const std::uint64_t lastBit = std::uint64_t{1} << (last - lastWord * grid.BitsPerWord());
-  const std::ptrdiff_t q = grid.Quality();
-  const auto cover = [&place, q ](std::int32_t word, std::uint64_t bits) __attribute__((always_inline)) {
-    std::uint64_t& covered = place.cover[word * 2 * q];
-    if constexpr (countTwice) place.twice[word * q] |= covered & bits;
+  const std::ptrdiff_t rows = grid.StripRows();
+  const auto cover = [&place, rows ](std::int32_t word, std::uint64_t bits) __attribute__((always_inline)) {
+    std::uint64_t& covered = place.cover[word * 2 * rows];
+    if constexpr (countTwice) place.twice[word * rows] |= covered & bits;
     covered |= bits;
   };
   if (firstWord == lastWord) {
@@ -29,9 +29,9 @@ ORVANDEL_INLINE void MarkRun(const Band<Q>& band, std::int32_t row, std::int32_t
     for (std::int32_t word = firstWord + 1; word < lastWord; ++word) cover(word, whole);
     cover(lastWord, lastBit - 1);
   }
-  if (side == OutlineSide::kLeft) place.cross[firstWord * 2 * q] ^= firstBit;
-  if (side == OutlineSide::kRight) place.cross[lastWord * 2 * q] ^= lastBit;
-  band.Touch(grid.RowOf(row), firstWord, lastWord, true);
+  if (side == OutlineSide::kLeft) place.cross[firstWord * 2 * rows] ^= firstBit;
+  if (side == OutlineSide::kRight) place.cross[lastWord * 2 * rows] ^= lastBit;
+  band.Touch(grid.StripOf(row), firstWord, lastWord);
 }
 
 #if defined(__AVX2__)
@@ -73,49 +73,32 @@ ORVANDEL_INLINE GroupBits BitsOfGroup(const RowInts& first, const RowInts& last,
 #endif
 }
 
-#if defined(__AVX512F__)
-// Quality 4: the marks of a pixel row in one word column are one vector, cover before crossings.
-template <bool countTwice>
-ORVANDEL_INLINE void MarkLine(const RowPlace& place, std::int32_t word, const __m512i& bits) {
-  std::uint64_t* line = place.cover + word * 8;
-  const __m512i before = _mm512_loadu_si512(line), cover = _mm512_setr_epi64(-1, -1, -1, -1, 0, 0, 0, 0);
-  constexpr int kSetOrToggle = 0xBC;  // before ^ (bits & ~(before & cover))
-  _mm512_storeu_si512(line, _mm512_ternarylogic_epi64(before, bits, cover, kSetOrToggle));
-  if constexpr (countTwice) {
-    auto* twice = reinterpret_cast<__m256i*>(place.twice + word * 4);
-    const __m256i again = _mm512_castsi512_si256(_mm512_and_si512(before, bits));
-    _mm256_storeu_si256(twice, _mm256_or_si256(_mm256_loadu_si256(twice), again));
-  }
-}
-
-// Qualities 8 and 16: the marks of eight rows, which lie in one pixel row.
+// Sets the marks of a group in one word column, from where its first row has its words.
 template <int Q, bool countTwice>
-ORVANDEL_INLINE void MarkEight(const RowPlace& place, std::int32_t word, const GroupBits& bits) {
-  std::uint64_t *cover = place.cover + word * 2 * Q, *cross = place.cross + word * 2 * Q;
+ORVANDEL_INLINE void MarkWord(const RowPlace& place, std::int32_t word, const GroupBits& bits) {
+  const std::ptrdiff_t rows = kStripRows<Q>;
+  auto* cover = reinterpret_cast<GroupWords*>(place.cover + word * 2 * rows);
+  auto* cross = reinterpret_cast<GroupWords*>(place.cross + word * 2 * rows);
+#if defined(__AVX512F__)
   const __m512i before = _mm512_loadu_si512(cover);
   _mm512_storeu_si512(cover, _mm512_or_si512(before, bits.cover));
   if constexpr (countTwice) {
-    std::uint64_t* twice = place.twice + word * Q;
+    std::uint64_t* twice = place.twice + word * rows;
     const __m512i again = _mm512_and_si512(before, bits.cover);
     _mm512_storeu_si512(twice, _mm512_or_si512(_mm512_loadu_si512(twice), again));
   }
   _mm512_storeu_si512(cross, _mm512_xor_si512(_mm512_loadu_si512(cross), bits.cross));
-}
 #else
-// Sets the marks of four rows of one pixel row in one word column.
-template <int Q, bool countTwice>
-ORVANDEL_INLINE void MarkWord(const RowPlace& place, std::int32_t word, const __m256i& bits, const __m256i& crossings) {
-  auto* cover = reinterpret_cast<__m256i*>(place.cover + word * 2 * Q);
   const __m256i before = _mm256_loadu_si256(cover);
-  _mm256_storeu_si256(cover, _mm256_or_si256(before, bits));
+  _mm256_storeu_si256(cover, _mm256_or_si256(before, bits.cover));
   if constexpr (countTwice) {
-    auto* twice = reinterpret_cast<__m256i*>(place.twice + word * Q);
-    _mm256_storeu_si256(twice, _mm256_or_si256(_mm256_loadu_si256(twice), _mm256_and_si256(before, bits)));
+    auto* twice = reinterpret_cast<__m256i*>(place.twice + word * rows);
+    const __m256i again = _mm256_and_si256(before, bits.cover);
+    _mm256_storeu_si256(twice, _mm256_or_si256(_mm256_loadu_si256(twice), again));
   }
-  auto* cross = reinterpret_cast<__m256i*>(place.cross + word * 2 * Q);
-  _mm256_storeu_si256(cross, _mm256_xor_si256(_mm256_loadu_si256(cross), crossings));
-}
+  _mm256_storeu_si256(cross, _mm256_xor_si256(_mm256_loadu_si256(cross), bits.cross));
 #endif
+}
 
 // The marks of a group of rows, ready to be set.
 struct GroupMarks {
@@ -165,29 +148,14 @@ ORVANDEL_INLINE void PrepareGroup(const RowCells& cells, const SideMasks& masks,
   marks.traced = LanesOf(cells.traced);
 }
 
-// Those of one word column.
-template <int Q, bool countTwice>
-ORVANDEL_INLINE void MarkColumn(const RowPlace (&places)[kRowGroup / 4], std::int32_t word, const GroupBits& bits) {
-#if defined(__AVX512F__)
-  if constexpr (Q == 4) {
-    MarkLine<countTwice>(places[0], word, _mm512_shuffle_i64x2(bits.cover, bits.cross, 0x44));
-    MarkLine<countTwice>(places[1], word, _mm512_shuffle_i64x2(bits.cover, bits.cross, 0xEE));
-  } else {
-    MarkEight<Q, countTwice>(places[0], word, bits);
-  }
-#else
-  MarkWord<Q, countTwice>(places[0], word, bits.cover, bits.cross);
-#endif
-}
-
-// Sets them, word column by word column.
+// Sets them, word column by word column. A group lies in one strip.
 template <int Q, bool countTwice>
 ORVANDEL_INLINE void MarkGroup(const Band<Q>& band, const GroupMarks& marks) {
+  static_assert(kStripRows<Q> % kRowGroup == 0);
   RowInts first = marks.first, last = marks.last, crossing = marks.crossing;
-  RowPlace places[kRowGroup / 4];
-  for (int four = 0; four < kRowGroup / 4; ++four) places[four] = band.PlaceOf(marks.row + 4 * four);
+  const RowPlace place = band.PlaceOf(marks.row);
   const auto mark = [&](std::int32_t word) __attribute__((always_inline)) {
-    MarkColumn<Q, countTwice>(places, word, BitsOfGroup(first, last, crossing));
+    MarkWord<Q, countTwice>(place, word, BitsOfGroup(first, last, crossing));
   };
   mark(marks.firstWord);
   // Two words always: which of one and two it is cannot be guessed either. The row has a word to spare.
@@ -200,12 +168,7 @@ ORVANDEL_INLINE void MarkGroup(const Band<Q>& band, const GroupMarks& marks) {
     crossing -= 64;
     mark(word);
   } while (word < marks.lastWord);
-  constexpr int kFours = Larger(Smaller(Q, kRowGroup) / 4, 1);  // of one pixel row
-  for (int four = 0; four < kRowGroup / 4; four += kFours) {
-    const std::int32_t pixelRow = band.Sizes().RowOf(marks.row + 4 * four);
-    const bool any = (marks.traced >> 4 * four & ((1U << 4 * kFours) - 1)) != 0;
-    band.Touch(pixelRow, marks.firstWord, marks.lastWord, any);
-  }
+  band.Touch(band.Sizes().StripOf(marks.row), marks.firstWord, marks.lastWord);
 }
 #endif
 

@@ -33,28 +33,43 @@ class ProfileBand {
 
   void Finish(std::int32_t pixelRows) {
     samples_.Flush();
-    const PictureRows rows(painter_, band_.FirstPixelRow(), pixelRows);
-    band_.template ForLines<true>(pixelRows, [&](const Line* lines, std::int32_t count) {
+    const PictureRows rows(band_, painter_, pixelRows);
+    band_.template ForLines<true>(pixelRows, rows.MeetInStrip(), [&](const Line* lines, std::int32_t count) {
       for (std::int32_t i = 0; i < count; ++i) {
-        rows.Expect(lines[i].pixelRow, band_.FirstPixelOf(lines[i].word));
+        for (std::int32_t k = 0; k < kStripPixelRows<Q>; ++k) {
+          rows.Expect(lines[i].strip * kStripPixelRows<Q> + k, band_.FirstPixelOf(lines[i].word));
+        }
         samples_.FinishLine(lines[i]);
       }
-      for (std::int32_t i = 0; i < count; ++i) BlendLine(rows, lines[i]);
+      BlendLines(rows, lines, count);
     });
   }
 
  private:
+  void BlendLines(const PictureRows& rows, const Line* lines, std::int32_t count) const {
+    constexpr std::int32_t kRows = kStripPixelRows<Q>;
+    if (rows.MeetInStrip()) {
+      for (std::int32_t k = 0; k < kRows; ++k) {
+        for (std::int32_t i = 0; i < count; ++i) BlendLine(rows, lines[i].strip * kRows + k, lines[i].word);
+      }
+    } else {
+      for (std::int32_t i = 0; i < count; ++i) {
+        for (std::int32_t k = 0; k < kRows; ++k) BlendLine(rows, lines[i].strip * kRows + k, lines[i].word);
+      }
+    }
+  }
+
   // Whole vectors of counters: what belongs to lines beside this one is blended with it.
-  ORVANDEL_INLINE void BlendLine(const PictureRows& rows, const Line& line) const {
-    std::int32_t first = band_.FirstPixelOf(line.word);
+  ORVANDEL_INLINE void BlendLine(const PictureRows& rows, std::int32_t pixelRow, std::int32_t word) const {
+    std::int32_t first = band_.FirstPixelOf(word);
     const std::int32_t end = first + band_.Sizes().PixelsPerWord();
     if constexpr (Q > 4) first &= ~(kPixels - 1);  // several lines a vector
-    std::uint16_t* counters = band_.Counters(line.pixelRow);
+    std::uint16_t* counters = band_.Counters(pixelRow);
     for (std::int32_t pixel = first; pixel < end; pixel += kPixels) {
       const typename P::Words sums = P::LoadHalves(counters + pixel);
       if (!P::Any((typename P::Ints)sums)) continue;
       __builtin_memset(counters + pixel, 0, kPixels * sizeof *counters);
-      painter_.Blend(rows[line.pixelRow], pixel, P::ToFloats(sums));
+      painter_.Blend(rows[pixelRow], pixel, P::ToFloats(sums));
     }
   }
 

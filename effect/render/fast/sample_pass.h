@@ -43,7 +43,7 @@ class SamplePass {
 
   // Counts the cells of a line that are not simple.
   void FinishLine(const Line& line) const {
-    if (band_.Job().band.badRows[line.pixelRow] != 0) CountBadCells(line);
+    if (band_.Job().band.badStrips[line.strip] != 0) CountBadCells(line);
   }
 
  private:
@@ -104,19 +104,19 @@ class SamplePass {
   // Any run: cell by cell, the parts in whole words without bad cells pixel by pixel.
   void AddRun(std::int32_t row, Samples run) const {
     const Grid<Q>& grid = band_.Sizes();
-    const std::int32_t pixelRow = grid.RowOf(row), subRow = row - pixelRow * grid.Quality();
-    const std::uint64_t* bad = band_.Job().band.badRows[pixelRow] != 0 ? band_.PlaceOf(row).twice : nullptr;
+    const std::int32_t strip = grid.StripOf(row), subRow = row - strip * grid.StripRows();
+    const std::uint64_t* bad = band_.Job().band.badStrips[strip] != 0 ? band_.PlaceOf(row).twice : nullptr;
+    std::uint16_t* counters = band_.Counters(grid.RowOf(row));
     std::int32_t x = run.first - band_.FirstColumn();
     const std::int32_t end = x + run.count;
     while (x < end) {
       const std::int32_t word = grid.WordOf(x), wordStart = word * grid.BitsPerWord();
       const std::int32_t wordEnd = Smaller(wordStart + grid.BitsPerWord(), end);
-      const std::uint64_t badBits = bad != nullptr ? bad[word * grid.Quality()] : 0;
+      const std::uint64_t badBits = bad != nullptr ? bad[word * grid.StripRows()] : 0;
       if (badBits == 0) {
-        AddSimpleCells(band_.Counters(pixelRow), x, wordEnd, run);
+        AddSimpleCells(counters, x, wordEnd, run);
       } else {
-        AddMixedCells(band_.Counters(pixelRow), x, wordEnd, run, badBits, wordStart,
-                      band_.Smallest(pixelRow, word) + 64 * subRow);
+        AddMixedCells(counters, x, wordEnd, run, badBits, wordStart, band_.Smallest(strip, word) + 64 * subRow);
       }
       x = wordEnd;
     }
@@ -156,11 +156,11 @@ class SamplePass {
   // Whether words that the run lies in have cells that are not simple.
   bool AnyBad(std::int32_t row, std::int32_t first, std::int32_t count) const {
     const Grid<Q>& grid = band_.Sizes();
-    if (band_.Job().band.badRows[grid.RowOf(row)] == 0) return false;
+    if (band_.Job().band.badStrips[grid.StripOf(row)] == 0) return false;
     const std::uint64_t* bad = band_.PlaceOf(row).twice;
     const std::int32_t lastWord = grid.WordOf(first + count - 1);
     std::uint64_t any = 0;
-    for (std::int32_t word = grid.WordOf(first); word <= lastWord; ++word) any |= bad[word * grid.Quality()];
+    for (std::int32_t word = grid.WordOf(first); word <= lastWord; ++word) any |= bad[word * grid.StripRows()];
     return any != 0;
   }
 
@@ -190,16 +190,16 @@ class SamplePass {
   void AddLanes(OutlineSide side, std::int32_t batch, const LaneCuts& cuts) {
     LaneRuns runs;
     TakeRuns(side, cuts, runs);
-    if (AnyBadRow(batch)) AddBadLanes(batch, runs);
+    if (AnyBadStrip(batch)) AddBadLanes(batch, runs);
     if (Any(runs.count)) AddSimpleLanes(batch, runs);
   }
 
-  // Whether cells that are not simple lie in the pixel rows of a batch.
-  ORVANDEL_INLINE bool AnyBadRow(std::int32_t batch) const {
-    constexpr std::size_t kRows = Larger(kLanes / Q, 1);
+  // Whether cells that are not simple lie in the strips of a batch.
+  ORVANDEL_INLINE bool AnyBadStrip(std::int32_t batch) const {
+    constexpr std::size_t kStrips = Larger(kLanes / kStripRows<Q>, 1);
     std::uint64_t bad[2] = {};
-    static_assert(kRows <= sizeof bad);
-    __builtin_memcpy(bad, band_.Job().band.badRows + band_.Sizes().RowOf(batch), kRows);
+    static_assert(kStrips <= sizeof bad);
+    __builtin_memcpy(bad, band_.Job().band.badStrips + band_.Sizes().StripOf(batch), kStrips);
     return (bad[0] | bad[1]) != 0;
   }
 
@@ -295,12 +295,12 @@ class SamplePass {
   }
 
   void CountBadCells(const Line& line) const {
-    const std::int32_t q = band_.Sizes().Quality(), firstColumn = line.word * band_.Sizes().BitsPerWord();
-    std::uint64_t* inside = band_.WordsOf(line) + q;
-    std::uint64_t* bad = band_.Twice(line.pixelRow, line.word);
-    const std::uint16_t* smallest = band_.Smallest(line.pixelRow, line.word);
-    std::uint16_t* counters = band_.Counters(line.pixelRow);
-    for (std::int32_t row = 0; row < q; ++row) {
+    const std::int32_t rows = band_.Sizes().StripRows(), firstColumn = line.word * band_.Sizes().BitsPerWord();
+    std::uint64_t* inside = band_.WordsOf(line) + rows;
+    std::uint64_t* bad = band_.Twice(line.strip, line.word);
+    const std::uint16_t* smallest = band_.Smallest(line.strip, line.word);
+    for (std::int32_t row = 0; row < rows; ++row) {
+      std::uint16_t* counters = band_.Counters(band_.Sizes().RowOf(line.strip * rows + row));
       std::uint64_t bits = bad[row] & inside[row];
       bad[row] = inside[row] = 0;
       for (; bits != 0; bits &= bits - 1) {

@@ -2,7 +2,6 @@
 #pragma once
 
 #include "effect/render/fast/band.h"
-#include "effect/render/fast/line_pairs.h"
 #include "effect/render/fast/mark_queue.h"
 
 namespace orvandel::fast::ORVANDEL_KERNELS {
@@ -39,61 +38,36 @@ class ShapePass {
   // nothing is left.
   void Resolve(std::int32_t pixelRows) {
     queue_.Flush();
-    __builtin_memset(band_.Job().band.badRows, 0, static_cast<std::size_t>(Larger(pixelRows, 0) + kMostRowsOfBatch));
-    band_.template ForLines<false>(pixelRows, [&](Line* lines, std::int32_t count) { ResolveLines(lines, count); });
+    __builtin_memset(band_.Job().band.badStrips, 0, static_cast<std::size_t>(Larger(pixelRows, 0) + kMostRowsOfBatch));
+    band_.template ForLines<false>(pixelRows, false,
+                                   [&](const Line* lines, std::int32_t count) { ResolveLines(lines, count); });
   }
 
  private:
-  using Rows = RowWords<Q>;
+  using Rows = RowWords<kStripRows<Q>>;
   using Vector = typename Rows::Vector;
 
-  // Whole rows of lines, with room for one more.
-  void ResolveLines(Line* lines, std::int32_t count) const {
-#if defined(__AVX512F__)
-    if constexpr (Q == 4) return ResolvePairs(lines, count);
-#endif
+  // Whole strips of lines.
+  void ResolveLines(const Line* lines, std::int32_t count) const {
     InsideWalk<Q> walk;
     for (std::int32_t i = 0; i < count; ++i) {
       const Line& line = lines[i];
       Vector cover, inside;
       walk.Take(band_, line, cover, inside);
-      const Vector bad = Rows::Load(band_.Twice(line.pixelRow, line.word), Quality()) | (cover & ~inside);
+      const Vector bad = Rows::Load(band_.Twice(line.strip, line.word), StripRows()) | (cover & ~inside);
       if (Rows::Any(bad)) KeepBadCells(line, inside, bad);
     }
   }
 
-#if defined(__AVX512F__)
-  void ResolvePairs(Line* lines, std::int32_t count) const {
-    PairWalk walk(band_);
-    walk.MakeEven(lines, count);
-    for (std::int32_t i = 0; i < count; i += 2) {
-      const Line &a = lines[i], &b = lines[i + 1];
-      const PairMarks marks = walk.Take(a, b);
-      const __m256i twiceA = _mm256_loadu_si256((const __m256i*)band_.Twice(a.pixelRow, a.word));
-      const __m256i twiceB = _mm256_loadu_si256((const __m256i*)band_.Twice(b.pixelRow, b.word));
-      const __m512i twice = _mm512_inserti64x4(_mm512_castsi256_si512(twiceA), twiceB, 1);
-      const __m512i bad = _mm512_or_si512(twice, _mm512_andnot_si512(marks.inside, marks.cover));
-      const unsigned any = _mm512_test_epi64_mask(bad, bad);
-      if (any == 0) continue;
-      if ((any & 15U) != 0) {
-        KeepBadCells(a, (Vector)_mm512_castsi512_si256(marks.inside), (Vector)_mm512_castsi512_si256(bad));
-      }
-      if (any > 15U) {
-        KeepBadCells(b, (Vector)_mm512_extracti64x4_epi64(marks.inside, 1), (Vector)_mm512_extracti64x4_epi64(bad, 1));
-      }
-    }
-  }
-#endif
-
   void KeepBadCells(const Line& line, const Vector& inside, const Vector& bad) const {
-    Rows::Store(band_.WordsOf(line) + Quality(), inside, Quality());
-    Rows::Store(band_.Twice(line.pixelRow, line.word), bad, Quality());
-    band_.Job().band.badRows[line.pixelRow] = 1;
-    std::uint16_t* smallest = band_.Smallest(line.pixelRow, line.word);
-    for (std::int32_t i = 0; i < 64 * Quality(); ++i) smallest[i] = kIndexEntries - 1;
+    Rows::Store(band_.WordsOf(line) + StripRows(), inside, StripRows());
+    Rows::Store(band_.Twice(line.strip, line.word), bad, StripRows());
+    band_.Job().band.badStrips[line.strip] = 1;
+    std::uint16_t* smallest = band_.Smallest(line.strip, line.word);
+    for (std::int32_t i = 0; i < 64 * StripRows(); ++i) smallest[i] = kIndexEntries - 1;
   }
 
-  std::int32_t Quality() const { return band_.Sizes().Quality(); }
+  std::int32_t StripRows() const { return band_.Sizes().StripRows(); }
 
   const Band<Q>& band_;
   MarkQueue<Q, true> queue_;

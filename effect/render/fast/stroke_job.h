@@ -64,12 +64,12 @@ struct LivePiece {
   float drift;  // how far rounding may move the distance of two edges
 };
 
-// One word column of one pixel row of a band, the row counted from the band's first.
+// One word column of one strip of a band, counted from the band's first; see band.h.
 struct Line {
-  std::uint16_t word, pixelRow;
+  std::uint16_t word, strip;
 };
 
-// A few pixels of a line that are blended together.
+// A few pixels of a line that are blended together; the row counts from the band's first.
 struct Chunk {
   std::uint16_t column, pixelRow;  // the column in chunks
 };
@@ -77,12 +77,12 @@ struct Chunk {
 // What a band is drawn with, see band.h. Strokes share it, as it is all zero between bands but where noted.
 struct BandMemory {
   std::uint64_t *shape, *twice, *dirty;
-  std::uint16_t* counters;      // of all pixels; only for profiles that vary, like `twice`, `badRows` and `smallest`
+  std::uint16_t* counters;      // of all pixels; only for profiles that vary, like `twice`, `badStrips` and `smallest`
   std::uint16_t* lineCounters;  // kLineCounters a line, holds what it will; only for flat profiles. What follows a
                                 // line's pixels is 0 where lines are shorter than vectors.
   Chunk* chunks;                // kMostChunks a line, holds what it will
   std::uint16_t* smallest;      // holds what it will
-  std::uint8_t* badRows;        // holds what it will
+  std::uint8_t* badStrips;      // holds what it will
   Line* lines;                  // holds what it will
 };
 
