@@ -39,11 +39,14 @@ RowSizes::RowSizes(std::int32_t words, std::int32_t quality)
       lineRoom(words + 128) {}
 
 std::int32_t BandRows(std::int32_t pictureWidth, std::int32_t quality, bool varies) {
-  constexpr std::size_t kMostBytes = 2 << 20;
+  // Marks are written all over, minima only where cells are not simple: most of their memory is never touched.
+  constexpr std::size_t kMostMarks = 2 << 20, kMostMinima = 6 << 20;
   const RowSizes sizes(WordsOfPicture(pictureWidth, quality), quality);
-  const std::size_t bitsBytes = sizes.wordStride * sizeof(std::uint64_t);
-  const std::size_t minimaBytes = varies ? sizes.wordStride / 2 * kBitsPerWord * sizeof(std::uint16_t) : 0;
-  const std::size_t rows = std::clamp<std::size_t>(kMostBytes / (bitsBytes + minimaBytes), 1, kMostBandRows);
+  const std::size_t words = sizes.wordStride + (varies ? sizes.wordStride / 2 : 0);
+  const std::size_t minima = varies ? sizes.wordStride / 2 * kBitsPerWord : 0;
+  const std::size_t fit = std::min(kMostMarks / (words * sizeof(std::uint64_t)),
+                                   minima == 0 ? kMostBandRows : kMostMinima / (minima * sizeof(std::uint16_t)));
+  const std::size_t rows = std::clamp<std::size_t>(fit, 1, kMostBandRows);
   // An even number of pixel rows of four subrows each is whole groups of eight.
   return static_cast<std::int32_t>(rows < 2 ? 1 : rows / 2 * 2);
 }
