@@ -17,11 +17,10 @@
 
 #include "effect/render/fast/lanes.h"
 #include "effect/render/fast/pixels.h"
+#include "effect/render/fast/strip_words.h"
 #include "effect/render/fast/stroke_job.h"
 
 namespace orvandel::fast::ORVANDEL_KERNELS {
-
-inline constexpr std::int32_t kLargestQuality = 16;
 
 // Pixel rows of a strip.
 #if defined(__AVX512F__)
@@ -221,104 +220,11 @@ class PictureRows {
   bool meet_ = false;
 };
 
-template <int count>
-struct LongWords;
-template <>
-struct LongWords<2> {
-  typedef std::uint64_t Vector __attribute__((vector_size(16)));
-};
-template <>
-struct LongWords<4> {
-  typedef std::uint64_t Vector __attribute__((vector_size(32)));
-};
-template <>
-struct LongWords<8> {
-  typedef std::uint64_t Vector __attribute__((vector_size(64)));
-};
-template <>
-struct LongWords<16> {
-  typedef std::uint64_t Vector __attribute__((vector_size(128)));
-};
-
-// The n words of one strip and word column as a vector, row by row of subsamples; n may be told when it is used.
-template <int n>
-struct RowWords {
-  static constexpr int kWords = n == 0 ? kLargestQuality : n == 1 ? 2 : n;  // vectors have two elements at least
-  using Vector = typename LongWords<kWords>::Vector;
-
-  static Vector Load(const std::uint64_t* from, std::int32_t rows) {
-    Vector vector{};
-    __builtin_memcpy(&vector, from, 8 * static_cast<std::size_t>(n != 0 ? n : rows));
-    return vector;
-  }
-  static void Store(std::uint64_t* to, const Vector& vector, std::int32_t rows) {
-    __builtin_memcpy(to, &vector, 8 * static_cast<std::size_t>(n != 0 ? n : rows));
-  }
-  // Bit i of the result: the parity of bits 0 to i.
-  static void TakeParity(Vector& v) {
-#if defined(__AVX512F__)
-    if constexpr (kWords >= 8) {
-      for (int i = 0; i < kWords; i += 8) {
-        _mm512_storeu_si512(reinterpret_cast<std::uint64_t*>(&v) + i, ParityOfEight(Load512(v, i)));
-      }
-      return;
-    }
-#endif
-    v ^= v << 1;
-    v ^= v << 2;
-    v ^= v << 4;
-    v ^= v << 8;
-    v ^= v << 16;
-    v ^= v << 32;
-  }
-  // Of all words.
-  ORVANDEL_INLINE static std::uint64_t Sum(const Vector& v) { return SumOf<kWords>(v); }
-  ORVANDEL_INLINE static bool Any(const Vector& v) {
-#if defined(__AVX2__)
-    if constexpr (kWords == 4) return _mm256_testz_si256((__m256i)v, (__m256i)v) == 0;
-#endif
-#if defined(__AVX512F__)
-    if constexpr (kWords >= 8) {
-      __m512i any = Load512(v, 0);
-      for (int i = 8; i < kWords; i += 8) any = _mm512_or_si512(any, Load512(v, i));
-      return _mm512_test_epi64_mask(any, any) != 0;
-    }
-#endif
-    std::uint64_t any = 0;
-    for (int i = 0; i < kWords; ++i) any |= v[i];
-    return any != 0;
-  }
-
- private:
-  template <int words>
-  ORVANDEL_INLINE static std::uint64_t SumOf(const typename LongWords<words>::Vector& v) {
-    if constexpr (words == 2) {
-      return v[0] + v[1];
-    } else {
-      using Half = typename LongWords<words / 2>::Vector;
-      Half halves[2];
-      __builtin_memcpy(halves, &v, sizeof v);
-      return SumOf<words / 2>(halves[0] + halves[1]);
-    }
-  }
-#if defined(__AVX512F__)
-  // The product without carries by a number of all ones.
-  ORVANDEL_INLINE static __m512i ParityOfEight(const __m512i& words) {
-    const __m512i ones = _mm512_set1_epi64(-1);
-    return _mm512_unpacklo_epi64(_mm512_clmulepi64_epi128(words, ones, 0x00),
-                                 _mm512_clmulepi64_epi128(words, ones, 0x01));
-  }
-  static __m512i Load512(const Vector& v, int word) {
-    return _mm512_loadu_si512(reinterpret_cast<const std::uint64_t*>(&v) + word);
-  }
-#endif
-};
-
 // Which cells lie inside the shape, line by line from left to right.
 template <int Q>
 class InsideWalk {
  public:
-  using Rows = RowWords<kStripRows<Q>>;
+  using Rows = StripWords<kStripRows<Q>>;
   using Vector = typename Rows::Vector;
 
   // Cells that are covered and cells inside; the line's marks are cleared.
@@ -327,7 +233,7 @@ class InsideWalk {
     std::uint64_t* words = band.WordsOf(line);
     inside = Rows::Load(words + rows, rows);
     Rows::TakeParity(inside);
-    inside ^= carry_ & (line.strip == strip_ ? ~std::uint64_t{0} : 0);
+    inside = inside ^ (carry_ & (line.strip == strip_ ? ~std::uint64_t{0} : 0));
     carry_ = -(inside >> 63);
     strip_ = line.strip;
     cover = Rows::Load(words, rows);

@@ -76,7 +76,7 @@ class FlatBand {
       rows.Expect(lines[i].strip, band_.FirstPixelOf(lines[i].word));
       Vector drawn, inside;
       walk.Take(band_, lines[i], drawn, inside);
-      drawn &= inside;
+      drawn = drawn & inside;
       if constexpr (Q == 1) {
         Store(Counts(i), std::uint64_t{drawn[0]});
       } else {
@@ -90,7 +90,7 @@ class FlatBand {
     for (std::int32_t i = 0; i < count; ++i) BlendLine(painter, one, rows[lines[i].strip], lines[i], i);
   }
   static constexpr OutlineSide kNone = OutlineSide::kNone;
-  using Rows = RowWords<kStripRows<Q>>;
+  using Rows = StripWords<kStripRows<Q>>;
   using Vector = typename Rows::Vector;
 
   // Samples of each pixel of a line.
@@ -110,7 +110,7 @@ class FlatBand {
 
   // A pixel's rows are one byte or two: bits are added up to pairs, fours and so on, then row to row.
   ORVANDEL_INLINE static void CountBytes(Vector counts, std::uint16_t* to) {
-    counts -= counts >> 1 & 0x5555555555555555U;
+    counts = counts - (counts >> 1 & 0x5555555555555555U);
     counts = (counts & 0x3333333333333333U) + (counts >> 2 & 0x3333333333333333U);
     counts = (counts + (counts >> 4)) & 0x0F0F0F0F0F0F0F0FU;
     if constexpr (Q == 16) {

@@ -44,7 +44,7 @@ class ShapePass {
   }
 
  private:
-  using Rows = RowWords<kStripRows<Q>>;
+  using Rows = StripWords<kStripRows<Q>>;
   using Vector = typename Rows::Vector;
 
   // Whole strips of lines.
