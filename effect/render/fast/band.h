@@ -116,6 +116,9 @@ class Band {
   std::uint16_t* Smallest(std::int32_t strip, std::int32_t word) const {
     return job_.band.smallest + 64 * (static_cast<std::size_t>(strip) * (stripStride_ / 2) + WordOffset(word) / 2);
   }
+  // Whether the strip has cells that are not simple, see profile_band.h. So it has as soon as two pieces cover one
+  // cell; of `twice` nothing is set elsewhere.
+  std::uint8_t& Bad(std::int32_t strip) const { return job_.band.badStrips[strip]; }
   std::uint64_t* Dirty(std::int32_t strip) const { return dirty_ + static_cast<std::size_t>(strip) * dirtyStride_; }
   std::uint16_t* Counters(std::int32_t pixelRow) const {
     return job_.band.counters + static_cast<std::size_t>(pixelRow) * job_.counterStride;

@@ -83,6 +83,7 @@ void ClearBand(const BandPlan& plan, const BandMemory& memory) {
   std::memset(memory.lineCounters, 0, LineCounters(sizes) * sizeof *memory.lineCounters);
   if (!plan.varies) return;
   std::memset(memory.twice, 0, rows * sizes.wordStride / 2 * sizeof *memory.twice);
+  std::memset(memory.badStrips, 0, rows + kMostRowsOfBatch);
   std::memset(memory.counters, 0, Counters(plan, sizes) * sizeof *memory.counters);
 }
 

@@ -16,9 +16,13 @@ ORVANDEL_INLINE void MarkRun(const Band<Q>& band, std::int32_t row, std::int32_t
   const std::uint64_t firstBit = std::uint64_t{1} << (first - firstWord * grid.BitsPerWord());
   const std::uint64_t lastBit = std::uint64_t{1} << (last - lastWord * grid.BitsPerWord());
   const std::ptrdiff_t rows = grid.StripRows();
-  const auto cover = [&place, rows ](std::int32_t word, std::uint64_t bits) __attribute__((always_inline)) {
+  const std::int32_t strip = grid.StripOf(row);
+  const auto cover = [&](std::int32_t word, std::uint64_t bits) __attribute__((always_inline)) {
     std::uint64_t& covered = place.cover[word * 2 * rows];
-    if constexpr (countTwice) place.twice[word * rows] |= covered & bits;
+    if (countTwice && (covered & bits) != 0) {
+      place.twice[word * rows] |= covered & bits;
+      band.Bad(strip) = 1;
+    }
     covered |= bits;
   };
   if (firstWord == lastWord) {
@@ -31,7 +35,7 @@ ORVANDEL_INLINE void MarkRun(const Band<Q>& band, std::int32_t row, std::int32_t
   }
   if (side == OutlineSide::kLeft) place.cross[firstWord * 2 * rows] ^= firstBit;
   if (side == OutlineSide::kRight) place.cross[lastWord * 2 * rows] ^= lastBit;
-  band.Touch(grid.StripOf(row), firstWord, lastWord);
+  band.Touch(strip, firstWord, lastWord);
 }
 
 #if defined(__AVX2__)
@@ -73,31 +77,37 @@ ORVANDEL_INLINE GroupBits BitsOfGroup(const RowInts& first, const RowInts& last,
 #endif
 }
 
-// Sets the marks of a group in one word column, from where its first row has its words.
-template <int Q, bool countTwice>
-ORVANDEL_INLINE void MarkWord(const RowPlace& place, std::int32_t word, const GroupBits& bits) {
-  const std::ptrdiff_t rows = kStripRows<Q>;
-  auto* cover = reinterpret_cast<GroupWords*>(place.cover + word * 2 * rows);
-  auto* cross = reinterpret_cast<GroupWords*>(place.cross + word * 2 * rows);
 #if defined(__AVX512F__)
-  const __m512i before = _mm512_loadu_si512(cover);
-  _mm512_storeu_si512(cover, _mm512_or_si512(before, bits.cover));
-  if constexpr (countTwice) {
-    std::uint64_t* twice = place.twice + word * rows;
-    const __m512i again = _mm512_and_si512(before, bits.cover);
-    _mm512_storeu_si512(twice, _mm512_or_si512(_mm512_loadu_si512(twice), again));
-  }
-  _mm512_storeu_si512(cross, _mm512_xor_si512(_mm512_loadu_si512(cross), bits.cross));
+ORVANDEL_INLINE GroupWords LoadWords(const std::uint64_t* from) { return _mm512_loadu_si512(from); }
+ORVANDEL_INLINE void StoreWords(std::uint64_t* to, const GroupWords& words) { _mm512_storeu_si512(to, words); }
+ORVANDEL_INLINE bool AnyBit(const GroupWords& words) { return _mm512_test_epi64_mask(words, words) != 0; }
 #else
-  const __m256i before = _mm256_loadu_si256(cover);
-  _mm256_storeu_si256(cover, _mm256_or_si256(before, bits.cover));
-  if constexpr (countTwice) {
-    auto* twice = reinterpret_cast<__m256i*>(place.twice + word * rows);
-    const __m256i again = _mm256_and_si256(before, bits.cover);
-    _mm256_storeu_si256(twice, _mm256_or_si256(_mm256_loadu_si256(twice), again));
-  }
-  _mm256_storeu_si256(cross, _mm256_xor_si256(_mm256_loadu_si256(cross), bits.cross));
+ORVANDEL_INLINE GroupWords LoadWords(const std::uint64_t* from) { return _mm256_loadu_si256((const __m256i*)from); }
+ORVANDEL_INLINE void StoreWords(std::uint64_t* to, const GroupWords& words) {
+  _mm256_storeu_si256((__m256i*)to, words);
+}
+ORVANDEL_INLINE bool AnyBit(const GroupWords& words) { return _mm256_testz_si256(words, words) == 0; }
 #endif
+
+// A group's place in its strip.
+struct GroupPlace {
+  RowPlace rows;      // of its first row
+  std::uint8_t* bad;  // the strip's mark, see Band::Bad
+};
+
+// Sets the marks of a group in one word column.
+template <int Q, bool countTwice>
+ORVANDEL_INLINE void MarkWord(const GroupPlace& place, std::int32_t word, const GroupBits& bits) {
+  const std::ptrdiff_t offset = word * std::ptrdiff_t{kStripRows<Q>};
+  std::uint64_t *cover = place.rows.cover + 2 * offset, *cross = place.rows.cross + 2 * offset;
+  const GroupWords before = LoadWords(cover), again = before & bits.cover;
+  if (countTwice && AnyBit(again)) {
+    std::uint64_t* twice = place.rows.twice + offset;
+    StoreWords(twice, LoadWords(twice) | again);
+    *place.bad = 1;
+  }
+  StoreWords(cover, before | bits.cover);
+  StoreWords(cross, LoadWords(cross) ^ bits.cross);
 }
 
 // The marks of a group of rows, ready to be set.
@@ -152,8 +162,9 @@ ORVANDEL_INLINE void PrepareGroup(const RowCells& cells, const SideMasks& masks,
 template <int Q, bool countTwice>
 ORVANDEL_INLINE void MarkGroup(const Band<Q>& band, const GroupMarks& marks) {
   static_assert(kStripRows<Q> % kRowGroup == 0);
+  const std::int32_t strip = band.Sizes().StripOf(marks.row);
+  const GroupPlace place{band.PlaceOf(marks.row), countTwice ? &band.Bad(strip) : nullptr};
   RowInts first = marks.first, last = marks.last, crossing = marks.crossing;
-  const RowPlace place = band.PlaceOf(marks.row);
   const auto mark = [&](std::int32_t word) __attribute__((always_inline)) {
     MarkWord<Q, countTwice>(place, word, BitsOfGroup(first, last, crossing));
   };
@@ -168,7 +179,7 @@ ORVANDEL_INLINE void MarkGroup(const Band<Q>& band, const GroupMarks& marks) {
     crossing -= 64;
     mark(word);
   } while (word < marks.lastWord);
-  band.Touch(band.Sizes().StripOf(marks.row), marks.firstWord, marks.lastWord);
+  band.Touch(strip, marks.firstWord, marks.lastWord);
 }
 #endif
 

@@ -43,6 +43,7 @@ class ProfileBand {
       }
       BlendLines(rows, lines, count);
     });
+    for (std::int32_t strip = 0; strip < Band<Q>::StripsOf(pixelRows); ++strip) band_.Bad(strip) = 0;
   }
 
  private:

@@ -43,7 +43,7 @@ class SamplePass {
 
   // Counts the cells of a line that are not simple.
   void FinishLine(const Line& line) const {
-    if (band_.Job().band.badStrips[line.strip] != 0) CountBadCells(line);
+    if (band_.Bad(line.strip) != 0) CountBadCells(line);
   }
 
  private:
@@ -105,7 +105,7 @@ class SamplePass {
   void AddRun(std::int32_t row, Samples run) const {
     const Grid<Q>& grid = band_.Sizes();
     const std::int32_t strip = grid.StripOf(row), subRow = row - strip * grid.StripRows();
-    const std::uint64_t* bad = band_.Job().band.badStrips[strip] != 0 ? band_.PlaceOf(row).twice : nullptr;
+    const std::uint64_t* bad = band_.Bad(strip) != 0 ? band_.PlaceOf(row).twice : nullptr;
     std::uint16_t* counters = band_.Counters(grid.RowOf(row));
     std::int32_t x = run.first - band_.FirstColumn();
     const std::int32_t end = x + run.count;
@@ -156,7 +156,7 @@ class SamplePass {
   // Whether words that the run lies in have cells that are not simple.
   bool AnyBad(std::int32_t row, std::int32_t first, std::int32_t count) const {
     const Grid<Q>& grid = band_.Sizes();
-    if (band_.Job().band.badStrips[grid.StripOf(row)] == 0) return false;
+    if (band_.Bad(grid.StripOf(row)) == 0) return false;
     const std::uint64_t* bad = band_.PlaceOf(row).twice;
     const std::int32_t lastWord = grid.WordOf(first + count - 1);
     std::uint64_t any = 0;
@@ -199,7 +199,7 @@ class SamplePass {
     constexpr std::size_t kStrips = Larger(kLanes / kStripRows<Q>, 1);
     std::uint64_t bad[2] = {};
     static_assert(kStrips <= sizeof bad);
-    __builtin_memcpy(bad, band_.Job().band.badStrips + band_.Sizes().StripOf(batch), kStrips);
+    __builtin_memcpy(bad, &band_.Bad(band_.Sizes().StripOf(batch)), kStrips);
     return (bad[0] | bad[1]) != 0;
   }
 

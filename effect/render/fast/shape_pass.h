@@ -38,7 +38,6 @@ class ShapePass {
   // nothing is left.
   void Resolve(std::int32_t pixelRows) {
     queue_.Flush();
-    __builtin_memset(band_.Job().band.badStrips, 0, static_cast<std::size_t>(Larger(pixelRows, 0) + kMostRowsOfBatch));
     band_.template ForLines<false>(pixelRows, false,
                                    [&](const Line* lines, std::int32_t count) { ResolveLines(lines, count); });
   }
@@ -54,7 +53,8 @@ class ShapePass {
       const Line& line = lines[i];
       Vector cover, inside;
       walk.Take(band_, line, cover, inside);
-      const Vector bad = Rows::Load(band_.Twice(line.strip, line.word), StripRows()) | (cover & ~inside);
+      Vector bad = cover & ~inside;
+      if (band_.Bad(line.strip) != 0) bad = bad | Rows::Load(band_.Twice(line.strip, line.word), StripRows());
       if (Rows::Any(bad)) KeepBadCells(line, inside, bad);
     }
   }
@@ -62,7 +62,7 @@ class ShapePass {
   void KeepBadCells(const Line& line, const Vector& inside, const Vector& bad) const {
     Rows::Store(band_.WordsOf(line) + StripRows(), inside, StripRows());
     Rows::Store(band_.Twice(line.strip, line.word), bad, StripRows());
-    band_.Job().band.badStrips[line.strip] = 1;
+    band_.Bad(line.strip) = 1;
     std::uint16_t* smallest = band_.Smallest(line.strip, line.word);
     for (std::int32_t i = 0; i < 64 * StripRows(); ++i) smallest[i] = kIndexEntries - 1;
   }

@@ -82,7 +82,7 @@ struct BandMemory {
                                 // line's pixels is 0 where lines are shorter than vectors.
   Chunk* chunks;                // kMostChunks a line, holds what it will
   std::uint16_t* smallest;      // holds what it will
-  std::uint8_t* badStrips;      // holds what it will
+  std::uint8_t* badStrips;      // see Band::Bad
   Line* lines;                  // holds what it will
 };
 
