@@ -40,6 +40,13 @@ inline Ints SmallestOfGroup(const Ints& v) {
   if constexpr (size >= 8) all = smaller(all, _mm512_shuffle_i32x4(all, all, _MM_PERM_CDAB));
   if constexpr (size >= 16) all = smaller(all, _mm512_shuffle_i32x4(all, all, _MM_PERM_BADC));
   return (Ints)all;
+#elif defined(__AVX2__)
+  const auto smaller = [](__m256i a, __m256i b) { return _mm256_min_epi32(a, b); };
+  auto all = (__m256i)v;
+  if constexpr (size >= 2) all = smaller(all, _mm256_shuffle_epi32(all, 0xB1));
+  if constexpr (size >= 4) all = smaller(all, _mm256_shuffle_epi32(all, 0x4E));
+  if constexpr (size >= 8) all = smaller(all, _mm256_permute2x128_si256(all, all, 1));
+  return (Ints)all;
 #else
   Ints result;
   for (int i = 0; i < kLanes; i += size) {
@@ -51,22 +58,37 @@ inline Ints SmallestOfGroup(const Ints& v) {
 #endif
 }
 
+#if defined(__AVX2__)
+// Lane k: the smallest lane of the k-th vector, for the first three.
+ORVANDEL_INLINE FourInts SmallestOfThree(const Ints& first, const Ints& second, const Ints& third) {
+#if defined(__AVX512F__)
+  const auto smaller = [](__m512i a, __m512i b) { return _mm512_min_epi32(a, b); };
+  const auto a = (__m512i)first, b = (__m512i)second, c = (__m512i)third;
+  const __m512i ab = smaller(_mm512_unpacklo_epi32(a, b), _mm512_unpackhi_epi32(a, b));
+  const __m512i cc = smaller(_mm512_unpacklo_epi32(c, c), _mm512_unpackhi_epi32(c, c));
+  const __m512i abc = smaller(_mm512_unpacklo_epi64(ab, cc), _mm512_unpackhi_epi64(ab, cc));
+  const __m256i half = _mm256_min_epi32(_mm512_castsi512_si256(abc), _mm512_extracti64x4_epi64(abc, 1));
+#else
+  const auto smaller = [](__m256i a, __m256i b) { return _mm256_min_epi32(a, b); };
+  const auto a = (__m256i)first, b = (__m256i)second, c = (__m256i)third;
+  const __m256i ab = smaller(_mm256_unpacklo_epi32(a, b), _mm256_unpackhi_epi32(a, b));
+  const __m256i cc = smaller(_mm256_unpacklo_epi32(c, c), _mm256_unpackhi_epi32(c, c));
+  const __m256i half = smaller(_mm256_unpacklo_epi64(ab, cc), _mm256_unpackhi_epi64(ab, cc));
+#endif
+  return (FourInts)_mm_min_epi32(_mm256_castsi256_si128(half), _mm256_extracti128_si256(half, 1));
+}
+#endif
+
 // Over the lanes where `filled`, of which there are some: the largest skip, the smallest and the largest end.
 struct LaneLimits {
   std::int32_t largestSkip, smallestEnd, largestEnd;
 };
 inline LaneLimits LimitsOf(const Ints& filled, const Ints& skip, const Ints& end) {
   const Ints none = Ints{} + kNoFirstRow;
-#if defined(__AVX512F__)
+#if defined(__AVX2__)
   // The smallest of three vectors together; largest numbers are smallest ones of the other sign.
-  const auto smaller = [](__m512i a, __m512i b) { return _mm512_min_epi32(a, b); };
-  const auto a = (__m512i)(filled ? -skip : none), b = (__m512i)(filled ? end : none);
-  const auto c = (__m512i)(filled ? -end : none);
-  const __m512i ab = smaller(_mm512_unpacklo_epi32(a, b), _mm512_unpackhi_epi32(a, b));
-  const __m512i cc = smaller(_mm512_unpacklo_epi32(c, c), _mm512_unpackhi_epi32(c, c));
-  const __m512i abc = smaller(_mm512_unpacklo_epi64(ab, cc), _mm512_unpackhi_epi64(ab, cc));
-  const __m256i half = _mm256_min_epi32(_mm512_castsi512_si256(abc), _mm512_extracti64x4_epi64(abc, 1));
-  const auto all = (FourInts)_mm_min_epi32(_mm256_castsi256_si128(half), _mm256_extracti128_si256(half, 1));
+  const Ints a = filled ? -skip : none, b = filled ? end : none, c = filled ? -end : none;
+  const auto all = SmallestOfThree(a, b, c);
   return {-all[0], all[1], -all[2]};
 #else
   return {LargestLane(filled ? skip : Ints{}), SmallestLane(filled ? end : none), LargestLane(filled ? end : Ints{})};

@@ -14,8 +14,8 @@ class NarrowWindow {
  public:
   static constexpr std::int32_t kEntries = 64;
 
-  ORVANDEL_INLINE NarrowWindow(const std::uint8_t* alphas, std::int32_t first)
-      : first_(_mm256_set1_epi16(static_cast<std::int16_t>(first))) {
+  ORVANDEL_INLINE void Place(const std::uint8_t* alphas, std::int32_t first) {
+    first_ = _mm256_set1_epi16(static_cast<std::int16_t>(first));
     for (int i = 0; i < 4; ++i) {
       parts_[i] = _mm256_broadcastsi128_si256(_mm_loadu_si128((const __m128i*)(alphas + first + 16 * i)));
     }

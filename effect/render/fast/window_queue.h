@@ -179,7 +179,7 @@ class WindowQueue {
 
 namespace orvandel::fast::ORVANDEL_KERNELS {
 
-// Summed at once, in a window for every four columns.
+// Summed at once, in a window for every four columns or, where that is enough, for every eight.
 template <int Q>
 class WindowQueue {
  public:
@@ -190,17 +190,30 @@ class WindowQueue {
   // False when the batch does not fit a window; otherwise its alphas are in the counters.
   bool Add(const std::uint8_t* alphas) const {
     static_assert(Q % 4 == 0);
-    const LaneBatch<Q>& batch = batch_;
     WindowFit fit;
-    if (!fit.Fits(batch, 4, NarrowWindow::kEntries)) return false;
+    if (fit.Fits(batch_, 8, NarrowWindow::kEntries)) return AddColumns<8>(alphas, fit);
+    return fit.Fits(batch_, 4, NarrowWindow::kEntries) && AddColumns<4>(alphas, fit);
+  }
+  void Flush() {}
+
+ private:
+  typedef std::uint64_t Totals __attribute__((vector_size(32)));
+
+  // With a window for every `together` columns.
+  template <int together>
+  bool AddColumns(const std::uint8_t* alphas, WindowFit& fit) const {
+    const LaneBatch<Q>& batch = batch_;
     const __m256i filled = NarrowWindow::AllOf(batch.filled);
     Floats at = batch.u;
+    NarrowWindow window;
     for (std::int32_t x = 0; x < batch.columns; x += 4 * Q) {
       __m256i totals{};
+#pragma GCC unroll 4
       for (int pixel = 0; pixel < 4; ++pixel) {
         __m256i sums{};
+#pragma GCC unroll 4
         for (int four = 0; four < Q; four += 4) {
-          const NarrowWindow window(alphas, fit.Next());
+          if ((pixel * Q + four) % together == 0) window.Place(alphas, fit.Next());
           sums = _mm256_add_epi64(sums, SumsOfFour(batch, filled, window, x + pixel * Q + four, at));
         }
         totals = _mm256_or_si256(totals, _mm256_sll_epi64(sums, _mm_cvtsi32_si128(16 * pixel)));
@@ -211,10 +224,6 @@ class WindowQueue {
     }
     return true;
   }
-  void Flush() {}
-
- private:
-  typedef std::uint64_t Totals __attribute__((vector_size(32)));
 
   // Of columns from .. from + 3: two sums for every four rows.
   ORVANDEL_INLINE static __m256i SumsOfFour(const LaneBatch<Q>& batch, const __m256i& filled,
