@@ -77,12 +77,18 @@ class MarkQueue {
     for (std::int32_t i = 0; i < pieceCount_; ++i) {
       const TameEdges edges(pieces_[i]);
       const std::int32_t end = pieces_[i].end;
-      for (std::int32_t y = pieces_[i].firstGroup; y < end; y += kRowGroup) {
+      for (std::int32_t y = pieces_[i].firstGroup; y < end; y += kTameRows) {
         TameCuts cuts;
+        TameColumns columns;
         edges.Cut(y, cuts);
-        PrepareTameGroup(cuts, lo, hi, firstColumn, waiting_[count]);
-        waiting_[count].row = y - firstRow;
-        count = Keep(count);
+        TakeTameColumns(cuts, lo, hi, firstColumn, columns);
+        // The lower group takes the upper one's place when that has no trace.
+        GroupMarks& upper = waiting_[count];
+        GroupMarks& lower = waiting_[count + (columns.UpperTraced() != 0 ? 1 : 0)];
+        upper.row = y - firstRow;
+        PrepareTameGroups(cuts, columns, upper, lower);
+        lower.row = y - firstRow + kRowGroup;
+        count = Keep(static_cast<std::int32_t>(&lower - waiting_));
       }
     }
     count_ = count;
@@ -113,7 +119,7 @@ class MarkQueue {
 #if defined(__AVX2__)
   static constexpr bool kWaits = Q != 0 && Q % 4 == 0;
   static constexpr std::int32_t kMost = kWaits ? 64 : 1;
-  GroupMarks waiting_[kMost];
+  GroupMarks waiting_[kMost + 1];
 #endif
 #if defined(__AVX512F__)
   static constexpr std::int32_t kMostPieces = kWaits ? 32 : 1;

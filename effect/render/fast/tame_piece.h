@@ -1,4 +1,4 @@
-// Tame pieces, eight rows at a time, all four edges together.
+// Tame pieces, sixteen rows at a time, all four edges together.
 //
 // Where no more than two edges are active on any row, a row's two are the first and the last active slot, and which
 // slots are active is a mask over rows. So a piece needs no stretches between the rows where edges begin and end. And
@@ -35,79 +35,122 @@ struct TamePiece {
     Store(rows, count);
     rowsAtLeft = piece.outlineSlot == 0 ? count[0] : 0;
     rowsAtRight = piece.outlineSlot == 0 ? 0 : count[3];
-    firstGroup = y - ((y - bandRow) & (kRowGroup - 1));
+    firstGroup = y - ((y - bandRow) & (2 * kRowGroup - 1));
     end = rowEnd;
     xBehind = even.end;
     return even.all;
   }
 };
 
-// One row a lane; masks have one bit a row.
+// Rows cut together: two groups. One row a lane; masks have one bit a row.
+inline constexpr int kTameRows = 2 * kRowGroup;
 struct TameCuts {
-  __m256 leftX, rightX;      // ordered; the left one behind the right one where there is nothing
-  __mmask8 atLeft, atRight;  // the outline is that edge, and not the only one
+  __m512 leftX, rightX;       // ordered; the left one behind the right one where there is nothing
+  __mmask16 atLeft, atRight;  // the outline is that edge, and not the only one
 };
 
 // A tame piece's edges with the same number in all lanes.
 class TameEdges {
  public:
   ORVANDEL_INLINE explicit TameEdges(const TamePiece& piece)
-      : rowsAtLeft_(_mm256_set1_epi32(piece.rowsAtLeft)), rowsAtRight_(_mm256_set1_epi32(piece.rowsAtRight)) {
+      : rowsAtLeft_(_mm512_set1_epi32(piece.rowsAtLeft)), rowsAtRight_(_mm512_set1_epi32(piece.rowsAtRight)) {
     for (int slot = 0; slot < 4; ++slot) {
-      x_[slot] = _mm256_set1_ps(piece.x[slot]);
-      step_[slot] = _mm256_set1_ps(piece.step[slot]);
-      start_[slot] = _mm256_set1_epi32(piece.start[slot]);
-      rows_[slot] = _mm256_set1_epi32(piece.rows[slot]);
+      x_[slot] = _mm512_set1_ps(piece.x[slot]);
+      step_[slot] = _mm512_set1_ps(piece.step[slot]);
+      start_[slot] = _mm512_set1_epi32(piece.start[slot]);
+      rows_[slot] = _mm512_set1_epi32(piece.rows[slot]);
     }
   }
 
-  // Rows y .. y + 7. Of two edges the other one is moved up to the outline; where only one is active there is no
-  // crossing, and at most a run without samples.
+  // Rows y .. y + kTameRows - 1. Of two edges the other one is moved up to the outline; where only one is active there
+  // is no crossing, and at most a run without samples.
   ORVANDEL_INLINE void Cut(std::int32_t y, TameCuts& cuts) const {
-    const __m256i rows = _mm256_add_epi32(_mm256_set1_epi32(y), _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7));
-    __m256 x[4];
-    __m256i row[4];  // from the edge's first
-    __mmask8 active[4];
+    const __m512i lane = _mm512_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15);
+    const __m512i rows = _mm512_add_epi32(_mm512_set1_epi32(y), lane);
+    __m512 x[4];
+    __m512i row[4];  // from the edge's first
+    __mmask16 active[4];
     for (int slot = 0; slot < 4; ++slot) {
-      row[slot] = _mm256_sub_epi32(rows, start_[slot]);
-      active[slot] = _mm256_cmplt_epu32_mask(row[slot], rows_[slot]);
-      x[slot] = _mm256_fmadd_ps(_mm256_cvtepi32_ps(row[slot]), step_[slot], x_[slot]);
+      row[slot] = _mm512_sub_epi32(rows, start_[slot]);
+      active[slot] = _mm512_cmplt_epu32_mask(row[slot], rows_[slot]);
+      x[slot] = _mm512_fmadd_ps(_mm512_cvtepi32_ps(row[slot]), step_[slot], x_[slot]);
     }
-    __m256 left = _mm256_mask_mov_ps(_mm256_set1_ps(1e30F), active[2], x[2]);
-    left = _mm256_mask_mov_ps(left, active[1], x[1]);
-    left = _mm256_mask_mov_ps(left, active[0], x[0]);
-    __m256 right = _mm256_mask_mov_ps(_mm256_set1_ps(-1e30F), active[1], x[1]);
-    right = _mm256_mask_mov_ps(right, active[2], x[2]);
-    right = _mm256_mask_mov_ps(right, active[3], x[3]);
-    const __mmask8 inner = _kor_mask8(active[1], active[2]);
-    cuts.atLeft = _mm256_mask_cmplt_epu32_mask(_kor_mask8(inner, active[3]), row[0], rowsAtLeft_);
-    cuts.atRight = _mm256_mask_cmplt_epu32_mask(_kor_mask8(inner, active[0]), row[3], rowsAtRight_);
-    cuts.leftX = _mm256_mask_min_ps(left, cuts.atRight, left, right);
-    cuts.rightX = _mm256_mask_max_ps(right, cuts.atLeft, right, left);
+    __m512 left = _mm512_mask_mov_ps(_mm512_set1_ps(1e30F), active[2], x[2]);
+    left = _mm512_mask_mov_ps(left, active[1], x[1]);
+    left = _mm512_mask_mov_ps(left, active[0], x[0]);
+    __m512 right = _mm512_mask_mov_ps(_mm512_set1_ps(-1e30F), active[1], x[1]);
+    right = _mm512_mask_mov_ps(right, active[2], x[2]);
+    right = _mm512_mask_mov_ps(right, active[3], x[3]);
+    const __mmask16 inner = _kor_mask16(active[1], active[2]);
+    cuts.atLeft = _mm512_mask_cmplt_epu32_mask(_kor_mask16(inner, active[3]), row[0], rowsAtLeft_);
+    cuts.atRight = _mm512_mask_cmplt_epu32_mask(_kor_mask16(inner, active[0]), row[3], rowsAtRight_);
+    cuts.leftX = _mm512_mask_min_ps(left, cuts.atRight, left, right);
+    cuts.rightX = _mm512_mask_max_ps(right, cuts.atLeft, right, left);
   }
 
  private:
-  __m256 x_[4], step_[4];
-  __m256i start_[4], rows_[4];
-  __m256i rowsAtLeft_, rowsAtRight_;
+  __m512 x_[4], step_[4];
+  __m512i start_[4], rows_[4];
+  __m512i rowsAtLeft_, rowsAtRight_;
 };
 
-// The marks but for their row.
-ORVANDEL_INLINE void PrepareTameGroup(const TameCuts& cuts, std::int32_t lo, std::int32_t hi, std::int32_t firstColumn,
-                                      GroupMarks& marks) {
-  const __m512 x = _mm512_insertf32x8(_mm512_castps256_ps512(cuts.leftX), cuts.rightX, 1);
-  __m512i ends = _mm512_cvt_roundps_epi32(x, _MM_FROUND_TO_NEG_INF | _MM_FROUND_NO_EXC);
-  const __mmask8 traced =
-      _mm256_mask_cmp_ps_mask(_mm256_cmple_epi32_mask(_mm512_castsi512_si256(ends), _mm256_set1_epi32(hi)), cuts.leftX,
-                              cuts.rightX, _CMP_LE_OQ);
-  ends = _mm512_max_epi32(_mm512_min_epi32(ends, _mm512_set1_epi32(hi)), _mm512_set1_epi32(lo));
-  // Rows without a trace begin and end behind all columns, and so do crossings that are none.
-  ends = _mm512_mask_sub_epi32(_mm512_set1_epi32(kBehind), _mm512_kunpackb(traced, traced), ends,
-                               _mm512_set1_epi32(firstColumn));
-  PlaceGroup(ends, marks);
-  const __m256i crossing = _mm256_mask_mov_epi32(_mm256_set1_epi32(kBehind), cuts.atLeft, (__m256i)marks.first);
-  marks.crossing = (RowInts)_mm256_mask_mov_epi32(crossing, cuts.atRight, (__m256i)marks.last);
-  marks.traced = traced;
+// The columns of two groups' rows, from the band's first one.
+struct TameColumns {
+  __m512i first, last;  // kBehind where there is no trace
+  __mmask16 traced;
+
+  unsigned UpperTraced() const { return traced & ((1U << kRowGroup) - 1); }
+  unsigned LowerTraced() const { return unsigned{traced} >> kRowGroup; }
+};
+ORVANDEL_INLINE void TakeTameColumns(const TameCuts& cuts, std::int32_t lo, std::int32_t hi, std::int32_t firstColumn,
+                                     TameColumns& columns) {
+  constexpr int kDown = _MM_FROUND_TO_NEG_INF | _MM_FROUND_NO_EXC;
+  const __m512i first = _mm512_cvt_roundps_epi32(cuts.leftX, kDown),
+                last = _mm512_cvt_roundps_epi32(cuts.rightX, kDown);
+  const __m512i lowest = _mm512_set1_epi32(lo), highest = _mm512_set1_epi32(hi);
+  columns.traced =
+      _mm512_mask_cmp_ps_mask(_mm512_cmple_epi32_mask(first, highest), cuts.leftX, cuts.rightX, _CMP_LE_OQ);
+  const auto placed = [&](const __m512i& column) __attribute__((always_inline)) {
+    const __m512i within = _mm512_max_epi32(_mm512_min_epi32(column, highest), lowest);
+    return _mm512_mask_sub_epi32(_mm512_set1_epi32(kBehind), columns.traced, within, _mm512_set1_epi32(firstColumn));
+  };
+  columns.first = placed(first);
+  columns.last = placed(last);
+}
+
+// The marks but for their row. `lower` may be `upper`: then it takes its place.
+ORVANDEL_INLINE void PrepareTameGroups(const TameCuts& cuts, const TameColumns& columns, GroupMarks& upper,
+                                       GroupMarks& lower) {
+  // As PlaceGroup does it.
+  const __m256i firstWords = _mm512_cvtepi32_epi16(_mm512_srli_epi32(columns.first, 6));
+  const __m256i fromEnd =
+      _mm256_sub_epi16(_mm256_set1_epi16(-2), _mm512_cvtepi32_epi16(_mm512_srli_epi32(columns.last, 6)));
+  const __m128i upperFirst = _mm_minpos_epu16(_mm256_castsi256_si128(firstWords));
+  const __m128i lowerFirst = _mm_minpos_epu16(_mm256_extracti128_si256(firstWords, 1));
+  const auto lastOf = [](const __m128i& words) __attribute__((always_inline)) {
+    return -2 - static_cast<std::int16_t>(_mm_extract_epi16(_mm_minpos_epu16(words), 0));
+  };
+  upper.firstWord = _mm_extract_epi16(upperFirst, 0);
+  lower.firstWord = _mm_extract_epi16(lowerFirst, 0);
+  upper.lastWord = lastOf(_mm256_castsi256_si128(fromEnd));
+  lower.lastWord = lastOf(_mm256_extracti128_si256(fromEnd, 1));
+  const auto startOf = [](const __m128i& word) __attribute__((always_inline)) {
+    return _mm256_broadcastd_epi32(_mm_cvtepu16_epi32(word));
+  };
+  const __m512i start =
+      _mm512_slli_epi32(_mm512_inserti64x4(_mm512_castsi256_si512(startOf(upperFirst)), startOf(lowerFirst), 1), 6);
+  const __m512i first = _mm512_sub_epi32(columns.first, start), last = _mm512_sub_epi32(columns.last, start);
+  __m512i crossing = _mm512_mask_mov_epi32(_mm512_set1_epi32(kBehind), cuts.atLeft, first);
+  crossing = _mm512_mask_mov_epi32(crossing, cuts.atRight, last);
+  const auto split = [](const __m512i& rows, RowInts& upperRows, RowInts& lowerRows) __attribute__((always_inline)) {
+    upperRows = (RowInts)_mm512_castsi512_si256(rows);
+    lowerRows = (RowInts)_mm512_extracti64x4_epi64(rows, 1);
+  };
+  split(first, upper.first, lower.first);
+  split(last, upper.last, lower.last);
+  split(crossing, upper.crossing, lower.crossing);
+  upper.traced = columns.UpperTraced();
+  lower.traced = columns.LowerTraced();
 }
 
 }  // namespace orvandel::fast::ORVANDEL_KERNELS
