@@ -45,8 +45,7 @@ class FourPixels {
       const __m512i all = _mm512_packs_epi32(totals_[0], totals_[1]);
       AddToCounters<Q, 1>((Totals512)_mm512_shuffle_epi32(all, _MM_PERM_DBCA), x, counters);
     } else if constexpr (kGroups<Q> == 1) {
-      const auto total = static_cast<std::uint64_t>(_mm512_reduce_add_epi64(totals_[0]));
-      AddFourCounters(counters[0] + x / Q, total);
+      AddFourCounters(counters[0] + x / Q, StripWords<8>::Sum((StripWords<8>::Vector)totals_[0]));
     } else {
       // Two sums for every four rows.
       const __m512i all = _mm512_add_epi64(totals_[0], _mm512_shuffle_epi32(totals_[0], _MM_PERM_BADC));
