@@ -118,24 +118,29 @@ struct GroupMarks {
   unsigned traced;  // bit k: row k leaves a trace
 };
 
+#if defined(__AVX512F__)
+// The words that a group lies in, from those of its rows' first and last columns as numbers of 16 bits, where kBehind
+// comes to the largest one. Returns the first word's first column in all lanes.
+ORVANDEL_INLINE __m256i PlaceWords(const __m128i& firsts, const __m128i& lasts, GroupMarks& marks) {
+  const __m128i first = _mm_minpos_epu16(firsts);
+  // Up to -2 from below: rows without a trace stay out.
+  const __m128i fromEnd = _mm_minpos_epu16(_mm_sub_epi16(_mm_set1_epi16(-2), lasts));
+  marks.firstWord = _mm_extract_epi16(first, 0);
+  marks.lastWord = -2 - static_cast<std::int16_t>(_mm_extract_epi16(fromEnd, 0));
+  return _mm256_slli_epi32(_mm256_broadcastd_epi32(_mm_cvtepu16_epi32(first)), 6);
+}
+#endif
+
 // The words that a group lies in, and where from the first one's first column. Rows without a trace have kBehind in
 // both.
 #if defined(__AVX512F__)
-// `ends`: first, then last.
-ORVANDEL_INLINE void PlaceGroup(const __m512i& ends, GroupMarks& marks) {
-  // Words as numbers of 16 bits, where kBehind comes to the largest; of the last ones those up to -2 from below.
-  const __m256i words = _mm512_cvtepi32_epi16(_mm512_srli_epi32(ends, 6));
-  const __m128i fromEnd = _mm_sub_epi16(_mm_set1_epi16(-2), _mm256_extracti128_si256(words, 1));
-  const __m128i first = _mm_minpos_epu16(_mm256_castsi256_si128(words));
-  marks.firstWord = _mm_extract_epi16(first, 0);
-  marks.lastWord = -2 - static_cast<std::int16_t>(_mm_extract_epi16(_mm_minpos_epu16(fromEnd), 0));
-  const __m512i column = _mm512_slli_epi32(_mm512_broadcastd_epi32(_mm_cvtepu16_epi32(first)), 6);
-  const __m512i placed = _mm512_sub_epi32(ends, column);
-  marks.first = (RowInts)_mm512_castsi512_si256(placed);
-  marks.last = (RowInts)_mm512_extracti64x4_epi64(placed, 1);
-}
 ORVANDEL_INLINE void PlaceGroup(const RowInts& first, const RowInts& last, GroupMarks& marks) {
-  PlaceGroup(_mm512_inserti64x4(_mm512_castsi256_si512((__m256i)first), (__m256i)last, 1), marks);
+  const auto wordOf = [](const RowInts& column) __attribute__((always_inline)) {
+    return _mm256_cvtepi32_epi16(_mm256_srli_epi32((__m256i)column, 6));
+  };
+  const __m256i column = PlaceWords(wordOf(first), wordOf(last), marks);
+  marks.first = (RowInts)_mm256_sub_epi32((__m256i)first, column);
+  marks.last = (RowInts)_mm256_sub_epi32((__m256i)last, column);
 }
 #else
 ORVANDEL_INLINE void PlaceGroup(const RowInts& first, const RowInts& last, GroupMarks& marks) {

@@ -121,24 +121,13 @@ ORVANDEL_INLINE void TakeTameColumns(const TameCuts& cuts, std::int32_t lo, std:
 // The marks but for their row. `lower` may be `upper`: then it takes its place.
 ORVANDEL_INLINE void PrepareTameGroups(const TameCuts& cuts, const TameColumns& columns, GroupMarks& upper,
                                        GroupMarks& lower) {
-  // As PlaceGroup does it.
-  const __m256i firstWords = _mm512_cvtepi32_epi16(_mm512_srli_epi32(columns.first, 6));
-  const __m256i fromEnd =
-      _mm256_sub_epi16(_mm256_set1_epi16(-2), _mm512_cvtepi32_epi16(_mm512_srli_epi32(columns.last, 6)));
-  const __m128i upperFirst = _mm_minpos_epu16(_mm256_castsi256_si128(firstWords));
-  const __m128i lowerFirst = _mm_minpos_epu16(_mm256_extracti128_si256(firstWords, 1));
-  const auto lastOf = [](const __m128i& words) __attribute__((always_inline)) {
-    return -2 - static_cast<std::int16_t>(_mm_extract_epi16(_mm_minpos_epu16(words), 0));
+  const auto wordsOf = [](const __m512i& column) __attribute__((always_inline)) {
+    return _mm512_cvtepi32_epi16(_mm512_srli_epi32(column, 6));
   };
-  upper.firstWord = _mm_extract_epi16(upperFirst, 0);
-  lower.firstWord = _mm_extract_epi16(lowerFirst, 0);
-  upper.lastWord = lastOf(_mm256_castsi256_si128(fromEnd));
-  lower.lastWord = lastOf(_mm256_extracti128_si256(fromEnd, 1));
-  const auto startOf = [](const __m128i& word) __attribute__((always_inline)) {
-    return _mm256_broadcastd_epi32(_mm_cvtepu16_epi32(word));
-  };
-  const __m512i start =
-      _mm512_slli_epi32(_mm512_inserti64x4(_mm512_castsi256_si512(startOf(upperFirst)), startOf(lowerFirst), 1), 6);
+  const __m256i firsts = wordsOf(columns.first), lasts = wordsOf(columns.last);
+  const __m256i upperStart = PlaceWords(_mm256_castsi256_si128(firsts), _mm256_castsi256_si128(lasts), upper);
+  const __m256i lowerStart = PlaceWords(_mm256_extracti128_si256(firsts, 1), _mm256_extracti128_si256(lasts, 1), lower);
+  const __m512i start = _mm512_inserti64x4(_mm512_castsi256_si512(upperStart), lowerStart, 1);
   const __m512i first = _mm512_sub_epi32(columns.first, start), last = _mm512_sub_epi32(columns.last, start);
   __m512i crossing = _mm512_mask_mov_epi32(_mm512_set1_epi32(kBehind), cuts.atLeft, first);
   crossing = _mm512_mask_mov_epi32(crossing, cuts.atRight, last);
