@@ -123,7 +123,7 @@ inline constexpr std::int32_t kMostRowsOfBatch = 16;  // that are sampled togeth
 
 // Pixel rows of a band, at most, but for the last band, which may have one more. With the picture's rows they stay in a
 // cache of the second level.
-inline constexpr std::int32_t kMostBandRows = 16;
+inline constexpr std::int32_t kMostBandRows = 24;
 
 // Lists of lines are written in whole vectors.
 inline constexpr std::size_t kLineSlack = 32;
