@@ -61,21 +61,49 @@ struct GroupBits {
   GroupWords cover, cross;
 };
 
-// first, last and crossing count from the word's first column. A run's bits: ones from `first` on, without ones from
-// `last` on. The vector shift gives 0 for counts of 64 and more, and for negative ones, which count as huge.
-ORVANDEL_INLINE GroupBits BitsOfGroup(const RowInts& first, const RowInts& last, const RowInts& crossing) {
+// Where a group's runs and crossings lie, word column by word column: columns from the word's first.
+class GroupColumns {
+ public:
 #if defined(__AVX512F__)
-  const auto shifted = [](std::int64_t ones, const RowInts& counts) __attribute__((always_inline)) {
-    return _mm512_sllv_epi64(_mm512_set1_epi64(ones), _mm512_cvtepu32_epi64((__m256i)counts));
-  };
-  return {_mm512_andnot_si512(shifted(-1, last), shifted(-1, first)), shifted(1, crossing)};
+  using Columns = __m512i;
+  ORVANDEL_INLINE GroupColumns(const RowInts& first, const RowInts& last, const RowInts& crossing)
+      : first_(_mm512_cvtepu32_epi64((__m256i)first)),
+        last_(_mm512_cvtepu32_epi64((__m256i)last)),
+        crossing_(_mm512_cvtepu32_epi64((__m256i)crossing)) {}
+  // On to the next word.
+  ORVANDEL_INLINE void Advance() {
+    const __m512i word = _mm512_set1_epi64(64), none{};
+    first_ = _mm512_max_epi64(_mm512_sub_epi64(first_, word), none);
+    last_ = _mm512_max_epi64(_mm512_sub_epi64(last_, word), none);
+    crossing_ = _mm512_sub_epi64(crossing_, word);
+  }
+  // A run's bits: ones from `first` on, without ones from `last` on. The vector shift gives 0 for counts of 64 and
+  // more, and for negative ones, which count as huge.
+  ORVANDEL_INLINE GroupBits Bits() const {
+    const __m512i ones = _mm512_set1_epi64(-1);
+    return {_mm512_andnot_si512(_mm512_sllv_epi64(ones, last_), _mm512_sllv_epi64(ones, first_)),
+            _mm512_sllv_epi64(_mm512_set1_epi64(1), crossing_)};
+  }
 #else
-  const auto shifted = [](std::int64_t ones, const RowInts& counts) __attribute__((always_inline)) {
-    return _mm256_sllv_epi64(_mm256_set1_epi64x(ones), _mm256_cvtepu32_epi64((__m128i)counts));
-  };
-  return {_mm256_andnot_si256(shifted(-1, last), shifted(-1, first)), shifted(1, crossing)};
+  using Columns = RowInts;
+  ORVANDEL_INLINE GroupColumns(const RowInts& first, const RowInts& last, const RowInts& crossing)
+      : first_(first), last_(last), crossing_(crossing) {}
+  ORVANDEL_INLINE void Advance() {
+    first_ = LargerLanes(first_ - 64, RowInts{});
+    last_ = LargerLanes(last_ - 64, RowInts{});
+    crossing_ -= 64;
+  }
+  ORVANDEL_INLINE GroupBits Bits() const {
+    const auto shifted = [](std::int64_t ones, const RowInts& counts) __attribute__((always_inline)) {
+      return _mm256_sllv_epi64(_mm256_set1_epi64x(ones), _mm256_cvtepu32_epi64((__m128i)counts));
+    };
+    return {_mm256_andnot_si256(shifted(-1, last_), shifted(-1, first_)), shifted(1, crossing_)};
+  }
 #endif
-}
+
+ private:
+  Columns first_, last_, crossing_;
+};
 
 #if defined(__AVX512F__)
 ORVANDEL_INLINE GroupWords LoadWords(const std::uint64_t* from) { return _mm512_loadu_si512(from); }
@@ -169,20 +197,14 @@ ORVANDEL_INLINE void MarkGroup(const Band<Q>& band, const GroupMarks& marks) {
   static_assert(kStripRows<Q> % kRowGroup == 0);
   const std::int32_t strip = band.Sizes().StripOf(marks.row);
   const GroupPlace place{band.PlaceOf(marks.row), countTwice ? &band.Bad(strip) : nullptr};
-  RowInts first = marks.first, last = marks.last, crossing = marks.crossing;
-  const auto mark = [&](std::int32_t word) __attribute__((always_inline)) {
-    MarkWord<Q, countTwice>(place, word, BitsOfGroup(first, last, crossing));
-  };
-  mark(marks.firstWord);
-  // Two words always: which of one and two it is cannot be guessed either. The row has a word to spare.
+  GroupColumns columns(marks.first, marks.last, marks.crossing);
   std::int32_t word = marks.firstWord;
-  const RowInts none{};
+  MarkWord<Q, countTwice>(place, word, columns.Bits());
+  // Two words always: which of one and two it is cannot be guessed either. The row has a word to spare.
   do {
     ++word;
-    first = LargerLanes(first - 64, none);
-    last = LargerLanes(last - 64, none);
-    crossing -= 64;
-    mark(word);
+    columns.Advance();
+    MarkWord<Q, countTwice>(place, word, columns.Bits());
   } while (word < marks.lastWord);
   band.Touch(strip, marks.firstWord, marks.lastWord);
 }
