@@ -113,22 +113,14 @@ ORVANDEL_INLINE bool Any(const Ints& mask) {
 }
 
 inline std::int32_t SmallestLane(const Ints& v) {
-#if defined(__AVX512F__)
-  return _mm512_reduce_min_epi32((__m512i)v);
-#else
   std::int32_t smallest = v[0];
   for (int i = 1; i < kLanes; ++i) smallest = Smaller<std::int32_t>(smallest, v[i]);
   return smallest;
-#endif
 }
 inline std::int32_t LargestLane(const Ints& v) {
-#if defined(__AVX512F__)
-  return _mm512_reduce_max_epi32((__m512i)v);
-#else
   std::int32_t largest = v[0];
   for (int i = 1; i < kLanes; ++i) largest = Larger<std::int32_t>(largest, v[i]);
   return largest;
-#endif
 }
 
 // Four lanes, in any instruction set.

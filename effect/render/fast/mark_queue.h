@@ -26,9 +26,8 @@ class MarkQueue {
           TakeGroupCells(cuts, masks, lo, hi, firstColumn, cells);
 #if defined(__AVX2__)
           if constexpr (kWaits) {
-            PrepareGroup(cells, masks, waiting_[count]);
             waiting_[count].row = row;
-            count = Keep(count);
+            count = Keep(count, PrepareGroup(cells, masks, waiting_[count]));
             return;
           }
 #endif
@@ -88,7 +87,7 @@ class MarkQueue {
         upper.row = y - firstRow;
         PrepareTameGroups(cuts, columns, upper, lower);
         lower.row = y - firstRow + kRowGroup;
-        count = Keep(static_cast<std::int32_t>(&lower - waiting_));
+        count = Keep(static_cast<std::int32_t>(&lower - waiting_), columns.LowerTraced() != 0);
       }
     }
     count_ = count;
@@ -104,9 +103,9 @@ class MarkQueue {
     }
   }
 
-  // The group behind `count` others stays when it has a trace; returns how many then wait.
-  ORVANDEL_INLINE std::int32_t Keep(std::int32_t count) {
-    count += waiting_[count].traced != 0 ? 1 : 0;
+  // The group behind `count` others stays when it leaves a trace; returns how many then wait.
+  ORVANDEL_INLINE std::int32_t Keep(std::int32_t count, bool traced) {
+    count += traced ? 1 : 0;
     if (count < kMost) return count;
     count_ = count;
     SetMarks();

@@ -143,7 +143,6 @@ struct GroupMarks {
   RowInts first, last, crossing;  // columns, from the first word's first; nothing where they lie behind all words
   std::int32_t row;               // the first one, from the band's first
   std::int32_t firstWord, lastWord;
-  unsigned traced;  // bit k: row k leaves a trace
 };
 
 #if defined(__AVX512F__)
@@ -180,15 +179,15 @@ ORVANDEL_INLINE void PlaceGroup(const RowInts& first, const RowInts& last, Group
 }
 #endif
 
-// All but the row.
-ORVANDEL_INLINE void PrepareGroup(const RowCells& cells, const SideMasks& masks, GroupMarks& marks) {
+// All but the row. Whether any row leaves a trace.
+ORVANDEL_INLINE bool PrepareGroup(const RowCells& cells, const SideMasks& masks, GroupMarks& marks) {
   // Rows without a trace begin and end behind all columns, and so do crossings that are none.
   const RowInts behind = ~cells.traced & kBehind;
   const RowInts first = (cells.first & cells.traced) | behind, last = (cells.last & cells.traced) | behind;
   PlaceGroup(first, last, marks);
   marks.crossing = (marks.first & Load<RowInts>(masks.atLeft)) | (marks.last & Load<RowInts>(masks.atRight)) |
                    Load<RowInts>(masks.neither);
-  marks.traced = LanesOf(cells.traced);
+  return LanesOf(cells.traced) != 0;
 }
 
 // Sets them, word column by word column. A group lies in one strip.

@@ -138,8 +138,6 @@ ORVANDEL_INLINE void PrepareTameGroups(const TameCuts& cuts, const TameColumns& 
   split(first, upper.first, lower.first);
   split(last, upper.last, lower.last);
   split(crossing, upper.crossing, lower.crossing);
-  upper.traced = columns.UpperTraced();
-  lower.traced = columns.LowerTraced();
 }
 
 }  // namespace orvandel::fast::ORVANDEL_KERNELS
