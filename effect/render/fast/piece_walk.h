@@ -18,9 +18,10 @@
 // or more is dropped. On a row that is not wild no sample's u * 500 reaches 501 or falls to -1:
 //   - a ruling of at most kLongestRuling rows drifts by at most half an ulp (2^-24 below u = 2) a row;
 //   - a run of at most kLongestRun samples drifts as much again; all else is relative errors of a few 2^-24;
-//   - together less than 28,700 x 2^-24 < 0.0018; the room is 0.002.
+//   - together less than 30,750 x 2^-24 < 0.00184; the room is 0.002.
 // Longer rulings are asked for the u that they have come to: within kDrifted of 0 and 1, at most kLongestRuling rows
-// further on, it is as good.
+// further on, it is as good. They are asked when the piece is loaded, for all rows to be drawn, and only those that
+// cannot tell so early once more where they are cut.
 // Whether a run is that long is asked where two edges part: a piece from one end of the picture to the other may still
 // be narrow on every row.
 // The first sample's distance from the left edge, 1 - (x - floor(x)), has a rounding error of its own when x is in
@@ -33,8 +34,8 @@
 
 namespace orvandel::fast::ORVANDEL_KERNELS {
 
-inline constexpr std::int32_t kLongestRuling = 4096;
-inline constexpr float kDrifted = 0.0001F;  // 1,678 x 2^-24: together with the above still less than 0.0019
+inline constexpr std::int32_t kLongestRuling = 6144;  // more than 1080 pixel rows of quality 4 have
+inline constexpr float kDrifted = 0.0001F;            // 1,678 x 2^-24: together with the above still less than 0.00194
 inline constexpr std::int32_t kLongestRun = 24576;
 inline constexpr std::int32_t kMostRowsTogether = 8;  // of a group, see row_groups.h
 
@@ -143,15 +144,18 @@ inline void StepEdges(LivePiece& piece, unsigned active, std::int32_t rows) {
   for (; active != 0; active &= active - 1) StepEdge(piece, __builtin_ctz(active), rows);
 }
 
+// Whether u of a ruling stays near enough to 0 and 1 for so many rows.
+ORVANDEL_INLINE bool StaysInRange(const LivePiece& piece, int slot, std::int32_t rows) {
+  const float u = piece.u[slot], last = u + piece.dudy[slot] * static_cast<float>(rows - 1);
+  return Smaller(u, last) >= -kDrifted && Larger(u, last) <= 1.0F + kDrifted && rows <= kLongestRuling;
+}
+
 // Whether samples between the edges in these slots may leave the safe range,
 // for so many rows.
 ORVANDEL_INLINE bool IsWildBetween(const LivePiece& piece, unsigned slots, std::int32_t rows) {
   if (piece.wild) return true;
   for (unsigned left = slots & piece.longRulings; left != 0; left &= left - 1) {
-    const int slot = __builtin_ctz(left);
-    const float u = piece.u[slot], last = u + piece.dudy[slot] * static_cast<float>(rows - 1);
-    const bool inRange = Smaller(u, last) >= -kDrifted && Larger(u, last) <= 1.0F + kDrifted;
-    if (!inRange || rows > kLongestRuling) return true;
+    if (!StaysInRange(piece, __builtin_ctz(left), rows)) return true;
   }
   return false;
 }
@@ -249,6 +253,7 @@ class PieceLoader {
         lo_(job.lo),
         hi_(job.hi),
         firstRow_(job.firstRow),
+        endRow_(job.endRow),
         inWholeGroups_(job.bandRows * job.quality % kMostRowsTogether == 0) {}
 
   void Load(std::int32_t i, LivePiece& piece) const {
@@ -262,11 +267,14 @@ class PieceLoader {
     piece.firstBegin = Smaller(Smaller(piece.first[0], piece.first[1]), Smaller(piece.first[2], piece.first[3]));
     piece.lastEnd = Larger(Larger(piece.end[0], piece.end[1]), Larger(piece.end[2], piece.end[3]));
     Judge(piece, i);
-    piece.tame = inWholeGroups_ && !piece.wild && !piece.wide && piece.longRulings == 0 && !IsCrowded(piece);
+    if (piece.longRulings != 0) BoundRows(piece);
+    const std::int32_t y = Larger(firstRow_, piece.firstBegin);
     for (int slot = 0; slot < 4; ++slot) {
-      const std::int32_t first = piece.first[slot], end = Smaller(firstRow_, piece.end[slot]);
+      const std::int32_t first = piece.first[slot], end = Smaller(y, piece.end[slot]);
       if (first < end) StepEdge(piece, slot, end - first);
     }
+    if (piece.longRulings != 0) SettleLongRulings(piece);
+    piece.tame = inWholeGroups_ && !piece.wild && !piece.wide && piece.longRulings == 0 && !IsCrowded(piece);
   }
 
  private:
@@ -316,12 +324,37 @@ class PieceLoader {
     piece.drift = 4 * drift + 2;  // of two edges, here and on the run's last row, and the cells' rounding
   }
 
+  // Leaves out the rows before the first and behind the last one with two active edges: a long mitre has many that only
+  // one edge meets.
+  static void BoundRows(LivePiece& piece) {
+    piece.firstBegin = kNoFirstRow;
+    piece.lastEnd = kNoEndRow;
+    for (int a = 0; a < 4; ++a) {
+      for (int b = a + 1; b < 4; ++b) {
+        const std::int32_t begin = Larger(piece.first[a], piece.first[b]), end = Smaller(piece.end[a], piece.end[b]);
+        if (begin >= end) continue;
+        piece.firstBegin = Smaller(piece.firstBegin, begin);
+        piece.lastEnd = Larger(piece.lastEnd, end);
+      }
+    }
+  }
+
+  // Long rulings whose u stays in the safe range on all rows to be drawn are as good as others.
+  void SettleLongRulings(LivePiece& piece) const {
+    for (unsigned left = piece.longRulings; left != 0; left &= left - 1) {
+      const int slot = __builtin_ctz(left);
+      const std::int32_t y = Larger(piece.first[slot], Larger(piece.firstBegin, firstRow_));  // where its u stands
+      const std::int32_t end = Smaller(piece.end[slot], Smaller(piece.lastEnd, endRow_));
+      if (y >= end || StaysInRange(piece, slot, end - y)) piece.longRulings &= ~(1U << slot);
+    }
+  }
+
   static std::int32_t Rows(const LivePiece& piece, int slot) {
     return piece.first[slot] == kNoFirstRow ? 0 : piece.end[slot] - piece.first[slot];
   }
 
   const StrokeEdges& edges_;
-  std::int32_t lo_, hi_, firstRow_;
+  std::int32_t lo_, hi_, firstRow_, endRow_;
   bool inWholeGroups_;  // bands end where groups of rows do
 };
 

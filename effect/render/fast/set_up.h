@@ -98,6 +98,9 @@ class StrokeSetUp {
     const Vectors offset{Load<Floats>(edges.offsetX + i), Load<Floats>(edges.offsetY + i)};
     const Ints all = IsPoint(i);
     MakeEdge(i, before, point, all, edges.outline);
+    const Ints first = Load<Ints>(edges.outline.first + i), end = Load<Ints>(edges.outline.end + i);
+    firstCrossed_ = first < firstCrossed_ ? first : firstCrossed_;
+    endCrossed_ = end > endCrossed_ ? end : endCrossed_;
     const Floats side =
         (offsetBefore.y - offset.y) * (offset.x - point.x) - (offsetBefore.x - offset.x) * (offset.y - point.y);
     MakeEdge(i, offsetBefore, offset, all & (side >= 0), edges.offset);
@@ -150,6 +153,8 @@ class StrokeSetUp {
       extent.xMax = Larger<float>(extent.xMax, xMax_[i]);
       extent.yMax = Larger<float>(extent.yMax, yMax_[i]);
     }
+    job_.firstCrossed = SmallestLane(firstCrossed_);
+    job_.endCrossed = LargestLane(endCrossed_);
   }
 
   // Beyond it an edge's x might overflow or not be a number.
@@ -158,6 +163,7 @@ class StrokeSetUp {
   SetUpJob& job_;
   std::int32_t count_;
   Ints unusable_{};
+  Ints firstCrossed_ = Ints{} + kNoFirstRow, endCrossed_ = Ints{} + kNoEndRow;
   Floats xMin_ = Floats{} + __builtin_inff(), yMin_ = xMin_, xMax_ = -xMin_, yMax_ = -xMin_;
 };
 

@@ -43,7 +43,8 @@ struct SetUpJob {
   float columnOffset, rowOffset, scaleX, scaleY;  // layer pixels -> subsamples
   float farthest;                                 // points beyond it, in subsamples, are not in order
   StrokeEdges edges;
-  StrokeExtent extent;  // out
+  StrokeExtent extent;                    // out
+  std::int32_t firstCrossed, endCrossed;  // out: rows firstCrossed .. endCrossed - 1 are crossed by an outline edge
 };
 
 // A piece of the band that rows still meet, with its edges as they stand on the row reached. Slots 0 and 3: outline and
@@ -52,9 +53,8 @@ struct LivePiece {
   float x[4], dxdy[4];
   float u[4], dudy[4];
   std::int32_t first[4], end[4];
-  std::int32_t firstBegin;   // the smallest of `first`
-  std::int32_t lastEnd;      // the largest of `end`
-  std::int32_t outlineSlot;  // 0 or 3
+  std::int32_t firstBegin, lastEnd;  // on other rows it has no trace
+  std::int32_t outlineSlot;          // 0 or 3
   // Where its u may leave the safe range, see piece_walk.h: anywhere; on rows where these slots are active, one bit
   // each.
   bool wild;

@@ -99,8 +99,9 @@ void StrokeRecord::Plan(const ImageBuffer& output, const StrokeLook& look, std::
   job.quality = q;
   job.lo = bounds.xMin;
   job.hi = bounds.xMax + 1;
-  job.firstRow = look.reflection ? bounds.yMin : std::max(bounds.yMin, 0);
-  job.endRow = bounds.yMax + 1;
+  // Where no outline edge crosses a row, nothing of it is inside.
+  job.firstRow = std::max(look.reflection ? bounds.yMin : std::max(bounds.yMin, 0), setUp.firstCrossed);
+  job.endRow = std::max(std::min(bounds.yMax + 1, setUp.endCrossed), job.firstRow);
   job.alphas = table.alphas;
   job.counts = table.counts;
   job.flat = table.flat;
