@@ -137,6 +137,40 @@ TEST(Twins, DrawTheSameBytes) {
   EXPECT_EQ(checked_heap::BlocksInUse(), 0);
 }
 
+// A needle whose ruling from tip to mitre has so many rows that u, one rounded addition a row, leaves 0 to 1: in the
+// picture are the last of them, and what drops out there.
+StrokeCase Needle(Dice& dice, const Picture& ground) {
+  StrokeCase stroke;
+  const std::int32_t qualities[] = {1, 2, 3, 4, 8, 16};
+  stroke.quality = qualities[dice.Whole(0, 5)];
+  stroke.profile = dice.OneIn(2) ? 1 : static_cast<std::uint32_t>(dice.Whole(2, 8));
+  stroke.rowsBetweenReports = 1 << 20;
+  stroke.layerWidth = ground.Width();
+  stroke.layerHeight = ground.Height();
+  const float half = dice.Real(10, 200), part = dice.Real(0.3F, 0.95F);  // of the needle's length, to the mitre's end
+  const float mitre = dice.Real(100'000, 4'000'000) / static_cast<float>(stroke.quality), length = mitre / part;
+  stroke.width = half * part;
+  const float x = dice.Real(0, 20), y = dice.Real(0, 60), lean = dice.Real(-10, 10);
+  stroke.points = {{x, y - mitre}, {x + half + lean, y - mitre + length}, {x - half + lean, y - mitre + length}};
+  if (dice.OneIn(4)) stroke.points = {stroke.points[0], stroke.points[2], stroke.points[1]};
+  if (dice.OneIn(6)) StretchBy(stroke.points, 1, -1);
+  stroke.origin = {0.2F, stroke.points[0].y < 0 ? 0.0F : 1.0F};
+  return stroke;
+}
+
+TEST(Twins, DropTheSameSamplesWhereUHasDrifted) {
+  const std::vector<StrokeCode> codes = CodesAtHand();
+  for (std::uint32_t seed = 1; seed <= 60; ++seed) {
+    Dice dice(seed);
+    const Picture ground(dice.Whole(20, 40), dice.Whole(20, 500));
+    const StrokeCase stroke = Needle(dice, ground);
+    const Drawn expected = DrawWith(StrokeCode::kPlain, stroke, ground);
+    for (const StrokeCode code : codes) {
+      EXPECT_TRUE(DrawWith(code, stroke, ground) == expected) << "seed " << seed << ", " << Describe(stroke);
+    }
+  }
+}
+
 Drawn DrawAllWith(StrokeCode code, const std::vector<StrokeCase>& strokes, const Picture& ground) {
   const StrokeCode usual = CurrentStrokeCode();
   EXPECT_TRUE(ChooseStrokeCode(code));
