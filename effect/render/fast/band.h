@@ -2,8 +2,8 @@
 //
 // The rows of a stroke are drawn in bands that stay in the processor's cache. All pieces leave their marks in a band
 // before its pixels are made. Marks are bits, one a subsample, in words that hold whole pixels (quality 4: 16 pixels of
-// 4 bits). A band is made of strips, each of one pixel row (or of two, where their subsample rows together fill a
-// vector). The words of one strip of n subsample rows and one word column lie together:
+// 4 bits). A band is made of strips, each of one pixel row (or of as many as fill a vector with their subsample
+// rows). The words of one strip of n subsample rows and one word column lie together:
 //
 //   cover  row 0 .. row n-1     1: a sample of some piece
 //   cross  row 0 .. row n-1     toggled by every outline crossing
@@ -25,7 +25,7 @@ namespace orvandel::fast::ORVANDEL_KERNELS {
 // Pixel rows of a strip.
 #if defined(__AVX512F__)
 template <int Q>
-inline constexpr std::int32_t kStripPixelRows = Q == 4 ? 2 : 1;
+inline constexpr std::int32_t kStripPixelRows = Q == 1 || Q == 2 || Q == 4 ? 8 / Q : 1;
 #else
 template <int Q>
 inline constexpr std::int32_t kStripPixelRows = 1;
@@ -205,11 +205,14 @@ class PictureRows {
  public:
   template <int Q, typename Painter>
   PictureRows(const Band<Q>& band, const Painter& painter, std::int32_t pixelRows) {
-    const std::int32_t rows = Band<Q>::StripsOf(pixelRows) * kStripPixelRows<Q>;
+    constexpr std::int32_t kStrip = kStripPixelRows<Q>;
+    const std::int32_t rows = Band<Q>::StripsOf(pixelRows) * kStrip;
     for (std::int32_t row = 0; row < rows; ++row) rows_[row] = painter.Row(band.FirstPixelRow() + row);
-    for (std::int32_t row = 0; kStripPixelRows<Q> == 2 && row < rows; row += 2) meet_ |= rows_[row] == rows_[row + 1];
+    for (std::int32_t row = 0; row < pixelRows; ++row) {
+      for (std::int32_t before = row / kStrip * kStrip; before < row; ++before) meet_ |= rows_[row] == rows_[before];
+    }
   }
-  // Whether the picture's edge folds both rows of a strip onto one another. Then the upper one's pixels come first.
+  // Whether the picture's edge folds rows of a strip onto one another. Then the upper one's pixels come first.
   bool MeetInStrip() const { return meet_; }
   std::uint8_t* operator[](std::int32_t pixelRow) const { return rows_[pixelRow]; }
   // The pixel, counted like the row's counters, is on its way to the cache: the picture's lines are scattered and
@@ -219,7 +222,7 @@ class PictureRows {
   }
 
  private:
-  std::uint8_t* rows_[kMostBandRows + 2];
+  std::uint8_t* rows_[kMostBandRows + 8];
   bool meet_ = false;
 };
 

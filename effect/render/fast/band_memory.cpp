@@ -9,16 +9,19 @@ namespace {
 constexpr std::size_t kBitsPerWord = 64;
 constexpr std::size_t kWordsPerLine = 8;
 
-// The last band may have one row more, and a group of rows may begin on the last one. An even number: strips may have
-// two.
-std::size_t Rows(const BandPlan& plan) { return (static_cast<std::size_t>(plan.rows) + 3) / 2 * 2; }
+// Whole strips of up to eight rows. The last band may have one row more, and a group of rows may begin on the last one.
+std::size_t Rows(const BandPlan& plan) { return (static_cast<std::size_t>(plan.rows) + 2 + 7) / 8 * 8; }
 
 std::size_t MinimumCells(const BandPlan& plan, const RowSizes& sizes) {
   return Rows(plan) * sizes.wordStride / 2 * kBitsPerWord;
 }
 
-std::size_t LineCounters(const RowSizes& sizes) {
-  return static_cast<std::size_t>(sizes.lineRoom) * static_cast<std::size_t>(kLineCounters);
+std::size_t LineCounters(const BandPlan& plan, const RowSizes& sizes) {
+  return static_cast<std::size_t>(sizes.lineRoom) * static_cast<std::size_t>(RoomOfLine(plan.quality));
+}
+
+std::size_t Chunks(const BandPlan& plan, const RowSizes& sizes) {
+  return static_cast<std::size_t>(sizes.lineRoom) * static_cast<std::size_t>(MostChunks(plan.quality));
 }
 
 // A short run that is summed beside long ones adds zeros as far as those go, and rows of a batch without a run do so
@@ -47,8 +50,9 @@ std::int32_t BandRows(std::int32_t pictureWidth, std::int32_t quality, bool vari
   const std::size_t fit = std::min(kMostMarks / (words * sizeof(std::uint64_t)),
                                    minima == 0 ? kMostBandRows : kMostMinima / (minima * sizeof(std::uint16_t)));
   const std::size_t rows = std::clamp<std::size_t>(fit, 1, kMostBandRows);
-  // An even number of pixel rows of four subrows each is whole groups of eight.
-  return static_cast<std::int32_t>(rows < 2 ? 1 : rows / 2 * 2);
+  // Whole groups of eight subsample rows.
+  const std::size_t step = std::max<std::size_t>(8 / static_cast<std::size_t>(quality), 2);
+  return static_cast<std::int32_t>(rows < step ? 1 : rows / step * step);
 }
 
 std::int32_t WordsFor(std::int32_t columns, std::int32_t quality) {
@@ -65,8 +69,8 @@ void LayBand(Arena& arena, const BandPlan& plan, BandMemory& memory) {
   const std::size_t rows = Rows(plan);
   arena.Take(memory.shape, rows * sizes.wordStride);
   arena.Take(memory.dirty, rows * sizes.dirtyStride);
-  arena.Take(memory.lineCounters, LineCounters(sizes));
-  arena.Take(memory.chunks, static_cast<std::size_t>(sizes.lineRoom) * static_cast<std::size_t>(kMostChunks));
+  arena.Take(memory.lineCounters, LineCounters(plan, sizes));
+  arena.Take(memory.chunks, Chunks(plan, sizes));
   arena.Take(memory.lines, static_cast<std::size_t>(sizes.lineRoom) + kLineSlack);
   if (!plan.varies) return;
   arena.Take(memory.twice, rows * sizes.wordStride / 2);
@@ -80,7 +84,7 @@ void ClearBand(const BandPlan& plan, const BandMemory& memory) {
   const std::size_t rows = Rows(plan);
   std::memset(memory.shape, 0, rows * sizes.wordStride * sizeof *memory.shape);
   std::memset(memory.dirty, 0, rows * sizes.dirtyStride * sizeof *memory.dirty);
-  std::memset(memory.lineCounters, 0, LineCounters(sizes) * sizeof *memory.lineCounters);
+  std::memset(memory.lineCounters, 0, LineCounters(plan, sizes) * sizeof *memory.lineCounters);
   if (!plan.varies) return;
   std::memset(memory.twice, 0, rows * sizes.wordStride / 2 * sizeof *memory.twice);
   std::memset(memory.badStrips, 0, rows + kMostRowsOfBatch);

@@ -19,7 +19,7 @@ class FlatBand {
 
   __attribute__((noinline)) void Walk(LivePiece& piece, std::int32_t y, std::int32_t end) {
 #if defined(__AVX512F__)
-    if constexpr (Q != 0 && Q % 4 == 0) {
+    if constexpr (kInGroups<Q>) {
       FourFloats xBehind;
       if (queue_.AddTamePiece(piece, y, end, xBehind)) return Store(piece.x, xBehind);
     }
@@ -56,8 +56,8 @@ class FlatBand {
     queue_.Flush();
     const PictureRows rows(band_, painter_, pixelRows);
     band_.template ForLines<true>(pixelRows, rows.MeetInStrip(), [&](const Line* lines, std::int32_t count) {
-      if constexpr (Q == 4) {
-        ChunkPass(band_, painter_).Draw(rows, lines, count);
+      if constexpr (ChunkCounts<Q>::kThere) {
+        ChunkPass<Q>(band_, painter_).Draw(rows, lines, count);
       } else {
         CountLines(rows, lines, count);
         BlendLines(rows, lines, count);

@@ -116,7 +116,7 @@ class MarkQueue {
   const Band<Q>& band_;
   std::int32_t count_ = 0;
 #if defined(__AVX2__)
-  static constexpr bool kWaits = Q != 0 && Q % 4 == 0;
+  static constexpr bool kWaits = kInGroups<Q>;
   static constexpr std::int32_t kMost = kWaits ? 64 : 1;
   GroupMarks waiting_[kMost + 1];
 #endif

@@ -38,6 +38,10 @@ ORVANDEL_INLINE void MarkRun(const Band<Q>& band, std::int32_t row, std::int32_t
   band.Touch(strip, firstWord, lastWord);
 }
 
+// Whether strips are whole groups of rows.
+template <int Q>
+inline constexpr bool kInGroups = Q != 0 && kStripRows<Q> % kRowGroup == 0;
+
 #if defined(__AVX2__)
 #if !defined(__AVX512F__)
 // The smallest and the largest lane, in all lanes.

@@ -17,7 +17,7 @@ class ShapePass {
 
   void Walk(const LivePiece& piece, std::int32_t y, std::int32_t end) {
 #if defined(__AVX512F__)
-    if constexpr (Q != 0 && Q % 4 == 0) {
+    if constexpr (kInGroups<Q>) {
       FourFloats xBehind;
       if (queue_.AddTamePiece(piece, y, end, xBehind)) return;
     }

@@ -78,9 +78,9 @@ struct Chunk {
 struct BandMemory {
   std::uint64_t *shape, *twice, *dirty;
   std::uint16_t* counters;      // of all pixels; only for profiles that vary, like `twice`, `badStrips` and `smallest`
-  std::uint16_t* lineCounters;  // kLineCounters a line, holds what it will; only for flat profiles. What follows a
+  std::uint16_t* lineCounters;  // RoomOfLine a line, holds what it will; only for flat profiles. What follows a
                                 // line's pixels is 0 where lines are shorter than vectors.
-  Chunk* chunks;                // kMostChunks a line, holds what it will
+  Chunk* chunks;                // MostChunks a line, holds what it will
   std::uint16_t* smallest;      // holds what it will
   std::uint8_t* badStrips;      // see Band::Bad
   Line* lines;                  // holds what it will
@@ -128,10 +128,16 @@ inline constexpr std::int32_t kMostBandRows = 24;
 // Lists of lines are written in whole vectors.
 inline constexpr std::size_t kLineSlack = 32;
 
-// Vectors of pixels in a line of 16, at most.
-inline constexpr std::int32_t kMostChunks = 4;
+// Chunks of a line, at most.
+constexpr std::int32_t MostChunks(std::int32_t quality) { return quality == 1 ? 32 : 8; }
 
 // Counters of a line: 64 pixels at most, and room for whole vectors.
 inline constexpr std::int32_t kLineCounters = 64 + 16;
+
+// The memory they take, in counters. Chunks take it too, with a byte for each of their sixteen pixels.
+constexpr std::int32_t RoomOfLine(std::int32_t quality) {
+  const std::int32_t chunks = MostChunks(quality) * 16 / 2;
+  return chunks > kLineCounters ? chunks : kLineCounters;
+}
 
 }  // namespace orvandel::fast
