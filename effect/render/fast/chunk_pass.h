@@ -25,6 +25,7 @@ class ChunkPass {
  private:
   // Of a word column's pixel row.
   static constexpr int kChunksPerWord = 64 / Q / kPixels;
+  static_assert(kStripPixelRows<Q> * kChunksPerWord <= MostChunks(Q));
   using P = Pixels<kPixels>;
 
   // Lists the chunks that have samples, and their counts, a byte each. Which chunks have some cannot be
