@@ -22,14 +22,15 @@
 
 namespace orvandel::fast::ORVANDEL_KERNELS {
 
-// Pixel rows of a strip.
+// Subsample rows of a strip, at least.
 #if defined(__AVX512F__)
-template <int Q>
-inline constexpr std::int32_t kStripPixelRows = Q == 1 || Q == 2 || Q == 4 ? 8 / Q : 1;
+inline constexpr std::int32_t kLeastStripRows = 8;
 #else
-template <int Q>
-inline constexpr std::int32_t kStripPixelRows = 1;
+inline constexpr std::int32_t kLeastStripRows = 4;
 #endif
+// Pixel rows of a strip.
+template <int Q>
+inline constexpr std::int32_t kStripPixelRows = Q == 1 || Q == 2 || Q == 4 ? kLeastStripRows / Q : 1;
 // Subsample rows of a strip; 0 for qualities without code of their own.
 template <int Q>
 inline constexpr int kStripRows = Q* kStripPixelRows<Q>;

@@ -4,8 +4,6 @@
 // take(chunk, counts, any) with a byte for each pixel, and whether any of them is not 0.
 #pragma once
 
-#include <type_traits>
-
 #include "effect/render/fast/band.h"
 
 namespace orvandel::fast::ORVANDEL_KERNELS {
@@ -91,35 +89,91 @@ struct ChunkCounts<4> {
 
 #else
 
-// A pixel is four bits in each of four words, which are a strip's.
+// Strips have four subsample rows.
+using FourWordRows = StripWords<4>::Vector;
+
+#if defined(__AVX2__)
+typedef std::uint64_t ChunkBytes;
+#else
+typedef std::uint32_t ChunkBytes;
+#endif
+
+// Calls take for chunks `first` and on, whose bytes are given.
+template <int chunks, typename Take>
+ORVANDEL_INLINE void TakeChunks(int first, const std::uint8_t* counts, Take take) {
+  for (int chunk = 0; chunk < chunks; ++chunk) {
+    const auto bytes = Load<ChunkBytes>(counts + chunk * kLanes);
+    take(first + chunk, bytes, bytes != 0);
+  }
+}
+
+typedef std::uint64_t TwoWords __attribute__((vector_size(16)));
+typedef std::uint8_t SixteenBytes __attribute__((vector_size(16)));
+
+// A pixel is a bit.
 template <>
-struct ChunkCounts<4> {
+struct ChunkCounts<1> {
   static constexpr bool kThere = true;
-  using Vector = StripWords<4>::Vector;
   template <typename Take>
-  ORVANDEL_INLINE static void ForEach(const Vector& drawn, Take take) {
-    typedef std::conditional_t<kLanes == 8, std::uint64_t, std::uint32_t> Bytes;
-    std::uint8_t counts[16];
-    CountNibbles(drawn, counts);
-    for (int chunk = 0; chunk < 16 / kLanes; ++chunk) {
-      const auto bytes = Load<Bytes>(counts + chunk * kLanes);
-      take(chunk, bytes, bytes != 0);
+  ORVANDEL_INLINE static void ForEach(const FourWordRows& drawn, Take take) {
+    constexpr std::uint64_t kPixels = (1U << kLanes) - 1;
+    for (int row = 0; row < 4; ++row) {
+      for (std::uint64_t bits = drawn[row]; bits != 0;) {
+        const int chunk = __builtin_ctzll(bits) / kLanes;
+        take(row * (64 / kLanes) + chunk, Spread(bits >> chunk * kLanes & kPixels), true);
+        bits &= ~(kPixels << chunk * kLanes);
+      }
     }
   }
 
  private:
-  ORVANDEL_INLINE static void CountNibbles(Vector drawn, std::uint8_t* counts) {
-    typedef std::uint64_t Two __attribute__((vector_size(16)));
-    typedef std::uint8_t Sums __attribute__((vector_size(16)));
-    drawn -= drawn >> 1 & 0x5555555555555555U;
-    drawn = (drawn & 0x3333333333333333U) + (drawn >> 2 & 0x3333333333333333U);
+  // Bit k as byte k.
+  ORVANDEL_INLINE static ChunkBytes Spread(std::uint64_t bits) {
+#if defined(__AVX2__)
+    return _pdep_u64(bits, 0x0101010101010101U);
+#else
+    return static_cast<ChunkBytes>(bits * 0x00204081U & 0x01010101U);
+#endif
+  }
+};
+
+// A pixel is two bits in each of two words.
+template <>
+struct ChunkCounts<2> {
+  static constexpr bool kThere = true;
+  template <typename Take>
+  ORVANDEL_INLINE static void ForEach(const FourWordRows& drawn, Take take) {
+    // Samples of one row's pixels, two bits each; of pixels with even numbers and of the others, four bits each.
+    const FourWordRows one = drawn - (drawn >> 1 & 0x5555555555555555U);
+    const FourWordRows even = one & 0x3333333333333333U, odd = one >> 2 & 0x3333333333333333U;
+    for (int row = 0; row < 2; ++row) {
+      const TwoWords both{even[2 * row] + even[2 * row + 1], odd[2 * row] + odd[2 * row + 1]};
+      const auto a = (SixteenBytes)(both & 0x0F0F0F0F0F0F0F0FU), b = (SixteenBytes)(both >> 4 & 0x0F0F0F0F0F0F0F0FU);
+      std::uint8_t counts[32];
+      Store(counts, __builtin_shufflevector(a, b, 0, 8, 16, 24, 1, 9, 17, 25, 2, 10, 18, 26, 3, 11, 19, 27));
+      Store(counts + 16, __builtin_shufflevector(a, b, 4, 12, 20, 28, 5, 13, 21, 29, 6, 14, 22, 30, 7, 15, 23, 31));
+      TakeChunks<32 / kLanes>(row * (32 / kLanes), counts, take);
+    }
+  }
+};
+
+// A pixel is four bits in each of four words.
+template <>
+struct ChunkCounts<4> {
+  static constexpr bool kThere = true;
+  template <typename Take>
+  ORVANDEL_INLINE static void ForEach(const FourWordRows& drawn, Take take) {
+    const FourWordRows pairs = drawn - (drawn >> 1 & 0x5555555555555555U);
+    const FourWordRows fours = (pairs & 0x3333333333333333U) + (pairs >> 2 & 0x3333333333333333U);
     // A pixel's four rows add up to at most 16: one bit more than its nibble has.
-    const Vector even = drawn & 0x0F0F0F0F0F0F0F0FU, odd = drawn >> 4 & 0x0F0F0F0F0F0F0F0FU;
-    const Two evenPairs = __builtin_shufflevector(even, even, 0, 1) + __builtin_shufflevector(even, even, 2, 3);
-    const Two oddPairs = __builtin_shufflevector(odd, odd, 0, 1) + __builtin_shufflevector(odd, odd, 2, 3);
-    const Sums sums =
-        (Sums)(__builtin_shufflevector(evenPairs, oddPairs, 0, 2) + __builtin_shufflevector(evenPairs, oddPairs, 1, 3));
+    const FourWordRows even = fours & 0x0F0F0F0F0F0F0F0FU, odd = fours >> 4 & 0x0F0F0F0F0F0F0F0FU;
+    const TwoWords evenPairs = __builtin_shufflevector(even, even, 0, 1) + __builtin_shufflevector(even, even, 2, 3);
+    const TwoWords oddPairs = __builtin_shufflevector(odd, odd, 0, 1) + __builtin_shufflevector(odd, odd, 2, 3);
+    const auto sums = (SixteenBytes)(__builtin_shufflevector(evenPairs, oddPairs, 0, 2) +
+                                     __builtin_shufflevector(evenPairs, oddPairs, 1, 3));
+    std::uint8_t counts[16];
     Store(counts, __builtin_shufflevector(sums, sums, 0, 8, 1, 9, 2, 10, 3, 11, 4, 12, 5, 13, 6, 14, 7, 15));
+    TakeChunks<16 / kLanes>(0, counts, take);
   }
 };
 

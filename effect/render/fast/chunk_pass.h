@@ -26,6 +26,7 @@ class ChunkPass {
   // Of a word column's pixel row.
   static constexpr int kChunksPerWord = 64 / Q / kPixels;
   static_assert(kStripPixelRows<Q> * kChunksPerWord <= MostChunks(Q));
+  static_assert(kStripPixelRows<Q> * (64 / Q) <= MostChunkPixels(Q));
   using P = Pixels<kPixels>;
 
   // Lists the chunks that have samples, and their counts, a byte each. Which chunks have some cannot be
@@ -68,7 +69,7 @@ class ChunkPass {
     return list.Size();
   }
 
-  // Alphas by count of samples.
+  // Alphas by count of samples, which is not 0.
   class CountAlphas {
    public:
     CountAlphas(const Painter<kPixels>& painter, float one) : painter_(painter), one_(one) {
@@ -85,6 +86,7 @@ class ChunkPass {
         return (P::Words)_mm512_permutex2var_epi32((__m512i)table_[0], (__m512i)counts, (__m512i)table_[1]);
       }
 #endif
+      if constexpr (Q == 1) return P::Words{} + (static_cast<std::uint32_t>(one_) & 255U);
       return painter_.AlphasOf(P::ToFloats(counts) * one_);
     }
 

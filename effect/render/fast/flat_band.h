@@ -67,7 +67,7 @@ class FlatBand {
 
  private:
   // Pixels blended at a time: as many as a vector holds where lines are as long.
-  static constexpr int kPixels = Q == 1 || Q == 2 || Q == 4 ? kLanes : kLanes == 4 ? 4 : 8;
+  static constexpr int kPixels = ChunkCounts<Q>::kThere ? kLanes : kLanes == 4 ? 4 : 8;
   using P = Pixels<kPixels>;
 
   __attribute__((noinline)) void CountLines(const PictureRows& rows, const Line* lines, std::int32_t count) const {
@@ -77,11 +77,7 @@ class FlatBand {
       Vector drawn, inside;
       walk.Take(band_, lines[i], drawn, inside);
       drawn = drawn & inside;
-      if constexpr (Q == 1) {
-        Store(Counts(i), std::uint64_t{drawn[0]});
-      } else {
-        Count(drawn, Counts(i));
-      }
+      Count(drawn, Counts(i));
     }
   }
   __attribute__((noinline)) void BlendLines(const PictureRows& rows, const Line* lines, std::int32_t count) const {
@@ -122,22 +118,8 @@ class FlatBand {
     }
   }
 
-  // Quality 1: a pixel is a sample.
-  ORVANDEL_INLINE void BlendBits(const Painter<kPixels>& painter, std::uint8_t* row, const Line& line,
-                                 std::uint64_t bits) const {
-    typename P::Ints bitOfLane;
-    for (int i = 0; i < kPixels; ++i) bitOfLane[i] = 1 << i;
-    constexpr std::uint64_t kChunk = (1U << kPixels) - 1;
-    const typename P::Words alpha = typename P::Words{} + (band_.Job().counts[0] & 255U);
-    for (std::int32_t i = band_.FirstPixelOf(line.word); bits != 0; i += kPixels, bits >>= kPixels) {
-      if ((bits & kChunk) == 0) continue;
-      painter.Blend(row, i, (bitOfLane & static_cast<std::int32_t>(bits & kChunk)) != 0, alpha);
-    }
-  }
-
   ORVANDEL_INLINE void BlendLine(const Painter<kPixels>& painter, float one, std::uint8_t* row, const Line& line,
                                  std::int32_t number) const {
-    if constexpr (Q == 1) return BlendBits(painter, row, line, Load<std::uint64_t>(Counts(number)));
     const std::int32_t first = band_.FirstPixelOf(line.word), pixels = band_.Sizes().PixelsPerWord();
     for (std::int32_t i = 0; i < pixels; i += kPixels) {
       const typename P::Words samples = P::LoadHalves(Counts(number) + i);

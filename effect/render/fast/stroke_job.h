@@ -128,15 +128,16 @@ inline constexpr std::int32_t kMostBandRows = 24;
 // Lists of lines are written in whole vectors.
 inline constexpr std::size_t kLineSlack = 32;
 
-// Chunks of a line, at most.
-constexpr std::int32_t MostChunks(std::int32_t quality) { return quality == 1 ? 32 : 8; }
+// Chunks of a line, at most, and the pixels of all of them.
+constexpr std::int32_t MostChunks(std::int32_t quality) { return quality == 1 ? 64 : 16; }
+constexpr std::int32_t MostChunkPixels(std::int32_t quality) { return 512 / (quality * quality); }
 
 // Counters of a line: 64 pixels at most, and room for whole vectors.
 inline constexpr std::int32_t kLineCounters = 64 + 16;
 
-// The memory they take, in counters. Chunks take it too, with a byte for each of their sixteen pixels.
+// The memory they take, in counters. Chunks take it too, with a byte for each pixel.
 constexpr std::int32_t RoomOfLine(std::int32_t quality) {
-  const std::int32_t chunks = MostChunks(quality) * 16 / 2;
+  const std::int32_t chunks = MostChunkPixels(quality) / 2;
   return chunks > kLineCounters ? chunks : kLineCounters;
 }
 
