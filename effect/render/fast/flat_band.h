@@ -93,15 +93,39 @@ class FlatBand {
   std::uint16_t* Counts(std::int32_t number) const {
     return band_.Job().band.lineCounters + static_cast<std::ptrdiff_t>(number) * kLineCounters;
   }
-  void Count(const Vector& drawn, std::uint16_t* counts) const {
-    if constexpr (Q == 8 || Q == 16) return CountBytes(drawn, counts);
-    const std::int32_t q = band_.Sizes().Quality();
-    const std::uint64_t pixel = (std::uint64_t{1} << q) - 1;
-    for (std::int32_t i = 0; i < band_.Sizes().PixelsPerWord(); ++i) {
+  ORVANDEL_INLINE void Count(const Vector& drawn, std::uint16_t* counts) const {
+    if constexpr (Q == 8 || Q == 16) {
+      CountBytes(drawn, counts);
+    } else {
+      CountFields(drawn, counts);
+    }
+  }
+
+  // A pixel's rows are fields of so many bits as the quality says.
+  ORVANDEL_INLINE void CountFields(const Vector& drawn, std::uint16_t* counts) const {
+    const std::int32_t q = band_.Sizes().Quality(), pixels = band_.Sizes().PixelsPerWord();
+#if defined(__AVX512F__)
+    std::uint64_t words[kLargestQuality];
+    Store(words, drawn);
+    const __m512i lane = _mm512_setr_epi64(0, 1, 2, 3, 4, 5, 6, 7), field = _mm512_set1_epi64((1 << q) - 1);
+    for (std::int32_t i = 0; i < pixels; i += 8) {
+      const __m512i place = _mm512_mullo_epi32(_mm512_add_epi64(lane, _mm512_set1_epi64(i)), _mm512_set1_epi64(q));
+      __m512i samples{};
+      for (std::int32_t row = 0; row < q; ++row) {
+        const __m512i word = _mm512_set1_epi64(static_cast<std::int64_t>(words[row]));
+        const __m512i bits = _mm512_and_si512(_mm512_srlv_epi64(word, place), field);
+        samples = _mm512_add_epi64(samples, _mm512_popcnt_epi64(bits));
+      }
+      Store(counts + i, _mm512_cvtepi64_epi16(samples));
+    }
+#else
+    const std::uint64_t field = (std::uint64_t{1} << q) - 1;
+    for (std::int32_t i = 0; i < pixels; ++i) {
       std::int32_t samples = 0;
-      for (std::int32_t row = 0; row < q; ++row) samples += __builtin_popcountll(drawn[row] >> (i * q) & pixel);
+      for (std::int32_t row = 0; row < q; ++row) samples += __builtin_popcountll(drawn[row] >> (i * q) & field);
       counts[i] = static_cast<std::uint16_t>(samples);
     }
+#endif
   }
 
   // A pixel's rows are one byte or two: bits are added up to pairs, fours and so on, then row to row.

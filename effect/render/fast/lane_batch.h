@@ -10,6 +10,7 @@ static_assert(kLanes <= kMostRowsOfBatch);
 // Lanes whose rows lie in one pixel row: a group. A batch of rows begins at a multiple of this, and a group's lanes
 // begin at the same pixel.
 constexpr int LanesOfGroup(int quality) {
+  if (quality == 0) return 1;
   if (quality < 4) return quality;
   if (quality % kLanes == 0) return kLanes;
   return quality % 8 == 0 && kLanes > 8 ? 8 : 4;
@@ -18,6 +19,9 @@ template <int Q>
 inline constexpr int kLanesOfGroup = LanesOfGroup(Q);
 template <int Q>
 inline constexpr int kGroups = kLanes / kLanesOfGroup<Q>;
+// Where groups differ from batch to batch, all lanes begin at one pixel.
+template <int Q>
+inline constexpr int kLanesFromOnePixel = Q == 0 ? kLanes : kLanesOfGroup<Q>;
 
 template <int Q>
 struct LaneBatch {
@@ -149,6 +153,17 @@ ORVANDEL_INLINE void AddToCounters(const Vector& totals, std::int32_t x, std::ui
     std::uint64_t total = 0;
     for (int four = 0; four < kFours; ++four) total += totals[(group * kFours + four) * step];
     AddFourCounters(counters[group] + x / Q, total);
+  }
+}
+
+// The same for every lane by itself, which has counters of its own, or of the lane before.
+ORVANDEL_INLINE void AddToCountersOfLanes(const Ints (&sums)[4], std::int32_t pixel,
+                                          std::uint16_t* const (&counters)[kLanes]) {
+  std::uint32_t lower[kLanes], upper[kLanes];
+  Store(lower, (Words)sums[0] | (Words)sums[1] << 16);
+  Store(upper, (Words)sums[2] | (Words)sums[3] << 16);
+  for (int lane = 0; lane < kLanes; ++lane) {
+    AddFourCounters(counters[lane] + pixel, lower[lane] | std::uint64_t{upper[lane]} << 32);
   }
 }
 

@@ -2,7 +2,8 @@
 //
 // Runs of simple cells are summed for several rows at once, one row a lane: each lane adds up its own u from column to
 // column, exactly as the plain scan does (u += dudx, rounded every time). The rows of a group of lanes belong to one
-// pixel row and begin at the same pixel, so that their sums can be added before they touch the counters.
+// pixel row and begin at the same pixel, so that their sums can be added before they touch the counters. Where a pixel's
+// rows are no whole part of a vector, all lanes begin at one pixel, and each one's sums are added by themselves.
 #pragma once
 
 #include "effect/render/fast/band.h"
@@ -47,7 +48,7 @@ class SamplePass {
   }
 
  private:
-  static constexpr bool kInLanes = Q != 0 && (Q % 4 == 0 || WindowQueue<4>::kAtAnyQuality);
+  static constexpr bool kInLanes = Q % 4 == 0 || Windows<4>::kAtAnyQuality;
   static constexpr int kBatchStep = kInLanes ? Larger(kLanesOfGroup<Q>, kRowGroup) : kRowGroup;
 
   // One row a lane.
@@ -196,7 +197,7 @@ class SamplePass {
 
   // Whether cells that are not simple lie in the strips of a batch.
   ORVANDEL_INLINE bool AnyBadStrip(std::int32_t batch) const {
-    constexpr std::size_t kStrips = Larger(kLanes / kStripRows<Q>, 1);
+    constexpr std::size_t kStrips = Q == 0 ? 8 : Larger(kLanes / Larger(kStripRows<Q>, 1), 1);  // or more
     std::uint64_t bad[2] = {};
     static_assert(kStrips <= sizeof bad);
     __builtin_memcpy(bad, &band_.Bad(band_.Sizes().StripOf(batch)), kStrips);
@@ -232,64 +233,86 @@ class SamplePass {
   }
 
   void Prepare(std::int32_t row, const LaneRuns& runs, LaneBatch<Q>& batch) const {
-    constexpr int kSize = kLanesOfGroup<Q>;
     constexpr float kDroppedU = 1.003F;  // index 501
+    const std::int32_t quality = band_.Sizes().Quality();
     batch.filled = runs.count > 0;
     batch.u = batch.filled ? runs.u : Floats{} + kDroppedU;
     batch.dudx = batch.filled ? runs.dudx : Floats{};
-    const Ints pixel = batch.filled ? runs.first / Q : Ints{} + kNoFirstRow;
-    const Ints start = SmallestOfGroup<kSize>(pixel);
-    batch.skip = batch.filled ? WrappingDifference(runs.first, (Ints)((Words)start * Q)) : Ints{};
+    const Ints pixel = batch.filled ? PixelsOf(runs.first) : Ints{} + kNoFirstRow;
+    const Ints start = SmallestOfGroup<kLanesFromOnePixel<Q>>(pixel);
+    batch.skip = batch.filled
+                     ? WrappingDifference(runs.first, (Ints)((Words)start * static_cast<std::uint32_t>(quality)))
+                     : Ints{};
     batch.end = batch.skip + runs.count;
     const LaneLimits limits = LimitsOf(batch.filled, batch.skip, batch.end);
     batch.allFrom = limits.largestSkip;
     batch.allTo = limits.smallestEnd;
     batch.columns = limits.largestEnd;
     // A group without samples may lie behind the band: it adds its zeros where nobody looks.
-    std::uint16_t* counters = band_.Counters(band_.Sizes().RowOf(row));
     for (int group = 0; group < kGroups<Q>; ++group) {
-      const std::int32_t first = start[kSize * group];
-      const std::int32_t pixelRow = band_.Sizes().RowOf(kSize * group);  // from the batch's first
-      batch.counters[group] = counters + static_cast<std::size_t>(pixelRow) * band_.Job().counterStride +
-                              (first != kNoFirstRow ? first : 0);
+      const std::int32_t first = start[kLanesOfGroup<Q> * group];
+      const std::int32_t pixelRow = band_.Sizes().RowOf(row + kLanesOfGroup<Q> * group);
+      batch.counters[group] = band_.Counters(pixelRow) + (first != kNoFirstRow ? first : 0);
     }
+  }
+
+  // `columns` >= 0
+  Ints PixelsOf(const Ints& columns) const {
+    if constexpr (Q != 0) return columns / Q;
+    // Columns are below 2^18: the product's error is far less than half a column.
+    const float perColumn = 1.0F / static_cast<float>(band_.Sizes().Quality());
+    return Truncate((ToFloats(columns) + 0.5F) * perColumn);
   }
 
   // The columns of a batch that fits no window.
   void AddBatch(LaneBatch<Q>& batch) const {
-    for (std::int32_t x = 0; x < batch.columns; x += 4 * Q) {
+    const std::int32_t quality = band_.Sizes().Quality();
+    for (std::int32_t x = 0, pixel = 0; x < batch.columns; x += 4 * quality, pixel += 4) {
       Ints sums[4];
       for (int pixelInTurn = 0; pixelInTurn < 4; ++pixelInTurn) {
         sums[pixelInTurn] = Ints{};
-        for (int i = 0; i < Q; i += 4) {
-          const std::int32_t from = x + pixelInTurn * Q + i;
-          if (from >= batch.allFrom && from + 4 <= batch.allTo) {
-            AddFourColumns(batch, sums[pixelInTurn]);
-          } else {
-            AddFourColumnsMasked(from, batch, sums[pixelInTurn]);
-          }
-        }
+        AddPixel(x + pixelInTurn * quality, batch, sums[pixelInTurn]);
       }
-      AddToCounters<Q, 1>(TotalsOf(sums), x, batch.counters);
+      if constexpr (Q == 0) {
+        AddToCountersOfLanes(sums, pixel, batch.counters);
+      } else {
+        AddToCounters<Q, 1>(TotalsOf(sums), x, batch.counters);
+      }
     }
   }
 
-  void AddFourColumns(LaneBatch<Q>& batch, Ints& sums) const {
+  ORVANDEL_INLINE void AddPixel(std::int32_t from, LaneBatch<Q>& batch, Ints& sums) const {
+    const std::int32_t end = from + band_.Sizes().Quality();
+    for (; from < end; from += 4) {
+      const std::int32_t count = Q != 0 ? 4 : Smaller(end - from, 4);
+      if (from >= batch.allFrom && from + count <= batch.allTo) {
+        AddColumns(count, batch, sums);
+      } else {
+        AddColumnsMasked(from, count, batch, sums);
+      }
+    }
+  }
+
+  // Up to four columns.
+  ORVANDEL_INLINE void AddColumns(std::int32_t count, LaneBatch<Q>& batch, Ints& sums) const {
     Ints index[4];
-    for (Ints& i : index) {
-      i = Truncate(batch.u * kEntriesPerBand);
+    for (std::int32_t k = 0; k < 4; ++k) {
+      index[k] = Ints{} + kFirstDropped;
+      if (k >= count) continue;
+      index[k] = Truncate(batch.u * kEntriesPerBand);
       batch.u += batch.dudx;
     }
     lookup_.Add(index[0], index[1], index[2], index[3], sums);
   }
 
-  void AddFourColumnsMasked(std::int32_t from, LaneBatch<Q>& batch, Ints& sums) const {
+  ORVANDEL_INLINE void AddColumnsMasked(std::int32_t from, std::int32_t count, LaneBatch<Q>& batch, Ints& sums) const {
     Ints index[4];
-    for (Ints& i : index) {
-      const Ints within = (batch.skip <= from) & (batch.end > from);
-      i = within ? Truncate(batch.u * kEntriesPerBand) : Ints{} + kFirstDropped;
+    for (std::int32_t k = 0; k < 4; ++k) {
+      index[k] = Ints{} + kFirstDropped;
+      if (k >= count) continue;
+      const Ints within = (batch.skip <= from + k) & (batch.end > from + k);
+      index[k] = within ? Truncate(batch.u * kEntriesPerBand) : index[k];
       batch.u = within ? batch.u + batch.dudx : batch.u;
-      ++from;
     }
     lookup_.Add(index[0], index[1], index[2], index[3], sums);
   }
@@ -313,7 +336,7 @@ class SamplePass {
 
   const Band<Q>& band_;
   AlphaLookup lookup_;
-  WindowQueue<kInLanes ? Q : 4> windows_;
+  Windows<kInLanes ? Q : 0> windows_;
 };
 
 }  // namespace orvandel::fast::ORVANDEL_KERNELS

@@ -72,6 +72,12 @@ struct StripWords {
   ORVANDEL_INLINE static Vector Load(const std::uint64_t* from, std::int32_t rows) {
     if constexpr (kHalved && n != 0) {
       return {Half::Load(from, 8), Half::Load(from + 8, 8)};
+#if defined(__AVX512F__)
+    } else if constexpr (kHalved) {
+      const unsigned all = (1U << rows) - 1;
+      return {(LongWords<8>::Vector)_mm512_maskz_loadu_epi64(static_cast<__mmask8>(all), from),
+              (LongWords<8>::Vector)_mm512_maskz_loadu_epi64(static_cast<__mmask8>(all >> 8), from + 8)};
+#endif
     } else {
       Vector vector{};
       __builtin_memcpy(&vector, from, 8 * static_cast<std::size_t>(n != 0 ? n : rows));
@@ -82,6 +88,12 @@ struct StripWords {
     if constexpr (kHalved && n != 0) {
       Half::Store(to, vector.upper, 8);
       Half::Store(to + 8, vector.lower, 8);
+#if defined(__AVX512F__)
+    } else if constexpr (kHalved) {
+      const unsigned all = (1U << rows) - 1;
+      _mm512_mask_storeu_epi64(to, static_cast<__mmask8>(all), (__m512i)vector.upper);
+      _mm512_mask_storeu_epi64(to + 8, static_cast<__mmask8>(all >> 8), (__m512i)vector.lower);
+#endif
     } else {
       __builtin_memcpy(to, &vector, 8 * static_cast<std::size_t>(n != 0 ? n : rows));
     }

@@ -1,6 +1,8 @@
 // Batches of rows whose alphas fit a window.
 #pragma once
 
+#include <type_traits>
+
 #include "effect/render/fast/alpha_window.h"
 #include "effect/render/fast/even_columns.h"
 #include "effect/render/fast/even_parts.h"
@@ -239,12 +241,13 @@ class WindowQueue {
 
 }  // namespace orvandel::fast::ORVANDEL_KERNELS
 
-#else
+#endif
 
 namespace orvandel::fast::ORVANDEL_KERNELS {
 
+// Where there are none.
 template <int Q>
-class WindowQueue {
+class NoWindows {
  public:
   static constexpr bool kAtAnyQuality = false;
   LaneBatch<Q>& Next() { return batch_; }
@@ -255,6 +258,12 @@ class WindowQueue {
   LaneBatch<Q> batch_;
 };
 
-}  // namespace orvandel::fast::ORVANDEL_KERNELS
-
+#if defined(__AVX2__)
+template <int Q>
+using Windows = std::conditional_t<Q == 0, NoWindows<Q>, WindowQueue<Q>>;
+#else
+template <int Q>
+using Windows = NoWindows<Q>;
 #endif
+
+}  // namespace orvandel::fast::ORVANDEL_KERNELS
