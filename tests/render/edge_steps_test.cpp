@@ -5,7 +5,7 @@
 #include <cmath>
 #include <random>
 
-#include "effect/render/fast/even_steps.h"
+#include "effect/render/fast/pieces/even_steps.h"
 
 namespace orvandel::fast::tested {
 namespace {

@@ -3,7 +3,7 @@
 #include "tests/render/even_columns_check.h"
 
 #define ORVANDEL_KERNELS avx512
-#include "effect/render/fast/even_columns.h"
+#include "effect/render/fast/samples/even_columns.h"
 
 namespace orvandel {
 namespace {

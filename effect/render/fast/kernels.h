@@ -1,7 +1,7 @@
 // The kernels of the fast drawing code, compiled once per instruction set from the same source.
 #pragma once
 
-#include "effect/render/fast/stroke_job.h"
+#include "effect/render/fast/job/stroke_job.h"
 
 namespace orvandel::fast {
 

@@ -1,7 +1,7 @@
 #define ORVANDEL_KERNELS avx512
-#include "effect/render/fast/draw.h"
+#include "effect/render/fast/bands/draw.h"
 #include "effect/render/fast/kernels.h"
-#include "effect/render/fast/set_up.h"
+#include "effect/render/fast/pieces/set_up.h"
 
 namespace orvandel::fast {
 

@@ -6,7 +6,7 @@
 
 #include "effect/base/float_rules.h"
 #include "effect/heap/heap_containers.h"
-#include "effect/render/fast/arena.h"
+#include "effect/render/fast/job/arena.h"
 #include "effect/render/fast/stroke_code.h"
 #include "effect/render/pixel_writer.h"
 

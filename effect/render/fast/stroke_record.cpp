@@ -4,7 +4,7 @@
 #include <cstring>
 #include <new>
 
-#include "effect/render/fast/arena.h"
+#include "effect/render/fast/job/arena.h"
 #include "effect/render/pixel_writer.h"
 
 namespace orvandel::fast {

@@ -5,8 +5,8 @@
 #include <cstdint>
 
 #include "effect/host/image_buffer.h"
-#include "effect/render/fast/band_memory.h"
-#include "effect/render/fast/stroke_job.h"
+#include "effect/render/fast/job/band_memory.h"
+#include "effect/render/fast/job/stroke_job.h"
 #include "effect/render/fast/stroke_look.h"
 
 namespace orvandel::fast {

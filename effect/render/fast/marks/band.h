@@ -1,0 +1,236 @@
+// A band of output rows under work, as bits: which subsamples the pieces cover, and where the outline crosses.
+//
+// The rows of a stroke are drawn in bands that stay in the processor's cache. All pieces leave their marks in a band
+// before its pixels are made. Marks are bits, one a subsample, in words that hold whole pixels (quality 4: 16 pixels of
+// 4 bits). A band is made of strips, each of one pixel row (or of as many as fill a vector with their subsample
+// rows). The words of one strip of n subsample rows and one word column lie together:
+//
+//   cover  row 0 .. row n-1     1: a sample of some piece
+//   cross  row 0 .. row n-1     toggled by every outline crossing
+//
+// A sample is drawn where the number of crossings up to and including its own cell is odd: the parity of a whole word
+// comes from six shifts or one product, and the last bit is carried on to the words that follow.
+//
+// A bit for every word column of a strip tells whether it was touched; the rest is never looked at. All is
+// zero between bands, whoever reads the marks clears them.
+#pragma once
+
+#include "effect/render/fast/job/stroke_job.h"
+#include "effect/render/fast/vectors/lanes.h"
+#include "effect/render/fast/vectors/strip_words.h"
+
+namespace orvandel::fast::ORVANDEL_KERNELS {
+
+// Subsample rows of a strip, at least.
+#if defined(__AVX512F__)
+inline constexpr std::int32_t kLeastStripRows = 8;
+#else
+inline constexpr std::int32_t kLeastStripRows = 4;
+#endif
+// Pixel rows of a strip.
+template <int Q>
+inline constexpr std::int32_t kStripPixelRows = Q == 1 || Q == 2 || Q == 4 ? kLeastStripRows / Q : 1;
+// Subsample rows of a strip; 0 for qualities without code of their own.
+template <int Q>
+inline constexpr int kStripRows = Q* kStripPixelRows<Q>;
+
+// Sizes that follow from the quality; Q = 0 stands for those without code of their own.
+template <int Q>
+class Grid {
+ public:
+  explicit Grid(const DrawJob& job) : quality_(job.quality), bitsPerWord_(job.quality * job.pixelsPerWord) {}
+
+  std::int32_t Quality() const { return Q != 0 ? Q : quality_; }
+  std::int32_t StripRows() const { return Q != 0 ? kStripRows<Q> : quality_; }
+  std::int32_t BitsPerWord() const { return Q != 0 ? 64 : bitsPerWord_; }
+  std::int32_t PixelsPerWord() const { return BitsPerWord() / Quality(); }
+  // `x` >= 0
+  std::int32_t WordOf(std::int32_t x) const {
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(x) / static_cast<std::uint32_t>(BitsPerWord()));
+  }
+  std::int32_t RowOf(std::int32_t y) const {
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(y) / static_cast<std::uint32_t>(Quality()));
+  }
+  std::int32_t PixelOf(std::int32_t x) const { return RowOf(x); }
+  std::int32_t StripOf(std::int32_t y) const {
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(y) / static_cast<std::uint32_t>(StripRows()));
+  }
+
+ private:
+  std::int32_t quality_, bitsPerWord_;
+};
+
+// Where one subsample row of a band has its words. In strips of n rows word column w is at w * 2n in `cover` and
+// `cross`, at w * n in `twice`.
+struct RowPlace {
+  std::uint64_t *cover, *cross;
+  std::uint64_t* twice;  // cells that more than one piece covers; only for profiles that vary
+};
+
+#if defined(__AVX512VBMI2__)
+struct ByteNumbers {
+  alignas(64) std::uint8_t bytes[64];
+  constexpr ByteNumbers() : bytes() {
+    for (int i = 0; i < 64; ++i) bytes[i] = static_cast<std::uint8_t>(i);
+  }
+};
+inline constexpr ByteNumbers kByteNumbers;
+#endif
+
+// Rows and columns here count from the band's first subsample row and from the first counter's first column.
+template <int Q>
+class Band {
+ public:
+  Band(const DrawJob& job, std::int32_t firstRow)
+      : job_(job),
+        grid_(job),
+        firstRow_(firstRow),
+        firstColumn_(job.firstPixel * job.quality),
+        shape_(job.band.shape),
+        twice_(job.band.twice),
+        dirty_(job.band.dirty),
+        stripStride_(job.wordStride * kStripPixelRows<Q>),
+        dirtyStride_(job.dirtyStride) {}
+
+  const DrawJob& Job() const { return job_; }
+  const Grid<Q>& Sizes() const { return grid_; }
+  std::int32_t FirstRow() const { return firstRow_; }
+  std::int32_t FirstColumn() const { return firstColumn_; }
+  std::int32_t FirstPixelRow() const { return firstRow_ / grid_.Quality(); }  // unfolded; firstRow_ is a multiple
+
+  ORVANDEL_INLINE RowPlace PlaceOf(std::int32_t row) const {
+    const std::int32_t strip = grid_.StripOf(row);
+    const auto subRow = static_cast<std::size_t>(row - strip * grid_.StripRows());
+    std::uint64_t* cover = Words(strip, 0) + subRow;
+    return {cover, cover + grid_.StripRows(), twice_ == nullptr ? nullptr : Twice(strip, 0) + subRow};
+  }
+
+  // Words of one strip of n rows and word column: cover at [0, n), crossings at [n, 2n).
+  std::uint64_t* Words(std::int32_t strip, std::int32_t word) const {
+    return shape_ + static_cast<std::size_t>(strip) * stripStride_ + WordOffset(word);
+  }
+  std::uint64_t* WordsOf(const Line& line) const { return Words(line.strip, line.word); }
+  std::uint64_t* Twice(std::int32_t strip, std::int32_t word) const {
+    return twice_ + static_cast<std::size_t>(strip) * (stripStride_ / 2) + WordOffset(word) / 2;
+  }
+  std::uint16_t* Smallest(std::int32_t strip, std::int32_t word) const {
+    return job_.band.smallest + 64 * (static_cast<std::size_t>(strip) * (stripStride_ / 2) + WordOffset(word) / 2);
+  }
+  // Whether the strip has cells that are not simple, see profile_band.h. So it has as soon as two pieces cover one
+  // cell; of `twice` nothing is set elsewhere.
+  std::uint8_t& Bad(std::int32_t strip) const { return job_.band.badStrips[strip]; }
+  std::uint64_t* Dirty(std::int32_t strip) const { return dirty_ + static_cast<std::size_t>(strip) * dirtyStride_; }
+  std::uint16_t* Counters(std::int32_t pixelRow) const {
+    return job_.band.counters + static_cast<std::size_t>(pixelRow) * job_.counterStride;
+  }
+
+  // Word columns firstWord to lastWord of a strip have been touched.
+  ORVANDEL_INLINE void Touch(std::int32_t strip, std::int32_t firstWord, std::int32_t lastWord) const {
+    constexpr std::uint64_t kAll = ~std::uint64_t{0};
+    const auto first = static_cast<std::uint32_t>(firstWord), last = static_cast<std::uint32_t>(lastWord);
+    std::uint64_t* dirty = Dirty(strip) + first / 64;
+    const std::uint64_t* lastDirty = Dirty(strip) + last / 64;
+    std::uint64_t bits = kAll << first % 64;
+    for (; dirty < lastDirty; ++dirty) {
+      *dirty |= bits;
+      bits = kAll;
+    }
+    *dirty |= bits & kAll >> (63 - last % 64);
+  }
+
+  // Hands over the touched word columns of pixel rows [0, pixelRows) as lists of lines, strip by strip, from left to
+  // right, whole strips at a time or, with `oneByOne`, one: process(lines, count). Long lists keep the processor from
+  // guessing where each strip ends. With `forget`, they count as untouched from then on.
+  template <bool forget, typename Process>
+  ORVANDEL_INLINE void ForLines(std::int32_t pixelRows, bool oneByOne, Process process) const {
+    Line* lines = job_.band.lines;
+    std::int32_t count = 0;
+    const std::int32_t strips = StripsOf(pixelRows);
+    for (std::int32_t strip = 0; strip < strips; ++strip) {
+      std::uint64_t* dirty = Dirty(strip);
+      for (std::size_t i = 0; i < dirtyStride_; ++i) {
+        const Line first{static_cast<std::uint16_t>(64 * i), static_cast<std::uint16_t>(strip)};
+        count += ListSetBits(dirty[i], first, lines + count);
+        if constexpr (forget) dirty[i] = 0;
+      }
+      if (count + job_.words <= job_.lineRoom && strip + 1 < strips && !oneByOne) continue;
+      process(lines, count);
+      count = 0;
+    }
+  }
+
+  static std::int32_t StripsOf(std::int32_t pixelRows) {
+    return (pixelRows + kStripPixelRows<Q> - 1) / kStripPixelRows<Q>;
+  }
+  // The word's first pixel, as a counter.
+  std::int32_t FirstPixelOf(std::int32_t word) const { return word * grid_.PixelsPerWord(); }
+
+ private:
+  // The lines of the set bits, bit 0 being `first`. Returns how many.
+  ORVANDEL_INLINE static std::int32_t ListSetBits(std::uint64_t set, const Line& first, Line* lines) {
+#if defined(__AVX512VBMI2__)
+    const std::int32_t count = __builtin_popcountll(set);
+    const __m512i inAll = _mm512_set1_epi32(first.word | first.strip << 16);
+    __m512i numbers = _mm512_maskz_compress_epi8(set, _mm512_loadu_si512(kByteNumbers.bytes));
+    std::int32_t listed = 0;
+    do {
+      const __m512i words = _mm512_cvtepu8_epi32(_mm512_castsi512_si128(numbers));
+      _mm512_storeu_si512(lines + listed, _mm512_add_epi32(words, inAll));
+      numbers = _mm512_alignr_epi64(numbers, numbers, 2);
+      listed += 16;
+    } while (listed < count);
+    return count;
+#else
+    std::int32_t count = 0;
+    for (; set != 0; set &= set - 1) {
+      lines[count++] = {static_cast<std::uint16_t>(first.word + __builtin_ctzll(set)), first.strip};
+    }
+    return count;
+#endif
+  }
+
+  std::size_t WordOffset(std::int32_t word) const {
+    return static_cast<std::size_t>(word) * static_cast<std::size_t>(2 * grid_.StripRows());
+  }
+
+  const DrawJob& job_;
+  Grid<Q> grid_;
+  std::int32_t firstRow_, firstColumn_;
+  std::uint64_t *shape_, *twice_, *dirty_;
+  std::size_t stripStride_, dirtyStride_;
+};
+
+// Which cells lie inside the shape, line by line from left to right.
+template <int Q>
+class InsideWalk {
+ public:
+  using Rows = StripWords<kStripRows<Q>>;
+  using Vector = typename Rows::Vector;
+
+  // Cells that are covered and cells inside; the line's marks are cleared.
+  ORVANDEL_INLINE void Take(const Band<Q>& band, const Line& line, Vector& cover, Vector& inside) {
+    const std::int32_t rows = band.Sizes().StripRows();
+    std::uint64_t* words = band.WordsOf(line);
+    if (line.strip != strip_) carry_ = Vector{};
+    strip_ = line.strip;
+    cover = Rows::Load(words, rows);
+    Rows::Store(words, Vector{}, rows);
+    inside = Rows::Load(words + rows, rows);
+    if (kOftenCrossless && !Rows::Any(inside)) {
+      inside = carry_;
+      return;
+    }
+    Rows::TakeParity(inside);
+    inside = inside ^ carry_;
+    carry_ = -(inside >> 63);
+    Rows::Store(words + rows, Vector{}, rows);
+  }
+
+ private:
+  // A word of quality 16 is four pixels wide: most lie between the outline and the stroke's other edge.
+  static constexpr bool kOftenCrossless = Q == 16;
+  Vector carry_{};  // all ones in rows where the words so far leave us inside
+  std::int32_t strip_ = -1;
+};
+
+}  // namespace orvandel::fast::ORVANDEL_KERNELS
