@@ -6,6 +6,7 @@
 #include <cstdlib>
 
 #include "checked_heap.h"
+#include "effect/render/fast/job/stroke_job.h"
 #include "effect/render/fast/stroke_code.h"
 #include "random_stroke.h"
 
@@ -75,7 +76,7 @@ void SetQuality(StrokeCase& stroke, std::int32_t quality) {
 // subsamples, and parts far outside the picture.
 void MakeLarge(StrokeCase& stroke, Picture& ground, Dice& dice) {
   stroke.points.resize(std::min<std::size_t>(stroke.points.size(), 40));
-  switch (dice.Whole(0, 4)) {
+  switch (dice.Whole(0, 5)) {
     case 0:  // a picture of several bands
       ground = Picture(dice.Whole(200, 420), dice.Whole(100, 200), 4);
       StretchBy(stroke.points, 4, 4);
@@ -91,7 +92,12 @@ void MakeLarge(StrokeCase& stroke, Picture& ground, Dice& dice) {
       stroke.width *= 8;
       SetQuality(stroke, 16);
       break;
-    case 3:  // tall edges, most of them above the picture or below
+    case 3:  // bands of a few rows
+      ground = Picture(dice.Whole(8000, 20000), dice.Whole(1, 12));
+      StretchBy(stroke.points, 40, 0.1F);
+      SetQuality(stroke, dice.Whole(5, 16));
+      break;
+    case 4:  // tall edges, most of them above the picture or below
       ground = Picture(dice.Whole(1, 20), dice.Whole(1, 200));
       StretchBy(stroke.points, 0.25F, 40);
       break;
@@ -158,6 +164,24 @@ StrokeCase Needle(Dice& dice, const Picture& ground) {
   return stroke;
 }
 
+// Around the width from which on the plain code draws by itself.
+TEST(Twins, DrawTheWidestStrokes) {
+  for (const std::int32_t quality : {1, 2, 3, 4, 16}) {
+    for (std::int32_t beyond = -18; beyond <= 2; beyond += quality) {
+      const auto right = static_cast<float>(15 + (fast::kWidestStroke + beyond) / quality);
+      StrokeCase stroke;
+      stroke.quality = quality;
+      stroke.points = {{15, 0}, {right, 0}, {right, 4}, {15, 4}};
+      stroke.width = 1.5F;
+      stroke.opacity = 0.5F;
+      const Picture ground((1 << 18) / quality + 40, 4);
+      for (const StrokeCode code : CodesAtHand()) {
+        EXPECT_FALSE(Differs(code, stroke, ground)) << "code " << static_cast<int>(code) << ", " << Describe(stroke);
+      }
+    }
+  }
+}
+
 TEST(Twins, DropTheSameSamplesWhereUHasDrifted) {
   const std::vector<StrokeCode> codes = CodesAtHand();
   for (std::uint32_t seed = 1; seed <= 60; ++seed) {
@@ -222,14 +246,15 @@ TEST(Twins, DrawTheSameFrames) {
 
 // Every row that the host can stop at, in one band and in the middle of bands.
 TEST(Twins, StopAtTheSameRow) {
-  for (const std::int32_t quality : {1, 4, 16}) {
+  for (const std::int32_t quality : {1, 2, 4, 7, 16}) {
     StrokeCase stroke;
     stroke.points = {{-30, -12}, {40, -7}, {33, 20}, {-8, 25}};
     stroke.quality = quality;
     stroke.profile = quality == 4 ? 5 : 1;
     stroke.layerWidth = stroke.layerHeight = 60;
     stroke.origin = {0.5F, 0.2F};
-    const Picture ground(60, 40);
+    stroke.reflection = quality == 2 || quality == 7;
+    const Picture ground(60, 41);
     const auto rows = static_cast<int>(DrawWith(StrokeCode::kPlain, stroke, ground).outcome.reports.size());
     for (stroke.stopAtReport = 0; stroke.stopAtReport < rows; ++stroke.stopAtReport) {
       for (const StrokeCode code : CodesAtHand()) {

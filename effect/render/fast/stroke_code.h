@@ -9,7 +9,7 @@ enum class StrokeCode : std::int32_t {
   kPlain,     // stroke_scan, the readable twin that decides what is right
   kPortable,  // 128-bit vectors in any instruction set
   kAvx2,
-  kAvx512  // with the extensions of 2019: VBMI, VNNI, BITALG
+  kAvx512  // with the extensions of 2019: VBMI, VBMI2, VNNI, VPOPCNTDQ, VPCLMULQDQ
 };
 
 // The code in use: the best one that the processor runs, unless another one has been chosen.

@@ -9,8 +9,8 @@ namespace {
 constexpr std::size_t kBitsPerWord = 64;
 constexpr std::size_t kWordsPerLine = 8;
 
-// Whole strips of up to eight rows. The last band may have one row more, and a group of rows may begin on the last one.
-std::size_t Rows(const BandPlan& plan) { return (static_cast<std::size_t>(plan.rows) + 2 + 7) / 8 * 8; }
+// Whole strips, which have up to eight pixel rows; the last band may have one row more.
+std::size_t Rows(const BandPlan& plan) { return (static_cast<std::size_t>(plan.rows) + 1 + 7) / 8 * 8; }
 
 std::size_t MinimumCells(const BandPlan& plan, const RowSizes& sizes) {
   return Rows(plan) * sizes.wordStride / 2 * kBitsPerWord;
@@ -50,7 +50,7 @@ std::int32_t BandRows(std::int32_t pictureWidth, std::int32_t quality, bool vari
   const std::size_t fit = std::min(kMostMarks / (words * sizeof(std::uint64_t)),
                                    minima == 0 ? kMostBandRows : kMostMinima / (minima * sizeof(std::uint16_t)));
   const std::size_t rows = std::clamp<std::size_t>(fit, 1, kMostBandRows);
-  // Whole groups of eight subsample rows.
+  // At powers of two whole groups of eight subsample rows.
   const std::size_t step = std::max<std::size_t>(8 / static_cast<std::size_t>(quality), 2);
   return static_cast<std::int32_t>(rows < step ? 1 : rows / step * step);
 }

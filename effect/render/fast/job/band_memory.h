@@ -29,10 +29,6 @@ struct BandPlan {
   }
 };
 
-// Wider and taller strokes are left to the plain code: the band memory is as wide as the stroke, and with Reflection on
-// a stroke may be as large as it likes.
-inline constexpr std::int32_t kWidestStroke = 1 << 18;  // subsamples
-
 // Words that `columns` subsample columns touch at most; a word holds 64 / quality whole pixels.
 std::int32_t WordsFor(std::int32_t columns, std::int32_t quality);
 // The most that a stroke within the picture touches, or one as wide as they get.

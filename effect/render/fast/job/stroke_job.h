@@ -47,8 +47,8 @@ struct SetUpJob {
   std::int32_t firstCrossed, endCrossed;  // out: rows firstCrossed .. endCrossed - 1 are crossed by an outline edge
 };
 
-// A piece of the band that rows still meet, with its edges as they stand on the row reached. Slots 0 and 3: outline and
-// offset edge as they stand from left to right; 1 and 2: the rulings, 1 the one further left.
+// A piece of the stroke that rows still meet, with its edges as they stand on the row reached. Slots 0 and 3: outline
+// and offset edge as they stand from left to right; 1 and 2: the rulings, 1 the one further left.
 struct LivePiece {
   float x[4], dxdy[4];
   float u[4], dudy[4];
@@ -60,7 +60,7 @@ struct LivePiece {
   bool wild;
   unsigned longRulings;
   bool tame;    // nothing of that, and no more than two edges are active on any row
-  bool wide;    // some run of it may be that long that it does; then:
+  bool wide;    // some run of it may be longer than kLongestRun; then:
   float drift;  // how far rounding may move the distance of two edges
 };
 
@@ -78,8 +78,8 @@ struct Chunk {
 struct BandMemory {
   std::uint64_t *shape, *twice, *dirty;
   std::uint16_t* counters;      // of all pixels; only for profiles that vary, like `twice`, `badStrips` and `smallest`
-  std::uint16_t* lineCounters;  // RoomOfLine a line, holds what it will; only for flat profiles. What follows a
-                                // line's pixels is 0 where lines are shorter than vectors.
+  std::uint16_t* lineCounters;  // RoomOfLine a line, holds what it will; only for flat profiles. Chunks keep bytes in
+                                // it. What follows a line's pixels is 0 where lines are shorter than vectors.
   Chunk* chunks;                // MostChunks a line, holds what it will
   std::uint16_t* smallest;      // holds what it will
   std::uint8_t* badStrips;      // see Band::Bad
@@ -117,6 +117,11 @@ struct DrawJob {
   std::int32_t liveCount;                  // between bands: pieces that go on
 };
 
+// Wider and taller strokes, in subsamples, are left to the plain code: the band memory is as wide as the stroke, and
+// with Reflection on a stroke may be as large as it likes. Before the first column lie up to 15 pixels, and chunks of
+// four pixels have numbers of 16 bits.
+inline constexpr std::int32_t kWidestStroke = (1 << 18) - 16;
+
 inline constexpr std::int32_t kIndexEntries = 512;
 inline constexpr std::uint16_t kDrawnMark = 256;
 inline constexpr std::int32_t kMostRowsOfBatch = 16;  // that are sampled together, and may reach beyond their band
@@ -132,8 +137,8 @@ inline constexpr std::size_t kLineSlack = 32;
 constexpr std::int32_t MostChunks(std::int32_t quality) { return quality == 1 ? 64 : 16; }
 constexpr std::int32_t MostChunkPixels(std::int32_t quality) { return 512 / (quality * quality); }
 
-// Counters of a line: 64 pixels at most, and room for whole vectors.
-inline constexpr std::int32_t kLineCounters = 64 + 16;
+// Counters of a line: 21 pixels at most, at quality 3, and room for whole vectors.
+inline constexpr std::int32_t kLineCounters = 32;
 
 // The memory they take, in counters. Chunks take it too, with a byte for each pixel.
 constexpr std::int32_t RoomOfLine(std::int32_t quality) {

@@ -150,8 +150,7 @@ ORVANDEL_INLINE bool StaysInRange(const LivePiece& piece, int slot, std::int32_t
   return Smaller(u, last) >= -kDrifted && Larger(u, last) <= 1.0F + kDrifted && rows <= kLongestRuling;
 }
 
-// Whether samples between the edges in these slots may leave the safe range,
-// for so many rows.
+// Whether samples between the edges in these slots may leave the safe range, for so many rows.
 ORVANDEL_INLINE bool IsWildBetween(const LivePiece& piece, unsigned slots, std::int32_t rows) {
   if (piece.wild) return true;
   for (unsigned left = slots & piece.longRulings; left != 0; left &= left - 1) {
@@ -269,7 +268,7 @@ class PieceLoader {
     Judge(piece, i);
     if (piece.longRulings != 0) BoundRows(piece);
     const std::int32_t y = Larger(firstRow_, piece.firstBegin);
-    for (int slot = 0; slot < 4; ++slot) {
+    for (int slot = 0; slot < 4 && y < piece.lastEnd; ++slot) {
       const std::int32_t first = piece.first[slot], end = Smaller(y, piece.end[slot]);
       if (first < end) StepEdge(piece, slot, end - first);
     }

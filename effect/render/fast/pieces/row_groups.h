@@ -2,8 +2,7 @@
 //
 // x and u of both edges are one vector, so that a step down is one addition for all four; the vectors of a group's
 // rows, transposed, are the four values with one row a lane. Groups begin at a multiple of their rows, counted from the
-// band's first; lanes for rows that do not belong to the run are not stepped and not used. Rows come in fours of one
-// pixel row where the quality is a multiple of four.
+// band's first; lanes for rows that do not belong to the run are not stepped and not used.
 #pragma once
 
 #include "effect/render/fast/pieces/piece_walk.h"

@@ -1,4 +1,4 @@
-// Lines of a band whose profile is the same everywhere -> blended pixels.
+// At qualities 1, 2 and 4: lines of a band whose profile is the same everywhere -> blended pixels.
 //
 // First the samples of many lines are counted, then their pixels are blended, a chunk of as many as a vector holds at a
 // time.
@@ -28,10 +28,11 @@ class ChunkPass {
   static constexpr int kChunksPerWord = 64 / Q / kPixels;
   static_assert(kStripPixelRows<Q> * kChunksPerWord <= MostChunks(Q));
   static_assert(kStripPixelRows<Q> * (64 / Q) <= MostChunkPixels(Q));
+  static_assert((kWidestStroke + 15) / kPixels <= 0xFFFF, "of chunks that have samples");
   using P = Pixels<kPixels>;
 
-  // Lists the chunks that have samples, and their counts, a byte each. Which chunks have some cannot be
-  // guessed, so there is no branch on it; a list without gaps is then blended without one.
+  // Lists the chunks that have samples, and their counts, a byte each. Which chunks have some cannot be guessed, so
+  // there is no branch on it; a list without gaps is then blended without one.
   class ChunkList {
    public:
     explicit ChunkList(const BandMemory& memory)

@@ -156,7 +156,7 @@ ORVANDEL_INLINE void AddToCounters(const Vector& totals, std::int32_t x, std::ui
   }
 }
 
-// The same for every lane by itself, which has counters of its own, or of the lane before.
+// The same for every lane by itself, whose counters may be those of the lane before.
 ORVANDEL_INLINE void AddToCountersOfLanes(const Ints (&sums)[4], std::int32_t pixel,
                                           std::uint16_t* const (&counters)[kLanes]) {
   std::uint32_t lower[kLanes], upper[kLanes];

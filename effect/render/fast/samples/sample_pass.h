@@ -49,6 +49,7 @@ class SamplePass {
   }
 
  private:
+  // Without windows lanes do not pay at qualities 1 and 2.
   static constexpr bool kInLanes = Q % 4 == 0 || Windows<4>::kAtAnyQuality;
   static constexpr int kBatchStep = kInLanes ? Larger(kLanesOfGroup<Q>, kRowGroup) : kRowGroup;
 
@@ -260,7 +261,7 @@ class SamplePass {
   // `columns` >= 0
   Ints PixelsOf(const Ints& columns) const {
     if constexpr (Q != 0) return columns / Q;
-    // Columns are below 2^18: the product's error is far less than half a column.
+    // Columns are little more than 2^18: the product's error is far less than half a column.
     const float perColumn = 1.0F / static_cast<float>(band_.Sizes().Quality());
     return Truncate((ToFloats(columns) + 0.5F) * perColumn);
   }

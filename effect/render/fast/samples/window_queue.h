@@ -245,7 +245,7 @@ class WindowQueue {
 
 namespace orvandel::fast::ORVANDEL_KERNELS {
 
-// Where there are none.
+// For processors and qualities without windows.
 template <int Q>
 class NoWindows {
  public:
