@@ -40,7 +40,8 @@ std::vector<double> CellLuminances(const stage::Picture& picture, const Grid& gr
   const std::uint8_t* pixel = picture.bytes.data();
   for (std::int32_t y = 0; y < picture.height; ++y) {
     for (std::int32_t x = 0; x < picture.width; ++x, pixel += 4) {
-      const auto cell = static_cast<std::size_t>(y / grid.side * grid.columns + x / grid.side);
+      const std::int32_t number = y / grid.side * grid.columns + x / grid.side;
+      const auto cell = static_cast<std::size_t>(number);
       sums[cell] += LuminanceOf(pixel);
       sizes[cell] += 1;
     }

@@ -26,6 +26,7 @@ constexpr std::int32_t kUsualCount = 12, kUsualWidth = 320;
 std::vector<std::int32_t> UsualFrames(std::int32_t frameCount) {
   const std::int32_t count = std::min(frameCount, kUsualCount);
   std::vector<std::int32_t> frames;
+  frames.reserve(static_cast<std::size_t>(count));
   for (std::int32_t i = 0; i < count; ++i) {
     frames.push_back(count == 1 ? 0 : static_cast<std::int32_t>(std::int64_t{i} * (frameCount - 1) / (count - 1)));
   }
@@ -38,7 +39,7 @@ std::uint32_t ColorOf(const std::string& text) {
 }
 
 Output OutputOf(const SheetRequest& request) {
-  const Output output = ParseOutput(request.output.string(), {0});
+  Output output = ParseOutput(request.output.string(), {0});
   if (output.kind == OutputKind::kPictures && !output.pattern.HasNumber()) return output;
   throw stage::InputError(fmt::format("--output: a sheet is one picture, '{}' is not the name of one; use NAME.png",
                                       request.output.string()));

@@ -23,7 +23,10 @@ void ForEachTick(const EmitterValues& values, double endTicks, const std::functi
       births.periodSeconds = 1.0 / rate;
       phase = static_cast<float>(rate * span + static_cast<double>(phase));
     }
-    for (; phase >= 1.0F; phase = static_cast<float>(static_cast<double>(phase) - 1.0)) ++births.count;
+    while (phase >= 1.0F) {
+      phase = static_cast<float>(static_cast<double>(phase) - 1.0);
+      ++births.count;
+    }
     visit(births);
   }
 }

@@ -49,7 +49,9 @@ int32_t Product(int32_t a, uint32_t b) noexcept { return static_cast<int32_t>(st
 double ValueOf(const OrvRatio& ratio) noexcept { return static_cast<double>(ratio.num) / ratio.den; }
 
 // The three forms of the status argument.
-bool IsByte(const std::uint8_t* status) noexcept { return status != nullptr && status != ORV_RATIO_APPROXIMATE; }
+bool IsByte(const std::uint8_t* status) noexcept {
+  return status != nullptr && status != ORV_RATIO_APPROXIMATE;  // NOLINT(performance-no-int-to-ptr): no place in memory
+}
 
 // Whether an approximation is allowed. A byte is exact from here on until an overflow shows.
 bool OpenStatus(std::uint8_t* status) noexcept {

@@ -38,7 +38,10 @@ void LayAll(const Picture& picture, float opacity, std::vector<float>& canvas) {
   }
 }
 
-std::uint16_t Word(float unit) { return static_cast<std::uint16_t>(std::clamp(unit, 0.0F, 1.0F) * 65535 + 0.5F); }
+std::uint16_t Word(float unit) {
+  // NOLINTNEXTLINE(bugprone-incorrect-roundings): never negative, and far from where floats have no halves
+  return static_cast<std::uint16_t>(std::clamp(unit, 0.0F, 1.0F) * 65535 + 0.5F);
+}
 
 }  // namespace
 

@@ -49,8 +49,9 @@ double LoudnessAt(const AudioSource& audio, const Timebase& time, std::int32_t h
 double ExpressedAt(const ExpressionSource& source, const Timebase& time, std::int32_t hostTime) {
   const std::int64_t later = std::int64_t{hostTime} + 1;
   ExpressionTime when;
-  when.tick = static_cast<double>(later * kTicksPerSecond / time.timeScale);
-  when.frame = static_cast<double>(later / time.timeStep);
+  const std::int64_t tick = later * kTicksPerSecond / time.timeScale, frame = later / time.timeStep;
+  when.tick = static_cast<double>(tick);
+  when.frame = static_cast<double>(frame);
   when.seconds = SecondsOf(OntoTick(hostTime, time.timeScale), time.timeScale);
   const double value = source.expression->ValueAt(when);
   if (std::isnan(value)) {

@@ -15,11 +15,11 @@
 namespace orvandel::stage {
 
 struct AudioShape {
-  double low = 0;          // Hz; 0: no lower edge
-  double high = 0;         // Hz; 0: no upper edge
-  double attack = 0.005;   // seconds
-  double release = 0.150;  // seconds
-  auto operator<=>(const AudioShape&) const = default;
+  double low = 0;                                       // Hz; 0: no lower edge
+  double high = 0;                                      // Hz; 0: no upper edge
+  double attack = 0.005;                                // seconds
+  double release = 0.150;                               // seconds
+  auto operator<=>(const AudioShape&) const = default;  // NOLINT(modernize-use-nullptr): compares with 0 inside
 };
 
 class AudioEnvelope {

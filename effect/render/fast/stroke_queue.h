@@ -45,7 +45,7 @@ class StrokeQueue {
   void FitBandMemory(const fast::BandPlan& needed);
   bool SetUp(fast::StrokeRecord& stroke, const Outline& points, const StrokeLook& look) const;
   bool Folds(const fast::DrawJob& job) const;
-  std::size_t BandsOfPicture() const { return static_cast<std::size_t>(output_.height / bandRows_ + 1); }
+  std::size_t BandsOfPicture() const { return static_cast<std::size_t>(output_.height / bandRows_) + 1; }
   void DrawAlone(fast::DrawJob& job);
   void Append(fast::StrokeRecord& stroke);
   void ClearIfFirst(std::int32_t first, std::int32_t end) const;

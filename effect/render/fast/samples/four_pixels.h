@@ -12,7 +12,7 @@ namespace orvandel::fast::ORVANDEL_KERNELS {
 template <int Q>
 class FourPixels {
  public:
-  static constexpr int kParts = Q < 4 ? Q : 4, kFours = Q < 4 ? 1 : Q / 4;
+  static constexpr int kParts = Smaller(Q, 4), kFours = Larger(Q / 4, 1);
 
   // Four columns of one part, the `four`-th of it.
   ORVANDEL_INLINE void Take(int part, int four, const __m512i& alphas, __mmask64 counted) {

@@ -338,7 +338,7 @@ class SamplePass {
 
   const Band<Q>& band_;
   AlphaLookup lookup_;
-  Windows<kInLanes ? Q : 0> windows_;
+  Windows<Q> windows_;
 };
 
 }  // namespace orvandel::fast::ORVANDEL_KERNELS
