@@ -143,6 +143,24 @@ TEST(Twins, DrawTheSameBytes) {
   EXPECT_EQ(checked_heap::BlocksInUse(), 0);
 }
 
+// Around the width from which on the plain code draws by itself.
+TEST(Twins, DrawTheWidestStrokes) {
+  for (const std::int32_t quality : {1, 2, 3, 4, 16}) {
+    for (std::int32_t beyond = -18; beyond <= 2; beyond += quality) {
+      const auto right = static_cast<float>(15 + (fast::kWidestStroke + beyond) / quality);
+      StrokeCase stroke;
+      stroke.quality = quality;
+      stroke.points = {{15, 0}, {right, 0}, {right, 4}, {15, 4}};
+      stroke.width = 1.5F;
+      stroke.opacity = 0.5F;
+      const Picture ground((1 << 18) / quality + 40, 4);
+      for (const StrokeCode code : CodesAtHand()) {
+        EXPECT_FALSE(Differs(code, stroke, ground)) << "code " << static_cast<int>(code) << ", " << Describe(stroke);
+      }
+    }
+  }
+}
+
 // A needle whose ruling from tip to mitre has so many rows that u, one rounded addition a row, leaves 0 to 1: in the
 // picture are the last of them, and what drops out there.
 StrokeCase Needle(Dice& dice, const Picture& ground) {
@@ -162,24 +180,6 @@ StrokeCase Needle(Dice& dice, const Picture& ground) {
   if (dice.OneIn(6)) StretchBy(stroke.points, 1, -1);
   stroke.origin = {0.2F, stroke.points[0].y < 0 ? 0.0F : 1.0F};
   return stroke;
-}
-
-// Around the width from which on the plain code draws by itself.
-TEST(Twins, DrawTheWidestStrokes) {
-  for (const std::int32_t quality : {1, 2, 3, 4, 16}) {
-    for (std::int32_t beyond = -18; beyond <= 2; beyond += quality) {
-      const auto right = static_cast<float>(15 + (fast::kWidestStroke + beyond) / quality);
-      StrokeCase stroke;
-      stroke.quality = quality;
-      stroke.points = {{15, 0}, {right, 0}, {right, 4}, {15, 4}};
-      stroke.width = 1.5F;
-      stroke.opacity = 0.5F;
-      const Picture ground((1 << 18) / quality + 40, 4);
-      for (const StrokeCode code : CodesAtHand()) {
-        EXPECT_FALSE(Differs(code, stroke, ground)) << "code " << static_cast<int>(code) << ", " << Describe(stroke);
-      }
-    }
-  }
 }
 
 TEST(Twins, DropTheSameSamplesWhereUHasDrifted) {

@@ -68,7 +68,7 @@ class FlatBand {
 
  private:
   // Pixels blended at a time: as many as a vector holds where lines may be as long.
-  static constexpr int kPixels = ChunkCounts<Q>::kThere || Q == 0 ? kLanes : kLanes == 4 ? 4 : 8;
+  static constexpr int kPixels = ChunkCounts<Q>::kThere || Q == 0 ? kLanes : Smaller(kLanes, 8);
   using P = Pixels<kPixels>;
 
   __attribute__((noinline)) void CountLines(const PictureRows& rows, const Line* lines, std::int32_t count) const {
