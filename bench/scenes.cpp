@@ -4,7 +4,7 @@
 #include <cmath>
 #include <random>
 
-#include "effect/render/stroke_edges.h"
+#include "effect/render/reference/stroke_edges.h"
 
 namespace orvandel::bench {
 namespace {

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "effect/render/profile_table.h"
+#include "effect/render/stroke/profile_table.h"
 #include "effect/sim/wave.h"
 
 namespace orvandel::bench {

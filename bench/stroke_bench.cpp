@@ -12,7 +12,7 @@
 
 #include "effect/params/param_ids.h"
 #include "effect/render/draw_wave.h"
-#include "effect/render/fast/stroke_code.h"
+#include "effect/render/stroke_code.h"
 #include "peers.h"
 
 namespace orvandel::bench {

@@ -1,8 +1,9 @@
-// The picture that a frame's waves are drawn into.
+// The picture that a frame's waves are drawn into, and the code that draws them.
 #pragma once
 
-#include "effect/host/image_buffer.h"
+#include "effect/host/effect_context.h"
 #include "effect/render/fast/stroke_queue.h"
+#include "effect/render/stroke/stroke_look.h"
 
 namespace orvandel {
 
@@ -13,22 +14,17 @@ class Canvas {
   enum class Ground { kAsItIs, kCleared };
 
   // `output` has pixels. kCleared: transparent black; bytes behind the last pixel of a row stay as they are.
-  Canvas(const ImageBuffer& output, Ground ground) : output_(output), queue_(output) {
-    if (ground == Ground::kCleared) queue_.ClearFirst();
-  }
+  Canvas(const ImageBuffer& output, Ground ground);
   ~Canvas() { Flush(); }
 
-  StrokeQueue& Queue() { return queue_; }
+  // Strokes the outline on its inner side. `points` (see PrepareOutline) are changed. Returns 0 or the host's code that
+  // stopped the work; the rows before that are drawn.
+  std::int32_t Stroke(EffectContext& context, Outline& points, const StrokeLook& look);
   void Flush() { queue_.Flush(); }
-
-  // For those who draw at once.
-  const ImageBuffer& Flushed() {
-    Flush();
-    return output_;
-  }
 
  private:
   ImageBuffer output_;
+  const fast::Kernels* kernels_;  // null: all is drawn plainly
   StrokeQueue queue_;
 };
 

@@ -1,12 +1,15 @@
-// Decides for one wave whether it still lives and what its stroke looks like now, then strokes its placed outline.
+// Decides for one wave whether it still lives and what its stroke looks like now. All that stroking needs of waves and
+// parameters is read here.
 
 #include "effect/render/draw_wave.h"
 
 #include <algorithm>
+#include <cstring>
 
+#include "effect/base/float_rules.h"
 #include "effect/params/param_ids.h"
 #include "effect/params/param_slot.h"
-#include "effect/render/profile_table.h"
+#include "effect/render/stroke/stroke_look.h"
 #include "effect/render/stroke_outline.h"
 
 namespace orvandel {
@@ -23,6 +26,48 @@ float FadeOutFactor(const Wave& wave) {
   return (wave.lifespan - wave.age) / std::min(wave.fadeOut, wave.lifespan);
 }
 
+// Samples per output pixel and direction, 1..16: "Render Quality" at high quality, 1 in drafts.
+std::int32_t QualityFactor(EffectContext& context) {
+  constexpr std::int32_t kHighQuality = 1;
+  if (context.inRecord->quality != kHighQuality) return 1;
+  return std::clamp(ReadInteger(FilledSlot(context, kRenderQuality)), 1, 16);
+}
+
+OrvPixel UnpackColor(std::uint32_t color) {
+  OrvPixel pixel;
+  static_assert(sizeof pixel == sizeof color);
+  std::memcpy(&pixel, &color, sizeof pixel);  // the word holds the bytes in memory order
+  return pixel;
+}
+
+StrokeTransform MakeStrokeTransform(const OrvInRecord& in, Point2f origin, std::int32_t quality) {
+  const double q = quality;
+  const double scaleX = RatioValue(in.downsampleX);
+  const double scaleY = RatioValue(in.downsampleY);
+  const double originX = static_cast<double>(static_cast<float>(in.width) * origin.x);
+  const double originY = static_cast<double>(static_cast<float>(in.height) * origin.y);
+  return {static_cast<float>(q * (originX * scaleX + in.origin.x)),
+          static_cast<float>(q * (originY * scaleY + in.origin.y)),
+          static_cast<float>(q * scaleX / RatioValue(in.pixelAspect)), static_cast<float>(q * scaleY)};
+}
+
+// Asks the host for no parameter before the stroke needs it.
+std::int32_t StrokeWave(const Wave& wave, float opacity, EffectContext& context, Canvas& canvas) {
+  Outline points = wave.placed;
+  ProfileTable table;
+  BuildProfileTable(opacity, static_cast<std::int32_t>(wave.profile), table);
+  if (points.size() < 3) return 0;
+  const std::int32_t quality = QualityFactor(context);
+  if (!PrepareOutline(points, *context.inRecord)) return 0;
+  const StrokeLook look{StrokeWidth(wave),
+                        MakeStrokeTransform(*context.inRecord, wave.origin, quality),
+                        quality,
+                        UnpackColor(wave.color),
+                        &table,
+                        ValueWord(FilledSlot(context, kReflection).definition) != 0};
+  return canvas.Stroke(context, points, look);
+}
+
 }  // namespace
 
 float CurrentOpacity(const Wave& wave) {
@@ -37,12 +82,6 @@ float StrokeWidth(const Wave& wave) {
   return wave.startWidth + (wave.age / wave.lifespan) * (wave.endWidth - wave.startWidth);
 }
 
-std::int32_t QualityFactor(EffectContext& context) {
-  constexpr std::int32_t kHighQuality = 1;
-  if (context.inRecord->quality != kHighQuality) return 1;
-  return std::clamp(ReadInteger(FilledSlot(context, kRenderQuality)), 1, 16);
-}
-
 std::int32_t DrawWave(WaveList& list, EffectContext& context, Canvas& canvas, WaveList::Position& position) {
   const Wave& wave = *position;
   const float opacity = CurrentOpacity(wave);
@@ -51,12 +90,7 @@ std::int32_t DrawWave(WaveList& list, EffectContext& context, Canvas& canvas, Wa
     return 0;
   }
   std::int32_t result = 0;
-  if (opacity != 0.0F && !wave.placed.empty()) {
-    Outline points = wave.placed;  // stroking reorders, thins and transforms its points
-    ProfileTable table;
-    BuildProfileTable(opacity, static_cast<std::int32_t>(wave.profile), table);
-    result = StrokeOutline(context, canvas, wave, points, table);
-  }
+  if (opacity != 0.0F && !wave.placed.empty()) result = StrokeWave(wave, opacity, context, canvas);
   ++position;
   return result;
 }

@@ -1,4 +1,4 @@
-// One wave at the moment of drawing: how opaque, how wide, how finely sampled, and whether its life is over.
+// One wave at the moment of drawing: how opaque, how wide, and whether its life is over.
 #pragma once
 
 #include <cstdint>
@@ -13,8 +13,6 @@ namespace orvandel {
 float CurrentOpacity(const Wave& wave);
 // The band's width now, in the pixels of `placed`.
 float StrokeWidth(const Wave& wave);
-// Samples per output pixel and direction, 1..16: "Render Quality" at high quality, 1 in drafts.
-std::int32_t QualityFactor(EffectContext& context);
 
 // Draws the wave at `position` onto `canvas`, or removes it when its life is over or it has no outline and keeps its
 // birth settings; moves `position` on in any case. Returns 0 or the host's code that stopped the drawing.

@@ -1,21 +1,7 @@
-// From a placed outline to a drawn stroke: orientation, thinning and transform here, edges and pieces in stroke_edges,
-// rows in stroke_scan.
-//
-// Two spaces meet here. Outline, width and offset points are in full-size layer pixels relative to the wave's origin;
-// everything after the transform is in subsamples, `quality` to an output pixel in both directions.
-
 #include "effect/render/stroke_outline.h"
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
-
-#include "effect/base/float_rules.h"
-#include "effect/params/param_ids.h"
-#include "effect/params/param_slot.h"
-#include "effect/render/draw_wave.h"
-#include "effect/render/stroke_edges.h"
-#include "effect/render/stroke_scan.h"
 
 namespace orvandel {
 namespace {
@@ -38,47 +24,30 @@ bool IsTooSmall(double area, const OrvInRecord& in) {
   return std::fabs(area) * squareWidth * static_cast<double>(in.height) < 0.1;
 }
 
-OrvPixel UnpackColor(std::uint32_t color) {
-  OrvPixel pixel;
-  static_assert(sizeof pixel == sizeof color);
-  std::memcpy(&pixel, &color, sizeof pixel);  // the word holds the bytes in memory order
-  return pixel;
-}
-
-std::int32_t DrawStrokePlainly(EffectContext& context, const ImageBuffer& output, Outline& points,
-                               const StrokeLook& look) {
-  const Outline offsets = MakeOffsetPoints(points, look.width, look.transform);
-  if (!TransformPoints(points, look.transform)) return 0;
-
-  StrokeGeometry geometry = BuildStrokeGeometry(points, offsets);
-  geometry.quality = look.quality;
-  geometry.color = look.color;
-  geometry.table = look.table;
-  geometry.reflection = look.reflection;
-  if (!geometry.reflection) ClipBounds(geometry.bounds, output, look.quality);
-  if (geometry.bounds.IsEmpty()) return 0;
-  return ScanStroke(context, output, geometry);
-}
-
 }  // namespace
 
-std::int32_t StrokeOutline(EffectContext& context, Canvas& canvas, const Wave& wave, Outline& points,
-                           const ProfileTable& table) {
-  if (points.size() < 3) return 0;
-  const std::int32_t quality = QualityFactor(context);
-  const StrokeTransform transform = MakeStrokeTransform(*context.inRecord, wave.origin, quality);
-
+bool PrepareOutline(Outline& points, const OrvInRecord& in) {
   const double area = SignedArea(points);
-  if (IsTooSmall(area, *context.inRecord)) return 0;
+  if (IsTooSmall(area, in)) return false;
   if (area < 0) std::reverse(points.begin(), points.end());
-  if (!RemoveCollinearPoints(points)) return 0;
+  return RemoveCollinearPoints(points);
+}
 
-  const StrokeLook look{
-      StrokeWidth(wave),       transform, quality,
-      UnpackColor(wave.color), &table,    ValueWord(FilledSlot(context, kReflection).definition) != 0};
-  std::int32_t result;
-  if (canvas.Queue().Take(context, points, look, result)) return result;
-  return DrawStrokePlainly(context, canvas.Flushed(), points, look);
+bool RemoveCollinearPoints(Outline& points) {
+  constexpr float kSmallestCross = 0.1F;
+  std::size_t kept = 0;
+  Point2f previous = points.empty() ? Point2f{} : points.back();
+  for (std::size_t i = 0; i < points.size(); ++i) {
+    const Point2f point = points[i];
+    // Behind the last point comes the first one that was kept, or the point itself when none was.
+    const Point2f next = i + 1 < points.size() ? points[i + 1] : kept > 0 ? points[0] : point;
+    const float cross = (point.x - previous.x) * (next.y - point.y) - (point.y - previous.y) * (next.x - point.x);
+    if (std::fabs(cross) < kSmallestCross) continue;
+    points[kept++] = point;
+    previous = point;
+  }
+  points.resize(kept);
+  return kept >= 3;
 }
 
 }  // namespace orvandel

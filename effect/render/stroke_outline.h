@@ -1,18 +1,17 @@
-// Strokes one closed outline: a band of the wave's width along its inner side.
+// A placed outline made ready for stroking.
 #pragma once
 
-#include <cstdint>
-
-#include "effect/host/effect_context.h"
-#include "effect/render/canvas.h"
-#include "effect/render/profile_table.h"
 #include "effect/sim/wave.h"
+#include "orvandel/effect.h"
 
 namespace orvandel {
 
-// `points` is a copy of the wave's placed outline and is changed in place. Outlines without area draw nothing. Returns
-// 0 or the host's code that stopped the scan; the rows scanned until then stay drawn.
-std::int32_t StrokeOutline(EffectContext& context, Canvas& canvas, const Wave& wave, Outline& points,
-                           const ProfileTable& table);
+// Makes the points, in layer pixels, run clockwise on the screen and takes out those that bend nothing. False when what
+// is left has too little area, on a layer of this size, or too few points to be seen.
+bool PrepareOutline(Outline& points, const OrvInRecord& in);
+
+// Removes, in one walk, every point at which the outline runs straight on or turns exactly back. Returns whether at
+// least three points remain.
+bool RemoveCollinearPoints(Outline& points);
 
 }  // namespace orvandel

@@ -7,7 +7,7 @@
 
 #include "effect/outline/polygon.h"
 #include "effect/outline/value_image.h"
-#include "effect/render/profile_table.h"
+#include "effect/render/stroke/profile_table.h"
 
 namespace {
 

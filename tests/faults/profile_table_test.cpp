@@ -1,6 +1,6 @@
 // Every entry of every profile, against the curves written out as plain sums: the running single-precision sum is part
 // of the picture, and recomputing it as start + k x step changes entries.
-#include "effect/render/profile_table.h"
+#include "effect/render/stroke/profile_table.h"
 
 #include <gtest/gtest.h>
 

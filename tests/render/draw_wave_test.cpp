@@ -5,7 +5,7 @@
 #include <cmath>
 
 #include "checked_heap.h"
-#include "effect/render/profile_table.h"
+#include "effect/render/stroke/profile_table.h"
 #include "stroke_case.h"
 
 namespace orvandel {

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "effect/render/fast/stroke_code.h"
+#include "effect/render/stroke_code.h"
 #include "tests/render/even_columns_check.h"
 
 namespace orvandel {

@@ -1,6 +1,6 @@
 // Mirror addressing, the two writers and the blend.
 
-#include "effect/render/pixel_writer.h"
+#include "effect/render/reference/pixel_writer.h"
 
 #include <gtest/gtest.h>
 

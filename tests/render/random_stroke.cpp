@@ -88,6 +88,7 @@ StrokeCase RandomStroke(Dice& dice) {
   if (dice.OneIn(60)) {
     for (Point2f& p : stroke.points) p.y *= 150;  // u drifts along edges of many rows
   }
+  if (dice.OneIn(12)) stroke.width = -stroke.width;
   if (dice.OneIn(5)) stroke.stopAtReport = dice.Whole(0, 60);
   if (dice.OneIn(4)) stroke.rowsBetweenReports = dice.Whole(0, dice.OneIn(2) ? 9 : 0x7FFFFFFE);
   return stroke;

@@ -7,8 +7,8 @@
 #include <map>
 #include <memory>
 
-#include "effect/render/blend.h"
-#include "effect/render/profile_table.h"
+#include "effect/render/stroke/blend.h"
+#include "effect/render/stroke/profile_table.h"
 
 namespace orvandel {
 namespace {

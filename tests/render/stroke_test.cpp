@@ -10,8 +10,9 @@
 #include <sstream>
 
 #include "checked_heap.h"
-#include "effect/render/fast/stroke_code.h"
-#include "effect/render/stroke_scan.h"
+#include "effect/render/reference/stroke_scan.h"
+#include "effect/render/stroke_code.h"
+#include "effect/render/stroke_outline.h"
 #include "random_stroke.h"
 #include "slow_stroke.h"
 
@@ -118,14 +119,14 @@ TEST(Stroke, KeepsIndicesWithinTheCell) {
     edges[1].u = row.uLeft;
     edges[2].x = 10;
     edges[2].u = row.uRight;
-    StrokeQuad quad;
-    quad.edges[1] = 1;
-    quad.edges[2] = 2;
+    StrokePiece piece;
+    piece.edges[1] = 1;
+    piece.edges[2] = 2;
     for (const std::int32_t order : {1, 2}) {
-      quad.order = order;
+      piece.order = order;
       RowBuffer cells(0, 11);
       Span touched;
-      ASSERT_TRUE(ScanQuadRow(quad, edges, cells, 0, 10, touched));
+      ASSERT_TRUE(ScanPieceRow(piece, edges, cells, 0, 10, touched));
       EXPECT_EQ(touched.first, 0);
       EXPECT_EQ(touched.last, 10);
       EXPECT_NEAR(cells.At(0).index, row.first, 1) << row.uLeft;

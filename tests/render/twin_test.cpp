@@ -7,7 +7,7 @@
 
 #include "checked_heap.h"
 #include "effect/render/fast/job/stroke_job.h"
-#include "effect/render/fast/stroke_code.h"
+#include "effect/render/stroke_code.h"
 #include "random_stroke.h"
 
 namespace orvandel {

@@ -7,8 +7,7 @@
 #include "effect/base/float_rules.h"
 #include "effect/heap/heap_containers.h"
 #include "effect/render/fast/job/arena.h"
-#include "effect/render/fast/stroke_code.h"
-#include "effect/render/pixel_writer.h"
+#include "effect/render/stroke/picture.h"
 
 namespace orvandel {
 
@@ -51,16 +50,13 @@ std::byte* AllocateAligned(std::size_t bytes) {
 
 }  // namespace
 
-StrokeQueue::StrokeQueue(const ImageBuffer& output) : output_(output), kernels_(CurrentKernels()) {}
-
 StrokeQueue::~StrokeQueue() {
   heap::Free(block_);
   heap::Free(bandBlock_);
 }
 
-bool StrokeQueue::Take(EffectContext& context, const Outline& points, const StrokeLook& look, std::int32_t& result) {
+bool StrokeQueue::Add(EffectContext& context, const Outline& points, const StrokeLook& look, std::int32_t& result) {
   result = 0;
-  if (kernels_ == nullptr) return false;
   const FastTable table(*look.table, look.quality);
   ChooseBands(look.quality, !table.flat);
   const std::size_t bands = BandsOfPicture();

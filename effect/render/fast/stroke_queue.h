@@ -1,8 +1,7 @@
-// Strokes on their way into the picture, drawn by the kernels: the same bytes as stroke_edges and stroke_scan, many
-// times faster.
+// Strokes on their way into the picture, drawn by the kernels: the same bytes as the plain code, many times faster.
 //
-// Strokes wait here and are drawn band of rows by band of rows: all of them in the first band, in their order, then all
-// in the second. A pixel sees the same blends in the same order. One block of memory for the strokes and one for the
+// Queued strokes are drawn band by band: all of them in the first band of rows, in their order, then all in the second.
+// A pixel sees the same blends in the same order. One block of memory for the strokes and one for the
 // band serve the whole frame, and rows are cleared just before they are drawn on. Strokes that fold back into the
 // picture at its upper or lower edge do not wait: their bands touch rows of other bands.
 #pragma once
@@ -18,7 +17,8 @@ namespace orvandel {
 
 class StrokeQueue {
  public:
-  explicit StrokeQueue(const ImageBuffer& output);
+  // Without kernels it only clears the picture.
+  StrokeQueue(const ImageBuffer& output, const fast::Kernels* kernels) : output_(output), kernels_(kernels) {}
   StrokeQueue(const StrokeQueue&) = delete;
   StrokeQueue& operator=(const StrokeQueue&) = delete;
   ~StrokeQueue();  // what still waits is not drawn
@@ -32,7 +32,7 @@ class StrokeQueue {
   //
   // The host hears of the rows here, in the plain scan's order and number. When it stops at one, the rows up to it are
   // drawn all the same. Throws AllocFailed before anybody has been asked.
-  bool Take(EffectContext& context, const Outline& points, const StrokeLook& look, std::int32_t& result);
+  bool Add(EffectContext& context, const Outline& points, const StrokeLook& look, std::int32_t& result);
 
   // Draws what waits. Allocates nothing.
   void Flush();
@@ -52,7 +52,7 @@ class StrokeQueue {
   void DrawBands(std::int32_t first, std::int32_t end);
 
   ImageBuffer output_;
-  const fast::Kernels* kernels_;  // null: all strokes are for the plain code
+  const fast::Kernels* kernels_;
   bool clearFirst_ = false;
 
   // The same for all strokes that wait.

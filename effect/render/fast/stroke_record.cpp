@@ -5,7 +5,7 @@
 #include <new>
 
 #include "effect/render/fast/job/arena.h"
-#include "effect/render/pixel_writer.h"
+#include "effect/render/stroke/picture.h"
 
 namespace orvandel::fast {
 namespace {

@@ -7,7 +7,7 @@
 #include "effect/host/image_buffer.h"
 #include "effect/render/fast/job/band_memory.h"
 #include "effect/render/fast/job/stroke_job.h"
-#include "effect/render/fast/stroke_look.h"
+#include "effect/render/stroke/stroke_look.h"
 
 namespace orvandel::fast {
 

@@ -16,8 +16,8 @@
 #pragma once
 
 #include "effect/render/fast/job/stroke_job.h"
-#include "effect/render/fast/vectors/lanes.h"
-#include "effect/render/fast/vectors/strip_words.h"
+#include "effect/render/simd/lanes.h"
+#include "effect/render/simd/strip_words.h"
 
 namespace orvandel::fast::ORVANDEL_KERNELS {
 

@@ -8,7 +8,7 @@
 
 #include <cstdint>
 
-#include "effect/render/fast/vectors/lanes.h"
+#include "effect/render/simd/lanes.h"
 
 namespace orvandel::fast::ORVANDEL_KERNELS {
 

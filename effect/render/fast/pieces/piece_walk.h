@@ -30,7 +30,7 @@
 
 #include "effect/render/fast/job/stroke_job.h"
 #include "effect/render/fast/pieces/edge_steps.h"
-#include "effect/render/fast/vectors/lanes.h"
+#include "effect/render/simd/lanes.h"
 
 namespace orvandel::fast::ORVANDEL_KERNELS {
 

@@ -6,7 +6,7 @@
 #pragma once
 
 #include "effect/render/fast/job/stroke_job.h"
-#include "effect/render/fast/vectors/lanes.h"
+#include "effect/render/simd/lanes.h"
 
 namespace orvandel::fast::ORVANDEL_KERNELS {
 

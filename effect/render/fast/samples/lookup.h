@@ -1,7 +1,7 @@
 // Alphas of four columns, added up lane by lane.
 #pragma once
 
-#include "effect/render/fast/vectors/lanes.h"
+#include "effect/render/simd/lanes.h"
 
 namespace orvandel::fast::ORVANDEL_KERNELS {
 

@@ -4,7 +4,7 @@
 #pragma once
 
 #include "effect/render/fast/pieces/run.h"
-#include "effect/render/fast/vectors/lanes.h"
+#include "effect/render/simd/lanes.h"
 
 #if defined(__AVX2__) && !defined(__AVX512F__)
 

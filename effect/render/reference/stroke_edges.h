@@ -6,28 +6,10 @@
 
 #include <cstdint>
 
-#include "effect/host/effect_context.h"
-#include "effect/render/profile_table.h"
-#include "effect/sim/wave.h"
+#include "effect/heap/heap_containers.h"
+#include "effect/render/stroke/stroke_look.h"
 
 namespace orvandel {
-
-// Outline and offset points further away than this (in subsamples) are refused or drawn nearer, so that columns and
-// rows fit 32-bit integers with room to spare.
-inline constexpr float kFarthestSubsample = 67108864.0F;  // 2^26
-
-// Layer pixels relative to the wave's origin -> subsamples of the output.
-struct StrokeTransform {
-  float offsetX, offsetY, scaleX, scaleY;
-
-  Point2f Apply(Point2f p) const { return {scaleX * p.x + offsetX, scaleY * p.y + offsetY}; }
-};
-
-StrokeTransform MakeStrokeTransform(const OrvInRecord& in, Point2f origin, std::int32_t quality);
-
-// Removes, in one walk, every point at which the outline runs straight on or turns exactly back. Returns whether at
-// least three points remain.
-bool RemoveCollinearPoints(Outline& points);
 
 // The band's inner corners, one per outline point, in subsamples; `points` and `width` are in layer pixels. A corner
 // that has no finite offset point keeps the outline point.
@@ -43,9 +25,9 @@ enum EdgeKind : std::int32_t {
 };
 
 using EdgeIndex = std::int32_t;
-using QuadIndex = std::int32_t;
+using PieceIndex = std::int32_t;
 inline constexpr EdgeIndex kNoEdge = 0;
-inline constexpr QuadIndex kNoQuad = -1;
+inline constexpr PieceIndex kNoPiece = -1;
 
 struct StrokeEdge {
   std::int32_t edgeKind = kOutlineEdge;
@@ -57,10 +39,10 @@ struct StrokeEdge {
   std::uint8_t active = 0;    // in the scan's list of active edges
   float x0 = 0, y0 = 0;       // top end
   float x1 = 0, y1 = 0;       // bottom end
-  QuadIndex quads[2] = {kNoQuad, kNoQuad};
+  PieceIndex pieces[2] = {kNoPiece, kNoPiece};
 };
 
-struct StrokeQuad {
+struct StrokePiece {
   // [0] and [3]: the segment's outline and offset edge, in the order they stand from left to right; [1] and [2]: the
   // rulings at its ends, [1] the one further left. kNoEdge where there is none.
   EdgeIndex edges[4] = {kNoEdge, kNoEdge, kNoEdge, kNoEdge};
@@ -68,21 +50,10 @@ struct StrokeQuad {
   std::uint8_t inChain = 0;  // among the scan's live pieces
 };
 
-// In subsamples, all four inclusive.
-struct StrokeBounds {
-  std::int32_t xMin = 0, yMin = 0, xMax = 0, yMax = 0;
-
-  bool IsEmpty() const { return xMin >= xMax || yMin >= yMax; }
-};
-
-// Without reflection nothing is looked for beyond the output. Rows above it stay in the range, because the edges have
-// to be stepped through them.
-void ClipBounds(StrokeBounds& bounds, const ImageBuffer& output, std::int32_t quality);
-
 // All that the scan needs. The scan steps the edges, so a geometry is good for one scan.
 struct StrokeGeometry {
   HeapVector<StrokeEdge> edges;      // in creation order; edges[kNoEdge] stands for every missing one, never active
-  HeapVector<StrokeQuad> quads;      // one per outline segment, by the segment's first point
+  HeapVector<StrokePiece> pieces;    // one per outline segment, by the segment's first point
   HeapVector<EdgeIndex> byFirstRow;  // the real edges, ascending by yStart, equal ones in creation order
   StrokeBounds bounds;
   std::int32_t quality = 1;  // subsamples per output pixel in both directions

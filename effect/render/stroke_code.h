@@ -6,7 +6,7 @@
 namespace orvandel {
 
 enum class StrokeCode : std::int32_t {
-  kPlain,     // stroke_scan, the readable twin that decides what is right
+  kPlain,     // `reference`, the readable twin that decides what is right
   kPortable,  // 128-bit vectors in any instruction set
   kAvx2,
   kAvx512  // with the extensions of 2019: VBMI, VBMI2, VNNI, VPOPCNTDQ, VPCLMULQDQ
@@ -18,10 +18,9 @@ StrokeCode CurrentStrokeCode();
 bool ChooseStrokeCode(StrokeCode code);
 
 namespace fast {
-
 struct Kernels;
-// Those of the code in use; null for the plain code.
-const Kernels* CurrentKernels();
+}
+// Null for the plain code.
+const fast::Kernels* KernelsOf(StrokeCode code);
 
-}  // namespace fast
 }  // namespace orvandel

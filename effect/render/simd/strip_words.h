@@ -1,7 +1,7 @@
 // Many words as one vector, and what is asked of a strip's words.
 #pragma once
 
-#include "effect/render/fast/vectors/lanes.h"
+#include "effect/render/simd/lanes.h"
 
 namespace orvandel::fast::ORVANDEL_KERNELS {
 

@@ -11,7 +11,7 @@
 //
 // The formulas are single precision, each operation rounded once, in the order written: they decide pixels.
 
-#include "effect/render/stroke_edges.h"
+#include "effect/render/reference/stroke_edges.h"
 
 #include <algorithm>
 #include <cmath>
@@ -116,7 +116,7 @@ class GeometryBuilder {
   GeometryBuilder(const Outline& points, const Outline& offsets) : points_(points), offsets_(offsets) {
     geometry_.edges.reserve(1 + 3 * points.size());
     geometry_.edges.emplace_back();  // kNoEdge
-    geometry_.quads.resize(points.size());
+    geometry_.pieces.resize(points.size());
   }
 
   StrokeGeometry Build() {
@@ -127,7 +127,7 @@ class GeometryBuilder {
       const EdgeIndex outline = AddOutlineEdge(before, i);
       const EdgeIndex offset = AddOffsetEdge(before, i);
       const EdgeIndex ruling = i == last ? lastRuling : AddRuling(i);
-      AddQuad(before, i, outline, offset, rulingBefore, ruling);
+      AddPiece(before, i, outline, offset, rulingBefore, ruling);
       rulingBefore = ruling;
     }
     SortByFirstRow();
@@ -163,23 +163,23 @@ class GeometryBuilder {
     return (y - edge.yStart) * edge.dxdy + edge.x;
   }
 
-  void AddQuad(std::size_t before, std::size_t i, EdgeIndex outline, EdgeIndex offset, EdgeIndex rulingBefore,
-               EdgeIndex ruling) {
-    StrokeQuad& quad = geometry_.quads[before];
+  void AddPiece(std::size_t before, std::size_t i, EdgeIndex outline, EdgeIndex offset, EdgeIndex rulingBefore,
+                EdgeIndex ruling) {
+    StrokePiece& piece = geometry_.pieces[before];
     const bool outlineLeft = points_[before].y > points_[i].y;
-    quad.order = outlineLeft ? 1 : 2;
-    quad.edges[0] = outlineLeft ? outline : offset;
-    quad.edges[3] = outlineLeft ? offset : outline;
+    piece.order = outlineLeft ? 1 : 2;
+    piece.edges[0] = outlineLeft ? outline : offset;
+    piece.edges[3] = outlineLeft ? offset : outline;
 
     const float middle = (points_[i].y + points_[before].y) * 0.5F;
     const bool both = rulingBefore != kNoEdge && ruling != kNoEdge;
     const bool swapped = both && XAt(ruling, middle) <= XAt(rulingBefore, middle);
-    quad.edges[1] = swapped ? ruling : rulingBefore;
-    quad.edges[2] = swapped ? rulingBefore : ruling;
+    piece.edges[1] = swapped ? ruling : rulingBefore;
+    piece.edges[2] = swapped ? rulingBefore : ruling;
 
-    for (const EdgeIndex index : quad.edges) {
+    for (const EdgeIndex index : piece.edges) {
       StrokeEdge& edge = geometry_.edges[static_cast<std::size_t>(index)];
-      edge.quads[edge.quads[0] == kNoQuad ? 0 : 1] = static_cast<QuadIndex>(before);
+      edge.pieces[edge.pieces[0] == kNoPiece ? 0 : 1] = static_cast<PieceIndex>(before);
     }
   }
 
@@ -218,34 +218,6 @@ class GeometryBuilder {
 
 }  // namespace
 
-StrokeTransform MakeStrokeTransform(const OrvInRecord& in, Point2f origin, std::int32_t quality) {
-  const double q = quality;
-  const double scaleX = RatioValue(in.downsampleX);
-  const double scaleY = RatioValue(in.downsampleY);
-  const double originX = static_cast<double>(static_cast<float>(in.width) * origin.x);
-  const double originY = static_cast<double>(static_cast<float>(in.height) * origin.y);
-  return {static_cast<float>(q * (originX * scaleX + in.origin.x)),
-          static_cast<float>(q * (originY * scaleY + in.origin.y)),
-          static_cast<float>(q * scaleX / RatioValue(in.pixelAspect)), static_cast<float>(q * scaleY)};
-}
-
-bool RemoveCollinearPoints(Outline& points) {
-  constexpr float kSmallestCross = 0.1F;
-  std::size_t kept = 0;
-  Point2f previous = points.empty() ? Point2f{} : points.back();
-  for (std::size_t i = 0; i < points.size(); ++i) {
-    const Point2f point = points[i];
-    // Behind the last point comes the first one that was kept, or the point itself when none was.
-    const Point2f next = i + 1 < points.size() ? points[i + 1] : kept > 0 ? points[0] : point;
-    const float cross = (point.x - previous.x) * (next.y - point.y) - (point.y - previous.y) * (next.x - point.x);
-    if (std::fabs(cross) < kSmallestCross) continue;
-    points[kept++] = point;
-    previous = point;
-  }
-  points.resize(kept);
-  return kept >= 3;
-}
-
 Outline MakeOffsetPoints(const Outline& points, float width, const StrokeTransform& transform) {
   const std::size_t count = points.size();
   Outline offsets(count);
@@ -263,15 +235,6 @@ bool TransformPoints(Outline& points, const StrokeTransform& transform) {
     if (!IsInRange(point)) return false;
   }
   return true;
-}
-
-void ClipBounds(StrokeBounds& bounds, const ImageBuffer& output, std::int32_t quality) {
-  const auto cut = [quality](std::int32_t limit, std::int32_t size) {
-    return static_cast<std::int32_t>(std::min<std::int64_t>(limit, std::int64_t{size} * quality));
-  };
-  bounds.xMin = std::max(bounds.xMin, 0);
-  bounds.xMax = cut(bounds.xMax, output.width);
-  bounds.yMax = cut(bounds.yMax, output.height);
 }
 
 StrokeGeometry BuildStrokeGeometry(const Outline& points, const Outline& offsets) {

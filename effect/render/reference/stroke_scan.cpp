@@ -18,14 +18,14 @@
 // On rows that no outline edge crosses, parity is even everywhere and nothing can be drawn. There are many of them when
 // a long mitre leaves the shape, so their pieces are not looked at.
 
-#include "effect/render/stroke_scan.h"
+#include "effect/render/reference/stroke_scan.h"
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
 
 #include "effect/base/float_rules.h"
-#include "effect/render/pixel_writer.h"
+#include "effect/render/reference/pixel_writer.h"
 
 namespace orvandel {
 namespace {
@@ -64,14 +64,14 @@ struct Cut {
 
 // The outline edge of a piece decides on its side; the other side is the nearest of the remaining edges. Edges that
 // stand in the wrong order (indices run from left to right) leave nothing.
-bool CutPiece(const StrokeQuad& quad, const HeapVector<StrokeEdge>& all, Cut& cut) {
+bool CutPiece(const StrokePiece& piece, const HeapVector<StrokeEdge>& all, Cut& cut) {
   ActiveEdges edges;
   for (int i = 0; i < 4; ++i) {
-    const StrokeEdge& edge = all[static_cast<std::size_t>(quad.edges[i])];
+    const StrokeEdge& edge = all[static_cast<std::size_t>(piece.edges[i])];
     edges[i] = edge.active != 0 ? &edge : nullptr;
   }
   int left, right;
-  if (quad.order == 1) {
+  if (piece.order == 1) {
     left = edges[0] != nullptr ? 0 : Leftmost(edges, kNone);
     right = Leftmost(edges, left);
   } else {
@@ -81,8 +81,8 @@ bool CutPiece(const StrokeQuad& quad, const HeapVector<StrokeEdge>& all, Cut& cu
   if (left == kNone || right == kNone || left > right) return false;
 
   cut = {edges[left], edges[right], edges[left]->x, edges[right]->x};
-  if (quad.order == 1 && left == 0) cut.rightX = std::max(cut.leftX, cut.rightX);
-  if (quad.order == 2 && right == 3) cut.leftX = std::min(cut.rightX, cut.leftX);
+  if (piece.order == 1 && left == 0) cut.rightX = std::max(cut.leftX, cut.rightX);
+  if (piece.order == 2 && right == 3) cut.leftX = std::min(cut.rightX, cut.leftX);
   return true;
 }
 
@@ -134,8 +134,8 @@ class StrokeScan {
         xLast_(geometry.bounds.xMax + 1),
         row_(xFirst_, xLast_ + 1) {
     active_.reserve(geometry.edges.size());
-    chain_.reserve(geometry.quads.size());
-    spans_.reserve(geometry.quads.size());
+    chain_.reserve(geometry.pieces.size());
+    spans_.reserve(geometry.pieces.size());
   }
 
   std::int32_t Run() {
@@ -145,7 +145,7 @@ class StrokeScan {
     for (std::int32_t y = bounds.yMin; y <= bounds.yMax; ++y) {
       Activate(y);
       StepActive(y);
-      DropDeadQuads();
+      DropDeadPieces();
       if (active_.empty()) continue;
       const bool drawn = geometry_.reflection || y >= 0;
       if (drawn && activeOutlineEdges_ > 0) DrawRow(y);
@@ -158,7 +158,7 @@ class StrokeScan {
 
  private:
   StrokeEdge& Edge(EdgeIndex index) { return geometry_.edges[static_cast<std::size_t>(index)]; }
-  StrokeQuad& Quad(QuadIndex index) { return geometry_.quads[static_cast<std::size_t>(index)]; }
+  StrokePiece& Piece(PieceIndex index) { return geometry_.pieces[static_cast<std::size_t>(index)]; }
 
   // Rows are compared with edges as doubles: beyond 2^24 a float does not hold every row.
   void Activate(std::int32_t y) {
@@ -170,10 +170,10 @@ class StrokeScan {
       active_.push_back(index);
       edge.active = 1;
       if (edge.edgeKind == kOutlineEdge) ++activeOutlineEdges_;
-      for (const QuadIndex quad : edge.quads) {
-        if (quad == kNoQuad || Quad(quad).inChain != 0) continue;
-        Quad(quad).inChain = 1;
-        chain_.push_back(quad);
+      for (const PieceIndex piece : edge.pieces) {
+        if (piece == kNoPiece || Piece(piece).inChain != 0) continue;
+        Piece(piece).inChain = 1;
+        chain_.push_back(piece);
       }
     }
   }
@@ -197,13 +197,13 @@ class StrokeScan {
     active_.erase(std::remove_if(active_.begin(), active_.end(), ends), active_.end());
   }
 
-  void DropDeadQuads() {
-    const auto isDead = [this](QuadIndex index) {
-      StrokeQuad& quad = Quad(index);
-      for (const EdgeIndex edge : quad.edges) {
+  void DropDeadPieces() {
+    const auto isDead = [this](PieceIndex index) {
+      StrokePiece& piece = Piece(index);
+      for (const EdgeIndex edge : piece.edges) {
         if (Edge(edge).active != 0) return false;
       }
-      quad.inChain = 0;
+      piece.inChain = 0;
       return true;
     };
     chain_.erase(std::remove_if(chain_.begin(), chain_.end(), isDead), chain_.end());
@@ -211,9 +211,9 @@ class StrokeScan {
 
   void DrawRow(std::int32_t y) {
     spans_.clear();
-    for (const QuadIndex quad : chain_) {
+    for (const PieceIndex piece : chain_) {
       Span touched;
-      if (ScanQuadRow(Quad(quad), geometry_.edges, row_, xFirst_, xLast_, touched)) spans_.push_back(touched);
+      if (ScanPieceRow(Piece(piece), geometry_.edges, row_, xFirst_, xLast_, touched)) spans_.push_back(touched);
     }
     if (spans_.empty()) return;
     MergeSpans(spans_);
@@ -247,16 +247,16 @@ class StrokeScan {
   std::size_t nextEdge_ = 0;  // into byFirstRow
   HeapVector<EdgeIndex> active_;
   std::int32_t activeOutlineEdges_ = 0;
-  HeapVector<QuadIndex> chain_;  // live pieces
-  HeapVector<Span> spans_;       // of the current row
+  HeapVector<PieceIndex> chain_;  // live pieces
+  HeapVector<Span> spans_;        // of the current row
 };
 
 }  // namespace
 
-bool ScanQuadRow(const StrokeQuad& quad, const HeapVector<StrokeEdge>& edges, RowBuffer& row, std::int32_t lo,
-                 std::int32_t hi, Span& touched) {
+bool ScanPieceRow(const StrokePiece& piece, const HeapVector<StrokeEdge>& edges, RowBuffer& row, std::int32_t lo,
+                  std::int32_t hi, Span& touched) {
   Cut cut;
-  if (!CutPiece(quad, edges, cut)) return false;
+  if (!CutPiece(piece, edges, cut)) return false;
 
   std::int32_t first = TruncateToInt(std::floor(static_cast<double>(cut.leftX)));
   std::int32_t last = TruncateToInt(std::floor(static_cast<double>(cut.rightX)));

@@ -3,7 +3,7 @@
 // The position along a curve is accumulated, one single-precision addition per entry, and its rounding is part of the
 // picture: a sawtooth ends at 254, not at 255.
 
-#include "effect/render/profile_table.h"
+#include "effect/render/stroke/profile_table.h"
 
 #include "effect/base/float_rules.h"
 

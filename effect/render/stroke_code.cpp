@@ -1,7 +1,8 @@
-#include "effect/render/fast/stroke_code.h"
+#include "effect/render/stroke_code.h"
 
 #include <atomic>
 #include <bit>
+#include <initializer_list>
 
 #include "effect/render/fast/kernels.h"
 
@@ -47,18 +48,18 @@ bool ChooseStrokeCode(StrokeCode code) {
   return true;
 }
 
-const fast::Kernels* fast::CurrentKernels() {
-  switch (CurrentStrokeCode()) {
+const fast::Kernels* KernelsOf(StrokeCode code) {
+  switch (code) {
     case StrokeCode::kPlain:
       return nullptr;
 #if defined(__x86_64__)
     case StrokeCode::kAvx2:
-      return &kAvx2Kernels;
+      return &fast::kAvx2Kernels;
     case StrokeCode::kAvx512:
-      return &kAvx512Kernels;
+      return &fast::kAvx512Kernels;
 #endif
     default:
-      return &kPortableKernels;
+      return &fast::kPortableKernels;
   }
 }
 

@@ -1,9 +1,8 @@
 // Mirror addressing step by step, and the box filter.
 
-#include "effect/render/pixel_writer.h"
+#include "effect/render/reference/pixel_writer.h"
 
 #include <algorithm>
-#include <cstring>
 
 namespace orvandel {
 namespace {
@@ -14,17 +13,6 @@ std::size_t CounterCount(std::int64_t first, std::int64_t last, std::int64_t qua
 }
 
 }  // namespace
-
-void ClearRows(const ImageBuffer& output, std::int32_t first, std::int32_t end) {
-  const std::size_t rowLength = static_cast<std::size_t>(output.width) * sizeof(OrvPixel);
-  end = std::min(end, output.height);
-  if (first >= end) return;
-  if (output.rowBytes == static_cast<std::ptrdiff_t>(rowLength)) {
-    std::memset(output.Row(first), 0, static_cast<std::size_t>(end - first) * rowLength);
-  } else {
-    for (std::int32_t y = first; y < end; ++y) std::memset(output.Row(y), 0, rowLength);
-  }
-}
 
 void MirrorCursor::Place(const ImageBuffer& image, std::int64_t x, std::int32_t y) {
   first_ = reinterpret_cast<OrvPixel*>(image.Row(y));

@@ -4,7 +4,7 @@
 #include <cstdint>
 
 #include "effect/host/effect_context.h"
-#include "effect/render/stroke_edges.h"
+#include "effect/render/reference/stroke_edges.h"
 
 namespace orvandel {
 
@@ -39,8 +39,8 @@ struct Span {
 
 // Marks the cells of one piece on the current row, touching none left of `lo` or right of `hi`. Returns whether it
 // touched any, and which, in `touched`.
-bool ScanQuadRow(const StrokeQuad& quad, const HeapVector<StrokeEdge>& edges, RowBuffer& row, std::int32_t lo,
-                 std::int32_t hi, Span& touched);
+bool ScanPieceRow(const StrokePiece& piece, const HeapVector<StrokeEdge>& edges, RowBuffer& row, std::int32_t lo,
+                  std::int32_t hi, Span& touched);
 
 // Draws the stroke into `output`. Returns 0 or the host's code that stopped it; what was scanned until then is drawn.
 // `geometry.bounds` is not empty.

@@ -1,0 +1,43 @@
+// All that a stroke is drawn with beside its outline, and the space that it is drawn in.
+#pragma once
+
+#include <cstdint>
+
+#include "effect/host/image_buffer.h"
+#include "effect/render/stroke/profile_table.h"
+#include "effect/sim/wave.h"
+
+namespace orvandel {
+
+// Outline and offset points further away than this (in subsamples) are refused or drawn nearer, so that columns and
+// rows fit 32-bit integers with room to spare.
+inline constexpr float kFarthestSubsample = 67108864.0F;  // 2^26
+
+// Layer pixels relative to the wave's origin -> subsamples of the output.
+struct StrokeTransform {
+  float offsetX, offsetY, scaleX, scaleY;
+
+  Point2f Apply(Point2f p) const { return {scaleX * p.x + offsetX, scaleY * p.y + offsetY}; }
+};
+
+struct StrokeLook {
+  float width;  // layer pixels
+  StrokeTransform transform;
+  std::int32_t quality;  // subsamples per output pixel in both directions
+  OrvPixel color;        // alpha comes from the table
+  const ProfileTable* table;
+  bool reflection;
+};
+
+// In subsamples, all four inclusive.
+struct StrokeBounds {
+  std::int32_t xMin = 0, yMin = 0, xMax = 0, yMax = 0;
+
+  bool IsEmpty() const { return xMin >= xMax || yMin >= yMax; }
+};
+
+// Without reflection nothing is looked for beyond the output. Rows above it stay in the range, because the edges have
+// to be stepped through them.
+void ClipBounds(StrokeBounds& bounds, const ImageBuffer& output, std::int32_t quality);
+
+}  // namespace orvandel
