@@ -44,8 +44,10 @@ std::int32_t RenderFrame(EffectContext& context) {
 
 std::int32_t DrawWaveList(WaveList& list, EffectContext& context, const ImageBuffer& output) {
   if (const std::int32_t code = OutlineWaves(list, context); code != 0) return code;
-  const bool hasPixels = output.data != nullptr && output.width > 0 && output.height > 0;
-  if (!hasPixels) return 0;
+  if (!output.HasPixels()) {
+    list.waves.remove_if([](const Wave& wave) { return HasGrown(wave) && IsOver(wave); });
+    return 0;
+  }
   Canvas canvas(output, Canvas::Ground::kCleared);
   return DrawWaves(list, context, canvas);
 }

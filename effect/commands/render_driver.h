@@ -12,7 +12,7 @@ namespace orvandel {
 // in any case.
 std::int32_t RenderFrame(EffectContext& context);
 
-// Outlines, clears, draws, oldest wave first; removes waves whose life is over.
+// Outlines, clears, draws, oldest wave first; removes waves whose life is over, whether the output has pixels or not.
 std::int32_t DrawWaveList(WaveList& list, EffectContext& context, const ImageBuffer& output);
 
 }  // namespace orvandel

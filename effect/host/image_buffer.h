@@ -26,6 +26,7 @@ struct ImageBuffer {
             image.imageFlags, image.hostData};
   }
 
+  bool HasPixels() const { return data != nullptr && width > 0 && height > 0; }
   std::uint8_t* Row(std::int32_t y) const { return data + static_cast<std::ptrdiff_t>(y) * rowBytes; }
 };
 

@@ -98,7 +98,7 @@ ValueImage PrepareValueImage(const ImageBuffer& source, const EffectContext& con
   ValueImage result;
   const bool fits = source.data == nullptr || (source.width <= output.width && source.height <= output.height);
   if (fits) {
-    if (output.data != nullptr) result.view = output;
+    if (output.HasPixels()) result.view = output;
     return result;
   }
   constexpr std::uint64_t kLargest = 0x7FFFFFFF;
@@ -119,6 +119,7 @@ void ExtractValueChannel(const ContourJob& job) {
   const bool readable = job.source.data != nullptr && extractRow != nullptr;
   const std::int32_t width = std::min(job.source.width, values.width);
   const std::int32_t height = readable ? std::min(job.source.height, values.height) : 0;
+  if (!values.HasPixels()) return;
   for (std::int32_t y = 0; y < values.height; ++y) {
     std::uint8_t* row = values.Row(y);
     const std::size_t filled = y < height ? static_cast<std::size_t>(width) : 0;

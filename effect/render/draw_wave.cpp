@@ -82,13 +82,15 @@ float StrokeWidth(const Wave& wave) {
   return wave.startWidth + (wave.age / wave.lifespan) * (wave.endWidth - wave.startWidth);
 }
 
+bool IsOver(const Wave& wave) { return CurrentOpacity(wave) < 0.0F || (wave.placed.empty() && !wave.eachFrame); }
+
 std::int32_t DrawWave(WaveList& list, EffectContext& context, Canvas& canvas, WaveList::Position& position) {
   const Wave& wave = *position;
-  const float opacity = CurrentOpacity(wave);
-  if (opacity < 0.0F || (wave.placed.empty() && !wave.eachFrame)) {
+  if (IsOver(wave)) {
     position = list.Remove(position);
     return 0;
   }
+  const float opacity = CurrentOpacity(wave);
   std::int32_t result = 0;
   if (opacity != 0.0F && !wave.placed.empty()) result = StrokeWave(wave, opacity, context, canvas);
   ++position;

@@ -9,7 +9,7 @@
 namespace orvandel {
 namespace {
 
-static_assert(sizeof(SequenceState) == 64);
+static_assert(sizeof(SequenceState) == 120);
 
 // The order of registration fixes the order of the values in every cache entry; restart parameters stand between.
 struct Registration {

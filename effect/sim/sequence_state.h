@@ -5,7 +5,7 @@
 //   1. time is -1 exactly when list is null; otherwise list stands at that tick.
 //   2. snapshotTime is -1 exactly when snapshotBlock is null; otherwise it is a whole tick.
 //   3. cacheBlock, once set-up has run, holds the parameter lists and the values that list and snapshot were simulated
-//   with.
+//   with; terms holds what they were made for.
 // Nothing of it reaches a project: flatten and set-down both discard everything.
 #pragma once
 
@@ -18,6 +18,19 @@ namespace orvandel {
 
 class TraceMemory;
 
+// What the waves of a sequence were made for, beside the parameters' values: their times count in the time scale's
+// unit, their points are fractions of the layer or the input, corners are rounded as finely as the quality asks for,
+// and a blurred contour depends on how much room there is around it.
+struct FrameTerms {
+  std::int32_t timeScale, quality;
+  std::int32_t layerWidth, layerHeight;
+  std::int32_t inputWidth, inputHeight;    // 0 without a parameter array
+  std::int32_t outputWidth, outputHeight;  // 0 without pixels
+  std::int32_t originX, originY;
+  double downsampleX, downsampleY;
+  bool operator==(const FrameTerms&) const = default;
+};
+
 struct SequenceState {
   OrvHandle cacheBlock;     // the parameter-value cache in its byte form, or null
   double time;              // ticks
@@ -27,6 +40,7 @@ struct SequenceState {
   std::uint64_t stamp;      // the host's change stamp under which the cache was checked; 0: none
   double checkedTo;         // ticks: under that stamp, the first tick at which the cache has not been checked
   TraceMemory* traces;      // the contour traced last, on the private heap, or null; valid whatever else is discarded
+  FrameTerms terms;         // of the last render
 };
 
 // Each returns 0; exceptions pass to the entry point.

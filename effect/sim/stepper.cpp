@@ -4,6 +4,7 @@
 #include <cmath>
 #include <new>
 
+#include "effect/base/float_rules.h"
 #include "effect/sim/param_cache.h"
 #include "effect/sim/state_register.h"
 #include "effect/sim/ticks.h"
@@ -71,6 +72,30 @@ void DiscardSimulation(Stepper& stepper) noexcept {
   DiscardSnapshot(stepper);
 }
 
+FrameTerms TermsOf(const EffectContext& context) {
+  const OrvInRecord& host = *context.inRecord;
+  const ImageBuffer output = context.outputView.HasPixels() ? context.outputView : ImageBuffer{};
+  return {host.timeScale,
+          host.quality,
+          host.width,
+          host.height,
+          context.input.width,
+          context.input.height,
+          output.width,
+          output.height,
+          host.origin.x,
+          host.origin.y,
+          RatioValue(host.downsampleX),
+          RatioValue(host.downsampleY)};
+}
+
+// A sequence whose waves were made for other terms starts afresh.
+void AcceptTerms(Stepper& stepper) noexcept {
+  const FrameTerms terms = TermsOf(*stepper.context);
+  if (!(terms == stepper.state->terms)) DiscardSimulation(stepper);
+  stepper.state->terms = terms;
+}
+
 void WriteBack(Stepper& stepper) noexcept {
   if (stepper.state != nullptr) {
     SequenceState& state = *stepper.state;
@@ -104,6 +129,7 @@ void OpenStepper(Stepper& stepper, bool sample) {
   if (!sample || stepper.cacheBlock == nullptr) return;
   if (stepper.target > kLatestTick) throw AbortException(ORV_INVALID_CALLBACK);
   Register(*stepper.state);  // once more after the heap has gone
+  AcceptTerms(stepper);
   try {
     ReadCacheBlock(stepper, stepper.cacheAddress);
     stepper.simParams = HeapVector<ParamSlot>(static_cast<std::size_t>(stepper.maxParamId + 1));

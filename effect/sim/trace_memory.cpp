@@ -10,7 +10,7 @@ namespace orvandel {
 namespace {
 
 std::size_t RowLength(const ImageBuffer& source) { return static_cast<std::size_t>(source.width) * sizeof(OrvPixel); }
-std::int32_t Rows(const ImageBuffer& source) { return source.data == nullptr ? 0 : source.height; }
+std::int32_t Rows(const ImageBuffer& source) { return source.HasPixels() ? source.height : 0; }
 
 }  // namespace
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -22,6 +23,31 @@ const std::vector<Variant>& Variants() {
       {Shape::kMask, false, true, true},      {Shape::kContour, true, false, false},
       {Shape::kContour, false, false, true},  {Shape::kPolygon, true, true, true}};
   return variants;
+}
+
+// How a frame is asked for; the first are the usual terms.
+struct Terms {
+  std::int32_t quality = 1, width = kSweepWidth, height = kSweepHeight;  // of the output
+  std::uint32_t downsample = 1;
+  std::int32_t layerWidth = kSweepWidth, timeScale = 30000, origin = 0;
+  bool passParams = true;
+};
+constexpr Terms kTerms[] = {{},
+                            {.quality = 0},
+                            {.width = 30, .height = 22},
+                            {.width = 12, .height = 8, .downsample = 2},
+                            {.layerWidth = 20},
+                            {.timeScale = 24000},
+                            {.origin = 2},
+                            {.passParams = false}};
+
+// Outputs that nothing can be drawn into.
+OrvImage WithoutPixels(std::size_t kind, FencedImage& output) {
+  OrvImage image = output.View();
+  if (kind == 0) image.data = nullptr;
+  if (kind == 1) image = OrvImage{};
+  if (kind > 1) (kind == 2 ? image.width : image.height) *= -1;
+  return image;
 }
 
 }  // namespace
@@ -97,23 +123,49 @@ void Walk::Command(std::int32_t selector) {
   ExpectOrder();
 }
 
-void Walk::RenderSomeFrame() {
+void Walk::AskFor(std::size_t terms) {
+  const Terms& asked = kTerms[terms];
+  host_.in.quality = asked.quality;
+  host_.in.width = asked.layerWidth;
+  host_.in.downsampleX = host_.in.downsampleY = {1, asked.downsample};
+  host_.in.origin = {asked.origin, 0};
+  host_.timeScale = asked.timeScale;
+  host_.duration = asked.timeScale * 2 / 3;
+  host_.passParamsToRender = asked.passParams;
+  host_.output = FencedImage(asked.width, asked.height, 0x5A);
+}
+
+std::int32_t Walk::SomeTime() {
   const double rate = kRates[Pick(std::size(kRates))];
   // Mostly early frames; some late enough for the host's promise that nothing changed to be asked for.
   const double seconds = Pick(16) == 0 ? 5 : 0;
   const auto frame = static_cast<double>(Pick(static_cast<std::size_t>(rate * 0.6))) + rate * seconds;
-  const auto time = static_cast<std::int32_t>(frame * host_.timeScale / rate);
-  log_ += " render" + std::to_string(time) + (current_ == &sequences_[0] ? "a" : "b");
+  return static_cast<std::int32_t>(frame * host_.timeScale / rate);
+}
+
+void Walk::RenderSomeFrame() {
+  if (Pick(4) == 0) terms_ = Pick(2) == 0 ? 0 : Pick(std::size(kTerms));
+  AskFor(terms_);
+  const std::int32_t time = SomeTime();
+  log_ += " render" + std::to_string(time) + "/" + std::to_string(terms_) + (current_ == &sequences_[0] ? "a" : "b");
   Use(*current_);
-  host_.output = FencedImage(kSweepWidth, kSweepHeight, 0x5A);
+  const bool drawn = Pick(16) != 0;
+  if (!drawn) {
+    host_.lentOutput = WithoutPixels(Pick(4), host_.output);
+    if (Pick(2) == 0) {
+      host_.lentInput = host_.lentLayer = OrvImage{};
+      host_.changeStamp += Variants().size();
+    }
+  }
   const std::int32_t code = host_.Render(time);
+  host_.lentOutput = host_.lentInput = host_.lentLayer = std::nullopt;
   current_->data = host_.in.sequenceData;
   ASSERT_EQ(code, ParamsKnown() ? 0 : ORV_INVALID_CALLBACK) << Log();
   ExpectOrder();
-  if (!ParamsKnown()) return;
+  if (!ParamsKnown() || !drawn) return;
   const Pixels picture = host_.output.Pixels();
-  static std::map<std::pair<std::size_t, std::int32_t>, Pixels> fresh;
-  Pixels& expected = fresh[{current_->variant, time}];
+  static std::map<std::tuple<std::size_t, std::size_t, std::int32_t>, Pixels> fresh;
+  Pixels& expected = fresh[{current_->variant, terms_, time}];
   if (expected.empty()) expected = host_.FreshPicture(time);
   EXPECT_TRUE(picture == expected) << "variant " << current_->variant << Log();
   ++frames_;

@@ -1,6 +1,6 @@
 // A string of commands on two sequences of one instance, as choices decide: set-ups and set-downs in any order and
-// number, unknown selectors, edits, renders at any time, the instance ended, the module loaded anew. Every frame must
-// equal the same frame of a fresh sequence, and nothing may stay lent.
+// number, unknown selectors, edits, renders at any time, at other qualities and sizes or without pixels, the instance
+// ended, the module loaded anew. Every frame must equal the same frame of a fresh sequence, and nothing may stay lent.
 #pragma once
 
 #include <array>
@@ -33,7 +33,9 @@ class Walk {
   bool ParamsKnown() const { return !host_.definitions.empty(); }
   void Next();
   void Use(const Sequence& sequence);
+  void AskFor(std::size_t terms);
   void Command(std::int32_t selector);
+  std::int32_t SomeTime();
   void RenderSomeFrame();
   void EndInstance();
   void LoadAnew();
@@ -44,6 +46,7 @@ class Walk {
   Choices choices_;
   std::array<Sequence, 2> sequences_;
   Sequence* current_ = sequences_.data();
+  std::size_t terms_ = 0;
   std::string log_;
   std::int64_t frames_ = 0;
 };

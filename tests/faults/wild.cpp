@@ -62,7 +62,8 @@ OrvImage WildImage(Choices& source, FencedImage& real) {
       image.data = nullptr;
       break;
     case 1:
-      image.width = image.height = 0;
+      image.width = 0;
+      if (source(2) == 0) image.height = 0;
       break;
     case 2:
       image.data = real.Pixel(0, real.Height() - 1);
@@ -201,7 +202,10 @@ void ValueHost::GoWild(Choices& source) {
   output = OutputOf(source);
   sourceLayer = static_cast<std::int32_t>(source(3));
   passParamsToRender = source(2) == 0;
-  if (source(24) == 0) lentOutput = OrvImage{};
+  if (source(24) == 0) {  // no pixels, or sizes that nothing has
+    lentOutput = output.View();
+    (source(2) == 0 ? lentOutput->width : lentOutput->height) *= static_cast<std::int32_t>(source(2)) - 1;
+  }
   if (source(4) == 0) lentInput = WildImage(source, input);
   if (sourceLayer > 0 && source(4) == 0) lentLayer = WildImage(source, layers[0]);
   if (source(3) == 0) distortPaths = [&source](double usual) { return WildNumber(source, usual); };

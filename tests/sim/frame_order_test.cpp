@@ -47,5 +47,20 @@ TEST(FrameOrder, ShuffledFramesEqualFreshOnes) {
   }
 }
 
+// A host may render on and on without showing anything: waves must not pile up.
+TEST(FrameOrder, FramesWithoutPixelsEndTheSameLives) {
+  std::vector<float> ages[2];
+  for (const bool drawn : {false, true}) {
+    FakeHost host(32, 24);
+    ASSERT_EQ(host.SetUp(), 0);
+    Animate(host, false);
+    if (!drawn) host.lentOutput = OrvImage{};
+    for (int tick = 1; tick < 90; ++tick) ASSERT_EQ(host.RenderTick(tick), 0);
+    ages[drawn ? 1 : 0] = Ages(host);
+    host.SetDown();
+  }
+  EXPECT_EQ(ages[0], ages[1]);
+}
+
 }  // namespace
 }  // namespace orvandel::test

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <stdexcept>
 
 namespace orvandel::test {
 namespace {
@@ -63,8 +64,13 @@ struct FakeCallbacks {
     FakeHost& host = Host(ref);
     host.lastCheckOut = {index, time, step, scale};
     std::int32_t code = 0;
-    if (host.Fails(Callback::kCheckOut, &code)) return code;
+    Leaves leaves = Leaves::kNothing;
+    const bool fails = host.Fails(Callback::kCheckOut, &code, &leaves);
+    if (fails && leaves == Leaves::kNothing) return code;
     *definition = host.ValueOf(index, time);
+    if (leaves == Leaves::kZeroValue) definition->value = {};
+    if (leaves == Leaves::kJunk) std::memset(static_cast<void*>(definition), 0xFF, sizeof(*definition));
+    if (fails) return code;
     ++host.checkOuts_;
     return 0;
   }
@@ -345,19 +351,24 @@ FakeHost::~FakeHost() {
   if (current == this) current = nullptr;
 }
 
-bool FakeHost::Fails(Callback callback, std::int32_t* code) {
+bool FakeHost::Fails(Callback callback, std::int32_t* code, Leaves* leaves) {
   ++calls_[static_cast<std::size_t>(callback)];
-  if (fault_.callback != callback || fault_.at < 0) return false;
-  const std::int64_t call = faultCalls_++;
-  const bool fails = call == fault_.at || (fault_.persistent && call > fault_.at);
-  if (fails) *code = fault_.code;
-  struck_ = struck_ || fails;
-  return fails;
+  for (Fault& fault : faults_) {
+    if (fault.callback != callback) continue;
+    const std::int64_t left = fault.at--;
+    if (left > 0 || (left < 0 && !fault.persistent)) continue;
+    struck_ = true;
+    if (fault.throws) throw std::runtime_error("a callback of the host");
+    *code = fault.code;
+    if (leaves != nullptr) *leaves = fault.leaves;
+    return true;
+  }
+  return false;
 }
 
-void FakeHost::Arm(Fault fault) {
-  fault_ = fault;
-  faultCalls_ = 0;
+void FakeHost::ArmAll(std::vector<Fault> faults) {
+  faults_ = std::move(faults);
+  std::erase_if(faults_, [](const Fault& fault) { return fault.at < 0; });
   struck_ = false;
   refused_ = 0;
 }

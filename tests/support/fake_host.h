@@ -67,12 +67,17 @@ enum class Callback {
   kCount
 };
 
+// What a refused check-out leaves in the definition.
+enum class Leaves { kNothing, kJunk, kZeroValue };
+
 // What a callback answers instead of its real answer. kGetString, kNewHandle: null. kAcquire with code 0: a null table.
 struct Fault {
   Callback callback = Callback::kCount;
   std::int64_t at = -1;  // the at-th call of that callback from now, counted from 0
   std::int32_t code = 4;
   bool persistent = false;  // all later calls too
+  bool throws = false;      // instead of answering
+  Leaves leaves = Leaves::kNothing;
 };
 
 class FakeHost {
@@ -113,8 +118,9 @@ class FakeHost {
   bool Balanced(std::string* why = nullptr) const;     // nothing lent but handles the effect may keep
   bool NothingLeft(std::string* why = nullptr) const;  // after global set-down
 
-  void Arm(Fault fault);
-  void Disarm() { fault_ = Fault{}; }
+  void ArmAll(std::vector<Fault> faults);  // each counts the calls of its own callback
+  void Arm(const Fault& fault) { ArmAll({fault}); }
+  void Disarm() { faults_.clear(); }
   std::int64_t Calls(Callback callback) const { return calls_[static_cast<std::size_t>(callback)]; }
   void ResetCalls();
   std::int64_t QuestionsAfterStop() const { return questionsAfterStop_; }
@@ -155,7 +161,7 @@ class FakeHost {
 
  private:
   friend struct FakeCallbacks;
-  bool Fails(Callback callback, std::int32_t* code);
+  bool Fails(Callback callback, std::int32_t* code, Leaves* leaves = nullptr);
   void FillRecords();
   OrvParamDef ValueOf(std::int32_t hostIndex, std::int32_t hostTime);
 
@@ -169,8 +175,7 @@ class FakeHost {
   OrvFilterMain entry_;
   std::map<std::int32_t, ValueFunction> values_;
   std::vector<std::int64_t> calls_ = std::vector<std::int64_t>(static_cast<std::size_t>(Callback::kCount));
-  Fault fault_;
-  std::int64_t faultCalls_ = 0;
+  std::vector<Fault> faults_;  // `at` counts down
   bool struck_ = false;
   std::uint64_t refused_ = 0;
   std::map<OrvHandle, Block*> handles_;
