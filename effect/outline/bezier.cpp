@@ -13,9 +13,9 @@ constexpr int kDeepestSplit = 16;
 
 // The sum rounds to float; halving a float is exact, or rounds once among the denormals.
 float Half(float a, float b) { return (a + b) * 0.5F; }
-Point2f Midpoint(Point2f a, Point2f b) { return {Half(a.x, b.x), Half(a.y, b.y)}; }
+PlacedPoint Midpoint(PlacedPoint a, PlacedPoint b) { return {Half(a.x, b.x), Half(a.y, b.y)}; }
 
-void FlattenPiece(const Cubic& curve, float toleranceSquared, int splits, Outline& target) {
+void FlattenPiece(const Cubic& curve, float toleranceSquared, int splits, PlacedOutline& target) {
   if (splits == kDeepestSplit || IsCubicFlat(curve, toleranceSquared)) {
     target.push_back(curve.start);
     return;
@@ -37,7 +37,7 @@ bool IsCubicFlat(const Cubic& curve, float toleranceSquared) {
   uy *= inverseLength;
 
   // What remains of a control after its part along the chord. Not a number when the ends coincide: never off.
-  const auto liesOff = [&](Point2f control) {
+  const auto liesOff = [&](PlacedPoint control) {
     const float vx = control.x - curve.start.x;
     const float vy = control.y - curve.start.y;
     const float along = ux * vx + uy * vy;
@@ -49,7 +49,7 @@ bool IsCubicFlat(const Cubic& curve, float toleranceSquared) {
 }
 
 void SplitCubic(const Cubic& curve, Cubic& left, Cubic& right) {
-  const Point2f middle = Midpoint(curve.control1, curve.control2);
+  const PlacedPoint middle = Midpoint(curve.control1, curve.control2);
   left.start = curve.start;
   left.control1 = Midpoint(curve.start, curve.control1);
   left.control2 = Midpoint(left.control1, middle);
@@ -60,7 +60,7 @@ void SplitCubic(const Cubic& curve, Cubic& left, Cubic& right) {
   right.start = left.end;
 }
 
-void FlattenCubic(const Cubic& curve, float toleranceSquared, Outline& target) {
+void FlattenCubic(const Cubic& curve, float toleranceSquared, PlacedOutline& target) {
   FlattenPiece(curve, toleranceSquared, 0, target);
 }
 

@@ -142,9 +142,9 @@ bool BuildContourShape(Wave& wave, EffectContext& context) {
 
   // Without a contour the old stamp stays, so that the next update looks again.
   if (traced.found > 0) {
-    SimplifyPolyline(traced.chain, wave.shape, job.tolerance);
-    MoveToUnitFrame(wave.shape, {wave.sourceCenter.x * static_cast<float>(source.width),
-                                 wave.sourceCenter.y * static_cast<float>(source.height)});
+    PictureOutline thinned;
+    SimplifyPolyline(traced.chain, thinned, job.tolerance);
+    MoveToUnitFrame(thinned, PixelsOf<space::Picture>(wave.sourceCenter, source.width, source.height), wave.shape);
     wave.sourceStamp[0] = stamp[0];
     wave.sourceStamp[1] = stamp[1];
   }

@@ -17,7 +17,7 @@ bool BuildContourShape(Wave& wave, EffectContext& context);
 
 struct TracedContour {
   std::int64_t found = 0;  // contours in the picture
-  Outline chain;           // the wanted one, or the last one when there are fewer; not thinned; source pixels
+  PictureOutline chain;    // the wanted one, or the last one when there are fewer; not thinned
 };
 
 // Extracts, blurs and traces into `traced`, which is empty yet. Contours count from 1 in the order in which a raster

@@ -93,7 +93,9 @@ struct Walker {
 
   bool OnPixelCorner() const { return (x & y & 1) != 0; }
 
-  Point2f Position() const { return {(static_cast<float>(x) - 2.0F) / 2.0F, (static_cast<float>(y) - 2.0F) / 2.0F}; }
+  PicturePoint Position() const {
+    return {(static_cast<float>(x) - 2.0F) / 2.0F, (static_cast<float>(y) - 2.0F) / 2.0F};
+  }
 };
 
 Walker WalkerAt(const BoundaryLattice& lattice, std::size_t x, std::size_t y) {
@@ -152,7 +154,7 @@ void BuildBoundaryLattice(const ImageBuffer& valueImage, std::uint16_t threshold
   WriteCells(above, outside, &lattice.At(0, 2 * imageHeight + 1));
 }
 
-void TraceBoundary(const BoundaryLattice& lattice, std::size_t x, std::size_t y, Outline& points) {
+void TraceBoundary(const BoundaryLattice& lattice, std::size_t x, std::size_t y, PictureOutline& points) {
   Walker walker = WalkerAt(lattice, x, y);
   const std::uint8_t* const start = walker.cell;
   points.push_back(walker.Position());

@@ -13,9 +13,8 @@
 
 #include <cstdint>
 
-#include "effect/heap/heap_containers.h"
+#include "effect/base/geometry.h"
 #include "effect/host/image_buffer.h"
-#include "effect/sim/wave.h"
 
 namespace orvandel {
 
@@ -32,8 +31,8 @@ struct BoundaryLattice {
 void BuildBoundaryLattice(const ImageBuffer& valueImage, std::uint16_t threshold, BoundaryLattice& lattice);
 
 // Walks clockwise around the component of cell (x, y), which must be the lattice's first set cell in raster order, and
-// appends the start and then every pixel corner passed, in pixels. The walk ends where it began.
-void TraceBoundary(const BoundaryLattice& lattice, std::size_t x, std::size_t y, Outline& points);
+// appends the start and then every pixel corner passed. The walk ends where it began.
+void TraceBoundary(const BoundaryLattice& lattice, std::size_t x, std::size_t y, PictureOutline& points);
 
 // Clears every set cell 8-connected to (x, y).
 void EraseBoundaryComponent(BoundaryLattice& lattice, std::size_t x, std::size_t y);

@@ -40,7 +40,7 @@ class SegmentQuery {
     return length;
   }
 
-  Point2f PointAt(double distance) const {
+  PicturePoint PointAt(double distance) const {
     double x = 0;
     double y = 0;
     ThrowOnFailure(service_.pointAtLength(effectRef_, path_, query_, segment_, distance, &x, &y));
@@ -56,7 +56,7 @@ class SegmentQuery {
 };
 
 // A segment no longer than one step still yields its start.
-void SampleSegment(const SegmentQuery& segment, double step, Outline& target) {
+void SampleSegment(const SegmentQuery& segment, double step, PictureOutline& target) {
   const double length = segment.Length();
   double distance = 0;
   do {
@@ -90,7 +90,7 @@ void RefuseOpenPath(EffectContext& context, OrvPathRef path) {
 
 }  // namespace
 
-void SamplePathPoints(ParamSlot& maskSlot, double step, Outline& target) {
+void SamplePathPoints(ParamSlot& maskSlot, double step, PictureOutline& target) {
   EffectContext& context = *maskSlot.owner;
   std::int32_t segmentCount = 0;
   ThrowOnFailure(
@@ -107,12 +107,13 @@ void BuildMaskShape(Wave& wave, EffectContext& context) {
   ParamSlot& slot = FilledSlot(context, kMask);
   if (HoldPath(slot, wave.sampleTime)) {
     RefuseOpenPath(context, slot.pathHandle);
-    Outline samples;
+    PictureOutline samples, thinned;
     SamplePathPoints(slot, kSampleStep, samples);
-    SimplifyPolyline(samples, wave.shape, kMaskTolerance);
+    SimplifyPolyline(samples, thinned, kMaskTolerance);
     // Measured from the middle of the layer, not of the mask: at the right size the wave lies on the mask.
-    MoveToUnitFrame(wave.shape,
-                    {static_cast<float>(context.input.width * 0.5), static_cast<float>(context.input.height * 0.5)});
+    MoveToUnitFrame(thinned,
+                    {static_cast<float>(context.input.width * 0.5), static_cast<float>(context.input.height * 0.5)},
+                    wave.shape);
   }
   wave.shapeValid = true;
 }

@@ -13,6 +13,6 @@ void BuildMaskShape(Wave& wave, EffectContext& context);
 
 // Appends points `step` layer pixels apart along every segment of the path that `maskSlot` holds. Each segment starts
 // anew at its own start; its end is left to the next segment.
-void SamplePathPoints(ParamSlot& maskSlot, double step, Outline& target);
+void SamplePathPoints(ParamSlot& maskSlot, double step, PictureOutline& target);
 
 }  // namespace orvandel

@@ -45,25 +45,26 @@ void UpdateShape(Wave& wave, EffectContext& context) {
   }
 }
 
-Point2f Toward(Point2f corner, Point2f neighbour, float factor) {
+PlacedPoint Toward(PlacedPoint corner, PlacedPoint neighbour, float factor) {
   return {(neighbour.x - corner.x) * factor + corner.x, (neighbour.y - corner.y) * factor + corner.y};
 }
 
 }  // namespace
 
-void PlaceOutline(const Wave& wave, const Outline& source, Outline& target) {
+void PlaceOutline(const Wave& wave, const UnitOutline& shape, PlacedOutline& target) {
   const float degrees = wave.rotation + wave.orientation;
   const float angle = RadiansFromReduced(static_cast<float>(M_fmod(static_cast<double>(degrees), 360.0)));
   const float c = CosF(angle) * wave.size;
   const float s = SinF(angle) * wave.size;
-  target.resize(source.size());
-  for (std::size_t i = 0; i < source.size(); ++i) {
-    const Point2f point = source[i];
+  target.resize(shape.size());
+  for (std::size_t i = 0; i < shape.size(); ++i) {
+    const UnitPoint point = shape[i];
     target[i] = {(point.x * c - point.y * s) + wave.offset.x, (point.x * s + point.y * c) + wave.offset.y};
   }
 }
 
-void RoundOutlineCorners(const Wave& wave, const EffectContext& context, const Outline& source, Outline& target) {
+void RoundOutlineCorners(const Wave& wave, const EffectContext& context, const PlacedOutline& source,
+                         PlacedOutline& target) {
   target.clear();
   const float tolerance = context.inRecord->quality == kHighQuality ? kFineTolerance : kCoarseTolerance;
   const float toleranceSquared = tolerance * tolerance;
@@ -74,9 +75,9 @@ void RoundOutlineCorners(const Wave& wave, const EffectContext& context, const O
 
   const std::size_t count = source.size();
   for (std::size_t i = 0; i < count; ++i) {
-    const Point2f corner = source[i];
-    const Point2f before = source[i == 0 ? count - 1 : i - 1];
-    const Point2f after = source[i + 1 == count ? 0 : i + 1];
+    const PlacedPoint corner = source[i];
+    const PlacedPoint before = source[i == 0 ? count - 1 : i - 1];
+    const PlacedPoint after = source[i + 1 == count ? 0 : i + 1];
     const Cubic curve{Toward(corner, before, endFraction), Toward(corner, before, controlFraction),
                       Toward(corner, after, controlFraction), Toward(corner, after, endFraction)};
     FlattenCubic(curve, toleranceSquared, target);
@@ -89,7 +90,7 @@ void UpdateWaveOutline(Wave& wave, EffectContext& context) {
   if (wave.placedValid) return;
   if (wave.curveSize > 0) {
     // Rounding comes after placement: its tolerance is in pixels.
-    Outline sharp;
+    PlacedOutline sharp;
     PlaceOutline(wave, wave.shape, sharp);
     RoundOutlineCorners(wave, context, sharp, wave.placed);
   } else {

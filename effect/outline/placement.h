@@ -16,12 +16,13 @@ namespace orvandel {
 // Makes wave.placed current. Passes on AbortException and AllocFailed of the shape builders.
 void UpdateWaveOutline(Wave& wave, EffectContext& context);
 
-// target = source scaled by the wave's size, turned by its orientation and rotation (clockwise on screen), moved by its
-// offset; point for point.
-void PlaceOutline(const Wave& wave, const Outline& source, Outline& target);
+// target = `shape` scaled by the wave's size, turned by its orientation and rotation (clockwise on screen), moved by
+// its offset; point for point.
+void PlaceOutline(const Wave& wave, const UnitOutline& shape, PlacedOutline& target);
 
-// target = source with every corner replaced by a flattened cubic, as wave.curveSize and wave.curvyness say. Pixels:
-// the flatness tolerance is finer when the host asks for high quality.
-void RoundOutlineCorners(const Wave& wave, const EffectContext& context, const Outline& source, Outline& target);
+// target = source with every corner replaced by a flattened cubic, as wave.curveSize and wave.curvyness say. The
+// flatness tolerance is finer when the host asks for high quality.
+void RoundOutlineCorners(const Wave& wave, const EffectContext& context, const PlacedOutline& source,
+                         PlacedOutline& target);
 
 }  // namespace orvandel

@@ -17,12 +17,12 @@ double VertexAngle(std::int64_t index, std::int64_t count) {
   return static_cast<double>(index) * kTwoPi / static_cast<double>(static_cast<float>(count));
 }
 
-Point2f Rounded(double x, double y) { return {static_cast<float>(x), static_cast<float>(y)}; }
+UnitPoint Rounded(double x, double y) { return {static_cast<float>(x), static_cast<float>(y)}; }
 
 // Empties the shape and takes the storage at once, so that a count beyond memory fails before any work is done.
-void StartShape(Outline& shape, std::int64_t pointCount) {
+void StartShape(UnitOutline& shape, std::int64_t pointCount) {
   shape.clear();
-  if (pointCount > kMostPoints) throw AllocFailed::ForBytes(static_cast<std::uint64_t>(pointCount) * sizeof(Point2f));
+  if (pointCount > kMostPoints) throw AllocFailed::ForBytes(static_cast<std::uint64_t>(pointCount) * sizeof(UnitPoint));
   if (pointCount > 0) shape.reserve(static_cast<std::size_t>(pointCount));
 }
 

@@ -1,7 +1,7 @@
 // Thinning of densely sampled polylines.
 #pragma once
 
-#include "effect/sim/wave.h"
+#include "effect/base/geometry.h"
 
 namespace orvandel {
 
@@ -9,6 +9,6 @@ namespace orvandel {
 // kept point, over the chord, exceeds `tolerance` (in the unit of the points). The first point is always kept, the last
 // one only when it earns its place: an outline closes from the last kept point to the first. An empty source appends
 // nothing.
-void SimplifyPolyline(const Outline& source, Outline& target, float tolerance);
+void SimplifyPolyline(const PictureOutline& source, PictureOutline& target, float tolerance);
 
 }  // namespace orvandel

@@ -6,18 +6,19 @@
 
 namespace orvandel {
 
-void MoveToUnitFrame(Outline& shape, Point2f centre) {
+void MoveToUnitFrame(const PictureOutline& source, PicturePoint centre, UnitOutline& shape) {
+  shape.resize(source.size());
   float farthestSquared = 0;
-  for (Point2f& point : shape) {
-    point.x -= centre.x;
-    point.y -= centre.y;
+  for (std::size_t i = 0; i < source.size(); ++i) {
+    const UnitPoint point{source[i].x - centre.x, source[i].y - centre.y};
+    shape[i] = point;
     const float squared = point.x * point.x + point.y * point.y;
     if (squared > farthestSquared) farthestSquared = squared;  // never taken for a point that is not a number
   }
   if (!(farthestSquared > 0)) return;
 
   const float scale = 1.0F / std::sqrt(farthestSquared);
-  for (Point2f& point : shape) {
+  for (UnitPoint& point : shape) {
     point.x *= scale;
     point.y *= scale;
   }

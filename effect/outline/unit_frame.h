@@ -1,12 +1,12 @@
 // From pixels of a picture to the unit frame of a wave's shape.
 #pragma once
 
-#include "effect/sim/wave.h"
+#include "effect/base/geometry.h"
 
 namespace orvandel {
 
-// Moves `centre` to the origin and scales the farthest point to distance 1. When no point has a distance above 0 there
-// is nothing to scale by: the points stay as moved, and a stroke along them draws nothing.
-void MoveToUnitFrame(Outline& shape, Point2f centre);
+// shape = `source` with `centre` at the origin and the farthest point at distance 1. When no point has a distance above
+// 0 there is nothing to scale by: the points are only moved, and a stroke along them draws nothing.
+void MoveToUnitFrame(const PictureOutline& source, PicturePoint centre, UnitOutline& shape);
 
 }  // namespace orvandel

@@ -7,7 +7,7 @@
 
 #include <cstdint>
 
-#include "effect/heap/heap_containers.h"
+#include "effect/base/heap_containers.h"
 #include "effect/host/effect_context.h"
 #include "effect/host/image_buffer.h"
 

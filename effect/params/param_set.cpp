@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "effect/base/errors.h"
-#include "effect/heap/heap_containers.h"
+#include "effect/base/heap_containers.h"
 #include "effect/host/strings.h"
 #include "effect/params/param_ids.h"
 #include "effect/platform/lq.h"

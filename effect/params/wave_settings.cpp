@@ -11,7 +11,7 @@ namespace orvandel {
 namespace {
 
 // Direction 0 points up, 90 to the right: y grows downward.
-Point2f VelocityFrom(float directionDegrees, float speed) {
+Velocity<space::Placed> VelocityFrom(float directionDegrees, float speed) {
   const float reduced = static_cast<float>(M_fmod(static_cast<double>(directionDegrees), 360.0));
   const float radians = RadiansFromReduced(reduced);
   return {SinF(radians) * speed, -(CosF(radians) * speed)};
@@ -25,7 +25,7 @@ float FractionOf(OrvFixed coordinate, double extent) {
 
 }  // namespace
 
-Point2f ReadProducerPoint(const ParamSlot& slot, const EffectContext& context) {
+FractionPoint ReadProducerPoint(const ParamSlot& slot, const EffectContext& context) {
   const OrvInRecord& host = *context.inRecord;
   const OrvPointValue& point = slot.definition.value.point;
   return {FractionOf(point.x, RatioValue(host.downsampleX) * host.width),

@@ -3,25 +3,20 @@
 
 #include <cstdint>
 
+#include "effect/base/geometry.h"
 #include "effect/host/effect_context.h"
 
 namespace orvandel {
 
-struct Point2f {
-  float x = 0;
-  float y = 0;
-  bool operator==(const Point2f&) const = default;
-};
-
 // Fields marked (simulation) are not read from parameters; stepping owns them.
 struct WaveSettings {
-  Point2f producerPoint;        // fractions of the full-size layer
+  FractionPoint producerPoint;  // of the full-size layer
   std::int32_t setAt = 0;       // 1 Birth, 2 Each Frame
   std::int32_t sampleTime = 0;  // (simulation) host time of the step being run
-  Point2f velocity;             // full-size layer pixels per second
-  float expansion = 0;          // pixels per tick
-  float orientation = 0;        // degrees
-  float spin = 0;               // degrees per second
+  Velocity<space::Placed> velocity;
+  float expansion = 0;    // pixels per tick
+  float orientation = 0;  // degrees
+  float spin = 0;         // degrees per second
   float startWidth = 0, endWidth = 0;
   float opacity = 0;
   float emitPhase = 0;                          // (simulation) a wave is born each time it reaches 1
@@ -38,13 +33,13 @@ struct WaveSettings {
   bool invertInput = false;
   float valueThreshold = 0, preBlur = 0, tolerance = 0;
   std::int32_t contour = 0;
-  Point2f sourceCenter;  // fractions of the input layer
+  FractionPoint sourceCenter;  // of the input layer
 };
 
 // Fills every field that has a parameter from `simParams`, one slot per logical id.
 void FillWaveSettings(WaveSettings& settings, const ParamSlot* simParams, const EffectContext& context);
 
 // The producer point as fractions of the full-size layer: the whole expression in double, rounded once.
-Point2f ReadProducerPoint(const ParamSlot& slot, const EffectContext& context);
+FractionPoint ReadProducerPoint(const ParamSlot& slot, const EffectContext& context);
 
 }  // namespace orvandel

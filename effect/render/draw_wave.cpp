@@ -40,14 +40,13 @@ OrvPixel UnpackColor(std::uint32_t color) {
   return pixel;
 }
 
-StrokeTransform MakeStrokeTransform(const OrvInRecord& in, Point2f origin, std::int32_t quality) {
+StrokeTransform MakeStrokeTransform(const OrvInRecord& in, FractionPoint origin, std::int32_t quality) {
   const double q = quality;
   const double scaleX = RatioValue(in.downsampleX);
   const double scaleY = RatioValue(in.downsampleY);
-  const double originX = static_cast<double>(static_cast<float>(in.width) * origin.x);
-  const double originY = static_cast<double>(static_cast<float>(in.height) * origin.y);
-  return {static_cast<float>(q * (originX * scaleX + in.origin.x)),
-          static_cast<float>(q * (originY * scaleY + in.origin.y)),
+  const LayerPoint onLayer = PixelsOf<space::Layer>(origin, in.width, in.height);
+  return {static_cast<float>(q * (static_cast<double>(onLayer.x) * scaleX + in.origin.x)),
+          static_cast<float>(q * (static_cast<double>(onLayer.y) * scaleY + in.origin.y)),
           static_cast<float>(q * scaleX / RatioValue(in.pixelAspect)), static_cast<float>(q * scaleY)};
 }
 

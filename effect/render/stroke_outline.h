@@ -1,7 +1,7 @@
 // A placed outline made ready for stroking.
 #pragma once
 
-#include "effect/sim/wave.h"
+#include "effect/base/geometry.h"
 #include "orvandel/effect.h"
 
 namespace orvandel {

@@ -4,8 +4,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "effect/heap/heap_containers.h"
-#include "effect/params/wave_settings.h"
+#include "effect/base/heap_containers.h"
 
 namespace orvandel {
 
@@ -22,11 +21,6 @@ class ByteWriter {
     AppendBytes(&value, sizeof(value));
   }
   void Append(bool value) { Append(static_cast<std::uint8_t>(value ? 1 : 0)); }
-  // x then y, as one append.
-  void Append(Point2f point) {
-    static_assert(sizeof(Point2f) == 8);
-    AppendBytes(&point, sizeof(point));
-  }
 
   const std::uint8_t* Bytes() const { return buffer_; }
   std::int32_t Length() const { return length_; }

@@ -2,7 +2,7 @@
 
 #include <new>
 
-#include "effect/heap/heap_containers.h"
+#include "effect/base/heap_containers.h"
 
 namespace orvandel {
 namespace {

@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-#include "effect/heap/heap_containers.h"
+#include "effect/base/heap_containers.h"
 #include "effect/sim/sequence_state.h"
 #include "effect/sim/value_key.h"
 

@@ -37,12 +37,12 @@ std::int32_t HostTimeOfSeconds(const EffectContext& context, double seconds) {
 
 // Change per second of the two settings that move between births.
 struct Rates {
-  Point2f producerPoint;
+  Velocity<space::Fractions> producerPoint;
   float orientation;
 };
 
 Rates RatesOver(const WaveSettings& settings, const ParamSlot* simParams, const EffectContext& context) {
-  const Point2f point = ReadProducerPoint(simParams[kProducerPoint], context);
+  const FractionPoint point = ReadProducerPoint(simParams[kProducerPoint], context);
   const float orientation = ReadFloat(simParams[kOrientation]);
   return {{(point.x - settings.producerPoint.x) * 30.0F, (point.y - settings.producerPoint.y) * 30.0F},
           RoundToFloat((static_cast<double>(orientation) - static_cast<double>(settings.orientation)) * 30.0)};
@@ -50,8 +50,7 @@ Rates RatesOver(const WaveSettings& settings, const ParamSlot* simParams, const 
 
 void MoveAlong(WaveSettings& settings, const Rates& rates, float seconds) {
   settings.orientation += seconds * rates.orientation;
-  settings.producerPoint.x += seconds * rates.producerPoint.x;
-  settings.producerPoint.y += seconds * rates.producerPoint.y;
+  Move(settings.producerPoint, rates.producerPoint, seconds);
 }
 
 void GiveBirths(WaveList& list, double t, double dt, const Rates& rates, const EffectContext& context) {

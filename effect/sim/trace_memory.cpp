@@ -54,7 +54,7 @@ void TraceMemory::Note(ParamSlot& slot, const Look& look) {
 }
 
 void TraceMemory::Remember(const TraceSettings& settings, const ImageBuffer& source, const Fingerprint& stamp,
-                           const HeapVector<Point2f>& chain, std::int64_t found, std::int64_t questions) {
+                           const PictureOutline& chain, std::int64_t found, std::int64_t questions) {
   filled_ = false;
   ++number_;
   looks_.clear();

@@ -7,10 +7,9 @@
 
 #include <cstdint>
 
-#include "effect/heap/heap_containers.h"
+#include "effect/base/geometry.h"
 #include "effect/host/effect_context.h"
 #include "effect/params/layer_image.h"
-#include "effect/params/wave_settings.h"
 
 namespace orvandel {
 
@@ -40,10 +39,10 @@ class TraceMemory {
   bool HasSettings(const TraceSettings& settings) const { return settings == settings_; }
   // AllocFailed leaves nothing remembered.
   void Remember(const TraceSettings& settings, const ImageBuffer& source, const Fingerprint& stamp,
-                const HeapVector<Point2f>& chain, std::int64_t found, std::int64_t questions);
+                const PictureOutline& chain, std::int64_t found, std::int64_t questions);
   const Fingerprint& Stamp() const { return stamp_; }  // of the picture
 
-  const HeapVector<Point2f>& Chain() const { return chain_; }
+  const PictureOutline& Chain() const { return chain_; }
   std::int64_t Found() const { return found_; }
   std::int64_t Questions() const { return questions_; }
 
@@ -63,7 +62,7 @@ class TraceMemory {
   TraceSettings settings_{};
   Fingerprint stamp_{};
   HeapVector<std::uint8_t> pixels_;  // the picture's rows without padding
-  HeapVector<Point2f> chain_;
+  PictureOutline chain_;
   std::int64_t found_ = 0;
   std::int64_t questions_ = 0;
 };

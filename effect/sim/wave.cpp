@@ -55,8 +55,7 @@ void ApplySettings(const WaveList& list, Wave& wave) {
 
 void AdvanceWave(Wave& wave, float dt) {
   wave.size += dt * wave.expansion * 30.0F;
-  wave.offset.x += dt * wave.velocity.x;
-  wave.offset.y += dt * wave.velocity.y;
+  Move(wave.offset, wave.velocity, dt);
   wave.placedValid = false;
   wave.age += dt;
   wave.rotation += dt * wave.spin;

@@ -3,32 +3,22 @@
 
 #include <cstdint>
 
-#include "effect/heap/heap_containers.h"
+#include "effect/base/geometry.h"
 #include "effect/params/param_ids.h"
 #include "effect/params/wave_settings.h"
 
 namespace orvandel {
 
-// An ordered sequence of points, x to the right, y downward, closed implicitly (the last point joins the first). Curves
-// are flattened when an outline is made. Rebuilding clears the points and keeps the storage. Empty: draws nothing.
-using Outline = HeapVector<Point2f>;
-// What 256 rounded corners come to at the largest size stays below; more comes from values out of range or a host's
-// answers that cannot be meant, and would hold the host for long between two questions.
-inline constexpr std::size_t kMostOutlinePoints = std::size_t{1} << 24;
-inline void RefuseTooManyPoints(const Outline& outline) {
-  if (outline.size() > kMostOutlinePoints) throw AllocFailed::ForBytes(outline.size() * sizeof(Point2f));
-}
-
 struct Wave {
-  Outline shape;  // unit frame: centred, farthest point at distance 1
+  UnitOutline shape;
   bool shapeValid = false;
-  Outline placed;  // pixels relative to `origin`
+  PlacedOutline placed;
   bool placedValid = false;
-  float size = 0;         // full-size layer pixels: scale of the unit shape
-  float age = 0;          // seconds since birth
-  Point2f origin;         // fractions of the layer's width and height
-  Point2f velocity;       // full-size layer pixels per second
-  Point2f offset;         // full-size layer pixels travelled from `origin`
+  float size = 0;        // full-size layer pixels: scale of the unit shape
+  float age = 0;         // seconds since birth
+  FractionPoint origin;  // of the full-size layer
+  Velocity<space::Placed> velocity;
+  PlacedPoint offset;     // travelled from `origin`
   float orientation = 0;  // degrees
   float spin = 0;         // degrees per second
   float rotation = 0;     // degrees accumulated from `spin`
@@ -47,7 +37,7 @@ struct Wave {
   std::uint32_t valueChannel = 0;
   bool invertInput = false;
   float valueThreshold = 0, preBlur = 0, tolerance = 0;
-  Point2f sourceCenter;
+  FractionPoint sourceCenter;
   std::uint32_t contour = 0;    // used as signed
   std::int32_t sampleTime = 0;  // host time at which the source picture and the mask path are fetched
   bool eachFrame = false;       // takes the list's settings at every step instead of keeping those of its birth

@@ -3,6 +3,8 @@
 namespace orvandel {
 namespace {
 
+static_assert(sizeof(UnitPoint) == 8 && sizeof(FractionPoint) == 8);  // x then y, as one append
+
 // The fields of a list after its reserved word, in their order in the byte form. `visit` is called with each.
 template <typename Settings, typename Visit>
 void VisitListFields(Settings& s, Visit visit) {
@@ -83,7 +85,7 @@ void WriteWave(const Wave& wave, ByteWriter& writer) {
   writer.Append(wave.shapeValid);
   if (wave.shapeValid) {
     writer.Append(static_cast<std::int32_t>(wave.shape.size()));
-    for (const Point2f& point : wave.shape) writer.Append(point);
+    for (const UnitPoint& point : wave.shape) writer.Append(point);
   }
   VisitWaveFields(wave, [&](const auto& field) { writer.Append(field); });
   writer.Append(std::uint32_t{0});
@@ -100,7 +102,7 @@ void ReadWave(ByteReader& reader, Wave& wave) {
   reader.ReadInto(wave.shapeValid);
   if (wave.shapeValid) {
     wave.shape.resize(static_cast<std::size_t>(reader.Read<std::int32_t>()));
-    for (Point2f& point : wave.shape) reader.ReadInto(point);
+    for (UnitPoint& point : wave.shape) reader.ReadInto(point);
   }
   VisitWaveFields(wave, [&](auto& field) { reader.ReadInto(field); });
   reader.Read<std::uint32_t>();

@@ -37,9 +37,9 @@ void PrintVertices() {
       wave.sides = sides;
       wave.starDepth = depth;
       BuildPolygonShape(wave);
-      digest.Add(wave.shape.data(), wave.shape.size() * sizeof(Point2f));
+      digest.Add(wave.shape.data(), wave.shape.size() * sizeof(UnitPoint));
       BuildStarShape(wave);
-      digest.Add(wave.shape.data(), wave.shape.size() * sizeof(Point2f));
+      digest.Add(wave.shape.data(), wave.shape.size() * sizeof(UnitPoint));
     }
   }
   digest.Print("vertices");

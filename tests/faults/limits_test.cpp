@@ -71,8 +71,8 @@ TEST_F(Limits, PointsOfOneMask) {
   FakeHost& host = Host();
   // There and back, a point a pixel.
   host.masks[0] = {{{0, 0}, {9e6, 0}}};
-  const std::uint64_t bytes = 2 * 8999999 * sizeof(Point2f);
-  ASSERT_GT(bytes, 16777216 * sizeof(Point2f));
+  const std::uint64_t bytes = 2 * 8999999 * sizeof(PicturePoint);
+  ASSERT_GT(bytes, 16777216 * sizeof(PicturePoint));
   EXPECT_EQ(host.RenderTick(4), ORV_OUT_OF_MEMORY);
   EXPECT_NE(std::string(host.out.message).find("(unable to allocate " + std::to_string(bytes) + " bytes)"),
             std::string::npos)

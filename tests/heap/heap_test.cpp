@@ -9,7 +9,7 @@
 #include <random>
 #include <vector>
 
-#include "effect/heap/heap_containers.h"
+#include "effect/base/heap_containers.h"
 #include "effect/heap/os_memory.h"
 
 namespace orvandel {

@@ -80,19 +80,19 @@ int CountGroups(std::vector<std::uint8_t> cells, std::size_t width) {
   return groups;
 }
 
-double SignedArea(const Outline& chain) {
+double SignedArea(const PictureOutline& chain) {
   double area = 0;
   for (std::size_t i = 0; i < chain.size(); ++i) {
-    const Point2f a = chain[i], b = chain[(i + 1) % chain.size()];
+    const PicturePoint a = chain[i], b = chain[(i + 1) % chain.size()];
     area += static_cast<double>(a.x) * b.y - static_cast<double>(b.x) * a.y;
   }
   return area / 2;
 }
 
 // Traces and erases every component in raster order; there must be as many as there are groups.
-std::vector<Outline> AllChains(BoundaryLattice& lattice) {
+std::vector<PictureOutline> AllChains(BoundaryLattice& lattice) {
   const int groups = CountGroups({lattice.cells.begin(), lattice.cells.end()}, lattice.width);
-  std::vector<Outline> chains;
+  std::vector<PictureOutline> chains;
   for (std::size_t i = 0; i < lattice.cells.size(); ++i) {
     if (lattice.cells[i] == 0) continue;
     chains.emplace_back();
@@ -104,11 +104,11 @@ std::vector<Outline> AllChains(BoundaryLattice& lattice) {
 }
 
 // Along pixel corners, a pixel at most at a time, closed, clockwise.
-void ExpectSoundChain(const Outline& chain) {
+void ExpectSoundChain(const PictureOutline& chain) {
   ASSERT_GE(chain.size(), 2U);
   EXPECT_GE(SignedArea(chain), 0) << "runs counterclockwise";
   for (std::size_t i = 0; i < chain.size(); ++i) {
-    const Point2f a = chain[i], b = chain[(i + 1) % chain.size()];
+    const PicturePoint a = chain[i], b = chain[(i + 1) % chain.size()];
     EXPECT_LE(std::max(std::abs(a.x - b.x), std::abs(a.y - b.y)), 1) << "gap after point " << i;
     EXPECT_EQ(a.x - std::floor(a.x), 0.5F);
     EXPECT_EQ(a.y - std::floor(a.y), 0.5F);
@@ -129,7 +129,7 @@ TEST(Lattice, RandomPicturesCrossTheThresholdWhereTheirPixelsDo) {
         ASSERT_EQ(lattice.At(x, y) != 0, !ring && values.IsBoundary(x, y, threshold)) << x << "," << y;
       }
     }
-    for (const Outline& chain : AllChains(lattice)) ExpectSoundChain(chain);
+    for (const PictureOutline& chain : AllChains(lattice)) ExpectSoundChain(chain);
   }
 }
 
@@ -145,13 +145,14 @@ TEST(Lattice, EveryWalkEnds) {
     }
     const bool alone = std::has_single_bit(bits);
     const int first = std::countr_zero(bits);  // the first set cell; a lone one is named twice
-    const Point2f start{static_cast<float>(first % kInner) / 2 - 0.5F, static_cast<float>(first / kInner) / 2 - 0.5F};
-    const std::vector<Outline> chains = AllChains(lattice);
+    const PicturePoint start{static_cast<float>(first % kInner) / 2 - 0.5F,
+                             static_cast<float>(first / kInner) / 2 - 0.5F};
+    const std::vector<PictureOutline> chains = AllChains(lattice);
     ASSERT_EQ(chains[0][0], start);
     if (alone) {
-      ASSERT_EQ(chains[0], (Outline{start, start}));
+      ASSERT_EQ(chains[0], (PictureOutline{start, start}));
     }
-    for (const Outline& chain : chains) ASSERT_LE(chain.size(), 2 + 4 * kInner * kInner);
+    for (const PictureOutline& chain : chains) ASSERT_LE(chain.size(), 2 + 4 * kInner * kInner);
   }
 }
 
@@ -161,9 +162,9 @@ TEST(Lattice, LargeMarkedAreasAreErasedWhole) {
     for (std::int32_t x = 0; x < 700; ++x) flat.Set(x, y, 300);
   }
   BoundaryLattice lattice = flat.Lattice(300);
-  const std::vector<Outline> chains = AllChains(lattice);
+  const std::vector<PictureOutline> chains = AllChains(lattice);
   ASSERT_EQ(chains.size(), 1U);
-  EXPECT_EQ(chains[0].front(), (Point2f{-0.5F, -0.5F}));
+  EXPECT_EQ(chains[0].front(), (PicturePoint{-0.5F, -0.5F}));
   EXPECT_EQ(chains[0].size(), 2 * (700 + 500) + 1U);
   EXPECT_EQ(std::count(lattice.cells.begin(), lattice.cells.end(), 0), 1403 * 1003);
 }

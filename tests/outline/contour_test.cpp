@@ -74,27 +74,27 @@ class Contour : public testing::Test, protected test::HostWithWave {
 
 TEST_F(Contour, PixelRectangleAndRing) {
   FillAlpha(host.input, 5, 7, 1, 1);
-  EXPECT_EQ(Trace(1).chain, (Outline{{4.5F, 6.5F}, {5.5F, 6.5F}, {5.5F, 7.5F}, {4.5F, 7.5F}, {4.5F, 6.5F}}));
+  EXPECT_EQ(Trace(1).chain, (PictureOutline{{4.5F, 6.5F}, {5.5F, 6.5F}, {5.5F, 7.5F}, {4.5F, 7.5F}, {4.5F, 6.5F}}));
 
   host.input = FencedImage(20, 16);
   FillAlpha(host.input, 3, 2, 5, 4);
   const TracedContour rectangle = Trace(1);
   EXPECT_EQ(rectangle.chain.size(), 19U);
-  Outline thinned;
+  PictureOutline thinned;
   SimplifyPolyline(rectangle.chain, thinned, 0.5F);
-  EXPECT_EQ(thinned, (Outline{{2.5F, 1.5F}, {7.5F, 2.5F}, {6.5F, 5.5F}, {2.5F, 4.5F}}));
+  EXPECT_EQ(thinned, (PictureOutline{{2.5F, 1.5F}, {7.5F, 2.5F}, {6.5F, 5.5F}, {2.5F, 4.5F}}));
 
   FillAlpha(host.input, 3, 2, 9, 9);
   FillAlpha(host.input, 6, 5, 3, 3, 0);
   EXPECT_EQ(Trace(1).found, 2);
-  const Outline hole = Trace(2).chain;
-  EXPECT_EQ(hole[0], (Point2f{5.5F, 4.5F}));
-  EXPECT_EQ(hole[1], (Point2f{6.5F, 4.5F}));  // clockwise, like the outside
+  const PictureOutline hole = Trace(2).chain;
+  EXPECT_EQ(hole[0], (PicturePoint{5.5F, 4.5F}));
+  EXPECT_EQ(hole[1], (PicturePoint{6.5F, 4.5F}));  // clockwise, like the outside
 }
 
 TEST_F(Contour, CountInRasterOrderAndStopAtTheLast) {
   FillThreeRegions();
-  const Point2f starts[] = {{13.5F, 0.5F}, {1.5F, 3.5F}, {9.5F, 3.5F}};
+  const PicturePoint starts[] = {{13.5F, 0.5F}, {1.5F, 3.5F}, {9.5F, 3.5F}};
   const std::pair<std::int32_t, int> cases[] = {{1, 0}, {2, 1}, {3, 2}, {4, 2}, {1000, 2}, {0, 0}, {-5, 0}};
   for (const auto& [wanted, got] : cases) {
     const TracedContour traced = Trace(wanted);
@@ -105,7 +105,7 @@ TEST_F(Contour, CountInRasterOrderAndStopAtTheLast) {
 
 TEST_F(Contour, Thresholds) {
   for (const float none : {0.0F, -40.0F, std::nanf("")}) {  // the frame is marked even without a picture
-    EXPECT_EQ(Trace(1, none).chain.front(), (Point2f{-0.5F, -0.5F}));
+    EXPECT_EQ(Trace(1, none).chain.front(), (PicturePoint{-0.5F, -0.5F}));
     EXPECT_EQ(Trace(1, none).chain.size(), 2 * (20 + 16) + 1U);
   }
   EXPECT_EQ(Trace(1, 1).found, 0);
@@ -117,20 +117,21 @@ TEST_F(Contour, Thresholds) {
 
 TEST_F(Contour, ShapesAreCentredWithTheirFarthestPointAtOne) {
   FillThreeRegions();
-  for (const Point2f centre : {Point2f{0.5F, 0.5F}, Point2f{0, 1}, Point2f{-3, 7}}) {
+  for (const FractionPoint centre : {FractionPoint{0.5F, 0.5F}, FractionPoint{0, 1}, FractionPoint{-3, 7}}) {
     wave.sourceCenter = centre;
     wave.shapeValid = false;
     ASSERT_TRUE(Build());
     float farthest = 0;
-    for (const Point2f p : wave.shape) farthest = std::max(farthest, std::hypot(p.x, p.y));
+    for (const UnitPoint p : wave.shape) farthest = std::max(farthest, std::hypot(p.x, p.y));
     EXPECT_NEAR(farthest, 1, 1e-6);
     for (const std::uint32_t contour : {2U, 3U, 1000U, ~0U, 1U}) {
       wave.contour = contour;
       wave.shapeValid = false;
       ASSERT_TRUE(Build());
-      Outline expected;
-      SimplifyPolyline(Trace(static_cast<std::int32_t>(contour)).chain, expected, 0.5F);
-      MoveToUnitFrame(expected, {centre.x * 20, centre.y * 16});
+      PictureOutline thinned;
+      SimplifyPolyline(Trace(static_cast<std::int32_t>(contour)).chain, thinned, 0.5F);
+      UnitOutline expected;
+      MoveToUnitFrame(thinned, {centre.x * 20, centre.y * 16}, expected);
       EXPECT_EQ(wave.shape, expected);
     }
     EXPECT_NEAR(std::atan2(wave.shape[0].y, wave.shape[0].x), std::atan2(0.5F - centre.y * 16, 13.5F - centre.x * 20),
@@ -152,7 +153,7 @@ TEST_F(Contour, TracesAgainOnlyForAnotherPictureOrWithoutAContour) {
   EXPECT_TRUE(wave.shapeValid);
   FillThreeRegions();
   EXPECT_TRUE(Build());
-  const Outline shape = wave.shape;
+  const UnitOutline shape = wave.shape;
   EXPECT_FALSE(Build());
   EXPECT_EQ(host.Calls(Callback::kAbort), 0);
   wave.waveType = kContourWave;
@@ -221,7 +222,7 @@ TEST_F(Contour, EveryAbortAndRefusedLayerStops) {
     }
   }
   EXPECT_TRUE(host.output.FencesIntact());
-  wave.shape = Outline();
+  wave.shape = UnitOutline();
   ASSERT_EQ(host.Send(ORV_SEQUENCE_FLATTEN), 0);
   EXPECT_EQ(heap::BytesInUse(), 0U);
 }
@@ -252,7 +253,7 @@ TEST_F(Contour, RememberedTracesEqualFreshOnes) {
     }
     wave.shapeValid = false;
     ASSERT_TRUE(Build());
-    const Outline shape = wave.shape;
+    const UnitOutline shape = wave.shape;
     const std::int64_t asked = host.Calls(Callback::kAbort);
     host.Send(ORV_SEQUENCE_SET_UP);  // a sequence without a memory
     wave.shapeValid = false;

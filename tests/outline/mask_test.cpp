@@ -41,7 +41,7 @@ TEST_F(Mask, ARectangleKeepsOnePointPastEachCorner) {
   host.masks = {{{{30, 30}, {70, 30}, {70, 50}, {30, 50}}}};
   ASSERT_EQ(Build(), 0);
   // Around the layer's middle (50, 40); the farthest point is the start.
-  const Outline expected = {{-20, -10}, {20, -9}, {19, 10}, {-20, 9}};
+  const UnitOutline expected = {{-20, -10}, {20, -9}, {19, 10}, {-20, 9}};
   ASSERT_EQ(wave.shape.size(), expected.size());
   for (std::size_t i = 0; i < expected.size(); ++i) {
     EXPECT_NEAR(wave.shape[i].x, expected[i].x / std::hypot(20, 10), 1e-6) << i;
@@ -86,7 +86,7 @@ TEST_F(Mask, WithoutAMaskOrWithoutExtentNothingIsScaled) {
   }
   host.masks = {{{{50, 40}}}};
   EXPECT_EQ(Build(), 0);
-  EXPECT_EQ(wave.shape, (Outline{{0, 0}}));
+  EXPECT_EQ(wave.shape, (UnitOutline{{0, 0}}));
 }
 
 TEST_F(Mask, OpenPathsAndEveryFailingCallStop) {
@@ -117,7 +117,7 @@ TEST_F(Mask, OpenPathsAndEveryFailingCallStop) {
   EXPECT_EQ(Build(), 513);
   EXPECT_EQ(std::string(host.out.message), "Open paths cannot be turned into waves.");
   EXPECT_EQ(host.out.outFlags, 0U);
-  wave.shape = Outline();
+  wave.shape = UnitOutline();
   EXPECT_EQ(heap::BytesInUse(), heapBefore);
 }
 

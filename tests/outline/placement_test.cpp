@@ -23,7 +23,7 @@ class Placement : public testing::Test {
     square.size = 100;
   }
 
-  Outline Updated(Wave wave) {
+  PlacedOutline Updated(Wave wave) {
     UpdateWaveOutline(wave, context);
     return wave.placed;
   }
@@ -43,7 +43,7 @@ TEST_F(Placement, RandomPlacementsScaleTurnClockwiseAndMove) {
     wave.size = size(random);
     wave.offset = {travel(random), travel(random)};
     const double turn = (static_cast<double>(wave.orientation) + wave.rotation) * M_PI / 180;
-    const Outline placed = Updated(wave);
+    const PlacedOutline placed = Updated(wave);
     ASSERT_EQ(placed.size(), 4U);
     for (int i = 0; i < 4; ++i) {
       const double direction = turn + i * M_PI / 2;
@@ -69,18 +69,18 @@ TEST_F(Placement, RebuildsOnlyWhatIsNotValid) {
   wave.shape[0] = {5, 5};  // a mark that a rebuild would remove
   wave.size = 1;
   UpdateWaveOutline(wave, context);
-  EXPECT_EQ(wave.placed[0], (Point2f{100, 0}));
+  EXPECT_EQ(wave.placed[0], (PlacedPoint{100, 0}));
   wave.placedValid = false;
   UpdateWaveOutline(wave, context);
-  EXPECT_EQ(wave.placed[0], (Point2f{5, 5}));
+  EXPECT_EQ(wave.placed[0], (PlacedPoint{5, 5}));
   wave.shapeValid = false;
   UpdateWaveOutline(wave, context);
-  EXPECT_EQ(wave.placed[0], (Point2f{1, 0}));
+  EXPECT_EQ(wave.placed[0], (PlacedPoint{1, 0}));
   wave.waveType = 9;  // keeps its shape, is still placed
   wave.placedValid = false;
   wave.size = 2;
   UpdateWaveOutline(wave, context);
-  EXPECT_EQ(wave.placed[0], (Point2f{2, 0}));
+  EXPECT_EQ(wave.placed[0], (PlacedPoint{2, 0}));
 }
 
 TEST_F(Placement, RoundedCorners) {
@@ -93,13 +93,13 @@ TEST_F(Placement, RoundedCorners) {
   for (const Case& c : {Case{0.5F, 0, 32}, Case{0.5F, 1, 64}, Case{0, 0, 24}, Case{0, 1, 48}}) {
     inRecord.quality = c.quality;
     square.curvyness = c.curvyness;
-    const Outline placed = Updated(square);
+    const PlacedOutline placed = Updated(square);
     EXPECT_EQ(placed.size(), c.points) << "curvyness " << c.curvyness << ", quality " << c.quality;
     EXPECT_NEAR(placed[0].x, 50, 1e-4);  // the middle of the edge that ends at the first vertex
     EXPECT_NEAR(placed[0].y, -50, 1e-4);
     const double middle = 100 - 25 * (0.5 + 3 * 0.9 * 0.5 * c.curvyness);  // of every corner's curve
     for (std::size_t i = 0; i < 4; ++i) {
-      const Point2f point = placed[(2 * i + 1) * c.points / 8];
+      const PlacedPoint point = placed[(2 * i + 1) * c.points / 8];
       EXPECT_NEAR(point.x, middle * std::cos(static_cast<double>(i) * M_PI / 2), 1e-4);
       EXPECT_NEAR(point.y, middle * std::sin(static_cast<double>(i) * M_PI / 2), 1e-4);
     }
@@ -110,7 +110,7 @@ TEST_F(Placement, RoundedCorners) {
   for (const float none : {0.0F, -1.0F, std::nanf("")}) {
     square.curveSize = none;
     EXPECT_EQ(Updated(square).size(), 4U);
-    EXPECT_EQ(Updated(square)[0], (Point2f{100, 0}));
+    EXPECT_EQ(Updated(square)[0], (PlacedPoint{100, 0}));
   }
   // Corners on a straight line stay one point: the flat star has the square's curves and four points more.
   square.curveSize = 0.25F;
@@ -124,7 +124,7 @@ TEST_F(Placement, RoundedCorners) {
 TEST_F(Placement, OutlinesWithoutEndAreRefusedWithTheirSize) {
   Wave wave;
   wave.curveSize = wave.curvyness = 1;
-  Outline corners, target;
+  PlacedOutline corners, target;
   for (int i = 0; i < 512; ++i) {
     const double angle = i * 0.01227184630308513;
     corners.push_back({static_cast<float>(std::cos(angle) * 1e30), static_cast<float>(std::sin(angle) * 1e30)});
@@ -133,13 +133,13 @@ TEST_F(Placement, OutlinesWithoutEndAreRefusedWithTheirSize) {
     RoundOutlineCorners(wave, context, corners, target);
     FAIL() << target.size() << " points";
   } catch (const AllocFailed& failure) {
-    EXPECT_EQ(failure.size, static_cast<std::int32_t>(target.size() * sizeof(Point2f)));
+    EXPECT_EQ(failure.size, static_cast<std::int32_t>(target.size() * sizeof(PlacedPoint)));
     EXPECT_GT(target.size(), 16777216U);
     EXPECT_LE(target.size(), 16777216U + 65536U);
   }
 }
 
-double DistanceToSegment(Point2f p, Point2f a, Point2f b) {
+double DistanceToSegment(PlacedPoint p, PlacedPoint a, PlacedPoint b) {
   const double dx = b.x - a.x, dy = b.y - a.y;
   const double t = std::clamp(((p.x - a.x) * dx + (p.y - a.y) * dy) / (dx * dx + dy * dy), 0.0, 1.0);
   return std::hypot(p.x - a.x - t * dx, p.y - a.y - t * dy);
@@ -154,10 +154,10 @@ TEST(Bezier, FlattenedCornersStayWithinTheTolerance) {
     const float length = std::pow(10.0F, magnitude(random)), k = share(random), first = turn(random),
                 second = first + inside(random);
     const auto at = [&](float angle, float part) {
-      return Point2f{std::cos(angle) * length * part, std::sin(angle) * length * part};
+      return PlacedPoint{std::cos(angle) * length * part, std::sin(angle) * length * part};
     };
     const Cubic c{at(first, 1), at(first, k), at(second, k), at(second, 1)};
-    Outline line;
+    PlacedOutline line;
     FlattenCubic(c, 0.09F, line);
     EXPECT_EQ(line.front(), c.start);
     line.push_back(c.end);
@@ -166,8 +166,8 @@ TEST(Bezier, FlattenedCornersStayWithinTheTolerance) {
       const auto blend = [&](float p0, float p1, float p2, float p3) {
         return static_cast<float>(s * s * s * p0 + 3 * s * s * t * p1 + 3 * s * t * t * p2 + t * t * t * p3);
       };
-      const Point2f p{blend(c.start.x, c.control1.x, c.control2.x, c.end.x),
-                      blend(c.start.y, c.control1.y, c.control2.y, c.end.y)};
+      const PlacedPoint p{blend(c.start.x, c.control1.x, c.control2.x, c.end.x),
+                          blend(c.start.y, c.control1.y, c.control2.y, c.end.y)};
       double nearest = 1e9;
       for (std::size_t i = 1; i < line.size(); ++i) {
         nearest = std::min(nearest, DistanceToSegment(p, line[i - 1], line[i]));
@@ -187,10 +187,10 @@ TEST(Bezier, ControlsAtTheToleranceCountAsFlat) {
 
 TEST(Bezier, CurvesWithoutSizeOrSenseEnd) {
   const float infinity = std::numeric_limits<float>::infinity();
-  const Point2f p{3, 4};
-  Outline line;
+  const PlacedPoint p{3, 4};
+  PlacedOutline line;
   FlattenCubic({p, {90, 9}, {-7, 80}, p}, 0.09F, line);  // both ends alike: flat
-  EXPECT_EQ(line, (Outline{p}));
+  EXPECT_EQ(line, (PlacedOutline{p}));
   for (const float far : {3e38F, 1e20F, infinity, std::nanf("")}) {
     line.clear();
     FlattenCubic({{0, 0}, {far, 1}, {1, far}, {5, 5}}, 0.09F, line);

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <limits>
 #include <random>
+#include <type_traits>
 
 #include "effect/base/errors.h"
 #include "effect/outline/polygon.h"
@@ -14,7 +15,25 @@
 namespace orvandel {
 namespace {
 
-Outline Shape(std::int32_t sides, bool star = false, float starDepth = 0) {
+template <typename To, typename From>
+concept Takes = requires(To to, From from) {
+  to = from;
+}
+|| requires(To to, From from) { to == from; }
+|| std::is_constructible_v<To, From>;
+
+template <typename... Spaces>
+constexpr bool NoneTakesAnother() {
+  const auto takers = []<typename To>(To*) { return (Takes<To, Spaces> + ...); };
+  return ((takers(static_cast<Spaces*>(nullptr)) == 1) && ...);  // itself
+}
+static_assert(NoneTakesAnother<FractionPoint, LayerPoint, PicturePoint, UnitPoint, PlacedPoint, SubsamplePoint,
+                               Velocity<space::Fractions>, Velocity<space::Placed>>());
+static_assert(NoneTakesAnother<PictureOutline, UnitOutline, PlacedOutline, SubsampleOutline>());
+static_assert(std::is_invocable_v<decltype(Move<space::Placed>), PlacedPoint&, Velocity<space::Placed>, float>);
+static_assert(!std::is_invocable_v<decltype(Move<space::Placed>), PlacedPoint&, Velocity<space::Fractions>, float>);
+
+UnitOutline Shape(std::int32_t sides, bool star = false, float starDepth = 0) {
   Wave wave;
   wave.sides = static_cast<std::uint32_t>(sides);
   wave.starDepth = starDepth;
@@ -24,9 +43,9 @@ Outline Shape(std::int32_t sides, bool star = false, float starDepth = 0) {
 }
 
 // Evenly spaced clockwise from the right, at two radii in turn.
-void ExpectVertices(const Outline& shape, std::size_t count, double evenRadius, double oddRadius) {
+void ExpectVertices(const UnitOutline& shape, std::size_t count, double evenRadius, double oddRadius) {
   ASSERT_EQ(shape.size(), count);
-  EXPECT_EQ(shape[0], (Point2f{1, 0}));
+  EXPECT_EQ(shape[0], (UnitPoint{1, 0}));
   for (std::size_t i = 0; i < count; ++i) {
     const double radius = i % 2 == 0 ? evenRadius : oddRadius,
                  angle = 2 * M_PI * static_cast<double>(i) / static_cast<double>(count);
@@ -66,9 +85,10 @@ TEST(Polygon, ValuesOutsideTheRanges) {
 
 TEST(UnitFrame, TheFarthestPointGetsTheDistanceOne) {
   for (const float size : {0x1p-20F, 0x1p-3F, 1.0F, 0x1p9F}) {
-    Outline shape = {{7, -5}, {7 + 3 * size, -5 - 4 * size}, {7 - 2 * size, -5 + size}};
-    MoveToUnitFrame(shape, {7, -5});
-    const Outline expected = {{0, 0}, {0.6F, -0.8F}, {-0.4F, 0.2F}};
+    UnitOutline shape = {{9, 9}};  // what a build must leave nothing of
+    MoveToUnitFrame({{7, -5}, {7 + 3 * size, -5 - 4 * size}, {7 - 2 * size, -5 + size}}, {7, -5}, shape);
+    ASSERT_EQ(shape.size(), 3U);
+    const UnitOutline expected = {{0, 0}, {0.6F, -0.8F}, {-0.4F, 0.2F}};
     for (std::size_t i = 0; i < 3; ++i) {
       EXPECT_NEAR(shape[i].x, expected[i].x, 1e-6);
       EXPECT_NEAR(shape[i].y, expected[i].y, 1e-6);
@@ -76,15 +96,15 @@ TEST(UnitFrame, TheFarthestPointGetsTheDistanceOne) {
   }
 }
 
-Outline Thinned(const Outline& source, float tolerance) {
-  Outline target;
+PictureOutline Thinned(const PictureOutline& source, float tolerance) {
+  PictureOutline target;
   SimplifyPolyline(source, target, tolerance);
   return target;
 }
 
 // The same by whole triangles: exact for small whole numbers.
-Outline ThinnedPlainly(const Outline& source, double tolerance) {
-  Outline kept;
+PictureOutline ThinnedPlainly(const PictureOutline& source, double tolerance) {
+  PictureOutline kept;
   std::size_t anchor = 0;
   const auto x = [&](std::size_t i) { return static_cast<double>(source[i].x) - source[anchor].x; };
   const auto y = [&](std::size_t i) { return static_cast<double>(source[i].y) - source[anchor].y; };
@@ -105,9 +125,9 @@ Outline ThinnedPlainly(const Outline& source, double tolerance) {
 TEST(Simplify, EqualsTheTrianglesSwept) {
   std::mt19937 random(44);
   for (int round = 0; round < 5000; ++round) {
-    Outline source;
+    PictureOutline source;
     const std::uint_fast32_t straight = 1 + random() % 6, count = random() % 40;
-    Point2f at{0, 0}, step{0, 0};
+    PicturePoint at{0, 0}, step{0, 0};
     for (std::uint_fast32_t i = 0; i < count; ++i, at = {at.x + step.x, at.y + step.y}) {
       source.push_back(at);
       if (i % straight == 0) step = {static_cast<float>(random() % 5) - 2, static_cast<float>(random() % 5) - 2};

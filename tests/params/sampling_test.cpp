@@ -206,7 +206,7 @@ TEST(Sampling, SettingsAreFractionsAndVelocities) {
     return settings;
   };
   for (double degrees = -800; degrees <= 800; degrees += 12.5) {
-    const Point2f velocity = settingsAt(degrees).velocity;
+    const Velocity<space::Placed> velocity = settingsAt(degrees).velocity;
     EXPECT_NEAR(velocity.x, 100 * std::sin(degrees * M_PI / 180), 1e-4) << degrees;
     EXPECT_NEAR(velocity.y, -100 * std::cos(degrees * M_PI / 180), 1e-4) << degrees;
   }
@@ -218,11 +218,11 @@ TEST(Sampling, SettingsAreFractionsAndVelocities) {
   host.SetPoint(kSourceCenter, 16, 12);
   host.in.downsampleX = {1, 2};
   host.in.downsampleY = {1, 4};
-  EXPECT_EQ(settingsAt(0).producerPoint, (Point2f{0.5F, 1}));
-  EXPECT_EQ(settingsAt(0).sourceCenter, (Point2f{0.25F, 0.25F}));
+  EXPECT_EQ(settingsAt(0).producerPoint, (FractionPoint{0.5F, 1}));
+  EXPECT_EQ(settingsAt(0).sourceCenter, (FractionPoint{0.25F, 0.25F}));
   host.in.width = sampled.context.input.height = 0;
-  EXPECT_EQ(settingsAt(0).producerPoint, (Point2f{0, 1}));
-  EXPECT_EQ(settingsAt(0).sourceCenter, (Point2f{0.25F, 0}));
+  EXPECT_EQ(settingsAt(0).producerPoint, (FractionPoint{0, 1}));
+  EXPECT_EQ(settingsAt(0).sourceCenter, (FractionPoint{0.25F, 0}));
 }
 
 }  // namespace

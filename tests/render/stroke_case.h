@@ -41,7 +41,7 @@ struct StrokeCase {
   std::int32_t quality = 1;
   bool reflection = false;
   std::int32_t layerWidth = 100, layerHeight = 100;
-  Point2f origin;  // fractions of the layer
+  FractionPoint origin;  // of the layer
   OrvRatio downsampleX{1, 1}, downsampleY{1, 1}, pixelAspect{1, 1};
   OrvPointI outputOrigin{0, 0};
   int stopAtReport = -1;                // the progress report, counted from 0, at which the host stops the work

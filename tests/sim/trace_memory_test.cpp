@@ -46,7 +46,7 @@ TEST(TraceMemory, HoldsThePictureToTheByteHoweverItIsStored) {
   Remember(memory, ViewOf(dot));
   dot.Pixel(0, 0)[2] = 9;
   EXPECT_FALSE(memory.HoldsPicture(ViewOf(dot)));
-  EXPECT_EQ(memory.Chain(), (HeapVector<Point2f>{{1, 2}, {3, 4}}));
+  EXPECT_EQ(memory.Chain(), (PictureOutline{{1, 2}, {3, 4}}));
   EXPECT_EQ(memory.Found(), 5);
   EXPECT_EQ(memory.Questions(), 6);
 }

@@ -18,7 +18,10 @@ void Randomise(Wave& w, std::mt19937& random) {
                    &w.valueThreshold, &w.preBlur, &w.tolerance}) {
     *f = number();
   }
-  for (Point2f* p : {&w.origin, &w.velocity, &w.offset, &w.sourceCenter}) *p = {number(), number()};
+  w.origin = {number(), number()};
+  w.velocity = {number(), number()};
+  w.offset = {number(), number()};
+  w.sourceCenter = {number(), number()};
   for (std::uint32_t* u : {&w.color, &w.profile, &w.waveType, &w.sides, &w.sourceStamp[0], &w.sourceStamp[1],
                            &w.valueChannel, &w.contour}) {
     *u = word();
@@ -75,7 +78,7 @@ TEST(WaveBytes, TheWriterGrowsToTwiceAndOne) {
     writer.Append(0.0F);
     capacities.push_back(writer.Capacity());
   }
-  writer.Append(Point2f{});
+  writer.Append(UnitPoint{});
   capacities.push_back(writer.Capacity());
   EXPECT_EQ(capacities, (std::vector<std::int32_t>{4, 12, 12, 28, 28, 28, 28, 60, 60, 60, 60, 60, 60, 60, 128}));
 }

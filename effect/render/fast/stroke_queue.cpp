@@ -5,7 +5,7 @@
 #include <limits>
 
 #include "effect/base/float_rules.h"
-#include "effect/heap/heap_containers.h"
+#include "effect/base/heap_containers.h"
 #include "effect/render/fast/job/arena.h"
 #include "effect/render/stroke/picture.h"
 

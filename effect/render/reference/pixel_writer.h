@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "effect/heap/heap_containers.h"
+#include "effect/base/heap_containers.h"
 #include "effect/host/image_buffer.h"
 #include "effect/render/stroke/blend.h"
 #include "effect/render/stroke/picture.h"

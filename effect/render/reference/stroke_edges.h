@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-#include "effect/heap/heap_containers.h"
+#include "effect/base/geometry.h"
 #include "effect/render/stroke/stroke_look.h"
 
 namespace orvandel {

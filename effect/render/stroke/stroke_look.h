@@ -3,9 +3,9 @@
 
 #include <cstdint>
 
+#include "effect/base/geometry.h"
 #include "effect/host/image_buffer.h"
 #include "effect/render/stroke/profile_table.h"
-#include "effect/sim/wave.h"
 
 namespace orvandel {
 
