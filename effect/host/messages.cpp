@@ -5,8 +5,8 @@
 #include <cstring>
 
 #include "effect/host/registration.h"
-#include "effect/platform/lq.h"
-#include "effect/platform/zintrel.h"
+#include "effect/platform/host_text.h"
+#include "effect/platform/wide_text.h"
 #include "orvandel/effect.h"
 
 namespace orvandel {
@@ -21,11 +21,11 @@ void SetFailureMessage(OrvOutRecord& outRecord, const char* key, const char* cou
   outRecord.outFlags |= ORV_OUT_ERROR_MESSAGE;
   outRecord.message[0] = '\0';
   try {
-    std::array<zintrel::WideString, 10> arguments;
-    arguments[0] = lq::Lq_ZStringToUTF16String(NameKey());
-    arguments[1] = zintrel::AsciiToUTF16(count, std::strlen(count));
-    const auto text = zintrel::ReplaceInString(lq::Lq_ZStringToUTF16String(key), arguments);
-    SetMessage(outRecord, lq::Lq_UTF16ToMBString(text, false).c_str());
+    std::array<platform::WideString, 10> arguments;
+    arguments[0] = platform::Lq_ZStringToUTF16String(NameKey());
+    arguments[1] = platform::AsciiToUTF16(count, std::strlen(count));
+    const auto text = platform::ReplaceInString(platform::Lq_ZStringToUTF16String(key), arguments);
+    SetMessage(outRecord, platform::Lq_UTF16ToMBString(text, false).c_str());
   } catch (...) {
     // No memory for the words either; the code says what matters.
   }
@@ -34,7 +34,7 @@ void SetFailureMessage(OrvOutRecord& outRecord, const char* key, const char* cou
 }  // namespace
 
 void SetMessage(OrvOutRecord& outRecord, const char* text) noexcept {
-  lq::Lq_CopyString(text, sizeof(outRecord.message), outRecord.message);
+  platform::Lq_CopyString(text, sizeof(outRecord.message), outRecord.message);
 }
 
 void SetOutOfMemoryMessage(OrvOutRecord& outRecord, const AllocFailed& failure) noexcept {

@@ -7,7 +7,7 @@
 
 #include "effect/host/messages.h"
 #include "effect/host/strings.h"
-#include "effect/platform/resource_access.h"
+#include "effect/platform/module_resource.h"
 
 namespace orvandel {
 namespace {

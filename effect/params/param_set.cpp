@@ -9,7 +9,7 @@
 #include "effect/base/heap_containers.h"
 #include "effect/host/strings.h"
 #include "effect/params/param_ids.h"
-#include "effect/platform/lq.h"
+#include "effect/platform/host_text.h"
 
 namespace orvandel {
 namespace {
@@ -138,7 +138,7 @@ void AppendChoice(Registration& registration, const char* item) {
   const std::size_t length = std::strlen(registration.choices);
   std::size_t used = length;
   if (length > 0 && length + 1 < sizeof(registration.choices)) registration.choices[used++] = '|';
-  lq::Lq_CopyString(item, sizeof(registration.choices) - used, registration.choices + used);
+  platform::Lq_CopyString(item, sizeof(registration.choices) - used, registration.choices + used);
 }
 
 void BuildPopup(const EffectContext& context, const Row& row, Registration& registration) {
@@ -195,10 +195,10 @@ void BuildName(const EffectContext& context, const Row& row, OrvParamDef& defini
   if (row.type == ORV_PARAM_CHECKBOX) return;  // its text shows as the label only
   if (row.type == ORV_PARAM_GROUP_START) {
     char cut[ORV_PARAM_NAME_BYTES];
-    lq::Lq_CopyString(text, sizeof(cut), cut);
+    platform::Lq_CopyString(text, sizeof(cut), cut);
     context.inRecord->utilities->copyString(definition.name, cut);
   } else {
-    lq::Lq_CopyString(text, sizeof(definition.name), definition.name);
+    platform::Lq_CopyString(text, sizeof(definition.name), definition.name);
   }
 }
 

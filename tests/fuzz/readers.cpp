@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "effect/host/registration.h"
-#include "effect/platform/resource_access.h"
+#include "effect/platform/module_resource.h"
 #include "stage/base/errors.h"
 #include "stage/module/registration_reader.h"
 #include "stage/scene/scene_reader.h"

@@ -4,8 +4,8 @@
 #include <cstring>
 
 #include "effect/host/messages.h"
-#include "effect/platform/lq.h"
-#include "effect/platform/zintrel.h"
+#include "effect/platform/host_text.h"
+#include "effect/platform/wide_text.h"
 #include "tests/support/fake_host.h"
 
 #if !defined(__SANITIZE_ADDRESS__)
@@ -72,26 +72,26 @@ TEST(Messages, LongTextsAreCutBetweenCharacters) {
 }
 
 TEST(Messages, SubstitutionIsSinglePass) {
-  std::array<zintrel::WideString, 10> arguments;
+  std::array<platform::WideString, 10> arguments;
   arguments[0] = u"@1";
   arguments[1] = u"one";
   arguments[9] = u"nine";
-  EXPECT_EQ(zintrel::ReplaceInString(u"@0 @1 @9 @2| @ @x @@1 @@@1", arguments), u"@1 one nine | @ @x @one @@one");
+  EXPECT_EQ(platform::ReplaceInString(u"@0 @1 @9 @2| @ @x @@1 @@@1", arguments), u"@1 one nine | @ @x @one @@one");
 }
 
 TEST(Messages, KeysAndConversions) {
-  EXPECT_EQ(lq::Lq_ZStringToUTF16String("$$$/a/b=c=d"), u"c=d");
-  EXPECT_EQ(lq::Lq_ZStringToUTF16String("a=b"), u"a=b");
-  EXPECT_EQ(lq::Lq_ZStringToUTF16String("$$$/a/b"), u"$$$/a/b");
+  EXPECT_EQ(platform::Lq_ZStringToUTF16String("$$$/a/b=c=d"), u"c=d");
+  EXPECT_EQ(platform::Lq_ZStringToUTF16String("a=b"), u"a=b");
+  EXPECT_EQ(platform::Lq_ZStringToUTF16String("$$$/a/b"), u"$$$/a/b");
   // Every character there is survives the way to wide text and back.
   for (char32_t c = 1; c < 0x110000; c += c < 0x1000 ? 1 : 15) {
     if (c >= 0xD800 && c < 0xE000) continue;
-    zintrel::WideString wide;
+    platform::WideString wide;
     if (c >= 0x10000) wide.push_back(static_cast<char16_t>(0xD800 + ((c - 0x10000) >> 10)));
     wide.push_back(static_cast<char16_t>(c < 0x10000 ? c : 0xDC00 + (c & 0x3FF)));
-    const zintrel::ByteString bytes = lq::Lq_UTF16ToMBString(wide, false);
+    const platform::ByteString bytes = platform::Lq_UTF16ToMBString(wide, false);
     EXPECT_EQ(bytes.size(), c < 0x80 ? 1U : c < 0x800 ? 2U : c < 0x10000 ? 3U : 4U);
-    EXPECT_EQ(lq::Lq_ZStringToUTF16String(bytes.c_str()), wide) << std::hex << static_cast<std::uint32_t>(c);
+    EXPECT_EQ(platform::Lq_ZStringToUTF16String(bytes.c_str()), wide) << std::hex << static_cast<std::uint32_t>(c);
   }
   // Malformed bytes become replacement characters one by one and never swallow what follows.
   for (int lead = 0x80; lead < 0x100; ++lead) {
@@ -100,17 +100,17 @@ TEST(Messages, KeysAndConversions) {
       const int needed = lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : 3;
       const bool whole = valid && following >= needed;
       const std::string text = std::string(1, static_cast<char>(lead)) + std::string(following, '\xBF') + "z";
-      const zintrel::WideString wide = lq::Lq_ZStringToUTF16String(text.c_str());
+      const platform::WideString wide = platform::Lq_ZStringToUTF16String(text.c_str());
       const std::size_t units = !whole ? 0 : lead < 0xF0 ? 1 : 2;
       const int malformed = whole ? following - needed : following + 1;
       ASSERT_GE(wide.size(), units);
-      EXPECT_EQ(wide.substr(units), zintrel::WideString(malformed, u'\uFFFD') + u"z") << lead << ' ' << following;
+      EXPECT_EQ(wide.substr(units), platform::WideString(malformed, u'\uFFFD') + u"z") << lead << ' ' << following;
     }
   }
   // Halves of a pair, whole and lone, beside characters at the borders of their ranges.
   const char16_t halves[] = {0xE000, 0xD800, 0xDC00, 0xE000, 0xDC00, 0xDC00, 0xD800, 0xE000, 0xD7FF, 0xD800, 0};
   const std::string lone = "\xEF\xBF\xBD", first = "\xEE\x80\x80", last = "\xED\x9F\xBF";
-  const auto bytes = lq::Lq_UTF16ToMBString(halves, false);
+  const auto bytes = platform::Lq_UTF16ToMBString(halves, false);
   EXPECT_EQ(std::string(bytes.c_str()), first + "\xF0\x90\x80\x80" + first + lone + lone + lone + first + last + lone);
 }
 

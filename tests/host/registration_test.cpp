@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "effect/host/registration.h"
-#include "effect/platform/resource_access.h"
+#include "effect/platform/module_resource.h"
 #include "tests/support/fake_host.h"
 
 namespace orvandel::test {

@@ -1,4 +1,4 @@
-#include "effect/platform/resource_access.h"
+#include "effect/platform/module_resource.h"
 
 #include <cstring>
 

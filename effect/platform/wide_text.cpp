@@ -1,10 +1,10 @@
-#include "effect/platform/zintrel.h"
+#include "effect/platform/wide_text.h"
 
 #include <cstdlib>
 
 #include "effect/base/errors.h"
 
-namespace orvandel::zintrel {
+namespace orvandel::platform {
 
 void* Allocate(std::size_t bytes) noexcept { return std::malloc(bytes); }
 
@@ -36,4 +36,4 @@ WideString ReplaceInString(const WideString& text, const std::array<WideString, 
   return result;
 }
 
-}  // namespace orvandel::zintrel
+}  // namespace orvandel::platform

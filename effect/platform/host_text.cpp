@@ -1,9 +1,9 @@
-#include "effect/platform/lq.h"
+#include "effect/platform/host_text.h"
 
 #include <cstdint>
 #include <cstring>
 
-namespace orvandel::lq {
+namespace orvandel::platform {
 namespace {
 
 constexpr char32_t kReplacement = 0xFFFD;
@@ -24,7 +24,7 @@ char32_t NextCharacter(const char*& text) {
   return character;
 }
 
-void AppendUtf8(zintrel::ByteString& bytes, char32_t c) {
+void AppendUtf8(ByteString& bytes, char32_t c) {
   const auto push = [&](char32_t value) { bytes.push_back(static_cast<char>(static_cast<unsigned char>(value))); };
   if (c < 0x80) {
     push(c);
@@ -45,13 +45,13 @@ void AppendUtf8(zintrel::ByteString& bytes, char32_t c) {
 
 }  // namespace
 
-zintrel::WideString Lq_ZStringToUTF16String(const char* key) {
+WideString Lq_ZStringToUTF16String(const char* key) {
   const char* text = key;
   if (std::strncmp(key, "$$$/", 4) == 0) {
     const char* equals = std::strchr(key, '=');
     text = equals == nullptr ? key : equals + 1;
   }
-  zintrel::WideString wide;
+  WideString wide;
   while (*text != '\0') {
     const char32_t c = NextCharacter(text);
     if (c < 0x10000) {
@@ -64,8 +64,8 @@ zintrel::WideString Lq_ZStringToUTF16String(const char* key) {
   return wide;
 }
 
-zintrel::ByteString Lq_UTF16ToMBString(const zintrel::WideString& wide, bool /*useSystemCodePage*/) {
-  zintrel::ByteString bytes;
+ByteString Lq_UTF16ToMBString(const WideString& wide, bool /*useSystemCodePage*/) {
+  ByteString bytes;
   for (std::size_t i = 0; i < wide.size(); ++i) {
     char32_t c = wide[i];
     const char16_t next = wide[i + 1];  // behind the last, the NUL
@@ -91,4 +91,4 @@ void Lq_CopyString(const char* source, std::size_t fieldBytes, char* destination
   destination[length] = '\0';
 }
 
-}  // namespace orvandel::lq
+}  // namespace orvandel::platform

@@ -1,5 +1,5 @@
-// The operating system's resource access, for systems that have none: resources live in a section of the module, headed
-// by a directory (OrvResourceEntry), and are found through the module handle kept when the module is loaded.
+// The module's own resources, found without help from the operating system: they lie in a section of the module, headed
+// by a directory (OrvResourceEntry), and are reached through the module handle kept when the module is loaded.
 #pragma once
 
 #include <cstdint>

@@ -1,5 +1,4 @@
-// Wide text as the zintrel library offers it: substitution of @0 to @9, widening of ASCII, and the small-block
-// allocator that serves wide strings. Only what failure messages need.
+// What failure messages are built of: wide strings, their allocator, and the substitution of @0 to @9.
 //
 // Messages are built after the call's teardown, when the private heap may belong to nobody: these blocks come from the
 // C library instead.
@@ -9,7 +8,7 @@
 #include <cstddef>
 #include <string>
 
-namespace orvandel::zintrel {
+namespace orvandel::platform {
 
 // Null when there is no memory.
 void* Allocate(std::size_t bytes) noexcept;
@@ -39,4 +38,4 @@ WideString AsciiToUTF16(const char* text, std::size_t length);
 // Each @n of the template becomes arguments[n]. One pass: what is inserted is not searched again.
 WideString ReplaceInString(const WideString& text, const std::array<WideString, 10>& arguments);
 
-}  // namespace orvandel::zintrel
+}  // namespace orvandel::platform
