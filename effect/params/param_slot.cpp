@@ -70,16 +70,19 @@ void SampleAt(ParamSlot& slot, std::int32_t hostTime) {
   }
 }
 
-std::uint32_t ValueWord(const OrvParamDef& definition) {
-  // The value stands first in every type's part.
-  std::uint32_t word;
-  std::memcpy(&word, &definition.value, sizeof(word));
-  return word;
+ParamValue ValueOf(const ParamSlot& slot) {
+  ParamValue value{slot.definition.type};
+  // The value stands first in every type's part of the union.
+  static_assert(sizeof(slot.definition.value) >= 2 * sizeof(std::uint32_t));
+  const auto* const words = reinterpret_cast<const std::uint8_t*>(&slot.definition.value);
+  std::memcpy(&value.word0, words, sizeof(value.word0));
+  std::memcpy(&value.word1, words + sizeof(value.word0), sizeof(value.word1));
+  return value;
 }
 
-std::int32_t ReadInteger(const ParamSlot& slot) {
-  const auto word = static_cast<std::int32_t>(ValueWord(slot.definition));
-  switch (slot.definition.type) {
+std::int32_t ReadInteger(const ParamValue& value) {
+  const auto word = static_cast<std::int32_t>(value.word0);
+  switch (value.type) {
     case ORV_PARAM_INTEGER:
     case ORV_PARAM_CHECKBOX:
     case ORV_PARAM_POPUP:
@@ -92,9 +95,9 @@ std::int32_t ReadInteger(const ParamSlot& slot) {
   }
 }
 
-float ReadFloat(const ParamSlot& slot) {
-  const auto word = static_cast<std::int32_t>(ValueWord(slot.definition));
-  switch (slot.definition.type) {
+float ReadFloat(const ParamValue& value) {
+  const auto word = static_cast<std::int32_t>(value.word0);
+  switch (value.type) {
     case ORV_PARAM_INTEGER:
     case ORV_PARAM_CHECKBOX:
     case ORV_PARAM_POPUP:

@@ -30,7 +30,7 @@ std::int32_t UpdateParamUI(EffectContext& context, std::int32_t changedId) {
 
   SetParamActive(FilledSlot(context, kGroupPolygon), polygon, fromType);
   SetRangeActive(context, kSides, kStar, polygon);
-  const bool starOn = polygon && ValueWord(FilledSlot(context, kStar).definition) != 0;
+  const bool starOn = polygon && ValueWord(FilledSlot(context, kStar)) != 0;
   SetParamActive(FilledSlot(context, kStarDepth), starOn, false);
   SetParamActive(FilledSlot(context, kGroupImageContour), contours, fromType);
   SetRangeActive(context, kSourceLayer, kContour, contours);

@@ -4,7 +4,6 @@
 
 #include "effect/base/float_rules.h"
 #include "effect/params/param_ids.h"
-#include "effect/params/param_slot.h"
 #include "orvandel/math_routines.h"
 
 namespace orvandel {
@@ -18,26 +17,29 @@ Velocity<space::Placed> VelocityFrom(float directionDegrees, float speed) {
 }
 
 // 0 where there is no extent to be a fraction of.
-float FractionOf(OrvFixed coordinate, double extent) {
-  const double fraction = static_cast<double>(coordinate) / 65536.0 / extent;
+float FractionOf(std::uint32_t coordinate, double extent) {
+  const double fraction = static_cast<double>(static_cast<OrvFixed>(coordinate)) / 65536.0 / extent;
   return std::isfinite(fraction) ? static_cast<float>(fraction) : 0.0F;
 }
 
 }  // namespace
 
-FractionPoint ReadProducerPoint(const ParamSlot& slot, const EffectContext& context) {
+FractionPoint ReadProducerPoint(const ParamValue& point, const EffectContext& context) {
   const OrvInRecord& host = *context.inRecord;
-  const OrvPointValue& point = slot.definition.value.point;
-  return {FractionOf(point.x, RatioValue(host.downsampleX) * host.width),
-          FractionOf(point.y, RatioValue(host.downsampleY) * host.height)};
+  return {FractionOf(point.word0, RatioValue(host.downsampleX) * host.width),
+          FractionOf(point.word1, RatioValue(host.downsampleY) * host.height)};
 }
 
-void FillWaveSettings(WaveSettings& settings, const ParamSlot* simParams, const EffectContext& context) {
-  const auto integer = [&](ParamId id) { return ReadInteger(simParams[id]); };
-  const auto number = [&](ParamId id) { return ReadFloat(simParams[id]); };
-  const auto isOn = [&](ParamId id) { return ValueWord(simParams[id].definition) != 0; };
+FractionPoint ReadSourceCenter(const ParamValue& point, const EffectContext& context) {
+  return {FractionOf(point.word0, context.input.width), FractionOf(point.word1, context.input.height)};
+}
 
-  settings.producerPoint = ReadProducerPoint(simParams[kProducerPoint], context);
+void FillWaveSettings(WaveSettings& settings, const ParamValue* values, const EffectContext& context) {
+  const auto integer = [&](ParamId id) { return ReadInteger(values[id]); };
+  const auto number = [&](ParamId id) { return ReadFloat(values[id]); };
+  const auto isOn = [&](ParamId id) { return values[id].word0 != 0; };
+
+  settings.producerPoint = ReadProducerPoint(values[kProducerPoint], context);
   settings.setAt = integer(kSetAt);
   settings.velocity = VelocityFrom(number(kDirection), number(kVelocity));
   settings.expansion = number(kExpansion);
@@ -46,7 +48,7 @@ void FillWaveSettings(WaveSettings& settings, const ParamSlot* simParams, const 
   settings.startWidth = number(kStartWidth);
   settings.endWidth = number(kEndWidth);
   settings.opacity = number(kOpacity);
-  settings.color = ValueWord(simParams[kColor].definition);
+  settings.color = values[kColor].word0;
   settings.profile = integer(kProfile);
   settings.frequency = number(kFrequency);
   settings.fadeIn = number(kFadeInTime);
@@ -64,8 +66,7 @@ void FillWaveSettings(WaveSettings& settings, const ParamSlot* simParams, const 
   settings.preBlur = number(kPreBlur);
   settings.tolerance = number(kTolerance);
   settings.contour = integer(kContour);
-  const OrvPointValue& center = simParams[kSourceCenter].definition.value.point;
-  settings.sourceCenter = {FractionOf(center.x, context.input.width), FractionOf(center.y, context.input.height)};
+  settings.sourceCenter = ReadSourceCenter(values[kSourceCenter], context);
 }
 
 }  // namespace orvandel

@@ -4,7 +4,7 @@
 #include <cstdint>
 
 #include "effect/base/geometry.h"
-#include "effect/host/effect_context.h"
+#include "effect/params/param_slot.h"
 
 namespace orvandel {
 
@@ -36,10 +36,12 @@ struct WaveSettings {
   FractionPoint sourceCenter;  // of the input layer
 };
 
-// Fills every field that has a parameter from `simParams`, one slot per logical id.
-void FillWaveSettings(WaveSettings& settings, const ParamSlot* simParams, const EffectContext& context);
+// Fills every field that has a parameter from `values`, one per logical id.
+void FillWaveSettings(WaveSettings& settings, const ParamValue* values, const EffectContext& context);
 
-// The producer point as fractions of the full-size layer: the whole expression in double, rounded once.
-FractionPoint ReadProducerPoint(const ParamSlot& slot, const EffectContext& context);
+// Host points, 16.16 pixels at the render's size, as fractions of the full-size layer and of the input layer: the whole
+// expression in double, rounded once.
+FractionPoint ReadProducerPoint(const ParamValue& point, const EffectContext& context);
+FractionPoint ReadSourceCenter(const ParamValue& point, const EffectContext& context);
 
 }  // namespace orvandel

@@ -63,7 +63,7 @@ std::int32_t StrokeWave(const Wave& wave, float opacity, EffectContext& context,
                         quality,
                         UnpackColor(wave.color),
                         &table,
-                        ValueWord(FilledSlot(context, kReflection).definition) != 0};
+                        ValueWord(FilledSlot(context, kReflection)) != 0};
   return canvas.Stroke(context, points, look);
 }
 

@@ -18,6 +18,7 @@ std::int32_t HostTimeOfTick(const Stepper& stepper, double tick) {
 }
 
 ParamSlot& SimParam(Stepper& stepper, std::int32_t id) { return stepper.simParams[static_cast<std::size_t>(id)]; }
+ParamValue& SimValue(Stepper& stepper, std::int32_t id) { return stepper.simValues[static_cast<std::size_t>(id)]; }
 
 // The parameter's slot as the call sees it, but read at host time 0.
 void StartSlot(Stepper& stepper, std::int32_t id) {
@@ -29,6 +30,7 @@ void StartSlot(Stepper& stepper, std::int32_t id) {
   slot.sampleTime = current.sampleTime;
   slot.filled = true;
   SampleAt(slot, 0);
+  SimValue(stepper, id) = ValueOf(slot);
 }
 
 // Drops what was simulated with values that no longer hold: at tick `f` and later, and at a fraction of a tick just
@@ -155,7 +157,8 @@ KeyBytes SampleAnimated(Stepper& stepper, double tick) {
 
 void LoadEntry(Stepper& stepper, const CacheEntry& entry) {
   for (std::size_t i = 0; i < stepper.animatedIds.size(); ++i) {
-    LoadValue(SimParam(stepper, stepper.animatedIds[i]), KeyAt(entry.keys, i));
+    const std::int32_t id = stepper.animatedIds[i];
+    SimValue(stepper, id) = ValueFrom(SimParam(stepper, id), KeyAt(entry.keys, i));
   }
 }
 

@@ -25,7 +25,7 @@ double FindFirstChange(Stepper& stepper, KeyBytes keys, double from, double to);
 // The values at a tick, in a buffer that the stepper owns.
 KeyBytes SampleAnimated(Stepper& stepper, double tick);
 
-// Puts an entry's values into simParams.
+// Puts an entry's values into simValues.
 void LoadEntry(Stepper& stepper, const CacheEntry& entry);
 
 // The block's size in bytes, in 64 bits.

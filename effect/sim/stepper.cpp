@@ -133,6 +133,7 @@ void OpenStepper(Stepper& stepper, bool sample) {
   try {
     ReadCacheBlock(stepper, stepper.cacheAddress);
     stepper.simParams = HeapVector<ParamSlot>(static_cast<std::size_t>(stepper.maxParamId + 1));
+    stepper.simValues.resize(stepper.simParams.size());
     LoadSimParams(stepper);
   } catch (...) {
     AbandonStepper(stepper);

@@ -36,7 +36,9 @@ struct Stepper {
   OrvHandle snapshotBlock = nullptr;
   double snapshotTime = -1;                           // ticks; -1 when there is no snapshot
   HeapVector<HeapVector<std::uint8_t>> ownedBuffers;  // keys sampled by this command
-  HeapVector<ParamSlot> simParams;                    // by logical id, up to maxParamId; empty until sampled
+  // By logical id, up to maxParamId; empty until sampled: the slots that read the host, and what stepping goes by.
+  HeapVector<ParamSlot> simParams;
+  HeapVector<ParamValue> simValues;
   HeapVector<CacheEntry> cacheEntries;                // by time
   bool cacheDirty = false;                            // the release writes a new cache block
   HeapVector<std::int32_t> animatedIds;               // their order is the order of the keys

@@ -1,10 +1,10 @@
 // A frame is reached from the live list, from the resume snapshot or from tick 0, whichever lies latest at or before
 // it; whole ticks first, then a snapshot, then the fraction of a tick that is left.
 //
-// One step: the emission phase grows by frequency x dt, and a wave is born each time it reaches 1. Births lie inside
+// One step: the emission phase grows by frequency x time, and a wave is born each time it reaches 1. Births lie inside
 // the step: the producer point and the orientation move along their rates to each birth instant, and a wave enters the
-// list already aged by the rest of the step. The i-th birth of a step happens at t + wait + i x period; its sampleTime
-// counts from t. Which operations are single and which double precision decides the last bit of every wave: see each
+// list already aged by the rest of the step. The i-th birth of a step happens at start + wait + i x period; its
+// sampleTime counts from the start. Which operations are single and which double precision decides the last bit of every wave: see each
 // line.
 #include "effect/sim/stepping.h"
 
@@ -41,9 +41,9 @@ struct Rates {
   float orientation;
 };
 
-Rates RatesOver(const WaveSettings& settings, const ParamSlot* simParams, const EffectContext& context) {
-  const FractionPoint point = ReadProducerPoint(simParams[kProducerPoint], context);
-  const float orientation = ReadFloat(simParams[kOrientation]);
+Rates RatesOver(const WaveSettings& settings, const ParamValue* values, const EffectContext& context) {
+  const FractionPoint point = ReadProducerPoint(values[kProducerPoint], context);
+  const float orientation = ReadFloat(values[kOrientation]);
   return {{(point.x - settings.producerPoint.x) * 30.0F, (point.y - settings.producerPoint.y) * 30.0F},
           RoundToFloat((static_cast<double>(orientation) - static_cast<double>(settings.orientation)) * 30.0)};
 }
@@ -53,17 +53,18 @@ void MoveAlong(WaveSettings& settings, const Rates& rates, float seconds) {
   Move(settings.producerPoint, rates.producerPoint, seconds);
 }
 
-void GiveBirths(WaveList& list, double t, double dt, const Rates& rates, const EffectContext& context) {
+void GiveBirths(WaveList& list, double startSeconds, double stepSeconds, const Rates& rates,
+                const EffectContext& context) {
   WaveSettings& s = list.settings;
   const double frequency = static_cast<double>(s.frequency);
   const bool emits = s.frequency != 0;
   const float wait = emits ? RoundToFloat((1.0 - static_cast<double>(s.emitPhase)) / frequency) : 0.0F;
   const float period = emits ? RoundToFloat(1.0 / frequency) : 0.0F;
-  float left = static_cast<float>(dt) - wait;
+  float left = static_cast<float>(stepSeconds) - wait;
   MoveAlong(s, rates, wait);
-  s.emitPhase = RoundToFloat(frequency * dt + static_cast<double>(s.emitPhase));
+  s.emitPhase = RoundToFloat(frequency * stepSeconds + static_cast<double>(s.emitPhase));
   if (s.emitPhase > kMostBirthsAStep) throw AbortException(ORV_INVALID_CALLBACK);
-  double birth = t;
+  double birth = startSeconds;
   while (s.emitPhase >= 1.0F) {
     s.sampleTime = HostTimeOfSeconds(context, birth);
     Wave& wave = list.Append();
@@ -131,17 +132,17 @@ bool RunOneStep(Stepper& stepper, double& segment, double switchPoint, std::size
   // The code is looked at before the next step: the one under way still completes.
   stepper.abortCode = context.CheckAbort();
   context.ReportProgress(TruncateToInt(done), TruncateToInt(total));
-  // From one tick before an entry the parameters hold that entry's values, so that births inside this very step are
+  // From one tick before an entry that entry's values stand, so that births inside this very step are
   // interpolated toward them.
   if (stepper.time >= switchPoint) LoadEntry(stepper, stepper.cacheEntries[nextEntry]);
-  const ParamSlot* simParams = stepper.simParams.data();
+  const ParamValue* values = stepper.simValues.data();
   if (segment >= 1) {
-    SimulateStep(*stepper.list, stepper.time / kTicksPerSecond, kTickSeconds, simParams, context);
+    SimulateStep(*stepper.list, stepper.time / kTicksPerSecond, kTickSeconds, values, context);
     stepper.time += 1;
     segment -= 1;
     done += 1;
   } else {
-    SimulateStep(*stepper.list, stepper.time / kTicksPerSecond, segment / kTicksPerSecond, simParams, context);
+    SimulateStep(*stepper.list, stepper.time / kTicksPerSecond, segment / kTicksPerSecond, values, context);
     stepper.time = stepper.target;  // the last step: nothing is reported after it
     segment = 0;
   }
@@ -176,13 +177,14 @@ WaveList* Advance(Stepper& stepper) {
 
 }  // namespace
 
-void SimulateStep(WaveList& list, double t, double dt, const ParamSlot* simParams, const EffectContext& context) {
-  list.settings.sampleTime = HostTimeOfSeconds(context, t);
+void SimulateStep(WaveList& list, double startSeconds, double stepSeconds, const ParamValue* values,
+                  const EffectContext& context) {
+  list.settings.sampleTime = HostTimeOfSeconds(context, startSeconds);
   for (Wave& wave : list.waves) {
     if (wave.eachFrame) ApplySettings(list, wave);
-    AdvanceWave(wave, static_cast<float>(dt));
+    AdvanceWave(wave, static_cast<float>(stepSeconds));
   }
-  GiveBirths(list, t, dt, RatesOver(list.settings, simParams, context), context);
+  GiveBirths(list, startSeconds, stepSeconds, RatesOver(list.settings, values, context), context);
 }
 
 void RunSteps(Stepper& stepper, double span, double& done, double total) {
@@ -195,7 +197,7 @@ void RunSteps(Stepper& stepper, double span, double& done, double total) {
     const bool hasNext = next < entries.size();
     double segment = (hasNext ? std::min(entries[next].time, end) : end) - stepper.time;
     const double switchPoint = hasNext ? entries[next].time - 1 : end + 1;
-    FillWaveSettings(stepper.list->settings, stepper.simParams.data(), *stepper.context);
+    FillWaveSettings(stepper.list->settings, stepper.simValues.data(), *stepper.context);
     while (segment != 0) {
       if (!RunOneStep(stepper, segment, switchPoint, next, done, total)) return;
     }

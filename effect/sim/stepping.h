@@ -13,7 +13,8 @@ WaveList* AdvanceToFrame(Stepper& stepper);
 // Advances the list by `span` ticks. `done` and `total`: steps of this render, for the host's progress report.
 void RunSteps(Stepper& stepper, double span, double& done, double total);
 
-// One step of `dt` seconds from `t` seconds: ages, moves and refreshes the waves, and gives birth to new ones.
-void SimulateStep(WaveList& list, double t, double dt, const ParamSlot* simParams, const EffectContext& context);
+// One step: ages, moves and refreshes the waves, and gives birth to new ones. `values`: by logical id.
+void SimulateStep(WaveList& list, double startSeconds, double stepSeconds, const ParamValue* values,
+                  const EffectContext& context);
 
 }  // namespace orvandel

@@ -2,7 +2,6 @@
 
 #include "effect/params/layer_image.h"
 #include "effect/params/param_ids.h"
-#include "effect/params/param_slot.h"
 
 namespace orvandel {
 namespace {
@@ -23,34 +22,29 @@ ValueKey LayerKey(ParamSlot& slot) {
   return {print[0], print[1]};
 }
 
-ValueKey PointKey(const OrvPointValue& point) {
-  return {static_cast<std::uint32_t>(point.x), static_cast<std::uint32_t>(point.y)};
-}
-
 }  // namespace
 
 ValueKey KeyOf(ParamSlot& slot) {
-  const std::int32_t type = slot.definition.type;
-  if (type == ORV_PARAM_LAYER) return LayerKey(slot);
-  if (type == ORV_PARAM_POINT) return PointKey(slot.definition.value.point);
-  if (HasValueWord(type)) return {ValueWord(slot.definition), 0};
+  if (slot.definition.type == ORV_PARAM_LAYER) return LayerKey(slot);
+  const ParamValue value = ValueOf(slot);
+  if (value.type == ORV_PARAM_POINT) return {value.word0, value.word1};
+  if (HasValueWord(value.type)) return {value.word0, 0};
   return {};
 }
 
 bool SameValue(ParamSlot& slot, ValueKey key) {
   const std::int32_t type = slot.definition.type;
-  if (HasValueWord(type)) return ValueWord(slot.definition) == key.word0;
+  if (HasValueWord(type)) return ValueWord(slot) == key.word0;
   if (type == ORV_PARAM_POINT || type == ORV_PARAM_LAYER) return KeyOf(slot) == key;
   return false;
 }
 
-void LoadValue(ParamSlot& slot, ValueKey key) {
-  if (slot.definition.type == ORV_PARAM_POINT) {
-    slot.definition.value.point.x = static_cast<OrvFixed>(key.word0);
-    slot.definition.value.point.y = static_cast<OrvFixed>(key.word1);
-  } else if (HasValueWord(slot.definition.type)) {
-    std::memcpy(&slot.definition.value, &key.word0, sizeof(key.word0));
-  }
+ParamValue ValueFrom(const ParamSlot& slot, ValueKey key) {
+  ParamValue value = ValueOf(slot);
+  const bool isPoint = value.type == ORV_PARAM_POINT;
+  if (isPoint || HasValueWord(value.type)) value.word0 = key.word0;
+  if (isPoint) value.word1 = key.word1;
+  return value;
 }
 
 }  // namespace orvandel

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "effect/host/effect_context.h"
+#include "effect/params/param_slot.h"
 
 namespace orvandel {
 
@@ -30,7 +30,8 @@ inline ValueKey KeyAt(KeyBytes keys, std::size_t index) {
 ValueKey KeyOf(ParamSlot& slot);
 // Whether the slot still has the value that `key` was made from. Types beyond popups never compare equal.
 bool SameValue(ParamSlot& slot, ValueKey key);
-// Puts a key's value back into the slot; layers and other types without a value word stay as they are.
-void LoadValue(ParamSlot& slot, ValueKey key);
+// The value that `key` was made from, of the slot's type. What a key does not hold (a fingerprint is no value, some types
+// have none) is what the slot says now.
+ParamValue ValueFrom(const ParamSlot& slot, ValueKey key);
 
 }  // namespace orvandel

@@ -195,14 +195,14 @@ TEST(Sampling, SettingsAreFractionsAndVelocities) {
   Sampled sampled(host);
   const auto settingsAt = [&](double degrees) {
     host.SetFixed(kDirection, degrees);
-    std::vector<ParamSlot> slots(kSetAt + 40);
+    std::vector<ParamValue> values(kSetAt + 40);
     for (int id = 1; id <= kMask; ++id) {
       ParamSlot& slot = FilledSlot(sampled.context, id);
       SampleAt(slot, 0);
-      slots[static_cast<std::size_t>(id)].definition = slot.definition;
+      values[static_cast<std::size_t>(id)] = ValueOf(slot);
     }
     WaveSettings settings;
-    FillWaveSettings(settings, slots.data(), sampled.context);
+    FillWaveSettings(settings, values.data(), sampled.context);
     return settings;
   };
   for (double degrees = -800; degrees <= 800; degrees += 12.5) {
