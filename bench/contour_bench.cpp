@@ -8,6 +8,7 @@
 #include <random>
 #include <vector>
 
+#include "effect/outline/blur.h"
 #include "effect/outline/contour.h"
 #include "frame_host.h"
 #include "registrations.h"
@@ -123,11 +124,12 @@ void ShapesOfWaves(benchmark::State& state, const PictureSize& size, std::size_t
     wave.contour = 1;
     wave.sourceCenter = {0.5F, 0.5F};
   }
+  TraceMemory traces;
   for (auto frame : state) {
     if (source == Source::kChanging) studio.frames.host.input.Pixel(9, 5)[1] ^= 1;
     for (Wave& wave : waves) {
       wave.shapeValid = false;
-      BuildContourShape(wave, studio.call.context);
+      BuildContourShape(wave, studio.call.context, traces);
     }
   }
 }

@@ -11,10 +11,10 @@ namespace {
 // A wave that has not grown is neither outlined nor drawn, and stays in the list.
 bool HasGrown(const Wave& wave) { return wave.size > 0; }
 
-std::int32_t OutlineWaves(WaveList& list, EffectContext& context) {
+std::int32_t OutlineWaves(WaveList& list, EffectContext& context, TraceMemory& traces) {
   for (Wave& wave : list.waves) {
     if (!HasGrown(wave)) continue;
-    UpdateWaveOutline(wave, context);
+    if (const std::int32_t code = UpdateWaveOutline(wave, context, traces); code != 0) return code;
     if (const std::int32_t code = context.CheckAbort(); code != 0) return code;
   }
   return 0;
@@ -38,12 +38,12 @@ std::int32_t RenderFrame(EffectContext& context) {
   return WithStepper(context, true, [&](Stepper& stepper) {
     WaveList* list = AdvanceToFrame(stepper);
     if (const std::int32_t code = context.CheckAbort(); code != 0) return code;
-    return DrawWaveList(*list, context, context.outputView);
+    return DrawWaveList(*list, context, TracesOf(*stepper.state), context.outputView);
   });
 }
 
-std::int32_t DrawWaveList(WaveList& list, EffectContext& context, const ImageBuffer& output) {
-  if (const std::int32_t code = OutlineWaves(list, context); code != 0) return code;
+std::int32_t DrawWaveList(WaveList& list, EffectContext& context, TraceMemory& traces, const ImageBuffer& output) {
+  if (const std::int32_t code = OutlineWaves(list, context, traces); code != 0) return code;
   if (!output.HasPixels()) {
     list.waves.remove_if([](const Wave& wave) { return HasGrown(wave) && IsOver(wave); });
     return 0;

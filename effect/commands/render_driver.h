@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "effect/host/effect_context.h"
+#include "effect/sim/trace_memory.h"
 #include "effect/sim/wave.h"
 
 namespace orvandel {
@@ -13,6 +14,6 @@ namespace orvandel {
 std::int32_t RenderFrame(EffectContext& context);
 
 // Outlines, clears, draws, oldest wave first; removes waves whose life is over, whether the output has pixels or not.
-std::int32_t DrawWaveList(WaveList& list, EffectContext& context, const ImageBuffer& output);
+std::int32_t DrawWaveList(WaveList& list, EffectContext& context, TraceMemory& traces, const ImageBuffer& output);
 
 }  // namespace orvandel

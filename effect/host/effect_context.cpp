@@ -35,7 +35,9 @@ std::int32_t EffectContext::HostIndexOf(std::int32_t paramId) const {
 ParamSlot& EffectContext::SlotOf(std::int32_t paramId) { return slots[static_cast<std::size_t>(HostIndexOf(paramId))]; }
 
 std::int32_t EffectContext::CheckAbort() {
-  if (aborted == 0) aborted = inRecord->callbacks.abortCheck(inRecord->effectRef);
+  if (aborted != 0) return aborted;
+  ++abortChecks;
+  aborted = inRecord->callbacks.abortCheck(inRecord->effectRef);
   return aborted;
 }
 

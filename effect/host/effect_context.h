@@ -49,7 +49,8 @@ struct EffectContext {
   OrvImage* output = nullptr;      // null when not passed
   ImageBuffer input;               // the effect's own layer; empty when `params` is null
   ImageBuffer outputView;          // view of `output`; empty when null
-  std::int32_t aborted = 0;        // the host's first non-zero answer; then no further question is asked
+  std::int32_t aborted = 0;        // the host's first non-zero answer; then it is not asked again
+  std::int64_t abortChecks = 0;    // how often the host has been asked whether to stop
   GlobalData* globals = nullptr;
   std::array<ParamSlot, kSlotCount> slots;  // by host parameter index
   HostServices services;
@@ -67,7 +68,8 @@ struct EffectContext {
   // The host index of a logical parameter id; AbortException(512) when none is registered for it.
   std::int32_t HostIndexOf(std::int32_t paramId) const;
 
-  // Asks the host whether to stop, unless it has said so before. Returns `aborted`.
+  // Asks the host whether to stop, unless it has said so before. Returns `aborted`. A stop is no failure: it travels up
+  // as the returned code, never as an exception, and what was reached until then is kept.
   std::int32_t CheckAbort();
   // Reports progress, unless the host has stopped the work before. Returns `aborted`.
   std::int32_t ReportProgress(std::int32_t done, std::int32_t total);

@@ -1,5 +1,3 @@
-// The blur of a value image.
-//
 // A kernel is the same to either side of its middle, and its weights are whole numbers: it is a pile of boxes, one for
 // every distance at which the weight falls.
 //
@@ -16,6 +14,8 @@
 // The largest radius of the slider gives 79 weights but 11 boxes. Running sums wrap around at 2^32; a blurred sum lies
 // below 2^26 (weights add up to at most 1024), so that the differences are exact all the same.
 
+#include "effect/outline/blur.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -23,7 +23,6 @@
 #include <cstring>
 
 #include "effect/base/float_rules.h"
-#include "effect/outline/value_image.h"
 
 namespace orvandel {
 namespace {
@@ -179,11 +178,6 @@ std::int32_t BlurColumns(const ContourJob& job, const BoxPile& pile, BlockBlur b
   return 0;
 }
 
-// Not when the radius is 0 or no number.
-bool HasBlur(const ContourJob& job) {
-  return RatioValue(job.context->inRecord->downsampleX) * static_cast<double>(job.preBlur) > 0;
-}
-
 }  // namespace
 
 HeapVector<std::uint16_t> MakeBlurKernel(double radius, std::int64_t tapCount) {
@@ -212,15 +206,11 @@ HeapVector<std::uint16_t> BlurKernelFor(double radius) {
   return Weights(first, kernel.end() - (first - kernel.begin()));
 }
 
-std::int64_t BlurQuestions(const ContourJob& job) {
-  return HasBlur(job) ? std::int64_t{job.valueImage.height} + job.valueImage.width : 0;
-}
-
 std::int32_t BlurValueImage(const ContourJob& job, bool portable) {
   const double scaleX = RatioValue(job.context->inRecord->downsampleX);
   const double scaleY = RatioValue(job.context->inRecord->downsampleY);
   const double radiusX = scaleX * static_cast<double>(job.preBlur);
-  if (!HasBlur(job)) return 0;
+  if (!(radiusX > 0)) return 0;  // 0 or not a number
   const BlockBlur blur = portable ? BlurBlocks : BestBlockBlur();
   const BoxPile rowPile = BoxesOf(BlurKernelFor(radiusX));
   if (const std::int32_t code = BlurRows(job, rowPile, blur); code != 0) return code;

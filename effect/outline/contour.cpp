@@ -3,14 +3,13 @@
 #include <algorithm>
 #include <cstring>
 
-#include "effect/base/errors.h"
 #include "effect/base/float_rules.h"
+#include "effect/outline/blur.h"
 #include "effect/outline/contour_lattice.h"
 #include "effect/outline/simplify.h"
 #include "effect/outline/unit_frame.h"
 #include "effect/params/layer_image.h"
 #include "effect/params/param_slot.h"
-#include "effect/sim/trace_memory.h"
 
 namespace orvandel {
 namespace {
@@ -28,8 +27,8 @@ ContourJob JobFor(const Wave& wave, EffectContext& context, const ImageBuffer& s
   return job;
 }
 
-bool TracedFrom(const Wave& wave, const Fingerprint& stamp) {
-  return wave.sourceStamp[0] == stamp[0] && wave.sourceStamp[1] == stamp[1];
+bool TracedFrom(const Wave& wave, const Fingerprint& picture) {
+  return wave.sourceFingerprint[0] == picture[0] && wave.sourceFingerprint[1] == picture[1];
 }
 
 // The first set cell at or after `from`; the cell count when there is none.
@@ -41,7 +40,7 @@ std::size_t NextSetCell(const BoundaryLattice& lattice, std::size_t from) {
 }
 
 // A later contour takes the chain's place until the wanted one is there: with fewer than that, the last one stays.
-// Those beyond it are only counted, erased and asked about.
+// Those beyond it are only counted and erased.
 std::int32_t ScanLattice(const ContourJob& job, std::int32_t wanted, BoundaryLattice& lattice, TracedContour& traced) {
   for (std::size_t cell = 0; (cell = NextSetCell(lattice, cell)) < lattice.cells.size();) {
     const std::size_t x = cell % lattice.width;
@@ -73,46 +72,40 @@ TraceSettings SettingsOf(const ContourJob& job, std::int32_t wanted) {
           RatioValue(host.downsampleY)};
 }
 
-void AskAgain(EffectContext& context, std::int64_t questions) {
-  for (; questions > 0; --questions) {
-    if (const std::int32_t code = context.CheckAbort(); code != 0) throw AbortException(code);
-  }
+std::int32_t CheckAbortAgain(EffectContext& context, std::int64_t times) {
+  std::int32_t code = 0;
+  while (times-- > 0 && code == 0) code = context.CheckAbort();
+  return code;
 }
 
 // The fingerprint of a wave's picture, and whether the sequence's memory has just been found to hold that picture.
 struct Sight {
-  TraceMemory* memory;
   bool remembered;
-  Fingerprint stamp;
+  Fingerprint fingerprint;
 };
 
-Sight LookAt(ParamSlot& slot, const ImageBuffer& source, EffectContext& context) {
-  TraceMemory* const memory = TracesOf(context);
-  const bool remembered = memory != nullptr && memory->HoldsLayer(slot);
+Sight LookAt(ParamSlot& slot, const ImageBuffer& source, TraceMemory& traces) {
+  const bool remembered = traces.HoldsLayer(slot);
   // The fingerprint of a picture narrower than its strides may depend on what lies behind the rows.
   constexpr std::int32_t kNarrow = 16;
-  const bool knowsStamp = remembered && source.width >= kNarrow;
-  return {memory, remembered, knowsStamp ? memory->Stamp() : FingerprintImage(source)};
+  const bool known = remembered && source.width >= kNarrow;
+  return {remembered, known ? traces.PictureFingerprint() : FingerprintImage(source)};
 }
 
-TracedContour TraceOrRecall(const ContourJob& job, ParamSlot& slot, std::int32_t wanted, const Sight& sight) {
-  TraceMemory* const memory = sight.memory;
+std::int32_t TraceOrRecall(const ContourJob& job, ParamSlot& slot, std::int32_t wanted, const Sight& sight,
+                           TraceMemory& traces, TracedContour& traced) {
   const TraceSettings settings = SettingsOf(job, wanted);
-  TracedContour traced;
-  if (sight.remembered && memory->HasSettings(settings)) {
-    AskAgain(*job.context, memory->Questions());
-    traced.found = memory->Found();
-    traced.chain = memory->Chain();
-    return traced;
+  if (sight.remembered && traces.HasSettings(settings)) {
+    traced.found = traces.Found();
+    traced.chain = traces.Chain();
+    return CheckAbortAgain(*job.context, traces.AbortChecks());
   }
-  if (const std::int32_t code = TraceContours(job, wanted, traced); code != 0) throw AbortException(code);
-  if (memory != nullptr) {
-    // One question a row and a column of the blur, one after the lattice, one a contour.
-    const std::int64_t questions = BlurQuestions(job) + 1 + traced.found;
-    memory->Remember(settings, job.source, sight.stamp, traced.chain, traced.found, questions);
-    memory->NoteLayer(slot);
-  }
-  return traced;
+  const std::int64_t checksBefore = job.context->abortChecks;
+  if (const std::int32_t code = TraceContours(job, wanted, traced); code != 0) return code;
+  traces.Remember(settings, job.source, sight.fingerprint, traced.chain, traced.found,
+                  job.context->abortChecks - checksBefore);
+  traces.NoteLayer(slot);
+  return 0;
 }
 
 }  // namespace
@@ -126,30 +119,31 @@ std::int32_t TraceContours(const ContourJob& job, std::int32_t wanted, TracedCon
   return ScanLattice(job, std::max(wanted, 1), lattice, traced);
 }
 
-bool BuildContourShape(Wave& wave, EffectContext& context) {
+std::int32_t BuildContourShape(Wave& wave, EffectContext& context, TraceMemory& traces) {
   ParamSlot& sourceSlot = AcquireSourceSlot(context, wave.sampleTime);
   const ImageBuffer source = SlotImage(sourceSlot);
-  const Sight sight = LookAt(sourceSlot, source, context);
-  const Fingerprint& stamp = sight.stamp;
-  if (wave.shapeValid && TracedFrom(wave, stamp)) return false;
+  const Sight sight = LookAt(sourceSlot, source, traces);
+  if (wave.shapeValid && TracedFrom(wave, sight.fingerprint)) return 0;
 
   wave.shape.clear();
-  wave.shapeValid = false;
+  wave.shapeValid = wave.placedValid = false;
   const ValueImage values = PrepareValueImage(source, context);
   const ContourJob job = JobFor(wave, context, source, values.view);
-  const TracedContour traced = TraceOrRecall(job, sourceSlot, static_cast<std::int32_t>(wave.contour), sight);
+  TracedContour traced;
+  const std::int32_t code =
+      TraceOrRecall(job, sourceSlot, static_cast<std::int32_t>(wave.contour), sight, traces, traced);
+  if (code != 0) return code;
   CheckIn(sourceSlot);
 
-  // Without a contour the old stamp stays, so that the next update looks again.
+  // Without a contour the old fingerprint stays, so that the next update looks again.
   if (traced.found > 0) {
     PictureOutline thinned;
     SimplifyPolyline(traced.chain, thinned, job.tolerance);
     MoveToUnitFrame(thinned, PixelsOf<space::Picture>(wave.sourceCenter, source.width, source.height), wave.shape);
-    wave.sourceStamp[0] = stamp[0];
-    wave.sourceStamp[1] = stamp[1];
+    std::copy(sight.fingerprint.begin(), sight.fingerprint.end(), wave.sourceFingerprint);
   }
   wave.shapeValid = true;
-  return true;
+  return 0;
 }
 
 }  // namespace orvandel

@@ -5,15 +5,16 @@
 
 #include "effect/host/effect_context.h"
 #include "effect/outline/value_image.h"
+#include "effect/sim/trace_memory.h"
 #include "effect/sim/wave.h"
 
 namespace orvandel {
 
-// Rebuilds wave.shape unless it is valid and the picture at wave.sampleTime is the one it was traced from; returns
-// whether it rebuilt. Without any contour the shape is valid and empty, and the next update looks again.
-// AbortException with the host's code when the picture cannot be had or the host stops the work; the shape is then
-// empty and not valid. The output's pixels serve as scratch.
-bool BuildContourShape(Wave& wave, EffectContext& context);
+// Rebuilds wave.shape unless it is valid and the picture at wave.sampleTime is the one it was traced from; then
+// wave.placedValid is clear. Without any contour the shape is valid and empty, and the next update looks again. Returns
+// 0, or the host's code that stopped the work; AbortException with the host's code when the picture cannot be had. The
+// shape is then empty and not valid. The output's pixels serve as scratch.
+std::int32_t BuildContourShape(Wave& wave, EffectContext& context, TraceMemory& traces);
 
 struct TracedContour {
   std::int64_t found = 0;  // contours in the picture

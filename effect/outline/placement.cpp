@@ -26,22 +26,21 @@ void UpdatePolygonShape(Wave& wave) {
 }
 
 // Only polygons have rounded corners: the other types lose their curve size here, before placement reads it.
-void UpdateShape(Wave& wave, EffectContext& context) {
+std::int32_t UpdateShape(Wave& wave, EffectContext& context, TraceMemory& traces) {
   switch (wave.waveType) {
     case kPolygonWave:
       UpdatePolygonShape(wave);
-      break;
+      return 0;
     case kContourWave:
-      if (BuildContourShape(wave, context)) wave.placedValid = false;
       wave.curveSize = 0;
-      break;
+      return BuildContourShape(wave, context, traces);
     case kMaskWave:
       BuildMaskShape(wave, context);
       wave.curveSize = 0;
       wave.placedValid = false;
-      break;
+      return 0;
     default:
-      break;
+      return 0;
   }
 }
 
@@ -85,9 +84,9 @@ void RoundOutlineCorners(const Wave& wave, const EffectContext& context, const P
   }
 }
 
-void UpdateWaveOutline(Wave& wave, EffectContext& context) {
-  UpdateShape(wave, context);
-  if (wave.placedValid) return;
+std::int32_t UpdateWaveOutline(Wave& wave, EffectContext& context, TraceMemory& traces) {
+  if (const std::int32_t code = UpdateShape(wave, context, traces); code != 0) return code;
+  if (wave.placedValid) return 0;
   if (wave.curveSize > 0) {
     // Rounding comes after placement: its tolerance is in pixels.
     PlacedOutline sharp;
@@ -97,6 +96,7 @@ void UpdateWaveOutline(Wave& wave, EffectContext& context) {
     PlaceOutline(wave, wave.shape, wave.placed);
   }
   wave.placedValid = true;
+  return 0;
 }
 
 }  // namespace orvandel

@@ -9,12 +9,14 @@
 #pragma once
 
 #include "effect/host/effect_context.h"
+#include "effect/sim/trace_memory.h"
 #include "effect/sim/wave.h"
 
 namespace orvandel {
 
-// Makes wave.placed current. Passes on AbortException and AllocFailed of the shape builders.
-void UpdateWaveOutline(Wave& wave, EffectContext& context);
+// Makes wave.placed current. Returns 0, or the host's code that stopped the work. Passes on AbortException and
+// AllocFailed of the shape builders.
+std::int32_t UpdateWaveOutline(Wave& wave, EffectContext& context, TraceMemory& traces);
 
 // target = `shape` scaled by the wave's size, turned by its orientation and rotation (clockwise on screen), moved by
 // its offset; point for point.

@@ -50,20 +50,4 @@ struct ContourJob {
 // Fills the value image from the source. A channel number that does not exist reads 0 everywhere.
 void ExtractValueChannel(const ContourJob& job);
 
-// ---- The blur (blur.cpp)
-
-// Blurs the value image in place, rows before columns:
-//   blurred[j] = (sum over m of kernel[m] * value[j - reach + m]) >> 10, reach = kernel.size() / 2,
-// where values outside the image count as 0. Returns 0, or the host's code that stopped it; asks the host once a row
-// and once a column. `portable`: without instructions that not every processor has, for tests; the values are the same.
-std::int32_t BlurValueImage(const ContourJob& job, bool portable = false);
-// How often an unstopped blur asks.
-std::int64_t BlurQuestions(const ContourJob& job);
-
-// Integer weights of a Gaussian exp(-4 d^2 / radius^2), 1024 times their share, each rounded down.
-HeapVector<std::uint16_t> MakeBlurKernel(double radius, std::int64_t tapCount);
-
-// The kernel that a radius asks for, without the taps at its ends that are 0. Always an odd count.
-HeapVector<std::uint16_t> BlurKernelFor(double radius);
-
 }  // namespace orvandel

@@ -1,6 +1,8 @@
 #include "effect/sim/sequence_state.h"
 
-#include "effect/base/errors.h"
+#include <new>
+
+#include "effect/base/heap_containers.h"
 #include "effect/params/param_ids.h"
 #include "effect/sim/state_register.h"
 #include "effect/sim/stepper.h"
@@ -85,6 +87,11 @@ std::int32_t SequenceReSetUp(EffectContext& context) {
 std::int32_t SequenceFlatten(EffectContext& context) { return DisposeSequence(context); }
 
 std::int32_t SequenceSetDown(EffectContext& context) { return DisposeSequence(context); }
+
+TraceMemory& TracesOf(SequenceState& state) {
+  if (state.traces == nullptr) state.traces = ::new (HeapAllocateOrThrow(sizeof(TraceMemory))) TraceMemory;
+  return *state.traces;
+}
 
 void EnsureSequence(EffectContext& context) {
   const OrvHandle handle = context.inRecord->sequenceData;

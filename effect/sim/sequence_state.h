@@ -49,6 +49,9 @@ std::int32_t SequenceReSetUp(EffectContext& context);
 std::int32_t SequenceFlatten(EffectContext& context);
 std::int32_t SequenceSetDown(EffectContext& context);
 
+// The sequence's trace memory, made at first use.
+TraceMemory& TracesOf(SequenceState& state);
+
 // Runs set-up when the sequence has no state, or one that a failed set-up left without its parameter lists.
 void EnsureSequence(EffectContext& context);
 

@@ -2,9 +2,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <new>
-
-#include "effect/sim/sequence_state.h"
 
 namespace orvandel {
 namespace {
@@ -37,7 +34,7 @@ bool TraceMemory::HoldsLayer(ParamSlot& slot) {
   if (!filled_) return false;
   if (slot.knownPicture == number_) return true;
   const Look look = LookOf(slot);
-  const bool promised = look.stamp != 0 && std::find(looks_.begin(), looks_.end(), look) != looks_.end();
+  const bool promised = look.changeStamp != 0 && std::find(looks_.begin(), looks_.end(), look) != looks_.end();
   if (!promised && !HoldsPicture(SlotImage(slot))) return false;
   Note(slot, look);
   return true;
@@ -48,17 +45,17 @@ void TraceMemory::NoteLayer(ParamSlot& slot) { Note(slot, LookOf(slot)); }
 void TraceMemory::Note(ParamSlot& slot, const Look& look) {
   constexpr std::size_t kMostLooks = 256;
   slot.knownPicture = number_;
-  if (look.stamp == 0 || std::find(looks_.begin(), looks_.end(), look) != looks_.end()) return;
+  if (look.changeStamp == 0 || std::find(looks_.begin(), looks_.end(), look) != looks_.end()) return;
   if (looks_.size() == kMostLooks) looks_.clear();
   looks_.push_back(look);
 }
 
-void TraceMemory::Remember(const TraceSettings& settings, const ImageBuffer& source, const Fingerprint& stamp,
-                           const PictureOutline& chain, std::int64_t found, std::int64_t questions) {
+void TraceMemory::Remember(const TraceSettings& settings, const ImageBuffer& source, const Fingerprint& fingerprint,
+                           const PictureOutline& chain, std::int64_t found, std::int64_t abortChecks) {
   filled_ = false;
   ++number_;
   looks_.clear();
-  stamp_ = stamp;
+  fingerprint_ = fingerprint;
   chain_ = chain;
   pixels_.resize(RowLength(source) * static_cast<std::size_t>(Rows(source)));
   std::uint8_t* kept = pixels_.data();
@@ -67,16 +64,8 @@ void TraceMemory::Remember(const TraceSettings& settings, const ImageBuffer& sou
   }
   settings_ = settings;
   found_ = found;
-  questions_ = questions;
+  abortChecks_ = abortChecks;
   filled_ = true;
-}
-
-TraceMemory* TracesOf(EffectContext& context) {
-  const OrvHandle handle = context.inRecord->sequenceData;
-  if (handle == nullptr) return nullptr;
-  SequenceState& state = *static_cast<SequenceState*>(*handle);
-  if (state.traces == nullptr) state.traces = ::new (HeapAllocateOrThrow(sizeof(TraceMemory))) TraceMemory;
-  return state.traces;
 }
 
 }  // namespace orvandel

@@ -2,7 +2,7 @@
 // once, and frames between ticks, which restore waves without their shapes, do not trace again.
 //
 // A picture counts as the same only when all its bytes are equal: a fingerprint is not enough. Replaying a trace must
-// not be visible to the host, so the questions that the trace asked it are remembered as a count and asked again.
+// not be visible to the host, so the abort checks of the trace are remembered as a count and made again.
 #pragma once
 
 #include <cstdint>
@@ -38,18 +38,18 @@ class TraceMemory {
   // Whether a held picture's trace is also what these settings give.
   bool HasSettings(const TraceSettings& settings) const { return settings == settings_; }
   // AllocFailed leaves nothing remembered.
-  void Remember(const TraceSettings& settings, const ImageBuffer& source, const Fingerprint& stamp,
-                const PictureOutline& chain, std::int64_t found, std::int64_t questions);
-  const Fingerprint& Stamp() const { return stamp_; }  // of the picture
+  void Remember(const TraceSettings& settings, const ImageBuffer& source, const Fingerprint& fingerprint,
+                const PictureOutline& chain, std::int64_t found, std::int64_t abortChecks);
+  const Fingerprint& PictureFingerprint() const { return fingerprint_; }
 
   const PictureOutline& Chain() const { return chain_; }
   std::int64_t Found() const { return found_; }
-  std::int64_t Questions() const { return questions_; }
+  std::int64_t AbortChecks() const { return abortChecks_; }
 
  private:
-  // A check-out that gave the remembered picture, under the host's change stamp; stamp 0 promises nothing.
+  // A check-out that gave the remembered picture, under the host's change stamp; 0 promises nothing.
   struct Look {
-    std::uint64_t stamp;
+    std::uint64_t changeStamp;
     std::int32_t hostIndex, hostTime;
     bool operator==(const Look&) const = default;
   };
@@ -60,14 +60,11 @@ class TraceMemory {
   std::uint32_t number_ = 0;  // of the remembered picture, for ParamSlot::knownPicture
   HeapVector<Look> looks_;
   TraceSettings settings_{};
-  Fingerprint stamp_{};
+  Fingerprint fingerprint_{};
   HeapVector<std::uint8_t> pixels_;  // the picture's rows without padding
   PictureOutline chain_;
   std::int64_t found_ = 0;
-  std::int64_t questions_ = 0;
+  std::int64_t abortChecks_ = 0;
 };
-
-// The memory of the call's sequence, made at first use; null outside a sequence.
-TraceMemory* TracesOf(EffectContext& context);
 
 }  // namespace orvandel

@@ -33,7 +33,7 @@ struct Wave {
   float curveSize = 0, curvyness = 0;
   bool star = false;
   float starDepth = 0;
-  std::uint32_t sourceStamp[2] = {0, 0};  // fingerprint of the picture that `shape` was traced from
+  std::uint32_t sourceFingerprint[2] = {0, 0};  // fingerprint of the picture that `shape` was traced from
   std::uint32_t valueChannel = 0;
   bool invertInput = false;
   float valueThreshold = 0, preBlur = 0, tolerance = 0;

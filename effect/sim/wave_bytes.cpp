@@ -60,8 +60,8 @@ void VisitWaveFields(AnyWave& w, Visit visit) {
   visit(w.curvyness);
   visit(w.star);
   visit(w.starDepth);
-  visit(w.sourceStamp[0]);
-  visit(w.sourceStamp[1]);
+  visit(w.sourceFingerprint[0]);
+  visit(w.sourceFingerprint[1]);
   visit(w.valueChannel);
   visit(w.invertInput);
   visit(w.valueThreshold);

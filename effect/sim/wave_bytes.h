@@ -6,7 +6,7 @@
 //   4  4  expansion                             1  4  n
 //   8  4  orientation                           5  8n shape points, x then y
 //  12  4  startWidth                            S      4  age            S+97   4  starDepth
-//  16  4  endWidth                              S+4    4  size           S+101  8  sourceStamp
+//  16  4  endWidth                              S+4    4  size           S+101  8  sourceFingerprint
 //  20  4  opacity                               S+8    8  origin         S+109  4  valueChannel
 //  24  4  emitPhase                             S+16   8  velocity       S+113  1  invertInput
 //  28  4  color                                 S+24   8  offset         S+114  4  valueThreshold

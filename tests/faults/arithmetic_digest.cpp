@@ -5,8 +5,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "effect/outline/blur.h"
 #include "effect/outline/polygon.h"
-#include "effect/outline/value_image.h"
 #include "effect/render/stroke/profile_table.h"
 
 namespace {

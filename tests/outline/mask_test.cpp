@@ -65,12 +65,13 @@ TEST_F(Mask, SegmentsYieldWholeStepsShortOfTheirEnd) {
 TEST_F(Mask, WavesOfOneTimeShareThePathAndAreNeverRounded) {
   host.masks = {{{{30, 30}, {70, 30}, {70, 50}, {30, 50}}}};
   test::OpenCall call(host);
+  TraceMemory traces;
   host.ResetCalls();
   wave.waveType = kMaskWave;
   wave.curveSize = 1;
   for (const std::int32_t time : {4, 4, 9, 9, 4}) {
     wave.sampleTime = time;
-    UpdateWaveOutline(wave, call.context);
+    UpdateWaveOutline(wave, call.context, traces);
     EXPECT_EQ(wave.placed.size(), 4U);
   }
   EXPECT_EQ(wave.curveSize, 0);

@@ -24,12 +24,13 @@ class Placement : public testing::Test {
   }
 
   PlacedOutline Updated(Wave wave) {
-    UpdateWaveOutline(wave, context);
+    UpdateWaveOutline(wave, context, traces);
     return wave.placed;
   }
 
   OrvInRecord inRecord{};
   EffectContext context;
+  TraceMemory traces;
   Wave square;
 };
 
@@ -65,21 +66,21 @@ TEST_F(Placement, OrientationAndSpinAddUpModuloAFullTurn) {
 
 TEST_F(Placement, RebuildsOnlyWhatIsNotValid) {
   Wave wave = square;
-  UpdateWaveOutline(wave, context);
+  UpdateWaveOutline(wave, context, traces);
   wave.shape[0] = {5, 5};  // a mark that a rebuild would remove
   wave.size = 1;
-  UpdateWaveOutline(wave, context);
+  UpdateWaveOutline(wave, context, traces);
   EXPECT_EQ(wave.placed[0], (PlacedPoint{100, 0}));
   wave.placedValid = false;
-  UpdateWaveOutline(wave, context);
+  UpdateWaveOutline(wave, context, traces);
   EXPECT_EQ(wave.placed[0], (PlacedPoint{5, 5}));
   wave.shapeValid = false;
-  UpdateWaveOutline(wave, context);
+  UpdateWaveOutline(wave, context, traces);
   EXPECT_EQ(wave.placed[0], (PlacedPoint{1, 0}));
   wave.waveType = 9;  // keeps its shape, is still placed
   wave.placedValid = false;
   wave.size = 2;
-  UpdateWaveOutline(wave, context);
+  UpdateWaveOutline(wave, context, traces);
   EXPECT_EQ(wave.placed[0], (PlacedPoint{2, 0}));
 }
 

@@ -48,7 +48,7 @@ TEST(TraceMemory, HoldsThePictureToTheByteHoweverItIsStored) {
   EXPECT_FALSE(memory.HoldsPicture(ViewOf(dot)));
   EXPECT_EQ(memory.Chain(), (PictureOutline{{1, 2}, {3, 4}}));
   EXPECT_EQ(memory.Found(), 5);
-  EXPECT_EQ(memory.Questions(), 6);
+  EXPECT_EQ(memory.AbortChecks(), 6);
 }
 
 // What is not compared is seen by changing a pixel behind the memory's back.
@@ -58,7 +58,7 @@ TEST(TraceMemory, ComparesNoLayerThatIsHeldOrPromised) {
   host.changeStamp = 3;
   {
     OpenCall call(host);
-    TraceMemory& memory = *TracesOf(call.context);
+    TraceMemory memory;
     const auto look = [&](std::uint64_t stamp, std::int32_t time) -> ParamSlot& {
       host.changeStamp = stamp;
       CheckIn(call.context.SlotOf(kInputLayer));
@@ -92,15 +92,10 @@ TEST(TraceMemory, ComparesNoLayerThatIsHeldOrPromised) {
 TEST(TraceMemory, IsOneASequence) {
   FakeHost host;
   ASSERT_EQ(host.SetUp(), 0);
-  EffectContext context;
-  context.inRecord = &host.in;
-  TraceMemory* const memory = TracesOf(context);
-  ASSERT_NE(memory, nullptr);
-  EXPECT_EQ(TracesOf(context), memory);
-  EXPECT_EQ(StateOf(host).traces, memory);
+  TraceMemory& memory = TracesOf(StateOf(host));
+  EXPECT_EQ(&TracesOf(StateOf(host)), &memory);
   ASSERT_EQ(host.Send(ORV_SEQUENCE_FLATTEN), 0);
   EXPECT_EQ(heap::BytesInUse(), 0U);
-  EXPECT_EQ(TracesOf(context), nullptr) << "outside a sequence";
   EXPECT_EQ(host.Send(ORV_GLOBAL_SET_DOWN), 0);
 }
 

@@ -22,7 +22,7 @@ void Randomise(Wave& w, std::mt19937& random) {
   w.velocity = {number(), number()};
   w.offset = {number(), number()};
   w.sourceCenter = {number(), number()};
-  for (std::uint32_t* u : {&w.color, &w.profile, &w.waveType, &w.sides, &w.sourceStamp[0], &w.sourceStamp[1],
+  for (std::uint32_t* u : {&w.color, &w.profile, &w.waveType, &w.sides, &w.sourceFingerprint[0], &w.sourceFingerprint[1],
                            &w.valueChannel, &w.contour}) {
     *u = word();
   }
@@ -136,7 +136,7 @@ TEST(WaveBytes, RandomListsSurvive) {
     auto original = list.waves.begin();
     for (const Wave& wave : back.waves) {
       EXPECT_FALSE(wave.placedValid);
-      EXPECT_TRUE(std::ranges::equal(wave.sourceStamp, original++->sourceStamp));
+      EXPECT_TRUE(std::ranges::equal(wave.sourceFingerprint, original++->sourceFingerprint));
     }
   }
 }
