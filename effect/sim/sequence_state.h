@@ -1,11 +1,14 @@
 // What a sequence keeps between commands, in the block of the host's sequence-data handle; and the four sequence
 // commands.
 //
-// Always true between commands:
-//   1. time is -1 exactly when list is null; otherwise list stands at that tick.
-//   2. snapshotTime is -1 exactly when snapshotBlock is null; otherwise it is a whole tick.
+// Always true between commands, and at every step of the Stepper that works on it (CheckInvariants):
+//   1. time is -1 exactly when list is null; otherwise list stands at that tick, which is not negative.
+//   2. snapshotTime is -1 exactly when snapshotBlock is null; otherwise it is a whole tick, not negative.
 //   3. cacheBlock, once set-up has run, holds the parameter lists and the values that list and snapshot were simulated
-//   with; terms holds what they were made for.
+//      with: there is no list and no snapshot before there are entries. terms holds what they were made for.
+//   4. The entries are in the order of their times, whole ticks from 0 on; restart values come with the first of them.
+//   5. Without entries there is no change stamp either; with one, checkedTo is a whole tick above 0.
+//   6. What the state owns on the private heap is there: the state is registered while it has a list or traces.
 // Nothing of it reaches a project: flatten and set-down both discard everything.
 #pragma once
 

@@ -5,6 +5,7 @@
 #include <new>
 
 #include "effect/base/float_rules.h"
+#include "effect/base/invariants.h"
 #include "effect/sim/param_cache.h"
 #include "effect/sim/state_register.h"
 #include "effect/sim/ticks.h"
@@ -113,6 +114,17 @@ void WriteBack(Stepper& stepper) noexcept {
   }
 }
 
+bool IsWholeTick(double tick) { return tick >= 0 && tick == std::floor(tick); }
+
+bool EntriesAreInOrder(const Stepper& stepper) {
+  double last = -1;
+  for (const CacheEntry& entry : stepper.cacheEntries) {
+    if (!IsWholeTick(entry.time) || entry.time <= last || entry.byteCount != stepper.KeyBytesPerEntry()) return false;
+    last = entry.time;
+  }
+  return stepper.cacheEntries.empty() || stepper.cacheEntries.front().time == 0;
+}
+
 }  // namespace
 
 Stepper::Stepper(EffectContext& callContext)
@@ -120,12 +132,29 @@ Stepper::Stepper(EffectContext& callContext)
       durationTicks(TicksOf(callContext.inRecord->duration, callContext.inRecord->timeScale)),
       target(std::max(TicksOf(callContext.inRecord->currentTime, callContext.inRecord->timeScale), 0.0)) {}
 
+void CheckInvariants(const Stepper& stepper) noexcept {
+  const bool hasList = stepper.list != nullptr, hasSnapshot = stepper.snapshotBlock != nullptr;
+  ORVANDEL_INVARIANT(hasList ? stepper.time >= 0 : stepper.time == -1);
+  ORVANDEL_INVARIANT(hasSnapshot ? IsWholeTick(stepper.snapshotTime) : stepper.snapshotTime == -1);
+
+  const bool hasRead = !stepper.simParams.empty(), hasEntries = !stepper.cacheEntries.empty();
+  ORVANDEL_INVARIANT(hasEntries || !hasRead || (!hasList && !hasSnapshot));
+  ORVANDEL_INVARIANT(EntriesAreInOrder(stepper));
+  ORVANDEL_INVARIANT(stepper.restartValues.size() == (hasEntries ? stepper.restartIds.size() : 0));
+  ORVANDEL_INVARIANT(stepper.stamp == 0 || !hasRead ||
+                     (hasEntries && stepper.checkedTo > 0 && IsWholeTick(stepper.checkedTo)));
+
+  const bool ownsHeap = hasList || (stepper.state != nullptr && stepper.state->traces != nullptr);
+  ORVANDEL_INVARIANT(!ownsHeap || (stepper.state != nullptr && IsRegistered(*stepper.state)));
+}
+
 void OpenStepper(Stepper& stepper, bool sample) {
   if (stepper.context->inRecord->sequenceData == nullptr) {
     CreateState(stepper);
     return;
   }
   TakeOver(stepper);
+  CheckInvariants(stepper);
   if (!sample || stepper.cacheBlock == nullptr) return;
   if (stepper.target > kLatestTick) throw AbortException(ORV_INVALID_CALLBACK);
   Register(*stepper.state);  // once more after the heap has gone
@@ -134,7 +163,9 @@ void OpenStepper(Stepper& stepper, bool sample) {
     ReadCacheBlock(stepper, stepper.cacheAddress);
     stepper.simParams = HeapVector<ParamSlot>(static_cast<std::size_t>(stepper.maxParamId + 1));
     stepper.simValues.resize(stepper.simParams.size());
+    CheckInvariants(stepper);
     LoadSimParams(stepper);
+    CheckInvariants(stepper);
   } catch (...) {
     AbandonStepper(stepper);
     throw;
@@ -146,6 +177,7 @@ void ReleaseStepper(Stepper& stepper, bool duringFailure) {
   stepper.released = true;
   const bool cacheLost = stepper.cacheDirty && !RewriteCacheBlock(stepper);
   if (cacheLost) DiscardSimulation(stepper);
+  CheckInvariants(stepper);
   WriteBack(stepper);
   if (cacheLost && !duringFailure) throw AllocFailed::ForBytes(CacheBlockSize(stepper));
 }

@@ -65,6 +65,9 @@ void ReleaseStepper(Stepper& stepper, bool duringFailure);
 // released.
 void AbandonStepper(Stepper& stepper) noexcept;
 
+// The numbered list at the top of sequence_state.h, on the record and on the list; checked in debug and sanitize builds.
+void CheckInvariants(const Stepper& stepper) noexcept;
+
 // List and snapshot with the ticks that say whether they are there.
 void DiscardList(Stepper& stepper) noexcept;
 void DiscardSnapshot(Stepper& stepper) noexcept;

@@ -146,6 +146,7 @@ bool RunOneStep(Stepper& stepper, double& segment, double switchPoint, std::size
     stepper.time = stepper.target;  // the last step: nothing is reported after it
     segment = 0;
   }
+  CheckInvariants(stepper);
   return true;
 }
 
@@ -165,6 +166,7 @@ WaveList* Advance(Stepper& stepper) {
     RestoreSnapshot(stepper);
   }
   if (stepper.time != stepper.snapshotTime) DiscardSnapshot(stepper);
+  CheckInvariants(stepper);
 
   const double total = stepper.target - stepper.time;
   double done = 0;
