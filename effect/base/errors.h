@@ -13,7 +13,7 @@ class AbortException : public std::exception {
   std::int32_t code;
 };
 
-// No memory for `size` bytes; -1 when the size is not known or above 2^31 - 1.
+// No memory for `size` bytes; -1 when the size is unknown or above 2^31 - 1.
 class AllocFailed : public std::exception {
  public:
   explicit AllocFailed(std::int32_t requestedBytes = -1) noexcept : size(requestedBytes) {}

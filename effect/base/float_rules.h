@@ -1,4 +1,4 @@
-// What the pixels rest on: every operation rounds once, to the type it is written in.
+// The arithmetic that pixels depend on: every operation rounds once, to the type it is written in.
 //
 // The same frame must give the same bytes everywhere, so the effect refuses compilers that keep more precision than the
 // source asks for or that reorder arithmetic. Fused multiply-add is off in the build (-ffp-contract=off): contraction
@@ -46,7 +46,7 @@ inline float RadiansFromReduced(float degrees) {
   return degrees * 0.017453292F;
 }
 
-// A ratio of host words as a double; the denominator 0 gives what the division gives (infinity or NaN).
+// A ratio of host words as a double; the denominator 0 gives infinity or NaN.
 template <typename Ratio>
 inline double RatioValue(const Ratio& ratio) {
   return static_cast<double>(ratio.num) / static_cast<double>(ratio.den);

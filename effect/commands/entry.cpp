@@ -61,7 +61,7 @@ std::int32_t Dispatch(std::int32_t selector, Call& call, const void* extra) {
       return UserChangedParam(context, extra);
     case ORV_UPDATE_PARAMS_UI:
       return UpdateParamUI(context, kNoParam);
-    default:  // the query of dynamic flags, and every command the effect does not take part in
+    default:  // the query of dynamic flags, and commands that the effect does not handle
       return ORV_OK;
   }
 }
@@ -72,7 +72,7 @@ std::int32_t Dispatch(std::int32_t selector, Call& call, const void* extra) {
 extern "C" std::int32_t FilterMain(std::int32_t selector, OrvInRecord* inRecord, OrvOutRecord* outRecord,
                                    OrvParamDef** params, OrvImage* output, void* extra) {
   using namespace orvandel;
-  // The call has been torn down by the time a clause runs.
+  // By the time a catch clause runs, the call has been torn down.
   try {
     Call call(inRecord, outRecord, params, output);
     return Dispatch(selector, call, extra);

@@ -25,7 +25,7 @@ struct ParamSlot {
   bool filled = false;
   bool held = false;               // a layer that must still be checked in
   OrvPathRef pathHandle = 0;       // a mask path that must still be checked in, 0 = none
-  std::uint32_t knownPicture = 0;  // the number of the picture that the held layer is known to be; 0 = not known
+  std::uint32_t knownPicture = 0;  // number of the picture that the held layer has been found equal to; 0: none yet
 
   ParamSlot() = default;
   ParamSlot(const ParamSlot&) = delete;
@@ -58,7 +58,7 @@ struct EffectContext {
   EffectContext() = default;
   EffectContext(const EffectContext&) = delete;
   EffectContext& operator=(const EffectContext&) = delete;
-  // Slots go before the services, whatever the order of the fields: a slot may still need one.
+  // Slots are released before the services, whatever the order of the fields: a slot may still need one.
   ~EffectContext() {
     for (ParamSlot& slot : slots) slot.Release();
   }
@@ -75,7 +75,8 @@ struct EffectContext {
   std::int32_t ReportProgress(std::int32_t done, std::int32_t total);
   // How many rows of a wave may lie between two reports, at least 1, see OrvProgressIntervalService.
   std::int32_t RowsBetweenReports() noexcept;
-  // The number under which the host promises that nothing has changed, see OrvChangeStampService; 0 = no promise.
+  // While this number stays the same, the host promises that nothing has changed, see OrvChangeStampService; 0: no
+  // promise.
   std::uint64_t ChangeStamp() noexcept;
 };
 

@@ -19,7 +19,7 @@ struct GlobalData {
   HeapState heapState;       // the private heap's state of this instance while the module is away
   HeapState savedHeapState;  // what was in force in the module before this instance's state
   OrvStringsRef strings;     // the open string table
-  std::byte spare[16];       // zero; makes up the size that the host block has always had
+  std::byte spare[16];       // zero; keeps the block at its historical size
 };
 static_assert(sizeof(GlobalData) == 4744);
 static_assert(offsetof(GlobalData, heapState) == 592);

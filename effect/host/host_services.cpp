@@ -10,7 +10,7 @@ void HostServices::Initialise(const OrvServiceTable* table) {
   table_ = table;
 }
 
-// Null when the host refuses it. A service acquired without a table is still acquired: it is given back.
+// Null when the host refuses it. A service acquired with a null table counts as acquired: it is released again.
 const void* HostServices::TryAcquire(const char* name, std::int32_t version) const noexcept {
   const void* service = nullptr;
   const std::int32_t result = table_->acquire(name, version, &service);

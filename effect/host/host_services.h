@@ -22,7 +22,7 @@ class HostServices {
   const OrvPathQueryService& PathQuery();
   const OrvPathDataService& PathData();
 
-  // Null when the host does not offer them; asked for once a call.
+  // Null when the host does not offer them; each is requested once a call.
   const OrvChangeStampService* ChangeStamp() noexcept { return TryOnce(changeStamp_); }
   const OrvProgressIntervalService* ProgressInterval() noexcept { return TryOnce(progressInterval_); }
 
@@ -37,12 +37,12 @@ class HostServices {
     const char* name;
     std::int32_t version;
     const Service* held = nullptr;
-    bool asked = false;
+    bool requested = false;
   };
   template <typename Service>
   const Service* TryOnce(Optional<Service>& service) noexcept {
-    if (!service.asked) service.held = static_cast<const Service*>(TryAcquire(service.name, service.version));
-    service.asked = true;
+    if (!service.requested) service.held = static_cast<const Service*>(TryAcquire(service.name, service.version));
+    service.requested = true;
     return service.held;
   }
   template <typename Service>

@@ -20,7 +20,7 @@ struct ImageBuffer {
   void* hostData = nullptr;
 
   static ImageBuffer FromHost(const OrvImage& image) {
-    // In 64 bits: a record may claim a width that no picture has.
+    // In 64 bits: a damaged record may claim any width.
     const std::int64_t padding = image.rowBytes - std::int64_t{image.width} * 4;
     return {image.data,       image.width,   image.height, image.rowBytes, static_cast<std::int32_t>(padding),
             image.imageFlags, image.hostData};

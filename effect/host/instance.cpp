@@ -21,8 +21,8 @@ void SwitchHeapTo(GlobalData& globals) {
   heapSwitched = true;
 }
 
-// When the module goes away without a global set-down, the instance's heap memory stays alive and is found again
-// through the state saved here.
+// When the module is unloaded without a global set-down, the instance's heap memory stays allocated; the state saved
+// here finds it again.
 struct UnloadGuard {
   ~UnloadGuard() {
     if (currentGlobalData == nullptr) return;
@@ -56,7 +56,7 @@ Call::Call(OrvInRecord* inRecord, OrvOutRecord* outRecord, OrvParamDef** params,
   currentGlobalData = outRecord->globalData;
 }
 
-// The context goes after this and gives back what it holds.
+// The context is destroyed after this and returns what it holds.
 Call::~Call() {
   if (currentGlobalData == nullptr) DisposeInstance();
 }

@@ -29,7 +29,7 @@ std::uint32_t WordAt(const std::uint8_t* bytes) {
 }
 
 struct Property {
-  const std::uint8_t* data = nullptr;  // null: there is none, and the size is 0
+  const std::uint8_t* data = nullptr;  // null: no such property, size 0
   std::size_t size = 0;
 };
 

@@ -1,5 +1,5 @@
-// Who the effect is: the registration entry's values, the registration resource as global set-up reads it, the check of
-// the host's version, and the about text.
+// The effect's identity: the registration entry's values, the registration resource as global set-up reads it, the
+// check of the host's version, and the about text.
 #pragma once
 
 #include <cstdint>

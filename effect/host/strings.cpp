@@ -8,8 +8,8 @@ namespace {
     "$$$/YQ/Orvandel/Res/4149/LStr/" id "=" text, { 0, 0, 0 } \
   }
 
-// Ids are positions. Id 26 keeps its trailing blank: projects and translations know it so. The last entry ends the
-// table.
+// Ids are positions. Id 26 keeps its trailing blank: existing projects and translations contain it. The last entry ends
+// the table.
 constexpr OrvStringEntry kEntries[] = {
     ORVANDEL_TEXT("0000", "Orvandel, v%ld.%ld#{cr}#{cr}Generates Expanding Shapes."),
     ORVANDEL_TEXT("0001", "Producer Point"),

@@ -13,7 +13,7 @@ enum StringId : std::int32_t {
   kTextHostTooOld = 60,
 };
 
-// What the host is handed when the table is opened.
+// Passed to the host when the table is opened.
 OrvStringsRef StringTableAddress();
 
 // The text in the host's language. It belongs to the host: copy what you keep. Never null.

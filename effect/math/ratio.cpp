@@ -29,8 +29,8 @@ uint32_t GreatestCommonDivisor(uint32_t a, uint32_t b) noexcept {
   return a;
 }
 
-// Divides both by their greatest common divisor; false when there is nothing to divide by. A divisor of 2^31 is left
-// alone, because it is no signed number.
+// Divides both by their greatest common divisor; false when that is 1. A divisor of 2^31 is not used, because it does
+// not fit a signed number.
 bool ReducePair(int32_t& num, uint32_t& den) noexcept {
   const uint32_t divisor = GreatestCommonDivisor(Magnitude(num), den);
   if (divisor == 1 || divisor > INT32_MAX) return false;
@@ -79,7 +79,7 @@ std::optional<OrvRatio> SumOverCommonDenominator(const OrvRatio& a, int32_t n2, 
   const uint32_t gcd = GreatestCommonDivisor(bDen, a.den);
   const uint32_t aFactor = bDen / gcd;
   const uint32_t bFactor = a.den / gcd;
-  // A factor of 2^31 or more, which is no signed number, always fails the first test.
+  // A factor of 2^31 or more, beyond signed numbers, always fails the first test.
   if (M_UMulWouldOverflow(aFactor, a.den) || M_MulWouldOverflow(static_cast<int32_t>(aFactor), a.num) ||
       M_MulWouldOverflow(static_cast<int32_t>(bFactor), n2)) {
     return std::nullopt;

@@ -50,7 +50,7 @@ int32_t M_ShortConvRatio(int32_t num, uint32_t den, uint32_t newDen, int32_t* ou
 int32_t M_FpLong2Ratio(double x, OrvRatio* out, bool* overflow) {
   constexpr int32_t kBound = 1 << 30;
   if (out == nullptr || overflow == nullptr) return ORV_MATH_INVALID_ARGUMENT;
-  *overflow = !(std::fabs(x) < 0x1p31);  // what is no number included
+  *overflow = !(std::fabs(x) < 0x1p31);  // NaN included
   *out = *overflow ? OrvRatio{0, 0} : orvandel::ApproximateRatio(static_cast<float>(x), kBound);
   return ORV_MATH_OK;
 }

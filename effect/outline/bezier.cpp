@@ -8,7 +8,7 @@ namespace orvandel {
 namespace {
 
 // Each split brings the controls four times nearer to the chord: curves below two million pixels are flat at 0.3 pixels
-// after 12 splits. Only coordinates beyond that, or not finite, reach the guard; their piece counts as flat.
+// after 12 splits. Only larger or non-finite coordinates reach the guard; their piece counts as flat.
 constexpr int kDeepestSplit = 16;
 
 // The sum rounds to float; halving a float is exact, or rounds once among the denormals.
@@ -36,7 +36,7 @@ bool IsCubicFlat(const Cubic& curve, float toleranceSquared) {
   ux *= inverseLength;
   uy *= inverseLength;
 
-  // What remains of a control after its part along the chord. Not a number when the ends coincide: never off.
+  // A control's component across the chord. NaN when the ends coincide: never off.
   const auto liesOff = [&](PlacedPoint control) {
     const float vx = control.x - curve.start.x;
     const float vy = control.y - curve.start.y;

@@ -1,5 +1,5 @@
-// A kernel is the same to either side of its middle, and its weights are whole numbers: it is a pile of boxes, one for
-// every distance at which the weight falls.
+// A kernel is symmetric and its weights are whole numbers: it is a pile of boxes, one for every distance at which the
+// weight falls.
 //
 //     weight 3          #                 boxes: reach 0, weight 1
 //            2        # # # # #                  reach 2, weight 1

@@ -39,8 +39,8 @@ std::size_t NextSetCell(const BoundaryLattice& lattice, std::size_t from) {
   return static_cast<std::size_t>(static_cast<const std::uint8_t*>(hit) - lattice.cells.data());
 }
 
-// A later contour takes the chain's place until the wanted one is there: with fewer than that, the last one stays.
-// Those beyond it are only counted and erased.
+// Each contour replaces the chain until the wanted one is found; with fewer contours the last one stays. Those beyond
+// the wanted one are only counted and erased.
 std::int32_t ScanLattice(const ContourJob& job, std::int32_t wanted, BoundaryLattice& lattice, TracedContour& traced) {
   for (std::size_t cell = 0; (cell = NextSetCell(lattice, cell)) < lattice.cells.size();) {
     const std::size_t x = cell % lattice.width;
@@ -78,7 +78,7 @@ std::int32_t CheckAbortAgain(EffectContext& context, std::int64_t times) {
   return code;
 }
 
-// The fingerprint of a wave's picture, and whether the sequence's memory has just been found to hold that picture.
+// The fingerprint of a wave's picture, and whether it is the picture that the trace memory holds.
 struct Sight {
   bool remembered;
   Fingerprint fingerprint;

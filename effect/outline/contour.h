@@ -21,7 +21,7 @@ struct TracedContour {
   PictureOutline chain;    // the wanted one, or the last one when there are fewer; not thinned
 };
 
-// Extracts, blurs and traces into `traced`, which is empty yet. Contours count from 1 in the order in which a raster
+// Extracts, blurs and traces into `traced`, which must be empty. Contours count from 1 in the order in which a raster
 // scan meets them. Returns 0, or the host's code that stopped the work: the host is asked after the lattice and after
 // every contour.
 std::int32_t TraceContours(const ContourJob& job, std::int32_t wanted, TracedContour& traced);

@@ -51,7 +51,7 @@ void WriteCells(const Sides& above, const Sides& below, std::uint8_t* row) {
 }
 
 void ResetLattice(std::size_t width, std::size_t height, BoundaryLattice& lattice) {
-  constexpr std::size_t kTooMany = std::size_t{1} << 31;  // more than the heap ever has; the product may wrap around
+  constexpr std::size_t kTooMany = std::size_t{1} << 31;  // beyond any heap block; the product may wrap around
   if (width >= kTooMany / height) throw AllocFailed();
   lattice.cells.assign(width * height, 0);
   lattice.width = width;
@@ -77,7 +77,7 @@ struct Step {
 constexpr auto kSteps = std::to_array<Step>({{1, 0}, {1, -1}, {0, -1}, {-1, -1}, {-1, 0}, {-1, 1}, {0, 1}, {1, 1}});
 constexpr unsigned kStartDirection = 1;
 
-// A cell of the walk; the address saves a multiplication a neighbour.
+// A cell of the walk; its address saves a multiplication per neighbour.
 struct Walker {
   const std::uint8_t* cell;
   std::size_t x, y;
@@ -171,7 +171,7 @@ void TraceBoundary(const BoundaryLattice& lattice, std::size_t x, std::size_t y,
 }
 
 void EraseBoundaryComponent(BoundaryLattice& lattice, std::size_t x, std::size_t y) {
-  // Row by row in whole runs, cleared when taken: the stack holds runs, not cells, whatever the shape.
+  // Row by row in whole runs, cleared when popped: the stack holds runs instead of cells, whatever the shape.
   CellStack stack;
   stack.push_back(static_cast<std::uint32_t>(y * lattice.width + x));
   while (!stack.empty()) {

@@ -14,9 +14,9 @@ namespace orvandel {
 namespace {
 
 constexpr double kSampleStep = 1.0;             // layer pixels of arc length
-constexpr std::int32_t kQueryResolution = 500;  // parameter steps a segment by which the host answers length queries
+constexpr std::int32_t kQueryResolution = 500;  // parameter steps per segment of the host's length queries
 constexpr float kMaskTolerance = 0.15F;         // layer pixels
-constexpr double kLongestSegment = 1e7;         // layer pixels; beyond it the host's answer cannot be meant
+constexpr double kLongestSegment = 1e7;         // layer pixels; longer than any path on a layer
 
 void ThrowOnFailure(std::int32_t code) {
   if (code != 0) throw AbortException(code);
@@ -68,7 +68,7 @@ void SampleSegment(const SegmentQuery& segment, double step, PictureOutline& tar
 // Lends the mask at `hostTime` to the slot. False when the layer has no such mask.
 bool HoldPath(ParamSlot& slot, std::int32_t hostTime) {
   SampleAt(slot, hostTime);
-  // A refused check-out tells no mask. Taking it for "none" would remove the waves for good.
+  // A refused check-out does not say which mask. Treating it as "none" would remove the waves for good.
   if (slot.definition.type != ORV_PARAM_PATH) throw AbortException(ORV_INVALID_CALLBACK);
   if (slot.pathHandle != 0) return true;
   EffectContext& context = *slot.owner;

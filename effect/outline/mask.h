@@ -11,8 +11,8 @@ namespace orvandel {
 // empty and not valid. The path stays lent to the slot until its time changes or the context ends.
 void BuildMaskShape(Wave& wave, EffectContext& context);
 
-// Appends points `step` layer pixels apart along every segment of the path that `maskSlot` holds. Each segment starts
-// anew at its own start; its end is left to the next segment.
+// Appends points `step` layer pixels apart along every segment of the path that `maskSlot` holds. Each segment is
+// sampled from its own start; its end belongs to the next segment.
 void SamplePathPoints(ParamSlot& maskSlot, double step, PictureOutline& target);
 
 }  // namespace orvandel

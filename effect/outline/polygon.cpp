@@ -9,17 +9,17 @@ namespace {
 constexpr double kPi = 3.141592653589793;
 constexpr double kTwoPi = 6.283185307179586;
 constexpr float kDeepestStar = -0.999F;
-// A thousand times the valid range: still drawn, and no wave takes more than a megabyte.
+// A thousand times the valid range, and at most a megabyte a wave.
 constexpr std::int64_t kMostPoints = 131072;
 
-// The order of the operations is part of the picture: index times the full turn first, then the division.
+// The order of the operations decides pixels: index times the full turn first, then the division.
 double VertexAngle(std::int64_t index, std::int64_t count) {
   return static_cast<double>(index) * kTwoPi / static_cast<double>(static_cast<float>(count));
 }
 
 UnitPoint Rounded(double x, double y) { return {static_cast<float>(x), static_cast<float>(y)}; }
 
-// Empties the shape and takes the storage at once, so that a count beyond memory fails before any work is done.
+// Clears the shape and reserves its storage, so that a count beyond memory fails before any work is done.
 void StartShape(UnitOutline& shape, std::int64_t pointCount) {
   shape.clear();
   if (pointCount > kMostPoints) throw AllocFailed::ForBytes(static_cast<std::uint64_t>(pointCount) * sizeof(UnitPoint));
@@ -43,7 +43,7 @@ void BuildStarShape(Wave& wave) {
   StartShape(wave.shape, pointCount);
 
   const double apothem = static_cast<float>(std::cos(kPi / static_cast<double>(sides)));
-  // Written so that a depth that is not a number is held at the limit as well.
+  // Written so that NaN counts as the limit as well.
   const float depth = wave.starDepth >= kDeepestStar ? wave.starDepth : kDeepestStar;
   const double innerRadius = depth + 1.0F;
 

@@ -1,7 +1,7 @@
 // Regular polygons and stars in the unit frame: centre at the origin, outer vertices on the unit circle.
 //
-// Vertex 0 lies straight to the right; the rest follow clockwise on screen. Size, turn, place and rounded corners are
-// placement's business.
+// Vertex 0 lies straight to the right; the rest follow clockwise on screen. Placement adds size, turn, place and
+// rounded corners.
 #pragma once
 
 #include "effect/sim/wave.h"

@@ -13,7 +13,7 @@ void MoveToUnitFrame(const PictureOutline& source, PicturePoint centre, UnitOutl
     const UnitPoint point{source[i].x - centre.x, source[i].y - centre.y};
     shape[i] = point;
     const float squared = point.x * point.x + point.y * point.y;
-    if (squared > farthestSquared) farthestSquared = squared;  // never taken for a point that is not a number
+    if (squared > farthestSquared) farthestSquared = squared;  // false for NaN
   }
   if (!(farthestSquared > 0)) return;
 

@@ -1,8 +1,8 @@
 // The value image of a contour: one channel of the source picture as 16-bit numbers, softened by a separable blur.
 //
 // A value pixel is 4 bytes: two unsigned 16-bit halves in the machine's byte order, both of them the value, so that
-// words can be read and written as well. Values are 8 bits times 256, except hue and saturation (0..32767) and the hue
-// of grey (65535). Whatever lies outside the source is 0.
+// a pixel can be read and written as one word. Values are 8 bits times 256, except hue and saturation (0..32767) and
+// the hue of grey (65535). Whatever lies outside the source is 0.
 #pragma once
 
 #include <cstdint>

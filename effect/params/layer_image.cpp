@@ -45,7 +45,8 @@ struct PixelWalk {
     position = rowStart + (position - rowEnd);
   }
 
-  // Upside down, what lies behind the last pixel of a row may be beyond the picture's memory: null there.
+  // Null for what lies behind the last pixel of a row when rows are stored upside down: it may be beyond the picture's
+  // memory.
   const std::uint8_t* Pixel(const ImageBuffer& image) const {
     if (image.rowBytes >= 0) return image.data + position;
     const std::int64_t inRow = position % rowLength;
@@ -79,8 +80,8 @@ Fingerprint FingerprintImage(const ImageBuffer& image) {
   return sums;
 }
 
-// The value part is a union: a host that answers with a definition of another type has not handed over an image. Slots
-// whose first check-out was refused stand for a layer until the next one says what they are.
+// The value part is a union: when the host answers with a definition of another type, it holds no image. A slot whose
+// first check-out was refused counts as a layer until a later one fills its type.
 ImageBuffer SlotImage(const ParamSlot& slot) {
   const OrvImage& image = slot.definition.value.layer.image;
   const bool isImage = slot.definition.type == ORV_PARAM_LAYER && image.width >= 0 && image.height >= 0;

@@ -1,4 +1,4 @@
-// Parameter set-up: one table row a registration, in the order in which hosts and projects know them. All definitions
+// Parameter set-up: one table row a registration, in the order that hosts and projects rely on. All definitions
 // are built before the first is handed over, and none outlives the command.
 #include "effect/params/param_set.h"
 

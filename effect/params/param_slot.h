@@ -1,4 +1,4 @@
-// Reading parameter values: filling a slot for the call's time, re-reading it at another time, and what it then says.
+// Reading parameter values: filling a slot for the call's time, re-reading it at another time, and the value it holds.
 #pragma once
 
 #include <cstdint>

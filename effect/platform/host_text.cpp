@@ -68,7 +68,7 @@ ByteString Lq_UTF16ToMBString(const WideString& wide, bool /*useSystemCodePage*/
   ByteString bytes;
   for (std::size_t i = 0; i < wide.size(); ++i) {
     char32_t c = wide[i];
-    const char16_t next = wide[i + 1];  // behind the last, the NUL
+    const char16_t next = wide[i + 1];  // after the last one, the NUL
     const bool paired = c >= 0xD800 && c < 0xDC00 && next >= 0xDC00 && next < 0xE000;
     if (paired) {
       c = 0x10000 + ((c & 0x3FF) << 10) + (next & 0x3FF);

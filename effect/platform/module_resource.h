@@ -11,7 +11,7 @@ namespace orvandel::platform {
 // The module's resource directory in memory.
 using ModuleHandle = const OrvResourceEntry*;
 
-// Kept when the module is loaded; the registration resource that the build made unless replaced.
+// The handle kept at load: the resource section that the build made, unless replaced.
 ModuleHandle KeptModuleHandle();
 void KeepModuleHandle(ModuleHandle module);
 

@@ -25,7 +25,7 @@ WideString AsciiToUTF16(const char* text, std::size_t length) {
 WideString ReplaceInString(const WideString& text, const std::array<WideString, 10>& arguments) {
   WideString result;
   for (std::size_t i = 0; i < text.size(); ++i) {
-    const char16_t next = text[i + 1];  // behind the last, the NUL
+    const char16_t next = text[i + 1];  // after the last one, the NUL
     if (text[i] == u'@' && next >= u'0' && next <= u'9') {
       result += arguments[static_cast<std::size_t>(next - u'0')];
       ++i;

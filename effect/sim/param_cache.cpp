@@ -48,8 +48,8 @@ void StoreRestartValues(Stepper& stepper) {
   }
 }
 
-// How far the search for the next change looks: to the end of the layer, so that unchanging values are found to be so
-// once and for all; on very long layers less far. A frame depends on no entry beyond the tick that follows it.
+// Where the search for the next change ends: at the end of the layer, so that constant values are searched once; on
+// very long layers earlier. A frame depends on no entry beyond the tick that follows it.
 double SearchEnd(const Stepper& stepper) {
   return std::min(stepper.durationTicks, stepper.target + kFarthestLookAhead);
 }
@@ -60,8 +60,8 @@ void RemoveEntriesFrom(Stepper& stepper, double f) {
                 entries.end());
 }
 
-// Whether the host promises that nothing has changed since the cache was last checked; then ticks before checkedTo need
-// no second look. Asking costs as much as checking some ticks, so short sequences do without.
+// Whether the host promises that nothing has changed since the cache was last checked; then ticks before checkedTo are
+// not checked again. Asking costs as much as checking some ticks, so short sequences do not ask.
 bool RenewStamp(Stepper& stepper) {
   constexpr double kTicksWorthAsking = 128;
   const std::uint64_t stamp = stepper.target >= kTicksWorthAsking ? stepper.context->ChangeStamp() : 0;
@@ -70,7 +70,7 @@ bool RenewStamp(Stepper& stepper) {
   return unchanged;
 }
 
-// The entry that stands at a tick. The first one of a cache stands from tick 0 on.
+// The entry that applies at a tick. The first one of a cache applies from tick 0 on.
 std::size_t EntryAt(const Stepper& stepper, double tick) {
   const auto& entries = stepper.cacheEntries;
   const auto after = std::partition_point(entries.begin(), entries.end(),

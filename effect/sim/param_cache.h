@@ -2,7 +2,7 @@
 // and one at every tick where a value differs from the entry before it.
 //
 // Every command that simulates first checks the cache against the host's values and rebuilds it from the first tick
-// where they differ; whatever was simulated at or after that tick is dropped.
+// where they differ; what was simulated at or after that tick is dropped.
 //
 // Byte form (all integers 32 bits, r restart ids, a animated ids, E entries; packed):
 //   r | r ids | u8 flag | flag = 1: 8r restart values | a | maxParamId | a ids | 8a | E | E x { f64 time, 8a keys }

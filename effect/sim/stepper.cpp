@@ -22,11 +22,11 @@ void CreateState(Stepper& stepper) {
   stepper.context->inRecord->sequenceData = handle;
   Utilities(stepper).lockHandle(handle);
   stepper.state = ::new (*handle) SequenceState{};  // the release fills it
-  // An entry left over for a state at this address would be of one that the host has dropped without a word.
+  // The register may hold an entry for this address already, of a state whose handle the host disposed of itself.
   Register(*stepper.state);
 }
 
-// Forgets, without touching it, what lay on a heap that is gone.
+// Forgets, without touching it, what lay on a heap that no longer exists.
 void ForgetHeapMemory(SequenceState& state) {
   state.list = nullptr;
   state.time = -1;
@@ -50,13 +50,13 @@ void TakeOver(Stepper& stepper) {
   stepper.cacheAddress = static_cast<std::uint8_t*>(*stepper.cacheBlock);
 }
 
-// False when there is no memory for it; then the old block stays.
+// False without memory for it; then the old block stays.
 bool RewriteCacheBlock(Stepper& stepper) {
   const std::uint64_t size = CacheBlockSize(stepper);
   const OrvHandle fresh = size > 0x7FFFFFFF ? nullptr : Utilities(stepper).newHandle(size);
   if (fresh == nullptr) return false;
   Utilities(stepper).lockHandle(fresh);
-  // Complete before the old block goes: keys may still lie in the old one.
+  // Complete before the old block is disposed of: keys may still lie in it.
   WriteCacheBlock(stepper, static_cast<std::uint8_t*>(*fresh));
   if (stepper.cacheBlock != nullptr) {
     Utilities(stepper).unlockHandle(stepper.cacheBlock);
@@ -157,7 +157,7 @@ void OpenStepper(Stepper& stepper, bool sample) {
   CheckInvariants(stepper);
   if (!sample || stepper.cacheBlock == nullptr) return;
   if (stepper.target > kLatestTick) throw AbortException(ORV_INVALID_CALLBACK);
-  Register(*stepper.state);  // once more after the heap has gone
+  Register(*stepper.state);  // again: the heap may have been released in between
   AcceptTerms(stepper);
   try {
     ReadCacheBlock(stepper, stepper.cacheAddress);

@@ -39,15 +39,15 @@ struct Stepper {
   // By logical id, up to maxParamId; empty until sampled: the slots that read the host, and what stepping goes by.
   HeapVector<ParamSlot> simParams;
   HeapVector<ParamValue> simValues;
-  HeapVector<CacheEntry> cacheEntries;                // by time
-  bool cacheDirty = false;                            // the release writes a new cache block
-  HeapVector<std::int32_t> animatedIds;               // their order is the order of the keys
+  HeapVector<CacheEntry> cacheEntries;   // by time
+  bool cacheDirty = false;               // the release writes a new cache block
+  HeapVector<std::int32_t> animatedIds;  // their order is the order of the keys
   std::int32_t maxParamId = -1;
   HeapVector<std::int32_t> restartIds;  // a change of these re-simulates from tick 0
   HeapVector<ValueKey> restartValues;   // what the simulation was run with; empty: not run yet
   std::uint64_t stamp = 0;              // as in the state
   double checkedTo = 0;                 // as in the state
-  bool released = false;                // abandoned or released: nothing more is done
+  bool released = false;                // abandoned or released: a later release does nothing
 
   std::uint32_t KeyBytesPerEntry() const { return static_cast<std::uint32_t>(animatedIds.size() * kValueKeyBytes); }
 };
@@ -56,16 +56,17 @@ struct Stepper {
 // parameters and cut cache and simulation back to the first tick where the host's values changed.
 void OpenStepper(Stepper& stepper, bool sample);
 
-// Hands everything back to the state. When the rewritten cache finds no memory, the old one stays, the simulation is
-// discarded (it was run with values that the old cache does not know), and AllocFailed is thrown unless
+// Hands everything back to the state. Without memory for the rewritten cache, the old one stays, the simulation is
+// discarded (the old cache does not describe the values it was run with), and AllocFailed is thrown unless
 // `duringFailure`.
 void ReleaseStepper(Stepper& stepper, bool duringFailure);
 
-// The failure path: discards list and snapshot, keeps the stored cache block, hands that back and marks the stepper
+// The failure path: discards list and snapshot, hands back the stored cache block unchanged and marks the stepper
 // released.
 void AbandonStepper(Stepper& stepper) noexcept;
 
-// The numbered list at the top of sequence_state.h, on the record and on the list; checked in debug and sanitize builds.
+// The numbered list at the top of sequence_state.h, on the record and on the list; checked in debug and sanitize
+// builds.
 void CheckInvariants(const Stepper& stepper) noexcept;
 
 // List and snapshot with the ticks that say whether they are there.

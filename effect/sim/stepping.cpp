@@ -4,8 +4,8 @@
 // One step: the emission phase grows by frequency x time, and a wave is born each time it reaches 1. Births lie inside
 // the step: the producer point and the orientation move along their rates to each birth instant, and a wave enters the
 // list already aged by the rest of the step. The i-th birth of a step happens at start + wait + i x period; its
-// sampleTime counts from the start. Which operations are single and which double precision decides the last bit of every wave: see each
-// line.
+// sampleTime counts from the start. Single or double precision of every operation decides the last bit of every
+// wave: see each line.
 #include "effect/sim/stepping.h"
 
 #include <algorithm>
@@ -26,7 +26,7 @@ namespace {
 constexpr double kTickSeconds = 0.03333333333333333;
 
 // The valid range gives 17 births a step, the largest 16.16 number 1093. More can only come from a definition of
-// another type, whose value may be so large that taking 1 from the phase leaves it as it is.
+// another type, whose value may be so large that subtracting 1 from the phase does not change it.
 constexpr float kMostBirthsAStep = 4096;
 
 float RoundToFloat(double value) { return static_cast<float>(value); }
@@ -94,7 +94,7 @@ void RestoreSnapshot(Stepper& stepper) {
   MakeList(stepper);
   const OrvUtilities& utilities = *stepper.context->inRecord->utilities;
   utilities.lockHandle(stepper.snapshotBlock);
-  // Behind the byte count; the list itself tells where it ends.
+  // After the byte count; the list's own counts tell where it ends.
   ByteReader reader(static_cast<const std::uint8_t*>(*stepper.snapshotBlock) + sizeof(std::uint32_t));
   try {
     ReadWaveList(reader, *stepper.list);
@@ -129,11 +129,10 @@ bool RunOneStep(Stepper& stepper, double& segment, double switchPoint, std::size
                 double total) {
   if (stepper.abortCode != 0) return false;
   EffectContext& context = *stepper.context;
-  // The code is looked at before the next step: the one under way still completes.
+  // The code takes effect before the next step: the one under way still completes.
   stepper.abortCode = context.CheckAbort();
   context.ReportProgress(TruncateToInt(done), TruncateToInt(total));
-  // From one tick before an entry that entry's values stand, so that births inside this very step are
-  // interpolated toward them.
+  // An entry's values apply from one tick before it, so that births inside this step are interpolated toward them.
   if (stepper.time >= switchPoint) LoadEntry(stepper, stepper.cacheEntries[nextEntry]);
   const ParamValue* values = stepper.simValues.data();
   if (segment >= 1) {

@@ -8,10 +8,10 @@ namespace orvandel {
 
 inline constexpr double kTicksPerSecond = 30.0;
 
-// 19 hours. The parameters are read at every tick up to the frame before the host is asked whether to stop, so a time
-// that cannot be meant (2^31 units of a second) would hold it for hours. Frames behind this are refused.
+// 19 hours. The parameters are read at every tick up to the frame before the first abort check, so a time far beyond
+// any film (2^31 seconds, say) would block the host for hours. Later frames are refused.
 inline constexpr double kLatestTick = 2097152;
-// 2.4 hours: how far behind the frame the next change of a parameter is looked for. For the same reason.
+// 2.4 hours: how far past the frame the search for a parameter's next change goes. For the same reason.
 inline constexpr double kFarthestLookAhead = 262144;
 
 // Host units to ticks: the product first, then one division. 0 for a time scale that is not positive.

@@ -22,7 +22,7 @@ bool TraceMemory::HoldsPicture(const ImageBuffer& source) const {
   return true;
 }
 
-// Comparing a small picture costs no more than asking.
+// Comparing a small picture costs no more than asking the host for its stamp.
 TraceMemory::Look TraceMemory::LookOf(const ParamSlot& slot) {
   constexpr std::int64_t kPixelsWorthAsking = 1 << 14;
   const ImageBuffer image = SlotImage(slot);

@@ -1,5 +1,5 @@
-// The contour traced last in a sequence, so that waves which look at the same picture with the same settings trace it
-// once, and frames between ticks, which restore waves without their shapes, do not trace again.
+// The contour traced last in a sequence, so that waves with the same picture and settings trace it once, and frames
+// between ticks, which restore waves without their shapes, do not trace again.
 //
 // A picture counts as the same only when all its bytes are equal: a fingerprint is not enough. Replaying a trace must
 // not be visible to the host, so the abort checks of the trace are remembered as a count and made again.
@@ -30,12 +30,12 @@ class TraceMemory {
  public:
   // Whether the remembered trace is of this picture; comparing is several times faster than taking a fingerprint.
   bool HoldsPicture(const ImageBuffer& source) const;
-  // The same for a layer that is checked out. It is not compared when it has been since it was checked out, nor when
-  // the host promises the pixels that a look at this layer and time has found before.
+  // The same for a layer that is checked out. Its pixels are not compared again while it stays checked out, nor while
+  // the host's change stamp promises that an earlier comparison at this time still holds.
   bool HoldsLayer(ParamSlot& slot);
-  // The picture remembered last is this layer's.
+  // Notes that this layer has the remembered picture.
   void NoteLayer(ParamSlot& slot);
-  // Whether a held picture's trace is also what these settings give.
+  // Whether the remembered trace was made with these settings.
   bool HasSettings(const TraceSettings& settings) const { return settings == settings_; }
   // AllocFailed leaves nothing remembered.
   void Remember(const TraceSettings& settings, const ImageBuffer& source, const Fingerprint& fingerprint,

@@ -30,8 +30,8 @@ inline ValueKey KeyAt(KeyBytes keys, std::size_t index) {
 ValueKey KeyOf(ParamSlot& slot);
 // Whether the slot still has the value that `key` was made from. Types beyond popups never compare equal.
 bool SameValue(ParamSlot& slot, ValueKey key);
-// The value that `key` was made from, of the slot's type. What a key does not hold (a fingerprint is no value, some types
-// have none) is what the slot says now.
+// The value that `key` was made from, of the slot's type. Words that a key does not hold (layers have a fingerprint in
+// it, some types nothing) are taken from the slot.
 ParamValue ValueFrom(const ParamSlot& slot, ValueKey key);
 
 }  // namespace orvandel

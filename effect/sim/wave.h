@@ -43,8 +43,8 @@ struct Wave {
   bool eachFrame = false;       // takes the list's settings at every step instead of keeping those of its birth
 };
 
-// Eight times what the largest Frequency and Lifespan keep alive; with the smallest outlines this is 2 GB. Waves of
-// frames that are skipped pile up until one is drawn.
+// Eight times what the largest Frequency and Lifespan keep alive; with the smallest outlines this is 2 GB. While frames
+// are skipped, dead waves stay in the list until one is drawn.
 inline constexpr std::size_t kMostWaves = std::size_t{1} << 22;
 
 struct WaveList {
@@ -54,7 +54,7 @@ struct WaveList {
   Waves waves;  // oldest first; waves.size() is the count of live waves
   WaveSettings settings;
 
-  // Appends a wave with every field zero. AllocFailed leaves the list as it was: no memory, or `most` are there.
+  // Appends a wave with every field zero. AllocFailed leaves the list as it was: no memory, or it already has `most`.
   Wave& Append(std::size_t most = kMostWaves) {
     if (waves.size() >= most) throw AllocFailed::ForBytes((waves.size() + 1) * sizeof(Wave));
     return waves.emplace_back();

@@ -41,7 +41,7 @@ typedef struct OrvCallbacks {
   int32_t (*checkInParam)(OrvEffectRef effectRef, OrvParamDef* definition);
   /* Appends the next parameter; `position` is -1. Texts behind pointers live until the call returns. Not looked at. */
   int32_t (*addParam)(OrvEffectRef effectRef, int32_t position, OrvParamDef* definition);
-  /* Non-zero stops the work: the effect asks no further question in this call and returns that very code. */
+  /* Non-zero stops the work: the effect calls neither again in this command and returns that code. */
   int32_t (*abortCheck)(OrvEffectRef effectRef);
   int32_t (*progress)(OrvEffectRef effectRef, int32_t done, int32_t total);
   /* Replaces the table's address in *strings by a reference, valid until closeStrings. */

@@ -95,7 +95,7 @@ ORV_EXPORT int32_t M_ShortConvRatio(int32_t num, uint32_t den, uint32_t newDen, 
 
 /*
  * The reduced ratio nearest to x, rounded to single precision, with numerator and denominator at most 2^30.
- * |x| >= 2^31 and what is no number: 0/0 and *overflow = true, ORV_MATH_OK; 2^30 and more below that: 2^30/1.
+ * |x| >= 2^31 and NaN: 0/0 and *overflow = true, ORV_MATH_OK; 2^30 and more below that: 2^30/1.
  * Null out or overflow: ORV_MATH_INVALID_ARGUMENT.
  */
 ORV_EXPORT int32_t M_FpLong2Ratio(double x, OrvRatio* out, bool* overflow);
@@ -111,7 +111,7 @@ ORV_EXPORT bool M_UMulWouldOverflow(uint32_t a, uint32_t b);
 /* 0 to 32. */
 ORV_EXPORT int16_t M_LeadingZeros(uint32_t x);
 
-/* The nearest integer, halves toward plus infinity. Beyond 32 bits the nearest that there is; 0 for what is no number.
+/* The nearest integer, halves toward plus infinity. Beyond 32 bits the nearest one of these; 0 for NaN.
  */
 ORV_EXPORT int32_t M_RoundDouble(double d);
 

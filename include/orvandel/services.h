@@ -3,7 +3,7 @@
  *
  * The effect acquires a service at its first use in a call and releases it before the call returns, also on failure.
  * Entries marked `reserved` are never called and may be null. Every function returns 0 or a non-zero host code, which
- * the effect passes back as the command's result unless stated otherwise; results of giving back are not looked at.
+ * the effect passes back as the command's result unless stated otherwise; results of releases are ignored.
  */
 #ifndef ORVANDEL_SERVICES_H
 #define ORVANDEL_SERVICES_H

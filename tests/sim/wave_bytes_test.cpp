@@ -22,8 +22,8 @@ void Randomise(Wave& w, std::mt19937& random) {
   w.velocity = {number(), number()};
   w.offset = {number(), number()};
   w.sourceCenter = {number(), number()};
-  for (std::uint32_t* u : {&w.color, &w.profile, &w.waveType, &w.sides, &w.sourceFingerprint[0], &w.sourceFingerprint[1],
-                           &w.valueChannel, &w.contour}) {
+  for (std::uint32_t* u : {&w.color, &w.profile, &w.waveType, &w.sides, &w.sourceFingerprint[0],
+                           &w.sourceFingerprint[1], &w.valueChannel, &w.contour}) {
     *u = word();
   }
   w.star = word() % 2 == 0;
