@@ -13,7 +13,7 @@
 #include "stage/base/color_text.h"
 #include "stage/base/errors.h"
 #include "stage/base/partial_file.h"
-#include "stage/output/video_out.h"
+#include "stage/films/film_out.h"
 #include "stage/picture/picture_scale.h"
 #include "stage/render/scene_renderer.h"
 

@@ -6,7 +6,7 @@
 #include <span>
 
 #include "cli/render/output.h"
-#include "stage/output/video_out.h"
+#include "stage/films/film_out.h"
 
 namespace orvandel::cli {
 

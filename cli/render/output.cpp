@@ -9,7 +9,7 @@
 
 #include "cli/render/png_form.h"
 #include "stage/base/errors.h"
-#include "stage/output/video_out.h"
+#include "stage/films/film_out.h"
 
 namespace orvandel::cli {
 namespace {

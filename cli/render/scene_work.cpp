@@ -8,9 +8,9 @@
 #include "cli/interrupt.h"
 #include "stage/base/errors.h"
 #include "stage/base/partial_file.h"
+#include "stage/films/film_out.h"
 #include "stage/media/background.h"
 #include "stage/module/effect_module.h"
-#include "stage/output/video_out.h"
 #include "stage/render/scene_renderer.h"
 
 namespace orvandel::cli {

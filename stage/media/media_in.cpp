@@ -7,9 +7,9 @@
 #include <utility>
 
 #include "stage/base/errors.h"
-#include "stage/media/film_reader.h"
-#include "stage/media/video_stream.h"
-#include "stage/picture/picture_convert.h"
+#include "stage/films/film_reader.h"
+#include "stage/films/frame_convert.h"
+#include "stage/films/video_stream.h"
 #include "stage/scene/sequence_name.h"
 
 namespace orvandel::stage {

@@ -9,9 +9,9 @@
 
 #include "stage/base/display_text.h"
 #include "stage/base/errors.h"
+#include "stage/loading/registration_reader.h"
 #include "stage/module/module_session.h"
 #include "stage/module/param_learning.h"
-#include "stage/module/registration_reader.h"
 
 namespace orvandel::stage {
 namespace {

@@ -4,9 +4,9 @@
 #include <cstdint>
 
 #include "stage/base/errors.h"
-#include "stage/base/ffmpeg_support.h"
 #include "stage/base/partial_file.h"
-#include "stage/output/video_out.h"
+#include "stage/ffmpeg/ffmpeg_support.h"
+#include "stage/films/film_out.h"
 
 namespace orvandel::stage {
 namespace {

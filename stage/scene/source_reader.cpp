@@ -11,7 +11,7 @@
 #include "stage/base/names.h"
 #include "stage/scene/media_reader.h"
 #include "stage/scene/value_sources.h"
-#include "stage/sources/audio_file.h"
+#include "stage/sound/audio_file.h"
 
 namespace orvandel::stage {
 namespace {

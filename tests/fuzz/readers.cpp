@@ -12,7 +12,7 @@
 #include "effect/host/registration.h"
 #include "effect/platform/module_resource.h"
 #include "stage/base/errors.h"
-#include "stage/module/registration_reader.h"
+#include "stage/loading/registration_reader.h"
 #include "stage/scene/scene_reader.h"
 #include "stage/scene/svg_path.h"
 #include "tests/fuzz/targets.h"

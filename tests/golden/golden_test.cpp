@@ -17,7 +17,7 @@
 #include <string>
 #include <vector>
 
-#include "stage/output/video_out.h"
+#include "stage/films/film_out.h"
 #include "stage/render/frame_renderer.h"
 #include "stage/scene/scene_reader.h"
 

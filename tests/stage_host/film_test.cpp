@@ -7,9 +7,9 @@
 
 #include "media_files.h"
 #include "stage/base/errors.h"
+#include "stage/films/film_out.h"
 #include "stage/media/background.h"
 #include "stage/media/media_in.h"
-#include "stage/output/video_out.h"
 
 namespace orvandel::stage {
 namespace {

@@ -10,9 +10,9 @@
 
 #include "media_files.h"
 #include "stage/base/errors.h"
+#include "stage/films/film_out.h"
 #include "stage/module/mask_lender.h"
 #include "stage/module/value_table.h"
-#include "stage/output/video_out.h"
 #include "stage/render/param_view.h"
 #include "stage/scene/param_values.h"
 #include "stage/scene/scene_reader.h"

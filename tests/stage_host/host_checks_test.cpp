@@ -5,9 +5,9 @@
 
 #include "media_files.h"
 #include "stage/base/errors.h"
+#include "stage/films/film_out.h"
 #include "stage/module/effect_module.h"
 #include "stage/module/module_session.h"
-#include "stage/output/video_out.h"
 #include "stage/render/frame_renderer.h"
 #include "stage/scene/scene_reader.h"
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "stage/base/ffmpeg_support.h"
+#include "stage/ffmpeg/ffmpeg_support.h"
 #include "stage/picture/picture.h"
 #include "stage/scene/timebase.h"
 

@@ -8,8 +8,8 @@
 
 #include "media_files.h"
 #include "stage/base/errors.h"
-#include "stage/output/video_out.h"
-#include "stage/picture/picture_convert.h"
+#include "stage/films/film_out.h"
+#include "stage/films/frame_convert.h"
 
 extern "C" {
 #include <libavutil/crc.h>

@@ -4,9 +4,9 @@
 
 #include "media_files.h"
 #include "stage/base/errors.h"
+#include "stage/films/film_out.h"
+#include "stage/films/video_stream.h"
 #include "stage/media/media_in.h"
-#include "stage/media/video_stream.h"
-#include "stage/output/video_out.h"
 
 namespace orvandel::stage {
 namespace {

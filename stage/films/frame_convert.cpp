@@ -1,4 +1,4 @@
-#include "stage/picture/picture_convert.h"
+#include "stage/films/frame_convert.h"
 
 extern "C" {
 #include <libavutil/pixdesc.h>

@@ -1,4 +1,4 @@
-#include "stage/sources/expression.h"
+#include "stage/formulas/expression.h"
 
 #include <algorithm>
 #include <cmath>

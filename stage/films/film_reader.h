@@ -9,9 +9,9 @@
 #include <map>
 #include <memory>
 
-#include "stage/media/video_stream.h"
+#include "stage/films/frame_convert.h"
+#include "stage/films/video_stream.h"
 #include "stage/picture/picture.h"
-#include "stage/picture/picture_convert.h"
 
 namespace orvandel::stage {
 

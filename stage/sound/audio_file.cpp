@@ -1,4 +1,4 @@
-#include "stage/sources/audio_file.h"
+#include "stage/sound/audio_file.h"
 
 #include <algorithm>
 #include <cmath>
@@ -9,8 +9,8 @@
 #include <fmt/format.h>
 
 #include "stage/base/errors.h"
-#include "stage/base/ffmpeg_support.h"
 #include "stage/base/names.h"
+#include "stage/ffmpeg/ffmpeg_support.h"
 
 namespace orvandel::stage {
 namespace {

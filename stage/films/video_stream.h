@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <string>
 
-#include "stage/base/ffmpeg_support.h"
+#include "stage/ffmpeg/ffmpeg_support.h"
 
 namespace orvandel::stage {
 

@@ -17,9 +17,9 @@
 #include <vector>
 
 #include "stage/base/errors.h"
-#include "stage/base/ffmpeg_support.h"
 #include "stage/base/partial_file.h"
-#include "stage/output/video_out.h"
+#include "stage/ffmpeg/ffmpeg_support.h"
+#include "stage/films/film_out.h"
 
 extern "C" {
 #include <libavutil/pixdesc.h>

@@ -1,4 +1,4 @@
-#include "stage/media/video_stream.h"
+#include "stage/films/video_stream.h"
 
 #include <cstring>
 #include <string_view>

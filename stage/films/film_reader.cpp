@@ -1,4 +1,4 @@
-#include "stage/media/film_reader.h"
+#include "stage/films/film_reader.h"
 
 #include <algorithm>
 #include <limits>

@@ -1,4 +1,4 @@
-#include "stage/base/ffmpeg_support.h"
+#include "stage/ffmpeg/ffmpeg_support.h"
 
 extern "C" {
 #include <libavutil/log.h>

@@ -1,7 +1,7 @@
 // Decoded frames of the FFmpeg libraries as pictures: 8-bit straight alpha, bytes alpha, red, green, blue.
 #pragma once
 
-#include "stage/base/ffmpeg_support.h"
+#include "stage/ffmpeg/ffmpeg_support.h"
 #include "stage/picture/picture.h"
 #include "stage/picture/picture16.h"
 

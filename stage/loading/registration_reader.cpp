@@ -1,4 +1,4 @@
-#include "stage/module/registration_reader.h"
+#include "stage/loading/registration_reader.h"
 
 #include <elf.h>
 
