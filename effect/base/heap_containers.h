@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <list>
+#include <type_traits>
 #include <vector>
 
 #include "effect/base/errors.h"
@@ -20,6 +21,9 @@ template <typename T>
 class HeapAllocator {
  public:
   using value_type = T;
+  // Containers take each other's memory over: said, because not every library works it out.
+  using propagate_on_container_move_assignment = std::true_type;
+  using is_always_equal = std::true_type;
   static_assert(alignof(T) <= heap::kAlignment);
 
   HeapAllocator() noexcept = default;

@@ -2,7 +2,6 @@
 // command's end and answers kHostFailed instead.
 #include "stage/module/host_services.h"
 
-#include <bit>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -11,6 +10,7 @@
 
 #include "stage/base/display_text.h"
 #include "stage/base/errors.h"
+#include "stage/module/object_ref.h"
 
 namespace orvandel::stage {
 namespace {
@@ -90,25 +90,25 @@ using DisplayTexts = std::vector<std::string>;
 std::int32_t OpenStrings(OrvStringsRef* strings, std::int32_t resourceId) {
   if (inForce == nullptr || resourceId != ORV_STRING_TABLE_ID) return kHostFailed;
   return Guarded(*inForce, [&] {
-    const auto* table = std::bit_cast<const OrvStringTable*>(*strings);
+    const auto* table = ObjectOf<const OrvStringTable>(*strings);
     auto texts = std::make_unique<DisplayTexts>();
     for (std::uint64_t i = 0; i < table->count && table->entries[i].key != nullptr; ++i) {
       texts->push_back(DisplayText(table->entries[i].key));
     }
-    *strings = reinterpret_cast<std::uintptr_t>(texts.release());
+    *strings = RefTo(texts.release());
     inForce->ledger.StringsOpened();
     return 0;
   });
 }
 
 const char* GetString(OrvStringsRef strings, std::int32_t id, std::int32_t, std::uint32_t*) {
-  const auto* texts = std::bit_cast<const DisplayTexts*>(strings);
+  const auto* texts = ObjectOf<const DisplayTexts>(strings);
   const bool known = texts != nullptr && id >= 0 && static_cast<std::size_t>(id) < texts->size();
   return known ? (*texts)[static_cast<std::size_t>(id)].c_str() : "";
 }
 
 std::int32_t CloseStrings(OrvStringsRef* strings) {
-  delete std::bit_cast<DisplayTexts*>(*strings);
+  delete ObjectOf<DisplayTexts>(*strings);
   *strings = 0;
   if (inForce != nullptr) inForce->ledger.StringsClosed();
   return 0;

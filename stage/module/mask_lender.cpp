@@ -2,9 +2,8 @@
 
 #include <fmt/format.h>
 
-#include <bit>
-
 #include "stage/base/errors.h"
+#include "stage/module/object_ref.h"
 
 namespace orvandel::stage {
 namespace {
@@ -26,9 +25,9 @@ struct MaskLender::Lent {
   std::vector<std::unique_ptr<LengthQuery>> retired;
 };
 
-MaskLender::Lent& MaskLender::LentOf(OrvPathRef path) { return *std::bit_cast<Lent*>(path); }
+MaskLender::Lent& MaskLender::LentOf(OrvPathRef path) { return *ObjectOf<Lent>(path); }
 
-const LengthQuery& MaskLender::QueryOf(OrvLengthQuery query) { return *std::bit_cast<const LengthQuery*>(query); }
+const LengthQuery& MaskLender::QueryOf(OrvLengthQuery query) { return *ObjectOf<const LengthQuery>(query); }
 
 OrvPathRef MaskLender::PathAt(std::int32_t place, std::int32_t hostTime) {
   if (place < 1 || static_cast<std::size_t>(place) > scene_.masks.size()) return 0;
@@ -42,7 +41,7 @@ OrvPathRef MaskLender::PathAt(std::int32_t place, std::int32_t hostTime) {
     keptPoints_ += kPointsOfSegment * lent->segments.size();
   }
   ++lent_;
-  return reinterpret_cast<std::uintptr_t>(lent.get());
+  return RefTo(lent.get());
 }
 
 bool MaskLender::IsOpen(OrvPathRef path) const { return !LentOf(path).path.closed; }
@@ -65,7 +64,7 @@ OrvLengthQuery MaskLender::Prepare(OrvPathRef path, std::int32_t segment, std::i
     keptPoints_ += static_cast<std::size_t>(resolution) + 1;
   }
   ++lent_;
-  return reinterpret_cast<std::uintptr_t>(prepared.query.get());
+  return RefTo(prepared.query.get());
 }
 
 void MaskLender::TakeBack() {

@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cmath>
 #include <numbers>
 #include <system_error>
 #include <utility>
 
+#include <fast_float/fast_float.h>
 #include <fmt/format.h>
 
 #include "stage/base/errors.h"
@@ -119,8 +119,9 @@ double PathText::TakeNumber() {
     if (const std::size_t exponentEnd = DigitsFrom(exponent); exponentEnd > exponent) end = exponentEnd;
   }
   double value = 0;
-  const auto read = std::from_chars(text_.data() + begin, text_.data() + end, value);
-  if (read.ec != std::errc() || read.ptr != text_.data() + end) Fail("a number beyond what can be computed with");
+  const auto read = fast_float::from_chars(text_.data() + begin, text_.data() + end, value);
+  if (read.ec != std::errc() || read.ptr != text_.data() + end || !std::isfinite(value))
+    Fail("a number beyond what can be computed with");
   at_ = end;
   return value;
 }
