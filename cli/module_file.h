@@ -3,6 +3,7 @@
 
 #include <filesystem>
 
+#include "stage/loading/loaded_effect.h"
 #include "stage/module/effect_module.h"
 
 namespace orvandel::cli {

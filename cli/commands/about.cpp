@@ -31,7 +31,7 @@ std::string Indented(const std::string& text) {
 
 void About(const AboutRequest& request) {
   const auto file = ModuleFile(request.module);
-  stage::EffectModule module(file);
+  stage::EffectModule module(stage::LoadEffect(file));
   const stage::Identity& identity = module.GetIdentity();
   fmt::print("module          {}\n", file.string());
   fmt::print("name            {}\n", identity.name);

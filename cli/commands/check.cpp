@@ -196,7 +196,7 @@ void Print(const Findings& findings, bool asJson) {
 }  // namespace
 
 void Check(const CheckRequest& request) {
-  stage::EffectModule module(ModuleFile(request.scene.module));
+  stage::EffectModule module(stage::LoadEffect(ModuleFile(request.scene.module)));
   const Findings findings = CheckScene(module, request);
   Print(findings, request.asJson);
   module.SetDown();

@@ -179,7 +179,7 @@ void PrintJson(const stage::Scene& scene, const Description& description) {
 }  // namespace
 
 void Describe(const DescribeRequest& request) {
-  stage::EffectModule module(ModuleFile(request.scene.module));
+  stage::EffectModule module(stage::LoadEffect(ModuleFile(request.scene.module)));
   const stage::Scene scene = stage::ReadScene(request.scene.file, module.Catalog(), request.scene.options);
   const Description description = Look(module, scene, request);
   if (request.asJson) {

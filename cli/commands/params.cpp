@@ -81,7 +81,7 @@ ordered_json AsJson(const Entry& entry) {
 }  // namespace
 
 void Params(const ParamsRequest& request) {
-  stage::EffectModule module(ModuleFile(request.scene.module));
+  stage::EffectModule module(stage::LoadEffect(ModuleFile(request.scene.module)));
   std::vector<Entry> entries;
   if (request.scene.file.empty()) {
     entries = RegisteredEntries(module.Catalog());

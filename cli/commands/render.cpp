@@ -60,7 +60,7 @@ void RefuseImpossibleSettings(const RenderRequest& request, const Output& output
 
 // The module is needed to read the scene; it is gone again before processes are forked.
 Plan MakePlan(const RenderRequest& request) {
-  stage::EffectModule module(ModuleFile(request.scene.module));
+  stage::EffectModule module(stage::LoadEffect(ModuleFile(request.scene.module)));
   Plan plan;
   plan.scene = stage::ReadScene(request.scene.file, module.Catalog(), request.scene.options);
   const stage::Scene& scene = plan.scene;

@@ -10,7 +10,7 @@
 namespace orvandel::cli {
 
 void Schema(const AboutRequest& request) {
-  stage::EffectModule module(ModuleFile(request.module));
+  stage::EffectModule module(stage::LoadEffect(ModuleFile(request.module)));
   fmt::print("{}", stage::SceneSchema(module.Catalog()));
   module.SetDown();
 }

@@ -13,9 +13,9 @@
 #include "stage/base/color_text.h"
 #include "stage/base/errors.h"
 #include "stage/base/partial_file.h"
-#include "stage/films/film_out.h"
 #include "stage/picture/picture_scale.h"
 #include "stage/render/scene_renderer.h"
+#include "stage/stills/png_file.h"
 
 namespace orvandel::cli {
 namespace {
@@ -66,7 +66,7 @@ void DrawSheet(const SheetRequest& request, stage::EffectModule& module, const s
 void Sheet(const SheetRequest& request) {
   const Output output = OutputOf(request);
   FramesLeft(output, {0}, request.replace ? Existing::kReplace : Existing::kRefuse, {});
-  stage::EffectModule module(ModuleFile(request.scene.module));
+  stage::EffectModule module(stage::LoadEffect(ModuleFile(request.scene.module)));
   DrawSheet(request, module, stage::ReadScene(request.scene.file, module.Catalog(), request.scene.options));
   module.SetDown();
 }

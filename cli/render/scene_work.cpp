@@ -8,10 +8,11 @@
 #include "cli/interrupt.h"
 #include "stage/base/errors.h"
 #include "stage/base/partial_file.h"
-#include "stage/films/film_out.h"
+#include "stage/loading/loaded_effect.h"
 #include "stage/media/background.h"
 #include "stage/module/effect_module.h"
 #include "stage/render/scene_renderer.h"
+#include "stage/stills/png_file.h"
 
 namespace orvandel::cli {
 namespace {
@@ -22,7 +23,7 @@ class SceneWork final : public FrameWork {
       : scene_(scene),
         output_(output),
         depth_(settings.depth),
-        module_(settings.module),
+        module_(stage::LoadEffect(settings.module)),
         renderer_(std::in_place, module_, scene, settings.render) {
     if (!settings.background.empty()) background_.emplace(settings.background, scene, settings.render.downsample);
   }

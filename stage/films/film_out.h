@@ -1,4 +1,4 @@
-// Encoded output through the FFmpeg libraries: pictures and films. Files appear under their name only when whole.
+// Films written through the FFmpeg libraries. Files appear under their name only when whole.
 #pragma once
 
 #include <cstdint>
@@ -8,16 +8,9 @@
 #include <vector>
 
 #include "stage/picture/picture.h"
-#include "stage/picture/picture16.h"
 #include "stage/scene/timebase.h"
 
 namespace orvandel::stage {
-
-// Writes 8-bit RGBA with exactly the picture's bytes (all four, also where alpha is 0): beside the name, then renamed.
-// Throws WorkError with the file and the reason.
-void WritePng(const std::filesystem::path& file, Picture picture);
-// The same with 16 bits a channel.
-void WritePng16(const std::filesystem::path& file, const Picture16& picture);
 
 // Both functions throw WorkError with the file and the reason.
 class FilmWriter {

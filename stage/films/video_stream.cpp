@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "stage/base/errors.h"
+#include "stage/stills/png_file.h"
 
 namespace orvandel::stage {
 namespace {
@@ -15,8 +16,6 @@ constexpr const char* kFormats =
     "pipe,"
     "xbm_pipe,xpm_pipe,gif_pipe,hdr_pipe,dds_pipe,cri_pipe,apng,gif,avi,mov,matroska,webm,ogg,mpeg,mpegts,mpegvideo,"
     "flv,asf,mxf,nut,ivf,yuv4mpegpipe,h264,hevc,m4v,mjpeg,obu,av1,rm,swf,dv,wtv,webp";
-
-constexpr const char* kTooLarge = "has more than 256 megapixels";
 
 bool NamesStill(std::string_view demuxer) { return demuxer.ends_with("_pipe") || demuxer == "image2"; }
 

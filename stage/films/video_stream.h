@@ -9,9 +9,6 @@
 
 namespace orvandel::stage {
 
-// Larger pictures are refused.
-inline constexpr std::int64_t kMostPixels = 256'000'000;
-
 // Only plain files are opened, and no format that leads to other files. Every function throws InputError with the
 // file's name.
 class VideoStream {

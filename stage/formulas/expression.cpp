@@ -1,13 +1,21 @@
-#include "stage/formulas/expression.h"
+// Formulas read and evaluated by muParser.
+//
+// The library keeps the compiled formula and is small, maintained and without dependencies of its own. Its assignment
+// and its lists of results are refused here: a formula is one number.
+#include "stage/sources/expression.h"
 
 #include <algorithm>
 #include <cmath>
+#include <memory>
+#include <mutex>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include <fmt/format.h>
 #include <muParser.h>
 
+#include "stage/base/addition.h"
 #include "stage/base/errors.h"
 #include "stage/base/names.h"
 
@@ -78,46 +86,91 @@ std::string PlainSentence(std::string sentence) {
   Refuse(offset, PlainSentence(error.GetMsg()));
 }
 
-}  // namespace
+// A formula as the library evaluates it: with variables of its own, and so for one thread at a time.
+class Compiled {
+ public:
+  Compiled(const std::string& text, const ExpressionConstants& constants);
+  double ValueAt(const ExpressionTime& when);
 
-struct Expression::Formula {
-  mu::Parser parser;
-  ExpressionTime when;  // what the formula's variables point to
+ private:
+  mu::Parser parser_;
+  ExpressionTime when_;  // what the formula's variables point to
 };
 
-Expression::Expression(const std::string& text, const ExpressionConstants& constants)
-    : formula_(std::make_unique<Formula>()) {
+Compiled::Compiled(const std::string& text, const ExpressionConstants& constants) {
   RefuseAssignment(text);
-  mu::Parser& parser = formula_->parser;
   try {
-    parser.ClearConst();
-    parser.DefineConst("pi", 3.141592653589793238462643);
-    parser.DefineConst("e", 2.718281828459045235360287);
-    parser.DefineConst("width", constants.width);
-    parser.DefineConst("height", constants.height);
-    parser.DefineConst("duration", constants.duration);
-    parser.DefineVar("t", &formula_->when.seconds);
-    parser.DefineVar("tick", &formula_->when.tick);
-    parser.DefineVar("frame", &formula_->when.frame);
-    DefineFunctions(parser);
-    parser.SetExpr(text);
+    parser_.ClearConst();
+    parser_.DefineConst("pi", 3.141592653589793238462643);
+    parser_.DefineConst("e", 2.718281828459045235360287);
+    parser_.DefineConst("width", constants.width);
+    parser_.DefineConst("height", constants.height);
+    parser_.DefineConst("duration", constants.duration);
+    parser_.DefineVar("t", &when_.seconds);
+    parser_.DefineVar("tick", &when_.tick);
+    parser_.DefineVar("frame", &when_.frame);
+    DefineFunctions(parser_);
+    parser_.SetExpr(text);
     int results = 0;
-    parser.Eval(results);
+    parser_.Eval(results);
     if (results != 1) throw InputError(fmt::format("{} numbers with commas between them; one is needed", results));
   } catch (const mu::ParserError& error) {
-    Explain(parser, error, text.size());
+    Explain(parser_, error, text.size());
   }
 }
 
-Expression::~Expression() = default;
-
-double Expression::ValueAt(const ExpressionTime& when) const {
-  formula_->when = when;
+double Compiled::ValueAt(const ExpressionTime& when) {
+  when_ = when;
   try {
-    return formula_->parser.Eval();
+    return parser_.Eval();
   } catch (const mu::ParserError& error) {
     throw InputError(PlainSentence(error.GetMsg()));
   }
 }
 
+// Asked by several threads at once it compiles once more for each of them.
+class Formula final : public Expression {
+ public:
+  Formula(const std::string& text, const ExpressionConstants& constants) : text_(text), constants_(constants) {
+    idle_.push_back(std::make_unique<Compiled>(text, constants));
+  }
+
+  double ValueAt(const ExpressionTime& when) const override {
+    std::unique_ptr<Compiled> compiled = Take();
+    const double value = compiled->ValueAt(when);
+    const std::lock_guard lock(mutex_);
+    idle_.push_back(std::move(compiled));
+    return value;
+  }
+
+ private:
+  std::unique_ptr<Compiled> Take() const {
+    {
+      const std::lock_guard lock(mutex_);
+      if (!idle_.empty()) {
+        std::unique_ptr<Compiled> compiled = std::move(idle_.back());
+        idle_.pop_back();
+        return compiled;
+      }
+    }
+    return std::make_unique<Compiled>(text_, constants_);
+  }
+
+  std::string text_;
+  ExpressionConstants constants_;
+  mutable std::mutex mutex_;
+  mutable std::vector<std::unique_ptr<Compiled>> idle_;
+};
+
+class FormulaReader final : public ExpressionReader {
+ public:
+  std::shared_ptr<const Expression> Read(const std::string& text, const ExpressionConstants& constants) const override {
+    return std::make_shared<const Formula>(text, constants);
+  }
+};
+
+const FormulaReader reader;
+const Addition<ExpressionReader> entered(reader);
+
+}  // namespace
 }  // namespace orvandel::stage

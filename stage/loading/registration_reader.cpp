@@ -14,13 +14,8 @@ namespace {
 
 using Bytes = std::span<const std::uint8_t>;
 
-// Carries the reason until ReadRegistration adds the file's name.
-struct Damaged {
-  const char* reason;
-};
-
 Bytes Part(Bytes whole, std::uint64_t offset, std::uint64_t size, const char* reasonWhenOutside) {
-  if (offset > whole.size() || size > whole.size() - offset) throw Damaged{reasonWhenOutside};
+  if (offset > whole.size() || size > whole.size() - offset) throw DamagedRegistration{reasonWhenOutside};
   return whole.subspan(static_cast<std::size_t>(offset), static_cast<std::size_t>(size));
 }
 
@@ -39,13 +34,13 @@ std::vector<std::uint8_t> ReadWholeFile(const std::filesystem::path& file) {
     bytes.resize(static_cast<std::size_t>(size));
     in.seekg(0).read(reinterpret_cast<char*>(bytes.data()), size);
   }
-  if (!in || bytes.empty()) throw Damaged{"cannot be read"};
+  if (!in || bytes.empty()) throw DamagedRegistration{"cannot be read"};
   return bytes;
 }
 
 Elf64_Shdr SectionHeader(Bytes file, const Elf64_Ehdr& header, std::uint32_t index) {
   const std::uint64_t within = std::uint64_t{index} * sizeof(Elf64_Shdr);
-  if (header.e_shoff > file.size()) throw Damaged{"the section table lies outside the file"};
+  if (header.e_shoff > file.size()) throw DamagedRegistration{"the section table lies outside the file"};
   return ReadRecord<Elf64_Shdr>(file, header.e_shoff + within, "the section table lies outside the file");
 }
 
@@ -60,9 +55,9 @@ Bytes FindSection(Bytes file, const char* name) {
   const auto header = ReadRecord<Elf64_Ehdr>(file, 0, "is not an ELF file");
   const bool readable = std::memcmp(header.e_ident, ELFMAG, SELFMAG) == 0 && header.e_ident[EI_CLASS] == ELFCLASS64 &&
                         header.e_ident[EI_DATA] == ELFDATA2LSB;
-  if (!readable) throw Damaged{"is not a 64-bit little-endian ELF file"};
+  if (!readable) throw DamagedRegistration{"is not a 64-bit little-endian ELF file"};
   if (header.e_shentsize != sizeof(Elf64_Shdr) || header.e_shstrndx >= header.e_shnum) {
-    throw Damaged{"has no usable section table"};
+    throw DamagedRegistration{"has no usable section table"};
   }
   const Elf64_Shdr nameTable = SectionHeader(file, header, header.e_shstrndx);
   const Bytes names = Part(file, nameTable.sh_offset, nameTable.sh_size, "the section names lie outside the file");
@@ -71,77 +66,27 @@ Bytes FindSection(Bytes file, const char* name) {
     if (section.sh_type == SHT_NOBITS || !NameIs(names, section.sh_name, name)) continue;
     return Part(file, section.sh_offset, section.sh_size, "the registration section lies outside the file");
   }
-  throw Damaged{"has no registration section"};
+  throw DamagedRegistration{"has no registration section"};
 }
 
 Bytes FindResource(Bytes section, const char* type, std::uint16_t id) {
   for (std::uint64_t at = 0;; at += sizeof(OrvResourceEntry)) {
     const auto entry = ReadRecord<OrvResourceEntry>(section, at, "the resource directory has no end");
     constexpr char kEnd[4] = {};
-    if (std::memcmp(entry.type, kEnd, 4) == 0) throw Damaged{"has no registration resource"};
+    if (std::memcmp(entry.type, kEnd, 4) == 0) throw DamagedRegistration{"has no registration resource"};
     if (std::memcmp(entry.type, type, 4) != 0 || entry.id != id) continue;
     return Part(section, entry.offset, entry.size, "the registration resource lies outside its section");
   }
 }
 
-std::vector<RegistrationProperty> WalkProperties(Bytes resource) {
-  struct Header {
-    std::uint32_t vendor, key;
-    std::int32_t id;
-    std::uint32_t size;
-  };
-  constexpr const char* kShort = "a property runs past the end of the registration resource";
-  std::vector<RegistrationProperty> properties;
-  if (resource.empty()) throw Damaged{kShort};
-  std::uint64_t at = resource[0] == 0 ? 8 : 10;
-  while (at < resource.size()) {
-    const auto header = ReadRecord<Header>(resource, at, kShort);
-    const Bytes data = Part(resource, at + sizeof header, header.size, kShort);
-    properties.push_back({header.vendor, header.key, header.id, {data.begin(), data.end()}});
-    at += sizeof header + (std::uint64_t{header.size} + 3) / 4 * 4;
-  }
-  return properties;
-}
-
 }  // namespace
-
-const RegistrationProperty* Registration::Find(const char (&key)[5]) const {
-  std::uint32_t word = 0;
-  for (int i = 0; i < 4; ++i) word = word << 8 | static_cast<std::uint8_t>(key[i]);
-  for (const RegistrationProperty& property : properties_) {
-    if (property.key == word) return &property;
-  }
-  return nullptr;
-}
-
-std::optional<std::string> Registration::Text(const char (&key)[5]) const {
-  const RegistrationProperty* found = Find(key);
-  if (found == nullptr || found->data.empty() || found->data[0] >= found->data.size()) return std::nullopt;
-  return std::string(found->data.begin() + 1, found->data.begin() + 1 + found->data[0]);
-}
-
-std::optional<std::string> Registration::TerminatedText(const char (&key)[5]) const {
-  const RegistrationProperty* found = Find(key);
-  if (found == nullptr || found->data.empty()) return std::nullopt;
-  const auto* end = static_cast<const std::uint8_t*>(std::memchr(found->data.data(), 0, found->data.size()));
-  if (end == nullptr) return std::nullopt;
-  return std::string(static_cast<const std::uint8_t*>(found->data.data()), end);
-}
-
-std::optional<std::uint32_t> Registration::Word(const char (&key)[5]) const {
-  const RegistrationProperty* found = Find(key);
-  std::uint32_t word = 0;
-  if (found == nullptr || found->data.size() != sizeof word) return std::nullopt;
-  std::memcpy(&word, found->data.data(), sizeof word);
-  return word;
-}
 
 Registration ReadRegistration(const std::filesystem::path& moduleFile) {
   try {
     const std::vector<std::uint8_t> file = ReadWholeFile(moduleFile);
     const Bytes section = FindSection(file, ORV_RESOURCE_SECTION);
-    return Registration(WalkProperties(FindResource(section, ORV_REGISTRATION_TYPE, ORV_REGISTRATION_ID)));
-  } catch (const Damaged& damaged) {
+    return Registration(FindResource(section, ORV_REGISTRATION_TYPE, ORV_REGISTRATION_ID));
+  } catch (const DamagedRegistration& damaged) {
     throw WorkError(moduleFile.string() + ": " + damaged.reason);
   }
 }

@@ -1,49 +1,16 @@
-// The registration resource of a module file: who the effect is, read without loading the module.
+// The registration resource of a module file, read without loading the module.
 //
 // In: the path of a 64-bit little-endian ELF file. The section ORV_RESOURCE_SECTION starts with a directory of
-// OrvResourceEntry records ended by one whose type is all zeros; the resource "PIPL" 16000 lies at its offset:
-//
-//   offset  width  meaning
-//   0       1      0: the property list starts at 8; anything else: at 10
-//   8 / 10         properties up to the resource's end, each
-//     +0    4      vendor signature
-//     +4    4      key, a four-character code as a little-endian word ('name' is 0x6E616D65)
-//     +8    4      id
-//     +12   4      n, the number of data bytes
-//     +16   n      data, padded with zeros to a multiple of 4
+// OrvResourceEntry records ended by one whose type is all zeros; the resource "PIPL" 16000 lies at its offset.
 //
 // Every length in the file is checked against what is there before it is used: the file may be damaged.
 #pragma once
 
-#include <cstdint>
 #include <filesystem>
-#include <optional>
-#include <string>
-#include <vector>
+
+#include "stage/module/registration.h"
 
 namespace orvandel::stage {
-
-struct RegistrationProperty {
-  std::uint32_t vendor = 0;
-  std::uint32_t key = 0;
-  std::int32_t id = 0;
-  std::vector<std::uint8_t> data;
-};
-
-class Registration {
- public:
-  explicit Registration(std::vector<RegistrationProperty> properties) : properties_(std::move(properties)) {}
-
-  const std::vector<RegistrationProperty>& Properties() const { return properties_; }
-  // By key, "name". Absent or of another form: nothing.
-  std::optional<std::string> Text(const char (&key)[5]) const;            // length-prefixed with one byte
-  std::optional<std::string> TerminatedText(const char (&key)[5]) const;  // ended by a NUL
-  std::optional<std::uint32_t> Word(const char (&key)[5]) const;          // 32 bits, little-endian
-
- private:
-  const RegistrationProperty* Find(const char (&key)[5]) const;
-  std::vector<RegistrationProperty> properties_;
-};
 
 // Throws WorkError with the file and what is wrong with it.
 Registration ReadRegistration(const std::filesystem::path& moduleFile);

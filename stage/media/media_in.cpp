@@ -2,54 +2,40 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <stdexcept>
 #include <string>
 #include <utility>
 
+#include "stage/base/addition.h"
 #include "stage/base/errors.h"
-#include "stage/films/film_reader.h"
-#include "stage/films/frame_convert.h"
-#include "stage/films/video_stream.h"
+#include "stage/media/media_formats.h"
 #include "stage/scene/sequence_name.h"
+#include "stage/stills/png_file.h"
 
 namespace orvandel::stage {
 namespace {
 
-// How many units (of `unit` seconds each) lie between the medium's start and the look-up for `hostTime`, rounded down
-// or to the nearest. Exact: the products of three 64-bit words at most need more than 64 bits, so they are done in 128.
-std::int64_t UnitsSinceStart(std::int32_t hostTime, std::int32_t timeScale, Rational start, Rational unit,
-                             bool toNearest) {
-  __extension__ typedef __int128 Wide;
-  Wide above = ((Wide{hostTime} + 1) * start.den - Wide{start.num} * timeScale) * unit.den * 2;
-  const Wide below = Wide{timeScale} * start.den * unit.num * 2;
-  if (toNearest) above += below / 2;
-  const Wide quotient = above / below - (above % below < 0 ? 1 : 0);
-  constexpr Wide kFar = INT64_MAX;
-  return static_cast<std::int64_t>(std::clamp(quotient, -kFar, kFar));
+const MediaFormats& FurtherFormats(const std::filesystem::path& file) {
+  const MediaFormats* formats = Addition<MediaFormats>::Find();
+  if (formats == nullptr)
+    throw InputError(file.string() + ": is not a PNG picture, and this program reads no other media");
+  return *formats;
 }
 
-Picture DecodeStill(VideoStream& stream) {
-  const AvFrame frame = NewFrame();
-  if (!stream.Next(*frame)) stream.Fail("holds no picture");
-  try {
-    return FrameConverter().Convert(*frame);
-  } catch (const std::runtime_error& error) {
-    stream.Fail(error.what());
-  }
+Picture DecodeStill(const std::filesystem::path& file) {
+  return IsPng(file) ? ReadPng(file) : FurtherFormats(file).DecodeStill(file);
 }
 
 // The file is read when it is opened, so that a damaged one shows then; the picture is handed out once without a copy
 // kept, and decoded again should it be asked for again.
 class StillSource final : public MediaSource {
  public:
-  StillSource(std::filesystem::path file, VideoStream& stream) : file_(std::move(file)), first_(DecodeStill(stream)) {}
+  explicit StillSource(std::filesystem::path file) : file_(std::move(file)), first_(DecodeStill(file_)) {}
 
   bool Moves() const override { return false; }
   std::int64_t KeyAt(std::int32_t) override { return 0; }
   Picture Decode(std::int64_t) override {
     if (!first_.Empty()) return std::exchange(first_, Picture());
-    VideoStream stream(file_);
-    return DecodeStill(stream);
+    return DecodeStill(file_);
   }
 
  private:
@@ -80,10 +66,7 @@ class SequenceSource final : public MediaSource {
     return first_ + std::clamp<std::int64_t>(picture - start, 0, last_ - first_);
   }
 
-  Picture Decode(std::int64_t key) override {
-    VideoStream stream(name_.FileOf(key));
-    return DecodeStill(stream);
-  }
+  Picture Decode(std::int64_t key) override { return DecodeStill(name_.FileOf(key)); }
 
  private:
   static constexpr std::int64_t kFarStart = std::int64_t{1} << 40;
@@ -92,26 +75,6 @@ class SequenceSource final : public MediaSource {
   std::int64_t start_;  // pictures
   std::int32_t timeStep_;
   std::int64_t first_ = 0, last_ = 0;
-};
-
-class FilmSource final : public MediaSource {
- public:
-  FilmSource(std::unique_ptr<FilmReader> film, const Media& media, const Timebase& time)
-      : film_(std::move(film)), start_(media.start), timeScale_(time.timeScale) {}
-
-  bool Moves() const override { return film_->HasSeveralPictures(); }
-  std::int64_t KeyAt(std::int32_t hostTime) override {
-    // Containers that count milliseconds round every time to the nearest: a picture due at 66.73 ms says 67.
-    const AVRational base = film_->TimeBase();
-    const bool rounded = base.num == 1 && base.den == 1000;
-    return film_->TimeOfPictureAt(UnitsSinceStart(hostTime, timeScale_, start_, {base.num, base.den}, rounded));
-  }
-  Picture Decode(std::int64_t key) override { return film_->Decode(key); }
-
- private:
-  std::unique_ptr<FilmReader> film_;
-  Rational start_;
-  std::int32_t timeScale_;
 };
 
 template <typename Work>
@@ -147,9 +110,10 @@ std::unique_ptr<MediaSource> Open(const Media& media, const Timebase& time) {
   if (auto sequence = ParseSequenceName(media.file)) {
     return std::make_unique<SequenceSource>(std::move(*sequence), media, time);
   }
-  auto stream = std::make_unique<VideoStream>(media.file);
-  if (stream->IsStill()) return std::make_unique<StillSource>(media.file, *stream);
-  return std::make_unique<FilmSource>(std::make_unique<FilmReader>(std::move(stream)), media, time);
+  if (!IsPng(media.file)) {
+    if (auto film = FurtherFormats(media.file).OpenMoving(media, time)) return film;
+  }
+  return std::make_unique<StillSource>(media.file);
 }
 
 }  // namespace

@@ -1,15 +1,12 @@
 #include "stage/module/effect_module.h"
 
-#include <dlfcn.h>
 #include <fmt/format.h>
 
 #include <cstdio>
-#include <cstdlib>
-#include <system_error>
+#include <utility>
 
 #include "stage/base/display_text.h"
 #include "stage/base/errors.h"
-#include "stage/loading/registration_reader.h"
 #include "stage/module/module_session.h"
 #include "stage/module/param_learning.h"
 
@@ -39,18 +36,10 @@ std::int32_t Receive(void* hostRef, const char* name, const char* matchName, con
   return 0;
 }
 
-template <typename Function>
-Function FindSymbol(void* library, const std::string& name, const std::filesystem::path& file) {
-  void* symbol = dlsym(library, name.c_str());
-  if (symbol == nullptr) throw WorkError(fmt::format("{}: does not export \"{}\"", file.string(), name));
-  return reinterpret_cast<Function>(symbol);
-}
-
 }  // namespace
 
-EffectModule::Impl::Impl(const std::filesystem::path& moduleFile) : file(moduleFile) {
+EffectModule::Impl::Impl(std::unique_ptr<EffectLibrary> library) : name(library->Name()), library_(std::move(library)) {
   try {
-    Load();
     Register();
     SetUp();
     CompareWithResource();
@@ -59,7 +48,6 @@ EffectModule::Impl::Impl(const std::filesystem::path& moduleFile) : file(moduleF
       SetDown();
     } catch (const std::exception&) {  // the first failure is the one to tell
     }
-    if (library_ != nullptr) dlclose(library_);
     throw;
   }
 }
@@ -70,29 +58,21 @@ EffectModule::Impl::~Impl() {
   } catch (const std::exception& error) {  // a destructor cannot throw, and silence would hide a leak
     std::fprintf(stderr, "orvandel: %s\n", error.what());
   }
-  dlclose(library_);
-}
-
-void EffectModule::Impl::Load() {
-  std::error_code ignored;
-  const std::filesystem::path whole = std::filesystem::absolute(file, ignored);  // a bare name would be searched for
-  library_ = dlopen(whole.c_str(), RTLD_NOW | RTLD_LOCAL);
-  if (library_ == nullptr) {
-    const char* reason = dlerror();
-    throw WorkError(fmt::format("{}: cannot be loaded: {}", file.string(), reason == nullptr ? "unknown" : reason));
-  }
 }
 
 void EffectModule::Impl::Register() {
-  entryFunction_ = FindSymbol<OrvPluginDataEntryFunction>(library_, "PluginDataEntryFunction", file);
+  const auto exported = [this](const std::string& symbol, auto* function) {
+    if (function == nullptr) throw WorkError(fmt::format("{}: does not export \"{}\"", name, symbol));
+    return function;
+  };
   Registered registered;
-  const std::int32_t code = entryFunction_(&registered, Receive);
+  const std::int32_t code = exported("PluginDataEntryFunction", library_->RegistrationEntry())(&registered, Receive);
   if (code != 0 || registered.calls != 1) {
     throw WorkError(
-        fmt::format("{}: registered {} effects, with code {}; one is expected", file.string(), registered.calls, code));
+        fmt::format("{}: registered {} effects, with code {}; one is expected", name, registered.calls, code));
   }
   identity = registered.identity;
-  filterMain_ = FindSymbol<OrvFilterMain>(library_, identity.entryPoint, file);
+  filterMain_ = exported(identity.entryPoint, library_->CommandEntry(identity.entryPoint));
 }
 
 void EffectModule::Impl::SetUp() {
@@ -102,7 +82,7 @@ void EffectModule::Impl::SetUp() {
     try {
       return Send({.selector = selector}, learner, {}, noSequence);
     } catch (const EffectError& error) {
-      throw WorkError(fmt::format("{}: refuses to be set up: code {}{}{}", file.string(), error.code,
+      throw WorkError(fmt::format("{}: refuses to be set up: code {}{}{}", name, error.code,
                                   error.message.empty() ? "" : ": ", error.message));
     }
   };
@@ -115,7 +95,7 @@ void EffectModule::Impl::SetUp() {
   const auto added = static_cast<std::int32_t>(catalog.Params().size());
   if (params.paramCount != added + 1 || learner.OpenGroups() != 0) {
     throw WorkError(fmt::format("{}: added {} parameters with {} groups left open, but counts {} with the input layer",
-                                file.string(), added, learner.OpenGroups(), params.paramCount));
+                                name, added, learner.OpenGroups(), params.paramCount));
   }
   ShowAsRegistered();
 }
@@ -130,7 +110,7 @@ void EffectModule::Impl::ShowAsRegistered() {
 
 // The category is looked up under a key of its own in either place; what it shows must agree all the same.
 void EffectModule::Impl::CompareWithResource() {
-  const Registration resource = ReadRegistration(file);
+  const Registration resource = library_->GetRegistration();
   const auto text = [&](const char* what, const std::string& entry, std::optional<std::string> found, bool isKey) {
     if (found && isKey) found = DisplayText(*found);
     if (found && *found == entry) return;
@@ -172,7 +152,7 @@ OrvOutRecord EffectModule::Impl::Send(const Command& command, HostAnswers& answe
   if (const std::string more = answers.EndCommand(); !more.empty()) wrong += (wrong.empty() ? "" : "; ") + more;
   if (answers.failure) std::rethrow_exception(answers.failure);
   if (!wrong.empty()) {
-    throw WorkError(fmt::format("{}: after command {} (code {}): {}", file.string(), command.selector, code, wrong));
+    throw WorkError(fmt::format("{}: after command {} (code {}): {}", name, command.selector, code, wrong));
   }
   if (code == kHostStops && answers.stopped) throw Interrupted();
   if (code != 0) throw EffectError(code, WithLineBreaks(MessageOf(out)));
@@ -186,11 +166,12 @@ void EffectModule::Impl::SetDown() {
   if (globalData_ != nullptr) Send({.selector = ORV_GLOBAL_SET_DOWN}, nobody, {}, noSequence);
   filterMain_ = nullptr;
   if (const std::string left = ledger.EndAll(); !left.empty()) {
-    throw WorkError(fmt::format("{}: after global set-down {}", file.string(), left));
+    throw WorkError(fmt::format("{}: after global set-down {}", name, left));
   }
 }
 
-EffectModule::EffectModule(const std::filesystem::path& file) : impl_(std::make_unique<Impl>(file)) {}
+EffectModule::EffectModule(std::unique_ptr<EffectLibrary> library)
+    : impl_(std::make_unique<Impl>(std::move(library))) {}
 
 EffectModule::~EffectModule() = default;
 
@@ -201,13 +182,5 @@ const Identity& EffectModule::GetIdentity() const { return impl_->identity; }
 const ParamCatalog& EffectModule::Catalog() const { return impl_->catalog; }
 
 const std::vector<std::string>& EffectModule::Complaints() const { return impl_->complaints; }
-
-std::filesystem::path DefaultModulePath() {
-  if (const char* named = std::getenv("ORVANDEL_MODULE"); named != nullptr && *named != '\0') return named;
-  std::error_code failed;
-  const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", failed);
-  const std::filesystem::path folder = failed ? std::filesystem::path("bin") : program.parent_path();
-  return folder.parent_path() / "lib" / "orvandel" / "orvandel.so";
-}
 
 }  // namespace orvandel::stage

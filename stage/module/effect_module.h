@@ -1,13 +1,12 @@
-// The effect as a loaded module: identity, parameters, commands.
+// The effect as a module: identity, parameters, commands.
 #pragma once
 
 #include <cstdint>
-#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "orvandel/effect.h"
+#include "stage/module/effect_library.h"
 #include "stage/scene/param_catalog.h"
 
 namespace orvandel::stage {
@@ -26,10 +25,11 @@ struct Identity {
 
 class EffectModule {
  public:
-  // Loads the file, asks its registration entry for the command entry point, compares that identity with the
-  // registration resource in the file, runs global and parameter set-up. Throws WorkError.
-  explicit EffectModule(const std::filesystem::path& file);
-  // SetDown, unless that has been done, and unload. A ledger that does not balance is told on standard error.
+  // Asks the registration entry for the command entry point, compares that identity with the registration resource,
+  // runs global and parameter set-up. Throws WorkError.
+  explicit EffectModule(std::unique_ptr<EffectLibrary> library);
+  // SetDown, unless that has been done, and the library's end. A ledger that does not balance is told on standard
+  // error.
   ~EffectModule();
   EffectModule(const EffectModule&) = delete;
   EffectModule& operator=(const EffectModule&) = delete;
@@ -48,8 +48,5 @@ class EffectModule {
  private:
   std::unique_ptr<Impl> impl_;
 };
-
-// Where the module lies beside the running program: <bin>/../lib/orvandel/orvandel.so, or $ORVANDEL_MODULE.
-std::filesystem::path DefaultModulePath();
 
 }  // namespace orvandel::stage

@@ -1,7 +1,8 @@
-// The inside of an EffectModule: the loaded library, the books, and the one way in which commands are sent.
+// The inside of an EffectModule: the effect's code, the books, and the one way in which commands are sent.
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -26,7 +27,7 @@ struct Command {
 };
 
 struct EffectModule::Impl {
-  explicit Impl(const std::filesystem::path& file);
+  explicit Impl(std::unique_ptr<EffectLibrary> library);
   ~Impl();
   Impl(const Impl&) = delete;
   Impl& operator=(const Impl&) = delete;
@@ -42,7 +43,7 @@ struct EffectModule::Impl {
   // Global set-down, then nothing may be lent any more: WorkError. Afterwards no command may be sent.
   void SetDown();
 
-  std::filesystem::path file;
+  std::string name;  // for complaints
   Ledger ledger;
   Identity identity;
   ParamCatalog catalog;
@@ -50,14 +51,12 @@ struct EffectModule::Impl {
   std::vector<ParamUiState> ui;  // by host index; as registered, then as the effect updates it
 
  private:
-  void Load();
   void Register();
   void CompareWithResource();
   void SetUp();
 
-  void* library_ = nullptr;
+  std::unique_ptr<EffectLibrary> library_;
   OrvFilterMain filterMain_ = nullptr;
-  OrvPluginDataEntryFunction entryFunction_ = nullptr;
   OrvHandle globalData_ = nullptr;
 };
 

@@ -7,11 +7,12 @@
 
 #include <fmt/format.h>
 
+#include "stage/base/addition.h"
 #include "stage/base/errors.h"
 #include "stage/base/names.h"
 #include "stage/scene/media_reader.h"
 #include "stage/scene/value_sources.h"
-#include "stage/sound/audio_file.h"
+#include "stage/sources/sound_reader.h"
 
 namespace orvandel::stage {
 namespace {
@@ -118,8 +119,10 @@ AudioSource SourceReader::ReadAudio(const JsonPlace& place, const ParamInfo& inf
   const std::filesystem::path file = files_.Plain(name);
   auto& envelope = envelopes_[{file, shape}];
   if (envelope == nullptr) {
+    const SoundReader* sounds = Addition<SoundReader>::Find();
+    if (sounds == nullptr) name.Fail("this program reads no sounds");
     try {
-      envelope = std::make_shared<const AudioEnvelope>(MeasureAudio(file, shape));
+      envelope = std::make_shared<const AudioEnvelope>(sounds->Measure(file, shape));
     } catch (const InputError& error) {
       name.Fail(error.what());
     }
@@ -130,8 +133,10 @@ AudioSource SourceReader::ReadAudio(const JsonPlace& place, const ParamInfo& inf
 
 ExpressionSource SourceReader::ReadExpression(const JsonPlace& place) const {
   const std::string& text = place.Text("a formula as a text");
+  const ExpressionReader* expressions = Addition<ExpressionReader>::Find();
+  if (expressions == nullptr) place.Fail("this program reads no expressions");
   try {
-    return {std::make_shared<const Expression>(text, constants_), place.Where()};
+    return {expressions->Read(text, constants_), place.Where()};
   } catch (const InputError& error) {
     place.Fail(error.what());
   }

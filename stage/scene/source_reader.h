@@ -7,12 +7,12 @@
 #include <string_view>
 #include <utility>
 
-#include "stage/formulas/expression.h"
 #include "stage/scene/json_place.h"
 #include "stage/scene/param_catalog.h"
 #include "stage/scene/scene.h"
 #include "stage/scene/scene_files.h"
 #include "stage/sources/audio_envelope.h"
+#include "stage/sources/expression.h"
 
 namespace orvandel::stage {
 

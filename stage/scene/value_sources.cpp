@@ -7,9 +7,9 @@
 #include <fmt/format.h>
 
 #include "stage/base/errors.h"
-#include "stage/formulas/expression.h"
 #include "stage/scene/keyframes.h"
 #include "stage/sources/audio_envelope.h"
+#include "stage/sources/expression.h"
 
 namespace orvandel::stage {
 namespace {

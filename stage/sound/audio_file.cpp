@@ -1,4 +1,6 @@
-#include "stage/sound/audio_file.h"
+// Sound files decoded through the FFmpeg libraries: any format that holds its sound in itself. Equal bytes across
+// machines hold where the decoder works in whole numbers (WAV, FLAC, ALAC); others decode in floating point.
+#include "stage/sources/sound_reader.h"
 
 #include <algorithm>
 #include <cmath>
@@ -8,6 +10,7 @@
 
 #include <fmt/format.h>
 
+#include "stage/base/addition.h"
 #include "stage/base/errors.h"
 #include "stage/base/names.h"
 #include "stage/ffmpeg/ffmpeg_support.h"
@@ -144,10 +147,15 @@ class AudioDecoder {
   std::int64_t taken_ = 0;  // samples of one channel
 };
 
+class FileReader final : public SoundReader {
+ public:
+  AudioEnvelope Measure(const std::filesystem::path& file, const AudioShape& shape) const override {
+    return AudioDecoder(file).Measure(shape);
+  }
+};
+
+const FileReader reader;
+const Addition<SoundReader> entered(reader);
+
 }  // namespace
-
-AudioEnvelope MeasureAudio(const std::filesystem::path& file, const AudioShape& shape) {
-  return AudioDecoder(file).Measure(shape);
-}
-
 }  // namespace orvandel::stage

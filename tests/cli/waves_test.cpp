@@ -9,6 +9,7 @@
 #include "cli/picture_facts.h"
 #include "cli/waves/wave_count.h"
 #include "cli/waves/wave_states.h"
+#include "stage/loading/loaded_effect.h"
 #include "stage/module/effect_module.h"
 #include "stage/render/frame_renderer.h"
 #include "stage/scene/scene_reader.h"
@@ -29,7 +30,7 @@ class Waves : public testing::Test {
                                 "scene.json", module_.Catalog());
   }
 
-  stage::EffectModule module_{ModuleFile()};
+  stage::EffectModule module_{stage::LoadEffect(ModuleFile())};
 };
 
 // The box around all that is drawn is the box around all outlines, since strokes lie inside them: circles, sharp edged,

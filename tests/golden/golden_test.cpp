@@ -1,5 +1,4 @@
-// Reference frames: the bytes of reference_frames.tsv must come back whatever was rendered before. The table's last
-// column is the 64-bit FNV-1a hash over the picture's bytes alpha, red, green, blue, row by row from the top.
+// Reference frames: the bytes of reference_frames.tsv must come back whatever was rendered before.
 //
 // A frame that differs is written to the build's mismatch folder. With ORVANDEL_NEW_REFERENCE=FILE the fresh renders
 // append their own lines to FILE (script/approve); they are compared all the same.
@@ -7,19 +6,18 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <random>
-#include <sstream>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
-#include "stage/films/film_out.h"
+#include "stage/loading/loaded_effect.h"
 #include "stage/render/frame_renderer.h"
 #include "stage/scene/scene_reader.h"
+#include "stage/stills/png_file.h"
+#include "tests/golden/reference_table.h"
 
 namespace orvandel::stage {
 namespace {
@@ -27,40 +25,8 @@ namespace {
 const std::filesystem::path kFolder = ORVANDEL_GOLDEN_DIR;
 const std::filesystem::path kMismatchFolder = ORVANDEL_MISMATCH_DIR;
 
-struct Reference {
-  std::string scene;
-  std::int32_t frame = 0;
-  std::string quality;  // "full" or "draft"
-  std::int32_t downsample = 1;
-  std::string hash;
-
-  std::string Text() const {
-    std::ostringstream text;
-    text << scene << '\t' << frame << '\t' << quality << '\t' << downsample << '\t' << hash;
-    return text.str();
-  }
-  bool SameSequence(const Reference& other) const { return quality == other.quality && downsample == other.downsample; }
-};
-
-std::vector<Reference> ReadTable() {
-  std::ifstream file(kFolder / "reference_frames.tsv");
-  std::vector<Reference> table;
-  std::string line;
-  while (std::getline(file, line)) {
-    if (line.empty() || line.front() == '#') continue;
-    Reference row;
-    std::istringstream fields(line);
-    if (!(fields >> row.scene >> row.frame >> row.quality >> row.downsample >> row.hash)) {
-      throw std::runtime_error("reference_frames.tsv: " + line);
-    }
-    table.push_back(row);
-  }
-  if (table.empty()) throw std::runtime_error("reference_frames.tsv holds no frame");
-  return table;
-}
-
 const std::vector<Reference>& Table() {
-  static const std::vector<Reference> table = ReadTable();
+  static const std::vector<Reference> table = ReadTable(kFolder);
   return table;
 }
 
@@ -70,14 +36,6 @@ std::vector<std::string> SceneNames() {
   for (const Reference& row : Table()) names.push_back(row.scene);
   names.erase(std::unique(names.begin(), names.end()), names.end());
   return names;
-}
-
-std::string HashOf(const Picture& picture) {
-  std::uint64_t hash = 14695981039346656037u;
-  for (const std::uint8_t byte : picture.bytes) hash = (hash ^ byte) * 1099511628211u;
-  char text[17];
-  std::snprintf(text, sizeof text, "%016llx", static_cast<unsigned long long>(hash));
-  return text;
 }
 
 std::filesystem::path KeepMismatch(const Reference& row, const Picture& picture) {
@@ -132,7 +90,7 @@ class Golden : public testing::TestWithParam<std::string> {
     return sequences;
   }
 
-  EffectModule module_{DefaultModulePath()};
+  EffectModule module_{LoadEffect(DefaultModulePath())};
   Scene scene_;
   std::vector<Reference> rows_;
 };

@@ -10,10 +10,10 @@
 #include <set>
 
 #include "stage/base/errors.h"
-#include "stage/formulas/expression.h"
 #include "stage/scene/param_values.h"
 #include "stage/scene/scene_reader.h"
 #include "stage/sources/audio_envelope.h"
+#include "stage/sources/expression.h"
 #include "tests/stage/bad_scenes.h"
 #include "tests/stage/catalog_for_tests.h"
 

@@ -7,7 +7,7 @@
 #include <random>
 
 #include "stage/base/errors.h"
-#include "stage/films/film_out.h"
+#include "stage/stills/png_file.h"
 #include "tests/stage_host/media_files.h"
 
 namespace orvandel::stage {

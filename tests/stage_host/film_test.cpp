@@ -10,6 +10,7 @@
 #include "stage/films/film_out.h"
 #include "stage/media/background.h"
 #include "stage/media/media_in.h"
+#include "stage/stills/png_file.h"
 
 namespace orvandel::stage {
 namespace {

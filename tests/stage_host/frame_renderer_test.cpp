@@ -10,12 +10,13 @@
 
 #include "media_files.h"
 #include "stage/base/errors.h"
-#include "stage/films/film_out.h"
+#include "stage/loading/loaded_effect.h"
 #include "stage/module/mask_lender.h"
 #include "stage/module/value_table.h"
 #include "stage/render/param_view.h"
 #include "stage/scene/param_values.h"
 #include "stage/scene/scene_reader.h"
+#include "stage/stills/png_file.h"
 
 #if defined(__SANITIZE_ADDRESS__)
 // g++ comes without the header that declares it.
@@ -44,7 +45,7 @@ Picture Disc(int index) {
 
 class RealEffect : public testing::Test {
  protected:
-  RealEffect() : module(ORVANDEL_MODULE_FILE) {
+  RealEffect() : module(LoadEffect(ORVANDEL_MODULE_FILE)) {
     for (int i = 0; i < 12; ++i) {
       WritePng(folder / ("disc." + std::to_string(i) + ".png"), Disc(i));
       WritePng(folder / ("blink." + std::to_string(i) + ".png"), i == 8 || i == 9 ? Picture(40, 30) : Disc(5));

@@ -5,18 +5,19 @@
 
 #include "media_files.h"
 #include "stage/base/errors.h"
-#include "stage/films/film_out.h"
+#include "stage/loading/loaded_effect.h"
 #include "stage/module/effect_module.h"
 #include "stage/module/module_session.h"
 #include "stage/render/frame_renderer.h"
 #include "stage/scene/scene_reader.h"
+#include "stage/stills/png_file.h"
 
 namespace orvandel::stage {
 namespace {
 
 class FaultyEffect : public testing::Test {
  protected:
-  FaultyEffect() : module(FAULTY_MODULE_FILE) {
+  FaultyEffect() : module(LoadEffect(FAULTY_MODULE_FILE)) {
     WritePng(folder / "layer.png", Picture(3, 3));
     scene = ReadSceneText(R"({"version": 1, "width": 20, "height": 10, "frameRate": 30, "duration": 5,
       "layers": {"l": "layer.png"}, "masks": {"m": {"d": "M 1 1 L 9 1 L 5 8 Z"}},
@@ -101,7 +102,7 @@ TEST(EffectModule, SaysWhyItCannotBeLoaded) {
   WriteBytes(folder / "text.so", {'h', 'i'});
   for (const auto& file : {folder / "absent.so", folder / "text.so"}) {
     try {
-      const EffectModule module(file);
+      const EffectModule module(LoadEffect(file));
       ADD_FAILURE() << file;
     } catch (const WorkError& error) {
       EXPECT_EQ(std::string(error.what()).find(file.string()), 0u) << error.what();

@@ -8,8 +8,8 @@
 
 #include "media_files.h"
 #include "stage/base/errors.h"
-#include "stage/films/film_out.h"
 #include "stage/films/frame_convert.h"
+#include "stage/stills/png_file.h"
 
 extern "C" {
 #include <libavutil/crc.h>

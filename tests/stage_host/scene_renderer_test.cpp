@@ -9,6 +9,7 @@
 #include <string>
 
 #include "stage/base/errors.h"
+#include "stage/loading/loaded_effect.h"
 #include "stage/render/composite.h"
 #include "stage/render/motion_blur.h"
 #include "stage/scene/scene_reader.h"
@@ -157,7 +158,7 @@ class WholeScene : public testing::Test {
     return SceneRenderer(module_, scene, {}).Render16(frame).words;
   }
 
-  EffectModule module_{ORVANDEL_MODULE_FILE};
+  EffectModule module_{LoadEffect(ORVANDEL_MODULE_FILE)};
 };
 
 TEST_F(WholeScene, OfOneEffectIsTheEffectsOwnPicture) {

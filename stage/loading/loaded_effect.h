@@ -1,0 +1,17 @@
+// The effect as a module file.
+#pragma once
+
+#include <filesystem>
+#include <memory>
+
+#include "stage/module/effect_library.h"
+
+namespace orvandel::stage {
+
+// Throws WorkError with the file and the reason.
+std::unique_ptr<EffectLibrary> LoadEffect(const std::filesystem::path& file);
+
+// Where the module lies beside the running program: <bin>/../lib/orvandel/orvandel.so, or $ORVANDEL_MODULE.
+std::filesystem::path DefaultModulePath();
+
+}  // namespace orvandel::stage
