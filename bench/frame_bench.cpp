@@ -12,6 +12,7 @@ int main(int argc, char** argv) {
   orvandel::bench::RegisterContours();
   orvandel::bench::RegisterSimulation();
   orvandel::bench::RegisterProgram();
+  orvandel::bench::RegisterCrew();
   benchmark::RunSpecifiedBenchmarks();
   return 0;
 }

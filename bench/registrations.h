@@ -6,5 +6,6 @@ namespace orvandel::bench {
 void RegisterContours();
 void RegisterSimulation();
 void RegisterProgram();
+void RegisterCrew();
 
 }  // namespace orvandel::bench

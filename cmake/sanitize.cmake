@@ -1,3 +1,7 @@
+if(ORVANDEL_SANITIZE_THREADS)
+  add_compile_options(-fsanitize=thread)
+  add_link_options(-fsanitize=thread)
+endif()
 # float-cast-overflow is not part of g++'s `undefined`, and the effect converts floats to integers everywhere.
 if(ORVANDEL_SANITIZE)
   set(sanitizers -fsanitize=address,undefined,float-cast-overflow -fno-sanitize-recover=all -fno-omit-frame-pointer)

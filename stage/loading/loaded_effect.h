@@ -8,7 +8,8 @@
 
 namespace orvandel::stage {
 
-// Throws WorkError with the file and the reason.
+// A library of its own each time, whatever else in the process has the file loaded: while it is in use, a private copy.
+// Any thread may call it. Throws WorkError with the file and the reason.
 std::unique_ptr<EffectLibrary> LoadEffect(const std::filesystem::path& file);
 
 // Where the module lies beside the running program: <bin>/../lib/orvandel/orvandel.so, or $ORVANDEL_MODULE.
