@@ -1,5 +1,6 @@
 #include "effect/commands/render_driver.h"
 
+#include "effect/commands/wave_report.h"
 #include "effect/outline/placement.h"
 #include "effect/render/canvas.h"
 #include "effect/render/draw_wave.h"
@@ -44,6 +45,7 @@ std::int32_t RenderFrame(EffectContext& context) {
 
 std::int32_t DrawWaveList(WaveList& list, EffectContext& context, TraceMemory& traces, const ImageBuffer& output) {
   if (const std::int32_t code = OutlineWaves(list, context, traces); code != 0) return code;
+  if (const std::int32_t code = ReportWaves(list, context); code != 0) return code;
   if (!output.HasPixels()) {
     list.waves.remove_if([](const Wave& wave) { return HasGrown(wave) && IsOver(wave); });
     return 0;

@@ -9,5 +9,6 @@
 #include "orvandel/params.h"
 #include "orvandel/services.h"
 #include "orvandel/types.h"
+#include "orvandel/wave_report.h"
 
 #endif

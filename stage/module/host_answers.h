@@ -11,6 +11,8 @@
 #include "orvandel/host.h"
 #include "stage/module/ledger.h"
 
+struct OrvWave;  // orvandel/wave_report.h
+
 namespace orvandel::stage {
 
 // What a callback returns when the host failed; the reason waits in HostAnswers::failure.
@@ -37,6 +39,10 @@ class HostAnswers {
   virtual std::uint64_t ChangeStamp() { return 0; }
   // Rows of a wave between two progress reports; each of them asks ShouldStop.
   virtual std::int32_t RowsBetweenReports() { return 1; }
+
+  // Whether the waves of a frame are to be reported, and each of them; its points are valid during the call.
+  virtual bool WantsWaves() const { return false; }
+  virtual void ReportWave(const OrvWave&) {}
 
   // Mask paths; 0: no such mask.
   virtual OrvPathRef CheckOutPath(std::int32_t pathId, std::int32_t time);

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "orvandel/wave_report.h"
 #include "stage/base/display_text.h"
 #include "stage/base/errors.h"
 #include "stage/module/object_ref.h"
@@ -212,6 +213,13 @@ std::int32_t RowsBetweenReports(OrvEffectRef effectRef, std::int32_t* rows) {
   });
 }
 
+std::int32_t ReportWave(OrvEffectRef effectRef, const OrvWave* wave) {
+  return For(effectRef, [&](HostAnswers& answers) {
+    answers.ReportWave(*wave);
+    return 0;
+  });
+}
+
 constexpr OrvParamUtilsService kParamUtils = {UpdateParamUi};
 constexpr OrvPathQueryService kPathQuery = {nullptr, nullptr, CheckOutPath, CheckInPath};
 constexpr OrvPathDataService kPathData = {IsOpen,        SegmentCount,  nullptr, PrepareLengthQuery,
@@ -219,6 +227,7 @@ constexpr OrvPathDataService kPathData = {IsOpen,        SegmentCount,  nullptr,
 
 constexpr OrvChangeStampService kChangeStamp = {ChangeStamp};
 constexpr OrvProgressIntervalService kProgressInterval = {RowsBetweenReports};
+constexpr OrvWaveReportService kWaveReport = {ReportWave};
 
 struct NamedService {
   std::string_view name;
@@ -230,7 +239,8 @@ constexpr NamedService kServices[] = {
     {ORV_PATH_QUERY_SERVICE, ORV_PATH_QUERY_VERSION, &kPathQuery},
     {ORV_PATH_DATA_SERVICE, ORV_PATH_DATA_VERSION, &kPathData},
     {ORV_CHANGE_STAMP_SERVICE, ORV_CHANGE_STAMP_VERSION, &kChangeStamp},
-    {ORV_PROGRESS_INTERVAL_SERVICE, ORV_PROGRESS_INTERVAL_VERSION, &kProgressInterval}};
+    {ORV_PROGRESS_INTERVAL_SERVICE, ORV_PROGRESS_INTERVAL_VERSION, &kProgressInterval},
+    {ORV_WAVE_REPORT_SERVICE, ORV_WAVE_REPORT_VERSION, &kWaveReport}};
 
 const NamedService* FindService(const char* name, std::int32_t version) {
   for (const NamedService& service : kServices) {
@@ -243,6 +253,10 @@ std::int32_t AcquireService(const char* name, std::int32_t version, const void**
   const NamedService* found = FindService(name, version);
   *service = found == nullptr ? nullptr : found->table;
   if (found == nullptr || inForce == nullptr) return kHostFailed;
+  if (found->table == &kWaveReport && !inForce->WantsWaves()) {
+    *service = nullptr;
+    return kHostFailed;
+  }
   inForce->ledger.Lend(Ledger::Loan::kService, static_cast<std::uint64_t>(found - kServices));
   return 0;
 }

@@ -24,6 +24,8 @@ struct FrameRenderer::Impl {
         output(CellsOf(scene.width, options.downsample), CellsOf(scene.height, options.downsample)) {
     answers.shouldStop = options.shouldStop;
     answers.checkImages = options.checkImages;
+    answers.onWave = options.onWave;
+    answers.maxWaves = options.maxWaves;
     freshEveryFrame = NeedsFreshSequences(scene, scene.emitters[emitter], module.catalog, [&](std::int32_t place) {
       return place == 0 ? answers.InputMoves() : answers.LayerMoves(place);
     });
@@ -59,6 +61,7 @@ struct FrameRenderer::Impl {
     render.params = answers.ParamsAt(hostTime);
     render.output = &image;
     answers.output = &output;
+    answers.wavesReported = 0;
     try {
       module.Send(render, answers, When(hostTime), sequence);
     } catch (...) {
@@ -97,6 +100,8 @@ Picture FrameRenderer::Render(std::int32_t frame) { return RenderAt(impl_->scene
 Picture FrameRenderer::RenderAt(std::int32_t hostTime) {
   return WithinMemory([&] { return impl_->RenderAt(hostTime); });
 }
+
+std::int64_t FrameRenderer::WaveCount() const { return impl_->answers.wavesReported; }
 
 std::int32_t FrameRenderer::OutputWidth() const { return CellsOf(impl_->scene.width, impl_->options.downsample); }
 

@@ -9,6 +9,8 @@
 #include "stage/picture/picture.h"
 #include "stage/scene/scene.h"
 
+struct OrvWave;  // orvandel/wave_report.h
+
 namespace orvandel::stage {
 
 struct RenderOptions {
@@ -16,6 +18,10 @@ struct RenderOptions {
   std::int32_t downsample = 1;  // k: the output is ceil(width / k) x ceil(height / k)
   // Asked whenever the effect asks; true stops the frame with Interrupted. Must be cheap.
   std::function<bool()> shouldStop;
+  // Called for every wave of a frame, as the effect reports it before it draws (orvandel/wave_report.h). May throw: the
+  // frame then ends with what was thrown.
+  std::function<void(const OrvWave&)> onWave;
+  std::int64_t maxWaves = 0;  // a frame with more waves alive is refused before it is drawn: InputError; 0: no bound
   // After every command: nothing written beside the output's pixels, nothing at all into the input and the layers. It
   // costs one reading of every picture lent, about half a millisecond each at full HD.
   bool checkImages = true;
@@ -35,6 +41,9 @@ class FrameRenderer {
   Picture Render(std::int32_t frame);
   // The same at a host time, for samples between frames.
   Picture RenderAt(std::int32_t hostTime);
+
+  // How many waves were alive in the last frame rendered.
+  std::int64_t WaveCount() const;
 
   std::int32_t OutputWidth() const;
   std::int32_t OutputHeight() const;

@@ -1,6 +1,10 @@
 #include "stage/render/scene_answers.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
+
+#include "stage/base/errors.h"
 
 namespace orvandel::stage {
 
@@ -57,6 +61,14 @@ std::int32_t SceneAnswers::UpdateParamUi(std::int32_t hostIndex, const OrvParamD
   module_.ui[static_cast<std::size_t>(hostIndex)] = {(definition.uiFlags & ORV_PARAM_UI_INACTIVE) != 0,
                                                      (definition.hostFlags & ORV_PARAM_CLOSED) != 0};
   return 0;
+}
+
+void SceneAnswers::ReportWave(const OrvWave& wave) {
+  ++wavesReported;
+  if (maxWaves > 0 && wavesReported > maxWaves) {
+    throw InputError(fmt::format("more than {} waves are alive at once, which is the most that is allowed", maxWaves));
+  }
+  if (onWave) onWave(wave);
 }
 
 void SceneAnswers::PointAtLength(OrvLengthQuery query, double distance, double& x, double& y) {

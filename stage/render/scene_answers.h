@@ -21,9 +21,12 @@ class SceneAnswers final : public HostAnswers {
   // Opens the input and every layer that the emitter may choose: InputError. Both references must outlive the answers.
   SceneAnswers(EffectModule::Impl& module, const Scene& scene, const Emitter& emitter, std::int32_t downsample);
 
-  std::function<bool()> shouldStop;  // empty: never
-  bool checkImages = true;           // after every command; see RenderOptions
-  HostImage* output = nullptr;       // of the running command: only its padding is watched
+  std::function<bool()> shouldStop;            // empty: never
+  bool checkImages = true;                     // after every command; see RenderOptions
+  HostImage* output = nullptr;                 // of the running command: only its padding is watched
+  std::function<void(const OrvWave&)> onWave;  // see RenderOptions
+  std::int64_t maxWaves = 0;
+  std::int64_t wavesReported = 0;  // in the running command
 
   bool InputMoves() const { return input_->Moves(); }
   // Of a layer that the emitter may choose, from 1.
@@ -39,6 +42,8 @@ class SceneAnswers final : public HostAnswers {
   std::int32_t UpdateParamUi(std::int32_t hostIndex, const OrvParamDef& definition) override;
   // A scene is read once and never changes while it plays.
   std::uint64_t ChangeStamp() override { return 1; }
+  bool WantsWaves() const override { return true; }
+  void ReportWave(const OrvWave& wave) override;
   // A stop is heard within a millisecond all the same.
   std::int32_t RowsBetweenReports() override { return 256; }
   OrvPathRef CheckOutPath(std::int32_t pathId, std::int32_t time) override { return masks_.PathAt(pathId, time); }

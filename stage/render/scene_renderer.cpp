@@ -1,5 +1,6 @@
 #include "stage/render/scene_renderer.h"
 
+#include <algorithm>
 #include <vector>
 
 #include <fmt/format.h>
@@ -45,7 +46,17 @@ struct SceneRenderer::Impl {
     return canvas.Result();
   }
 
-  Picture SharpAt(std::int32_t hostTime) { return IsPlain() ? PictureOf(0, hostTime) : Narrowed(Composite(hostTime)); }
+  Picture SharpAt(std::int32_t hostTime) {
+    Picture picture = IsPlain() ? PictureOf(0, hostTime) : Narrowed(Composite(hostTime));
+    CountWaves();
+    return picture;
+  }
+
+  void CountWaves() {
+    std::int64_t count = 0;
+    for (const auto& renderer : renderers) count += renderer->WaveCount();
+    mostWaves = std::max(mostWaves, count);
+  }
 
   Picture16 Blurred(std::int32_t frame) {
     LightMean mean(Width(), Height());
@@ -54,17 +65,22 @@ struct SceneRenderer::Impl {
   }
 
   Picture16 Render16(std::int32_t frame) {
+    mostWaves = 0;
     if (IsBlurred()) return Blurred(frame);
     const std::int32_t hostTime = scene.time.TimeOfFrame(frame);
-    return IsPlain() ? Widened(PictureOf(0, hostTime)) : Composite(hostTime);
+    Picture16 picture = IsPlain() ? Widened(PictureOf(0, hostTime)) : Composite(hostTime);
+    CountWaves();
+    return picture;
   }
 
   Picture Render(std::int32_t frame) {
+    mostWaves = 0;
     return IsBlurred() ? Narrowed(Blurred(frame)) : SharpAt(scene.time.TimeOfFrame(frame));
   }
 
   const Scene& scene;
   std::vector<std::unique_ptr<FrameRenderer>> renderers;
+  std::int64_t mostWaves = 0;  // of the frame
 };
 
 SceneRenderer::SceneRenderer(EffectModule& module, const Scene& scene, const RenderOptions& options)
@@ -79,6 +95,8 @@ Picture SceneRenderer::Render(std::int32_t frame) {
 Picture16 SceneRenderer::Render16(std::int32_t frame) {
   return WithinMemory([&] { return impl_->Render16(frame); });
 }
+
+std::int64_t SceneRenderer::WaveCount() const { return impl_->mostWaves; }
 
 std::int32_t SceneRenderer::OutputWidth() const { return impl_->Width(); }
 

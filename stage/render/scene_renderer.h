@@ -27,6 +27,9 @@ class SceneRenderer {
   Picture Render(std::int32_t frame);
   Picture16 Render16(std::int32_t frame);
 
+  // How many waves of all effects were alive at once in the last frame rendered; with motion blur, at most.
+  std::int64_t WaveCount() const;
+
   std::int32_t OutputWidth() const;
   std::int32_t OutputHeight() const;
 

@@ -1,0 +1,15 @@
+// Tells the host the waves of the frame that is being rendered, where the host wants to hear of them.
+#pragma once
+
+#include <cstdint>
+
+#include "effect/host/effect_context.h"
+#include "effect/sim/wave.h"
+
+namespace orvandel {
+
+// Every wave that the drawing pass will leave in the list, oldest first. To be called once their outlines are placed.
+// Returns 0, or the host's code that stops the render; it is then also the context's `aborted`.
+std::int32_t ReportWaves(const WaveList& list, EffectContext& context);
+
+}  // namespace orvandel
