@@ -132,6 +132,19 @@ void AddDescribe(CLI::App& app, DescribeRequest& request) {
   command.footer(kDescribeHelp);
 }
 
+void AddWaves(CLI::App& app, WavesRequest& request) {
+  CLI::App& command = *app.add_subcommand("waves", "Print the waves of frames as JSON lines, or draw them as SVG");
+  AddScene(command, request.scene)->required();
+  command.add_option("-F,--frames", request.frames, "Frames to list; default: all")->type_name("LIST");
+  CLI::Option* svg =
+      command.add_option("--svg", request.svg, "Vector outlines with their strokes, a file a frame: NAME.####.svg")
+          ->type_name("NAME");
+  command.add_flag("--overwrite", request.replace, "Replace files that exist")->needs(svg);
+  command.add_flag("--no-outlines", request.noOutlines, "JSON lines without the outlines' points")->excludes(svg);
+  AddWaveLimit(command, request.scene);
+  command.footer(kWavesHelp);
+}
+
 void AddSheet(CLI::App& app, SheetRequest& request) {
   CLI::App& command = *app.add_subcommand("sheet", "Draw a contact sheet: frames of a scene with their numbers");
   AddScene(command, request.scene)->required();
@@ -220,6 +233,7 @@ void AddCommands(CLI::App& app, Requests& requests) {
   AddSheet(app, requests.sheet);
   AddCheck(app, requests.check);
   AddDescribe(app, requests.describe);
+  AddWaves(app, requests.waves);
   AddParams(app, requests.params);
   AddNew(app, requests);
   AddAbout(app, requests);

@@ -17,6 +17,7 @@ struct Requests {
   ParamsRequest params;
   CheckRequest check;
   DescribeRequest describe;
+  WavesRequest waves;
   SheetRequest sheet;
   NewRequest newScene;
   AboutRequest about, schema;

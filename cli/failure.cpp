@@ -3,11 +3,10 @@
 #include <fmt/format.h>
 
 #include <cctype>
-#include <cstdio>
 #include <new>
 #include <nlohmann/json.hpp>
 
-#include "cli/render/ordered_sink.h"
+#include "cli/console.h"
 #include "orvandel/effect.h"
 #include "stage/base/errors.h"
 
@@ -32,7 +31,7 @@ std::string OnOneLine(std::string_view text) {
 
 }  // namespace
 
-void PrintError(std::string_view text) { fmt::print(stderr, "orvandel: error: {}\n", OnOneLine(text)); }
+void PrintError(std::string_view text) { Tell(fmt::format("orvandel: error: {}\n", OnOneLine(text))); }
 
 std::string EffectCodeInWords(std::int32_t code) {
   switch (code) {
@@ -49,14 +48,12 @@ namespace {
 
 struct Failure {
   ExitCode exit = kFailed;
-  std::string text;  // empty: nobody is left to be told
+  std::string text;
 };
 
 Failure Explain(std::exception_ptr failure) {
   try {
     std::rethrow_exception(std::move(failure));
-  } catch (const ReaderGone&) {
-    return {kFailed, {}};
   } catch (const stage::Interrupted& interrupted) {
     return {kInterrupted, interrupted.what()};
   } catch (const stage::InputError& error) {
@@ -74,13 +71,12 @@ Failure Explain(std::exception_ptr failure) {
 
 ExitCode ReportFailure(std::exception_ptr failure, FailureStyle style) {
   const Failure explained = Explain(std::move(failure));
-  if (explained.text.empty()) return explained.exit;
   if (style == FailureStyle::kLine) {
     PrintError(explained.text);
   } else {
     const nlohmann::ordered_json json{
         {"event", "error"}, {"exit", explained.exit}, {"message", OnOneLine(explained.text)}};
-    fmt::print(stderr, "{}\n", json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
+    Tell(json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n");
   }
   return explained.exit;
 }

@@ -15,7 +15,7 @@ Exit codes:
   0    done
   1    failed: the effect, the module, a file that cannot be written, memory, a frame that takes too long
   2    bad arguments or a bad scene; nothing was rendered, unless a medium broke on the way
-  130  interrupted (Ctrl-C, SIGTERM); what stays on disk is whole
+  130  interrupted (Ctrl-C, SIGTERM, SIGHUP); what stays on disk is whole
   Messages go to standard error, one line each: orvandel: error: FILE: REASON
 
 Environment:
@@ -79,13 +79,29 @@ Examples:
 
 inline constexpr const char* kDescribeHelp = R"(
 What is told:
-  The waves alive (age, centre, radius, turn, stroke, opacity, colour) are computed from the scene's values by the
-  effect's rules; waves without an outline, which the effect drops, are counted too. What is covered, where, and the
-  mean colour are measured in the rendered frame. The frame is the one that stands at the time.
+  The waves alive (age, centre, radius, turn, stroke, opacity, colour) as the effect reports them while it renders the
+  frame. What is covered, where, and the mean colour are measured in the picture. The frame is the one that stands at
+  the time.
 
 Examples:
   orvandel describe ripple.json --time 2
   orvandel describe ripple.json --time 2 --json | jq '.effects[0].alive'
+)";
+
+inline constexpr const char* kWavesHelp = R"(
+What is printed:
+  One JSON object a line for every wave alive in a frame, the oldest first, as the effect reports it: frame, seconds,
+  effect (from 1) and wave (from 0), waveType, age and lifespan in seconds, centre, size (from the centre to the
+  farthest point), angle in degrees, strokeWidth, profile, opacity (fades included), color, and the outline's points.
+  Places are pixels of the full-size picture from its top left corner.
+
+What is drawn with --svg:
+  Every outline as a path with its stroke along the inside, its colour and its opacity; a profile across the stroke is
+  a mask; with Reflection, mirrored copies. Open it in any vector program.
+
+Examples:
+  orvandel waves ripple.json --frames 0-90x30 --no-outlines | jq '[.frame, .size]'
+  orvandel waves ripple.json --frames 45 --svg ripple.svg
 )";
 
 inline constexpr const char* kSheetHelp = R"(

@@ -31,14 +31,19 @@ void CatchInterrupts() {
   action.sa_handler = OnSignal;
   sigemptyset(&action.sa_mask);
   action.sa_flags = SA_RESTART;  // a write in progress is completed, not failed
-  sigaction(SIGINT, &action, nullptr);
-  sigaction(SIGTERM, &action, nullptr);
+  for (const int signal : kStopSignals) {
+    struct sigaction before {};
+    sigaction(signal, nullptr, &before);
+    if (before.sa_handler != SIG_IGN) sigaction(signal, &action, nullptr);  // nohup, or a shell's background job
+  }
+  std::signal(SIGXFSZ, SIG_IGN);  // a file that may not grow is an error like a full disk
 }
 
 void LeaveInterruptsToParent() {
   signalsSeen = 0;
   unfinishedSet = false;
   std::signal(SIGINT, SIG_IGN);
+  std::signal(SIGHUP, SIG_IGN);
 }
 
 bool StopRequested() { return signalsSeen.load(std::memory_order_relaxed) != 0; }

@@ -1,15 +1,19 @@
-// Ctrl-C and SIGTERM: the first asks the work to stop, the second ends the program at once.
+// Ctrl-C, SIGTERM and SIGHUP: the first asks the work to stop, the second ends the program at once.
 #pragma once
 
+#include <array>
+#include <csignal>
 #include <filesystem>
 
 namespace orvandel::cli {
 
-// Installs the handlers. Once, before any work.
+inline constexpr std::array<int, 3> kStopSignals{SIGINT, SIGTERM, SIGHUP};
+
+// Installs the handlers, except for signals that whoever started the program had it ignore. Once, before any work.
 void CatchInterrupts();
 
-// In a process that works for another: SIGINT, which a terminal sends to both, is the parent's to answer; SIGTERM,
-// which the parent sends, asks this one to stop. What has been asked before is forgotten.
+// In a worker process: SIGINT and SIGHUP, which a terminal sends to parent and workers alike, are left to the parent;
+// SIGTERM, which the parent sends, asks the worker to stop. Signals received before the fork are forgotten.
 void LeaveInterruptsToParent();
 
 // Whether the person asked to stop. Cheap: an atomic load, for use in the effect's own callbacks.

@@ -1,25 +1,17 @@
 // The program `orvandel`: parses its arguments and runs one command.
-#include <fmt/format.h>
-
-#include <cstdio>
 #include <exception>
+#include <sstream>
 
 #include "cli/argument_errors.h"
 #include "cli/arguments.h"
 #include "cli/commands/commands.h"
+#include "cli/console.h"
 #include "cli/failure.h"
 #include "cli/interrupt.h"
 #include "stage/base/errors.h"
 
 namespace orvandel::cli {
 namespace {
-
-// Standard output is written through a buffer: a full disk shows only when it is emptied.
-void FlushOutput() {
-  if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
-    throw stage::WorkError("standard output cannot be written");
-  }
-}
 
 void RunRender(const Requests& requests) {
   if (requests.listFormats) {
@@ -40,13 +32,14 @@ void RunCommand(const CLI::App& app, Requests& requests) {
   if (command == "params") Params(requests.params);
   if (command == "check") Check(requests.check);
   if (command == "describe") Describe(requests.describe);
+  if (command == "waves") Waves(requests.waves);
   if (command == "sheet") Sheet(requests.sheet);
   if (command == "new") New(requests.newScene);
   if (command == "presets") Presets(requests.presetsAsJson);
   if (command == "about") About(requests.about);
   if (command == "schema") Schema(requests.schema);
-  if (command == "completions") fmt::print("{}", Completions(TreeOf(app), requests.shell));
-  if (command == "man") fmt::print("{}", ManPage(TreeOf(app), ORVANDEL_VERSION));
+  if (command == "completions") WriteOutput(Completions(TreeOf(app), requests.shell));
+  if (command == "man") WriteOutput(ManPage(TreeOf(app), ORVANDEL_VERSION));
   FlushOutput();
 }
 
@@ -56,7 +49,10 @@ bool Parse(CLI::App& app, int argumentCount, char** arguments) {
     app.parse(argumentCount, arguments);
     return true;
   } catch (const CLI::Success& success) {
-    app.exit(success);
+    std::ostringstream text;
+    app.exit(success, text, text);
+    WriteOutput(text.str());
+    FlushOutput();
     return false;
   } catch (const CLI::ParseError& error) {
     throw stage::InputError(ExplainArguments(app, error));
@@ -84,6 +80,7 @@ ExitCode Run(int argumentCount, char** arguments) {
 
 int main(int argumentCount, char** arguments) {
   try {
+    orvandel::cli::OccupyClosedDescriptors();
     return orvandel::cli::Run(argumentCount, arguments);
   } catch (...) {
     return orvandel::cli::ReportFailure(std::current_exception(), orvandel::cli::FailureStyle::kLine);

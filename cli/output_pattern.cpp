@@ -27,7 +27,7 @@ Place HashesFrom(const std::string& name, std::size_t begin) {
 }
 
 // "%d" or "%0Nd" at `begin`.
-Place DirectiveAt(const std::string& name, std::size_t begin) {
+Place DirectiveAt(const std::string& name, std::size_t begin, std::string_view option) {
   std::size_t end = begin + 1;
   int digits = 1;
   if (end + 1 < name.size() && name[end] == '0' && std::isdigit(static_cast<unsigned char>(name[end + 1])) != 0) {
@@ -35,33 +35,33 @@ Place DirectiveAt(const std::string& name, std::size_t begin) {
     end += 2;
   }
   if (end >= name.size() || name[end] != 'd' || digits == 0) {
-    throw InputError(fmt::format("--output: '{}': only %d and %01d to %09d may follow '%'", name));
+    throw InputError(fmt::format("{}: '{}': only %d and %01d to %09d may follow '%'", option, name));
   }
   return {begin, end + 1 - begin, digits};
 }
 
-Place FindPlace(const std::string& name, std::size_t from) {
+Place FindPlace(const std::string& name, std::size_t from, std::string_view option) {
   const std::size_t begin = name.find_first_of("%#", from);
   if (begin == std::string::npos) return {};
-  return name[begin] == '#' ? HashesFrom(name, begin) : DirectiveAt(name, begin);
+  return name[begin] == '#' ? HashesFrom(name, begin) : DirectiveAt(name, begin, option);
 }
 
 }  // namespace
 
-OutputPattern::OutputPattern(std::string_view text) {
+OutputPattern::OutputPattern(std::string_view text, std::string_view option) {
   const std::filesystem::path path(text);
   folder_ = path.parent_path();
   before_ = path.filename().string();
   if (before_.empty() || before_ == "." || before_ == "..") {
-    throw InputError(fmt::format("--output: '{}' does not name a file", text));
+    throw InputError(fmt::format("{}: '{}' does not name a file", option, text));
   }
-  const Place place = FindPlace(before_, 0);
+  const Place place = FindPlace(before_, 0, option);
   if (!place.Found()) return;
   if (place.digits > kMostDigits) {
-    throw InputError(fmt::format("--output: '{}' asks for more than {} digits", before_, kMostDigits));
+    throw InputError(fmt::format("{}: '{}' asks for more than {} digits", option, before_, kMostDigits));
   }
-  if (FindPlace(before_, place.begin + place.size).Found()) {
-    throw InputError(fmt::format("--output: '{}' has two places for the frame's number; one is allowed", before_));
+  if (FindPlace(before_, place.begin + place.size, option).Found()) {
+    throw InputError(fmt::format("{}: '{}' has two places for the frame's number; one is allowed", option, before_));
   }
   hasNumber_ = true;
   digits_ = place.digits;

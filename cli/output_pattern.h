@@ -12,8 +12,9 @@ namespace orvandel::cli {
 // "%d" or "%0Nd" (N digits at least) or a run of '#' (as many digits at least), once.
 class OutputPattern {
  public:
-  // Throws InputError for two places, for a '%' that is neither "%d" nor "%0Nd", and for a missing file name.
-  explicit OutputPattern(std::string_view text);
+  // Throws InputError for two places, for a '%' that is neither "%d" nor "%0Nd", and for a missing file name; `option`
+  // is the one that the text was given to.
+  explicit OutputPattern(std::string_view text, std::string_view option = "--output");
 
   bool HasNumber() const { return hasNumber_; }
   // A name without a place gets ".####" before its extension.

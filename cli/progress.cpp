@@ -5,8 +5,9 @@
 
 #include <chrono>
 #include <cmath>
-#include <cstdio>
 #include <nlohmann/json.hpp>
+
+#include "cli/console.h"
 
 namespace orvandel::cli {
 namespace {
@@ -32,7 +33,7 @@ class SummaryOnly : public Progress {
  public:
   void Begin(const RenderStart&) override {}
   void Frame(const FrameDone&) override {}
-  void End(const RenderSummary& summary) override { fmt::print(stderr, "{}\n", SummaryText(summary)); }
+  void End(const RenderSummary& summary) override { Tell(SummaryText(summary) + "\n"); }
 };
 
 // Shows at most once an interval, and always the last frame.
@@ -70,14 +71,12 @@ class TerminalBar final : public TimedProgress {
 
   void Write(const FrameDone& frame, const std::string& text) override {
     const auto full = static_cast<std::size_t>(kCells * frame.done / frame.total);
-    fmt::print(stderr, "\r[{}{}] {}\x1b[K", std::string(full, '#'), std::string(kCells - full, ' '), text);
-    std::fflush(stderr);
+    Tell(fmt::format("\r[{}{}] {}\x1b[K", std::string(full, '#'), std::string(kCells - full, ' '), text));
     shown_ = true;
   }
   void Wipe() {
     if (!shown_) return;
-    fmt::print(stderr, "\r\x1b[K");
-    std::fflush(stderr);
+    Tell("\r\x1b[K");
     shown_ = false;
   }
 
@@ -89,7 +88,7 @@ class PlainLines final : public TimedProgress {
   PlainLines() : TimedProgress(std::chrono::seconds(2), std::chrono::seconds(2)) {}
 
  private:
-  void Write(const FrameDone&, const std::string& text) override { fmt::print(stderr, "{}\n", text); }
+  void Write(const FrameDone&, const std::string& text) override { Tell(text + "\n"); }
 };
 
 // One object a line: {"event": "start"}, one {"event": "frame"} for every frame, {"event": "end"}.
@@ -108,7 +107,8 @@ class JsonLines final : public Progress {
                       {"frame", frame.frame},
                       {"done", frame.done},
                       {"total", frame.total},
-                      {"ms", Milliseconds(frame.seconds)}};
+                      {"ms", Milliseconds(frame.seconds)},
+                      {"waves", frame.waves}};
     if (!frame.file.empty()) json["file"] = frame.file;
     Write(json);
   }
@@ -131,7 +131,7 @@ class JsonLines final : public Progress {
   // To a thousandth: more digits would only be noise.
   static double Milliseconds(double seconds) { return std::round(seconds * 1e6) / 1000; }
   static void Write(const ordered_json& json) {
-    fmt::print(stderr, "{}\n", json.dump(-1, ' ', false, ordered_json::error_handler_t::replace));
+    Tell(json.dump(-1, ' ', false, ordered_json::error_handler_t::replace) + "\n");
   }
 };
 
@@ -161,6 +161,7 @@ std::string SummaryText(const RenderSummary& summary) {
   if (summary.slowestFrame >= 0) {
     text += fmt::format("; slowest: frame {}, {:.0f} ms", summary.slowestFrame, summary.slowestSeconds * 1000);
   }
+  if (summary.start.total == 0) return text;
   return text + fmt::format("; at most {} wave{} alive", summary.mostWaves, summary.mostWaves == 1 ? "" : "s");
 }
 

@@ -19,6 +19,7 @@ struct FrameDone {
   std::int32_t frame = 0;
   std::int64_t done = 0, total = 0;  // this one included
   double seconds = 0;                // that the frame took
+  std::int64_t waves = 0;            // alive in it
   std::string file;                  // empty where frames have no file of their own
 };
 struct RenderSummary {
@@ -26,7 +27,7 @@ struct RenderSummary {
   double seconds = 0;
   std::int32_t slowestFrame = -1;
   double slowestSeconds = 0;
-  std::int64_t mostWaves = 0;  // alive at once in a frame, at most
+  std::int64_t mostWaves = 0;  // alive at once in a frame that was rendered, at most
 };
 
 // Begin, Frame for every frame, End when all went well. Destroying it leaves the cursor at the start of an empty line.

@@ -2,6 +2,7 @@
 #include <fmt/format.h>
 
 #include "cli/commands/commands.h"
+#include "cli/console.h"
 #include "cli/module_file.h"
 #include "stage/module/effect_module.h"
 
@@ -33,18 +34,17 @@ void About(const AboutRequest& request) {
   const auto file = ModuleFile(request.module);
   stage::EffectModule module(stage::LoadEffect(file));
   const stage::Identity& identity = module.GetIdentity();
-  fmt::print("module          {}\n", file.string());
-  fmt::print("name            {}\n", identity.name);
-  fmt::print("match name      {}\n", identity.matchName);
-  fmt::print("category        {}\n", identity.category);
-  fmt::print("entry point     {}\n", identity.entryPoint);
-  fmt::print("kind            {}\n", CodeText(identity.kind));
-  fmt::print("host interface  {}.{}\n", identity.interfaceMajor, identity.interfaceMinor);
-  fmt::print("version         {:#010x}\n", identity.effectVersion);
-  fmt::print("flags           {:#x}, {:#x}; registered with {:#x}\n", identity.outFlags, identity.outFlags2,
-             identity.flags);
-  fmt::print("about\n  {}\n", Indented(identity.about));
-  for (const std::string& complaint : module.Complaints()) fmt::print("complaint       {}\n", complaint);
+  Print("module          {}\n", file.string());
+  Print("name            {}\n", identity.name);
+  Print("match name      {}\n", identity.matchName);
+  Print("category        {}\n", identity.category);
+  Print("entry point     {}\n", identity.entryPoint);
+  Print("kind            {}\n", CodeText(identity.kind));
+  Print("host interface  {}.{}\n", identity.interfaceMajor, identity.interfaceMinor);
+  Print("version         {:#010x}\n", identity.effectVersion);
+  Print("flags           {:#x}, {:#x}; registered with {:#x}\n", identity.outFlags, identity.outFlags2, identity.flags);
+  Print("about\n  {}\n", Indented(identity.about));
+  for (const std::string& complaint : module.Complaints()) Print("complaint       {}\n", complaint);
   module.SetDown();
 }
 

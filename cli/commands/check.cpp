@@ -8,6 +8,7 @@
 
 #include "cli/check/flashes.h"
 #include "cli/commands/commands.h"
+#include "cli/console.h"
 #include "cli/failure.h"
 #include "cli/frame_list.h"
 #include "cli/interrupt.h"
@@ -130,16 +131,19 @@ void Watch(stage::SceneRenderer& renderer, const stage::Scene& scene, Findings& 
   const double rate = static_cast<double>(scene.time.frameRate.num) / static_cast<double>(scene.time.frameRate.den);
   FlashCounter flashes(rate);
   const std::int32_t count = FramesToWatch(scene);
+  std::vector<std::int64_t> waves;  // alive, by frame
   for (std::int32_t frame = 0; frame < count; ++frame) {
     if (StopRequested()) throw stage::Interrupted();
     flashes.Add(renderer.Render(frame));
+    waves.push_back(renderer.WaveCount());
   }
-  findings.notes.push_back(fmt::format("flashes looked for in {} of {} frames", count, scene.time.frameCount));
+  findings.notes.push_back(fmt::format("flashes looked for in {} of {} frames, with {} waves at most", count,
+                                       scene.time.frameCount, *std::max_element(waves.begin(), waves.end())));
   if (!flashes.TooMany()) return;
   findings.warnings.push_back(fmt::format(
-      "more than three flashes within the second before frame {}, over {:.0f} % of the picture: this may harm "
-      "people with photosensitive epilepsy",
-      flashes.WorstFrame(), flashes.WorstArea() * 100));
+      "more than three flashes within the second before frame {}, over {:.0f} % of the picture, where {} "
+      "waves are alive: this may harm people with photosensitive epilepsy",
+      flashes.WorstFrame(), flashes.WorstArea() * 100, waves[static_cast<std::size_t>(flashes.WorstFrame())]));
 }
 
 // What the effect itself refuses shows only when it renders.
@@ -179,18 +183,18 @@ Findings CheckScene(stage::EffectModule& module, const CheckRequest& request) {
   return findings;
 }
 
-void Print(const Findings& findings, bool asJson) {
+void PrintFindings(const Findings& findings, bool asJson) {
   if (asJson) {
     const ordered_json json{{"ok", findings.errors.empty()},
                             {"errors", findings.errors},
                             {"warnings", findings.warnings},
                             {"notes", findings.notes}};
-    fmt::print("{}\n", json.dump(2, ' ', false, ordered_json::error_handler_t::replace));
+    Print("{}\n", json.dump(2, ' ', false, ordered_json::error_handler_t::replace));
     return;
   }
-  for (const std::string& error : findings.errors) fmt::print("error: {}\n", error);
-  for (const std::string& warning : findings.warnings) fmt::print("warning: {}\n", warning);
-  for (const std::string& note : findings.notes) fmt::print("note: {}\n", note);
+  for (const std::string& error : findings.errors) Print("error: {}\n", error);
+  for (const std::string& warning : findings.warnings) Print("warning: {}\n", warning);
+  for (const std::string& note : findings.notes) Print("note: {}\n", note);
 }
 
 }  // namespace
@@ -198,7 +202,7 @@ void Print(const Findings& findings, bool asJson) {
 void Check(const CheckRequest& request) {
   stage::EffectModule module(stage::LoadEffect(ModuleFile(request.scene.module)));
   const Findings findings = CheckScene(module, request);
-  Print(findings, request.asJson);
+  PrintFindings(findings, request.asJson);
   module.SetDown();
   if (findings.errors.empty()) return;
   throw stage::InputError(fmt::format("{}: {} mistake{}", request.scene.file.string(), findings.errors.size(),

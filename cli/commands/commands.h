@@ -60,6 +60,15 @@ struct DescribeRequest {
 };
 void Describe(const DescribeRequest& request);
 
+struct WavesRequest {
+  SceneRequest scene;
+  std::optional<std::string> frames;  // absent: all of the scene's
+  std::string svg;                    // pattern of SVG files; empty: JSON lines on standard output
+  bool noOutlines = false;            // in the JSON lines
+  bool replace = false;
+};
+void Waves(const WavesRequest& request);
+
 struct SheetRequest {
   SceneRequest scene;
   std::filesystem::path output;

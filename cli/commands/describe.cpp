@@ -1,5 +1,5 @@
-// `orvandel describe`: one frame in words and numbers. The waves come from the scene's values by the effect's own rules
-// (cli/waves/wave_states.h); what is said of the picture comes from the picture.
+// `orvandel describe`: one frame in words and numbers. The waves are those that the effect reports; what is said of the
+// picture comes from the picture.
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -7,14 +7,15 @@
 #include <utility>
 
 #include "cli/commands/commands.h"
+#include "cli/console.h"
 #include "cli/interrupt.h"
 #include "cli/module_file.h"
 #include "cli/param_text.h"
 #include "cli/picture_facts.h"
 #include "cli/text_table.h"
 #include "cli/waves/emitter_values.h"
+#include "cli/waves/reported_waves.h"
 #include "cli/waves/wave_count.h"
-#include "cli/waves/wave_states.h"
 #include "stage/base/errors.h"
 #include "stage/render/scene_renderer.h"
 
@@ -26,12 +27,12 @@ using nlohmann::ordered_json;
 // Listed one by one; the newest are the ones that a person looks for.
 constexpr std::size_t kMostInText = 20, kMostInJson = 1000;
 
-constexpr const char* kWavesFrom = "computed from the scene's values by the effect's rules of birth and motion";
+constexpr const char* kWavesFrom = "reported by the effect as it renders the frame";
 constexpr const char* kPictureFrom = "measured in the rendered frame";
 
 struct EffectAtTime {
   std::string waveType, setAt;
-  WavesAtTime waves;
+  std::vector<ReportedWave> waves;  // alive, the oldest first
 };
 
 struct Description {
@@ -56,11 +57,12 @@ Description Look(stage::EffectModule& module, const stage::Scene& scene, const D
   const std::int32_t hostTime = scene.time.TimeOfFrame(description.frame);
   description.seconds = static_cast<double>(hostTime) / scene.time.timeScale;
   const auto tick = static_cast<std::int64_t>(description.seconds * kTicksPerSecond);
-  for (const stage::Emitter& emitter : scene.emitters) {
-    const EmitterValues values(scene, emitter, module.Catalog());
-    description.effects.push_back({values.ChoiceText("Wave Type", tick),
-                                   values.ChoiceText("Parameters are set at", tick),
-                                   WavesAt(scene, emitter, module.Catalog(), hostTime)});
+  WaveReports reports(module, scene, request.scene.maxWaves);
+  const auto& waves = reports.Of(description.frame);
+  for (std::size_t i = 0; i < waves.size(); ++i) {
+    const EmitterValues values(scene, scene.emitters[i], module.Catalog());
+    description.effects.push_back(
+        {values.ChoiceText("Wave Type", tick), values.ChoiceText("Parameters are set at", tick), waves[i]});
   }
   stage::RenderOptions options;
   options.shouldStop = StopRequested;
@@ -77,35 +79,33 @@ std::string Span(double low, double high, const char* unit) {
 }
 
 template <typename Field>
-std::string SpanOf(const std::vector<WaveState>& waves, const Field& field, const char* unit) {
-  const auto [low, high] = std::minmax_element(
-      waves.begin(), waves.end(), [&](const WaveState& a, const WaveState& b) { return field(a) < field(b); });
-  return Span(field(*low), field(*high), unit);
+std::string SpanOf(const std::vector<ReportedWave>& waves, const Field& field) {
+  const auto [low, high] =
+      std::minmax_element(waves.begin(), waves.end(),
+                          [&](const ReportedWave& a, const ReportedWave& b) { return field(a.wave) < field(b.wave); });
+  return Span(field(low->wave), field(high->wave), "px");
 }
 
 std::string Sentence(const EffectAtTime& effect) {
-  const auto& waves = effect.waves.alive;
-  std::string text = fmt::format("{}, set at {}: {} of {} waves alive", effect.waveType, effect.setAt, waves.size(),
-                                 effect.waves.born);
+  const auto& waves = effect.waves;
+  std::string text = fmt::format("{}, set at {}: {} wave{} alive", effect.waveType, effect.setAt, waves.size(),
+                                 waves.size() == 1 ? "" : "s");
   if (waves.empty()) return text + ".";
   return text + fmt::format("; radius {}, centres from x {}, y {}.",
-                            SpanOf(
-                                waves, [](const WaveState& wave) { return wave.radius; }, "px"),
-                            SpanOf(
-                                waves, [](const WaveState& wave) { return wave.centre.x; }, "px"),
-                            SpanOf(
-                                waves, [](const WaveState& wave) { return wave.centre.y; }, "px"));
+                            SpanOf(waves, [](const OrvWave& wave) { return wave.size; }),
+                            SpanOf(waves, [](const OrvWave& wave) { return wave.centreX; }),
+                            SpanOf(waves, [](const OrvWave& wave) { return wave.centreY; }));
 }
 
-std::string WaveTable(const std::vector<WaveState>& waves) {
+std::string WaveTable(const std::vector<ReportedWave>& waves) {
   std::vector<std::vector<std::string>> rows{{"age", "centre", "radius", "turn", "stroke", "opacity", "colour"}};
   const std::size_t count = std::min(waves.size(), kMostInText);
   for (std::size_t i = waves.size(); i > waves.size() - count; --i) {
-    const WaveState& wave = waves[i - 1];
-    rows.push_back({fmt::format("{:.3f} s", wave.ageSeconds),
-                    fmt::format("{:.1f}, {:.1f}", wave.centre.x, wave.centre.y), fmt::format("{:.1f} px", wave.radius),
-                    fmt::format("{:.1f}°", wave.turnDegrees), fmt::format("{:.1f} px", wave.strokeWidth),
-                    fmt::format("{:.0f} %", wave.opacity * 100), ColorText(wave.color)});
+    const OrvWave& wave = waves[i - 1].wave;
+    rows.push_back({fmt::format("{:.3f} s", wave.age), fmt::format("{:.1f}, {:.1f}", wave.centreX, wave.centreY),
+                    fmt::format("{:.1f} px", wave.size), fmt::format("{:.1f}°", wave.angle),
+                    fmt::format("{:.1f} px", wave.width), fmt::format("{:.0f} %", wave.opacity * 100),
+                    ColorText(waves[i - 1].Color())});
   }
   std::string text = TextTable(rows);
   if (waves.size() > count) text += fmt::format("and {} older\n", waves.size() - count);
@@ -121,38 +121,39 @@ std::string PictureSentence(const PictureFacts& picture) {
 }
 
 void PrintText(const stage::Scene& scene, const Description& description) {
-  fmt::print("{}: frame {} of 0..{}, at {:.3f} s; {} x {} pixels\n\n", scene.file.string(), description.frame,
-             scene.time.frameCount - 1, description.seconds, scene.width, scene.height);
+  Print("{}: frame {} of 0..{}, at {:.3f} s; {} x {} pixels\n\n", scene.file.string(), description.frame,
+        scene.time.frameCount - 1, description.seconds, scene.width, scene.height);
   for (std::size_t i = 0; i < description.effects.size(); ++i) {
     const EffectAtTime& effect = description.effects[i];
     const std::string number = description.effects.size() > 1 ? fmt::format("Effect {}: ", i + 1) : "";
-    fmt::print("{}{}\n", number, Sentence(effect));
-    if (!effect.waves.alive.empty()) fmt::print("{}", WaveTable(effect.waves.alive));
-    fmt::print("\n");
+    Print("{}{}\n", number, Sentence(effect));
+    if (!effect.waves.empty()) Print("{}", WaveTable(effect.waves));
+    Print("\n");
   }
-  fmt::print("{}\n\nThe waves are {}; the picture's numbers are {}.\n", PictureSentence(description.picture),
-             kWavesFrom, kPictureFrom);
+  Print("{}\n\nThe waves are {}; the picture's numbers are {}.\n", PictureSentence(description.picture), kWavesFrom,
+        kPictureFrom);
 }
 
 // --- As JSON.
 
-ordered_json WaveJson(const WaveState& wave) {
-  return {{"age", wave.ageSeconds},        {"centre", {wave.centre.x, wave.centre.y}}, {"radius", wave.radius},
-          {"turn", wave.turnDegrees},      {"strokeWidth", wave.strokeWidth},          {"opacity", wave.opacity},
-          {"color", ColorText(wave.color)}};
+ordered_json WaveJson(const ReportedWave& reported) {
+  const OrvWave& wave = reported.wave;
+  return {{"age", wave.age},
+          {"centre", {wave.centreX, wave.centreY}},
+          {"radius", wave.size},
+          {"turn", wave.angle},
+          {"strokeWidth", wave.width},
+          {"opacity", wave.opacity},
+          {"color", ColorText(reported.Color())}};
 }
 
 ordered_json EffectJson(const EffectAtTime& effect) {
-  const auto& waves = effect.waves.alive;
+  const auto& waves = effect.waves;
   ordered_json list = ordered_json::array();
   for (std::size_t i = waves.size() - std::min(waves.size(), kMostInJson); i < waves.size(); ++i) {
     list.push_back(WaveJson(waves[i]));
   }
-  return {{"waveType", effect.waveType},
-          {"setAt", effect.setAt},
-          {"born", effect.waves.born},
-          {"alive", waves.size()},
-          {"waves", std::move(list)}};
+  return {{"waveType", effect.waveType}, {"setAt", effect.setAt}, {"alive", waves.size()}, {"waves", std::move(list)}};
 }
 
 ordered_json PictureJson(const PictureFacts& picture) {
@@ -173,7 +174,7 @@ void PrintJson(const stage::Scene& scene, const Description& description) {
                           {"wavesFrom", kWavesFrom},
                           {"effects", std::move(effects)},
                           {"picture", PictureJson(description.picture)}};
-  fmt::print("{}\n", json.dump(2, ' ', false, ordered_json::error_handler_t::replace));
+  Print("{}\n", json.dump(2, ' ', false, ordered_json::error_handler_t::replace));
 }
 
 }  // namespace

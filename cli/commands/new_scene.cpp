@@ -7,6 +7,7 @@
 #include <span>
 
 #include "cli/commands/commands.h"
+#include "cli/console.h"
 #include "cli/presets.h"
 #include "cli/render/output.h"
 #include "cli/text_table.h"
@@ -83,7 +84,7 @@ constexpr std::size_t kLargestMedium = std::size_t{64} << 20;
 
 void WriteWhole(const std::filesystem::path& file, std::string_view bytes) {
   PrepareFolder(file);
-  stage::PartialFile partial(file);
+  stage::PartialFile partial(file, stage::IfTaken::kFail);
   partial.Write({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()});
   partial.Keep();
 }
@@ -114,7 +115,7 @@ void New(const NewRequest& request) {
   } else {
     CopyPreset(FindPreset(request.preset), request.file);
   }
-  fmt::print("{}: look at it with: orvandel sheet {} -o sheet.png\n", request.file.string(), request.file.string());
+  Print("{}: look at it with: orvandel sheet {} -o sheet.png\n", request.file.string(), request.file.string());
 }
 
 void Presets(bool asJson) {
@@ -122,14 +123,14 @@ void Presets(bool asJson) {
   if (!asJson) {
     std::vector<std::vector<std::string>> rows{{"name", "what it shows"}};
     for (const Preset& preset : presets) rows.push_back({preset.name, preset.description});
-    fmt::print("{}", TextTable(rows));
+    Print("{}", TextTable(rows));
     return;
   }
   nlohmann::ordered_json list = nlohmann::ordered_json::array();
   for (const Preset& preset : presets) {
     list.push_back({{"name", preset.name}, {"description", preset.description}, {"file", preset.file.string()}});
   }
-  fmt::print("{}\n", list.dump(2));
+  Print("{}\n", list.dump(2));
 }
 
 }  // namespace orvandel::cli

@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "cli/commands/commands.h"
+#include "cli/console.h"
 #include "cli/module_file.h"
 #include "cli/param_text.h"
 #include "cli/text_table.h"
@@ -92,9 +93,9 @@ void Params(const ParamsRequest& request) {
   if (request.asJson) {
     ordered_json list = ordered_json::array();
     for (const Entry& entry : entries) list.push_back(AsJson(entry));
-    fmt::print("{}\n", list.dump(2));
+    Print("{}\n", list.dump(2));
   } else {
-    fmt::print("{}", AsTable(entries));
+    Print("{}", AsTable(entries));
   }
   module.SetDown();
 }

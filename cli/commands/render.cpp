@@ -8,11 +8,12 @@
 
 #include <algorithm>
 #include <chrono>
-#include <set>
+#include <csignal>
 #include <string>
 #include <thread>
 
 #include "cli/commands/commands.h"
+#include "cli/console.h"
 #include "cli/frame_list.h"
 #include "cli/interrupt.h"
 #include "cli/module_file.h"
@@ -21,7 +22,6 @@
 #include "cli/text_table.h"
 #include "cli/waves/wave_count.h"
 #include "stage/base/errors.h"
-#include "stage/base/partial_file.h"
 #include "stage/media/background.h"
 #include "stage/module/effect_module.h"
 #include "stage/picture/picture_scale.h"
@@ -39,7 +39,6 @@ struct Plan {
   Output output;
   std::vector<std::int32_t> frames;
   std::size_t kept = 0;
-  WaveCount waves;
   PictureForm form;
 };
 
@@ -52,6 +51,9 @@ void RefuseImpossibleSettings(const RenderRequest& request, const Output& output
   }
   if (!request.codec.empty() && output.kind != OutputKind::kFilm) {
     throw stage::InputError(fmt::format("--codec: '{}' is for a film", request.codec));
+  }
+  if (output.kind == OutputKind::kStream && !OutputIsOpen()) {
+    throw stage::InputError("--output: standard output is closed");
   }
   if (output.kind == OutputKind::kStream && isatty(STDOUT_FILENO) == 1) {
     throw stage::InputError("--output: raw frames are not for a terminal; send standard output to a file or a program");
@@ -73,20 +75,27 @@ Plan MakePlan(const RenderRequest& request) {
   const auto frames = plan.output.IsOrdered() ? asked : WithoutRepeats(asked);
   plan.frames = FramesLeft(plan.output, frames, request.existing, plan.form);
   plan.kept = frames.size() - plan.frames.size();
-  if (!plan.frames.empty()) plan.waves = CountWaves(scene, module.Catalog(), plan.frames);
-  RefuseTooManyWaves(scene, plan.waves, request.scene.maxWaves);
+  if (!plan.frames.empty()) {
+    RefuseTooManyWaves(scene, CountWaves(scene, module.Catalog(), plan.frames), request.scene.maxWaves);
+  }
   if (!request.background.empty()) stage::Background(request.background, scene, request.downsample);
   module.SetDown();
   return plan;
 }
 
-stage::FilmOptions FilmOf(const Plan& plan, const std::string& codec) {
+// A resumed render replaces what stands under a picture's name and is no whole picture.
+stage::IfTaken IfTakenOf(Existing existing) {
+  return existing == Existing::kRefuse ? stage::IfTaken::kFail : stage::IfTaken::kReplace;
+}
+
+stage::FilmOptions FilmOf(const Plan& plan, const RenderRequest& request) {
   stage::FilmOptions film;
   film.frameRate = plan.scene.time.frameRate;
   film.pixelAspect = plan.scene.pixelAspect;
   film.width = plan.form.width;
   film.height = plan.form.height;
-  film.format = codec;
+  film.format = request.codec;
+  film.ifTaken = IfTakenOf(request.existing);
   return film;
 }
 
@@ -108,7 +117,9 @@ SceneWorkSettings WorkOf(const RenderRequest& request) {
   settings.render.highQuality = request.highQuality;
   settings.render.downsample = request.downsample;
   settings.render.shouldStop = StopRequested;
+  settings.render.maxWaves = request.scene.maxWaves;
   settings.depth = request.depth;
+  settings.ifTaken = IfTakenOf(request.existing);
   settings.background = request.background;
   return settings;
 }
@@ -125,7 +136,9 @@ class Taker {
       summary_.slowestSeconds = finished.seconds;
       summary_.slowestFrame = finished.frame;
     }
-    FrameDone done{finished.frame, ++done_, static_cast<std::int64_t>(plan_.frames.size()), finished.seconds, {}};
+    summary_.mostWaves = std::max(summary_.mostWaves, finished.waves);
+    FrameDone done{finished.frame,   ++done_,        static_cast<std::int64_t>(plan_.frames.size()),
+                   finished.seconds, finished.waves, {}};
     if (!plan_.output.IsOrdered()) done.file = plan_.output.FileOf(finished.frame).string();
     progress_.Frame(done);
   }
@@ -141,7 +154,7 @@ void RenderFrames(const RenderRequest& request, const Plan& plan, Progress& prog
   const SceneWorkSettings work = WorkOf(request);
   WorkerPool pool(PoolOf(request, plan), [&] { return MakeSceneWork(work, plan.scene, plan.output); });
   // After the workers have been forked: encoders start threads.
-  const auto sink = plan.output.IsOrdered() ? OpenSink(plan.output, FilmOf(plan, request.codec)) : nullptr;
+  const auto sink = plan.output.IsOrdered() ? OpenSink(plan.output, FilmOf(plan, request)) : nullptr;
   Taker taker(plan, progress, summary);
   pool.Run(plan.frames, [&](const FinishedFrame& finished) { taker.Take(finished, sink.get()); });
   if (StopRequested()) throw stage::Interrupted();
@@ -149,24 +162,25 @@ void RenderFrames(const RenderRequest& request, const Plan& plan, Progress& prog
 }
 
 // What a render that was killed left unfinished.
-void ClearUp(const Plan& plan) {
-  std::set<std::string> names;
-  for (const std::int32_t frame : plan.frames) names.insert(plan.output.FileOf(frame).filename().string());
-  const auto folder = plan.output.FileOf(0).parent_path();
-  stage::RemoveAbandoned(folder.empty() ? "." : folder, names);
+void RemoveLeftovers(const Plan& plan) {
+  std::vector<std::filesystem::path> files;
+  for (const std::int32_t frame : plan.frames) files.push_back(plan.output.FileOf(frame));
+  stage::RemoveAbandoned(files);
 }
 
 }  // namespace
 
 void Render(const RenderRequest& request) {
   const Plan plan = MakePlan(request);
-  if (plan.output.kind != OutputKind::kStream) PrepareFolder(plan.output.FileOf(plan.scene.time.frameCount - 1));
-  if (request.existing == Existing::kKeep) ClearUp(plan);
+  std::signal(SIGPIPE, SIG_IGN);  // a reader that leaves is an error like others, and no file stays half-written for it
+  if (plan.output.kind != OutputKind::kStream) {
+    PrepareFolder(plan.output.FileOf(plan.scene.time.frameCount - 1));
+    RemoveLeftovers(plan);
+  }
   const auto progress = MakeProgress(request.progress);
   RenderSummary summary;
   summary.start = {plan.scene.file.string(), plan.output.Name(), static_cast<std::int64_t>(plan.frames.size()),
                    static_cast<std::int64_t>(plan.kept), PoolOf(request, plan).jobs};
-  summary.mostWaves = plan.waves.alive;
   const auto start = Clock::now();
   progress->Begin(summary.start);
   if (!plan.frames.empty()) RenderFrames(request, plan, *progress, summary);
@@ -182,7 +196,7 @@ void ListFormats() {
         {kind.extension, kind.name, kind.hasAlpha ? "yes" : "no", kind.lossless ? "yes" : "no", kind.description});
   }
   rows.push_back({"-", "", "yes", "yes", "standard output: bytes red, green, blue, alpha, frame after frame"});
-  fmt::print("{}", TextTable(rows));
+  Print("{}", TextTable(rows));
 }
 
 }  // namespace orvandel::cli

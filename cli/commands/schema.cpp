@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include "cli/commands/commands.h"
+#include "cli/console.h"
 #include "cli/module_file.h"
 #include "stage/module/effect_module.h"
 
@@ -11,7 +12,7 @@ namespace orvandel::cli {
 
 void Schema(const AboutRequest& request) {
   stage::EffectModule module(stage::LoadEffect(ModuleFile(request.module)));
-  fmt::print("{}", stage::SceneSchema(module.Catalog()));
+  Print("{}", stage::SceneSchema(module.Catalog()));
   module.SetDown();
 }
 

@@ -39,8 +39,8 @@ std::uint32_t ColorOf(const std::string& text) {
 }
 
 Output OutputOf(const SheetRequest& request) {
-  Output output = ParseOutput(request.output.string(), {0});
-  if (output.kind == OutputKind::kPictures && !output.pattern.HasNumber()) return output;
+  Output output{OutputKind::kPictures, OutputPattern(request.output.string())};
+  if (output.pattern.Extension() == ".png" && !output.pattern.HasNumber()) return output;
   throw stage::InputError(fmt::format("--output: a sheet is one picture, '{}' is not the name of one; use NAME.png",
                                       request.output.string()));
 }
@@ -57,15 +57,17 @@ void DrawSheet(const SheetRequest& request, stage::EffectModule& module, const s
   PrepareFolder(request.output);
   stage::SceneRenderer renderer(module, scene, options);
   for (const std::int32_t frame : frames) sheet.Add(renderer.Render(frame), frame);
-  const UnfinishedFile unfinished(stage::PartialFile(request.output).WorkName());
-  stage::WritePng(request.output, sheet.Result());
+  const auto ifTaken = request.replace ? stage::IfTaken::kReplace : stage::IfTaken::kFail;
+  stage::RemoveAbandoned({request.output});
+  const UnfinishedFile unfinished(stage::PartialFile(request.output, ifTaken).WorkName());
+  stage::WritePng(request.output, sheet.Result(), ifTaken);
 }
 
 }  // namespace
 
 void Sheet(const SheetRequest& request) {
   const Output output = OutputOf(request);
-  FramesLeft(output, {0}, request.replace ? Existing::kReplace : Existing::kRefuse, {});
+  if (!request.replace) RefuseExisting(output, {0}, "--output", "--overwrite replaces it");
   stage::EffectModule module(stage::LoadEffect(ModuleFile(request.scene.module)));
   DrawSheet(request, module, stage::ReadScene(request.scene.file, module.Catalog(), request.scene.options));
   module.SetDown();

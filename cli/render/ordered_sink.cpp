@@ -7,12 +7,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
-#include <csignal>
 #include <cstring>
 
 #include "cli/interrupt.h"
 #include "stage/base/errors.h"
-#include "stage/base/partial_file.h"
 
 namespace orvandel::cli {
 namespace {
@@ -20,7 +18,7 @@ namespace {
 class Film final : public OrderedSink {
  public:
   Film(const std::filesystem::path& file, const stage::FilmOptions& options)
-      : unfinished_(stage::PartialFile(file).WorkName()),
+      : unfinished_(stage::PartialFile(file, options.ifTaken).WorkName()),
         writer_(stage::OpenFilm(file, options)),
         picture_(options.width, options.height) {}
 
@@ -40,8 +38,6 @@ constexpr int kLookUpMilliseconds = 100;
 
 class RawStream final : public OrderedSink {
  public:
-  RawStream() { std::signal(SIGPIPE, SIG_IGN); }
-
   void Put(std::span<const std::uint8_t> picture) override {
     bytes_.resize(picture.size());
     for (std::size_t i = 0; i + 3 < picture.size(); i += 4) {
@@ -51,6 +47,7 @@ class RawStream final : public OrderedSink {
       bytes_[i + 3] = picture[i];
     }
     for (std::size_t done = 0; done < bytes_.size();) done += WriteSome(done);
+    ++pictures_;
   }
   void Finish() override {}
 
@@ -65,11 +62,15 @@ class RawStream final : public OrderedSink {
         write(STDOUT_FILENO, bytes_.data() + from, std::min<std::size_t>(PIPE_BUF, bytes_.size() - from));
     if (written >= 0) return static_cast<std::size_t>(written);
     if (errno == EINTR || errno == EAGAIN) return 0;
-    if (errno == EPIPE) throw ReaderGone();
+    if (errno == EPIPE) {
+      throw stage::WorkError(
+          fmt::format("standard output: its reader left after {} frame{}", pictures_, pictures_ == 1 ? "" : "s"));
+    }
     throw stage::WorkError(fmt::format("standard output cannot be written: {}", std::strerror(errno)));
   }
 
   std::vector<std::uint8_t> bytes_;
+  std::int64_t pictures_ = 0;  // written whole
 };
 
 }  // namespace

@@ -18,9 +18,6 @@ class OrderedSink {
   virtual void Finish() = 0;
 };
 
-// The reader of standard output has gone. Nobody is left to be told.
-class ReaderGone : public std::exception {};
-
 std::unique_ptr<OrderedSink> OpenSink(const Output& output, const stage::FilmOptions& film);
 
 }  // namespace orvandel::cli

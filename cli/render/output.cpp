@@ -43,18 +43,6 @@ bool IsDone(const std::filesystem::path& file, const PictureForm& form) {
       file.string(), found->width, found->height, found->depth, form.width, form.height, form.depth));
 }
 
-void RefuseExisting(const Output& output, const std::vector<std::int32_t>& frames) {
-  for (const std::int32_t frame : frames) {
-    const std::filesystem::path file = output.FileOf(frame);
-    std::error_code ignored;
-    if (!std::filesystem::exists(std::filesystem::symlink_status(file, ignored))) continue;
-    throw InputError(fmt::format("--output: '{}' exists; --overwrite replaces it{}", file.string(),
-                                 output.kind == OutputKind::kPictures
-                                     ? ", --resume keeps the pictures that are there and renders the rest"
-                                     : ""));
-  }
-}
-
 }  // namespace
 
 std::string Output::Name() const { return kind == OutputKind::kStream ? "standard output" : pattern.Text(); }
@@ -78,7 +66,7 @@ Output ParseOutput(std::string_view text, const std::vector<std::int32_t>& frame
   return output;
 }
 
-void PrepareFolder(const std::filesystem::path& file) {
+void PrepareFolder(const std::filesystem::path& file, std::string_view option) {
   const auto folder = file.has_parent_path() ? file.parent_path() : std::filesystem::path(".");
   std::error_code error;
   std::filesystem::create_directories(folder, error);
@@ -90,7 +78,17 @@ void PrepareFolder(const std::filesystem::path& file) {
     throw WorkError(fmt::format("{}: the folder cannot be written to", folder.string()));
   }
   if (std::filesystem::is_directory(file, error)) {
-    throw InputError(fmt::format("--output: '{}' is a folder", file.string()));
+    throw InputError(fmt::format("{}: '{}' is a folder", option, file.string()));
+  }
+}
+
+void RefuseExisting(const Output& output, const std::vector<std::int32_t>& frames, std::string_view option,
+                    std::string_view advice) {
+  for (const std::int32_t frame : frames) {
+    const std::filesystem::path file = output.FileOf(frame);
+    std::error_code ignored;
+    if (!std::filesystem::exists(std::filesystem::symlink_status(file, ignored))) continue;
+    throw InputError(fmt::format("{}: '{}' exists; {}", option, file.string(), advice));
   }
 }
 
@@ -101,7 +99,12 @@ std::vector<std::int32_t> FramesLeft(const Output& output, const std::vector<std
                                  output.kind == OutputKind::kFilm ? "a film" : "a stream"));
   }
   if (output.kind == OutputKind::kStream) return frames;
-  if (existing == Existing::kRefuse) RefuseExisting(output, output.IsOrdered() ? std::vector{0} : frames);
+  if (existing == Existing::kRefuse) {
+    const bool isFilm = output.kind == OutputKind::kFilm;
+    RefuseExisting(output, isFilm ? std::vector{0} : frames, "--output",
+                   isFilm ? "--overwrite replaces it"
+                          : "--overwrite replaces it, --resume keeps the pictures that are there and renders the rest");
+  }
   if (existing != Existing::kKeep) return frames;
   std::vector<std::int32_t> left;
   for (const std::int32_t frame : frames) {

@@ -30,8 +30,13 @@ struct Output {
 // Refuses names that cannot work with `frames` (InputError).
 Output ParseOutput(std::string_view text, const std::vector<std::int32_t>& frames);
 
-// Makes the folder and finds out whether it can be written to, before the first frame is rendered. WorkError.
-void PrepareFolder(const std::filesystem::path& file);
+// Makes the folder and finds out whether it can be written to, before the first frame is rendered. WorkError;
+// InputError, naming `option`, when the name is a folder's.
+void PrepareFolder(const std::filesystem::path& file, std::string_view option = "--output");
+
+// InputError when a frame's file exists: `option` is the one that named the files, `advice` what the person can do.
+void RefuseExisting(const Output& output, const std::vector<std::int32_t>& frames, std::string_view option,
+                    std::string_view advice);
 
 // What to do about files that exist already under the names to be written.
 enum class Existing { kRefuse, kReplace, kKeep };

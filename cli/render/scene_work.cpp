@@ -7,7 +7,6 @@
 
 #include "cli/interrupt.h"
 #include "stage/base/errors.h"
-#include "stage/base/partial_file.h"
 #include "stage/loading/loaded_effect.h"
 #include "stage/media/background.h"
 #include "stage/module/effect_module.h"
@@ -23,6 +22,7 @@ class SceneWork final : public FrameWork {
       : scene_(scene),
         output_(output),
         depth_(settings.depth),
+        ifTaken_(settings.ifTaken),
         module_(stage::LoadEffect(settings.module)),
         renderer_(std::in_place, module_, scene, settings.render) {
     if (!settings.background.empty()) background_.emplace(settings.background, scene, settings.render.downsample);
@@ -42,6 +42,8 @@ class SceneWork final : public FrameWork {
     }
   }
 
+  std::int64_t WaveCount() const override { return renderer_->WaveCount(); }
+
   void Finish() override {
     renderer_.reset();
     module_.SetDown();
@@ -54,17 +56,18 @@ class SceneWork final : public FrameWork {
   }
 
   void Write(std::int32_t frame, const std::filesystem::path& file) {
-    const UnfinishedFile unfinished(stage::PartialFile(file).WorkName());
+    const UnfinishedFile unfinished(stage::PartialFile(file, ifTaken_).WorkName());
     if (depth_ == 16) {
-      stage::WritePng16(file, renderer_->Render16(frame));
+      stage::WritePng16(file, renderer_->Render16(frame), ifTaken_);
     } else {
-      stage::WritePng(file, Render(frame));
+      stage::WritePng(file, Render(frame), ifTaken_);
     }
   }
 
   const stage::Scene& scene_;
   const Output& output_;
   int depth_;
+  stage::IfTaken ifTaken_;
   stage::EffectModule module_;
   std::optional<stage::SceneRenderer> renderer_;
   std::optional<stage::Background> background_;

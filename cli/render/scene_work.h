@@ -8,6 +8,7 @@
 
 #include "cli/render/output.h"
 #include "cli/render/worker_pool.h"
+#include "stage/base/partial_file.h"
 #include "stage/render/frame_renderer.h"
 #include "stage/scene/scene.h"
 
@@ -16,7 +17,8 @@ namespace orvandel::cli {
 struct SceneWorkSettings {
   std::filesystem::path module;
   stage::RenderOptions render;
-  int depth = 8;           // bits a channel of pictures
+  int depth = 8;  // bits a channel of pictures
+  stage::IfTaken ifTaken = stage::IfTaken::kFail;
   std::string background;  // a colour or a medium behind every frame; empty: none
 };
 

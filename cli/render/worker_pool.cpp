@@ -25,6 +25,7 @@ constexpr int kLookUpMilliseconds = 100;
 struct Result {
   FrameOrder order;
   double seconds = 0;
+  std::int64_t waves = 0;
 };
 
 }  // namespace
@@ -82,7 +83,7 @@ struct WorkerPool::Impl {
         return worker.OrderStarted();
       case Kind::kFinished: {
         const FrameOrder order = worker.OrderFinished();
-        results.emplace(order.index, Result{order, report.seconds});
+        results.emplace(order.index, Result{order, report.seconds, report.waves});
         return;
       }
       case Kind::kFailed:
@@ -106,7 +107,7 @@ struct WorkerPool::Impl {
     const Result result = first->second;
     results.erase(first);
     ++delivered;
-    FinishedFrame finished{result.order.frame, result.seconds, {}};
+    FinishedFrame finished{result.order.frame, result.seconds, result.waves, {}};
     if (HasSlots()) finished.bytes = slots.Slot(static_cast<std::size_t>(result.order.slot));
     take(finished);
     if (HasSlots()) freeSlots.push_back(result.order.slot);

@@ -24,6 +24,8 @@ class FrameWork {
   virtual ~FrameWork() = default;
   // `slot` is empty when the pool has none. Throws what a render throws.
   virtual void Make(std::int32_t frame, std::span<std::uint8_t> slot) = 0;
+  // How many waves were alive in the frame made last.
+  virtual std::int64_t WaveCount() const { return 0; }
   // After the last frame.
   virtual void Finish() {}
 };
@@ -37,6 +39,7 @@ struct PoolOptions {
 struct FinishedFrame {
   std::int32_t frame = 0;
   double seconds = 0;                   // that the worker spent on it
+  std::int64_t waves = 0;               // alive in it
   std::span<const std::uint8_t> bytes;  // the slot; valid during the call
 };
 

@@ -42,7 +42,9 @@ bool Serve(FrameWork& work, const FrameOrder& order, const SharedSlots& slots, i
   const auto start = Clock::now();
   work.Make(order.frame,
             slots.Count() > 0 ? slots.Slot(static_cast<std::size_t>(order.slot)) : std::span<std::uint8_t>());
-  return SendReport(socket, Plain(Kind::kFinished, order.index, SecondsSince(start)));
+  WorkerReport finished = Plain(Kind::kFinished, order.index, SecondsSince(start));
+  finished.waves = work.WaveCount();
+  return SendReport(socket, finished);
 }
 
 void ServeAll(const std::function<std::unique_ptr<FrameWork>()>& makeWork, const SharedSlots& slots, int socket) {
@@ -81,8 +83,7 @@ class SignalsHeld {
   SignalsHeld() {
     sigset_t set;
     sigemptyset(&set);
-    sigaddset(&set, SIGINT);
-    sigaddset(&set, SIGTERM);
+    for (const int signal : kStopSignals) sigaddset(&set, signal);
     sigprocmask(SIG_BLOCK, &set, &before_);
   }
   ~SignalsHeld() { Release(); }

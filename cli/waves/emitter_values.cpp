@@ -15,23 +15,15 @@ const stage::ParamInfo& EmitterValues::Info(std::string_view name) const {
   return *info;
 }
 
-stage::Value EmitterValues::At(std::string_view name, std::int64_t tick) const {
+double EmitterValues::Number(std::string_view name, std::int64_t tick) const {
   const auto unitsPerTick = scene_.time.timeScale / static_cast<std::int32_t>(kTicksPerSecond);
-  return stage::ValueAtTime(scene_, emitter_, Info(name), static_cast<std::int32_t>(tick * unitsPerTick));
+  return NumberAt(name, static_cast<std::int32_t>(tick * unitsPerTick));
 }
 
-double EmitterValues::Number(std::string_view name, std::int64_t tick) const {
-  const stage::Value value = At(name, tick);
+double EmitterValues::NumberAt(std::string_view name, std::int32_t hostTime) const {
+  const stage::Value value = stage::ValueAtTime(scene_, emitter_, Info(name), hostTime);
   if (const auto* choice = std::get_if<stage::Choice>(&value)) return choice->index;
   return std::get<double>(value);
-}
-
-stage::PointValue EmitterValues::Point(std::string_view name, std::int64_t tick) const {
-  return std::get<stage::PointValue>(At(name, tick));
-}
-
-stage::ColorValue EmitterValues::Color(std::string_view name, std::int64_t tick) const {
-  return std::get<stage::ColorValue>(At(name, tick));
 }
 
 bool EmitterValues::IsConstant(std::string_view name) const {

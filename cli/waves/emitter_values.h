@@ -21,8 +21,7 @@ class EmitterValues {
 
   // By the parameter's name, which must be one of the effect's. A checkbox is 0 or 1, a popup its number from 1.
   double Number(std::string_view name, std::int64_t tick) const;
-  stage::PointValue Point(std::string_view name, std::int64_t tick) const;
-  stage::ColorValue Color(std::string_view name, std::int64_t tick) const;
+  double NumberAt(std::string_view name, std::int32_t hostTime) const;
   bool IsConstant(std::string_view name) const;
   // Of a popup: the item's text.
   std::string ChoiceText(std::string_view name, std::int64_t tick) const;
@@ -32,7 +31,6 @@ class EmitterValues {
 
  private:
   const stage::ParamInfo& Info(std::string_view name) const;
-  stage::Value At(std::string_view name, std::int64_t tick) const;
 
   const stage::Scene& scene_;
   const stage::Emitter& emitter_;

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "cli/waves/births.h"
+#include "cli/waves/emitter_values.h"
 #include "stage/base/errors.h"
 #include "stage/media/sequence_rules.h"
 
@@ -14,14 +14,34 @@ namespace {
 
 using Counts = std::vector<std::int64_t>;  // by tick
 
+// How many waves are born in each tick: a phase starts at 1, grows with the frequency, and gives birth whenever it
+// reaches 1. The effect adds up in single precision, so the two may differ by one wave near a whole phase.
+Counts BirthsIn(const EmitterValues& values, std::size_t ticks) {
+  constexpr std::string_view kFrequency = "Frequency";
+  constexpr double kNearly = 1 - 1e-6;
+  const bool constant = values.IsConstant(kFrequency);
+  double phase = 1, frequency = values.Number(kFrequency, 0);
+  Counts births(ticks, 0);
+  for (std::size_t tick = 0; tick < ticks; ++tick) {
+    if (!constant) frequency = values.Number(kFrequency, static_cast<std::int64_t>(tick));
+    phase += frequency / kTicksPerSecond;
+    for (; phase >= kNearly; --phase) ++births[tick];
+  }
+  return births;
+}
+
 // Of one emitter.
 class Census {
  public:
   Census(const EmitterValues& values, std::int64_t lastTick) : values_(values) {
     const auto size = static_cast<std::size_t>(lastTick) + 2;
-    born_.assign(size, 0);
-    alive_.assign(size, 0);
-    ForEachTick(values, static_cast<double>(lastTick) + 1, [&](const TickBirths& births) { Enter(births); });
+    born_ = BirthsIn(values, size);
+    alive_ = born_;
+    for (std::size_t tick = 0; tick < size; ++tick) {
+      if (born_[tick] == 0) continue;
+      const std::size_t end = tick + 1 + static_cast<std::size_t>(LifespanTicks(static_cast<std::int64_t>(tick)));
+      if (end < size) alive_[end] -= born_[tick];
+    }
     for (std::size_t tick = 1; tick < size; ++tick) {
       born_[tick] += born_[tick - 1];
       alive_[tick] += alive_[tick - 1];
@@ -41,15 +61,6 @@ class Census {
  private:
   std::int64_t LifespanTicks(std::int64_t tick) const {
     return static_cast<std::int64_t>(std::ceil(values_.Number("Lifespan (sec)", tick) * kTicksPerSecond));
-  }
-
-  void Enter(const TickBirths& births) {
-    const auto tick = static_cast<std::size_t>(births.tick);
-    if (births.count == 0) return;
-    born_[tick] += births.count;
-    alive_[tick] += births.count;
-    const std::size_t end = tick + 1 + static_cast<std::size_t>(LifespanTicks(births.tick));
-    if (end < alive_.size()) alive_[end] -= births.count;
   }
 
   const EmitterValues& values_;

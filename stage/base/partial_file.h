@@ -3,24 +3,34 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <set>
 #include <span>
 #include <string>
+#include <vector>
 
 namespace orvandel::stage {
 
+// What to do when another file has the name by the time this one is whole.
+enum class IfTaken {
+  kFail,    // leave the other one as it is
+  kReplace  // put this one in its place; where the name is a symbolic link, in the place of the link's target
+};
+
 class PartialFile {
  public:
-  // Nothing is opened yet: a library may want to open WorkName() itself.
-  explicit PartialFile(std::filesystem::path file);
+  // Nothing is opened yet.
+  PartialFile(std::filesystem::path file, IfTaken ifTaken);
   ~PartialFile();  // without Keep: what was written is removed
   PartialFile(const PartialFile&) = delete;
   PartialFile& operator=(const PartialFile&) = delete;
 
+  // In the folder of the finished file, with a name of its own for every process.
   const std::filesystem::path& WorkName() const { return workName_; }
-  // Everything at once; WorkError.
+  // Creates the file WorkName(), empty, and marks it as in use for as long as this object lives. For libraries that
+  // open the file themselves: call it first. WorkError.
+  void Open();
+  // Opens and writes everything at once; WorkError.
   void Write(std::span<const std::uint8_t> bytes);
-  // Renames to the file's own name, over what was there; WorkError.
+  // Gives the file its own name; WorkError.
   void Keep();
 
   // WorkError: the file, what failed, the system's reason for `errorNumber`.
@@ -28,12 +38,15 @@ class PartialFile {
   [[noreturn]] void Fail(const std::string& what) const;
 
  private:
-  std::filesystem::path file_, workName_;
+  std::filesystem::path file_;  // as the caller names it
+  std::filesystem::path target_, workName_;
+  IfTaken ifTaken_;
+  int descriptor_ = -1;
   bool kept_ = false;
 };
 
-// Removes what processes of this machine that are gone have left of these files of the folder: those were killed, and
-// nobody else will.
-void RemoveAbandoned(const std::filesystem::path& folder, const std::set<std::string>& fileNames);
+// Removes the unfinished files that processes which are gone (killed, or lost with their machine) left of these files.
+// Those of a process that still runs are never touched.
+void RemoveAbandoned(const std::vector<std::filesystem::path>& files);
 
 }  // namespace orvandel::stage

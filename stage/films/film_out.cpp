@@ -17,7 +17,6 @@
 #include <vector>
 
 #include "stage/base/errors.h"
-#include "stage/base/partial_file.h"
 #include "stage/ffmpeg/ffmpeg_support.h"
 #include "stage/films/film_out.h"
 
@@ -107,7 +106,7 @@ class EncodedFilm final : public FilmWriter {
   EncodedFilm(const std::filesystem::path& file, const FilmFormat& format, const FilmOptions& options)
       : format_(format),
         options_(options),
-        partial_(file),
+        partial_(file, options.ifTaken),
         packet_(NewPacket()),
         source_(NewFrame()),
         frame_(NewFrame()) {
@@ -188,6 +187,7 @@ class EncodedFilm final : public FilmWriter {
     const std::string url = "file:" + partial_.WorkName().string();
     av_freep(&output_->url);
     output_->url = av_strdup(url.c_str());  // a container that moves its index to the front opens the file once more
+    partial_.Open();
     if (const int code = avio_open(&output_->pb, url.c_str(), AVIO_FLAG_WRITE); code < 0) {
       partial_.Fail("cannot be written: " + AvErrorText(code));
     }

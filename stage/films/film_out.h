@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "stage/base/partial_file.h"
 #include "stage/picture/picture.h"
 #include "stage/scene/timebase.h"
 
@@ -24,6 +25,7 @@ struct FilmOptions {
   Rational frameRate;
   Rational pixelAspect{1, 1};
   std::int32_t width = 0, height = 0;
+  IfTaken ifTaken = IfTaken::kReplace;
   std::string format;  // where an extension has several: "prores4444", "qtrle"; empty: the usual one
 };
 

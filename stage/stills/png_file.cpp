@@ -83,8 +83,8 @@ unsigned Compress(unsigned char** out, std::size_t* outSize, const unsigned char
 
 // `rgba` as the library has it.
 void Write(const std::filesystem::path& file, const std::uint8_t* rgba, std::int32_t width, std::int32_t height,
-           unsigned bits) {
-  PartialFile partial(file);
+           unsigned bits, IfTaken ifTaken) {
+  PartialFile partial(file, ifTaken);
   Codec codec;
   for (LodePNGColorMode* mode : {&codec->info_raw, &codec->info_png.color}) {
     mode->colortype = LCT_RGBA;
@@ -144,13 +144,13 @@ Picture ReadPng(const std::filesystem::path& file) {
   return FromRgba(decoded, static_cast<std::int32_t>(width), static_cast<std::int32_t>(height), bits / 8);
 }
 
-void WritePng(const std::filesystem::path& file, Picture picture) {
+void WritePng(const std::filesystem::path& file, Picture picture, IfTaken ifTaken) {
   std::uint8_t* const bytes = picture.bytes.data();
   for (std::size_t i = 0; i < picture.bytes.size(); i += 4) std::rotate(bytes + i, bytes + i + 1, bytes + i + 4);
-  Write(file, bytes, picture.width, picture.height, 8);
+  Write(file, bytes, picture.width, picture.height, 8, ifTaken);
 }
 
-void WritePng16(const std::filesystem::path& file, const Picture16& picture) {
+void WritePng16(const std::filesystem::path& file, const Picture16& picture, IfTaken ifTaken) {
   std::vector<std::uint8_t> rgba;
   rgba.reserve(picture.words.size() * 2);
   for (std::size_t at = 0; at < picture.words.size(); at += 4) {
@@ -159,7 +159,7 @@ void WritePng16(const std::filesystem::path& file, const Picture16& picture) {
       rgba.push_back(static_cast<std::uint8_t>(picture.words[at + channel] & 0xFF));
     }
   }
-  Write(file, rgba.data(), picture.width, picture.height, 16);
+  Write(file, rgba.data(), picture.width, picture.height, 16, ifTaken);
 }
 
 }  // namespace orvandel::stage

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <filesystem>
 
+#include "stage/base/partial_file.h"
 #include "stage/picture/picture.h"
 #include "stage/picture/picture16.h"
 
@@ -22,8 +23,8 @@ Picture ReadPng(const std::filesystem::path& file);
 
 // Writes 8-bit RGBA with exactly the picture's bytes (all four, also where alpha is 0). The file appears under its name
 // when it is whole. Throws WorkError with the file and the reason.
-void WritePng(const std::filesystem::path& file, Picture picture);
+void WritePng(const std::filesystem::path& file, Picture picture, IfTaken ifTaken = IfTaken::kReplace);
 // The same with 16 bits a channel.
-void WritePng16(const std::filesystem::path& file, const Picture16& picture);
+void WritePng16(const std::filesystem::path& file, const Picture16& picture, IfTaken ifTaken = IfTaken::kReplace);
 
 }  // namespace orvandel::stage

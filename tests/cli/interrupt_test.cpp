@@ -1,4 +1,4 @@
-// Ctrl-C and SIGTERM at whatever moment: exit code 130, and every file that stays is whole.
+// Ctrl-C, SIGTERM and SIGHUP at whatever moment: exit code 130, and every file that stays is whole.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -43,7 +43,7 @@ TEST_F(Interrupting, LeavesWholePicturesOnly) {
     Program program(arguments, "/dev/null", folder_ / "error");
     ASSERT_TRUE(WaitUntil([&] { return NamesIn(Out()).size() >= 2; })) << ReadFile(folder_ / "error");
     usleep(static_cast<useconds_t>(random() % 40000));
-    program.Send(round % 2 == 0 ? SIGINT : SIGTERM);
+    program.Send(round % 2 == 0 ? SIGINT : round % 4 == 1 ? SIGTERM : SIGHUP);
     EXPECT_EQ(program.Wait(), kInterruptedCode);
     for (const std::string& name : NamesIn(Out())) {
       EXPECT_TRUE(name.starts_with("f.") && name.ends_with(".png")) << name;

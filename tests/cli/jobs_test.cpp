@@ -1,8 +1,6 @@
 // Many processes, interrupted and resumed runs, pipes: the bytes are always those of one quiet run.
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -86,18 +84,6 @@ TEST_F(Jobs, RawFramesAreThePictures) {
       ASSERT_EQ(static_cast<std::uint8_t>(raw[i + c]), picture.bytes[i + (c + 1) % 4]) << i;
     }
   }
-}
-
-TEST_F(Jobs, AReaderThatLeavesEndsItQuietly) {
-  const std::string pipe = folder_ / "pipe";
-  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
-  Program program(RenderTo("-", {"--quiet", "--jobs", "2"}), pipe, folder_ / "error");
-  const int reader = open(pipe.c_str(), O_RDONLY);
-  char some[100];
-  EXPECT_EQ(read(reader, some, sizeof some), ssize_t{sizeof some});
-  close(reader);
-  EXPECT_EQ(program.Wait(), 1);
-  EXPECT_EQ(ReadFile(folder_ / "error"), "");
 }
 
 TEST_F(Jobs, ExistingFilesAreKeptUnlessSaidOtherwise) {
