@@ -4,6 +4,15 @@
 
 namespace orvandel {
 
+std::int32_t CheckOutDefinition(ParamSlot& slot, std::int32_t hostTime, std::int32_t timeStep) {
+  const OrvInRecord& host = *slot.owner->inRecord;
+  const std::int32_t code = host.callbacks.checkOutParam(host.effectRef, slot.hostIndex, hostTime, timeStep,
+                                                         host.timeScale, &slot.definition);
+  slot.answered = code == 0;
+  if (code != 0) slot.owner->checkOutRefused = true;
+  return code;
+}
+
 void CheckIn(ParamSlot& slot) noexcept {
   if (!slot.held) return;
   slot.held = false;
@@ -54,6 +63,7 @@ std::int32_t EffectContext::RowsBetweenReports() noexcept {
 }
 
 std::uint64_t EffectContext::ChangeStamp() noexcept {
+  if (checkOutRefused) return 0;
   const OrvChangeStampService* service = services.ChangeStamp();
   std::uint64_t stamp = 0;
   return service != nullptr && service->changeStamp(inRecord->effectRef, &stamp) == 0 ? stamp : 0;

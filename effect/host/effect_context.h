@@ -23,6 +23,7 @@ struct ParamSlot {
   std::int32_t hostIndex = -1;  // -1 in an empty slot
   std::int32_t sampleTime = 0;  // host time that the value belongs to
   bool filled = false;
+  bool answered = false;           // the definition is the host's: of the parameter array, or of a check-out it granted
   bool held = false;               // a layer that must still be checked in
   OrvPathRef pathHandle = 0;       // a mask path that must still be checked in, 0 = none
   std::uint32_t knownPicture = 0;  // number of the picture that the held layer has been found equal to; 0: none yet
@@ -36,6 +37,9 @@ struct ParamSlot {
   void Release() noexcept;
 };
 
+// Checks the slot's parameter out at `hostTime` and returns the host's code. Refused: the definition keeps what the host
+// left in it, and nothing is lent.
+std::int32_t CheckOutDefinition(ParamSlot& slot, std::int32_t hostTime, std::int32_t timeStep);
 // Returns a held layer / mask path to the host; nothing when none is held.
 void CheckIn(ParamSlot& slot) noexcept;
 void ReleasePath(ParamSlot& slot) noexcept;
@@ -51,6 +55,7 @@ struct EffectContext {
   ImageBuffer outputView;          // view of `output`; empty when null
   std::int32_t aborted = 0;        // the host's first non-zero answer; then it is not asked again
   std::int64_t abortChecks = 0;    // how often the host has been asked whether to stop
+  bool checkOutRefused = false;    // one at least: what was made from its values may be wrong, and no promise counts
   GlobalData* globals = nullptr;
   std::array<ParamSlot, kSlotCount> slots;  // by host parameter index
   HostServices services;

@@ -67,9 +67,9 @@ void SampleSegment(const SegmentQuery& segment, double step, PictureOutline& tar
 
 // Lends the mask at `hostTime` to the slot. False when the layer has no such mask.
 bool HoldPath(ParamSlot& slot, std::int32_t hostTime) {
-  SampleAt(slot, hostTime);
   // A refused check-out does not say which mask. Treating it as "none" would remove the waves for good.
-  if (slot.definition.type != ORV_PARAM_PATH) throw AbortException(ORV_INVALID_CALLBACK);
+  if (!slot.answered || slot.definition.type != ORV_PARAM_PATH) throw AbortException(ORV_INVALID_CALLBACK);
+  SampleAt(slot, hostTime);
   if (slot.pathHandle != 0) return true;
   EffectContext& context = *slot.owner;
   const OrvInRecord& host = *context.inRecord;

@@ -91,9 +91,7 @@ ImageBuffer SlotImage(const ParamSlot& slot) {
 bool AcquireLayer(ParamSlot& slot, std::int32_t hostTime) {
   if (slot.held && slot.sampleTime != hostTime) CheckIn(slot);
   if (!slot.held) {
-    const OrvInRecord& host = *slot.owner->inRecord;
-    const std::int32_t code = host.callbacks.checkOutParam(host.effectRef, slot.hostIndex, hostTime, host.timeStep,
-                                                           host.timeScale, &slot.definition);
+    const std::int32_t code = CheckOutDefinition(slot, hostTime, slot.owner->inRecord->timeStep);
     if (code != 0) throw AbortException(code);
     slot.held = true;
     slot.sampleTime = hostTime;

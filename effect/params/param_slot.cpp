@@ -20,9 +20,7 @@ void SubtractOrigin(OrvParamDef& definition, const OrvPointI& origin) {
 // refused check-out is not an error here: the definition keeps what the host left in it.
 void CheckOut(ParamSlot& slot) {
   const OrvInRecord& host = *slot.owner->inRecord;
-  const std::int32_t result = host.callbacks.checkOutParam(host.effectRef, slot.hostIndex, slot.sampleTime,
-                                                           host.paramTimeStep, host.timeScale, &slot.definition);
-  const bool granted = result == 0;
+  const bool granted = CheckOutDefinition(slot, slot.sampleTime, host.paramTimeStep) == 0;
   if (slot.definition.type == ORV_PARAM_LAYER) {
     slot.held = granted;
     return;
@@ -37,6 +35,7 @@ void FillSlot(ParamSlot& slot, EffectContext& context, std::int32_t hostIndex) {
   slot.sampleTime = context.inRecord->currentTime;
   if (context.params != nullptr && context.params[hostIndex] != nullptr) {
     slot.definition = *context.params[hostIndex];
+    slot.answered = true;
   } else {
     CheckOut(slot);
   }
@@ -53,21 +52,16 @@ ParamSlot& FilledSlot(EffectContext& context, std::int32_t paramId) {
 }
 
 void SampleAt(ParamSlot& slot, std::int32_t hostTime) {
-  switch (slot.definition.type) {
-    case ORV_PARAM_LAYER:
-      if (hostTime == slot.sampleTime) return;
-      CheckIn(slot);
-      slot.sampleTime = hostTime;
-      return;
-    case ORV_PARAM_PATH:
-      if (hostTime == slot.sampleTime) return;
-      ReleasePath(slot);
-      slot.sampleTime = hostTime;
-      return;
-    default:
-      slot.sampleTime = hostTime;
-      CheckOut(slot);
+  // What a refusal leaves tells nothing of the type.
+  const std::int32_t type = slot.definition.type;
+  const bool fetchedLater = slot.answered && (type == ORV_PARAM_LAYER || type == ORV_PARAM_PATH);
+  if (fetchedLater && hostTime == slot.sampleTime) return;
+  if (fetchedLater) {
+    CheckIn(slot);
+    ReleasePath(slot);
   }
+  slot.sampleTime = hostTime;
+  if (!fetchedLater) CheckOut(slot);
 }
 
 ParamValue ValueOf(const ParamSlot& slot) {

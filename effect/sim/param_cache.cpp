@@ -29,6 +29,7 @@ void StartSlot(Stepper& stepper, std::int32_t id) {
   slot.hostIndex = current.hostIndex;
   slot.sampleTime = current.sampleTime;
   slot.filled = true;
+  slot.answered = current.answered;
   SampleAt(slot, 0);
   SimValue(stepper, id) = ValueOf(slot);
 }

@@ -176,7 +176,8 @@ void ReleaseStepper(Stepper& stepper, bool duringFailure) {
   if (stepper.released) return;
   stepper.released = true;
   const bool cacheLost = stepper.cacheDirty && !RewriteCacheBlock(stepper);
-  if (cacheLost) DiscardSimulation(stepper);
+  // Values that the host refused have gone into the waves; the cache finds out by itself.
+  if (cacheLost || stepper.context->checkOutRefused) DiscardSimulation(stepper);
   CheckInvariants(stepper);
   WriteBack(stepper);
   if (cacheLost && !duringFailure) throw AllocFailed::ForBytes(CacheBlockSize(stepper));

@@ -12,6 +12,9 @@ bool HasValueWord(std::int32_t type) {
 
 ValueKey LayerKey(ParamSlot& slot) {
   const std::int32_t hostTime = slot.sampleTime;
+  // A slot that never had an answer looks like a layer.
+  if (!slot.answered) SampleAt(slot, hostTime);
+  if (slot.definition.type != ORV_PARAM_LAYER) return KeyOf(slot);
   ParamSlot* source = &slot;
   if (!AcquireLayer(slot, hostTime)) {
     CheckIn(slot);

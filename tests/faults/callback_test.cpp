@@ -35,35 +35,26 @@ std::set<std::int32_t> CodesFor(Callback callback) {
   }
 }
 
-struct Schedule {
-  Callback callback;
-  std::int64_t at;
-  bool persistent;
-  bool nullTable;  // of kAcquire: success, but no table
-
-  Fault ToFault() const { return {callback, at, nullTable ? 0 : kHostCode, persistent}; }
-};
-
-std::ostream& operator<<(std::ostream& stream, const Schedule& schedule) {
-  return stream << "callback " << static_cast<int>(schedule.callback) << ", call " << schedule.at
-                << (schedule.persistent ? " and all later ones" : " alone")
-                << (schedule.nullTable ? ", null table" : "");
+std::string Told(const Fault& fault) {
+  return "callback " + std::to_string(static_cast<int>(fault.callback)) + ", call " + std::to_string(fault.at) +
+         (fault.persistent ? " and all later ones" : " alone") + ", code " + std::to_string(fault.code) + ", leaves " +
+         std::to_string(static_cast<int>(fault.leaves));
 }
 
 class Callbacks : public testing::TestWithParam<std::tuple<Variant, bool>> {
  protected:
   // Returns whether the schedule struck.
-  bool Live(const Schedule& schedule) {
+  bool Live(const Fault& fault) {
     const auto& [variant, passParams] = GetParam();
     HostLife life(variant, passParams);
-    life.host.Arm(schedule.ToFault());
+    life.host.Arm(fault);
     bool struck = false;
     for (const Step& step : WholeLife()) {
       SCOPED_TRACE(testing::Message() << "selector " << step.selector << ", tick " << step.tick);
       std::int32_t code = life.Send(step);
       if (!struck && life.host.FaultStruck()) {
         struck = true;
-        EXPECT_TRUE(CodesFor(schedule.callback).contains(code)) << "code " << code;
+        EXPECT_TRUE(CodesFor(fault.callback).contains(code)) << "code " << code;
         EXPECT_EQ(life.Disorder(), "");
         life.host.Disarm();
         if (step.selector != ORV_GLOBAL_SET_DOWN) code = life.Send(step);
@@ -76,13 +67,13 @@ class Callbacks : public testing::TestWithParam<std::tuple<Variant, bool>> {
     return struck;
   }
 
-  void Sweep(Callback callback, bool nullTable = false) {
+  void Sweep(Fault fault) {
     const std::int64_t only = FromEnvironment("ORVANDEL_FAULT_AT", -1);
     for (const bool persistent : {false, true}) {
-      for (std::int64_t at = std::max<std::int64_t>(only, 0);; at += Thinning()) {
-        const Schedule schedule{callback, at, persistent, nullTable};
-        SCOPED_TRACE(testing::Message() << schedule);
-        if (!Live(schedule) || HasFailure() || at == only) break;
+      fault.persistent = persistent;
+      for (fault.at = std::max<std::int64_t>(only, 0);; fault.at += Thinning()) {
+        SCOPED_TRACE(Told(fault));
+        if (!Live(fault) || HasFailure() || fault.at == only) break;
         ++faults_;
       }
     }
@@ -94,10 +85,28 @@ class Callbacks : public testing::TestWithParam<std::tuple<Variant, bool>> {
 
 TEST_P(Callbacks, EachFails) {
   for (int callback = 0; callback < static_cast<int>(Callback::kQuestion); ++callback) {
-    Sweep(static_cast<Callback>(callback));
+    Sweep({.callback = static_cast<Callback>(callback), .code = kHostCode});
     if (HasFailure()) return;
   }
-  Sweep(Callback::kAcquire, true);
+  Sweep({.callback = Callback::kAcquire, .code = 0});  // success, but no table
+  for (const Leaves leaves : {Leaves::kJunk, Leaves::kZeroValue}) {
+    Sweep({.callback = Callback::kCheckOut, .code = kHostCode, .leaves = leaves});
+  }
+}
+
+// What a parameter is becomes known with its second answer: the simulation's are asked for twice before the first step.
+TEST_P(Callbacks, TheFirstCheckOutOfEachParameterIsRefused) {
+  const auto& [variant, passParams] = GetParam();
+  HostLife life(variant, passParams);
+  for (std::int64_t at = 0; !passParams && at < 2 * 28; at += 2) {
+    for (std::size_t i = 0; i < 3; ++i) ASSERT_EQ(life.Send(WholeLife()[i]), 0);
+    life.host.Arm({Callback::kCheckOut, at, kHostCode});
+    const Step frame{ORV_RENDER, 7.5};
+    EXPECT_EQ(life.Send(frame), 0);
+    EXPECT_TRUE(life.host.FaultStruck() && life.ShowsFreshPicture(frame)) << "check-out " << at;
+    life.host.Disarm();
+    EXPECT_EQ(life.host.SetDown(), 0);
+  }
 }
 
 TEST_P(Callbacks, TheServiceTableIsMissing) {
