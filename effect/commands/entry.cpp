@@ -1,6 +1,7 @@
 // The module's two entry points. FilterMain is the one place where exceptions become codes and messages: everything
 // below throws, or cleans up in destructors.
 #include <cstdint>
+#include <exception>
 
 #include "effect/base/errors.h"
 #include "effect/commands/render_driver.h"
@@ -72,6 +73,9 @@ std::int32_t Dispatch(std::int32_t selector, Call& call, const void* extra) {
 extern "C" std::int32_t FilterMain(std::int32_t selector, OrvInRecord* inRecord, OrvOutRecord* outRecord,
                                    OrvParamDef** params, OrvImage* output, void* extra) {
   using namespace orvandel;
+  // The first exception of a thread needs a record that takes memory, and without any the process ends: asking now
+  // makes the record while there may still be some.
+  static_cast<void>(std::uncaught_exceptions());
   // By the time a catch clause runs, the call has been torn down.
   try {
     Call call(inRecord, outRecord, params, output);
