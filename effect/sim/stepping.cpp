@@ -29,6 +29,17 @@ constexpr double kTickSeconds = 0.03333333333333333;
 // another type, whose value may be so large that subtracting 1 from the phase does not change it.
 constexpr float kMostBirthsAStep = 4096;
 
+// Eight times the valid ranges: outlines of millions of rows on which a frame would work for minutes.
+constexpr float kLargestExpansion = 8000;
+constexpr float kLargestCurveSize = 8;
+
+void RefuseEndlessOutlines(const WaveSettings& settings) {
+  const bool rounds = settings.waveType == kPolygonWave;
+  if (settings.expansion > kLargestExpansion || (rounds && settings.curveSize > kLargestCurveSize)) {
+    throw AbortException(ORV_INVALID_CALLBACK);
+  }
+}
+
 float RoundToFloat(double value) { return static_cast<float>(value); }
 
 std::int32_t HostTimeOfSeconds(const EffectContext& context, double seconds) {
@@ -199,6 +210,7 @@ void RunSteps(Stepper& stepper, double span, double& done, double total) {
     double segment = (hasNext ? std::min(entries[next].time, end) : end) - stepper.time;
     const double switchPoint = hasNext ? entries[next].time - 1 : end + 1;
     FillWaveSettings(stepper.list->settings, stepper.simValues.data(), *stepper.context);
+    RefuseEndlessOutlines(stepper.list->settings);
     while (segment != 0) {
       if (!RunOneStep(stepper, segment, switchPoint, next, done, total)) return;
     }

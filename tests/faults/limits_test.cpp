@@ -67,6 +67,18 @@ TEST_F(Limits, BirthsInOneTick) {
   ExpectNextFrameRight();
 }
 
+TEST_F(Limits, ExpansionAndCurveSize) {
+  FakeHost& host = Host();
+  for (const auto& [id, largest] : {std::pair{kExpansion, 8000.0}, {kCurveSize, 8.0}}) {
+    Apply(host, {Shape::kPolygon, false, true, false});
+    host.SetFixed(id, largest);
+    EXPECT_EQ(host.RenderTick(1), 0);
+    host.SetFixed(id, largest + 0.01);
+    EXPECT_EQ(host.RenderTick(1), ORV_INVALID_CALLBACK);
+  }
+  ExpectNextFrameRight();
+}
+
 TEST_F(Limits, PointsOfOneMask) {
   FakeHost& host = Host();
   // There and back, a point a pixel.
