@@ -22,6 +22,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstddef>
 #include <cstring>
 #include <new>
 #include <type_traits>
@@ -278,6 +279,13 @@ void SaveState(HeapState& state) noexcept {
 }
 
 void InstallState(const HeapState& state) noexcept { std::memcpy(&inForce, state.bytes, sizeof(State)); }
+
+bool IsEmpty(const HeapState& state) noexcept {
+  Region* chain;
+  static_assert(offsetof(State, chain) == 0);
+  std::memcpy(&chain, state.bytes, sizeof(chain));
+  return chain == nullptr;
+}
 
 void ReleaseAll() noexcept {
   while (inForce.chain != nullptr) {

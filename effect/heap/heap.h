@@ -30,6 +30,7 @@ void Free(void* block) noexcept;
 
 void SaveState(HeapState& state) noexcept;           // copies the state in force
 void InstallState(const HeapState& state) noexcept;  // puts another one in force
+bool IsEmpty(const HeapState& state) noexcept;       // no memory belongs to it
 void ReleaseAll() noexcept;                          // returns every block to the system; the state becomes empty
 // Bytes of free memory kept for later instead of being returned to the system; what exceeds it goes back at once. The
 // threshold belongs to the state; an empty state keeps 64 MiB.

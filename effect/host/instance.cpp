@@ -14,11 +14,27 @@ bool heapSwitched = false;
 
 GlobalData* BlockOf(OrvHandle handle) { return static_cast<GlobalData*>(*handle); }
 
-void SwitchHeapTo(GlobalData& globals) {
-  if (heapSwitched) return;
-  heap::SaveState(globals.savedHeapState);
+// Instances share the heap that the first of them brings. Another one that comes with a heap of its own was the last in
+// use when the module went away: its sequences are not known in the heap in force and start afresh, so the memory of
+// the old one goes back.
+void ReturnForgottenHeap(const GlobalData& globals) {
+  HeapState inForce;
+  heap::SaveState(inForce);
   heap::InstallState(globals.heapState);
-  heapSwitched = true;
+  heap::ReleaseAll();
+  heap::InstallState(inForce);
+}
+
+void SwitchHeapTo(GlobalData& globals) {
+  if (heapSwitched) {
+    if (heap::IsEmpty(globals.heapState)) return;
+    ReturnForgottenHeap(globals);
+  } else {
+    heap::SaveState(globals.savedHeapState);
+    heap::InstallState(globals.heapState);
+    heapSwitched = true;
+  }
+  globals.heapState = HeapState{};  // a copy would not follow what becomes of the heap
 }
 
 // When the module is unloaded without a global set-down, the instance's heap memory stays allocated; the state saved
@@ -71,12 +87,14 @@ void Call::CreateGlobals() {
   std::memset(static_cast<void*>(&globals), 0, sizeof(GlobalData));
   globals.paramIndexTable.fill(-1);
   globals.strings = StringTableAddress();
-  const std::int32_t result = context_.inRecord->callbacks.openStrings(&globals.strings, ORV_STRING_TABLE_ID);
-  if (result != 0) {
+  try {
+    const std::int32_t result = context_.inRecord->callbacks.openStrings(&globals.strings, ORV_STRING_TABLE_ID);
+    if (result != 0) throw AbortException(result);
+  } catch (...) {
     context_.outRecord->globalData = nullptr;
     utilities.unlockHandle(handle);
     utilities.disposeHandle(handle);
-    throw AbortException(result);
+    throw;
   }
   context_.globals = &globals;
 }
