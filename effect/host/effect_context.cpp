@@ -13,7 +13,7 @@ std::int32_t CheckOutDefinition(ParamSlot& slot, std::int32_t hostTime, std::int
   return code;
 }
 
-void CheckIn(ParamSlot& slot) noexcept {
+void CheckIn(ParamSlot& slot) {
   if (!slot.held) return;
   slot.held = false;
   slot.knownPicture = 0;
@@ -21,7 +21,7 @@ void CheckIn(ParamSlot& slot) noexcept {
   host.callbacks.checkInParam(host.effectRef, &slot.definition);
 }
 
-void ReleasePath(ParamSlot& slot) noexcept {
+void ReleasePath(ParamSlot& slot) {
   if (slot.pathHandle == 0) return;
   const OrvPathRef path = slot.pathHandle;
   slot.pathHandle = 0;
@@ -55,14 +55,14 @@ std::int32_t EffectContext::ReportProgress(std::int32_t done, std::int32_t total
   return aborted;
 }
 
-std::int32_t EffectContext::RowsBetweenReports() noexcept {
+std::int32_t EffectContext::RowsBetweenReports() {
   const OrvProgressIntervalService* service = services.ProgressInterval();
   std::int32_t rows = 1;
   const bool answered = service != nullptr && service->rowsBetweenReports(inRecord->effectRef, &rows) == 0;
   return answered && rows > 1 ? rows : 1;
 }
 
-std::uint64_t EffectContext::ChangeStamp() noexcept {
+std::uint64_t EffectContext::ChangeStamp() {
   if (checkOutRefused) return 0;
   const OrvChangeStampService* service = services.ChangeStamp();
   std::uint64_t stamp = 0;

@@ -37,12 +37,12 @@ struct ParamSlot {
   void Release() noexcept;
 };
 
-// Checks the slot's parameter out at `hostTime` and returns the host's code. Refused: the definition keeps what the host
-// left in it, and nothing is lent.
+// Checks the slot's parameter out at `hostTime` and returns the host's code. Refused: the definition keeps what the
+// host left in it, and nothing is lent.
 std::int32_t CheckOutDefinition(ParamSlot& slot, std::int32_t hostTime, std::int32_t timeStep);
 // Returns a held layer / mask path to the host; nothing when none is held.
-void CheckIn(ParamSlot& slot) noexcept;
-void ReleasePath(ParamSlot& slot) noexcept;
+void CheckIn(ParamSlot& slot);
+void ReleasePath(ParamSlot& slot);
 
 inline constexpr std::int32_t kSlotCount = 127;
 
@@ -79,10 +79,10 @@ struct EffectContext {
   // Reports progress, unless the host has stopped the work before. Returns `aborted`.
   std::int32_t ReportProgress(std::int32_t done, std::int32_t total);
   // How many rows of a wave may lie between two reports, at least 1, see OrvProgressIntervalService.
-  std::int32_t RowsBetweenReports() noexcept;
+  std::int32_t RowsBetweenReports();
   // While this number stays the same, the host promises that nothing has changed, see OrvChangeStampService; 0: no
   // promise.
-  std::uint64_t ChangeStamp() noexcept;
+  std::uint64_t ChangeStamp();
 };
 
 }  // namespace orvandel

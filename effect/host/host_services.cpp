@@ -11,7 +11,7 @@ void HostServices::Initialise(const OrvServiceTable* table) {
 }
 
 // Null when the host refuses it. A service acquired with a null table counts as acquired: it is released again.
-const void* HostServices::TryAcquire(const char* name, std::int32_t version) const noexcept {
+const void* HostServices::TryAcquire(const char* name, std::int32_t version) const {
   const void* service = nullptr;
   const std::int32_t result = table_->acquire(name, version, &service);
   if (result == 0 && service == nullptr) table_->release(name, version);

@@ -23,11 +23,11 @@ class HostServices {
   const OrvPathDataService& PathData();
 
   // Null when the host does not offer them; each is requested once a call.
-  const OrvChangeStampService* ChangeStamp() noexcept { return TryOnce(changeStamp_); }
-  const OrvProgressIntervalService* ProgressInterval() noexcept { return TryOnce(progressInterval_); }
+  const OrvChangeStampService* ChangeStamp() { return TryOnce(changeStamp_); }
+  const OrvProgressIntervalService* ProgressInterval() { return TryOnce(progressInterval_); }
 
  private:
-  const void* TryAcquire(const char* name, std::int32_t version) const noexcept;
+  const void* TryAcquire(const char* name, std::int32_t version) const;
   template <typename Service>
   const Service& Acquire(const Service*& held, const char* name, std::int32_t version);
 
@@ -40,7 +40,7 @@ class HostServices {
     bool requested = false;
   };
   template <typename Service>
-  const Service* TryOnce(Optional<Service>& service) noexcept {
+  const Service* TryOnce(Optional<Service>& service) {
     if (!service.requested) service.held = static_cast<const Service*>(TryAcquire(service.name, service.version));
     service.requested = true;
     return service.held;

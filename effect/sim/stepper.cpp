@@ -50,7 +50,7 @@ void TakeOver(Stepper& stepper) {
   stepper.cacheAddress = static_cast<std::uint8_t*>(*stepper.cacheBlock);
 }
 
-// False without memory for it; then the old block stays.
+// False without memory for it; then the old block stays. The host may throw instead.
 bool RewriteCacheBlock(Stepper& stepper) {
   const std::uint64_t size = CacheBlockSize(stepper);
   const OrvHandle fresh = size > 0x7FFFFFFF ? nullptr : Utilities(stepper).newHandle(size);
@@ -175,7 +175,14 @@ void OpenStepper(Stepper& stepper, bool sample) {
 void ReleaseStepper(Stepper& stepper, bool duringFailure) {
   if (stepper.released) return;
   stepper.released = true;
-  const bool cacheLost = stepper.cacheDirty && !RewriteCacheBlock(stepper);
+  bool cacheLost = false;
+  try {
+    cacheLost = stepper.cacheDirty && !RewriteCacheBlock(stepper);
+  } catch (...) {
+    DiscardSimulation(stepper);
+    WriteBack(stepper);
+    throw;
+  }
   // Values that the host refused have gone into the waves; the cache finds out by itself.
   if (cacheLost || stepper.context->checkOutRefused) DiscardSimulation(stepper);
   CheckInvariants(stepper);

@@ -77,7 +77,8 @@ void DiscardSnapshot(Stepper& stepper) noexcept;
 void RegisterAnimated(Stepper& stepper, std::int32_t id);
 void RegisterRestart(Stepper& stepper, std::int32_t id);
 
-// Opens a stepper, runs `work` on it, and releases it on every way out.
+// Opens a stepper, runs `work` on it, and releases it on every way out. Once the host has stopped the work its code is
+// the result, whatever goes wrong behind that.
 template <typename Work>
 std::int32_t WithStepper(EffectContext& context, bool sample, Work work) {
   Stepper stepper(context);
@@ -87,9 +88,10 @@ std::int32_t WithStepper(EffectContext& context, bool sample, Work work) {
     result = work(stepper);
   } catch (...) {
     ReleaseStepper(stepper, true);
-    throw;
+    if (context.aborted == 0) throw;
+    return context.aborted;
   }
-  ReleaseStepper(stepper, false);
+  ReleaseStepper(stepper, result != 0);
   return result;
 }
 

@@ -1,5 +1,6 @@
 // The host stops the work at each of its questions in turn: the abort check and the progress report. The code comes
-// back as it was given, no further question is asked in that call, and the next frame is right. The output holds the
+// back as it was given, also when there is no memory from the stop on, no further question is asked in that call, and
+// the next frame is right. The output holds the
 // rows scanned until then: untouched before the drawing (contour waves use it as scratch), then one row more from each
 // question to the next.
 #include <gtest/gtest.h>
@@ -7,6 +8,7 @@
 #include <algorithm>
 #include <climits>
 
+#include "tests/faults/heap_faults.h"
 #include "tests/faults/host_life.h"
 
 namespace orvandel::test {
@@ -63,13 +65,21 @@ class Stops : public testing::TestWithParam<Variant> {
     const std::int32_t code = kCodes[question % 5];
     Prepare(before);
     life_.host.Arm({Callback::kQuestion, question, code});
+    std::int64_t asked = 0;
+    life_.host.onQuestion = [&] {
+      if (asked++ < question || question % 2 == 0) return;
+      life_.host.ArmAll({{Callback::kQuestion, 0, code}, {Callback::kNewHandle, 0, 4, true}});
+      heap_faults::Arm(0, true);
+    };
     EXPECT_EQ(life_.Send(frame), code);
     EXPECT_EQ(life_.host.QuestionsAfterStop(), 0);
     EXPECT_EQ(life_.Disorder(), "");
     EXPECT_STREQ(life_.host.out.message, "");
     EXPECT_EQ(life_.host.out.outFlags, 0U);
     const Pixels left = life_.host.output.Pixels();
+    life_.host.onQuestion = nullptr;
     life_.host.Disarm();
+    heap_faults::Disarm();
     for (const Step& step : {frame, Step{ORV_RENDER, 9}}) {
       EXPECT_EQ(life_.Send(step), 0);
       EXPECT_TRUE(life_.ShowsFreshPicture(step)) << "tick " << step.tick;

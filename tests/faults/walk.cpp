@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <iterator>
 #include <map>
 #include <tuple>
 #include <utility>
@@ -24,6 +26,8 @@ const std::vector<Variant>& Variants() {
       {Shape::kContour, false, false, true},  {Shape::kPolygon, true, true, true}};
   return variants;
 }
+
+constexpr std::int32_t kFailure = 77, kStop = 78;
 
 // How a frame is asked for; the first are the usual terms.
 struct Terms {
@@ -67,6 +71,8 @@ void Walk::Run() {
     Command(ORV_SEQUENCE_SET_DOWN);
   }
   Command(ORV_GLOBAL_SET_DOWN);
+  host_.in.globalData = otherInstance_;
+  Command(ORV_GLOBAL_SET_DOWN);
   std::string left;
   EXPECT_TRUE(host_.NothingLeft(&left)) << left << Log();
 }
@@ -95,9 +101,10 @@ void Walk::Next() {
       return EndInstance();
     case 9:
       return LoadAnew();
+    case 12:
+      return ChangeInstance();
     case 10:
     case 11:
-    case 12:
       current_ = &sequences_[Pick(2)];
       return;
     default:
@@ -157,11 +164,21 @@ void Walk::RenderSomeFrame() {
       host_.changeStamp += Variants().size();
     }
   }
+  if (drawn && Pick(5) == 0) BreakSomething();
   const std::int32_t code = host_.Render(time);
+  const bool disturbed = host_.FaultStruck() || heap_faults::Struck();
+  host_.Disarm();
+  heap_faults::Disarm();
   host_.lentOutput = host_.lentInput = host_.lentLayer = std::nullopt;
   current_->data = host_.in.sequenceData;
-  ASSERT_EQ(code, ParamsKnown() ? 0 : ORV_INVALID_CALLBACK) << Log();
   ExpectOrder();
+  if (disturbed) {
+    constexpr std::int32_t kCodes[] = {0, kFailure, kStop, ORV_OUT_OF_MEMORY, ORV_INVALID_CALLBACK};
+    EXPECT_TRUE(std::count(std::begin(kCodes), std::end(kCodes), code) == 1) << code << Log();
+    log_ += " (" + std::to_string(code) + ")";
+    return;
+  }
+  ASSERT_EQ(code, ParamsKnown() ? 0 : ORV_INVALID_CALLBACK) << Log();
   if (!ParamsKnown() || !drawn) return;
   const Pixels picture = host_.output.Pixels();
   static std::map<std::tuple<std::size_t, std::size_t, std::int32_t>, Pixels> fresh;
@@ -171,12 +188,30 @@ void Walk::RenderSomeFrame() {
   ++frames_;
 }
 
+// A callback, and often a stop before or behind it, or the memory; mostly early in the frame.
+void Walk::BreakSomething() {
+  const auto sometime = [this] { return static_cast<std::int64_t>(Pick(Pick(2) == 0 ? 10 : 500)); };
+  Fault fault{static_cast<Callback>(Pick(static_cast<std::size_t>(Callback::kCount))), sometime(), kFailure};
+  fault.persistent = Pick(3) == 0;
+  fault.throws = Pick(4) == 0 && fault.callback != Callback::kCheckIn;
+  fault.leaves = static_cast<Leaves>(Pick(3));
+  host_.ArmAll({fault, {Callback::kQuestion, Pick(2) == 0 ? sometime() : -1, kStop}});
+  if (Pick(4) == 0) heap_faults::Arm(sometime(), Pick(2) == 0);
+  log_ += " fault" + std::to_string(static_cast<int>(fault.callback));
+}
+
 // The sequences stay with the host: they must find that their memory has gone with the instance.
 void Walk::EndInstance() {
   log_ += " end";
   const bool known = ParamsKnown();
   Command(ORV_GLOBAL_SET_DOWN);
   if (known) Command(ORV_PARAM_SET_UP);
+}
+
+void Walk::ChangeInstance() {
+  log_ += " other";
+  std::swap(host_.in.globalData, otherInstance_);
+  if (ParamsKnown()) Command(ORV_PARAM_SET_UP);
 }
 
 void Walk::LoadAnew() {

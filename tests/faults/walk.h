@@ -1,6 +1,7 @@
-// A string of commands on two sequences of one instance, as choices decide: set-ups and set-downs in any order and
-// number, unknown selectors, edits, renders at any time, at other qualities and sizes or without pixels, the instance
-// ended, the module loaded anew. Every frame must equal the same frame of a fresh sequence, and nothing may stay lent.
+// A string of commands on two sequences and two instances, as choices decide: set-ups and set-downs in any order and
+// number, unknown selectors, edits, renders at any time, at other qualities and sizes or without pixels, an
+// instance ended, the module loaded anew. Callbacks fail, throw or stop the work now and then, and memory runs out;
+// every other frame must equal the same frame of a fresh sequence, and nothing may stay lent.
 #pragma once
 
 #include <array>
@@ -37,7 +38,9 @@ class Walk {
   void Command(std::int32_t selector);
   std::int32_t SomeTime();
   void RenderSomeFrame();
+  void BreakSomething();
   void EndInstance();
+  void ChangeInstance();
   void LoadAnew();
   void ExpectOrder();
 
@@ -47,6 +50,7 @@ class Walk {
   std::array<Sequence, 2> sequences_;
   Sequence* current_ = sequences_.data();
   std::size_t terms_ = 0;
+  OrvHandle otherInstance_ = nullptr;
   std::string log_;
   std::int64_t frames_ = 0;
 };

@@ -306,12 +306,8 @@ std::int32_t FakeCallbacks::Acquire(const char* name, std::int32_t version, cons
     return 0;
   }};
   const bool isStamp = std::strcmp(name, ORV_CHANGE_STAMP_SERVICE) == 0;
-  if (isStamp || std::strcmp(name, ORV_PROGRESS_INTERVAL_SERVICE) == 0) {
-    if (isStamp ? current->changeStamp == 0 : current->rowsBetweenReports == 0) return 1;
-    ++current->services_;
-    *service = isStamp ? static_cast<const void*>(&kChangeStamp) : &kInterval;
-    return 0;
-  }
+  const bool isInterval = std::strcmp(name, ORV_PROGRESS_INTERVAL_SERVICE) == 0;
+  if ((isStamp && current->changeStamp == 0) || (isInterval && current->rowsBetweenReports == 0)) return 1;
   if (current->missingService == name) return 1;
   std::int32_t code = 0;
   const bool fails = current->Fails(Callback::kAcquire, &code);
@@ -319,6 +315,8 @@ std::int32_t FakeCallbacks::Acquire(const char* name, std::int32_t version, cons
   ++current->services_;
   *service = nullptr;
   if (fails) return 0;
+  if (isStamp) *service = &kChangeStamp;
+  if (isInterval) *service = &kInterval;
   if (std::strcmp(name, ORV_PARAM_UTILS_SERVICE) == 0 && version == 3) *service = &kParamUtils;
   if (std::strcmp(name, ORV_PATH_QUERY_SERVICE) == 0 && version == 1) *service = &kPathQuery;
   if (std::strcmp(name, ORV_PATH_DATA_SERVICE) == 0 && version == 1) *service = &kPathData;
