@@ -19,10 +19,12 @@ extern void* __libc_realloc(void* block, size_t bytes);
 extern void* __libc_memalign(size_t alignment, size_t bytes);
 static volatile int exhausted;
 
+#pragma GCC visibility push(default)
 void* malloc(size_t bytes) { return exhausted ? NULL : __libc_malloc(bytes); }
 void* calloc(size_t count, size_t bytes) { return exhausted ? NULL : __libc_calloc(count, bytes); }
 void* realloc(void* block, size_t bytes) { return exhausted ? NULL : __libc_realloc(block, bytes); }
 void* aligned_alloc(size_t alignment, size_t bytes) { return exhausted ? NULL : __libc_memalign(alignment, bytes); }
+#pragma GCC visibility pop
 
 static OrvFilterMain filterMain;
 
