@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "cli/help_texts.h"
+#include "stage/films/film_out.h"
 
 namespace orvandel::cli {
 namespace {
@@ -14,15 +15,23 @@ void AddModuleOption(CLI::App& command, std::filesystem::path& module) {
       ->type_name("FILE");
 }
 
-CLI::Option* AddScene(CLI::App& command, SceneRequest& request, const char* help = "Scene file (JSON)") {
+CLI::Option* AddScene(CLI::App& command, SceneRequest& request,
+                      const char* help = "Scene file (JSON), or - for standard input") {
   CLI::Option* scene = command.add_option("scene", request.file, help)->type_name("SCENE");
   command
-      .add_option("--set", request.options.sets,
-                  "A parameter in place of the scene's, as in a scene; may be repeated. 2:NAME is that of the second "
-                  "effect alone")
+      .add_option(
+          "--set", request.options.sets,
+          "Set a parameter in place of the scene's value; repeatable. 2:NAME=VALUE sets it for the second effect "
+          "only")
       ->allow_extra_args(false)
       ->type_name("NAME=VALUE");
-  command.add_flag("--allow-outside", request.options.allowOutside, "Media may lie outside the scene's folder");
+  command.add_option("--size", request.options.size, "Width and height in place of the scene's; places stay in pixels")
+      ->type_name("WxH");
+  command.add_option("--fps", request.options.frameRate, "Frame rate in place of the scene's: 25, 30000/1001")
+      ->type_name("R");
+  command.add_option("--duration", request.options.duration, "Duration in place of the scene's, in seconds")
+      ->type_name("S");
+  command.add_flag("--allow-outside", request.options.allowOutside, "Allow media outside the scene's folder");
   AddModuleOption(command, request.module);
   return scene;
 }
@@ -43,11 +52,13 @@ void AddPicture(CLI::App& command, Requests& requests) {
       ->check(CLI::Range(1, 30000))
       ->type_name("K")
       ->default_val(1);
-  command.add_option("--depth", request.depth, "Bits a channel of .png pictures")
+  command.add_option("--depth", request.depth, "Bits per channel of .png pictures")
       ->check(CLI::IsMember({8, 16}))
       ->default_val(8);
-  command.add_option("--codec", request.codec, "Where films with one extension have several; see --list-formats")
-      ->type_name("CODEC");
+  std::vector<std::string> codecs;
+  for (const stage::FilmKind& kind : stage::FilmKinds()) codecs.push_back(kind.name);
+  command.add_option("--codec", request.codec, "Codec of a film, where its extension has several (--list-formats)")
+      ->check(CLI::IsMember(codecs));
   command
       .add_option("--background", request.background,
                   "Behind every frame, which then is opaque: a colour (#rrggbb), a picture, a numbered sequence or a "
@@ -57,24 +68,29 @@ void AddPicture(CLI::App& command, Requests& requests) {
 
 void AddWork(CLI::App& command, Requests& requests) {
   RenderRequest& request = requests.render;
-  command.add_option("-j,--jobs", request.jobs, "Processes that render side by side; 0: one a processor")
+  command.add_option("-j,--jobs", request.jobs, "Render with N processes; 0: one per processor")
       ->check(CLI::Range(0, kMostJobs))
       ->type_name("N")
       ->default_val(1);
+  command
+      .add_option("--max-memory", request.maxMemory, "Refuse renders that need more memory: 8G; default: the machine's")
+      ->transform(CLI::AsSizeValue(false))
+      ->type_name("BYTES");
+  command.add_flag("--dry-run", request.dryRun, "Say what would be rendered, and render nothing");
   CLI::Option* overwrite = command.add_flag("--overwrite", requests.overwrite, "Replace files that exist");
   command.add_flag("--resume", requests.resume, "Keep pictures that exist, render those that are missing")
       ->excludes(overwrite);
   command
-      .add_option("--max-frame-seconds", request.maxFrameSeconds, "Give up when one frame takes longer; 0: no bound")
+      .add_option("--max-frame-seconds", request.maxFrameSeconds, "Fail when a single frame takes longer; 0: no limit")
       ->check(CLI::Range(0.0, 1e9))
       ->type_name("S");
   AddWaveLimit(command, request.scene);
-  CLI::Option* progress =
-      command
-          .add_option("--progress", requests.progress, "How progress is shown; auto: a bar on a terminal, else lines")
-          ->check(CLI::IsMember({"auto", "bar", "lines", "json", "none"}))
-          ->default_val("auto");
-  command.add_flag("-q,--quiet", requests.quiet, "No progress and no closing line")->excludes(progress);
+  CLI::Option* progress = command
+                              .add_option("--progress", requests.progress,
+                                          "How to show progress; auto: a bar on a terminal, lines elsewhere")
+                              ->check(CLI::IsMember({"auto", "bar", "lines", "json", "none"}))
+                              ->default_val("auto");
+  command.add_flag("-q,--quiet", requests.quiet, "Print neither progress nor summary")->excludes(progress);
 }
 
 void AddRender(CLI::App& app, Requests& requests) {
@@ -115,16 +131,16 @@ void AddParams(CLI::App& app, ParamsRequest& request) {
 }
 
 void AddCheck(CLI::App& app, CheckRequest& request) {
-  CLI::App& command = *app.add_subcommand("check", "Tell everything that is wrong with a scene, and what it costs");
+  CLI::App& command = *app.add_subcommand("check", "Report every mistake in a scene, and what rendering it costs");
   AddScene(command, request.scene)->required();
-  command.add_flag("--quick", request.quick, "Without rendering, so without looking for flashes");
+  command.add_flag("--quick", request.quick, "Do not render: no check for flashes, no timing");
   command.add_flag("--json", request.asJson, "As JSON");
   AddWaveLimit(command, request.scene);
   command.footer(kCheckHelp);
 }
 
 void AddDescribe(CLI::App& app, DescribeRequest& request) {
-  CLI::App& command = *app.add_subcommand("describe", "Tell in words what a frame of a scene shows");
+  CLI::App& command = *app.add_subcommand("describe", "Describe in words what a frame of a scene shows");
   AddScene(command, request.scene)->required();
   AddTime(command, request.seconds, "The time of the frame, in seconds; default 0");
   command.add_flag("--json", request.asJson, "As JSON");
@@ -151,14 +167,14 @@ void AddSheet(CLI::App& app, SheetRequest& request) {
   command.add_option("-o,--output", request.output, "The sheet, a .png picture")->required()->type_name("NAME");
   command.add_option("-F,--frames", request.frames, "Frames to show; default: twelve, spread over the scene")
       ->type_name("LIST");
-  command.add_option("--columns", request.columns, "Frames in a row")
+  command.add_option("--columns", request.columns, "Frames per row")
       ->check(CLI::Range(1, 1000))
       ->type_name("N")
       ->default_val(4);
   command.add_option("--scale", request.downsample, "Frames at 1/K of their size; default: at most 320 pixels wide")
       ->check(CLI::Range(1, 30000))
       ->type_name("K");
-  command.add_option("--background", request.background, "The colour behind them")
+  command.add_option("--background", request.background, "Background colour")
       ->type_name("#RRGGBB")
       ->default_val(request.background);
   command.add_flag("--overwrite", request.replace, "Replace a file that exists");
@@ -177,7 +193,7 @@ void AddNew(CLI::App& app, Requests& requests) {
 }
 
 void AddAbout(CLI::App& app, Requests& requests) {
-  CLI::App& about = *app.add_subcommand("about", "Tell what the effect's module says about itself");
+  CLI::App& about = *app.add_subcommand("about", "Show what the effect's module reports about itself");
   AddModuleOption(about, requests.about.module);
   about.footer(kAboutHelp);
   CLI::App& schema = *app.add_subcommand("schema", "Print the JSON Schema of scene files, for editors");

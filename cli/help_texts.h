@@ -14,7 +14,7 @@ Start here:
 Exit codes:
   0    done
   1    failed: the effect, the module, a file that cannot be written, memory, a frame that takes too long
-  2    bad arguments or a bad scene; nothing was rendered, unless a medium broke on the way
+  2    bad arguments or a bad scene; nothing was rendered, unless an input file proved damaged during the render
   130  interrupted (Ctrl-C, SIGTERM, SIGHUP); what stays on disk is whole
   Messages go to standard error, one line each: orvandel: error: FILE: REASON
 
@@ -34,8 +34,9 @@ Output:
   NAME.mp4        a film without alpha at the scene's frame rate, from frames that rise, over --background or black
   NAME.mov        a film with alpha; also .webm, .mkv and .apng (--list-formats)
   -               raw frames on standard output: bytes red, green, blue, alpha, straight alpha, no header
-  Files appear under their names only when they are whole. Files that exist are kept: say --overwrite, or --resume
-  to render only the pictures that are missing. A film cannot be resumed.
+  Files appear under their names only when they are complete. Existing files are kept unless --overwrite is given;
+  --resume renders only the pictures that are missing, provided that the scene and the settings are still those
+  recorded beside the pictures. A film cannot be resumed.
 
 Jobs:
   --jobs N renders with N processes; the result is the same, byte for byte, for any N.
@@ -44,9 +45,9 @@ Progress:
   bar, lines (every two seconds), none, or json: one object a line on standard error, the events start, frame, end
   and, when it fails, error.
 
-Scenes of strangers:
-  Media must lie in the scene's folder or below (--allow-outside), a frame may need 200000 waves (--max-waves);
-  --max-frame-seconds bounds the time that one frame may take.
+Scenes from untrusted sources:
+  Media must lie in the scene's folder or below (--allow-outside). --max-waves and --max-memory refuse renders that are
+  too large before they begin; --max-frame-seconds limits the time of each frame.
 
 Examples:
   orvandel render ripple.json -o ripple.mp4 --background '#101820'
@@ -54,6 +55,7 @@ Examples:
   orvandel render ripple.json -o 'out/ripple.####.png' --jobs 0 --resume
   orvandel render ripple.json -o thumbnail.png --frames 45 --downsample 4 --quality draft
   orvandel render ripple.json -o blue.png --frames 45 --set Color=#0080ff --set 'Producer Point=[200, 100]'
+  orvandel render ripple.json -o ripple.mov --size 1920x1080 --fps 60 --dry-run
   orvandel render ripple.json -o - | ffplay -f rawvideo -pixel_format rgba -video_size 1280x720 -framerate 30 -
 )";
 
@@ -65,12 +67,16 @@ Examples:
 )";
 
 inline constexpr const char* kCheckHelp = R"(
-What is looked for:
+What is checked:
   errors    everything that would be refused, each with its JSON pointer; exit code 2
-  warnings  many waves alive at once; frames that each start anew; durations near the frame rate's limit; layers that
-            cannot be read although nothing shows them; more than three general flashes a second over a 36th of the
-            picture, found by rendering small drafts (up to 60 s)
-  notes     the numbers behind them
+  warnings  many waves alive at once; frames that are each simulated from the start; durations near the frame rate's
+            limit; unreadable layers that nothing uses; sizes that cannot be written; more than three general flashes
+            a second over a 36th of the picture, found by rendering small drafts (up to 60 s)
+  notes     the numbers behind them, with the memory and the time that a frame takes
+
+As JSON:
+  {"format": 1, "ok", "errors": [{"pointer", "message", "allowed", "nearest"}], "warnings", "notes", "estimates":
+  {"frames", "waves", "memoryBytes", "costliestFrame", "costliestFrameSeconds"}}; what is not known is left out.
 
 Examples:
   orvandel check ripple.json
@@ -78,7 +84,7 @@ Examples:
 )";
 
 inline constexpr const char* kDescribeHelp = R"(
-What is told:
+What is reported:
   The waves alive (age, centre, radius, turn, stroke, opacity, colour) as the effect reports them while it renders the
   frame. What is covered, where, and the mean colour are measured in the picture. The frame is the one that stands at
   the time.
@@ -111,7 +117,7 @@ Examples:
 )";
 
 inline constexpr const char* kNewHelp = R"(
-What is made:
+What is created:
   A commented scene to start from, or a copy of a preset with the media that it names. Nothing is replaced.
 
 Examples:

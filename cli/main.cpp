@@ -8,6 +8,7 @@
 #include "cli/console.h"
 #include "cli/failure.h"
 #include "cli/interrupt.h"
+#include "cli/version_text.h"
 #include "stage/base/errors.h"
 
 namespace orvandel::cli {
@@ -62,7 +63,7 @@ bool Parse(CLI::App& app, int argumentCount, char** arguments) {
 ExitCode Run(int argumentCount, char** arguments) {
   Requests requests;
   CLI::App app("generates expanding shapes: renders a scene file into pictures or a film", "orvandel");
-  app.set_version_flag("--version", "orvandel " ORVANDEL_VERSION);
+  app.set_version_flag("--version", VersionText);
   AddCommands(app, requests);
   auto style = FailureStyle::kLine;
   try {

@@ -32,6 +32,13 @@ std::filesystem::path PresetFolder() {
   return program.parent_path().parent_path() / "share" / "orvandel" / "scenes";
 }
 
+std::filesystem::path SchemaFile() {
+  std::error_code none;
+  const std::filesystem::path file =
+      std::filesystem::absolute(PresetFolder(), none).parent_path() / "scene.schema.json";
+  return std::filesystem::is_regular_file(file, none) ? file : std::filesystem::path();
+}
+
 std::vector<Preset> AllPresets() {
   const auto folder = PresetFolder();
   std::error_code error;

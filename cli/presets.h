@@ -15,6 +15,8 @@ struct Preset {
 
 // $ORVANDEL_SCENES, or the folder that was installed with the program.
 std::filesystem::path PresetFolder();
+// The schema of scene files that was installed beside the presets; empty when it is not there.
+std::filesystem::path SchemaFile();
 // By name. Throws WorkError when the folder cannot be read.
 std::vector<Preset> AllPresets();
 // Throws InputError, with the nearest name.

@@ -22,8 +22,6 @@ std::string MinutesAndSeconds(double seconds) {
   return fmt::format("{:02}:{:02}", whole / 60, whole % 60);
 }
 
-std::string Frames(std::int64_t count) { return fmt::format("{} frame{}", count, count == 1 ? "" : "s"); }
-
 double PerSecond(const RenderSummary& summary) {
   return summary.seconds > 0 ? static_cast<double>(summary.start.total) / summary.seconds : 0;
 }
@@ -144,8 +142,10 @@ class Silence final : public Progress {
 
 }  // namespace
 
+std::string FramesText(std::uint64_t count) { return fmt::format("{} frame{}", count, count == 1 ? "" : "s"); }
+
 std::string ProgressText(std::int64_t done, std::int64_t total, double elapsedSeconds) {
-  std::string text = fmt::format("{} of {}", done, Frames(total));
+  std::string text = fmt::format("{} of {}", done, FramesText(static_cast<std::uint64_t>(total)));
   if (done == 0 || elapsedSeconds <= 0) return text;
   const double rate = static_cast<double>(done) / elapsedSeconds;
   text += fmt::format(", {:.1f} a second", rate);
@@ -154,10 +154,11 @@ std::string ProgressText(std::int64_t done, std::int64_t total, double elapsedSe
 }
 
 std::string SummaryText(const RenderSummary& summary) {
-  std::string text =
-      fmt::format("{}: {} in {:.1f} s", summary.start.output, Frames(summary.start.total), summary.seconds);
+  std::string text = fmt::format("{}: {} in {:.1f} s", summary.start.output,
+                                 FramesText(static_cast<std::uint64_t>(summary.start.total)), summary.seconds);
   if (summary.start.total > 0) text += fmt::format(", {:.1f} a second", PerSecond(summary));
-  if (summary.start.kept > 0) text += fmt::format("; {} kept", Frames(summary.start.kept));
+  if (summary.start.kept > 0)
+    text += fmt::format("; {} kept", FramesText(static_cast<std::uint64_t>(summary.start.kept)));
   if (summary.slowestFrame >= 0) {
     text += fmt::format("; slowest: frame {}, {:.0f} ms", summary.slowestFrame, summary.slowestSeconds * 1000);
   }

@@ -40,6 +40,8 @@ class Progress {
 };
 std::unique_ptr<Progress> MakeProgress(ProgressKind kind);
 
+// "1 frame", "150 frames".
+std::string FramesText(std::uint64_t count);
 // "42 of 150 frames, 17.3 a second, 00:06 left". No rate before the first frame.
 std::string ProgressText(std::int64_t done, std::int64_t total, double elapsedSeconds);
 // "out/ring.####.png: 150 frames in 8.7 s, 17.2 a second; slowest: frame 149, 81 ms; at most 40 waves alive".

@@ -3,7 +3,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <chrono>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <utility>
 
 #include "cli/check/flashes.h"
@@ -13,6 +15,8 @@
 #include "cli/frame_list.h"
 #include "cli/interrupt.h"
 #include "cli/module_file.h"
+#include "cli/render/memory_need.h"
+#include "cli/scene_input.h"
 #include "cli/waves/wave_count.h"
 #include "orvandel/params.h"
 #include "stage/base/errors.h"
@@ -25,8 +29,25 @@ namespace {
 
 using nlohmann::ordered_json;
 
+// Of a version of their own, so that programs can rely on the form of `check --json`.
+constexpr int kJsonFormat = 1;
+
+// What a render will take. Absent where it is not known: the scene is refused, or was not rendered.
+struct Estimates {
+  std::optional<std::int32_t> frames;
+  std::optional<std::int64_t> waves;         // most alive at once, counted before rendering
+  std::optional<std::uint64_t> memoryBytes;  // of one process that renders pictures
+  std::optional<double>
+      costliestFrameSeconds;  // the frame with the most waves, rendered alone at full size and quality
+  std::int32_t costliestFrame = 0;
+};
+
 struct Findings {
-  std::vector<std::string> errors, warnings, notes;
+  std::vector<stage::Complaint> errors;
+  std::vector<std::string> warnings, notes;
+  Estimates estimates;
+
+  void AddError(std::string message) { errors.push_back({std::move(message), {}, {}, {}}); }
 };
 
 // --- From the scene alone.
@@ -35,6 +56,8 @@ void LookAtWaves(const stage::Scene& scene, const stage::ParamCatalog& catalog, 
                  Findings& findings) {
   constexpr std::int64_t kMany = 2000;
   const WaveCount waves = CountWaves(scene, catalog, AllFrames(scene.time.frameCount));
+  findings.estimates.waves = waves.alive;
+  findings.estimates.costliestFrame = waves.aliveFrame;
   findings.notes.push_back(fmt::format("at most {} wave{} alive at once, in frame {}", waves.alive,
                                        waves.alive == 1 ? "" : "s", waves.aliveFrame));
   if (waves.held > maxWaves) {
@@ -104,13 +127,13 @@ bool IsUsed(std::size_t layer, const stage::Scene& scene, const stage::ParamCata
 // A layer that nothing shows is never opened by a render, so it only warns.
 void LookAtMedia(const stage::Scene& scene, const stage::ParamCatalog& catalog, Findings& findings) {
   if (scene.input) {
-    if (std::string fault = MediumFault(*scene.input, scene); !fault.empty()) findings.errors.push_back(fault);
+    if (std::string fault = MediumFault(*scene.input, scene); !fault.empty()) findings.AddError(fault);
   }
   for (std::size_t i = 0; i < scene.layers.size(); ++i) {
     std::string fault = MediumFault(scene.layers[i], scene);
     if (fault.empty()) continue;
     if (IsUsed(i, scene, catalog)) {
-      findings.errors.push_back(std::move(fault));
+      findings.AddError(std::move(fault));
     } else {
       findings.warnings.push_back(fault + " (no parameter uses this layer)");
     }
@@ -156,22 +179,69 @@ void LookAtPictures(stage::EffectModule& module, const stage::Scene& scene, Find
     stage::SceneRenderer renderer(module, scene, options);
     Watch(renderer, scene, findings);
   } catch (const stage::EffectError& error) {
-    findings.errors.push_back(error.message.empty() ? EffectCodeInWords(error.code) : error.message);
+    findings.AddError(error.message.empty() ? EffectCodeInWords(error.code) : error.message);
   } catch (const stage::InputError& error) {
-    findings.errors.push_back(error.what());
+    findings.AddError(error.what());
+  }
+}
+
+// --- From one frame as it will be.
+
+constexpr auto kLongestTry = std::chrono::seconds(10);
+
+void LookAtMemory(const stage::Scene& scene, Findings& findings) {
+  const PictureForm form{scene.width, scene.height, 8};
+  try {
+    const MemoryNeed need = EstimateMemory(scene, Output{}, form, 1);
+    findings.estimates.memoryBytes = need.Total();
+    findings.notes.push_back(fmt::format("a frame takes about {} of memory", MemoryText(need.Total())));
+    RefuseTooMuchMemory(scene, need, 0);
+    RefuseImpossibleFilm(scene, form);
+  } catch (const stage::InputError& error) {
+    findings.warnings.push_back(error.what());
+  }
+}
+
+void LookAtTime(stage::EffectModule& module, const stage::Scene& scene, Findings& findings) {
+  const auto start = std::chrono::steady_clock::now();
+  bool tooLong = false;
+  stage::RenderOptions options;
+  options.shouldStop = [&] {
+    tooLong = std::chrono::steady_clock::now() - start > kLongestTry;
+    return tooLong || StopRequested();
+  };
+  const std::int32_t frame = findings.estimates.costliestFrame;
+  try {
+    stage::SceneRenderer(module, scene, options).Render(frame);
+    const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    findings.estimates.costliestFrameSeconds = seconds;
+    findings.notes.push_back(fmt::format("frame {} took {:.2f} s to render alone, at full size", frame, seconds));
+  } catch (const stage::Interrupted&) {
+    if (!tooLong) throw;
+    findings.warnings.push_back(
+        fmt::format("frame {} takes longer than {} s to render alone, at full size", frame, kLongestTry.count()));
   }
 }
 
 Findings CheckScene(stage::EffectModule& module, const CheckRequest& request) {
   Findings findings;
   const SceneRequest& wanted = request.scene;
-  findings.errors = stage::SceneComplaints(wanted.file, module.Catalog(), wanted.options);
+  SceneText text;
+  try {
+    text = LoadScene(wanted);
+  } catch (const stage::InputError& error) {
+    findings.AddError(error.what());
+    return findings;
+  }
+  findings.errors = stage::SceneFaults(text.text, text.file, module.Catalog(), wanted.options);
   if (!findings.errors.empty()) return findings;
-  const stage::Scene scene = stage::ReadScene(wanted.file, module.Catalog(), wanted.options);
+  const stage::Scene scene = stage::ReadSceneText(text.text, text.file, module.Catalog(), wanted.options);
+  findings.estimates.frames = scene.time.frameCount;
   LookAtTimeBase(scene, findings);
   const std::size_t before = findings.warnings.size();
   LookAtWaves(scene, module.Catalog(), wanted.maxWaves, findings);
   LookAtSequences(scene, module.Catalog(), findings);
+  LookAtMemory(scene, findings);
   const bool costly = findings.warnings.size() > before;
   LookAtMedia(scene, module.Catalog(), findings);
   if (request.quick || !findings.errors.empty()) return findings;
@@ -179,20 +249,47 @@ Findings CheckScene(stage::EffectModule& module, const CheckRequest& request) {
     findings.notes.push_back("not rendered, because that would take long: flashes were not looked for");
   } else {
     LookAtPictures(module, scene, findings);
+    if (findings.errors.empty()) LookAtTime(module, scene, findings);
   }
   return findings;
 }
 
+ordered_json ErrorsJson(const std::vector<stage::Complaint>& errors) {
+  ordered_json list = ordered_json::array();
+  for (const stage::Complaint& error : errors) {
+    ordered_json json{{"pointer", error.pointer}, {"message", error.message}};
+    if (!error.allowed.empty()) json["allowed"] = error.allowed;
+    if (!error.nearest.empty()) json["nearest"] = error.nearest;
+    list.push_back(std::move(json));
+  }
+  return list;
+}
+
+ordered_json EstimatesJson(const Estimates& estimates) {
+  ordered_json json = ordered_json::object();
+  const auto add = [&](const char* key, const auto& value) {
+    if (value) json[key] = *value;
+  };
+  add("frames", estimates.frames);
+  add("waves", estimates.waves);
+  add("memoryBytes", estimates.memoryBytes);
+  if (estimates.costliestFrameSeconds) json["costliestFrame"] = estimates.costliestFrame;
+  add("costliestFrameSeconds", estimates.costliestFrameSeconds);
+  return json;
+}
+
 void PrintFindings(const Findings& findings, bool asJson) {
   if (asJson) {
-    const ordered_json json{{"ok", findings.errors.empty()},
-                            {"errors", findings.errors},
+    const ordered_json json{{"format", kJsonFormat},
+                            {"ok", findings.errors.empty()},
+                            {"errors", ErrorsJson(findings.errors)},
                             {"warnings", findings.warnings},
-                            {"notes", findings.notes}};
+                            {"notes", findings.notes},
+                            {"estimates", EstimatesJson(findings.estimates)}};
     Print("{}\n", json.dump(2, ' ', false, ordered_json::error_handler_t::replace));
     return;
   }
-  for (const std::string& error : findings.errors) Print("error: {}\n", error);
+  for (const stage::Complaint& error : findings.errors) Print("error: {}\n", error.message);
   for (const std::string& warning : findings.warnings) Print("warning: {}\n", warning);
   for (const std::string& note : findings.notes) Print("note: {}\n", note);
 }

@@ -32,7 +32,9 @@ struct RenderRequest {
   std::string codec;       // empty: the extension's usual one
   std::string background;  // empty: none
   Existing existing = Existing::kRefuse;
-  int jobs = 1;  // 0: one a processor
+  int jobs = 1;                 // 0: one a processor
+  std::uint64_t maxMemory = 0;  // bytes; 0: what the machine has
+  bool dryRun = false;
   double maxFrameSeconds = 0;
   ProgressKind progress = ProgressKind::kFromTerminal;
 };

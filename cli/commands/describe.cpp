@@ -12,6 +12,7 @@
 #include "cli/module_file.h"
 #include "cli/param_text.h"
 #include "cli/picture_facts.h"
+#include "cli/scene_input.h"
 #include "cli/text_table.h"
 #include "cli/waves/emitter_values.h"
 #include "cli/waves/reported_waves.h"
@@ -181,7 +182,7 @@ void PrintJson(const stage::Scene& scene, const Description& description) {
 
 void Describe(const DescribeRequest& request) {
   stage::EffectModule module(stage::LoadEffect(ModuleFile(request.scene.module)));
-  const stage::Scene scene = stage::ReadScene(request.scene.file, module.Catalog(), request.scene.options);
+  const stage::Scene scene = ReadSceneOf(request.scene, module.Catalog());
   const Description description = Look(module, scene, request);
   if (request.asJson) {
     PrintJson(scene, description);

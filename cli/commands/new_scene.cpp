@@ -98,12 +98,21 @@ void CopyMedium(const std::filesystem::path& from, const std::filesystem::path& 
   WriteWhole(to, bytes);
 }
 
+// With the place of the schema as its first member, so that editors complete and check the scene.
+std::string WithSchema(std::string scene) {
+  const std::filesystem::path schema = SchemaFile();
+  const std::size_t brace = scene.starts_with("{\n") ? 0 : scene.find("\n{\n");
+  if (schema.empty() || brace == std::string::npos) return scene;
+  const std::string line = "  \"$schema\": " + nlohmann::json(schema.string()).dump() + ",\n";
+  return scene.insert(scene.find('{', brace) + 2, line);
+}
+
 void CopyPreset(const Preset& preset, const std::filesystem::path& file) {
   const std::string text = stage::ReadWholeFile(preset.file, stage::kMaxSceneBytes);
   std::set<std::filesystem::path> media;
   CollectFiles(stage::ParseJson(text, preset.file.string()), preset.file.parent_path(), media);
   for (const auto& medium : media) CopyMedium(preset.file.parent_path() / medium, file.parent_path() / medium);
-  WriteWhole(file, text);
+  WriteWhole(file, WithSchema(text));
 }
 
 }  // namespace
@@ -111,7 +120,7 @@ void CopyPreset(const Preset& preset, const std::filesystem::path& file) {
 void New(const NewRequest& request) {
   RefuseExisting(request.file);
   if (request.preset.empty()) {
-    WriteWhole(request.file, kStarter);
+    WriteWhole(request.file, WithSchema(std::string(kStarter)));
   } else {
     CopyPreset(FindPreset(request.preset), request.file);
   }

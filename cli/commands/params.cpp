@@ -8,6 +8,7 @@
 #include "cli/console.h"
 #include "cli/module_file.h"
 #include "cli/param_text.h"
+#include "cli/scene_input.h"
 #include "cli/text_table.h"
 #include "stage/module/effect_module.h"
 #include "stage/render/param_view.h"
@@ -87,7 +88,7 @@ void Params(const ParamsRequest& request) {
   if (request.scene.file.empty()) {
     entries = RegisteredEntries(module.Catalog());
   } else {
-    const stage::Scene scene = stage::ReadScene(request.scene.file, module.Catalog(), request.scene.options);
+    const stage::Scene scene = ReadSceneOf(request.scene, module.Catalog());
     entries = ShownEntries(module, scene, request.seconds);
   }
   if (request.asJson) {

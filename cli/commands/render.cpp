@@ -17,8 +17,11 @@
 #include "cli/frame_list.h"
 #include "cli/interrupt.h"
 #include "cli/module_file.h"
+#include "cli/render/memory_need.h"
 #include "cli/render/ordered_sink.h"
+#include "cli/render/render_record.h"
 #include "cli/render/scene_work.h"
+#include "cli/scene_input.h"
 #include "cli/text_table.h"
 #include "cli/waves/wave_count.h"
 #include "stage/base/errors.h"
@@ -33,14 +36,33 @@ using Clock = std::chrono::steady_clock;
 
 double SecondsSince(Clock::time_point start) { return std::chrono::duration<double>(Clock::now() - start).count(); }
 
-// What is to be done, found to be possible.
+// What a render will do, checked to be possible.
 struct Plan {
   stage::Scene scene;
   Output output;
   std::vector<std::int32_t> frames;
   std::size_t kept = 0;
   PictureForm form;
+  RenderRun run;
+  MemoryNeed memory;
+  std::int64_t mostWaves = 0;  // counted before rendering
 };
+
+int JobsFor(const RenderRequest& request, std::size_t frames) {
+  const auto processors = static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
+  const int jobs = request.jobs == 0 ? processors : request.jobs;
+  return static_cast<int>(std::min<std::size_t>(static_cast<std::size_t>(jobs), frames));
+}
+
+RenderRun RunOf(const RenderRequest& request, const std::string& sceneText, const stage::Scene& scene) {
+  const stage::ReadOptions& read = request.scene.options;
+  std::vector<std::string> options = read.sets;
+  for (const std::string* option : {&read.size, &read.frameRate, &read.duration}) options.push_back(*option);
+  std::string settings = fmt::format("--quality {} --downsample {} --depth {}", request.highQuality ? "full" : "draft",
+                                     request.downsample, request.depth);
+  if (!request.background.empty()) settings += " --background " + request.background;
+  return {SceneHash(sceneText, scene, options), settings + ", orvandel " ORVANDEL_VERSION};
+}
 
 void RefuseImpossibleSettings(const RenderRequest& request, const Output& output) {
   if (request.depth == 16 && output.kind != OutputKind::kPictures) {
@@ -60,11 +82,12 @@ void RefuseImpossibleSettings(const RenderRequest& request, const Output& output
   }
 }
 
-// The module is needed to read the scene; it is gone again before processes are forked.
+// Reading the scene needs the module, which is unloaded again before processes are forked.
 Plan MakePlan(const RenderRequest& request) {
   stage::EffectModule module(stage::LoadEffect(ModuleFile(request.scene.module)));
   Plan plan;
-  plan.scene = stage::ReadScene(request.scene.file, module.Catalog(), request.scene.options);
+  const SceneText text = LoadScene(request.scene);
+  plan.scene = stage::ReadSceneText(text.text, text.file, module.Catalog(), request.scene.options);
   const stage::Scene& scene = plan.scene;
   const auto asked =
       request.frames ? ParseFrameList(*request.frames, scene.time.frameCount) : AllFrames(scene.time.frameCount);
@@ -72,11 +95,18 @@ Plan MakePlan(const RenderRequest& request) {
   RefuseImpossibleSettings(request, plan.output);
   plan.form = {stage::CellsOf(scene.width, request.downsample), stage::CellsOf(scene.height, request.downsample),
                request.depth};
+  if (plan.output.kind == OutputKind::kFilm) RefuseImpossibleFilm(scene, plan.form);
+  plan.run = RunOf(request, text.text, scene);
+  if (request.existing == Existing::kKeep) RenderRecord(plan.output).RefuseOther(plan.run);
   const auto frames = plan.output.IsOrdered() ? asked : WithoutRepeats(asked);
   plan.frames = FramesLeft(plan.output, frames, request.existing, plan.form);
   plan.kept = frames.size() - plan.frames.size();
   if (!plan.frames.empty()) {
-    RefuseTooManyWaves(scene, CountWaves(scene, module.Catalog(), plan.frames), request.scene.maxWaves);
+    const WaveCount waves = CountWaves(scene, module.Catalog(), plan.frames);
+    plan.mostWaves = waves.alive;
+    RefuseTooManyWaves(scene, waves, request.scene.maxWaves);
+    plan.memory = EstimateMemory(scene, plan.output, plan.form, JobsFor(request, plan.frames.size()));
+    RefuseTooMuchMemory(scene, plan.memory, request.maxMemory);
   }
   if (!request.background.empty()) stage::Background(request.background, scene, request.downsample);
   module.SetDown();
@@ -101,9 +131,7 @@ stage::FilmOptions FilmOf(const Plan& plan, const RenderRequest& request) {
 
 PoolOptions PoolOf(const RenderRequest& request, const Plan& plan) {
   PoolOptions pool;
-  const auto processors = static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
-  pool.jobs = request.jobs == 0 ? processors : request.jobs;
-  pool.jobs = static_cast<int>(std::min<std::size_t>(static_cast<std::size_t>(pool.jobs), plan.frames.size()));
+  pool.jobs = JobsFor(request, plan.frames.size());
   if (plan.output.IsOrdered()) {
     pool.slotBytes = static_cast<std::size_t>(plan.form.width) * static_cast<std::size_t>(plan.form.height) * 4;
   }
@@ -124,10 +152,10 @@ SceneWorkSettings WorkOf(const RenderRequest& request) {
   return settings;
 }
 
-// Takes finished frames: keeps the summary, passes ordered frames on, shows the progress.
-class Taker {
+// Receives finished frames: updates the summary, passes ordered frames to the sink, reports progress.
+class FrameCollector {
  public:
-  Taker(const Plan& plan, Progress& progress, RenderSummary& summary)
+  FrameCollector(const Plan& plan, Progress& progress, RenderSummary& summary)
       : plan_(plan), progress_(progress), summary_(summary) {}
 
   void Take(const FinishedFrame& finished, OrderedSink* sink) {
@@ -155,8 +183,8 @@ void RenderFrames(const RenderRequest& request, const Plan& plan, Progress& prog
   WorkerPool pool(PoolOf(request, plan), [&] { return MakeSceneWork(work, plan.scene, plan.output); });
   // After the workers have been forked: encoders start threads.
   const auto sink = plan.output.IsOrdered() ? OpenSink(plan.output, FilmOf(plan, request)) : nullptr;
-  Taker taker(plan, progress, summary);
-  pool.Run(plan.frames, [&](const FinishedFrame& finished) { taker.Take(finished, sink.get()); });
+  FrameCollector collector(plan, progress, summary);
+  pool.Run(plan.frames, [&](const FinishedFrame& finished) { collector.Take(finished, sink.get()); });
   if (StopRequested()) throw stage::Interrupted();
   if (sink != nullptr) sink->Finish();
 }
@@ -168,14 +196,32 @@ void RemoveLeftovers(const Plan& plan) {
   stage::RemoveAbandoned(files);
 }
 
+void PrintPlan(const Plan& plan) {
+  Print("{}: {} of {} x {} pixels", plan.output.Name(), FramesText(plan.frames.size()), plan.form.width,
+        plan.form.height);
+  if (plan.kept > 0) Print(", {} kept", plan.kept);
+  if (plan.frames.empty()) {
+    Print("; nothing to render\n");
+    return;
+  }
+  Print(", from {} to {}; at most {} wave{} alive; about {} of memory in {} process{}\n",
+        *std::min_element(plan.frames.begin(), plan.frames.end()),
+        *std::max_element(plan.frames.begin(), plan.frames.end()), plan.mostWaves, plan.mostWaves == 1 ? "" : "s",
+        MemoryText(plan.memory.Total()), plan.memory.jobs, plan.memory.jobs == 1 ? "" : "es");
+}
+
 }  // namespace
 
 void Render(const RenderRequest& request) {
   const Plan plan = MakePlan(request);
+  if (request.dryRun) return PrintPlan(plan);
   std::signal(SIGPIPE, SIG_IGN);  // a reader that leaves is an error like others, and no file stays half-written for it
   if (plan.output.kind != OutputKind::kStream) {
     PrepareFolder(plan.output.FileOf(plan.scene.time.frameCount - 1));
     RemoveLeftovers(plan);
+    const bool all = request.existing == Existing::kReplace &&
+                     plan.frames.size() == static_cast<std::size_t>(plan.scene.time.frameCount);
+    RenderRecord(plan.output).Enter(plan.run, all);
   }
   const auto progress = MakeProgress(request.progress);
   RenderSummary summary;

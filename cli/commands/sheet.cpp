@@ -8,6 +8,7 @@
 #include "cli/interrupt.h"
 #include "cli/module_file.h"
 #include "cli/render/output.h"
+#include "cli/scene_input.h"
 #include "cli/sheet/contact_sheet.h"
 #include "cli/waves/wave_count.h"
 #include "stage/base/color_text.h"
@@ -69,7 +70,7 @@ void Sheet(const SheetRequest& request) {
   const Output output = OutputOf(request);
   if (!request.replace) RefuseExisting(output, {0}, "--output", "--overwrite replaces it");
   stage::EffectModule module(stage::LoadEffect(ModuleFile(request.scene.module)));
-  DrawSheet(request, module, stage::ReadScene(request.scene.file, module.Catalog(), request.scene.options));
+  DrawSheet(request, module, ReadSceneOf(request.scene, module.Catalog()));
   module.SetDown();
 }
 

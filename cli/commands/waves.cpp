@@ -12,6 +12,7 @@
 #include "cli/module_file.h"
 #include "cli/param_text.h"
 #include "cli/render/output.h"
+#include "cli/scene_input.h"
 #include "cli/waves/emitter_values.h"
 #include "cli/waves/reported_waves.h"
 #include "cli/waves/wave_count.h"
@@ -136,7 +137,7 @@ class SvgFiles {
 void Waves(const WavesRequest& request) {
   stage::EffectModule module(stage::LoadEffect(ModuleFile(request.scene.module)));
   const stage::ParamCatalog& catalog = module.Catalog();
-  const stage::Scene scene = stage::ReadScene(request.scene.file, catalog, request.scene.options);
+  const stage::Scene scene = ReadSceneOf(request.scene, catalog);
   const auto frames = request.frames ? WithoutRepeats(ParseFrameList(*request.frames, scene.time.frameCount))
                                      : AllFrames(scene.time.frameCount);
   RefuseTooManyWaves(scene, CountWaves(scene, catalog, frames), request.scene.maxWaves);

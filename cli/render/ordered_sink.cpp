@@ -34,7 +34,7 @@ class Film final : public OrderedSink {
   stage::Picture picture_;
 };
 
-constexpr int kLookUpMilliseconds = 100;
+constexpr int kPollMilliseconds = 100;
 
 class RawStream final : public OrderedSink {
  public:
@@ -57,7 +57,7 @@ class RawStream final : public OrderedSink {
   std::size_t WriteSome(std::size_t from) const {
     if (StopRequested()) throw stage::Interrupted();
     pollfd room{STDOUT_FILENO, POLLOUT, 0};
-    if (poll(&room, 1, kLookUpMilliseconds) <= 0) return 0;
+    if (poll(&room, 1, kPollMilliseconds) <= 0) return 0;
     const ssize_t written =
         write(STDOUT_FILENO, bytes_.data() + from, std::min<std::size_t>(PIPE_BUF, bytes_.size() - from));
     if (written >= 0) return static_cast<std::size_t>(written);

@@ -30,7 +30,7 @@ struct Output {
 // Refuses names that cannot work with `frames` (InputError).
 Output ParseOutput(std::string_view text, const std::vector<std::int32_t>& frames);
 
-// Makes the folder and finds out whether it can be written to, before the first frame is rendered. WorkError;
+// Creates the folder and checks that it is writable, before the first frame is rendered. WorkError;
 // InputError, naming `option`, when the name is a folder's.
 void PrepareFolder(const std::filesystem::path& file, std::string_view option = "--output");
 

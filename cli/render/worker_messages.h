@@ -1,4 +1,4 @@
-// What the parent and a worker say to each other: records of fixed size over a socket that keeps their borders.
+// Messages between the parent and a worker: records of fixed size over a socket that preserves message boundaries.
 #pragma once
 
 #include <cstdint>

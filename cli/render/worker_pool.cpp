@@ -17,10 +17,10 @@ namespace {
 
 using Kind = WorkerReport::Kind;
 
-// The next order waits at the worker while it makes the one before.
+// One order is queued at the worker while it works on another.
 constexpr std::size_t kOrdersAhead = 2;
-// How often the parent looks up although no worker reports: at a request to stop, at frames that take too long.
-constexpr int kLookUpMilliseconds = 100;
+// How often the parent checks for a request to stop and for frames that take too long while no worker reports.
+constexpr int kPollMilliseconds = 100;
 
 struct Result {
   FrameOrder order;
@@ -38,7 +38,7 @@ struct WorkerPool::Impl {
 
   bool HasSlots() const { return slots.Count() > 0; }
 
-  void HandOut() {
+  void AssignOrders() {
     for (std::size_t ahead = 1; ahead <= kOrdersAhead; ++ahead) {
       for (const auto& worker : workers) {
         if (next == frames->size() || (HasSlots() && freeSlots.empty())) return;
@@ -54,7 +54,7 @@ struct WorkerPool::Impl {
     }
   }
 
-  void LookUp() const {
+  void CheckLimits() const {
     if (StopRequested()) throw stage::Interrupted();
     if (options.maxFrameSeconds <= 0) return;
     for (const auto& worker : workers) {
@@ -64,20 +64,20 @@ struct WorkerPool::Impl {
     }
   }
 
-  // Takes what workers have to say; waits for it a moment, or not at all.
-  void Listen(bool wait) {
+  // Handles reports that have arrived; with `wait`, waits a moment for one.
+  void ReceiveReports(bool wait) {
     std::vector<pollfd> watched;
     for (const auto& worker : workers) watched.push_back({worker->Ended() ? -1 : worker->Socket(), POLLIN, 0});
-    const int count = poll(watched.data(), watched.size(), wait ? kLookUpMilliseconds : 0);
+    const int count = poll(watched.data(), watched.size(), wait ? kPollMilliseconds : 0);
     for (std::size_t i = 0; count > 0 && i < watched.size(); ++i) {
       if (watched[i].revents != 0) TakeReport(*workers[i]);
     }
-    LookUp();
+    CheckLimits();
   }
 
   void TakeReport(WorkerProcess& worker) {
     WorkerReport report;
-    if (!ReceiveRecord(worker.Socket(), &report, sizeof report)) Mourn(worker);
+    if (!ReceiveRecord(worker.Socket(), &report, sizeof report)) ThrowDeathOf(worker);
     switch (report.kind) {
       case Kind::kStarted:
         return worker.OrderStarted();
@@ -93,14 +93,14 @@ struct WorkerPool::Impl {
     }
   }
 
-  [[noreturn]] static void Mourn(WorkerProcess& worker) {
+  [[noreturn]] static void ThrowDeathOf(WorkerProcess& worker) {
     const std::string where =
         worker.Orders().empty() ? "" : fmt::format(" while it made frame {}", worker.Orders().front().frame);
     throw stage::WorkError(fmt::format("a render process {}{}", worker.Death(), where));
   }
 
-  // Gives away one result that may be given now; false when there is none.
-  bool Deliver(const std::function<void(const FinishedFrame&)>& take) {
+  // Hands on one result whose turn it is; false when there is none.
+  bool HandOn(const std::function<void(const FinishedFrame&)>& take) {
     if (results.empty()) return false;
     const auto first = results.begin();
     if (HasSlots() && first->first != static_cast<std::int32_t>(delivered)) return false;
@@ -117,7 +117,7 @@ struct WorkerPool::Impl {
   void EndWorkers() {
     for (const auto& worker : workers) worker->NoMoreOrders();
     const auto ended = [](const auto& worker) { return worker->Ended(); };
-    while (!std::all_of(workers.begin(), workers.end(), ended)) Listen(true);
+    while (!std::all_of(workers.begin(), workers.end(), ended)) ReceiveReports(true);
   }
 
   PoolOptions options;
@@ -125,7 +125,7 @@ struct WorkerPool::Impl {
   std::vector<std::unique_ptr<WorkerProcess>> workers;
   std::vector<std::int32_t> freeSlots;
   const std::vector<std::int32_t>* frames = nullptr;
-  std::map<std::int32_t, Result> results;  // finished, not given away yet; by index
+  std::map<std::int32_t, Result> results;  // finished, not handed on yet; by index
   std::size_t next = 0, delivered = 0;     // in *frames
 };
 
@@ -133,7 +133,7 @@ WorkerPool::WorkerPool(const PoolOptions& options, std::function<std::unique_ptr
     : impl_(std::make_unique<Impl>(options)) {
   for (int job = 0; job < options.jobs; ++job) {
     impl_->workers.push_back(std::make_unique<WorkerProcess>(impl_->slots, [&] {
-      for (const auto& elder : impl_->workers) elder->ForgetInChild();
+      for (const auto& elder : impl_->workers) elder->CloseInChild();
       return makeWork();
     }));
   }
@@ -146,11 +146,12 @@ WorkerPool::~WorkerPool() {
 void WorkerPool::Run(const std::vector<std::int32_t>& frames, const std::function<void(const FinishedFrame&)>& take) {
   impl_->frames = &frames;
   while (impl_->delivered < frames.size()) {
-    impl_->HandOut();
-    impl_->Listen(impl_->results.empty() ||
-                  (impl_->HasSlots() && impl_->results.begin()->first != static_cast<std::int32_t>(impl_->delivered)));
-    impl_->HandOut();
-    impl_->Deliver(take);
+    impl_->AssignOrders();
+    impl_->ReceiveReports(
+        impl_->results.empty() ||
+        (impl_->HasSlots() && impl_->results.begin()->first != static_cast<std::int32_t>(impl_->delivered)));
+    impl_->AssignOrders();
+    impl_->HandOn(take);
   }
   impl_->EndWorkers();
 }

@@ -1,10 +1,10 @@
 // Processes that each render a share of the frames, and the parent that hands out frames and takes what comes back.
 //
 // Frames are handed out in their order, one or two ahead to every worker, so that a long frame holds up nobody else.
-// What a worker makes either ends in its own hands (a file written) or in a slot of memory that both sides share; with
-// slots the results arrive in the frames' order, and as there are only so many slots, never far ahead of it.
+// A worker either writes its result to a file or puts it into a slot of shared memory; with slots, results arrive in
+// the order of the frames, and the number of slots limits how far workers run ahead.
 //
-// One rule keeps this safe: workers are forked while the process has a single thread, and each makes its own work
+// Workers are forked while the process has a single thread, and each makes its own work
 // object after the fork. A worker that fails, or dies, ends the whole run with an error; whatever ends the parent ends
 // the workers.
 #pragma once
@@ -32,7 +32,7 @@ class FrameWork {
 
 struct PoolOptions {
   int jobs = 1;
-  std::size_t slotBytes = 0;   // of one result; 0: results end in the workers' hands
+  std::size_t slotBytes = 0;   // of one result; 0: workers write their results themselves
   double maxFrameSeconds = 0;  // 0: no bound
 };
 

@@ -64,8 +64,8 @@ void ServeAll(const std::function<std::unique_ptr<FrameWork>()>& makeWork, const
 }
 
 // A worker must not outlive the parent, however that ends.
-[[noreturn]] void BeWorker(pid_t parent, int socket, const SharedSlots& slots,
-                           const std::function<std::unique_ptr<FrameWork>()>& makeWork) {
+[[noreturn]] void RunWorker(pid_t parent, int socket, const SharedSlots& slots,
+                            const std::function<std::unique_ptr<FrameWork>()>& makeWork) {
   prctl(PR_SET_PDEATHSIG, SIGTERM);
   if (getppid() != parent) _exit(kFailed);
   LeaveInterruptsToParent();
@@ -75,7 +75,7 @@ void ServeAll(const std::function<std::unique_ptr<FrameWork>()>& makeWork, const
 
 // --- In the parent.
 
-constexpr auto kGrace = std::chrono::seconds(5);
+constexpr auto kTimeToStop = std::chrono::seconds(5);
 
 // Signals wait while a process is forked, so that none is taken by the child with the parent's state.
 class SignalsHeld {
@@ -108,7 +108,7 @@ WorkerProcess::WorkerProcess(const SharedSlots& slots, const std::function<std::
   if (process_ == 0) {
     close(ends[0]);
     held.Release();
-    BeWorker(parent, ends[1], slots, makeWork);
+    RunWorker(parent, ends[1], slots, makeWork);
   }
   close(ends[1]);
   socket_ = ends[0];
@@ -151,14 +151,14 @@ void WorkerProcess::Stop() {
   socket_ = -1;
 }
 
-void WorkerProcess::ForgetInChild() {
+void WorkerProcess::CloseInChild() {
   if (socket_ >= 0) close(socket_);
   socket_ = -1;
 }
 
 void WorkerProcess::Await() {
   if (process_ < 0) return;
-  const auto limit = Clock::now() + kGrace;
+  const auto limit = Clock::now() + kTimeToStop;
   while (waitpid(process_, &status_, WNOHANG) == 0) {
     if (Clock::now() > limit) kill(process_, SIGKILL);
     usleep(2000);

@@ -40,9 +40,9 @@ class WorkerProcess {
   void SetEnded() { ended_ = true; }
   // Asks the process to stop at once, which it does between two steps of a frame.
   void Stop();
-  // In a younger worker, which inherits this one's socket and would keep it open after the parent's end.
-  void ForgetInChild();
-  // How a process that ended without a word ended: "was ended by signal 9 (Killed)".
+  // In a worker forked later: closes the inherited socket, which would otherwise stay open after the parent's end.
+  void CloseInChild();
+  // How a process ended that did not report its end: "was ended by signal 9 (Killed)".
   std::string Death();
 
  private:
@@ -54,7 +54,7 @@ class WorkerProcess {
   std::deque<FrameOrder> orders_;
   Clock::time_point startedAt_{};
   bool started_ = false;
-  bool ended_ = false;  // said so itself
+  bool ended_ = false;  // reported by the worker
 };
 
 }  // namespace orvandel::cli

@@ -42,16 +42,7 @@ const std::string& MachineName() {
   return name;
 }
 
-// The file's name; of a long one the beginning and a hash of all of it (FNV-1a), so that the work name, which is
-// longer, still fits the 255 bytes that file systems allow.
-std::string StemOf(const std::filesystem::path& file) {
-  constexpr std::size_t kLongest = 160, kBeginning = 140;
-  std::string name = file.filename().string();
-  if (name.size() <= kLongest) return name;
-  std::uint64_t hash = 0xCBF29CE484222325;
-  for (const char c : name) hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001B3;
-  return fmt::format("{}~{:016x}", name.substr(0, kBeginning), hash);
-}
+std::string StemOf(const std::filesystem::path& file) { return ShortStem(file.filename().string()); }
 
 std::filesystem::path FolderOf(const std::filesystem::path& file) {
   return file.has_parent_path() ? file.parent_path() : std::filesystem::path(".");
@@ -143,6 +134,14 @@ int GiveFreeName(const std::filesystem::path& from, const std::filesystem::path&
 }
 
 }  // namespace
+
+std::string ShortStem(const std::string& fileName) {
+  constexpr std::size_t kLongest = 160, kBeginning = 140;
+  if (fileName.size() <= kLongest) return fileName;
+  std::uint64_t hash = 0xCBF29CE484222325;  // FNV-1a
+  for (const char c : fileName) hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001B3;
+  return fmt::format("{}~{:016x}", fileName.substr(0, kBeginning), hash);
+}
 
 PartialFile::PartialFile(std::filesystem::path file, IfTaken ifTaken)
     : file_(std::move(file)),

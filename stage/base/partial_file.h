@@ -15,6 +15,10 @@ enum class IfTaken {
   kReplace  // put this one in its place; where the name is a symbolic link, in the place of the link's target
 };
 
+// The file name; of a long one the beginning and a hash of all of it, so that a name made from it fits where names may
+// have 255 bytes.
+std::string ShortStem(const std::string& fileName);
+
 class PartialFile {
  public:
   // Nothing is opened yet.

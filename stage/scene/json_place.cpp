@@ -27,16 +27,18 @@ std::optional<JsonPlace> JsonPlace::Find(std::string_view key) const& {
 
 JsonPlace JsonPlace::Need(std::string_view key, std::string_view allowed) const& {
   const auto found = Find(key);
-  if (!found) FailAt(key, fmt::format("is missing: {} is required", allowed));
+  if (!found) FailAt(key, fmt::format("is missing: {} is required", allowed), allowed);
   return *found;
 }
 
 void JsonPlace::OnlyKeys(std::initializer_list<std::string_view> known) const {
   for (const std::string& key : node_->keys) {
     if (std::find(known.begin(), known.end(), key) != known.end()) continue;
+    const std::vector<std::string> names(known.begin(), known.end());
     std::string allowed;
-    for (const std::string_view name : known) allowed += (allowed.empty() ? " Allowed are " : ", ") + Quoted(name);
-    FailAt(key, "unknown key" + DidYouMean(key, std::vector<std::string>(known.begin(), known.end())) + allowed);
+    for (const std::string& name : names) allowed += (allowed.empty() ? "" : ", ") + Quoted(name);
+    FailAt(key, fmt::format("unknown key{} Allowed are {}", DidYouMean(key, names), allowed), allowed,
+           NearestOf(key, names));
   }
 }
 
@@ -65,7 +67,8 @@ double JsonPlace::Number(std::string_view allowed) const {
 
 double JsonPlace::NumberIn(double low, double high, std::string_view allowed) const {
   const double number = Number(fmt::format("{} in {}..{}", allowed, low, high));
-  if (number < low || number > high) Fail(fmt::format("{} is outside {}..{}", Found(), low, high));
+  if (number < low || number > high)
+    Fail(fmt::format("{} is outside {}..{}", Found(), low, high), fmt::format("{}..{}", low, high));
   return number;
 }
 
@@ -92,13 +95,25 @@ std::string JsonPlace::Where() const {
   return pointer.empty() ? *fileName_ : fmt::format("{}: {}", *fileName_, pointer);
 }
 
-void JsonPlace::Fail(std::string_view complaint) const { throw InputError(fmt::format("{}: {}", Where(), complaint)); }
-
-void JsonPlace::FailAt(std::string_view key, std::string_view complaint) const {
-  throw InputError(fmt::format("{}: {}{}: {}", *fileName_, Pointer(), Printable(PointerStep(key)), complaint));
+void JsonPlace::Fail(std::string_view complaint, std::string_view allowed, std::string_view nearest) const {
+  throw PlaceError({fmt::format("{}: {}", Where(), complaint), Pointer(), std::string(allowed), std::string(nearest)});
 }
 
-void JsonPlace::FailNot(std::string_view allowed) const { Fail(fmt::format("{} is not {}", Found(), allowed)); }
+void JsonPlace::FailAt(std::string_view key, std::string_view complaint, std::string_view allowed,
+                       std::string_view nearest) const {
+  const std::string pointer = Pointer() + Printable(PointerStep(key));
+  throw PlaceError(
+      {fmt::format("{}: {}: {}", *fileName_, pointer, complaint), pointer, std::string(allowed), std::string(nearest)});
+}
+
+void JsonPlace::FailNot(std::string_view allowed) const {
+  Fail(fmt::format("{} is not {}", Found(), allowed), allowed);
+}
+
+void JsonPlace::FailUnlike(std::string_view allowed, std::string_view text,
+                           const std::vector<std::string>& known) const {
+  Fail(fmt::format("{} is not {}{}", Found(), allowed, DidYouMean(text, known)), allowed, NearestOf(text, known));
+}
 
 std::string JsonPlace::Pointer() const {
   if (parent_ == nullptr) return {};

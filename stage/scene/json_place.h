@@ -9,10 +9,27 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "stage/scene/json_tree.h"
 
+#include "stage/base/errors.h"
+
 namespace orvandel::stage {
+
+// A complaint about one value, whole and in its parts.
+struct Complaint {
+  std::string message;  // "scene.json: /parameters/Frequency: 900 is outside 0..500"
+  std::string pointer;  // "/parameters/Frequency"; empty: the whole file, or no place in it
+  std::string allowed;  // "0..500"; empty where the message alone says it
+  std::string nearest;  // the known name that was probably meant; empty: none
+};
+class PlaceError : public InputError {
+ public:
+  explicit PlaceError(Complaint whole) : InputError(whole.message), complaint(std::move(whole)) {}
+  Complaint complaint;
+};
 
 class JsonPlace {
  public:
@@ -51,10 +68,15 @@ class JsonPlace {
   std::string Where() const;
   // The value as a message shows it.
   std::string Found() const;
-  // Throws InputError: "scene.json: /masks/ring/d: " + complaint.
-  [[noreturn]] void Fail(std::string_view complaint) const;
+  // Throws PlaceError: "scene.json: /masks/ring/d: " + complaint.
+  [[noreturn]] void Fail(std::string_view complaint, std::string_view allowed = {},
+                         std::string_view nearest = {}) const;
   // The same for a member, which need not exist.
-  [[noreturn]] void FailAt(std::string_view key, std::string_view complaint) const;
+  [[noreturn]] void FailAt(std::string_view key, std::string_view complaint, std::string_view allowed = {},
+                           std::string_view nearest = {}) const;
+  // "... is not ALLOWED; did you mean ...?"; `text` is what was written in place of one of `known`.
+  [[noreturn]] void FailUnlike(std::string_view allowed, std::string_view text,
+                               const std::vector<std::string>& known) const;
   // "5 is not ...".
   [[noreturn]] void FailNot(std::string_view allowed) const;
 

@@ -37,7 +37,7 @@ Easing ReadNamedEasing(const JsonPlace& place) {
     if (named.name == name) return named.easing;
     known.emplace_back(named.name);
   }
-  place.Fail(fmt::format("{} is not {}{}", place.Found(), kEasingForms, DidYouMean(name, known)));
+  place.FailUnlike(kEasingForms, name, known);
 }
 
 Easing ReadEasing(const JsonPlace& place) {

@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <functional>
+#include <map>
 #include <utility>
 #include <vector>
 
@@ -44,14 +45,14 @@ Blend ReadBlend(const JsonPlace& place) {
   for (const auto& [name, blend] : kBlendNames) {
     if (name == text) return blend;
   }
-  place.Fail(fmt::format("{} is not {}{}", place.Found(), allowed, DidYouMean(text, known)));
+  place.FailUnlike(allowed, text, known);
 }
 
 class SceneReader {
  public:
   // `complaints` null: the first complaint is thrown. Otherwise each is kept there, and reading goes on beside it.
   SceneReader(const JsonPlace& root, const std::filesystem::path& file, const ParamCatalog& catalog,
-              const ReadOptions& options, std::vector<std::string>* complaints)
+              const ReadOptions& options, std::vector<Complaint>* complaints)
       : root_(root),
         catalog_(catalog),
         options_(options),
@@ -68,6 +69,7 @@ class SceneReader {
                       "layers", "masks", "parameters", "effects", "motionBlur"});
     });
     Try([&] { ReadVersion(); });
+    Try([&] { TakeOverrides(); });
     Try([&] { scene_.width = ReadSide("width"); });
     Try([&] { scene_.height = ReadSide("height"); });
     ReadTime();
@@ -91,9 +93,12 @@ class SceneReader {
   void Try(const Work& work) {
     try {
       work();
+    } catch (const PlaceError& error) {
+      if (complaints_ == nullptr) throw;
+      complaints_->push_back(error.complaint);
     } catch (const InputError& error) {
       if (complaints_ == nullptr) throw;
-      complaints_->emplace_back(error.what());
+      complaints_->push_back({error.what(), {}, {}, {}});
     }
   }
 
@@ -102,21 +107,45 @@ class SceneReader {
     if (version.Number("1, the version of this format") != 1) version.FailNot("1, the version of this format");
   }
 
+  // Complaints about an option's value name the option in the file's place.
+  void Override(std::string_view key, std::string option, std::string_view text) {
+    JsonNode value = ParseOptionValue(text, option);
+    overrides_.insert_or_assign(std::string(key), OptionValue{std::move(option), std::move(value)});
+  }
+  void TakeOverrides() {
+    if (!options_.frameRate.empty())
+      Override("frameRate", "--fps " + Printable(options_.frameRate), options_.frameRate);
+    if (!options_.duration.empty())
+      Override("duration", "--duration " + Printable(options_.duration), options_.duration);
+    if (options_.size.empty()) return;
+    const std::string option = "--size " + Printable(options_.size);
+    const std::size_t by = options_.size.find('x');
+    if (by == std::string::npos) throw InputError(option + ": is not WIDTHxHEIGHT");
+    const std::string_view size = options_.size;
+    Override("width", option, size.substr(0, by));
+    Override("height", option, size.substr(by + 1));
+  }
+  JsonPlace NeedMember(std::string_view key, std::string_view allowed) const {
+    const auto override = overrides_.find(key);
+    if (override == overrides_.end()) return root_.Need(key, allowed);
+    return {override->second.value, override->second.option};
+  }
+
   std::int32_t ReadSide(std::string_view key) {
-    const JsonPlace place = root_.Need(key, fmt::format("a whole number in 1..{}", kMaxLayerSide));
+    const JsonPlace place = NeedMember(key, fmt::format("a whole number in 1..{}", kMaxLayerSide));
     return static_cast<std::int32_t>(ReadWhole(place, 1, kMaxLayerSide));
   }
 
   void ReadTime() {
     bool rateKnown = false;
     Try([&] {
-      const JsonPlace rate = root_.Need("frameRate", kRateForms);
+      const JsonPlace rate = NeedMember("frameRate", kRateForms);
       const Rational exact = ReadExact(rate, kRateForms, true);
       At(rate, [&] { scene_.time = TimebaseOfRate(exact); });
       rateKnown = true;
     });
     Try([&] {
-      const JsonPlace duration = root_.Need("duration", "a number of seconds above 0");
+      const JsonPlace duration = NeedMember("duration", "a number of seconds above 0");
       const Rational exact = ReadExact(duration, "a number of seconds above 0", false);
       seconds_ = static_cast<double>(exact.num) / static_cast<double>(exact.den);
       if (rateKnown) At(duration, [&] { SetDuration(scene_.time, exact); });
@@ -196,7 +225,7 @@ class SceneReader {
     const ParamInfo* const info = catalog_.Find(name);
     if (info != nullptr) return *info;
     const std::string nearest = catalog_.Nearest(name);
-    place.Fail("unknown parameter" + (nearest.empty() ? std::string() : DidYouMean(name, {nearest})));
+    place.Fail("unknown parameter" + (nearest.empty() ? std::string() : DidYouMean(name, {nearest})), {}, nearest);
   }
 
   void ReadMotionBlur() {
@@ -238,13 +267,19 @@ class SceneReader {
     }
   }
 
+  struct OptionValue {
+    std::string option;
+    JsonNode value;
+  };
+
   const JsonPlace& root_;
   const ParamCatalog& catalog_;
   const ReadOptions& options_;
-  std::vector<std::string>* complaints_;
+  std::vector<Complaint>* complaints_;
   SceneFiles files_;
   Scene scene_;
-  double seconds_ = 0;  // the duration as written
+  std::map<std::string, OptionValue, std::less<>> overrides_;  // by the member that they stand in for
+  double seconds_ = 0;                                         // the duration as written
   SceneNames names_;
   KeyReader keys_;
   SourceReader sources_;
@@ -266,27 +301,28 @@ Scene ReadSceneText(std::string_view text, const std::filesystem::path& file, co
   return SceneReader(root, file, catalog, options, nullptr).Read();
 }
 
-std::vector<std::string> SceneComplaints(const std::filesystem::path& file, const ParamCatalog& catalog,
-                                         const ReadOptions& options) {
-  try {
-    return SceneTextComplaints(BytesOf(file), file, catalog, options);
-  } catch (const InputError& error) {
-    return {error.what()};
-  }
-}
-
-std::vector<std::string> SceneTextComplaints(std::string_view text, const std::filesystem::path& file,
-                                             const ParamCatalog& catalog, const ReadOptions& options) {
-  std::vector<std::string> complaints;
+std::vector<Complaint> SceneFaults(std::string_view text, const std::filesystem::path& file,
+                                   const ParamCatalog& catalog, const ReadOptions& options) {
+  std::vector<Complaint> complaints;
   try {
     const std::string fileName = Printable(file.string());
     const JsonNode tree = ParseJson(text, fileName);
     const JsonPlace root(tree, fileName);
     SceneReader(root, file, catalog, options, &complaints).Read();
+  } catch (const PlaceError& error) {
+    complaints.push_back(error.complaint);
   } catch (const InputError& error) {
-    complaints.emplace_back(error.what());
+    complaints.push_back({error.what(), {}, {}, {}});
   }
   return complaints;
+}
+
+std::vector<std::string> SceneTextComplaints(std::string_view text, const std::filesystem::path& file,
+                                             const ParamCatalog& catalog, const ReadOptions& options) {
+  std::vector<std::string> messages;
+  for (Complaint& complaint : SceneFaults(text, file, catalog, options))
+    messages.push_back(std::move(complaint.message));
+  return messages;
 }
 
 }  // namespace orvandel::stage

@@ -9,6 +9,7 @@
 
 #include "stage/scene/json_tree.h"
 #include "stage/scene/key_reader.h"
+#include "stage/scene/param_meanings.h"
 #include "stage/scene/scene_limits.h"
 #include "stage/scene/source_reader.h"
 
@@ -18,8 +19,8 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 constexpr const char* kColorPattern = "^#[0-9a-fA-F]{6}$";
-// Above 0, but for zeros.
-constexpr const char* kRationalPattern = "^[0-9]+(/0*[1-9][0-9]*|(\\.[0-9]+)?([eE][-+]?[0-9]+)?)$";
+// Above 0.
+constexpr const char* kRationalPattern = "^(?![0.]*(/|[eE]|$))[0-9]+(/0*[1-9][0-9]*|(\\.[0-9]+)?([eE][-+]?[0-9]+)?)$";
 
 // Whole numbers without a fraction behind them.
 Json Number(double value) {
@@ -188,13 +189,18 @@ Json ValueOf(const ParamInfo& info) {
 
 std::string DescriptionOf(const ParamInfo& info) {
   std::string text = info.group.empty() ? "" : info.group + ". ";
+  const auto [meaning, unit] = MeaningOf(info.name);
+  if (!meaning.empty()) text += std::string(meaning) + " ";
+  const std::string counted = unit.empty() ? "" : fmt::format(", {}", unit);
   switch (info.Type()) {
     case ORV_PARAM_INTEGER:
-      return text + fmt::format("A whole number in {}..{}; a fraction is rounded.", info.ValidMin(), info.ValidMax());
+      return text + fmt::format("A whole number in {}..{}{}; a fraction is rounded.", info.ValidMin(), info.ValidMax(),
+                                counted);
     case ORV_PARAM_FIXED:
-      return text + fmt::format("A number in {}..{}.", info.ValidMin(), info.ValidMax());
+      return text + fmt::format("A number in {}..{}{}.", info.ValidMin(), info.ValidMax(), counted);
     case ORV_PARAM_ANGLE:
-      return text + "Degrees; a full turn counts on.";
+      return text +
+             fmt::format("{}; a full turn counts on.", unit == "degrees a second" ? "Degrees a second" : "Degrees");
     case ORV_PARAM_CHECKBOX:
       return text + "On or off.";
     case ORV_PARAM_COLOR:
@@ -204,9 +210,9 @@ std::string DescriptionOf(const ParamInfo& info) {
     case ORV_PARAM_POPUP:
       return text + "An item's text, or its number from 1.";
     case ORV_PARAM_LAYER:
-      return text + "The layer whose picture is traced.";
+      return text + "The name of a layer, or null.";
     default:
-      return text + "The mask whose outline the waves have.";
+      return text + "The name of a mask, or null.";
   }
 }
 

@@ -14,18 +14,6 @@ namespace {
 
 constexpr std::size_t kMostDigits = 4;
 
-JsonNode ValueOf(std::string_view text, const std::string& option) {
-  try {
-    return ParseJson(text, option);
-  } catch (const InputError&) {
-    if (!text.empty() && std::string_view("[{\"").find(text.front()) != std::string_view::npos) throw;
-  }
-  JsonNode bare;
-  bare.kind = JsonNode::Kind::kString;
-  bare.text = text;
-  return bare;
-}
-
 // Takes "2:" off the front of a name.
 std::size_t TakeEffect(std::string_view& name, const std::string& option) {
   const std::size_t colon = name.find(':');
@@ -42,6 +30,18 @@ std::size_t TakeEffect(std::string_view& name, const std::string& option) {
 
 }  // namespace
 
+JsonNode ParseOptionValue(std::string_view text, const std::string& option) {
+  try {
+    return ParseJson(text, option);
+  } catch (const InputError&) {
+    if (!text.empty() && std::string_view("[{\"").find(text.front()) != std::string_view::npos) throw;
+  }
+  JsonNode bare;
+  bare.kind = JsonNode::Kind::kString;
+  bare.text = text;
+  return bare;
+}
+
 SetOption ParseSetOption(std::string_view text) {
   SetOption set;
   set.option = "--set " + Printable(text);
@@ -52,7 +52,7 @@ SetOption ParseSetOption(std::string_view text) {
   std::string_view name = Trimmed(text.substr(0, equals));
   set.effect = TakeEffect(name, set.option);
   set.name = Trimmed(name);
-  set.value = ValueOf(Trimmed(text.substr(equals + 1)), set.option);
+  set.value = ParseOptionValue(Trimmed(text.substr(equals + 1)), set.option);
   return set;
 }
 

@@ -17,6 +17,10 @@ struct SetOption {
   JsonNode value;
 };
 
+// JSON, or a bare text without its quotes: what begins like JSON's texts, arrays and objects must be JSON. InputError
+// that begins with the option.
+JsonNode ParseOptionValue(std::string_view text, const std::string& option);
+
 // The value is JSON, or a bare text without its quotes: what begins like JSON's texts, arrays and objects must be JSON.
 // Throws InputError that begins with the option.
 SetOption ParseSetOption(std::string_view text);

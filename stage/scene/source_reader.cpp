@@ -36,7 +36,7 @@ std::pair<double, double> ReadBand(const JsonPlace& place) {
       if (band.name == place.Node().text) return {band.low, band.high};
       known.emplace_back(band.name);
     }
-    place.Fail(fmt::format("{} is not {}{}", place.Found(), kBandForms, DidYouMean(place.Node().text, known)));
+    place.FailUnlike(kBandForms, place.Node().text, known);
   }
   if (!place.IsArray() || place.Size() != 2) place.FailNot(kBandForms);
   const JsonPlace high = place.Item(1);

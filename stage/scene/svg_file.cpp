@@ -114,7 +114,7 @@ std::string ReadWholeFile(const std::filesystem::path& file, std::size_t limit) 
   if (std::filesystem::is_directory(file, failure)) Refuse(file, "is a folder");
   errno = 0;
   std::ifstream in(file, std::ios::binary);
-  if (!in) Refuse(file, errno == ENOENT ? "does not exist" : "cannot be read");
+  if (!in) Refuse(file, errno == ENOENT ? "does not exist" : std::string("cannot be read: ") + std::strerror(errno));
   std::string text;
   char block[65536];
   while (in.read(block, sizeof block), in.gcount() > 0) {

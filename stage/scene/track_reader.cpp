@@ -53,7 +53,7 @@ Choice ReadPopup(const JsonPlace& place, const std::vector<std::string>& items) 
   for (std::int32_t i = 0; i < count; ++i) {
     if (items[static_cast<std::size_t>(i)] == text) return {i + 1};
   }
-  place.Fail(fmt::format("{} is not {}{}", place.Found(), allowed, DidYouMean(text, items)));
+  place.FailUnlike(allowed, text, items);
 }
 
 // `what`: "layer" or "mask".
@@ -64,7 +64,7 @@ Choice ReadPlace(const JsonPlace& place, const PlaceByName& places, std::string_
   std::vector<std::string> known;
   for (const auto& [other, index] : places) known.push_back(other);
   if (known.empty()) place.Fail(fmt::format("unknown {0} {1}: the scene has no {0}s", what, place.Found()));
-  place.Fail(fmt::format("unknown {} {}{}", what, place.Found(), DidYouMean(name, known)));
+  place.Fail(fmt::format("unknown {} {}{}", what, place.Found(), DidYouMean(name, known)), {}, NearestOf(name, known));
 }
 
 Value ReadValue(const JsonPlace& place, const ParamInfo& info, const SceneNames& names) {

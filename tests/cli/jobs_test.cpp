@@ -118,7 +118,13 @@ TEST_F(Jobs, AResumedRunIsTheWholeOne) {
   EXPECT_THAT(Render("out/f.png", {"--resume"}).error, HasSubstr("0 frames in 0.0 s; 48 frames kept"));
   const Outcome other = Render("out/f.png", {"--resume", "--downsample", "2"});
   EXPECT_EQ(other.exitCode, 2);
-  EXPECT_THAT(other.error, HasSubstr("f.0000.png' is a picture of 96 x 54 with 8 bits a channel, not of 48 x 27"));
+  EXPECT_THAT(other.error, HasSubstr("are of other settings (--quality full --downsample 1 "));
+  EXPECT_EQ(Render("out/f.png", {"--resume", "--set", "Sides=6"}).exitCode, 2);
+  WriteFile(Scene(), "// a comment changes nothing\n" + std::string(kScene));
+  EXPECT_EQ(Render("out/f.png", {"--resume"}).exitCode, 0);
+  std::filesystem::remove(folder_ / "out/.f.####.png.scene");  // pictures of an unknown scene: their size must do
+  EXPECT_THAT(Render("out/f.png", {"--resume", "--downsample", "2"}).error,
+              HasSubstr("f.0000.png' is a picture of 96 x 54 with 8 bits a channel, not of 48 x 27"));
 }
 
 std::vector<pid_t> ChildrenOf(pid_t process) {
@@ -235,6 +241,20 @@ TEST_F(Jobs, LimitsAreNamedByWhatLiftsThem) {
   EXPECT_EQ(outside.exitCode, 2);
   EXPECT_THAT(outside.error, HasSubstr("--allow-outside"));
   EXPECT_EQ(RunProgram({"render", scene, "-o", picture, "--frames", "3", "--allow-outside"}).exitCode, 0);
+}
+
+// Said before anything is rendered or made.
+TEST_F(Jobs, WhatARenderTakesIsKnownBeforehand) {
+  const Outcome planned = Render("out/f.png", {"--dry-run", "--size", "640x400", "--fps", "10", "--duration", "3"});
+  EXPECT_EQ(planned.exitCode, 0) << planned.error;
+  EXPECT_THAT(planned.output, HasSubstr("f.####.png: 30 frames of 640 x 400 pixels, from 0 to 29; at most 2"));
+  EXPECT_THAT(Render("f.mov", {"--size", "20000x20000", "--max-memory", "99G"}).error,
+              HasSubstr("can be written with 20000 x 20000 pixels"));
+  EXPECT_THAT(Render("f.webm", {"--size", "10000x10000", "--max-memory", "20G"}).error,
+              HasSubstr("GB of memory, more than the 21.5 GB that --max-memory allows"));
+  EXPECT_THAT(Render("f.png", {"--fps", "0"}).error, HasSubstr("--fps 0: "));
+  EXPECT_THAT(Render("f.png", {"--size", "640"}).error, HasSubstr("--size 640: is not WIDTHxHEIGHT"));
+  EXPECT_FALSE(std::filesystem::exists(folder_ / "out"));
 }
 
 TEST_F(Jobs, OptionsThatDoNotGoTogetherAreRefused) {

@@ -69,6 +69,9 @@ TEST_F(OutputFaults, StandardStreamsFullClosedOrLeft) {
            Case{"$P params >/dev/full", 1, "error: standard output cannot be written: No space left", ""},
            Case{"$P man >&-", 1, "error: standard output cannot be written", ""},
            Case{"ulimit -f 1; $P render $S -o f.mkv", 1, "f.mkv: cannot be written: File too large", ""},
+           Case{"$P render - -o f.mkv < $S", 0, "", "f.mkv"},
+           Case{"$P render - -o f.mkv < /dev/null", 2, "error: standard input:", ""},
+           Case{"$P render - -o f.mkv <&-", 2, "error: standard input cannot be read: Bad file descriptor", ""},
            Case{"$P render $S -o " + longName + ".mkv", 0, "", longName + ".mkv"},
        }) {
     std::filesystem::remove_all(Out());

@@ -121,7 +121,8 @@ std::vector<std::string> NamesIn(const std::filesystem::path& folder) {
   std::vector<std::string> names;
   std::error_code error;
   for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
-    names.push_back(entry.path().filename().string());
+    const std::string name = entry.path().filename().string();
+    if (!name.ends_with(".scene")) names.push_back(name);  // what numbered pictures were rendered from
   }
   std::sort(names.begin(), names.end());
   return names;

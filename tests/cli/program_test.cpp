@@ -206,7 +206,8 @@ TEST_F(ProgramTest, TellsAboutItself) {
     EXPECT_THAT(about.output, HasSubstr(part));
   }
   EXPECT_THAT(about.output, testing::Not(HasSubstr("complaint")));
-  EXPECT_THAT(RunProgram({"--version"}).output, testing::MatchesRegex("orvandel [0-9.]+\n"));
+  EXPECT_THAT(RunProgram({"--version"}).output,
+              testing::ContainsRegex("^orvandel [0-9.]+\nlibraries: .*libavcodec [0-9.]+.*\nvectors: "));
   for (const Arguments& arguments :
        {Arguments{"--help"}, {"render", "--help"}, {"params", "--help"}, {"about", "-h"}}) {
     const Outcome help = RunProgram(arguments);
