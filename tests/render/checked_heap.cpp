@@ -39,6 +39,7 @@ void Free(void* block) noexcept {
 }
 void SaveState(HeapState&) noexcept {}
 void InstallState(const HeapState&) noexcept {}
+bool IsEmpty(const HeapState&) noexcept { return true; }
 void ReleaseAll() noexcept {}
 void SetTrimThreshold(std::size_t) noexcept {}
 std::uint64_t BytesInUse() noexcept { return 0; }
