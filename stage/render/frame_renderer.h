@@ -17,10 +17,10 @@ struct RenderOptions {
   bool highQuality = true;      // false: draft, one sample a pixel
   std::int32_t downsample = 1;  // k: the output is ceil(width / k) x ceil(height / k)
   // Asked whenever the effect asks; true stops the frame with Interrupted. Must be cheap.
-  std::function<bool()> shouldStop;
+  std::function<bool()> shouldStop = {};
   // Called for every wave of a frame, as the effect reports it before it draws (orvandel/wave_report.h). May throw: the
   // frame then ends with what was thrown.
-  std::function<void(const OrvWave&)> onWave;
+  std::function<void(const OrvWave&)> onWave = {};
   std::int64_t maxWaves = 0;  // a frame with more waves alive is refused before it is drawn: InputError; 0: no bound
   // After every command: nothing written beside the output's pixels, nothing at all into the input and the layers. It
   // costs one reading of every picture lent, about half a millisecond each at full HD.

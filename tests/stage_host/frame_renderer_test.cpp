@@ -93,13 +93,13 @@ TEST_F(RealEffect, AnyOrderOfFramesGivesTheSameBytes) {
     std::map<int, std::vector<std::uint8_t>> alone;
     int visible = 0;
     for (const int frame : frames) {
-      FrameRenderer renderer(module, scene, 0, {true, 2, {}});
+      FrameRenderer renderer(module, scene, 0, {.downsample = 2});
       alone[frame] = renderer.Render(frame).bytes;
       visible += std::any_of(alone[frame].begin(), alone[frame].end(), [](std::uint8_t byte) { return byte != 0; });
     }
     EXPECT_GT(visible, 15) << text;
     for (int round = 0; round < 3; ++round) {
-      FrameRenderer renderer(module, scene, 0, {true, 2, {}});
+      FrameRenderer renderer(module, scene, 0, {.downsample = 2});
       for (const int frame : frames) ASSERT_EQ(renderer.Render(frame).bytes, alone[frame]) << frame << " of " << text;
       std::shuffle(frames.begin(), frames.end(), random);
     }
