@@ -5,25 +5,23 @@
 #include <initializer_list>
 
 #include "effect/render/fast/kernels.h"
+#include "effect/render/simd/processor.h"
 
 namespace orvandel {
 namespace {
 
 bool Runs(StrokeCode code) {
-#if defined(__x86_64__)
-  if (code == StrokeCode::kAvx2)
-    return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma") && __builtin_cpu_supports("bmi2");
-  if (code == StrokeCode::kAvx512) {
-    return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
-           __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512dq") &&
-           __builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("avx512vbmi2") &&
-           __builtin_cpu_supports("avx512vpopcntdq") && __builtin_cpu_supports("avx512vnni") &&
-           __builtin_cpu_supports("vpclmulqdq") && __builtin_cpu_supports("fma") && __builtin_cpu_supports("bmi2");
+  switch (code) {
+    case StrokeCode::kAvx512:
+      return RunsAvx512();
+    case StrokeCode::kAvx2:
+      return RunsAvx2();
+    case StrokeCode::kPortable:
+      // The kernels take a pixel's first byte for the lowest one of its word.
+      return std::endian::native == std::endian::little;
+    default:
+      return code == StrokeCode::kPlain;
   }
-#endif
-  // The kernels take a pixel's first byte for the lowest one of its word.
-  const bool lowestFirst = std::endian::native == std::endian::little;
-  return code == StrokeCode::kPlain || (code == StrokeCode::kPortable && lowestFirst);
 }
 
 StrokeCode BestStrokeCode() {
@@ -49,18 +47,11 @@ bool ChooseStrokeCode(StrokeCode code) {
 }
 
 const fast::Kernels* KernelsOf(StrokeCode code) {
-  switch (code) {
-    case StrokeCode::kPlain:
-      return nullptr;
-#if defined(__x86_64__)
-    case StrokeCode::kAvx2:
-      return &fast::kAvx2Kernels;
-    case StrokeCode::kAvx512:
-      return &fast::kAvx512Kernels;
-#endif
-    default:
-      return &fast::kPortableKernels;
+  if constexpr (kForX86) {
+    if (code == StrokeCode::kAvx512) return &fast::kAvx512Kernels;
+    if (code == StrokeCode::kAvx2) return &fast::kAvx2Kernels;
   }
+  return code == StrokeCode::kPlain ? nullptr : &fast::kPortableKernels;
 }
 
 }  // namespace orvandel

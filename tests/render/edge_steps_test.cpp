@@ -5,7 +5,7 @@
 #include <cmath>
 #include <random>
 
-#include "effect/render/fast/pieces/even_steps.h"
+#include "effect/render/fast/pieces/edge_steps.h"
 
 namespace orvandel::fast::tested {
 namespace {
@@ -52,9 +52,9 @@ TEST(EdgeSteps, AreThoseOfSingleAdditions) {
       ASSERT_EQ(all.end[0], at) << steps.v << " + " << steps.rows << " * " << steps.d;
     }
     EXPECT_EQ(all.end[3], 1.0F);
-    float stepped = steps.v;
-    StepRows(stepped, steps.d, steps.rows);
-    ASSERT_EQ(stepped, at) << steps.v << " + " << steps.rows << " * " << steps.d;
+    FourFloats stepped{steps.v};
+    StepRows(stepped, FourFloats{steps.d}, steps.rows);
+    ASSERT_EQ(stepped[0], at) << steps.v << " + " << steps.rows << " * " << steps.d;
     even += all.all ? 1 : 0;
   }
   EXPECT_GT(even, kCases / 4) << "most edges are to be taken at once";

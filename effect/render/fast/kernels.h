@@ -15,10 +15,6 @@ struct Kernels {
   void (*drawBand)(DrawJob& job, std::int32_t band);
 };
 
-extern const Kernels kPortableKernels;
-#if defined(__x86_64__)
-extern const Kernels kAvx2Kernels;
-extern const Kernels kAvx512Kernels;
-#endif
+extern const Kernels kPortableKernels, kAvx2Kernels, kAvx512Kernels;
 
 }  // namespace orvandel::fast

@@ -10,23 +10,23 @@
 namespace orvandel::fast {
 namespace {
 
-void TakeEdges(Arena& arena, EdgeArrays& edges, std::size_t count) {
-  arena.TakePadded(edges.x, count);
-  arena.TakePadded(edges.dxdy, count);
-  arena.TakePadded(edges.first, count);
-  arena.TakePadded(edges.end, count);
+void CutEdges(Arena& arena, EdgeArrays& edges, std::size_t count) {
+  arena.CutPadded(edges.x, count);
+  arena.CutPadded(edges.dxdy, count);
+  arena.CutPadded(edges.first, count);
+  arena.CutPadded(edges.end, count);
 }
 
-void TakeArrays(Arena& arena, SetUpJob& setUp, DrawJob& job, std::size_t points, std::size_t bands) {
+void CutArrays(Arena& arena, SetUpJob& setUp, DrawJob& job, std::size_t points, std::size_t bands) {
   StrokeEdges& edges = setUp.edges;
   for (float** array : {&setUp.layerX, &setUp.layerY, &setUp.unitX, &setUp.unitY, &edges.x, &edges.y, &edges.offsetX,
                         &edges.offsetY, &edges.rulingU, &edges.rulingDudy, &edges.rulingStart}) {
-    arena.TakePadded(*array, points);
+    arena.CutPadded(*array, points);
   }
-  for (EdgeArrays* kind : {&edges.outline, &edges.offset, &edges.ruling}) TakeEdges(arena, *kind, points);
-  arena.Take(job.firstOfBand, bands);
-  arena.TakePadded(job.nextInBand, points);
-  arena.Take(job.live, points);
+  for (EdgeArrays* kind : {&edges.outline, &edges.offset, &edges.ruling}) CutEdges(arena, *kind, points);
+  arena.Cut(job.firstOfBand, bands);
+  arena.CutPadded(job.nextInBand, points);
+  arena.Cut(job.live, points);
 }
 
 std::uint32_t ColorWord(OrvPixel color) {
@@ -56,17 +56,17 @@ std::size_t StrokeRecord::Bytes(std::size_t points, std::size_t bands) {
   StrokeRecord* record = nullptr;
   SetUpJob setUp{};
   DrawJob job{};
-  arena.Take(record, 1);
-  TakeArrays(arena, setUp, job, points, bands);
+  arena.Cut(record, 1);
+  CutArrays(arena, setUp, job, points, bands);
   return arena.Used();
 }
 
 StrokeRecord& StrokeRecord::Make(std::byte* memory, const FastTable& table, const Outline& points, std::size_t bands) {
   Arena arena(memory);
   StrokeRecord* record = nullptr;
-  arena.Take(record, 1);
+  arena.Cut(record, 1);
   new (record) StrokeRecord{table};
-  TakeArrays(arena, record->setUp, record->job, points.size(), bands);
+  CutArrays(arena, record->setUp, record->job, points.size(), bands);
   return *record;
 }
 
@@ -113,7 +113,7 @@ void StrokeRecord::Plan(const ImageBuffer& output, const StrokeLook& look, std::
   job.wordStride = sizes.wordStride;
   job.dirtyStride = sizes.dirtyStride;
   job.counterStride = sizes.counterStride;
-  job.lineRoom = sizes.lineRoom;
+  job.columnRoom = sizes.columnRoom;
 
   job.bandRows = bandRows;
   job.firstBand = FloorOf(FloorOf(job.firstRow, q), bandRows);

@@ -8,11 +8,11 @@
 // 3. The touched cells are walked from left to right. Cells with an odd number of crossings up to and including their
 //    own are inside the shape; those that carry an index are samples and go to the pixel writer.
 //
-// What always holds
+// What always holds, as Check asks in builds with assertions
 // (a) Between rows every cell of the row buffer is zero: step 3 clears what step 2 touched.
 // (b) Inside a row, an active edge's x and u belong to exactly this row: values at yStart, then one addition a row.
 //     Multiplying instead would round differently and move samples.
-// (c) A piece is in the chain exactly when one of its edges is active or has just become so.
+// (c) A piece is in the chain exactly when one of its edges is active.
 // (d) Nothing is allocated once the scan has begun: all lists are reserved for the whole stroke.
 //
 // On rows that no outline edge crosses, parity is even everywhere and nothing can be drawn. There are many of them when
@@ -21,39 +21,17 @@
 #include "effect/render/reference/stroke_scan.h"
 
 #include <algorithm>
+#include <array>
+#include <cassert>
 #include <cmath>
 #include <limits>
 
 #include "effect/base/float_rules.h"
 #include "effect/render/reference/pixel_writer.h"
+#include "effect/render/stroke/cut_rule.h"
 
 namespace orvandel {
 namespace {
-
-constexpr int kNone = -1;
-
-// The active edges of a piece; null where an edge is missing or not active.
-using ActiveEdges = const StrokeEdge* [4];
-
-// Among edges 1 to 3 without `excluded`; the lowest index wins a tie.
-int Leftmost(const ActiveEdges& edges, int excluded) {
-  int best = kNone;
-  for (int i = 1; i <= 3; ++i) {
-    if (edges[i] == nullptr || i == excluded) continue;
-    if (best == kNone || edges[i]->x < edges[best]->x) best = i;
-  }
-  return best;
-}
-
-// Among edges 0 to 2 without `excluded`; on a tie the lowest index wins, or the highest.
-int Rightmost(const ActiveEdges& edges, int excluded, bool highestWins) {
-  int best = kNone;
-  for (int i = 0; i <= 2; ++i) {
-    if (edges[i] == nullptr || i == excluded) continue;
-    if (best == kNone || edges[i]->x > edges[best]->x || (highestWins && edges[i]->x == edges[best]->x)) best = i;
-  }
-  return best;
-}
 
 // Where a piece begins and ends on the row, and the u it has there.
 struct Cut {
@@ -62,27 +40,23 @@ struct Cut {
   float leftX, rightX;
 };
 
-// The outline edge of a piece decides on its side; the other side is the nearest of the remaining edges. Edges that
-// stand in the wrong order (indices run from left to right) leave nothing.
 bool CutPiece(const StrokePiece& piece, const HeapVector<StrokeEdge>& all, Cut& cut) {
-  ActiveEdges edges;
+  const StrokeEdge* edges[4];
+  unsigned active = 0;
   for (int i = 0; i < 4; ++i) {
-    const StrokeEdge& edge = all[static_cast<std::size_t>(piece.edges[i])];
-    edges[i] = edge.active != 0 ? &edge : nullptr;
+    edges[i] = &all[static_cast<std::size_t>(piece.edges[i])];
+    if (edges[i]->active != 0) active |= 1U << i;
   }
+  const bool outlineLeft = piece.order == 1;
   int left, right;
-  if (piece.order == 1) {
-    left = edges[0] != nullptr ? 0 : Leftmost(edges, kNone);
-    right = Leftmost(edges, left);
-  } else {
-    right = edges[3] != nullptr ? 3 : Rightmost(edges, kNone, true);
-    left = Rightmost(edges, right, false);
-  }
-  if (left == kNone || right == kNone || left > right) return false;
+  if (!FindBounds(
+          active, outlineLeft, [&](int slot) { return edges[slot]->x; }, left, right))
+    return false;
 
   cut = {edges[left], edges[right], edges[left]->x, edges[right]->x};
-  if (piece.order == 1 && left == 0) cut.rightX = std::max(cut.leftX, cut.rightX);
-  if (piece.order == 2 && right == 3) cut.leftX = std::min(cut.rightX, cut.leftX);
+  // The other edge is moved up to the outline.
+  if (outlineLeft && left == 0) cut.rightX = std::max(cut.leftX, cut.rightX);
+  if (!outlineLeft && right == 3) cut.leftX = std::min(cut.rightX, cut.leftX);
   return true;
 }
 
@@ -136,6 +110,7 @@ class StrokeScan {
     active_.reserve(geometry.edges.size());
     chain_.reserve(geometry.pieces.size());
     spans_.reserve(geometry.pieces.size());
+    room_ = {active_.capacity(), chain_.capacity(), spans_.capacity()};
   }
 
   std::int32_t Run() {
@@ -146,6 +121,7 @@ class StrokeScan {
       Activate(y);
       StepActive(y);
       DropDeadPieces();
+      Check(y);
       if (active_.empty()) continue;
       const bool drawn = geometry_.reflection || y >= 0;
       if (drawn && activeOutlineEdges_ > 0) DrawRow(y);
@@ -209,6 +185,31 @@ class StrokeScan {
     chain_.erase(std::remove_if(chain_.begin(), chain_.end(), isDead), chain_.end());
   }
 
+  // What always holds, by its letter at the head of this file; for builds that ask.
+  void Check([[maybe_unused]] std::int32_t y) {
+#if !defined(NDEBUG)
+    constexpr std::int32_t kFewRows = 32, kFewCells = 4096;  // more would take longer than the work itself
+    if (xLast_ - xFirst_ < kFewCells) {
+      for (std::int32_t column = xFirst_; column <= xLast_; ++column) assert(row_.At(column).flags == 0 && "(a)");
+    }
+    for (const EdgeIndex index : active_) {
+      const StrokeEdge& edge = Edge(index);
+      assert(edge.active != 0 && static_cast<double>(edge.yStart) <= y && y < static_cast<double>(edge.y1) && "(b)");
+      float x = edge.x0 + (edge.yStart - edge.y0) * edge.dxdy;
+      const std::int32_t rows = y - static_cast<std::int32_t>(edge.yStart);
+      for (std::int32_t row = 0; row < rows && rows < kFewRows; ++row) x += edge.dxdy;
+      assert((rows >= kFewRows || edge.x == x || std::isnan(x)) && "(b)");
+      for (const PieceIndex piece : edge.pieces) assert((piece == kNoPiece || Piece(piece).inChain != 0) && "(c)");
+    }
+    for (const PieceIndex index : chain_) {
+      const auto isActive = [this](EdgeIndex edge) { return Edge(edge).active != 0; };
+      const auto& edges = Piece(index).edges;
+      assert(Piece(index).inChain != 0 && std::any_of(std::begin(edges), std::end(edges), isActive) && "(c)");
+    }
+    assert(active_.capacity() == room_[0] && chain_.capacity() == room_[1] && spans_.capacity() == room_[2] && "(d)");
+#endif
+  }
+
   void DrawRow(std::int32_t y) {
     spans_.clear();
     for (const PieceIndex piece : chain_) {
@@ -247,8 +248,9 @@ class StrokeScan {
   std::size_t nextEdge_ = 0;  // into byFirstRow
   HeapVector<EdgeIndex> active_;
   std::int32_t activeOutlineEdges_ = 0;
-  HeapVector<PieceIndex> chain_;  // live pieces
-  HeapVector<Span> spans_;        // of the current row
+  HeapVector<PieceIndex> chain_;       // live pieces
+  HeapVector<Span> spans_;             // of the current row
+  std::array<std::size_t, 3> room_{};  // of the three lists, for Check
 };
 
 }  // namespace

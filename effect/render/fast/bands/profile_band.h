@@ -21,7 +21,6 @@ class ProfileBand {
  public:
   // Pixels blended at a time.
   static constexpr int kPixels = Q != 0 ? kLanes : kLanes == 4 ? 4 : 8;
-  using P = Pixels<kPixels>;
 
   ProfileBand(const DrawJob& job, std::int32_t firstRow)
       : band_(job, firstRow), painter_(job), shape_(band_), samples_(band_) {}
@@ -35,43 +34,48 @@ class ProfileBand {
   void Finish(std::int32_t pixelRows) {
     samples_.Flush();
     const PictureRows rows(band_, painter_, pixelRows);
-    band_.template ForLines<true>(pixelRows, rows.MeetInStrip(), [&](const Line* lines, std::int32_t count) {
+    const auto finish = [&](const WordColumn* columns, std::int32_t count) {
       for (std::int32_t i = 0; i < count; ++i) {
-        for (std::int32_t k = 0; k < kStripPixelRows<Q>; ++k) {
-          rows.Expect(lines[i].strip * kStripPixelRows<Q> + k, band_.FirstPixelOf(lines[i].word));
+        for (std::int32_t k = 0; k < kRows; ++k) {
+          rows.Prefetch(columns[i].strip * kRows + k, band_.FirstPixelOf(columns[i].word));
         }
-        samples_.FinishLine(lines[i]);
+        samples_.FinishColumn(columns[i]);
       }
-      BlendLines(rows, lines, count);
-    });
+      Blend(rows, columns, count);
+    };
+    band_.template ForTouched<true>(pixelRows, rows.MeetInStrip(), finish);
     for (std::int32_t strip = 0; strip < Band<Q>::StripsOf(pixelRows); ++strip) band_.Bad(strip) = 0;
   }
 
  private:
-  void BlendLines(const PictureRows& rows, const Line* lines, std::int32_t count) const {
-    constexpr std::int32_t kRows = kStripPixelRows<Q>;
+  static constexpr std::int32_t kRows = kStripPixelRows<Q>;
+
+  void Blend(const PictureRows& rows, const WordColumn* columns, std::int32_t count) const {
+    const auto blend = [&](std::int32_t i, std::int32_t k) {
+      BlendWord(rows, columns[i].strip * kRows + k, columns[i].word);
+    };
     if (rows.MeetInStrip()) {
       for (std::int32_t k = 0; k < kRows; ++k) {
-        for (std::int32_t i = 0; i < count; ++i) BlendLine(rows, lines[i].strip * kRows + k, lines[i].word);
+        for (std::int32_t i = 0; i < count; ++i) blend(i, k);
       }
     } else {
       for (std::int32_t i = 0; i < count; ++i) {
-        for (std::int32_t k = 0; k < kRows; ++k) BlendLine(rows, lines[i].strip * kRows + k, lines[i].word);
+        for (std::int32_t k = 0; k < kRows; ++k) blend(i, k);
       }
     }
   }
 
-  // Whole vectors of counters: what belongs to lines beside this one is blended with it.
-  ORVANDEL_INLINE void BlendLine(const PictureRows& rows, std::int32_t pixelRow, std::int32_t word) const {
+  // Whole vectors of counters: what belongs to words beside this one is blended with it.
+  ORVANDEL_INLINE void BlendWord(const PictureRows& rows, std::int32_t pixelRow, std::int32_t word) const {
     std::int32_t first = band_.FirstPixelOf(word);
     const std::int32_t end = first + band_.Sizes().PixelsPerWord();
-    if constexpr (Q > 4) first &= ~(kPixels - 1);  // several lines a vector
+    if constexpr (Q > 4) first &= ~(kPixels - 1);  // several words a vector
     std::uint16_t* counters = band_.Counters(pixelRow);
     for (std::int32_t pixel = first; pixel < end; pixel += kPixels) {
-      const typename P::Words sums = P::LoadHalves(counters + pixel);
-      if (!P::Any((typename P::Ints)sums)) continue;
+      const auto sums = LoadWidened<Vec<std::uint32_t, kPixels>>(counters + pixel);
+      if (!Any(sums)) continue;
       __builtin_memset(counters + pixel, 0, kPixels * sizeof *counters);
-      painter_.Blend(rows[pixelRow], pixel, P::ToFloats(sums));
+      painter_.Blend(rows[pixelRow], pixel, ToFloats(sums));
     }
   }
 

@@ -23,16 +23,16 @@ class Arena {
   std::size_t Used() const { return used_; }
 
   template <typename T>
-  void Take(T*& array, std::size_t count) {
+  void Cut(T*& array, std::size_t count) {
     if (base_ != nullptr) array = reinterpret_cast<T*>(base_ + used_);
     used_ += (count * sizeof(T) + kLine - 1) / kLine * kLine;
   }
 
   // With room for entry -1 and for a whole vector behind the last entry.
   template <typename T>
-  void TakePadded(T*& array, std::size_t count) {
+  void CutPadded(T*& array, std::size_t count) {
     constexpr std::size_t kRoom = kLine / sizeof(T);
-    Take(array, count + 3 * kRoom);
+    Cut(array, count + 3 * kRoom);
     if (base_ != nullptr) array += kRoom;
   }
 

@@ -16,16 +16,9 @@ std::size_t MinimumCells(const BandPlan& plan, const RowSizes& sizes) {
   return Rows(plan) * sizes.wordStride / 2 * kBitsPerWord;
 }
 
-std::size_t LineCounters(const BandPlan& plan, const RowSizes& sizes) {
-  return static_cast<std::size_t>(sizes.lineRoom) * static_cast<std::size_t>(RoomOfLine(plan.quality));
-}
+std::size_t Columns(const RowSizes& sizes) { return static_cast<std::size_t>(sizes.columnRoom); }
 
-std::size_t Chunks(const BandPlan& plan, const RowSizes& sizes) {
-  return static_cast<std::size_t>(sizes.lineRoom) * static_cast<std::size_t>(MostChunks(plan.quality));
-}
-
-// A short run that is summed beside long ones adds zeros as far as those go, and rows of a batch without a run do so
-// behind the band.
+// A batch pads short runs to the longest with zeros, and rows without a run with zeros behind the band.
 std::size_t Counters(const BandPlan& plan, const RowSizes& sizes) {
   return (Rows(plan) + 1 + kMostRowsOfBatch) * sizes.counterStride;
 }
@@ -39,7 +32,7 @@ RowSizes::RowSizes(std::int32_t words, std::int32_t quality)
           kWordsPerLine),
       dirtyStride((static_cast<std::size_t>(words) + 63) / 64),
       counterStride(static_cast<std::size_t>(words) * (kBitsPerWord / static_cast<std::size_t>(quality)) + 32),
-      lineRoom(words + 128) {}
+      columnRoom(words + 128) {}
 
 std::int32_t BandRows(std::int32_t pictureWidth, std::int32_t quality, bool varies) {
   // Marks are written all over, minima only where cells are not simple: most of their memory is never touched.
@@ -67,16 +60,16 @@ std::int32_t WordsOfPicture(std::int32_t width, std::int32_t quality) {
 void LayBand(Arena& arena, const BandPlan& plan, BandMemory& memory) {
   const RowSizes sizes(plan.words, plan.quality);
   const std::size_t rows = Rows(plan);
-  arena.Take(memory.shape, rows * sizes.wordStride);
-  arena.Take(memory.dirty, rows * sizes.dirtyStride);
-  arena.Take(memory.lineCounters, LineCounters(plan, sizes));
-  arena.Take(memory.chunks, Chunks(plan, sizes));
-  arena.Take(memory.lines, static_cast<std::size_t>(sizes.lineRoom) + kLineSlack);
+  arena.Cut(memory.shape, rows * sizes.wordStride);
+  arena.Cut(memory.dirty, rows * sizes.dirtyStride);
+  arena.Cut(memory.samples, Columns(sizes) * static_cast<std::size_t>(SampleBytes(plan.quality)) + Arena::kLine);
+  arena.Cut(memory.chunks, Columns(sizes) * static_cast<std::size_t>(MostChunks(plan.quality)) + 1);
+  arena.Cut(memory.columns, Columns(sizes) + kColumnSlack);
   if (!plan.varies) return;
-  arena.Take(memory.twice, rows * sizes.wordStride / 2);
-  arena.Take(memory.counters, Counters(plan, sizes));
-  arena.Take(memory.badStrips, rows + kMostRowsOfBatch);
-  arena.Take(memory.smallest, MinimumCells(plan, sizes));
+  arena.Cut(memory.twice, rows * sizes.wordStride / 2);
+  arena.Cut(memory.counters, Counters(plan, sizes));
+  arena.Cut(memory.badStrips, rows + kMostRowsOfBatch);
+  arena.Cut(memory.smallest, MinimumCells(plan, sizes));
 }
 
 void ClearBand(const BandPlan& plan, const BandMemory& memory) {
@@ -84,7 +77,6 @@ void ClearBand(const BandPlan& plan, const BandMemory& memory) {
   const std::size_t rows = Rows(plan);
   std::memset(memory.shape, 0, rows * sizes.wordStride * sizeof *memory.shape);
   std::memset(memory.dirty, 0, rows * sizes.dirtyStride * sizeof *memory.dirty);
-  std::memset(memory.lineCounters, 0, LineCounters(plan, sizes) * sizeof *memory.lineCounters);
   if (!plan.varies) return;
   std::memset(memory.twice, 0, rows * sizes.wordStride / 2 * sizeof *memory.twice);
   std::memset(memory.badStrips, 0, rows + kMostRowsOfBatch);

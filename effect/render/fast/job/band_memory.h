@@ -12,7 +12,7 @@ namespace orvandel::fast {
 // Sizes of one pixel row's marks.
 struct RowSizes {
   std::size_t wordStride, dirtyStride, counterStride;
-  std::int32_t lineRoom;
+  std::int32_t columnRoom;
 
   RowSizes(std::int32_t words, std::int32_t quality);
 };

@@ -65,25 +65,25 @@ struct LivePiece {
 };
 
 // One word column of one strip of a band, counted from the band's first; see band.h.
-struct Line {
+struct WordColumn {
   std::uint16_t word, strip;
 };
 
-// A few pixels of a line that are blended together; the row counts from the band's first.
+// A few pixels of a word column that are blended together; the row counts from the band's first.
 struct Chunk {
-  std::uint16_t column, pixelRow;  // the column in chunks
+  std::int32_t pixel, pixelRow;  // the first pixel, counted like the row's counters
 };
 
 // What a band is drawn with, see band.h. Strokes share it, as it is all zero between bands but where noted.
 struct BandMemory {
   std::uint64_t *shape, *twice, *dirty;
-  std::uint16_t* counters;      // of all pixels; only for profiles that vary, like `twice`, `badStrips` and `smallest`
-  std::uint16_t* lineCounters;  // RoomOfLine a line, holds what it will; only for flat profiles. Chunks keep bytes in
-                                // it. What follows a line's pixels is 0 where lines are shorter than vectors.
-  Chunk* chunks;                // MostChunks a line, holds what it will
-  std::uint16_t* smallest;      // holds what it will
-  std::uint8_t* badStrips;      // see Band::Bad
-  Line* lines;                  // holds what it will
+  std::uint16_t* counters;  // of all pixels; only for profiles that vary, like `twice`, `badStrips` and `smallest`
+  std::uint8_t* badStrips;  // see Band::Bad
+  // These hold what they will.
+  std::uint8_t* samples;    // of chunks: SampleBytes a word column; only for flat profiles
+  Chunk* chunks;            // MostChunks a word column
+  std::uint16_t* smallest;  // of cells that are not simple, see profile_band.h
+  WordColumn* columns;
 };
 
 struct DrawJob {
@@ -109,7 +109,7 @@ struct DrawJob {
   std::int32_t firstPixel, words, pixelsPerWord;
   std::int32_t bandRows, firstBand, bandCount;
   std::size_t wordStride, dirtyStride, counterStride;  // of a pixel row, in elements
-  std::int32_t lineRoom;                               // at least a pixel row's words
+  std::int32_t columnRoom;                             // at least a pixel row's words
   BandMemory band;
 
   std::int32_t *firstOfBand, *nextInBand;  // pieces by the band they begin in: chains that end with -1
@@ -118,8 +118,7 @@ struct DrawJob {
 };
 
 // Wider and taller strokes, in subsamples, are left to the plain code: the band memory is as wide as the stroke, and
-// with Reflection on a stroke may be as large as it likes. Before the first column lie up to 15 pixels, and chunks of
-// four pixels have numbers of 16 bits.
+// with Reflection on a stroke may be as large as it likes. Before the first column lie up to 15 pixels.
 inline constexpr std::int32_t kWidestStroke = (1 << 18) - 16;
 
 inline constexpr std::int32_t kIndexEntries = 512;
@@ -130,20 +129,11 @@ inline constexpr std::int32_t kMostRowsOfBatch = 16;  // that are sampled togeth
 // cache of the second level.
 inline constexpr std::int32_t kMostBandRows = 24;
 
-// Lists of lines are written in whole vectors.
-inline constexpr std::size_t kLineSlack = 32;
+// Lists of word columns are written in whole vectors.
+inline constexpr std::size_t kColumnSlack = 32;
 
-// Chunks of a line, at most, and the pixels of all of them.
+// Chunks of a word column, at most, and the bytes that their samples take with room for a whole vector.
 constexpr std::int32_t MostChunks(std::int32_t quality) { return quality == 1 ? 64 : 16; }
-constexpr std::int32_t MostChunkPixels(std::int32_t quality) { return 512 / (quality * quality); }
-
-// Counters of a line: 21 pixels at most, at quality 3, and room for whole vectors.
-inline constexpr std::int32_t kLineCounters = 32;
-
-// The memory they take, in counters. Chunks take it too, with a byte for each pixel.
-constexpr std::int32_t RoomOfLine(std::int32_t quality) {
-  const std::int32_t chunks = MostChunkPixels(quality) / 2;
-  return chunks > kLineCounters ? chunks : kLineCounters;
-}
+constexpr std::int32_t SampleBytes(std::int32_t quality) { return quality == 1 ? 512 : quality == 2 ? 128 : 64; }
 
 }  // namespace orvandel::fast

@@ -16,17 +16,12 @@
 #pragma once
 
 #include "effect/render/fast/job/stroke_job.h"
-#include "effect/render/simd/lanes.h"
-#include "effect/render/simd/strip_words.h"
+#include "effect/render/simd/words.h"
 
 namespace orvandel::fast::ORVANDEL_KERNELS {
 
-// Subsample rows of a strip, at least.
-#if defined(__AVX512F__)
-inline constexpr std::int32_t kLeastStripRows = 8;
-#else
-inline constexpr std::int32_t kLeastStripRows = 4;
-#endif
+// Subsample rows of a strip, at least: a vector's.
+inline constexpr std::int32_t kLeastStripRows = kRowGroup;
 // Pixel rows of a strip.
 template <int Q>
 inline constexpr std::int32_t kStripPixelRows = Q == 1 || Q == 2 || Q == 4 ? kLeastStripRows / Q : 1;
@@ -67,16 +62,6 @@ struct RowPlace {
   std::uint64_t* twice;  // cells that more than one piece covers; only for profiles that vary
 };
 
-#if defined(__AVX512VBMI2__)
-struct ByteNumbers {
-  alignas(64) std::uint8_t bytes[64];
-  constexpr ByteNumbers() : bytes() {
-    for (int i = 0; i < 64; ++i) bytes[i] = static_cast<std::uint8_t>(i);
-  }
-};
-inline constexpr ByteNumbers kByteNumbers;
-#endif
-
 // Rows and columns here count from the band's first subsample row and from the first counter's first column.
 template <int Q>
 class Band {
@@ -109,7 +94,7 @@ class Band {
   std::uint64_t* Words(std::int32_t strip, std::int32_t word) const {
     return shape_ + static_cast<std::size_t>(strip) * stripStride_ + WordOffset(word);
   }
-  std::uint64_t* WordsOf(const Line& line) const { return Words(line.strip, line.word); }
+  std::uint64_t* WordsOf(const WordColumn& at) const { return Words(at.strip, at.word); }
   std::uint64_t* Twice(std::int32_t strip, std::int32_t word) const {
     return twice_ + static_cast<std::size_t>(strip) * (stripStride_ / 2) + WordOffset(word) / 2;
   }
@@ -138,23 +123,25 @@ class Band {
     *dirty |= bits & kAll >> (63 - last % 64);
   }
 
-  // Hands over the touched word columns of pixel rows [0, pixelRows) as lists of lines, strip by strip, from left to
-  // right, whole strips at a time or, with `oneByOne`, one: process(lines, count). Long lists keep the processor from
-  // guessing where each strip ends. With `forget`, they count as untouched from then on.
+  // Hands over the touched word columns of pixel rows [0, pixelRows), strip by strip, from left to right, whole strips
+  // at a time or, with `oneByOne`, one: process(columns, count). Long lists spare mispredictions where strips end. With
+  // `forget`, they count as untouched from then on.
   template <bool forget, typename Process>
-  ORVANDEL_INLINE void ForLines(std::int32_t pixelRows, bool oneByOne, Process process) const {
-    Line* lines = job_.band.lines;
+  ORVANDEL_INLINE void ForTouched(std::int32_t pixelRows, bool oneByOne, Process process) const {
+    WordColumn* columns = job_.band.columns;
     std::int32_t count = 0;
     const std::int32_t strips = StripsOf(pixelRows);
     for (std::int32_t strip = 0; strip < strips; ++strip) {
       std::uint64_t* dirty = Dirty(strip);
       for (std::size_t i = 0; i < dirtyStride_; ++i) {
-        const Line first{static_cast<std::uint16_t>(64 * i), static_cast<std::uint16_t>(strip)};
-        count += ListSetBits(dirty[i], first, lines + count);
+        // As they lie in memory: a column is the word's number and above it the strip's.
+        static_assert(sizeof(WordColumn) == sizeof(std::uint32_t));
+        const auto first = static_cast<std::uint32_t>(64 * i) | static_cast<std::uint32_t>(strip) << 16;
+        count += ListSetBits(dirty[i], first, reinterpret_cast<std::uint32_t*>(columns + count));
         if constexpr (forget) dirty[i] = 0;
       }
-      if (count + job_.words <= job_.lineRoom && strip + 1 < strips && !oneByOne) continue;
-      process(lines, count);
+      if (count + job_.words <= job_.columnRoom && strip + 1 < strips && !oneByOne) continue;
+      process(columns, count);
       count = 0;
     }
   }
@@ -166,29 +153,6 @@ class Band {
   std::int32_t FirstPixelOf(std::int32_t word) const { return word * grid_.PixelsPerWord(); }
 
  private:
-  // The lines of the set bits, bit 0 being `first`. Returns how many.
-  ORVANDEL_INLINE static std::int32_t ListSetBits(std::uint64_t set, const Line& first, Line* lines) {
-#if defined(__AVX512VBMI2__)
-    const std::int32_t count = __builtin_popcountll(set);
-    const __m512i inAll = _mm512_set1_epi32(first.word | first.strip << 16);
-    __m512i numbers = _mm512_maskz_compress_epi8(set, _mm512_loadu_si512(kByteNumbers.bytes));
-    std::int32_t listed = 0;
-    do {
-      const __m512i words = _mm512_cvtepu8_epi32(_mm512_castsi512_si128(numbers));
-      _mm512_storeu_si512(lines + listed, _mm512_add_epi32(words, inAll));
-      numbers = _mm512_alignr_epi64(numbers, numbers, 2);
-      listed += 16;
-    } while (listed < count);
-    return count;
-#else
-    std::int32_t count = 0;
-    for (; set != 0; set &= set - 1) {
-      lines[count++] = {static_cast<std::uint16_t>(first.word + __builtin_ctzll(set)), first.strip};
-    }
-    return count;
-#endif
-  }
-
   std::size_t WordOffset(std::int32_t word) const {
     return static_cast<std::size_t>(word) * static_cast<std::size_t>(2 * grid_.StripRows());
   }
@@ -200,36 +164,34 @@ class Band {
   std::size_t stripStride_, dirtyStride_;
 };
 
-// Which cells lie inside the shape, line by line from left to right.
+// Which cells lie inside the shape, word column by word column from left to right.
 template <int Q>
 class InsideWalk {
  public:
-  using Rows = StripWords<kStripRows<Q>>;
-  using Vector = typename Rows::Vector;
+  using Words = StripWords<kStripRows<Q>>;
 
-  // Cells that are covered and cells inside; the line's marks are cleared.
-  ORVANDEL_INLINE void Take(const Band<Q>& band, const Line& line, Vector& cover, Vector& inside) {
+  // Cells that are covered and cells inside; the marks are cleared.
+  ORVANDEL_INLINE void Next(const Band<Q>& band, const WordColumn& at, Words& cover, Words& inside) {
     const std::int32_t rows = band.Sizes().StripRows();
-    std::uint64_t* words = band.WordsOf(line);
-    if (line.strip != strip_) carry_ = Vector{};
-    strip_ = line.strip;
-    cover = Rows::Load(words, rows);
-    Rows::Store(words, Vector{}, rows);
-    inside = Rows::Load(words + rows, rows);
-    if (kOftenCrossless && !Rows::Any(inside)) {
+    std::uint64_t* words = band.WordsOf(at);
+    if (at.strip != strip_) carry_ = Words::Zeros();
+    strip_ = at.strip;
+    cover = Words::Load(words, rows);
+    Words::Zeros().StoreTo(words, rows);
+    inside = Words::Load(words + rows, rows);
+    if (kOftenCrossless && !Any(inside)) {
       inside = carry_;
       return;
     }
-    Rows::TakeParity(inside);
-    inside = inside ^ carry_;
-    carry_ = -(inside >> 63);
-    Rows::Store(words + rows, Vector{}, rows);
+    inside = inside.Parities() ^ carry_;
+    carry_ = inside.HighestBits();
+    Words::Zeros().StoreTo(words + rows, rows);
   }
 
  private:
   // A word of quality 16 is four pixels wide: most lie between the outline and the stroke's other edge.
   static constexpr bool kOftenCrossless = Q == 16;
-  Vector carry_{};  // all ones in rows where the words so far leave us inside
+  Words carry_ = Words::Zeros();  // all ones in rows where the words so far leave us inside
   std::int32_t strip_ = -1;
 };
 

@@ -16,54 +16,51 @@ class ShapePass {
   }
 
   void Walk(const LivePiece& piece, std::int32_t y, std::int32_t end) {
-#if defined(__AVX512F__)
     if constexpr (kInGroups<Q>) {
       FourFloats xBehind;
       if (queue_.AddTamePiece(piece, y, end, xBehind)) return;
     }
-#endif
     LivePiece probe = piece;
     WalkPiece(probe, y, end, *this);
   }
 
   void OneRow(std::int32_t y, const Cut& cut, bool) {
     Cells cells;
-    if (!TakeCells(cut.leftX, cut.rightX, band_.Job().lo, band_.Job().hi, cells)) return;
+    if (!ClipCells(cut.leftX, cut.rightX, band_.Job().lo, band_.Job().hi, cells)) return;
     const std::int32_t firstColumn = band_.FirstColumn();
     MarkRun<Q, true>(band_, y - band_.FirstRow(), cells.first - firstColumn, cells.last - firstColumn, cut.outline);
   }
 
-  // Takes the marks for what the second pass needs of a line with cells that are not simple: crossings become "inside",
-  // `Twice` becomes "covered and not simple", and their places in the plane of indices are set to "none". Of all others
-  // nothing is left.
+  // What the second pass needs of word columns with cells that are not simple: crossings become "inside", `Twice`
+  // becomes "covered and not simple", and their places in the plane of indices are set to "none". Nothing is left of
+  // all other marks.
   void Resolve(std::int32_t pixelRows) {
     queue_.Flush();
-    band_.template ForLines<false>(pixelRows, false,
-                                   [&](const Line* lines, std::int32_t count) { ResolveLines(lines, count); });
+    const auto resolve = [&](const WordColumn* columns, std::int32_t count) { ResolveColumns(columns, count); };
+    band_.template ForTouched<false>(pixelRows, false, resolve);
   }
 
  private:
-  using Rows = StripWords<kStripRows<Q>>;
-  using Vector = typename Rows::Vector;
+  using Words = StripWords<kStripRows<Q>>;
 
-  // Whole strips of lines.
-  void ResolveLines(const Line* lines, std::int32_t count) const {
+  // Those of whole strips.
+  void ResolveColumns(const WordColumn* columns, std::int32_t count) const {
     InsideWalk<Q> walk;
     for (std::int32_t i = 0; i < count; ++i) {
-      const Line& line = lines[i];
-      Vector cover, inside;
-      walk.Take(band_, line, cover, inside);
-      Vector bad = cover & ~inside;
-      if (band_.Bad(line.strip) != 0) bad = bad | Rows::Load(band_.Twice(line.strip, line.word), StripRows());
-      if (Rows::Any(bad)) KeepBadCells(line, inside, bad);
+      const WordColumn& at = columns[i];
+      Words cover, inside;
+      walk.Next(band_, at, cover, inside);
+      Words bad = cover & ~inside;
+      if (band_.Bad(at.strip) != 0) bad = bad | Words::Load(band_.Twice(at.strip, at.word), StripRows());
+      if (Any(bad)) KeepBadCells(at, inside, bad);
     }
   }
 
-  void KeepBadCells(const Line& line, const Vector& inside, const Vector& bad) const {
-    Rows::Store(band_.WordsOf(line) + StripRows(), inside, StripRows());
-    Rows::Store(band_.Twice(line.strip, line.word), bad, StripRows());
-    band_.Bad(line.strip) = 1;
-    std::uint16_t* smallest = band_.Smallest(line.strip, line.word);
+  void KeepBadCells(const WordColumn& at, const Words& inside, const Words& bad) const {
+    inside.StoreTo(band_.WordsOf(at) + StripRows(), StripRows());
+    bad.StoreTo(band_.Twice(at.strip, at.word), StripRows());
+    band_.Bad(at.strip) = 1;
+    std::uint16_t* smallest = band_.Smallest(at.strip, at.word);
     for (std::int32_t i = 0; i < 64 * StripRows(); ++i) smallest[i] = kIndexEntries - 1;
   }
 

@@ -30,14 +30,14 @@
 
 #include "effect/render/fast/job/stroke_job.h"
 #include "effect/render/fast/pieces/edge_steps.h"
-#include "effect/render/simd/lanes.h"
+#include "effect/render/stroke/cut_rule.h"
 
 namespace orvandel::fast::ORVANDEL_KERNELS {
 
 inline constexpr std::int32_t kLongestRuling = 6144;  // more than 1080 pixel rows of quality 4 have
 inline constexpr float kDrifted = 0.0001F;            // 1,678 x 2^-24: together with the above still less than 0.00194
 inline constexpr std::int32_t kLongestRun = 24576;
-inline constexpr std::int32_t kMostRowsTogether = 8;  // of a group, see row_groups.h
+inline constexpr std::int32_t kMostRowsTogether = 8;  // of a group, in any instruction set
 
 enum class OutlineSide { kNone, kLeft, kRight };
 
@@ -48,6 +48,20 @@ struct Cut {
   unsigned slots;  // the two edges' slots, one bit each
 };
 
+// Moves the other edge up to the outline: on one row, or on a row a lane. Where none of them is the outline nothing is
+// left when they stand in the wrong order.
+template <typename X, typename Mask>
+ORVANDEL_INLINE void MoveToOutline(X& leftX, X& rightX, const Mask& atLeft, const Mask& atRight) {
+  const X right = Select(atLeft, Larger(rightX, leftX), rightX);
+  leftX = Select(atRight, Smaller(leftX, rightX), leftX);
+  rightX = right;
+}
+// False when nothing is left.
+ORVANDEL_INLINE bool OrderCut(OutlineSide side, float& leftX, float& rightX) {
+  MoveToOutline(leftX, rightX, side == OutlineSide::kLeft, side == OutlineSide::kRight);
+  return leftX <= rightX;
+}
+
 // The cells of a run, already within the columns that may be touched. Crossings fall on `first` or `last`, samples on
 // first .. last - 1.
 struct Cells {
@@ -55,7 +69,7 @@ struct Cells {
 };
 
 // False when the piece leaves no trace on the row.
-ORVANDEL_INLINE bool TakeCells(float leftX, float rightX, std::int32_t lo, std::int32_t hi, Cells& cells) {
+ORVANDEL_INLINE bool ClipCells(float leftX, float rightX, std::int32_t lo, std::int32_t hi, Cells& cells) {
   const std::int32_t first = Floor(leftX);
   if (first > hi) return false;
   cells.first = Larger(first, lo);
@@ -63,81 +77,34 @@ ORVANDEL_INLINE bool TakeCells(float leftX, float rightX, std::int32_t lo, std::
   return true;
 }
 
-// Moves the other edge up to the outline. False when neither is the outline and they stand in the wrong order.
-ORVANDEL_INLINE bool OrderCut(OutlineSide side, float& leftX, float& rightX) {
-  if (side == OutlineSide::kLeft) rightX = leftX < rightX ? rightX : leftX;
-  if (side == OutlineSide::kRight) leftX = rightX < leftX ? rightX : leftX;
-  return side != OutlineSide::kNone || leftX <= rightX;
-}
-
 // The first row after `y` on which an edge begins or ends, and the slots active on `y`, one bit each.
 ORVANDEL_INLINE std::int32_t NextChange(const LivePiece& piece, std::int32_t y, unsigned& active) {
   const FourInts first = Load<FourInts>(piece.first), end = Load<FourInts>(piece.end);
   const FourInts begun = first <= y, goesOn = end > y;
-  active = LanesOfFour(begun & goesOn);
+  active = MaskBits(begun & goesOn);
   const FourInts change = begun ? (goesOn ? end : FourInts{} + kNoFirstRow) : first;
-  return SmallestOfFour(change);
+  return SmallestLane(change);
 }
 
-// The rule for any number of active edges, as in the plain scan.
-class CutFinder {
- public:
-  CutFinder(const LivePiece& piece, unsigned active) : piece_(piece), active_(active) {}
-
-  bool Find(Cut& cut) const {
-    const bool outlineLeft = piece_.outlineSlot == 0;
-    int left, right;
-    if (outlineLeft) {
-      left = IsActive(0) ? 0 : Leftmost(kNoSlot);
-      right = Leftmost(left);
-    } else {
-      right = IsActive(3) ? 3 : Rightmost(kNoSlot, true);
-      left = Rightmost(right, false);
-    }
-    if (left == kNoSlot || right == kNoSlot || left > right) return false;
-    cut = {piece_.x[left],  piece_.x[right],    piece_.u[left],
-           piece_.u[right], OutlineSide::kNone, 1U << left | 1U << right};
-    if (outlineLeft && left == 0) {
-      cut.outline = OutlineSide::kLeft;
-    } else if (!outlineLeft && right == 3) {
-      cut.outline = OutlineSide::kRight;
-    }
-    // Without the outline the rule has put them in order already, but for this one case of three or four edges: kept.
-    if (cut.outline != OutlineSide::kNone) OrderCut(cut.outline, cut.leftX, cut.rightX);
-    return true;
-  }
-
- private:
-  static constexpr int kNoSlot = -1;
-
-  bool IsActive(int slot) const { return (active_ >> slot & 1U) != 0; }
-
-  int Leftmost(int excluded) const {
-    int best = kNoSlot;
-    for (int i = 1; i <= 3; ++i) {
-      if (!IsActive(i) || i == excluded) continue;
-      if (best == kNoSlot || piece_.x[i] < piece_.x[best]) best = i;
-    }
-    return best;
-  }
-
-  int Rightmost(int excluded, bool highestWins) const {
-    int best = kNoSlot;
-    for (int i = 0; i <= 2; ++i) {
-      if (!IsActive(i) || i == excluded) continue;
-      const bool further = best == kNoSlot || piece_.x[i] > piece_.x[best];
-      if (further || (highestWins && piece_.x[i] == piece_.x[best])) best = i;
-    }
-    return best;
-  }
-
-  const LivePiece& piece_;
-  unsigned active_;
-};
+// False when the piece is not cut on the row.
+inline bool FindCut(const LivePiece& piece, unsigned active, Cut& cut) {
+  const bool outlineLeft = piece.outlineSlot == 0;
+  int left, right;
+  const auto x = [&](int slot) __attribute__((always_inline)) { return piece.x[slot]; };
+  if (!FindBounds(active, outlineLeft, x, left, right)) return false;
+  cut = {piece.x[left], piece.x[right], piece.u[left], piece.u[right], OutlineSide::kNone, 1U << left | 1U << right};
+  if (outlineLeft && left == 0) cut.outline = OutlineSide::kLeft;
+  if (!outlineLeft && right == 3) cut.outline = OutlineSide::kRight;
+  // Without the outline the rule has put them in order already, but for one case of three or four edges: kept.
+  if (cut.outline != OutlineSide::kNone) OrderCut(cut.outline, cut.leftX, cut.rightX);
+  return true;
+}
 
 inline void StepEdge(LivePiece& piece, int slot, std::int32_t rows) {
-  StepRows(piece.x[slot], piece.dxdy[slot], rows);
-  StepRows(piece.u[slot], piece.dudy[slot], rows);
+  FourFloats v{piece.x[slot], piece.u[slot]};
+  StepRows(v, FourFloats{piece.dxdy[slot], piece.dudy[slot]}, rows);
+  piece.x[slot] = v[0];
+  piece.u[slot] = v[1];
 }
 
 inline void StepEdges(LivePiece& piece, unsigned active, std::int32_t rows) {
@@ -164,7 +131,7 @@ template <typename Rows>
 inline void WalkRowByRow(LivePiece& piece, std::int32_t y, std::int32_t end, unsigned active, Rows& rows) {
   for (; y < end; ++y) {
     Cut cut;
-    if (CutFinder(piece, active).Find(cut)) rows.OneRow(y, cut, IsWildBetween(piece, cut.slots, 1));
+    if (FindCut(piece, active, cut)) rows.OneRow(y, cut, IsWildBetween(piece, cut.slots, 1));
     StepEdges(piece, active, 1);
   }
 }
@@ -206,7 +173,7 @@ inline unsigned FixedPair(const LivePiece& piece, unsigned active, std::int32_t 
   return 1U << piece.outlineSlot | 1U << nearest;
 }
 
-// Takes the piece from row `y` to row `end`. For two edges a < b that bound it alone until row n it calls
+// Leads the piece from row `y` to row `end`. For two edges a < b that bound it alone until row n it calls
 // rows.Run(piece, a, b, side, y, n), which also steps them.
 template <typename Rows>
 inline void WalkPiece(LivePiece& piece, std::int32_t y, std::int32_t end, Rows& rows) {
@@ -239,12 +206,12 @@ inline bool IsCrowded(const LivePiece& piece) {
   bool crowded = false;
   for (int slot = 0; slot < 4; ++slot) {
     const std::int32_t y = piece.first[slot];
-    crowded |= __builtin_popcount(LanesOfFour((first <= y) & (end > y))) > 2;
+    crowded |= __builtin_popcount(MaskBits((first <= y) & (end > y))) > 2;
   }
   return crowded;
 }
 
-// Takes a new piece's edges together; `i` is the point its segment ends at.
+// Gathers a new piece's edges; `i` is the point its segment ends at.
 class PieceLoader {
  public:
   explicit PieceLoader(const DrawJob& job)
@@ -258,10 +225,10 @@ class PieceLoader {
   void Load(std::int32_t i, LivePiece& piece) const {
     const bool outlineLeft = edges_.y[i - 1] > edges_.y[i];
     const bool swapped = RulingsAreSwapped(i);
-    TakeEdge(piece, outlineLeft ? 0 : 3, edges_.outline, i, 0.0F, 0.0F);
-    TakeEdge(piece, outlineLeft ? 3 : 0, edges_.offset, i, 1.0F, 0.0F);
-    TakeRuling(piece, swapped ? 2 : 1, i > 0 ? i - 1 : edges_.count - 1);
-    TakeRuling(piece, swapped ? 1 : 2, i);
+    LoadEdge(piece, outlineLeft ? 0 : 3, edges_.outline, i, 0.0F, 0.0F);
+    LoadEdge(piece, outlineLeft ? 3 : 0, edges_.offset, i, 1.0F, 0.0F);
+    LoadRuling(piece, swapped ? 2 : 1, i > 0 ? i - 1 : edges_.count - 1);
+    LoadRuling(piece, swapped ? 1 : 2, i);
     piece.outlineSlot = outlineLeft ? 0 : 3;
     piece.firstBegin = Smaller(Smaller(piece.first[0], piece.first[1]), Smaller(piece.first[2], piece.first[3]));
     piece.lastEnd = Larger(Larger(piece.end[0], piece.end[1]), Larger(piece.end[2], piece.end[3]));
@@ -277,7 +244,7 @@ class PieceLoader {
   }
 
  private:
-  static void TakeEdge(LivePiece& piece, int slot, const EdgeArrays& from, std::int32_t i, float u, float dudy) {
+  static void LoadEdge(LivePiece& piece, int slot, const EdgeArrays& from, std::int32_t i, float u, float dudy) {
     piece.x[slot] = from.x[i];
     piece.dxdy[slot] = from.dxdy[i];
     piece.u[slot] = u;
@@ -286,8 +253,8 @@ class PieceLoader {
     piece.end[slot] = from.end[i];
   }
 
-  void TakeRuling(LivePiece& piece, int slot, std::int32_t i) const {
-    TakeEdge(piece, slot, edges_.ruling, i, edges_.rulingU[i], edges_.rulingDudy[i]);
+  void LoadRuling(LivePiece& piece, int slot, std::int32_t i) const {
+    LoadEdge(piece, slot, edges_.ruling, i, edges_.rulingU[i], edges_.rulingDudy[i]);
   }
 
   // Whether the ruling at point i stands left of the one at i - 1, at the segment's mid height.

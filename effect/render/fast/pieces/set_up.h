@@ -6,7 +6,7 @@
 #pragma once
 
 #include "effect/render/fast/job/stroke_job.h"
-#include "effect/render/simd/lanes.h"
+#include "effect/render/simd/simd.h"
 
 namespace orvandel::fast::ORVANDEL_KERNELS {
 
@@ -49,11 +49,7 @@ class StrokeSetUp {
     array[count_] = array[0];
   }
 
-  Ints IsPoint(std::int32_t first) const {
-    Ints lane;
-    for (int i = 0; i < kLanes; ++i) lane[i] = i;
-    return lane < count_ - first;
-  }
+  Ints IsPoint(std::int32_t first) const { return LaneNumbers<Ints>() < count_ - first; }
 
   void MakeUnitVectors(std::int32_t i) const {
     const Floats x = Load<Floats>(job_.layerX + i) - Load<Floats>(job_.layerX + i - 1);
@@ -146,15 +142,9 @@ class StrokeSetUp {
 
   void ReduceExtent() {
     StrokeExtent& extent = job_.extent;
-    extent = {xMin_[0], yMin_[0], xMax_[0], yMax_[0]};
-    for (int i = 1; i < kLanes; ++i) {
-      extent.xMin = Smaller<float>(extent.xMin, xMin_[i]);
-      extent.yMin = Smaller<float>(extent.yMin, yMin_[i]);
-      extent.xMax = Larger<float>(extent.xMax, xMax_[i]);
-      extent.yMax = Larger<float>(extent.yMax, yMax_[i]);
-    }
+    extent = {SmallestLane(xMin_), SmallestLane(yMin_), -SmallestLane(-xMax_), -SmallestLane(-yMax_)};
     job_.firstCrossed = SmallestLane(firstCrossed_);
-    job_.endCrossed = LargestLane(endCrossed_);
+    job_.endCrossed = -SmallestLane(-endCrossed_);
   }
 
   // Beyond it an edge's x might overflow or not be a number.

@@ -20,9 +20,8 @@ class PictureRows {
   // Whether the picture's edge folds rows of a strip onto one another. Then the upper one's pixels come first.
   bool MeetInStrip() const { return meet_; }
   std::uint8_t* operator[](std::int32_t pixelRow) const { return rows_[pixelRow]; }
-  // The pixel, counted like the row's counters, is on its way to the cache: the picture's lines are scattered and
-  // seldom there.
-  ORVANDEL_INLINE void Expect(std::int32_t pixelRow, std::int32_t pixel) const {
+  // Prefetches the pixel, counted like the row's counters: the picture's lines are scattered and seldom in the cache.
+  ORVANDEL_INLINE void Prefetch(std::int32_t pixelRow, std::int32_t pixel) const {
     __builtin_prefetch(rows_[pixelRow] + static_cast<std::ptrdiff_t>(pixel) * 4, 1);
   }
 

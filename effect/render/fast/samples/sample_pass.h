@@ -9,9 +9,7 @@
 
 #include "effect/render/fast/marks/band.h"
 #include "effect/render/fast/pieces/row_groups.h"
-#include "effect/render/fast/pieces/run.h"
-#include "effect/render/fast/samples/lookup.h"
-#include "effect/render/fast/samples/window_queue.h"
+#include "effect/render/fast/samples/window_sums.h"
 
 namespace orvandel::fast::ORVANDEL_KERNELS {
 
@@ -22,64 +20,65 @@ class SamplePass {
 
   void Run(LivePiece& piece, int a, int b, OutlineSide side, std::int32_t y, std::int32_t end) {
     LaneCuts cuts;
-    cuts.Clear();
-    std::int32_t batch = (y - band_.FirstRow()) & ~(kBatchStep - 1);  // row of the first lane
+    const std::int32_t first = y - band_.FirstRow(), behind = end - band_.FirstRow();
+    std::int32_t batch = first & ~(kBatchStep - 1);  // row of the first lane
+    const auto add = [&] {
+      const Ints row = LaneNumbers<Ints>() + batch;
+      cuts.used = (row >= first) & (row < behind);
+      Add(side, batch, cuts);
+    };
     ForRowGroups(piece, a, b, y, end, band_.FirstRow(), [&](std::int32_t row, const RowCuts& group) {
       if (row == batch + kLanes) {
-        Add(side, batch, cuts);
-        cuts.Clear();
+        add();
         batch = row;
       }
-      cuts.Take(row - batch, group);
+      cuts.Put(row - batch, group);
     });
-    Add(side, batch, cuts);
+    add();
   }
 
   void OneRow(std::int32_t y, const Cut& cut, bool) {
     Samples run;
-    if (TakeSamples(cut, band_.Job().lo, band_.Job().hi, run)) AddRun(y - band_.FirstRow(), run);
+    if (MakeSamples(cut, band_.Job().lo, band_.Job().hi, run)) AddRun(y - band_.FirstRow(), run);
   }
 
   // Adds what still waits.
   void Flush() { windows_.Flush(); }
 
-  // Counts the cells of a line that are not simple.
-  void FinishLine(const Line& line) const {
-    if (band_.Bad(line.strip) != 0) CountBadCells(line);
+  // Counts the cells of a word column that are not simple.
+  void FinishColumn(const WordColumn& at) const {
+    if (band_.Bad(at.strip) != 0) CountBadCells(at);
   }
 
  private:
   // Without windows lanes do not pay at qualities 1 and 2.
-  static constexpr bool kInLanes = Q % 4 == 0 || Windows<4>::kAtAnyQuality;
+  static constexpr bool kInLanes = Q % 4 == 0 || AlphaWindow::kEntries >= 128;
   static constexpr int kBatchStep = kInLanes ? Larger(kLanesOfGroup<Q>, kRowGroup) : kRowGroup;
 
   // One row a lane.
   struct LaneCuts {
-    float leftX[kLanes], rightX[kLanes], leftU[kLanes], rightU[kLanes];
-    std::int32_t used[kLanes];  // -1 in lanes that hold a row
+    static constexpr int kGroupsOfRows = kLanes / kRowGroup;
+    RowFloats leftX[kGroupsOfRows] = {}, rightX[kGroupsOfRows] = {}, leftU[kGroupsOfRows] = {},
+              rightU[kGroupsOfRows] = {};
+    Ints used{};  // a mask: lanes that hold a row
 
-    void Clear() { *this = {}; }
-    ORVANDEL_INLINE void Take(std::int32_t lane, const RowCuts& cuts) {
-      Store(leftX + lane, cuts.leftX);
-      Store(rightX + lane, cuts.rightX);
-      Store(leftU + lane, cuts.leftU);
-      Store(rightU + lane, cuts.rightU);
-      Store(used + lane, cuts.used);
+    ORVANDEL_INLINE void Put(std::int32_t lane, const RowCuts& cuts) {
+      const std::int32_t group = lane / kRowGroup;
+      leftX[group] = cuts.leftX;
+      rightX[group] = cuts.rightX;
+      leftU[group] = cuts.leftU;
+      rightU[group] = cuts.rightU;
     }
   };
 
   // In the parts in which they were stored: a load across two stores waits until both have reached the cache.
-  template <typename Vector, typename Number>
-  ORVANDEL_INLINE static Vector LoadGroups(const Number* from) {
-#if defined(__AVX512F__)
-    const __m512i first = _mm512_castsi256_si512(_mm256_loadu_si256((const __m256i*)from));
-    return (Vector)_mm512_inserti64x4(first, _mm256_loadu_si256((const __m256i*)(from + kRowGroup)), 1);
-#elif defined(__AVX2__)
-    const __m256i first = _mm256_castsi128_si256(_mm_loadu_si128((const __m128i*)from));
-    return (Vector)_mm256_inserti128_si256(first, _mm_loadu_si128((const __m128i*)(from + kRowGroup)), 1);
-#else
-    return Load<Vector>(from);
-#endif
+  template <typename Group>
+  ORVANDEL_INLINE static Floats LoadGroups(const Group* from) {
+    if constexpr (sizeof(Group) == sizeof(Floats)) {
+      return from[0];
+    } else {
+      return Joined(from[0], from[1]);
+    }
   }
 
   // Runs in lanes, by lane. Lanes without samples have count 0.
@@ -96,10 +95,12 @@ class SamplePass {
     } else {
       for (std::int32_t lane = 0; lane < kLanes; ++lane) {
         if (cuts.used[lane] == 0) continue;
-        Cut cut{cuts.leftX[lane], cuts.rightX[lane], cuts.leftU[lane], cuts.rightU[lane], side, 0};
+        const std::int32_t group = lane / kRowGroup, row = lane % kRowGroup;
+        Cut cut{
+            cuts.leftX[group][row], cuts.rightX[group][row], cuts.leftU[group][row], cuts.rightU[group][row], side, 0};
         Samples run;
         if (!OrderCut(side, cut.leftX, cut.rightX)) continue;
-        if (TakeSamples(cut, band_.Job().lo, band_.Job().hi, run)) AddRun(batch + lane, run);
+        if (MakeSamples(cut, band_.Job().lo, band_.Job().hi, run)) AddRun(batch + lane, run);
       }
     }
   }
@@ -167,14 +168,13 @@ class SamplePass {
     return any != 0;
   }
 
-  // TakeSamples for all lanes.
-  void TakeRuns(OutlineSide side, const LaneCuts& cuts, LaneRuns& runs) const {
-    Floats leftX = LoadGroups<Floats>(cuts.leftX), rightX = LoadGroups<Floats>(cuts.rightX);
-    const Floats leftU = LoadGroups<Floats>(cuts.leftU), rightU = LoadGroups<Floats>(cuts.rightU);
-    if (side == OutlineSide::kLeft) rightX = leftX < rightX ? rightX : leftX;
-    if (side == OutlineSide::kRight) leftX = rightX < leftX ? rightX : leftX;
-    Ints drawn = LoadGroups<Ints>(cuts.used);
-    if (side == OutlineSide::kNone) drawn &= leftX <= rightX;
+  // MakeSamples for all lanes.
+  void MakeRuns(OutlineSide side, const LaneCuts& cuts, LaneRuns& runs) const {
+    Floats leftX = LoadGroups(cuts.leftX), rightX = LoadGroups(cuts.rightX);
+    const Floats leftU = LoadGroups(cuts.leftU), rightU = LoadGroups(cuts.rightU);
+    MoveToOutline(leftX, rightX, Ints{} - (side == OutlineSide::kLeft ? 1 : 0),
+                  Ints{} - (side == OutlineSide::kRight ? 1 : 0));
+    Ints drawn = cuts.used & (Ints)(leftX <= rightX);
 
     const std::int32_t lo = band_.Job().lo, hi = band_.Job().hi;
     Ints first = Floor(leftX), last = Floor(rightX);
@@ -185,14 +185,14 @@ class SamplePass {
     u = first < lo ? u + ToFloats(WrappingDifference(Ints{} + lo, first)) * dudx : u;
     first = first < lo ? Ints{} + lo : first;
     last = last > hi ? Ints{} + hi : last;
-    drawn &= last > first;
+    drawn &= (Ints)(last > first);
     runs = {WrappingDifference(first, Ints{} + band_.FirstColumn()), drawn ? WrappingDifference(last, first) : Ints{},
             u, dudx};
   }
 
   void AddLanes(OutlineSide side, std::int32_t batch, const LaneCuts& cuts) {
     LaneRuns runs;
-    TakeRuns(side, cuts, runs);
+    MakeRuns(side, cuts, runs);
     if (AnyBadStrip(batch)) AddBadLanes(batch, runs);
     if (Any(runs.count)) AddSimpleLanes(batch, runs);
   }
@@ -206,7 +206,7 @@ class SamplePass {
     return (bad[0] | bad[1]) != 0;
   }
 
-  // Takes out the lanes that meet such cells, and adds them one by one.
+  // Removes the lanes that meet such cells, and adds them one by one.
   void AddBadLanes(std::int32_t batch, LaneRuns& runs) const {
     for (std::int32_t lane = 0; lane < kLanes; ++lane) {
       if (runs.count[lane] == 0 || !AnyBad(batch + lane, runs.first[lane], runs.count[lane])) continue;
@@ -243,14 +243,14 @@ class SamplePass {
     const Ints pixel = batch.filled ? PixelsOf(runs.first) : Ints{} + kNoFirstRow;
     const Ints start = SmallestOfGroup<kLanesFromOnePixel<Q>>(pixel);
     batch.skip = batch.filled
-                     ? WrappingDifference(runs.first, (Ints)((Words)start * static_cast<std::uint32_t>(quality)))
+                     ? WrappingDifference(runs.first, (Ints)((Uints)start * static_cast<std::uint32_t>(quality)))
                      : Ints{};
     batch.end = batch.skip + runs.count;
     const LaneLimits limits = LimitsOf(batch.filled, batch.skip, batch.end);
     batch.allFrom = limits.largestSkip;
     batch.allTo = limits.smallestEnd;
     batch.columns = limits.largestEnd;
-    // A group without samples may lie behind the band: it adds its zeros where nobody looks.
+    // A group without samples may lie behind the band, where nobody looks at its zeros.
     for (int group = 0; group < kGroups<Q>; ++group) {
       const std::int32_t first = start[kLanesOfGroup<Q> * group];
       const std::int32_t pixelRow = band_.Sizes().RowOf(row + kLanesOfGroup<Q> * group);
@@ -319,13 +319,13 @@ class SamplePass {
     lookup_.Add(index[0], index[1], index[2], index[3], sums);
   }
 
-  void CountBadCells(const Line& line) const {
-    const std::int32_t rows = band_.Sizes().StripRows(), firstColumn = line.word * band_.Sizes().BitsPerWord();
-    std::uint64_t* inside = band_.WordsOf(line) + rows;
-    std::uint64_t* bad = band_.Twice(line.strip, line.word);
-    const std::uint16_t* smallest = band_.Smallest(line.strip, line.word);
+  void CountBadCells(const WordColumn& at) const {
+    const std::int32_t rows = band_.Sizes().StripRows(), firstColumn = at.word * band_.Sizes().BitsPerWord();
+    std::uint64_t* inside = band_.WordsOf(at) + rows;
+    std::uint64_t* bad = band_.Twice(at.strip, at.word);
+    const std::uint16_t* smallest = band_.Smallest(at.strip, at.word);
     for (std::int32_t row = 0; row < rows; ++row) {
-      std::uint16_t* counters = band_.Counters(band_.Sizes().RowOf(line.strip * rows + row));
+      std::uint16_t* counters = band_.Counters(band_.Sizes().RowOf(at.strip * rows + row));
       std::uint64_t bits = bad[row] & inside[row];
       bad[row] = inside[row] = 0;
       for (; bits != 0; bits &= bits - 1) {
@@ -338,7 +338,7 @@ class SamplePass {
 
   const Band<Q>& band_;
   AlphaLookup lookup_;
-  Windows<Q> windows_;
+  typename WindowsOf<Q>::Type windows_;
 };
 
 }  // namespace orvandel::fast::ORVANDEL_KERNELS

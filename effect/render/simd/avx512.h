@@ -1,0 +1,220 @@
+// What AVX-512 with VBMI, VBMI2, VNNI, VPOPCNTDQ and VPCLMULQDQ has for vectors of 64 bytes; see portable.h.
+#pragma once
+
+#include "effect/render/simd/avx2.h"
+
+namespace orvandel::fast::ORVANDEL_KERNELS {
+
+inline constexpr int kLanes = 16;
+inline constexpr int kRowGroup = 8;
+
+template <typename V>
+concept Is64Bytes = sizeof(V) == 64;
+using SixteenInts = Vec<std::int32_t, 16>;
+
+template <Is64Bytes V>
+ORVANDEL_INLINE SixteenInts Floor(const V& v) {
+  return (SixteenInts)_mm512_cvt_roundps_epi32(v, _MM_FROUND_TO_NEG_INF | _MM_FROUND_NO_EXC);
+}
+template <Is64Bytes V>
+ORVANDEL_INLINE SixteenInts Ceiling(const V& v) {
+  return (SixteenInts)_mm512_cvt_roundps_epi32(v, _MM_FROUND_TO_POS_INF | _MM_FROUND_NO_EXC);
+}
+template <Is64Bytes V>
+ORVANDEL_INLINE V WholePart(const V& v) {
+  return _mm512_roundscale_ps(v, _MM_FROUND_TO_ZERO | _MM_FROUND_NO_EXC);
+}
+template <Is64Bytes V>
+ORVANDEL_INLINE V NextWhole(const V& v) {
+  return _mm512_roundscale_ps(v, _MM_FROUND_TO_POS_INF | _MM_FROUND_NO_EXC);
+}
+template <Is64Bytes V>
+ORVANDEL_INLINE V SquareRoot(const V& v) {
+  return _mm512_sqrt_ps(v);
+}
+template <Is64Bytes V>
+ORVANDEL_INLINE V ExactMultiplyAdd(const V& a, const V& b, const V& c) {
+  return _mm512_fmadd_ps(a, b, c);
+}
+template <Is64Bytes V>
+ORVANDEL_INLINE bool Any(const V& v) {
+  return _mm512_test_epi32_mask((__m512i)v, (__m512i)v) != 0;
+}
+template <Is64Bytes V>
+ORVANDEL_INLINE unsigned MaskBits(const V& mask) {
+  return _mm512_movepi32_mask((__m512i)mask);
+}
+
+template <Is64Bytes V>
+ORVANDEL_INLINE V LoadWidened(const std::uint8_t* from) {
+  return (V)_mm512_cvtepu8_epi32(_mm_loadu_si128((const __m128i*)from));
+}
+template <Is64Bytes V>
+ORVANDEL_INLINE V LoadWidened(const std::uint16_t* from) {
+  return (V)_mm512_cvtepu16_epi32(_mm256_loadu_si256((const __m256i*)from));
+}
+template <Is32Bytes V>
+ORVANDEL_INLINE Vec<std::uint64_t, 8> Widened(const V& v) {
+  return (Vec<std::uint64_t, 8>)_mm512_cvtepu32_epi64((__m256i)v);
+}
+template <int from, int to, Is64Bytes V>
+ORVANDEL_INLINE V MoveByte(const V& v) {
+  return (V)_mm512_shuffle_epi8((__m512i)v, _mm512_broadcast_i32x4(ByteMoves<from, to>()));
+}
+template <Is64Bytes V>
+ORVANDEL_INLINE V ShiftedLeft(const V& v, const V& counts) {
+  return (V)_mm512_sllv_epi64((__m512i)v, (__m512i)counts);
+}
+template <Is64Bytes V>
+ORVANDEL_INLINE V ShiftedRight(const V& v, const V& counts) {
+  return (V)_mm512_srlv_epi64((__m512i)v, (__m512i)counts);
+}
+template <Is64Bytes V>
+ORVANDEL_INLINE V Parities(const V& v) {
+  // The product without carries by a number of all ones.
+  const auto words = (__m512i)v, ones = _mm512_set1_epi64(-1);
+  return (V)_mm512_unpacklo_epi64(_mm512_clmulepi64_epi128(words, ones, 0x00),
+                                  _mm512_clmulepi64_epi128(words, ones, 0x01));
+}
+template <Is64Bytes V>
+ORVANDEL_INLINE V BitsOfWords(const V& v) {
+  return (V)_mm512_popcnt_epi64((__m512i)v);
+}
+template <Is16Bytes Bytes>
+ORVANDEL_INLINE Bytes SpreadBits(std::uint64_t bits) {
+  return (Bytes)_mm_maskz_set1_epi8(static_cast<__mmask16>(bits), 1);
+}
+ORVANDEL_INLINE WordSpan WordSpanOf(const Vec<std::int32_t, 8>& first, const Vec<std::int32_t, 8>& last) {
+  const auto words = [](const Vec<std::int32_t, 8>& columns) __attribute__((always_inline)) {
+    return _mm256_cvtepi32_epi16(_mm256_srli_epi32((__m256i)columns, 6));
+  };
+  return WordSpanOf(words(first), words(last));
+}
+
+template <Is64Bytes V>
+ORVANDEL_INLINE void LoadFirst(V (&v)[2], const std::uint64_t* from, std::int32_t count) {
+  const unsigned all = (1U << count) - 1;
+  v[0] = (V)_mm512_maskz_loadu_epi64(static_cast<__mmask8>(all), from);
+  v[1] = (V)_mm512_maskz_loadu_epi64(static_cast<__mmask8>(all >> 8), from + 8);
+}
+template <Is64Bytes V>
+ORVANDEL_INLINE void StoreFirst(std::uint64_t* to, const V (&v)[2], std::int32_t count) {
+  const unsigned all = (1U << count) - 1;
+  _mm512_mask_storeu_epi64(to, static_cast<__mmask8>(all), (__m512i)v[0]);
+  _mm512_mask_storeu_epi64(to + 8, static_cast<__mmask8>(all >> 8), (__m512i)v[1]);
+}
+// Most items are 0: they are left out at once.
+template <int bits, Is64Bytes V, typename Visit>
+requires(bits == 16) ORVANDEL_INLINE void ForItems(const V (&v)[1], Visit visit) {
+  std::uint16_t items[32];
+  Store(items, v);
+  for (unsigned left = _mm512_test_epi16_mask((__m512i)v[0], (__m512i)v[0]); left != 0; left &= left - 1) {
+    const int item = __builtin_ctz(left);
+    visit(item, items[item]);
+  }
+}
+
+struct ByteNumbers {
+  alignas(64) std::uint8_t bytes[64];
+  constexpr ByteNumbers() : bytes() {
+    for (int i = 0; i < 64; ++i) bytes[i] = static_cast<std::uint8_t>(i);
+  }
+};
+inline constexpr ByteNumbers kByteNumbers;
+
+ORVANDEL_INLINE std::int32_t ListSetBits(std::uint64_t set, std::uint32_t base, std::uint32_t* to) {
+  const std::int32_t count = __builtin_popcountll(set);
+  const __m512i inAll = _mm512_set1_epi32(static_cast<std::int32_t>(base));
+  __m512i numbers = _mm512_maskz_compress_epi8(set, _mm512_load_si512(kByteNumbers.bytes));
+  std::int32_t listed = 0;
+  do {
+    const __m512i words = _mm512_cvtepu8_epi32(_mm512_castsi512_si128(numbers));
+    _mm512_storeu_si512(to + listed, _mm512_add_epi32(words, inAll));
+    numbers = _mm512_alignr_epi64(numbers, numbers, 2);
+    listed += 16;
+  } while (listed < count);
+  return count;
+}
+
+// Sums of eight bytes each, and of four.
+ORVANDEL_INLINE Vec<std::uint64_t, 8> SumsOfEight(const Vec<std::uint8_t, 64>& bytes) {
+  return (Vec<std::uint64_t, 8>)_mm512_sad_epu8((__m512i)bytes, __m512i{});
+}
+ORVANDEL_INLINE Vec<std::uint32_t, 16> SumsOfFour(const Vec<std::uint8_t, 64>& bytes) {
+  return (Vec<std::uint32_t, 16>)_mm512_dpbusd_epi32(__m512i{}, (__m512i)bytes, _mm512_set1_epi8(1));
+}
+
+// The profile's 512 alphas, ready for look-ups by vectors of indices 0 to 511.
+class AlphaLookup {
+ public:
+  explicit AlphaLookup(const std::uint8_t* alphas) {
+    for (int i = 0; i < 8; ++i) table_[i] = _mm512_loadu_si512(alphas + 64 * i);
+  }
+  // sums += alphas[a] + alphas[b] + alphas[c] + alphas[d]
+  void Add(const SixteenInts& a, const SixteenInts& b, const SixteenInts& c, const SixteenInts& d,
+           SixteenInts& sums) const {
+    // The indices' low bytes side by side in every lane, and their ninth bits as a mask. 128 entries are one
+    // permutation; the eighth and the ninth bit choose among four.
+    const __m512i ac = (__m512i)(a | c << 16), bd = (__m512i)(b | d << 16);
+    const __m512i lowHalves = _mm512_set1_epi32(0x00FF00FF);
+    constexpr int kSelect = 0xCA;  // first operand ? second : third
+    const __m512i low = _mm512_ternarylogic_epi32(lowHalves, ac, _mm512_slli_epi32(bd, 8), kSelect);
+    const __m512i high = _mm512_ternarylogic_epi32(lowHalves, _mm512_srli_epi32(ac, 8), bd, kSelect);
+    const __mmask64 eighth = _mm512_movepi8_mask(low), ninth = _mm512_test_epi8_mask(high, high);
+    const auto among256 = [&](int part) __attribute__((always_inline)) {
+      return _mm512_mask_blend_epi8(eighth, _mm512_permutex2var_epi8(table_[part], low, table_[part + 1]),
+                                    _mm512_permutex2var_epi8(table_[part + 2], low, table_[part + 3]));
+    };
+    const __m512i alphas = _mm512_mask_blend_epi8(ninth, among256(0), among256(4));
+    sums = (SixteenInts)_mm512_dpbusd_epi32((__m512i)sums, alphas, _mm512_set1_epi8(1));
+  }
+
+ private:
+  __m512i table_[8];
+};
+
+// A window of 128 neighbouring alphas for four columns of sixteen rows: one permutation.
+class AlphaWindow {
+ public:
+  using Bytes = Vec<std::uint8_t, 64>;  // for every four rows those of the first column, of the second and so on
+  using Mask = __mmask64;               // of such bytes
+  static constexpr std::int32_t kEntries = 128;
+
+  ORVANDEL_INLINE void Place(const std::uint8_t* alphas, std::int32_t first) {
+    low_ = _mm512_loadu_si512(alphas + first);
+    high_ = _mm512_loadu_si512(alphas + first + 64);
+    first_ = _mm512_set1_epi16(static_cast<std::int16_t>(first));
+  }
+  // The alphas at `index`, one column a vector, where `counted`; else 0.
+  ORVANDEL_INLINE Bytes Alphas(const SixteenInts (&index)[4], Mask counted) const {
+    const auto pair = [&](int i) __attribute__((always_inline)) {
+      return _mm512_sub_epi16(_mm512_packs_epi32((__m512i)index[i], (__m512i)index[i + 1]), first_);
+    };
+    const __m512i entries = _mm512_packus_epi16(pair(0), pair(2));
+    return (Bytes)_mm512_maskz_permutex2var_epi8(counted, low_, entries, high_);
+  }
+  // 1 in the bytes of a mask.
+  static Bytes Ones(Mask mask) { return (Bytes)_mm512_maskz_set1_epi8(mask, 1); }
+  // All columns of the rows in a mask.
+  static Mask AllOf(const SixteenInts& rows) { return _mm512_movepi8_mask(InBytes((__m512i)rows)); }
+  // Column from + k of each row when first <= from + k < end.
+  ORVANDEL_INLINE static Mask Within(const SixteenInts& first, const SixteenInts& end, std::int32_t from) {
+    const __m512i columns = _mm512_broadcast_i32x4(_mm_setr_epi32(0, 0x01010101, 0x02020202, 0x03030303));
+    const __m512i origin = _mm512_set1_epi32(from);
+    const __m512i begins = InBytes(_mm512_sub_epi32((__m512i)first, origin));
+    const __m512i ends = InBytes(_mm512_sub_epi32((__m512i)end, origin));
+    return _mm512_mask_cmpgt_epi8_mask(_mm512_cmple_epi8_mask(begins, columns), ends, columns);
+  }
+
+ private:
+  // Each number as the four bytes for its row, cut off at the range of a byte.
+  ORVANDEL_INLINE static __m512i InBytes(const __m512i& numbers) {
+    const __m512i halves = _mm512_packs_epi32(numbers, numbers);
+    return _mm512_packs_epi16(halves, halves);
+  }
+
+  __m512i low_, high_;
+  __m512i first_;  // its first entry
+};
+
+}  // namespace orvandel::fast::ORVANDEL_KERNELS
