@@ -11,7 +11,7 @@
 
 namespace orvandel::cli {
 
-// Everything that the arguments can say; the command that was named tells which part counts.
+// All that the arguments can set; the command that was named decides which part is used.
 struct Requests {
   RenderRequest render;
   ParamsRequest params;
@@ -31,7 +31,7 @@ struct Requests {
 // `requests` must outlive the parsing.
 void AddCommands(CLI::App& app, Requests& requests);
 
-// What words stand for, once the arguments have been parsed.
+// Turns words into values, once the arguments have been parsed.
 void ResolveWords(Requests& requests);
 
 CommandHelp TreeOf(const CLI::App& app);

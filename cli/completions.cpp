@@ -9,7 +9,7 @@
 namespace orvandel::cli {
 namespace {
 
-// Values that a shell completes with what is there when it is asked.
+// Values that the shell completes with existing files.
 bool IsFile(const OptionHelp& option) {
   return option.value == "FILE" || option.value == "SCENE" || option.value == "NAME";
 }
@@ -76,7 +76,7 @@ std::string Bash(const CommandHelp& program) {
 
 // --- zsh
 
-// Colons and brackets end a part of what _arguments is told of an option.
+// Colons and brackets separate the parts of an option specification for _arguments.
 std::string ZshText(const std::string& text) {
   std::string escaped;
   for (const char c : text) {

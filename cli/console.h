@@ -24,7 +24,8 @@ void Print(fmt::format_string<Values...> format, Values&&... values) {
   WriteOutput(fmt::format(format, std::forward<Values>(values)...));
 }
 
-// To standard error, at once. Text that cannot be written is dropped: a message that nobody hears is no reason to fail.
+// To standard error, at once. Text that cannot be written is dropped: a message that cannot be shown is no reason to
+// fail.
 void Tell(std::string_view text) noexcept;
 
 }  // namespace orvandel::cli

@@ -14,7 +14,7 @@ std::vector<std::int32_t> ParseFrameList(std::string_view text, std::int32_t fra
 
 std::vector<std::int32_t> AllFrames(std::int32_t frameCount);
 
-// Each frame once, where it stands first.
+// Each frame once, at its first position.
 std::vector<std::int32_t> WithoutRepeats(const std::vector<std::int32_t>& frames);
 
 }  // namespace orvandel::cli

@@ -12,7 +12,8 @@ namespace {
 
 using stage::InputError;
 
-constexpr int kMostDigits = 9;  // frames are 32-bit; wider names serve nobody and a typo would make absurd ones
+constexpr int kMostDigits =
+    9;  // frames are 32-bit; wider numbers are never needed, and a typo could ask for absurd ones
 
 struct Place {
   std::size_t begin = std::string::npos, size = 0;

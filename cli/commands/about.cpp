@@ -1,4 +1,4 @@
-// `orvandel about`: who the effect says it is.
+// `orvandel about`: how the effect identifies itself.
 #include <fmt/format.h>
 
 #include "cli/commands/commands.h"

@@ -1,5 +1,5 @@
-// `orvandel check`: everything that a scene's reader refuses, all at once; and what is allowed but costs dear or may
-// harm those who watch.
+// `orvandel check`: every mistake that the scene's reader refuses, all at once; and what is allowed but expensive or
+// harmful to viewers.
 #include <fmt/format.h>
 
 #include <algorithm>

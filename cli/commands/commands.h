@@ -14,7 +14,7 @@
 
 namespace orvandel::cli {
 
-// What every command that reads a scene may be told.
+// The options of every command that reads a scene.
 struct SceneRequest {
   std::filesystem::path module;  // empty: the one beside the program
   std::filesystem::path file;    // empty where a command can do without

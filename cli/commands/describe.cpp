@@ -1,5 +1,5 @@
-// `orvandel describe`: one frame in words and numbers. The waves are those that the effect reports; what is said of the
-// picture comes from the picture.
+// `orvandel describe`: one frame in words and numbers. The waves are those that the effect reports; facts about the
+// picture are measured in it.
 #include <fmt/format.h>
 
 #include <algorithm>

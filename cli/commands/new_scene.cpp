@@ -22,7 +22,7 @@ namespace {
 constexpr std::string_view kStarter =
     R"json(// A scene for Orvandel: everything that its pictures depend on. Comments are allowed.
 //
-//   orvandel check SCENE               tells all mistakes
+//   orvandel check SCENE               reports all mistakes
 //   orvandel sheet SCENE -o sheet.png  shows it at a glance
 //   orvandel render SCENE -o film.mov  makes a film with alpha
 //   orvandel params                    lists every parameter with its range and default
@@ -63,7 +63,7 @@ bool LeadsOut(const std::filesystem::path& name) {
   return name.is_absolute() || name.lexically_normal().string().starts_with("..");
 }
 
-// Every text in the file that names a plain file in its folder or below: the media, whichever key they stand under.
+// Every text in the file that names a plain file in its folder or below: the media, whatever their keys.
 void CollectFiles(const stage::JsonNode& node, const std::filesystem::path& folder,
                   std::set<std::filesystem::path>& files) {
   if (node.kind == stage::JsonNode::Kind::kString) {
@@ -89,7 +89,7 @@ void WriteWhole(const std::filesystem::path& file, std::string_view bytes) {
   partial.Keep();
 }
 
-// A file that is there already with the same bytes is left as it is.
+// An existing file with the same content is left as it is.
 void CopyMedium(const std::filesystem::path& from, const std::filesystem::path& to) {
   const std::string bytes = stage::ReadWholeFile(from, kLargestMedium);
   std::error_code ignored;

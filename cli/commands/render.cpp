@@ -113,7 +113,7 @@ Plan MakePlan(const RenderRequest& request) {
   return plan;
 }
 
-// A resumed render replaces what stands under a picture's name and is no whole picture.
+// A resumed render replaces files that have a picture's name but are no complete pictures.
 stage::IfTaken IfTakenOf(Existing existing) {
   return existing == Existing::kRefuse ? stage::IfTaken::kFail : stage::IfTaken::kReplace;
 }

@@ -16,12 +16,12 @@ namespace {
 
 using nlohmann::ordered_json;
 
-// FNV-1a, twice 64 bits: it tells scenes apart, it does not protect from anybody.
+// FNV-1a, twice 64 bits: enough to distinguish scenes, no protection against forgery.
 class Hash {
  public:
   void Add(std::string_view bytes) {
     for (const char c : bytes) AddByte(static_cast<unsigned char>(c));
-    AddByte(bytes.size() & 0xFFu);  // so that neighbours cannot lend each other letters
+    AddByte(bytes.size() & 0xFFu);  // so that moving a letter to the neighbour changes the hash
   }
   std::string Text() const { return fmt::format("{:016x}{:016x}", first_, second_); }
 

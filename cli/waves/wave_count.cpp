@@ -81,7 +81,7 @@ WaveCount CountWaves(const stage::Scene& scene, const stage::ParamCatalog& catal
   for (const stage::Emitter& emitter : scene.emitters) {
     const EmitterValues values(scene, emitter, catalog);
     const Census census(values, lastTick);
-    // Whether a source moves is known only to those who open it: taken for granted here.
+    // Whether a source moves is known only once it is opened; assumed here.
     const bool fresh = stage::NeedsFreshSequences(scene, emitter, catalog, [](std::int32_t) { return true; });
     std::int64_t before = -1;  // of the frame drawn before
     for (std::size_t i = 0; i < frames.size(); ++i) {

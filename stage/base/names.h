@@ -14,7 +14,7 @@ std::string NearestOf(std::string_view text, const std::vector<std::string>& can
 // "; did you mean "Frequency"?", or nothing when there are no candidates.
 std::string DidYouMean(std::string_view text, const std::vector<std::string>& candidates);
 
-// Control characters escaped, cut to a readable length: what may stand in a one-line message.
+// Control characters escaped, cut to a readable length: fit for a one-line message.
 std::string Printable(std::string_view text);
 // The same between double quotes.
 std::string Quoted(std::string_view text);

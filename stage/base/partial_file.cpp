@@ -92,7 +92,7 @@ void RemoveIfAbandoned(const std::filesystem::path& file, const WorkName& work) 
   const bool locksWork = locked || errno == EWOULDBLOCK;
   const bool isHere = work.machine == MachineName();
   bool abandoned = locked;
-  // Not every network file system tells one machine of the other's locks.
+  // Not every network file system shares locks between machines.
   if (!isHere) abandoned = locked && IsOlderThanADay(file);
   if (isHere && !locksWork) abandoned = kill(work.process, 0) < 0 && errno == ESRCH;
   std::error_code ignored;
@@ -111,7 +111,7 @@ int WriteAll(int descriptor, std::span<const std::uint8_t> bytes) {
   return 0;
 }
 
-// Whether the name still stands for the open file: another process may have taken it for an abandoned one between its
+// Whether the name still refers to the open file: another process may have taken it for an abandoned one between its
 // creation and its lock.
 bool IsNamed(int descriptor, const std::filesystem::path& name) {
   struct stat open {

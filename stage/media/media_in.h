@@ -1,4 +1,4 @@
-// The scene's media: stills, numbered sequences and films, as the picture that stands at a host time.
+// The scene's media: stills, numbered sequences and films, as the picture shown at a host time.
 #pragma once
 
 #include <cstdint>
@@ -17,15 +17,15 @@ class MediaSource {
 
   // Whether different times may show different pictures.
   virtual bool Moves() const = 0;
-  // Which picture stands at `hostTime`: equal keys, equal pictures. The look-up is one host unit later, because the
+  // Which picture is shown at `hostTime`: equal keys, equal pictures. The look-up is one host unit later, because the
   // effect may ask one unit early.
   virtual std::int64_t KeyAt(std::int32_t hostTime) = 0;
   // The picture of a key, at its own size.
   virtual Picture Decode(std::int64_t key) = 0;
 };
 
-// A still stands for all time. A numbered sequence plays at the scene's frame rate from the first number there is; its
-// `media.start` counts pictures: a whole number, the scene's frame at which it begins. A film goes by its own time
+// A still is shown at all times. A numbered sequence plays at the scene's frame rate from the first number there is;
+// its `media.start` counts pictures: a whole number, the scene's frame at which it begins. A film goes by its own time
 // stamps; its `media.start` is the scene time in seconds at which it begins. Before the start and after the end the
 // first and the last picture stand.
 std::unique_ptr<MediaSource> OpenMedia(const Media& media, const Timebase& time);

@@ -12,7 +12,7 @@
 
 namespace orvandel::stage {
 
-// `sourceMoves` tells of a layer's place (0: the input) whether its picture changes over time.
+// `sourceMoves` says whether the picture of the layer at a place (0: the input) changes over time.
 bool NeedsFreshSequences(const Scene& scene, const Emitter& emitter, const ParamCatalog& catalog,
                          const std::function<bool(std::int32_t)>& sourceMoves);
 

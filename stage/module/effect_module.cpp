@@ -13,7 +13,7 @@
 namespace orvandel::stage {
 namespace {
 
-// What the registration entry says, before anything is made of it.
+// What the registration entry reports, before it is checked.
 struct Registered {
   Identity identity;
   int calls = 0;
@@ -46,7 +46,7 @@ EffectModule::Impl::Impl(std::unique_ptr<EffectLibrary> library) : name(library-
   } catch (...) {
     try {
       SetDown();
-    } catch (const std::exception&) {  // the first failure is the one to tell
+    } catch (const std::exception&) {  // the first failure is the one to report
     }
     throw;
   }

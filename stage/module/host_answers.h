@@ -53,7 +53,7 @@ class HostAnswers {
   virtual void PointAtLength(OrvLengthQuery query, double distance, double& x, double& y);
   virtual void MaskLoanReturned() {}  // a path or a query, which was lent
 
-  // After every command: lets go of what was lent and says what is wrong with it, "" when nothing is.
+  // After every command: releases what was lent and reports what is wrong with it, "" when nothing is.
   virtual std::string EndCommand() { return {}; }
 
   Ledger& ledger;

@@ -1,4 +1,4 @@
-// The books of what the host has lent: memory handles, check-outs, paths, length queries, services, string tables.
+// An account of what the host has lent: memory handles, check-outs, paths, length queries, services, string tables.
 //
 // Every loan is entered when the effect receives it and struck out when it comes back. After every command nothing may
 // be out but memory handles and the string table; after a sequence ends none of its handles; after the module's
@@ -28,7 +28,7 @@ class Ledger {
   Ledger(const Ledger&) = delete;
   Ledger& operator=(const Ledger&) = delete;
 
-  // --- Loans within one command: `what` tells equal kinds apart (host index, path, query, service).
+  // --- Loans within one command: `what` identifies the loan within its kind (host index, path, query, service).
   void Lend(Loan kind, std::uint64_t what) noexcept;
   // False, and a fault, when it was not lent.
   bool TakeBack(Loan kind, std::uint64_t what) noexcept;
@@ -47,7 +47,7 @@ class Ledger {
 
   void Fault(const char* what) noexcept;
 
-  // Closes the books of a command: what is wrong with them, "" when nothing is. Outstanding loans are written off.
+  // Closes the account of a command: what is wrong with it, "" when nothing is. Outstanding loans are written off.
   std::string EndCommand();
   // What still is out once `owner` has ended; "" when nothing is.
   std::string EndOwner(const void* owner) const;

@@ -37,7 +37,7 @@ struct EffectModule::Impl {
   // stopped because it was asked to; EffectError for any other code.
   OrvOutRecord Send(const Command& command, HostAnswers& answers, const CommandTime& when, OrvHandle& sequenceData);
 
-  // Forgets what the effect said of its parameters' appearance.
+  // Discards what the effect reported of its parameters' appearance.
   void ShowAsRegistered();
 
   // Global set-down, then nothing may be lent any more: WorkError. Afterwards no command may be sent.

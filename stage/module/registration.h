@@ -1,4 +1,4 @@
-// The registration resource: who the effect is, told without running it.
+// The registration resource: identifies the effect without running it.
 //
 //   offset  width  meaning
 //   0       1      0: the property list starts at 8; anything else: at 10

@@ -1,4 +1,4 @@
-// One frame end to end: hands the effect its records, answers its callbacks, gives back the picture.
+// One frame from start to finish: passes the effect its records, answers its callbacks, returns the picture.
 #pragma once
 
 #include <cstdint>

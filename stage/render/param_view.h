@@ -19,7 +19,8 @@ struct ParamRow {
 };
 
 // Every parameter that bears a value, in the effect's order. The effect itself says what is active and which groups are
-// open: it is told of a change of every parameter it asked to hear of that the scene sets. Throws as commands do.
+// open: it is notified of every parameter that the scene sets and whose changes it asked to hear of. Throws as commands
+// do.
 std::vector<ParamRow> ParamsAsShown(EffectModule& module, const Scene& scene, double seconds, std::size_t emitter = 0);
 
 }  // namespace orvandel::stage

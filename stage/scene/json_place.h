@@ -1,4 +1,4 @@
-// One value of a JSON file together with where it stands, so that every complaint names file and place.
+// One value of a JSON file together with its place, so that every error names the file and the place.
 //
 // A place points to its parent place and to the tree: both must outlive it. Members of a temporary are refused by the
 // compiler for that reason. The pointer text is built only when a complaint needs it.

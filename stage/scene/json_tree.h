@@ -27,7 +27,7 @@ struct JsonNode {
 };
 
 // Throws InputError: "scene.json:3:14: ..." for the grammar, "scene.json: /layers: ..." for what the grammar allows and
-// this does not. `fileName` stands in front of messages.
+// this does not. Messages begin with `fileName`.
 JsonNode ParseJson(std::string_view text, const std::string& fileName);
 
 // "/a/0/b": one step down a JSON pointer, with its escapes.

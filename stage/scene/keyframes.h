@@ -1,4 +1,4 @@
-// Values over time: which keys a time lies between, how far, and what stands there.
+// Values over time: which keys a time lies between, how far along, and the value at that time.
 #pragma once
 
 #include <cstddef>

@@ -16,7 +16,7 @@ struct ParamInfo {
   OrvParamDef definition{};          // as registered; its text pointers are not to be used
   std::string name;                  // blanks trimmed; a checkbox's label
   std::vector<std::string> choices;  // of a popup
-  std::string group;                 // the group it stands in, "" for none
+  std::string group;                 // the group that contains it, "" for none
 
   OrvParamType Type() const { return static_cast<OrvParamType>(definition.type); }
   bool BearsValue() const { return definition.type < ORV_PARAM_GROUP_START; }

@@ -163,7 +163,7 @@ class SceneReader {
     scene_.pixelAspect = aspect;
   }
 
-  // A name stands for its thing also where the thing is refused, so that nobody complains of the name as well.
+  // A name is known even where its value is refused, so that uses of the name are not reported as well.
   void ReadNamed(std::string_view key, PlaceByName& names,
                  const std::function<void(const JsonPlace&, const std::string&)>& read) {
     const auto list = root_.Find(key);
@@ -182,7 +182,7 @@ class SceneReader {
       return;
     }
     Try([&] {
-      if (parameters) root_.FailAt("effects", "stands beside \"parameters\": a scene has one of the two");
+      if (parameters) root_.FailAt("effects", "is given together with \"parameters\": a scene has one of the two");
       const std::size_t count = effects->MustBeArray("an array of effects").Size();
       if (count == 0) effects->Fail("is empty: at least one effect is required");
       if (count > kMaxEmitters) effects->Fail(fmt::format("{} effects, {} are allowed", count, kMaxEmitters));

@@ -69,7 +69,7 @@ Json EasingForm() {
           {"anyOf", Json::array({Json{{"enum", names}}, curve})}};
 }
 
-// What every parameter's keyframes and sources have in common stands once among the definitions; where they are used,
+// What all parameters' keyframes and sources have in common is defined once, among the definitions; where it is used,
 // the value's own form is laid over it.
 Json Overlaid(std::string_view definition, Json properties) {
   return {{"allOf", Json::array({Ref(definition), Json{{"properties", std::move(properties)}}})}};
@@ -216,7 +216,7 @@ std::string DescriptionOf(const ParamInfo& info) {
   }
 }
 
-// Points have theirs per cent of the layer, layers and masks theirs by place: those are told in words.
+// Defaults of points are in per cent of the layer, those of layers and masks are indices: described in words.
 Json DefaultOf(const ParamInfo& info) {
   const OrvParamValue& value = info.definition.value;
   switch (info.Type()) {

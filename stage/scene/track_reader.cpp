@@ -100,7 +100,7 @@ std::string_view FormOf(const JsonPlace& place, const ParamInfo& info) {
     if (info.Type() == ORV_PARAM_POINT) {
       place.FailAt(key, "gives one number; a point takes two: [{\"" + std::string(key) + "\": ...}, y]");
     }
-    if (place.Size() > 1) place.FailAt(key, "stands beside another source: a parameter has one");
+    if (place.Size() > 1) place.FailAt(key, "is given together with another source: a parameter has one");
     form = key;
   }
   return form;
