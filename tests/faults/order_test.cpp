@@ -6,8 +6,8 @@
 #include <gtest/gtest.h>
 
 #include "tests/faults/heap_faults.h"
-#include "tests/faults/seeds.h"
 #include "tests/faults/walk.h"
+#include "tests/support/seeds.h"
 
 namespace orvandel::test {
 namespace {
@@ -15,7 +15,7 @@ namespace {
 TEST(Orders, RandomStringsOfCommands) {
   std::int64_t frames = 0;
   const std::int64_t strings = ForEachSeed(10000, [&frames](std::uint32_t seed) {
-    Walk walk(Choices(seed), &FilterMain, nullptr);
+    Walk walk(Dice(seed), &FilterMain, nullptr);
     walk.Run();
     frames += walk.Frames();
     EXPECT_EQ(heap_faults::LiveBlocks(), 0);
@@ -70,7 +70,7 @@ TEST(Orders, RandomStringsAcrossReloadsOfTheModule) {
   std::int64_t frames = 0;
   ForEachSeed(1500, [&frames](std::uint32_t seed) {
     Module module;
-    Walk walk(Choices(seed), module.Entry(), [&module] { return module.Reload(); });
+    Walk walk(Dice(seed), module.Entry(), [&module] { return module.Reload(); });
     walk.Run();
     frames += walk.Frames();
   });

@@ -5,8 +5,8 @@
 // A failure names its seed; seeds.h says how to replay it.
 #include <gtest/gtest.h>
 
-#include "tests/faults/seeds.h"
 #include "tests/faults/wild.h"
+#include "tests/support/seeds.h"
 
 namespace orvandel::test {
 namespace {
@@ -22,18 +22,18 @@ void ExpectRepeatable(ValueHost& host, std::int32_t before, std::int32_t time) {
 TEST(Values, RandomInRange) {
   ValueHost host;
   const std::int64_t renders = ForEachSeed(5000, [&](std::uint32_t seed) {
-    Choices choices(seed);
+    Dice dice(seed);
     host.TameAll();
     for (const Range& range : host.Ranges()) {
-      if (choices(3) == 0) host.SetWords(range, WordInRange(choices, range), WordInRange(choices, range));
+      if (dice(3) == 0) host.SetWords(range, WordInRange(dice, range), WordInRange(dice, range));
     }
-    host.sourceLayer = static_cast<std::int32_t>(choices(3));
-    host.in.quality = static_cast<std::int32_t>(choices(2));
-    host.in.downsampleX = host.in.downsampleY = {1, 1 + choices(3)};
-    host.in.pixelAspect = {1 + static_cast<std::int32_t>(choices(3)), 1 + choices(3)};
-    host.passParamsToRender = choices(2) == 0;
+    host.sourceLayer = static_cast<std::int32_t>(dice(3));
+    host.in.quality = static_cast<std::int32_t>(dice(2));
+    host.in.downsampleX = host.in.downsampleY = {1, 1 + dice(3)};
+    host.in.pixelAspect = {1 + static_cast<std::int32_t>(dice(3)), 1 + dice(3)};
+    host.passParamsToRender = dice(2) == 0;
     // Each Frame and a life that ends between the two frames depend on what was drawn: the later frame goes alone.
-    const auto time = static_cast<std::int32_t>(choices(12) * 1000 + choices(3) * 250);
+    const auto time = static_cast<std::int32_t>(dice(12) * 1000 + dice(3) * 250);
     ExpectRepeatable(host, time, time);
   });
   EXPECT_TRUE(renders < 100 || host.Pictures() > renders / 2) << host.Pictures();
@@ -59,11 +59,11 @@ TEST(Values, EndsOfRangesAndTheirPairs) {
 TEST(Values, FarOutside) {
   ValueHost host;
   ForEachSeed(5000, [&](std::uint32_t seed) {
-    Choices choices(seed);
+    Dice dice(seed);
     host.TameAll();
-    host.GoWild(choices);
-    host.RenderAnew(host.WildTime(choices));
-    host.RenderOn(static_cast<std::int32_t>(choices(9000)));
+    host.GoWild(dice);
+    host.RenderAnew(host.WildTime(dice));
+    host.RenderOn(static_cast<std::int32_t>(dice(9000)));
     host.TameAll();
   });
   RecordProperty("pictures", host.Pictures());

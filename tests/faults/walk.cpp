@@ -56,8 +56,8 @@ OrvImage WithoutPixels(std::size_t kind, FencedImage& output) {
 
 }  // namespace
 
-Walk::Walk(Choices choices, OrvFilterMain entry, Reload reload)
-    : host_(kSweepWidth, kSweepHeight, entry), reload_(std::move(reload)), choices_(choices) {
+Walk::Walk(Dice dice, OrvFilterMain entry, Reload reload)
+    : host_(kSweepWidth, kSweepHeight, entry), reload_(std::move(reload)), dice_(dice) {
   Furnish(host_);
   sequences_[1].variant = Pick(Variants().size());
 }

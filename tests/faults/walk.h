@@ -1,4 +1,4 @@
-// A string of commands on two sequences and two instances, as choices decide: set-ups and set-downs in any order and
+// A string of commands on two sequences and two instances, as dice decide: set-ups and set-downs in any order and
 // number, unknown selectors, edits, renders at any time, at other qualities and sizes or without pixels, an
 // instance ended, the module loaded anew. Callbacks fail, throw or stop the work now and then, and memory runs out;
 // every other frame must equal the same frame of a fresh sequence, and nothing may stay lent.
@@ -8,8 +8,8 @@
 #include <functional>
 #include <string>
 
-#include "tests/faults/choices.h"
 #include "tests/faults/variant.h"
+#include "tests/support/dice.h"
 
 namespace orvandel::test {
 
@@ -17,7 +17,7 @@ class Walk {
  public:
   using Reload = std::function<OrvFilterMain()>;  // empty: the module stays
 
-  Walk(Choices choices, OrvFilterMain entry, Reload reload);
+  Walk(Dice dice, OrvFilterMain entry, Reload reload);
 
   // To the global set-down, with expectations on the way.
   void Run();
@@ -29,7 +29,7 @@ class Walk {
     std::size_t variant = 0;
   };
 
-  std::size_t Pick(std::size_t count) { return choices_(static_cast<std::uint32_t>(count)); }
+  std::size_t Pick(std::size_t count) { return dice_(static_cast<std::uint32_t>(count)); }
   std::string Log() const { return "; commands:" + log_; }
   bool ParamsKnown() const { return !host_.definitions.empty(); }
   void Next();
@@ -46,7 +46,7 @@ class Walk {
 
   FakeHost host_;
   Reload reload_;
-  Choices choices_;
+  Dice dice_;
   std::array<Sequence, 2> sequences_;
   Sequence* current_ = sequences_.data();
   std::size_t terms_ = 0;

@@ -24,22 +24,22 @@ constexpr std::int64_t kPatience = 1000;  // questions a render
 constexpr std::array<std::int32_t, 14> kWildWords = {INT32_MIN, INT32_MIN + 1, INT32_MAX, -1,     0,       1,      2, 3,
                                                      65536,     -65536,        0x7FFF,    100000, 1 << 24, 1 << 30};
 
-std::int32_t WildWord(Choices& source) {
-  return source(4) == 0 ? source.Between(INT32_MIN, INT32_MAX)
+std::int32_t WildWord(Dice& source) {
+  return source(4) == 0 ? source.Whole(INT32_MIN, INT32_MAX)
                         : kWildWords[source(static_cast<std::uint32_t>(kWildWords.size()))];
 }
 
-OrvRatio WildRatio(Choices& source) {
+OrvRatio WildRatio(Dice& source) {
   return {source(2) == 0 ? 1 : WildWord(source), source(3) == 0 ? 0 : source(2) == 0 ? 1 : source(UINT32_MAX)};
 }
 
-FencedImage OutputOf(Choices& source) {
+FencedImage OutputOf(Dice& source) {
   constexpr std::pair<std::int32_t, std::int32_t> kSizes[] = {{1, 1}, {1, 32768}, {32768, 1}, {3, 2}, {24, 16}};
   const auto [width, height] = kSizes[source(8) == 0 ? source(4) : 4];
   return FencedImage(width, height, 0x5A, 12, source(2) == 0);
 }
 
-double WildNumber(Choices& source, double usual) {
+double WildNumber(Dice& source, double usual) {
   constexpr double kInfinity = std::numeric_limits<double>::infinity();
   constexpr double kNumbers[] = {
       std::numeric_limits<double>::quiet_NaN(), kInfinity, -kInfinity, 1e300, -1e300, 1e7, -5, 0, 3e9, 1e38, 5e-324};
@@ -47,7 +47,7 @@ double WildNumber(Choices& source, double usual) {
 }
 
 // In range, or one step outside: popup 0 and n + 1.
-std::int32_t WordNearRange(Choices& source, const Range& range) {
+std::int32_t WordNearRange(Dice& source, const Range& range) {
   const std::uint32_t kind = source(8);
   if (kind == 0 && range.low > INT32_MIN) return range.low - 1;
   if (kind == 1 && range.high < INT32_MAX) return range.high + 1;
@@ -55,7 +55,7 @@ std::int32_t WordNearRange(Choices& source, const Range& range) {
 }
 
 // A picture that no host means: no pixels, rows upside down, a size that its pixels do not have.
-OrvImage WildImage(Choices& source, FencedImage& real) {
+OrvImage WildImage(Dice& source, FencedImage& real) {
   OrvImage image = real.View();
   switch (source(4)) {
     case 0:
@@ -77,10 +77,10 @@ OrvImage WildImage(Choices& source, FencedImage& real) {
 
 }  // namespace
 
-std::int32_t WordInRange(Choices& source, const Range& range) {
+std::int32_t WordInRange(Dice& source, const Range& range) {
   const std::uint32_t kind = source(8);
   if (kind == 0) return source(2) == 0 ? range.low : range.high;
-  if (kind == 1) return source.Between(range.low, range.high);
+  if (kind == 1) return source.Whole(range.low, range.high);
   const double spread = 1 + std::abs(static_cast<double>(range.usual)) * 2;
   const double word = range.usual + spread * (2 * source.Fraction() - 1);
   return static_cast<std::int32_t>(std::clamp(word, static_cast<double>(range.low), static_cast<double>(range.high)));
@@ -168,7 +168,7 @@ void ValueHost::CountWork() {
   workDone_ = Work();
 }
 
-void ValueHost::WildParams(Choices& source) {
+void ValueHost::WildParams(Dice& source) {
   const std::uint32_t wildness = 1 + source(8);  // of 32
   for (const Range& range : ranges_) {
     if (range.type == ORV_PARAM_LAYER || source(32) >= 2 * wildness) continue;
@@ -183,7 +183,7 @@ void ValueHost::WildParams(Choices& source) {
   }
 }
 
-void ValueHost::WildRecord(Choices& source) {
+void ValueHost::WildRecord(Dice& source) {
   const auto sometimes = [&](std::int32_t usual) { return source(12) == 0 ? WildWord(source) : usual; };
   timeScale = source(12) == 0 ? WildWord(source) : 30000;
   duration = sometimes(20000);
@@ -196,7 +196,7 @@ void ValueHost::WildRecord(Choices& source) {
   }
 }
 
-void ValueHost::GoWild(Choices& source) {
+void ValueHost::GoWild(Dice& source) {
   WildParams(source);
   WildRecord(source);
   output = OutputOf(source);
@@ -218,7 +218,7 @@ void ValueHost::TameAll() {
 }
 
 // Frames that lie far behind the start take seconds and are all alike: few of them.
-std::int32_t ValueHost::WildTime(Choices& source) const {
+std::int32_t ValueHost::WildTime(Dice& source) const {
   const auto usual = static_cast<std::int32_t>(source(9000));
   const std::int32_t wild = source(6) == 0 ? WildWord(source) : usual;
   const double ticks = TicksOf(wild, timeScale);

@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "tests/faults/choices.h"
 #include "tests/faults/variant.h"
+#include "tests/support/dice.h"
 
 namespace orvandel::test {
 
@@ -30,8 +30,8 @@ class ValueHost : public FakeHost {
   void SetWords(const Range& range, std::int32_t word, std::int32_t second);
   // Words that no slider gives, definitions of another type, records that no host fills so, images of odd sizes, path
   // services that answer nonsense. `source` must live until TameAll.
-  void GoWild(Choices& source);
-  std::int32_t WildTime(Choices& source) const;
+  void GoWild(Dice& source);
+  std::int32_t WildTime(Dice& source) const;
   void TameAll();
 
   const std::vector<Range>& Ranges() const { return ranges_; }
@@ -41,8 +41,8 @@ class ValueHost : public FakeHost {
   Range RangeOf(std::int32_t id) const;
   std::int64_t Work() const;
   void CountWork();
-  void WildParams(Choices& source);
-  void WildRecord(Choices& source);
+  void WildParams(Dice& source);
+  void WildRecord(Dice& source);
 
   std::vector<Range> ranges_;
   int pictures_ = 0;
@@ -50,6 +50,6 @@ class ValueHost : public FakeHost {
 };
 
 // Mostly not far from the usual value, where pictures are; sometimes anywhere, sometimes an end.
-std::int32_t WordInRange(Choices& source, const Range& range);
+std::int32_t WordInRange(Dice& source, const Range& range);
 
 }  // namespace orvandel::test

@@ -7,18 +7,18 @@
 namespace orvandel::fuzz {
 
 void RunCommandsFrom(Bytes bytes) {
-  test::Walk walk(test::Choices(bytes), &FilterMain, nullptr);
+  test::Walk walk(test::Dice(bytes), &FilterMain, nullptr);
   walk.Run();
 }
 
 // Two renders, of which the second finds what the first has left behind.
 void RenderWordsFrom(Bytes bytes) {
   static test::ValueHost host;
-  test::Choices choices(bytes);
+  test::Dice dice(bytes);
   host.TameAll();
-  host.GoWild(choices);
-  host.RenderAnew(host.WildTime(choices));
-  host.RenderOn(static_cast<std::int32_t>(choices(9000)));
+  host.GoWild(dice);
+  host.RenderAnew(host.WildTime(dice));
+  host.RenderOn(static_cast<std::int32_t>(dice(9000)));
   host.TameAll();
 }
 

@@ -2,10 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
-
-#include "checked_heap.h"
-#include "effect/render/stroke/profile_table.h"
 #include "stroke_case.h"
 
 namespace orvandel {
@@ -56,46 +52,6 @@ TEST(StrokeWidth, GoesStraightFromStartToEnd) {
   EXPECT_EQ(StrokeWidth(wave), 10.0F);
 }
 
-TEST(ProfileTable, HasTheKnownValuesAtFullOpacity) {
-  struct Row {
-    std::int32_t profile, entry, expected;
-  };
-  const Row rows[] = {{1, 0, 255}, {1, 500, 255},                                               // Square
-                      {2, 0, 0},   {2, 249, 253}, {2, 250, 255}, {2, 251, 255}, {2, 252, 253},  // Triangle
-                      {2, 499, 2}, {2, 500, 1},                                                 //
-                      {3, 0, 0},   {3, 250, 127}, {3, 500, 254},                                // Sawtooth Out
-                      {4, 0, 255}, {4, 250, 127}, {4, 500, 0},                                  // Sawtooth In
-                      {5, 0, 4},   {5, 125, 93},  {5, 250, 255}, {5, 375, 93},  {5, 500, 4},    // Gaussian
-                      {6, 0, 93},  {6, 125, 198}, {6, 250, 255}, {6, 375, 198}, {6, 500, 93},   // Bell
-                      {7, 0, 0},   {7, 125, 180}, {7, 250, 255}, {7, 375, 180}, {7, 500, 0}};   // Sine
-  for (const Row& row : rows) {
-    ProfileTable table;
-    BuildProfileTable(1.0F, row.profile, table);
-    EXPECT_EQ(table[static_cast<std::size_t>(row.entry)], row.expected) << row.profile << " at " << row.entry;
-  }
-}
-
-TEST(ProfileTable, ScalesWithOpacityAndStaysNearItsCurve) {
-  const auto curve = [](std::int32_t profile, double u) {
-    const double x = 2 * u - 1;
-    const double curves[] = {
-        0, 1, 1 - std::fabs(x), u, 1 - u, std::exp(-4 * x * x), std::exp(-x * x), std::sin(M_PI * u), 0};
-    return curves[profile];
-  };
-  for (std::int32_t profile = 0; profile <= 8; ++profile) {
-    for (float opacity = 0; opacity <= 1; opacity += 0.0625F) {
-      ProfileTable table;
-      table.fill(-7);
-      BuildProfileTable(opacity, profile, table);
-      for (std::size_t k = 0; k < table.size(); ++k) {
-        const double wanted = curve(profile, static_cast<double>(k) / 500.0) * 255.0 * static_cast<double>(opacity);
-        ASSERT_NEAR(table[k], wanted - 0.5, 1.6) << profile << " at " << k << ", opacity " << opacity;
-        ASSERT_GE(table[k], 0);
-      }
-    }
-  }
-}
-
 TEST(DrawWave, RemovesSkipsOrDraws) {
   struct Row {
     const char* name;
@@ -139,36 +95,6 @@ TEST(DrawWave, TakesTheNearestQualityInRange) {
     stroke.quality = taken;
     Draw(stroke, pictures[1]);
     EXPECT_TRUE(pictures[0] == pictures[1]) << asked;
-  }
-}
-
-TEST(DrawWave, KeepsWaveAndMemoryWhenAnyAllocationFails) {
-  for (const std::int32_t quality : {1, 4}) {
-    StrokeCase stroke;
-    stroke.points = Square(20);
-    stroke.quality = quality;
-    WaveList list;
-    list.Append() = WaveOf(stroke);
-    Picture complete(20, 20);
-    DrawFront(list, stroke, complete);
-    const int blocks = checked_heap::BlocksInUse();
-    int failures = 0;
-    for (bool failed = true; failed; ++failures) {
-      Picture picture(20, 20);
-      checked_heap::FailAfter(failures);
-      try {
-        DrawFront(list, stroke, picture);
-        EXPECT_TRUE(picture == complete);
-      } catch (const AllocFailed& failure) {
-        EXPECT_GT(failure.size, 0);
-      }
-      failed = checked_heap::HasFailed();
-      checked_heap::FailAfter(-1);
-      ASSERT_EQ(checked_heap::BlocksInUse(), blocks);
-      ASSERT_EQ(list.waves.size(), 1U);
-      ASSERT_EQ(list.waves.front().placed, stroke.points);
-    }
-    EXPECT_GT(failures, 2);
   }
 }
 

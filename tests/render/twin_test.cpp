@@ -3,12 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
 
-#include "checked_heap.h"
+#include "effect/heap/heap.h"
 #include "effect/render/fast/job/stroke_job.h"
 #include "effect/render/stroke_code.h"
 #include "random_stroke.h"
+#include "tests/support/seeds.h"
 
 namespace orvandel {
 namespace {
@@ -130,17 +130,11 @@ void CompareTwins(std::uint32_t seed, const std::vector<StrokeCode>& codes) {
   }
 }
 
-// ORVANDEL_SEED=n compares that stroke alone, ORVANDEL_STROKES=n the first n.
 TEST(Twins, DrawTheSameBytes) {
   const std::vector<StrokeCode> codes = CodesAtHand();
   ASSERT_FALSE(codes.empty());
-  if (const char* seed = std::getenv("ORVANDEL_SEED")) {
-    return CompareTwins(static_cast<std::uint32_t>(std::strtoul(seed, nullptr, 10)), codes);
-  }
-  const char* wanted = std::getenv("ORVANDEL_STROKES");
-  const auto strokes = static_cast<std::uint32_t>(wanted != nullptr ? std::strtoul(wanted, nullptr, 10) : 2000);
-  for (std::uint32_t seed = 1; seed <= strokes && !HasFailure(); ++seed) CompareTwins(seed, codes);
-  EXPECT_EQ(checked_heap::BlocksInUse(), 0);
+  test::ForEachSeed(2000, [&codes](std::uint32_t seed) { CompareTwins(seed, codes); });
+  EXPECT_EQ(heap::BytesInUse(), 0U);
 }
 
 // Around the width from which on the plain code draws by itself.
@@ -241,7 +235,7 @@ TEST(Twins, DrawTheSameFrames) {
       ASSERT_TRUE(DrawAllWith(code, strokes, ground) == expected) << "seed " << seed << ", " << strokes.size();
     }
   }
-  EXPECT_EQ(checked_heap::BlocksInUse(), 0);
+  EXPECT_EQ(heap::BytesInUse(), 0U);
 }
 
 // Every row that the host can stop at, in one band and in the middle of bands.

@@ -1,20 +1,24 @@
-// Every callback fails at each of its calls, alone and with all later calls of its kind: the command's code is the one
-// that the callback's contract names, everything lent goes back, and once the host answers again the frame is right.
+// Every allocation on the private heap and every callback fails once, alone and with all later ones of its kind, until
+// a whole life of the effect meets no failure: the command's code is the one that the contract names, everything lent
+// goes back, and once memory and host answer again the frame is right.
 //
 // A failure names its schedule: run that test alone with ORVANDEL_FAULT_AT=n.
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
 #include <set>
 
 #include "orvandel/wave_report.h"
+#include "tests/faults/heap_faults.h"
 #include "tests/faults/host_life.h"
-#include "tests/faults/seeds.h"
+#include "tests/support/seeds.h"
 
 namespace orvandel::test {
 namespace {
 
 constexpr std::int32_t kHostCode = 77;
+constexpr Callback kHeap = Callback::kCount;  // no callback: the private heap
 
 // Codes that a command may end with when a callback answers kHostCode (null where it hands back an address).
 std::set<std::int32_t> CodesFor(Callback callback) {
@@ -27,6 +31,7 @@ std::set<std::int32_t> CodesFor(Callback callback) {
     case Callback::kCheckOut:
       return {0, kHostCode, ORV_INVALID_CALLBACK};  // looked at for layers and masks alone
     case Callback::kNewHandle:
+    case kHeap:
       return {ORV_OUT_OF_MEMORY};
     case Callback::kAcquire:
       return {ORV_INVALID_CALLBACK};
@@ -41,23 +46,37 @@ std::string Told(const Fault& fault) {
          std::to_string(static_cast<int>(fault.leaves));
 }
 
-class Callbacks : public testing::TestWithParam<std::tuple<Variant, bool>> {
+void Arm(HostLife& life, const Fault& fault) {
+  heap_faults::Arm(fault.callback == kHeap ? fault.at : -1, fault.persistent);
+  life.host.Arm(fault);
+}
+
+void ExpectMemoryMessage(const HostLife& life) {
+  const std::uint64_t bytes = heap_faults::Struck() ? heap_faults::FirstRefusedBytes() : life.host.FirstRefusedBytes();
+  const std::string wanted = ": Insufficient free memory (unable to allocate " + std::to_string(bytes) + " bytes)";
+  const char* colon = std::strchr(life.host.out.message, ':');
+  EXPECT_STREQ(colon == nullptr ? life.host.out.message : colon, wanted.c_str());
+  EXPECT_EQ(life.host.out.outFlags & ORV_OUT_ERROR_MESSAGE, std::uint32_t{ORV_OUT_ERROR_MESSAGE});
+}
+
+class Faults : public testing::TestWithParam<std::tuple<Variant, bool>> {
  protected:
-  // Returns whether the schedule struck.
+  // Returns whether the schedule struck: when not, the life has fewer calls.
   bool Live(const Fault& fault) {
     const auto& [variant, passParams] = GetParam();
     HostLife life(variant, passParams);
-    life.host.Arm(fault);
+    Arm(life, fault);
     bool struck = false;
     for (const Step& step : WholeLife()) {
       SCOPED_TRACE(testing::Message() << "selector " << step.selector << ", tick " << step.tick);
       std::int32_t code = life.Send(step);
-      if (!struck && life.host.FaultStruck()) {
+      if (!struck && (heap_faults::Struck() || life.host.FaultStruck())) {
         struck = true;
         EXPECT_TRUE(fault.throws ? code == ORV_INVALID_CALLBACK : CodesFor(fault.callback).contains(code)) << code;
         EXPECT_TRUE(!fault.throws || std::string(life.host.out.message).find("Internal Error") != std::string::npos);
+        if (code == ORV_OUT_OF_MEMORY) ExpectMemoryMessage(life);
         EXPECT_EQ(life.Disorder(), "");
-        life.host.Disarm();
+        Arm(life, {});
         if (step.selector != ORV_GLOBAL_SET_DOWN) code = life.Send(step);
       }
       EXPECT_EQ(code, 0);
@@ -65,24 +84,32 @@ class Callbacks : public testing::TestWithParam<std::tuple<Variant, bool>> {
       EXPECT_TRUE(step.selector != ORV_RENDER || life.ShowsFreshPicture(step));
     }
     EXPECT_EQ(life.Remains(), "");
+    Arm(life, {});
     return struck;
   }
 
+  // Thinned sweeps of different variants start at different calls.
   void Sweep(Fault fault) {
     const std::int64_t only = FromEnvironment("ORVANDEL_FAULT_AT", -1);
+    const auto offset = static_cast<std::int64_t>(std::get<0>(GetParam()).Name().size()) % Thinning();
     for (const bool persistent : {false, true}) {
       fault.persistent = persistent;
-      for (fault.at = std::max<std::int64_t>(only, 0);; fault.at += Thinning()) {
+      for (fault.at = std::max(only, offset);; fault.at += Thinning()) {
         SCOPED_TRACE(Told(fault));
         if (!Live(fault) || HasFailure() || fault.at == only) break;
-        ++faults_;
+        ++failures_;
       }
     }
+    EXPECT_TRUE(fault.callback != kHeap || only >= 0 || Thinning() > 1 || failures_ >= 200) << failures_;
   }
-  ~Callbacks() override { RecordProperty("failing_callbacks", std::to_string(faults_)); }
+  ~Faults() override { RecordProperty("failures", std::to_string(failures_)); }
 
-  std::int64_t faults_ = 0;
+  std::int64_t failures_ = 0;
 };
+class Allocations : public Faults {};
+class Callbacks : public Faults {};
+
+TEST_P(Allocations, OnThePrivateHeap) { Sweep({.callback = kHeap}); }
 
 TEST_P(Callbacks, EachFails) {
   for (int callback = 0; callback < static_cast<int>(Callback::kQuestion); ++callback) {
@@ -132,32 +159,6 @@ TEST_P(Callbacks, TheServiceTableIsMissing) {
     EXPECT_TRUE(step.selector != ORV_RENDER || life.ShowsFreshPicture(step));
   }
   EXPECT_EQ(life.Remains(), "");
-}
-
-// Only what needs the service fails, and only while the host lacks it.
-TEST_P(Callbacks, OneServiceIsMissing) {
-  const auto& [variant, passParams] = GetParam();
-  for (const char* name : {ORV_PARAM_UTILS_SERVICE, ORV_PATH_QUERY_SERVICE, ORV_PATH_DATA_SERVICE}) {
-    HostLife life(variant, passParams);
-    const bool ofPaths = std::string(name) != ORV_PARAM_UTILS_SERVICE;
-    int refusals = 0;
-    for (const Step& step : WholeLife()) {
-      SCOPED_TRACE(testing::Message() << name << ", selector " << step.selector << ", tick " << step.tick);
-      const bool needed = ofPaths ? step.selector == ORV_RENDER && variant.shape == Shape::kMask
-                                  : step.selector == ORV_UPDATE_PARAMS_UI;
-      life.host.missingService = name;
-      EXPECT_EQ(life.Send(step), needed ? ORV_INVALID_CALLBACK : 0);
-      EXPECT_EQ(life.Disorder(), "");
-      life.host.missingService.clear();
-      if (needed) {
-        ++refusals;
-        EXPECT_EQ(life.Send(step), 0);
-      }
-      EXPECT_TRUE(step.selector != ORV_RENDER || life.ShowsFreshPicture(step));
-    }
-    EXPECT_EQ(refusals > 0, !ofPaths || variant.shape == Shape::kMask);
-    EXPECT_EQ(life.Remains(), "");
-  }
 }
 
 // A host that hears of waves and at one of them stops the render or throws.
@@ -236,11 +237,14 @@ std::vector<Variant> OneOfEachShape() {
   return variants;
 }
 
+std::string NameOf(const testing::TestParamInfo<std::tuple<Variant, bool>>& instance) {
+  return std::get<0>(instance.param).Name() + (std::get<1>(instance.param) ? "ByParams" : "ByCheckOut");
+}
+
+INSTANTIATE_TEST_SUITE_P(Sweep, Allocations, testing::Combine(testing::ValuesIn(AllVariants()), testing::Bool()),
+                         NameOf);
 INSTANTIATE_TEST_SUITE_P(Sweep, Callbacks, testing::Combine(testing::ValuesIn(OneOfEachShape()), testing::Bool()),
-                         [](const auto& instance) {
-                           return std::get<0>(instance.param).Name() +
-                                  (std::get<1>(instance.param) ? "ByParams" : "ByCheckOut");
-                         });
+                         NameOf);
 
 }  // namespace
 }  // namespace orvandel::test
