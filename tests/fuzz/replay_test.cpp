@@ -1,9 +1,11 @@
-// Every input in the repository's corpora, and damaged copies of it, goes through its target once more.
+// Every input of the corpora, and damaged copies of it, goes through its target once more. A corpus is one archive a
+// target: a tar file without folders, which script/fuzz unpacks and packs.
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <filesystem>
+#include <cstdlib>
 #include <fstream>
+#include <map>
 #include <random>
 #include <string>
 #include <vector>
@@ -15,9 +17,23 @@ namespace {
 
 using Input = std::vector<std::uint8_t>;
 
-Input ReadInput(const std::filesystem::path& file) {
-  std::ifstream in(file, std::ios::binary);
-  return Input(std::istreambuf_iterator<char>(in), {});
+// By name. An archive is a header of 512 bytes for each file, its name first and its size at 124 in octal, and the file
+// in whole blocks of 512; blocks of zeros end it.
+std::map<std::string, Input> ReadArchive(const std::string& file) {
+  constexpr std::size_t kBlock = 512, kSizeAt = 124;
+  std::ifstream stream(file, std::ios::binary);
+  const std::string archive{std::istreambuf_iterator<char>(stream), {}};
+  std::map<std::string, Input> inputs;
+  for (std::size_t at = 0; at + kBlock <= archive.size() && archive[at] != 0;) {
+    const std::size_t size = std::strtoul(&archive[at + kSizeAt], nullptr, 8);
+    const std::string name = &archive[at];
+    at += kBlock;
+    const std::string content = archive.substr(at, size);
+    EXPECT_EQ(content.size(), size) << name << ": the archive ends within it";
+    inputs[name] = Input(content.begin(), content.end());
+    at += (size + kBlock - 1) / kBlock * kBlock;
+  }
+  return inputs;
 }
 
 // A few bytes changed, a stretch removed or doubled.
@@ -44,19 +60,16 @@ Input Damaged(Input input, std::uint32_t seed) {
 class Replay : public testing::TestWithParam<NamedTarget> {};
 
 TEST_P(Replay, Corpus) {
-  int inputs = 0;
-  const auto folder = std::filesystem::path(ORVANDEL_CORPUS_DIR) / GetParam().name;
-  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-    SCOPED_TRACE(entry.path().string());
-    const Input input = ReadInput(entry.path());
+  const auto inputs = ReadArchive(std::string(ORVANDEL_CORPUS_DIR) + "/" + GetParam().name + ".tar");
+  for (const auto& [name, input] : inputs) {
+    SCOPED_TRACE(name);
     GetParam().run(input);
     for (std::uint32_t seed = 1; seed <= 4; ++seed) {
       SCOPED_TRACE(testing::Message() << "damaged with seed " << seed);
       GetParam().run(Damaged(input, seed));
     }
-    ++inputs;
   }
-  EXPECT_GT(inputs, 5);
+  EXPECT_GT(inputs.size(), 5U);
 }
 
 INSTANTIATE_TEST_SUITE_P(Targets, Replay, testing::ValuesIn(kTargets),

@@ -11,7 +11,7 @@ using Bytes = std::span<const std::uint8_t>;
 using Target = void (*)(Bytes);
 
 struct NamedTarget {
-  const char* name;  // also of the folder of its corpus
+  const char* name;  // also of its corpus
   Target run;
 };
 
