@@ -1,7 +1,8 @@
 // Reference frames: the bytes of reference_frames.tsv must come back whatever was rendered before.
 //
-// A frame that differs is written to the build's mismatch folder. With ORVANDEL_NEW_REFERENCE=FILE the fresh renders
-// append their own lines to FILE (script/approve); they are compared all the same.
+// A frame that differs is written to the build's mismatch folder: where the folder pictures has what was expected, as
+// expected, differing pixels and got side by side. With ORVANDEL_NEW_REFERENCE=FILE the fresh renders append their own
+// lines to FILE and renew the pictures there are (script/approve); they are compared all the same.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -23,6 +24,7 @@ namespace orvandel::stage {
 namespace {
 
 const std::filesystem::path kFolder = ORVANDEL_GOLDEN_DIR;
+const std::filesystem::path kPictures = kFolder / "pictures";
 const std::filesystem::path kMismatchFolder = ORVANDEL_MISMATCH_DIR;
 
 const std::vector<Reference>& Table() {
@@ -38,12 +40,39 @@ std::vector<std::string> SceneNames() {
   return names;
 }
 
+// The name of a row's picture, in the reference's folder and in that of mismatches.
+std::string PictureName(const Reference& row) {
+  return std::filesystem::path(row.scene).stem().string() + '.' + row.quality + '.' + std::to_string(row.downsample) +
+         '.' + std::to_string(row.frame) + ".png";
+}
+
+std::uint8_t* PixelOf(Picture& picture, std::int32_t x, std::int32_t y) {
+  return &picture.bytes[static_cast<std::size_t>(y * picture.width + x) * 4];
+}
+
+// Pixels that differ are white between the two, all others black.
+Picture SideBySide(Picture expected, Picture got) {
+  const std::int32_t width = std::max(expected.width, got.width), height = std::max(expected.height, got.height);
+  Picture all(3 * width, height);
+  for (std::int32_t y = 0; y < height; ++y) {
+    for (std::int32_t x = 0; x < width; ++x) {
+      const auto within = [x, y](const Picture& picture) { return x < picture.width && y < picture.height; };
+      const bool both = within(expected) && within(got);
+      if (within(expected)) std::copy_n(PixelOf(expected, x, y), 4, PixelOf(all, x, y));
+      if (within(got)) std::copy_n(PixelOf(got, x, y), 4, PixelOf(all, 2 * width + x, y));
+      const bool same = both && std::equal(PixelOf(expected, x, y), PixelOf(expected, x, y) + 4, PixelOf(got, x, y));
+      std::uint8_t* between = PixelOf(all, width + x, y);
+      std::fill_n(between, 4, same ? 0 : 255);
+      between[0] = 255;
+    }
+  }
+  return all;
+}
+
 std::filesystem::path KeepMismatch(const Reference& row, const Picture& picture) {
   std::filesystem::create_directories(kMismatchFolder);
-  const std::string stem = std::filesystem::path(row.scene).stem().string();
-  const auto file = kMismatchFolder / (stem + '.' + row.quality + '.' + std::to_string(row.downsample) + '.' +
-                                       std::to_string(row.frame) + ".png");
-  WritePng(file, picture);
+  const auto file = kMismatchFolder / PictureName(row), expected = kPictures / PictureName(row);
+  WritePng(file, std::filesystem::exists(expected) ? SideBySide(ReadPng(expected), picture) : picture);
   return file;
 }
 
@@ -104,6 +133,8 @@ TEST_P(Golden, FreshStart) {
     Reference renewed = row;
     renewed.hash = HashOf(picture);
     std::ofstream(newReference, std::ios::app) << renewed.Text() << '\n';
+    const auto expected = kPictures / PictureName(row);
+    if (std::filesystem::exists(expected)) WritePng(expected, picture);
   }
 }
 
@@ -120,6 +151,16 @@ TEST_P(Golden, ShuffledOrders) {
       RenderOnOneSequence(rows);
     }
   }
+}
+
+TEST(GoldenPictures, AreThoseOfTheTable) {
+  std::ptrdiff_t pictures = 0;
+  for (const Reference& row : Table()) {
+    if (!std::filesystem::exists(kPictures / PictureName(row))) continue;
+    EXPECT_EQ(HashOf(ReadPng(kPictures / PictureName(row))), row.hash) << PictureName(row);
+    ++pictures;
+  }
+  EXPECT_EQ(pictures, std::distance(std::filesystem::directory_iterator(kPictures), {})) << "one belongs to no row";
 }
 
 INSTANTIATE_TEST_SUITE_P(Scenes, Golden, testing::ValuesIn(SceneNames()),
