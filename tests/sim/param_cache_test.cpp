@@ -45,44 +45,6 @@ TEST(ParamCache, OneEntryAtEveryTickOfChange) {
   EXPECT_EQ(CacheTimes(host), expected);
 }
 
-// A parameter stepped at one tick: then the step moves, before, at and after the live list and the snapshot.
-TEST(ParamCache, EditsGiveTheFrameOfAFreshRender) {
-  const ParamId ids[] = {kProducerPoint, kWaveType, kSides,      kCurveSize,   kStar,  kFrequency,  kExpansion,
-                         kOrientation,   kVelocity, kDirection,  kSpin,        kColor, kProfile,    kStartWidth,
-                         kOpacity,       kLifespan, kFadeInTime, kFadeOutTime, kSetAt, kReflection, kRenderQuality};
-  const auto stepAt = [](FakeHost& host, ParamId id, double tick) {
-    host.ClearValues();
-    host.SetFixed(kFrequency, 31);  // births in every tick, also between the frames
-    host.SetValue(id, [&host, tick, id](std::int32_t time, OrvParamDef& d) {
-      const bool after = time * 30.0 / host.timeScale >= tick;
-      if (id == kProducerPoint)
-        d.value.point.x = static_cast<OrvFixed>((after ? 20 : 30) * 65536);
-      else if (id == kColor)
-        d.value.color.value = {255, static_cast<std::uint8_t>(after ? 200 : 10), 3, 4};
-      else if (d.type == ORV_PARAM_FIXED)
-        d.value.fixed.value = after ? 65536 * 3 / 4 : 65536 * 2;
-      else if (d.type == ORV_PARAM_ANGLE)
-        d.value.angle.value = after ? 65536 * 45 : 65536 * 10;
-      else
-        d.value.integer.value = after ? (d.type == ORV_PARAM_INTEGER ? 5 : 1) : (d.type == ORV_PARAM_INTEGER ? 7 : 0);
-      if (id == kFrequency) d.value.fixed.value *= 30;
-      if (d.type == ORV_PARAM_POPUP) d.value.popup.value = after ? 2 : 1;
-      if (id == kWaveType) d.value.popup.value = after ? 1 : 3;
-    });
-  };
-  for (const ParamId id : ids) {
-    Cached edited;
-    for (const double tick : {12.0, 21.0, 20.0, 5.0, 0.0, 1.0, 22.0, 40.0, 19.0}) {
-      for (const double frame : {20.5, 21.0}) {
-        stepAt(edited, id, tick);
-        ASSERT_EQ(edited.RenderTick(frame), 0);
-        EXPECT_EQ(edited.Picture(), edited.FreshPictureAtTick(frame))
-            << "parameter " << id << " stepping at " << tick << ", frame " << frame;
-      }
-    }
-  }
-}
-
 // The frame before the edit leaves the list at its tick, a fraction also a snapshot. A list at a whole tick, and one a
 // fraction before the edited tick, have been moved along by the values of the tick ahead.
 TEST(ParamCache, AnEditCostsOnlyTheTicksFromItOn) {
@@ -196,20 +158,6 @@ TEST(ParamCache, AChangeStampSparesTheCheckAndChangesNoFrame) {
   }
   std::string why;
   EXPECT_TRUE(host.Balanced(&why)) << why;
-}
-
-TEST(ParamCache, AnAbortedOpeningChangesNothing) {
-  Cached host;
-  ASSERT_EQ(host.RenderTick(20.5), 0);
-  const auto times = CacheTimes(host);
-  host.SetFixed(kExpansion, 2);
-  host.Arm({Callback::kAbort, 0});
-  host.ResetCalls();
-  EXPECT_EQ(host.RenderTick(22), 4);
-  EXPECT_LT(host.Calls(Callback::kCheckOut), 200) << "no tick is looked at";
-  EXPECT_EQ(CacheTimes(host), times);
-  EXPECT_EQ(StateOf(host).time, 20.5);
-  EXPECT_EQ(StateOf(host).snapshotTime, 20);
 }
 
 // A picture that cannot be read, a cache or a snapshot that finds no memory: nothing may stay behind that the stored

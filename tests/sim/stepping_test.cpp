@@ -4,6 +4,7 @@
 #include <cmath>
 #include <random>
 
+#include "effect/base/errors.h"
 #include "effect/params/param_ids.h"
 #include "effect/sim/ticks.h"
 #include "effect/sim/wave_bytes.h"
@@ -33,52 +34,45 @@ TEST(Ticks, ScaleBySeconds) {
   for (const std::int32_t none : {0, -1, -30}) EXPECT_EQ(TicksOf(7, none), 0) << "no time without a scale";
 }
 
-TEST(Stepping, TheFirstFramesOfASequence) {
-  Stepped host(30);
-  ASSERT_EQ(host.RenderTick(0), 0);
-  EXPECT_TRUE(Ages(host).empty());
-  EXPECT_EQ(StateOf(host).time, 0);
-  ASSERT_EQ(host.RenderTick(1), 0);
-  // Phase 1 gives birth at once, and reaches 2 within the step: the second wave is born at its very end.
-  ASSERT_EQ(Ages(host).size(), 2U);
-  EXPECT_EQ(Ages(host)[0], 1.0F / 30);
-  EXPECT_EQ(Ages(host)[1], 0.0F);
-}
-
-TEST(Stepping, FrequencyZeroGivesOneWave) {
-  Stepped host(0);
-  ASSERT_EQ(host.RenderTick(100), 0);
-  EXPECT_EQ(Ages(host).size(), 1U);
-}
-
-TEST(Stepping, SeveralBirthsInAStep) {
-  Stepped host(45);
-  ASSERT_EQ(host.RenderTick(1), 0);
-  ASSERT_EQ(Ages(host).size(), 2U);
-  EXPECT_NEAR(Ages(host)[1], 1.0 / 30 - 1.0 / 45, 1e-7);
-  EXPECT_EQ(StateOf(host).list->waves.front().sampleTime, 0);
-  EXPECT_EQ(StateOf(host).list->waves.back().sampleTime, host.timeScale / 45);
-  EXPECT_EQ(StateOf(host).list->settings.emitPhase, 0.5F);
+TEST(WaveList, AFullListRefusesOneMoreAndStaysWhole) {
+  WaveList list;
+  for (std::uint32_t i = 0; i < 3; ++i) list.Append(3).sides = i;
+  try {
+    list.Append(3);
+    FAIL() << "a fourth wave";
+  } catch (const AllocFailed& failure) {
+    EXPECT_EQ(failure.size, static_cast<std::int32_t>(4 * sizeof(Wave)));
+  }
+  EXPECT_EQ(list.waves.size(), 3U);
+  EXPECT_EQ(list.waves.back().sides, 2U);
+  // Room for all that Frequency 500 and Lifespan 1000 keep alive, and a size that a message can tell.
+  EXPECT_GT(kMostWaves, 500U * 1000U);
+  EXPECT_LT((kMostWaves + 1) * sizeof(Wave), 0x7FFFFFFFU);
 }
 
 // Births are due at 0, 1/f, 2/f ... whatever the frame rate the list is asked at; ages tell the birth times. A wave
 // looks at the pictures of its birth, counted from the tick in which the emission's phase began.
 TEST(Stepping, BirthsFollowTheFrequency) {
-  for (const double frequency : {0.5, 3.0, 7.25, 10.0, 45.0, 100.0}) {
+  for (const double frequency : {0.5, 3.0, 7.25, 10.0, 30.0, 45.0, 100.0}) {
     Stepped host(frequency);
-    const double seconds = 60.5 / 30;
-    ASSERT_EQ(host.RenderTick(60.5), 0);
-    const auto ages = Ages(host);
-    EXPECT_NEAR(static_cast<double>(ages.size()), seconds * frequency + 1, 1.01);
-    auto wave = StateOf(host).list->waves.begin();
-    for (std::size_t i = 0; i < ages.size(); ++i, ++wave) {
-      const double birth = static_cast<double>(i) / frequency;
-      EXPECT_NEAR(ages[i], seconds - birth, 2e-4) << frequency << " wave " << i;
-      const double lateness = birth * host.timeScale - wave->sampleTime;
-      EXPECT_TRUE(lateness > -2 && lateness < host.timeScale / 30 + 2)
-          << frequency << " wave " << i << ": " << lateness;
+    for (const double tick : {1.0, 60.5}) {
+      const double seconds = tick / 30;
+      ASSERT_EQ(host.RenderTick(tick), 0);
+      const auto ages = Ages(host);
+      EXPECT_NEAR(static_cast<double>(ages.size()), seconds * frequency + 1, 1.01);
+      auto wave = StateOf(host).list->waves.begin();
+      for (std::size_t i = 0; i < ages.size(); ++i, ++wave) {
+        const double birth = static_cast<double>(i) / frequency;
+        EXPECT_NEAR(ages[i], seconds - birth, 2e-4) << frequency << " wave " << i;
+        const double lateness = birth * host.timeScale - wave->sampleTime;
+        EXPECT_TRUE(lateness > -2 && lateness < host.timeScale / 30 + 2)
+            << frequency << " wave " << i << ": " << lateness;
+      }
     }
   }
+  Stepped host(0);
+  ASSERT_EQ(host.RenderTick(100), 0);
+  EXPECT_EQ(Ages(host).size(), 1U) << "without a frequency there is one wave";
 }
 
 TEST(Stepping, ASnapshotIsTheListAtItsTick) {
@@ -165,70 +159,19 @@ TEST(Stepping, OnePictureIsLentAtEveryQuestion) {
   }
 }
 
-TEST(Stepping, BirthsAreSpreadAlongAMovingProducer) {
-  Stepped host(300);
-  host.SetValue(kProducerPoint, [&host](std::int32_t time, OrvParamDef& d) {
-    const double tick = time * 30.0 / host.timeScale;
-    const double fraction = tick < 10 ? 0 : tick > 11 ? 1 : tick - 10;
-    d.value.point.x = static_cast<OrvFixed>((0.2 + 0.2 * fraction) * host.in.width * 65536);
-    d.value.point.y = static_cast<OrvFixed>(0.5 * host.in.height * 65536);
-  });
-  ASSERT_EQ(host.RenderTick(11), 0);
-  int moved = 0;
-  for (const Wave& wave : StateOf(host).list->waves) {
-    const double birthTick = 11 - static_cast<double>(wave.age) * 30;
-    const double expected = 0.2 + 0.2 * std::max(0.0, birthTick - 10);
-    EXPECT_NEAR(wave.origin.x, expected, 2e-3) << birthTick;
-    moved += wave.origin.x > 0.21F && wave.origin.x < 0.39F ? 1 : 0;
-  }
-  EXPECT_GE(moved, 7);
-}
-
-// The end of another instance takes the heap along: once the frame is made anew, then the sequence goes on.
-TEST(SequenceCommands, ASequenceOutlivesTheHeap) {
-  Stepped host(20);
-  ASSERT_EQ(host.RenderTick(20.5), 0);
-  {
-    FakeHost another;
-    ASSERT_EQ(another.Send(ORV_GLOBAL_SET_UP), 0);
-    ASSERT_EQ(another.Send(ORV_GLOBAL_SET_DOWN), 0);
-  }
-  for (const double tick : {21.0, 22.0}) {
-    host.progressTotal.clear();
-    ASSERT_EQ(host.RenderTick(tick), 0);
-    EXPECT_EQ(host.progressTotal.front(), 1) << "from the snapshot, which is the host's, then from the list";
-    EXPECT_EQ(host.Picture(), host.FreshPictureAtTick(tick));
-  }
-}
-
-TEST(SequenceCommands, SetUpFlattenAndSetDown) {
+TEST(SequenceCommands, SetUpStartsAnewAndReSetUpDoesNot) {
   Stepped host;
   EXPECT_EQ(StateOf(host).time, -1);
-  EXPECT_EQ(CacheTimes(host).size(), 0U);
   ASSERT_EQ(host.RenderTick(31), 0);
-  const auto picture = host.Picture();
   const OrvHandle sequence = host.in.sequenceData;
   ASSERT_EQ(host.Send(ORV_SEQUENCE_RE_SET_UP), 0);
   EXPECT_EQ(host.in.sequenceData, sequence);
-  EXPECT_EQ(StateOf(host).time, 31) << "re-set-up leaves a state alone";
-  ASSERT_EQ(host.Send(ORV_SEQUENCE_FLATTEN), 0);
-  EXPECT_EQ(host.in.sequenceData, nullptr);
-  EXPECT_EQ(host.out.sequenceData, nullptr);
-  ASSERT_EQ(host.Send(ORV_SEQUENCE_RE_SET_UP), 0);
-  ASSERT_EQ(host.RenderTick(31), 0);
-  EXPECT_EQ(host.Picture(), picture);
+  EXPECT_EQ(StateOf(host).time, 31);
   ASSERT_EQ(host.Send(ORV_SEQUENCE_SET_UP), 0);
-  EXPECT_EQ(StateOf(host).time, -1) << "set-up starts anew";
-  ASSERT_EQ(host.Send(ORV_SEQUENCE_SET_DOWN), 0);
+  EXPECT_EQ(StateOf(host).time, -1);
+  ASSERT_EQ(host.Send(ORV_SEQUENCE_FLATTEN), 0);
+  EXPECT_EQ(host.out.sequenceData, nullptr);
   ASSERT_EQ(host.RenderTick(31), 0) << "a render without set-up sets up first";
-  EXPECT_EQ(host.Picture(), picture);
-  // The state, and the block of the parameter lists, which has no values yet.
-  for (const auto& [refused, bytes] : {std::pair{0, sizeof(SequenceState)}, {1, std::size_t{141}}}) {
-    host.Arm({Callback::kNewHandle, refused});
-    EXPECT_EQ(host.Send(ORV_SEQUENCE_SET_UP), ORV_OUT_OF_MEMORY);
-    EXPECT_EQ(host.FirstRefusedBytes(), bytes);
-  }
-  host.Disarm();
 }
 
 }  // namespace

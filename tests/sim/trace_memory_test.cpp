@@ -3,8 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
-
 #include "tests/outline/open_call.h"
 #include "tests/sim/sequence_probe.h"
 
@@ -49,54 +47,6 @@ TEST(TraceMemory, HoldsThePictureToTheByteHoweverItIsStored) {
   EXPECT_EQ(memory.Chain(), (PictureOutline{{1, 2}, {3, 4}}));
   EXPECT_EQ(memory.Found(), 5);
   EXPECT_EQ(memory.AbortChecks(), 6);
-}
-
-// What is not compared is seen by changing a pixel behind the memory's back.
-TEST(TraceMemory, ComparesNoLayerThatIsHeldOrPromised) {
-  FakeHost host(160, 120);
-  ASSERT_EQ(host.SetUp(), 0);
-  host.changeStamp = 3;
-  {
-    OpenCall call(host);
-    TraceMemory memory;
-    const auto look = [&](std::uint64_t stamp, std::int32_t time) -> ParamSlot& {
-      host.changeStamp = stamp;
-      CheckIn(call.context.SlotOf(kInputLayer));
-      return AcquireSourceSlot(call.context, time);
-    };
-    const auto remember = [&](ParamSlot& slot) {
-      Remember(memory, SlotImage(slot));
-      memory.NoteLayer(slot);
-    };
-    remember(look(3, 7));
-    host.input.Pixel(9, 9)[1] ^= 1;
-    EXPECT_TRUE(memory.HoldsLayer(AcquireSourceSlot(call.context, 7))) << "held since";
-    EXPECT_TRUE(memory.HoldsLayer(look(3, 7))) << "promised";
-    EXPECT_FALSE(memory.HoldsLayer(look(3, 8)));
-    EXPECT_FALSE(memory.HoldsLayer(look(4, 7)));
-    EXPECT_FALSE(memory.HoldsLayer(look(0, 7)));
-    host.input.Pixel(9, 9)[1] ^= 1;
-    EXPECT_TRUE(memory.HoldsLayer(look(0, 9)));
-    EXPECT_TRUE(memory.HoldsLayer(look(3, 8)));
-    host.input.Pixel(9, 9)[1] ^= 1;
-    EXPECT_FALSE(memory.HoldsLayer(look(0, 9))) << "no stamp, no promise";
-    EXPECT_TRUE(memory.HoldsLayer(look(3, 8))) << "found by comparing, then promised";
-    remember(look(5, 6));
-    EXPECT_TRUE(memory.HoldsLayer(look(3, 8)));
-    host.input.Pixel(9, 9)[1] ^= 1;
-    EXPECT_FALSE(memory.HoldsLayer(look(3, 7))) << "that was another picture";
-  }
-  EXPECT_EQ(host.SetDown(), 0);
-}
-
-TEST(TraceMemory, IsOneASequence) {
-  FakeHost host;
-  ASSERT_EQ(host.SetUp(), 0);
-  TraceMemory& memory = TracesOf(StateOf(host));
-  EXPECT_EQ(&TracesOf(StateOf(host)), &memory);
-  ASSERT_EQ(host.Send(ORV_SEQUENCE_FLATTEN), 0);
-  EXPECT_EQ(heap::BytesInUse(), 0U);
-  EXPECT_EQ(host.Send(ORV_GLOBAL_SET_DOWN), 0);
 }
 
 }  // namespace
