@@ -145,8 +145,7 @@ TEST(Lattice, EveryWalkEnds) {
     }
     const bool alone = std::has_single_bit(bits);
     const int first = std::countr_zero(bits);  // the first set cell; a lone one is named twice
-    const PicturePoint start{static_cast<float>(first % kInner) / 2 - 0.5F,
-                             static_cast<float>(first / kInner) / 2 - 0.5F};
+    const PicturePoint start{static_cast<float>(first % kInner) / 2 - 0.5F, static_cast<float>(first / kInner) / 2 - 0.5F};
     const std::vector<PictureOutline> chains = AllChains(lattice);
     ASSERT_EQ(chains[0][0], start);
     if (alone) {
@@ -154,19 +153,6 @@ TEST(Lattice, EveryWalkEnds) {
     }
     for (const PictureOutline& chain : chains) ASSERT_LE(chain.size(), 2 + 4 * kInner * kInner);
   }
-}
-
-TEST(Lattice, LargeMarkedAreasAreErasedWhole) {
-  Values flat(700, 500);
-  for (std::int32_t y = 0; y < 500; ++y) {
-    for (std::int32_t x = 0; x < 700; ++x) flat.Set(x, y, 300);
-  }
-  BoundaryLattice lattice = flat.Lattice(300);
-  const std::vector<PictureOutline> chains = AllChains(lattice);
-  ASSERT_EQ(chains.size(), 1U);
-  EXPECT_EQ(chains[0].front(), (PicturePoint{-0.5F, -0.5F}));
-  EXPECT_EQ(chains[0].size(), 2 * (700 + 500) + 1U);
-  EXPECT_EQ(std::count(lattice.cells.begin(), lattice.cells.end(), 0), 1403 * 1003);
 }
 
 TEST(Lattice, MoreCellsThanTheirIndicesCountAreRefused) {

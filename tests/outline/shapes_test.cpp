@@ -83,19 +83,6 @@ TEST(Polygon, ValuesOutsideTheRanges) {
   }
 }
 
-TEST(UnitFrame, TheFarthestPointGetsTheDistanceOne) {
-  for (const float size : {0x1p-20F, 0x1p-3F, 1.0F, 0x1p9F}) {
-    UnitOutline shape = {{9, 9}};  // what a build must leave nothing of
-    MoveToUnitFrame({{7, -5}, {7 + 3 * size, -5 - 4 * size}, {7 - 2 * size, -5 + size}}, {7, -5}, shape);
-    ASSERT_EQ(shape.size(), 3U);
-    const UnitOutline expected = {{0, 0}, {0.6F, -0.8F}, {-0.4F, 0.2F}};
-    for (std::size_t i = 0; i < 3; ++i) {
-      EXPECT_NEAR(shape[i].x, expected[i].x, 1e-6);
-      EXPECT_NEAR(shape[i].y, expected[i].y, 1e-6);
-    }
-  }
-}
-
 PictureOutline Thinned(const PictureOutline& source, float tolerance) {
   PictureOutline target;
   SimplifyPolyline(source, target, tolerance);
