@@ -13,53 +13,6 @@ namespace {
 
 GlobalData& Globals(FakeHost& host) { return *static_cast<GlobalData*>(*host.in.globalData); }
 
-TEST(Entry, CommandsWithoutAHandlerChangeNothing) {
-  FakeHost host;
-  ASSERT_EQ(host.SetUp(), 0);
-  for (const int selector : {2, 9, 10, 12, 15, 16, 17, 18, 19, 1000, -1, INT32_MIN, INT32_MAX}) {
-    const OrvHandle globals = host.in.globalData;
-    EXPECT_EQ(host.Send(selector), 0) << selector;
-    EXPECT_EQ(host.out.globalData, globals);
-    EXPECT_EQ(host.out.outFlags, 0U);
-    EXPECT_EQ(host.out.paramCount, 0);
-    EXPECT_STREQ(host.out.message, "");
-  }
-  EXPECT_EQ(host.SetDown(), 0);
-}
-
-TEST(Entry, TheFirstCallMakesTheBlockAndGlobalSetDownFreesEverything) {
-  FakeHost host;
-  ASSERT_EQ(host.Send(ORV_QUERY_DYNAMIC_FLAGS), 0);
-  const OrvHandle handle = host.in.globalData;
-  ASSERT_NE(handle, nullptr);
-  for (const std::int32_t entry : Globals(host).paramIndexTable) EXPECT_EQ(entry, -1);
-  ASSERT_EQ(host.SetUp(), 0);
-  EXPECT_EQ(host.in.globalData, handle);
-  ASSERT_EQ(host.RenderTick(40), 0);
-  ASSERT_EQ(host.SetDown(), 0);
-  EXPECT_EQ(host.out.globalData, nullptr);
-  std::string why;
-  EXPECT_TRUE(host.NothingLeft(&why)) << why;
-  // A following call starts a new instance.
-  ASSERT_EQ(host.SetUp(), 0);
-  EXPECT_EQ(host.RenderTick(40), 0);
-  ASSERT_EQ(host.SetDown(), 0);
-  EXPECT_TRUE(host.NothingLeft(&why)) << why;
-}
-
-TEST(Entry, GlobalSetDownWithALiveSequenceKeepsTheHeapConsistent) {
-  FakeHost host;
-  ASSERT_EQ(host.SetUp(), 0);
-  ASSERT_EQ(host.RenderTick(40), 0);
-  ASSERT_EQ(host.Send(ORV_GLOBAL_SET_DOWN), 0);
-  // The sequence's memory went with the heap; its handle is still good, and starts anew in the next instance.
-  ASSERT_NE(host.in.sequenceData, nullptr);
-  ASSERT_EQ(host.Send(ORV_GLOBAL_SET_UP), 0);
-  ASSERT_EQ(host.Send(ORV_PARAM_SET_UP), 0);
-  EXPECT_EQ(host.RenderTick(40), 0);
-  EXPECT_EQ(host.SetDown(), 0);
-}
-
 TEST(Entry, AnInstanceHasAHeapOfItsOwn) {
   static std::int64_t regions = 0;
   os_memory::getBlock = [](std::size_t bytes, std::size_t alignment) noexcept {
@@ -73,8 +26,6 @@ TEST(Entry, AnInstanceHasAHeapOfItsOwn) {
   void* before = heap::Allocate(1000);
   const std::uint64_t bytes = heap::BytesInUse();
   FakeHost host;
-  ASSERT_EQ(host.Send(ORV_GLOBAL_SET_UP), 0);
-  EXPECT_EQ(heap::BytesInUse(), 0U);
   ASSERT_EQ(host.SetUp(), 0);
   ASSERT_EQ(host.RenderTick(40), 0);
   EXPECT_GT(regions, 1);
@@ -84,31 +35,6 @@ TEST(Entry, AnInstanceHasAHeapOfItsOwn) {
   heap::Free(before);
   os_memory::getBlock = os_memory::GetFromSystem;
   os_memory::returnBlock = os_memory::ReturnToSystem;
-}
-
-TEST(Entry, FailuresWhileTheInstanceIsMade) {
-  FakeHost host;
-  host.in.services = nullptr;
-  EXPECT_EQ(host.Send(ORV_ABOUT), 512);
-  EXPECT_EQ(host.out.globalData, nullptr);
-
-  FakeHost noMemory;
-  noMemory.Arm({Callback::kNewHandle, 0});
-  EXPECT_EQ(noMemory.Send(ORV_ABOUT), ORV_OUT_OF_MEMORY);
-  EXPECT_STREQ(std::strchr(noMemory.out.message, ':'), ": Insufficient free memory (unable to allocate 4744 bytes)");
-  EXPECT_EQ(noMemory.out.outFlags, 0x100U);
-  EXPECT_EQ(noMemory.out.globalData, nullptr);
-
-  FakeHost noStrings;
-  noStrings.Arm({Callback::kOpenStrings, 0, 77});
-  EXPECT_EQ(noStrings.Send(ORV_ABOUT), 77);
-  EXPECT_EQ(noStrings.out.globalData, nullptr);
-  EXPECT_EQ(noStrings.out.outFlags, 0U);
-  std::string why;
-  EXPECT_TRUE(noStrings.NothingLeft(&why)) << why;
-  noStrings.Disarm();
-  EXPECT_EQ(noStrings.SetUp(), 0);
-  EXPECT_EQ(noStrings.SetDown(), 0);
 }
 
 TEST(Entry, WhatNobodyExpectsToBeThrownIsAnInternalError) {
@@ -136,39 +62,27 @@ TEST(Entry, IndicesThatNoParameterCanHaveAreRefused) {
   EXPECT_EQ(host.SetDown(), 0);
 }
 
-// Every other wave never grows: the picture is that of waves of which every other has no opacity, and no question is
-// asked for them.
-TEST(Render, WavesThatHaveNotGrownCostNothing) {
+// Every other wave never grows: the picture is that of waves of which every other has no opacity.
+TEST(Render, WavesThatHaveNotGrownAreNotDrawnAndStay) {
   FakeHost host;
   ASSERT_EQ(host.SetUp(), 0);
   host.passParamsToRender = false;
   for (const int grown : {0, 1}) {
-    const auto everyOther = [grown, &host](double value) {
-      return [=, &host](std::int32_t time, OrvParamDef& d) {
+    const auto setEveryOther = [grown, &host](ParamId id, double value) {
+      host.ClearValues();
+      host.SetFixed(kFrequency, 30);
+      host.SetValue(id, [=, &host](std::int32_t time, OrvParamDef& d) {
         const bool present = (time / (host.timeScale / 30)) % 2 == grown;
         d.value.fixed.value = present ? static_cast<OrvFixed>(value * 65536) : 0;
-      };
+      });
     };
-    host.ClearValues();
-    host.SetFixed(kFrequency, 30);
-    host.SetValue(kOpacity, everyOther(1));
+    setEveryOther(kOpacity, 1);
     const auto expected = host.FreshPictureAtTick(9);
-    host.ClearValues();
-    host.SetFixed(kFrequency, 30);
-    host.SetValue(kExpansion, everyOther(5));
+    setEveryOther(kExpansion, 5);
     // Each newborn is in the picture of its tick without having grown, and must still be there in the next.
     for (int tick = 1; tick <= 9; ++tick) ASSERT_EQ(host.RenderTick(tick), 0);
     EXPECT_EQ(host.Picture(), expected);
   }
-  std::int64_t questions[2];
-  for (const int frequency : {0, 30}) {
-    host.SetFixed(kFrequency, frequency);
-    host.SetFixed(kExpansion, 0);
-    host.ResetCalls();
-    EXPECT_EQ(host.FreshPictureAtTick(9), FencedImage(64, 48).Pixels());
-    questions[frequency / 30] = host.Calls(Callback::kQuestion);
-  }
-  EXPECT_EQ(questions[0], questions[1]);
   EXPECT_EQ(host.SetDown(), 0);
 }
 
@@ -191,26 +105,6 @@ TEST(Render, ImagesWithoutPixelsAreNotDrawn) {
   questions(pixels, 1, 1);
   EXPECT_EQ(*pixels, 0) << "the smallest image is cleared";
   host.lentOutput.reset();
-  EXPECT_EQ(host.SetDown(), 0);
-}
-
-bool lendsInput = true;
-std::int32_t PerhapsWithoutInput(std::int32_t selector, OrvInRecord* in, OrvOutRecord* out, OrvParamDef** params,
-                                 OrvImage* output, void* extra) {
-  if (!lendsInput && params != nullptr) params[0] = nullptr;
-  return FilterMain(selector, in, out, params, output, extra);
-}
-
-TEST(Render, TheInputMayBeMissing) {
-  FakeHost host(64, 48, &PerhapsWithoutInput);
-  host.passParamsToRender = true;
-  ASSERT_EQ(host.SetUp(), 0);
-  ASSERT_EQ(host.RenderTick(40), 0);
-  const auto picture = host.output.Pixels();
-  lendsInput = false;
-  EXPECT_EQ(host.RenderTick(40), 0);
-  EXPECT_EQ(host.output.Pixels(), picture);
-  lendsInput = true;
   EXPECT_EQ(host.SetDown(), 0);
 }
 

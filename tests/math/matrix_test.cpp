@@ -1,4 +1,5 @@
 // Matrices against naive products in a longer type, and against what they are for: points that must land somewhere.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -100,8 +101,7 @@ TEST_F(Matrix, ChangesComeAfterWhatTheMatrixDid) {
              cy + dx * std::sin(angle) + dy * std::cos(angle));
 
     // The projective column of a general matrix takes part as well.
-    const OrvMatrix general = SomeMatrix();
-    m = general;
+    const OrvMatrix general = m = SomeMatrix();
     M_TranslateMatrix(&m, sx, sy);
     ExpectNear(m, NaiveProduct(general, {{1, 0, 0, 0, 1, 0, sx, sy, 1}}));
   }
@@ -172,19 +172,18 @@ TEST_F(Matrix, NullPointersAndEmptyArrays) {
   OrvPointD point{1, 1};
   OrvVector3D vector{1, 1, 1};
   int32_t kind = 0;
-  EXPECT_EQ(M_SetIdentityMatrix(nullptr), 0);
-  EXPECT_EQ(M_TranslateMatrix(nullptr, 1, 2), 0);
-  EXPECT_EQ(M_RotateMatrix(nullptr, 0, 1, 2), 123);
-  EXPECT_EQ(M_GetMatrixType(nullptr, &kind), 123);
-  EXPECT_EQ(M_GetMatrixType(&m, nullptr), 123);
-  EXPECT_EQ(M_TransformFloatPoints(nullptr, 0, &point), 123);
-  EXPECT_EQ(M_TransformFloatPoints(&m, 0, nullptr), 123);
-  EXPECT_EQ(M_TransformFloatRect(nullptr, &rect, nullptr, nullptr), 123);
-  EXPECT_EQ(M_TransformFloatRect(&m, nullptr, &point, nullptr), 123);
+  EXPECT_TRUE(M_SetIdentityMatrix(nullptr) == 0 && M_TranslateMatrix(nullptr, 1, 2) == 0);
+  const int32_t refused[] = {M_RotateMatrix(nullptr, 0, 1, 2),
+                             M_GetMatrixType(nullptr, &kind),
+                             M_GetMatrixType(&m, nullptr),
+                             M_TransformFloatPoints(nullptr, 0, &point),
+                             M_TransformFloatPoints(&m, 0, nullptr),
+                             M_TransformFloatRect(nullptr, &rect, nullptr, nullptr),
+                             M_TransformFloatRect(&m, nullptr, &point, nullptr)};
+  EXPECT_THAT(refused, testing::Each(123));
   M_TranslateMatrix(&m, 5, 5);
   for (const int32_t count : {0, -1, INT32_MIN}) {
-    EXPECT_EQ(M_TransformFloatPoints(&m, count, &point), 0);
-    EXPECT_EQ(M_TransformVector3(&m, count, &vector), 0);
+    EXPECT_TRUE(M_TransformFloatPoints(&m, count, &point) == 0 && M_TransformVector3(&m, count, &vector) == 0);
   }
   EXPECT_TRUE(point.x == 1 && vector.x == 1);
 }

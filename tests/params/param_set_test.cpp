@@ -181,67 +181,38 @@ TEST(ParamSet, StartsWhereTheHostCounts) {
   }
 }
 
-struct UiState {
-  bool inactive, closed;
-};
-UiState StateOf(const FakeHost& host, ParamId id) {
+std::pair<bool, bool> InactiveAndClosed(const FakeHost& host, ParamId id) {
   const OrvParamDef& d = host.uiUpdates.at(host.IndexOf(id));
   return {(d.uiFlags & ORV_PARAM_UI_INACTIVE) != 0, (d.hostFlags & ORV_PARAM_CLOSED) != 0};
 }
 
+// Groups stay open or closed, as registered, unless it was the wave type that changed.
 TEST(ParamUi, OnlyTheSelectedWaveTypesParametersAreActive) {
-  for (const int waveType : {0, 1, 2, 3, 4}) {
-    for (const bool star : {false, true}) {
-      for (const bool withParams : {false, true}) {
-        FakeHost host;
-        ASSERT_EQ(host.SetUp(), 0);
-        host.SetWord(kWaveType, waveType);
-        host.SetWord(kStar, star ? 1 : 0);
-        OrvChangedParam changed{host.IndexOf(kWaveType)};
-        host.ResetCalls();
-        ASSERT_EQ(host.Send(ORV_USER_CHANGED_PARAM, &changed, withParams), 0);
-        EXPECT_EQ(host.Calls(Callback::kCheckOut) == 0, withParams);
-        const std::vector<std::int32_t> order = {5, 6, 7, 8, 9, 10, 12, 13, 14, 15, 16, 17, 18, 19, 20, 22, 23};
-        EXPECT_EQ(host.uiOrder, order) << "by host index, in the order of logical ids";
-        EXPECT_EQ(StateOf(host, kSides).inactive, waveType != 1);
-        EXPECT_EQ(StateOf(host, kStarDepth).inactive, waveType != 1 || !star);
-        for (int id = kSourceLayer; id <= kContour; ++id) {
-          EXPECT_EQ(StateOf(host, static_cast<ParamId>(id)).inactive, waveType != 2);
-        }
-        EXPECT_EQ(StateOf(host, kMask).inactive, waveType != 3);
-        EXPECT_EQ(StateOf(host, kGroupPolygon).closed, waveType != 1);
-        EXPECT_EQ(StateOf(host, kGroupImageContour).closed, waveType != 2);
-        EXPECT_EQ(StateOf(host, kGroupMask).closed, waveType != 3);
-        std::string why;
-        EXPECT_TRUE(host.Balanced(&why)) << why;
-        host.SetDown();
-      }
+  for (int round = 0; round < 5 * 2 * 2 * 5; ++round) {
+    const int waveType = round % 5, how = round / 20;
+    const bool star = round / 5 % 2 == 1, withParams = round / 10 % 2 == 1;
+    FakeHost host;
+    ASSERT_EQ(host.SetUp(), 0);
+    host.SetWord(kWaveType, waveType);
+    host.SetWord(kStar, star ? 1 : 0);
+    OrvChangedParam selector{host.IndexOf(kWaveType)}, other{host.IndexOf(kSides)}, unknown{99};
+    OrvChangedParam* const changed[] = {&selector, &other, &unknown, nullptr, nullptr};
+    host.ResetCalls();
+    ASSERT_EQ(host.Send(how == 4 ? ORV_UPDATE_PARAMS_UI : ORV_USER_CHANGED_PARAM, changed[how], withParams), 0);
+    EXPECT_EQ(host.Calls(Callback::kCheckOut) == 0, withParams);
+    const std::vector<std::int32_t> order = {5, 6, 7, 8, 9, 10, 12, 13, 14, 15, 16, 17, 18, 19, 20, 22, 23};
+    EXPECT_EQ(host.uiOrder, order) << "by host index, in the order of logical ids";
+    const auto inactive = [&host](int id) { return InactiveAndClosed(host, static_cast<ParamId>(id)).first; };
+    EXPECT_EQ(inactive(kSides), waveType != 1);
+    EXPECT_EQ(inactive(kStarDepth), waveType != 1 || !star);
+    for (int id = kSourceLayer; id <= kContour; ++id) EXPECT_EQ(inactive(id), waveType != 2);
+    EXPECT_EQ(inactive(kMask), waveType != 3);
+    const std::pair<ParamId, int> groups[] = {{kGroupPolygon, 1}, {kGroupImageContour, 2}, {kGroupMask, 3}};
+    for (const auto& [id, type] : groups) {
+      EXPECT_EQ(InactiveAndClosed(host, id), std::pair(waveType != type, how != 0 || waveType != type)) << how;
     }
+    host.SetDown();
   }
-}
-
-TEST(ParamUi, GroupsStayAsTheyAreUnlessWaveTypeChanged) {
-  FakeHost host;
-  ASSERT_EQ(host.SetUp(), 0);
-  OrvChangedParam other{host.IndexOf(kSides)}, unknown{99};
-  const auto send = [&](int how) {
-    if (how == 0) return host.Send(ORV_UPDATE_PARAMS_UI);
-    return host.Send(ORV_USER_CHANGED_PARAM, how == 1 ? &other : how == 2 ? &unknown : nullptr);
-  };
-  for (int how = 0; how < 4; ++how) {
-    ASSERT_EQ(send(how), 0);
-    EXPECT_TRUE(StateOf(host, kGroupPolygon).closed) << "registered closed, and left so";
-    EXPECT_FALSE(StateOf(host, kGroupPolygon).inactive);
-    EXPECT_TRUE(StateOf(host, kGroupMask).inactive);
-  }
-  host.Arm({Callback::kAcquire, 0, 5});
-  EXPECT_EQ(host.Send(ORV_UPDATE_PARAMS_UI), 512);
-  host.Arm({Callback::kUpdateUi, 3, 5});
-  EXPECT_EQ(host.Send(ORV_UPDATE_PARAMS_UI), 0) << "the update's result is not looked at";
-  host.Disarm();
-  std::string why;
-  EXPECT_TRUE(host.Balanced(&why)) << why;
-  host.SetDown();
 }
 
 }  // namespace
