@@ -29,7 +29,7 @@ class Commands : public testing::Test {
   }
   std::string In(const std::string& name) const { return (folder_ / name).string(); }
 
-  TemporaryFolder folder_;
+  TempFolder folder_;
 };
 
 TEST_F(Commands, HelpOfEveryCommandHasExamplesThatNameIt) {

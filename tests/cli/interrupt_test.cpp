@@ -30,7 +30,7 @@ class Interrupting : public testing::Test {
   }
   std::filesystem::path Out() const { return folder_ / "out"; }
 
-  TemporaryFolder folder_;
+  TempFolder folder_;
 };
 
 TEST_F(Interrupting, LeavesWholePicturesOnly) {

@@ -45,7 +45,7 @@ class Jobs : public testing::Test {
     return contents;
   }
 
-  TemporaryFolder folder_;
+  TempFolder folder_;
 };
 
 TEST_F(Jobs, AnyNumberGivesTheSameBytes) {

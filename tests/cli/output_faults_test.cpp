@@ -43,7 +43,7 @@ class OutputFaults : public testing::Test {
     return std::any_of(names.begin(), names.end(), [](const std::string& name) { return name.ends_with(".part"); });
   }
 
-  TemporaryFolder folder_;
+  TempFolder folder_;
 };
 
 TEST_F(OutputFaults, StandardStreamsFullClosedOrLeft) {

@@ -5,11 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <csignal>
-#include <cstdlib>
-#include <fstream>
-#include <sstream>
 #include <stdexcept>
 
 namespace orvandel::cli {
@@ -57,19 +53,8 @@ int Program::Wait() {
   return CodeOf(status);
 }
 
-TemporaryFolder::TemporaryFolder() {
-  std::string name = (std::filesystem::temp_directory_path() / "orvandel_cli_XXXXXX").string();
-  if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("mkdtemp " + name);
-  path_ = name;
-}
-
-TemporaryFolder::~TemporaryFolder() {
-  std::error_code ignored;
-  std::filesystem::remove_all(path_, ignored);
-}
-
 Outcome RunProgram(const std::vector<std::string>& arguments) {
-  const TemporaryFolder folder;
+  const TempFolder folder;
   Outcome outcome;
   outcome.exitCode = Program(arguments, folder / "output", folder / "error").Wait();
   outcome.output = ReadFile(folder / "output");
@@ -106,25 +91,9 @@ bool EndsLikeAWholePicture(const std::filesystem::path& file) {
   return ReadFile(file).ends_with("IEND\xae\x42\x60\x82");
 }
 
-std::string ReadFile(const std::filesystem::path& file) {
-  std::ifstream stream(file, std::ios::binary);
-  std::ostringstream text;
-  text << stream.rdbuf();
-  return text.str();
-}
-
-void WriteFile(const std::filesystem::path& file, const std::string& text) {
-  std::ofstream(file, std::ios::binary) << text;
-}
-
 std::vector<std::string> NamesIn(const std::filesystem::path& folder) {
-  std::vector<std::string> names;
-  std::error_code error;
-  for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
-    const std::string name = entry.path().filename().string();
-    if (!name.ends_with(".scene")) names.push_back(name);  // what numbered pictures were rendered from
-  }
-  std::sort(names.begin(), names.end());
+  std::vector<std::string> names = test::NamesIn(folder);
+  std::erase_if(names, [](const std::string& name) { return name.ends_with(".scene"); });
   return names;
 }
 

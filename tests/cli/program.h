@@ -8,7 +8,13 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/temp_folder.h"
+
 namespace orvandel::cli {
+
+using test::ReadFile;
+using test::TempFolder;
+using test::WriteFile;
 
 struct Outcome {
   int exitCode = -1;  // minus the signal's number when one ended the program
@@ -32,21 +38,6 @@ class Program {
   pid_t process_ = -1;
 };
 
-// A folder that vanishes with its owner.
-class TemporaryFolder {
- public:
-  TemporaryFolder();
-  ~TemporaryFolder();
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-  std::filesystem::path operator/(const std::string& name) const { return path_ / name; }
-  const std::filesystem::path& Path() const { return path_; }
-
- private:
-  std::filesystem::path path_;
-};
-
 Outcome RunProgram(const std::vector<std::string>& arguments);
 // The same with the program's standard error on a terminal; `error` holds what the terminal received.
 Outcome RunOnTerminal(const std::vector<std::string>& arguments);
@@ -57,9 +48,7 @@ bool WaitUntil(const std::function<bool()>& ready);
 // Whether the bytes are those of a PNG file to its end.
 bool EndsLikeAWholePicture(const std::filesystem::path& file);
 
-std::string ReadFile(const std::filesystem::path& file);
-void WriteFile(const std::filesystem::path& file, const std::string& text);
-// Names in a folder, sorted; none when there is no such folder.
+// Names in a folder, sorted, but for what numbered pictures were rendered from; none when there is no such folder.
 std::vector<std::string> NamesIn(const std::filesystem::path& folder);
 
 }  // namespace orvandel::cli

@@ -156,7 +156,7 @@ TEST_F(Waves, AreBoundedByTheCount) {
 
 // The command prints what the effect reports; the vector pictures, drawn by another program, show the same.
 TEST_F(Waves, AreExportedAsLinesAndAsVectorPictures) {
-  const TemporaryFolder folder;
+  const TempFolder folder;
   const std::string scene = folder / "scene.json";
   WriteFile(scene, SceneText(R"("Frequency": 2, "Expansion": 2, "Sides": 5, "Spin": 30, "Start Width": 12,
     "End Width": 6, "Profile": "Sine", "Color": "#3080ff", "Producer Point": [120, 150], "Reflection": true,
@@ -179,7 +179,7 @@ TEST_F(Waves, AreExportedAsLinesAndAsVectorPictures) {
   }
   EXPECT_EQ(count, 6);
   ASSERT_EQ(RunProgram({"waves", scene, "--frames", "70,71", "--svg", folder / "w.svg"}).exitCode, 0);
-  EXPECT_EQ(NamesIn(folder.Path()), (std::vector<std::string>{"scene.json", "w.0070.svg", "w.0071.svg"}));
+  EXPECT_EQ(folder.Names(), (std::vector<std::string>{"scene.json", "w.0070.svg", "w.0071.svg"}));
   EXPECT_EQ(RunProgram({"waves", scene, "--frames", "70,71", "--svg", folder / "w.svg"}).exitCode, 2);
   if (std::system("command -v rsvg-convert > /dev/null") != 0) GTEST_SKIP() << "no rsvg-convert to draw them";
   const std::string drawn = folder / "w.png";

@@ -37,7 +37,7 @@ constexpr std::size_t kRedZone = 32;
 constexpr std::uint8_t kFence = 0xD9;
 
 std::int64_t faultAt = -1, requests = 0, liveBlocks = 0;
-std::uint64_t firstRefused = 0, liveBytes = 0, peakBytes = 0, byteLimit = UINT64_MAX;
+std::uint64_t firstRefused = 0, liveBytes = 0, byteLimit = UINT64_MAX;
 bool persistentFault = false, struck = false;
 std::uint8_t fill = 0xA5;
 std::string damage;
@@ -60,7 +60,6 @@ void* Take(std::size_t bytes) {
   std::memset(block + bytes, kFence, kRedZone);
   ++liveBlocks;
   liveBytes += bytes;
-  peakBytes = std::max(peakBytes, liveBytes);
   return block;
 }
 
@@ -94,8 +93,6 @@ std::int64_t Requests() { return requests; }
 bool Struck() { return struck; }
 std::uint64_t FirstRefusedBytes() { return firstRefused; }
 void LimitBytes(std::uint64_t bytes) { byteLimit = bytes; }
-std::uint64_t PeakBytes() { return peakBytes; }
-void ResetPeak() { peakBytes = liveBytes; }
 void FillNewBlocksWith(std::uint8_t value) { fill = value; }
 std::int64_t LiveBlocks() { return liveBlocks; }
 const std::string& Damage() { return damage; }

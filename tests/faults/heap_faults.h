@@ -19,8 +19,6 @@ std::uint64_t FirstRefusedBytes();  // likewise; 0 when none was refused
 
 // Requests that would take the heap beyond this are refused as well; none by default.
 void LimitBytes(std::uint64_t bytes);
-std::uint64_t PeakBytes();  // since the last ResetPeak
-void ResetPeak();
 
 void FillNewBlocksWith(std::uint8_t value);
 std::int64_t LiveBlocks();

@@ -5,7 +5,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -13,10 +12,13 @@
 #include "stage/scene/key_reader.h"
 #include "tests/stage/bad_scenes.h"
 #include "tests/stage/catalog_for_tests.h"
+#include "tests/support/temp_folder.h"
 
 namespace orvandel::stage {
 namespace {
 
+using test::TempFolder;
+using test::WriteFile;
 using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
@@ -32,29 +34,8 @@ std::string Complaint(const std::string& text, const std::filesystem::path& file
   return {};
 }
 
-Scene Read(const std::vector<Member>& changes) {
-  static const ParamCatalog catalog = CatalogForTests();
-  return ReadSceneText(SceneWith(changes), "scene.json", catalog);
-}
-
-// A folder of its own with the files of one test, removed at its end.
-class Folder {
- public:
-  Folder() : path_(std::filesystem::path(testing::TempDir()) / ("scene_" + std::to_string(std::random_device{}()))) {
-    std::filesystem::create_directories(path_);
-  }
-  ~Folder() { std::filesystem::remove_all(path_); }
-  Folder(const Folder&) = delete;
-  Folder& operator=(const Folder&) = delete;
-  void Write(const std::string& name, const std::string& text) const { std::ofstream(path_ / name) << text; }
-  std::filesystem::path operator/(const std::string& name) const { return path_ / name; }
-
- private:
-  std::filesystem::path path_;
-};
-
 TEST(SceneReader, RefusesBadScenesAtTheirPlaceInOneLine) {
-  for (const BadScene& bad : kBadScenes) {
+  for (const BadScene& bad : BadScenes()) {
     const std::string complaint = Complaint(SceneWith({bad.change}));
     const bool longer = bad.telling.find("deep") != std::string::npos;
     EXPECT_THAT(complaint, StartsWith("scene.json: " + bad.pointer + (longer ? "" : ": "))) << bad.change.json;
@@ -127,12 +108,12 @@ TEST(SceneReader, OptionsTakeTheScenesPlaceAndAreNamedInComplaints) {
 
 // Whatever way a name takes out of the scene's folder.
 TEST(SceneReader, FilesLieUnderTheScenesFolderUnlessAllowed) {
-  const Folder folder;
+  const TempFolder folder;
   std::filesystem::create_directories(folder / "scene/in");
-  folder.Write("out.svg", R"(<svg><path d="M0 0L9 9"/></svg>)");
-  folder.Write("scene2.svg", R"(<svg><path d="M0 0L9 9"/></svg>)");  // the folder's name and more
-  folder.Write("scene/in/a.svg", R"(<svg><path d="M0 0L9 9"/></svg>)");
-  folder.Write("scene/in/shot.1.png", "");
+  WriteFile(folder / "out.svg", R"(<svg><path d="M0 0L9 9"/></svg>)");
+  WriteFile(folder / "scene2.svg", R"(<svg><path d="M0 0L9 9"/></svg>)");  // the folder's name and more
+  WriteFile(folder / "scene/in/a.svg", R"(<svg><path d="M0 0L9 9"/></svg>)");
+  WriteFile(folder / "scene/in/shot.1.png", "");
   std::filesystem::create_symlink(folder / "out.svg", folder / "scene/link.svg");
   std::filesystem::create_symlink(folder / "out.svg", folder / "scene/in/shot.2.png");
   std::filesystem::create_directory_symlink(folder / ".", folder / "scene/up");
@@ -206,9 +187,9 @@ TEST(SceneReader, RefusesWhatFillsTheMemory) {
 }
 
 TEST(SceneReader, KeepsEverythingAGoodSceneSays) {
-  const Folder folder;
-  folder.Write("plate.png", "");
-  folder.Write("shot.0012.png", "");
+  const TempFolder folder;
+  WriteFile(folder / "plate.png", "");
+  WriteFile(folder / "shot.0012.png", "");
   const std::string text =
       "// comment\n" +
       SceneWith(
@@ -249,22 +230,10 @@ TEST(SceneReader, KeepsEverythingAGoodSceneSays) {
   EXPECT_EQ(std::get<double>(track("Producer Point").sources.at(1)), 30);
 }
 
-TEST(SceneReader, StartsOfSequencesCountPictures) {
-  const Folder folder;
-  folder.Write("shot.0001.png", "");
-  const auto complaint = [&](const char* file) {
-    return Complaint(SceneWith({{"layers", std::string(R"({"z": {"start": 0.5, "file": ")") + file + "\"}}"}}),
-                     folder / "scene.json");
-  };
-  EXPECT_EQ(complaint("shot.0001.png"), "");
-  EXPECT_NE(complaint("shot.%04d.png").find("scene.json: /layers/z/start: 0.5 is not a whole number"),
-            std::string::npos);
-}
-
 TEST(SceneReader, TakesOneUntransformedPathOfAnSvgFile) {
-  const Folder folder;
+  const TempFolder folder;
   const auto complaint = [&](const std::string& svg, const std::string& mask = R"({"file": "m.svg", "id": "a"})") {
-    folder.Write("m.svg", svg);
+    WriteFile(folder / "m.svg", svg);
     return Complaint(SceneWith({{"masks", "{\"m\": " + mask + "}"}}), folder / "scene.json");
   };
   EXPECT_EQ(
@@ -304,57 +273,13 @@ TEST(SceneReader, TakesOneUntransformedPathOfAnSvgFile) {
 
 // The guide's first example is a whole scene.
 TEST(SceneReader, TakesTheExampleOfTheGuide) {
-  const auto root = std::filesystem::path(__FILE__).parent_path().parent_path().parent_path();
+  const auto root = std::filesystem::path(ORVANDEL_STAGE_TESTS).parent_path().parent_path();
   std::ifstream in(root / "docs" / "scene_format.md");
   const std::string guide{std::istreambuf_iterator<char>(in), {}};
   constexpr std::string_view kFence = "```jsonc\n";
   const std::size_t begin = guide.find(kFence) + kFence.size();
   EXPECT_EQ(Complaint(guide.substr(begin, guide.find("```", begin) - begin)), "");
 }
-
-// Whatever a text is, it is a scene or one line that names the file; nothing else is thrown.
-TEST(SceneReader, DamagedScenesAreScenesOrComplaints) {
-  const std::string good = SceneWith(
-      {{"masks",
-        R"({"m": {"d": "M 0 0 C 1 2 3 4 5 6 a1 1 0 01 2 0 Z"}, "n": {"keyframes": [{"time": 0, "d": "M0 0T3 4"}]}})"},
-       {"parameters",
-        R"({"Mask": "m", "Color": "#102030", "Frequency": {"keyframes": [{"time": 0.25, "value": 1.5, "interp": [0, 1, 1, 0]}, {"time": 1e1, "value": 2}]},
-        "Sides": {"random": {"seed": 7, "min": 3, "max": 9, "every": "1/4"}}, "Direction": {"expression": "9*sin(pi)*t"}})"},
-       {"motionBlur", R"({"samples": 3, "shutter": 90})"}});
-  ASSERT_EQ(Complaint(good), "");
-  constexpr std::string_view kPieces = "{}[]\",:0123456789.eE+-/* \n\\ntruMCAZ#\x80";
-  std::mt19937 random(20240607);
-  int taken = 0;
-  for (int round = 0; round < 4000; ++round) {
-    std::string text = good;
-    for (auto edits = 1 + random() % 3; edits > 0; --edits) {
-      const std::size_t at = random() % text.size();
-      const char piece = kPieces[random() % kPieces.size()];
-      switch (random() % 3) {
-        case 0:
-          text.erase(at, 1 + random() % 4);
-          break;
-        case 1:
-          text[at] = piece;
-          break;
-        default:
-          text.insert(at, 1, piece);
-          break;
-      }
-    }
-    const std::string complaint = Complaint(text);
-    ASSERT_EQ(SceneTextComplaints(text, "scene.json", CatalogForTests()).empty(), complaint.empty()) << text;
-    if (complaint.empty()) {
-      ++taken;
-      continue;
-    }
-    ASSERT_THAT(complaint, StartsWith("scene.json:")) << text;
-    ASSERT_EQ(complaint.find('\n'), std::string::npos) << text;
-  }
-  EXPECT_GT(taken, 50);
-}
-
-TEST(SceneReader, LeftOutParametersNeedNoTracks) { EXPECT_EQ(Read({}).emitters.at(0).tracks.size(), 14u); }
 
 }  // namespace
 }  // namespace orvandel::stage

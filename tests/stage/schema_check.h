@@ -3,13 +3,13 @@
 
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
-#include <random>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 #include <nlohmann/json.hpp>
+
+#include "tests/support/temp_folder.h"
 
 namespace orvandel::stage {
 
@@ -20,17 +20,16 @@ inline std::vector<std::string> SchemaComplaints(const std::string& schema, cons
   for (const std::string& scene : scenes) {
     work["scenes"].push_back(nlohmann::json::parse(scene, nullptr, kThrows, kSkipComments));
   }
-  const auto folder = std::filesystem::temp_directory_path();
-  const auto file = folder / ("schema_" + std::to_string(std::random_device{}()) + ".json");
-  std::ofstream(file) << work;
-  const auto script = std::filesystem::path(__FILE__).parent_path() / "check_schema.py";
+  const test::TempFolder folder;
+  const auto file = folder / "schema.json";
+  test::WriteFile(file, work.dump());
+  const auto script = std::filesystem::path(ORVANDEL_STAGE_TESTS) / "check_schema.py";
   FILE* const pipe = popen(("python3 '" + script.string() + "' '" + file.string() + "'").c_str(), "r");
   if (pipe == nullptr) throw std::runtime_error("python3 cannot be started");
   std::string answer;
   char block[4096];
   for (std::size_t n = 0; (n = fread(block, 1, sizeof block, pipe)) > 0;) answer.append(block, n);
   const int code = pclose(pipe);
-  std::filesystem::remove(file);
   if (code != 0) throw std::runtime_error("the validator failed; is python3-jsonschema installed?");
   return nlohmann::json::parse(answer).get<std::vector<std::string>>();
 }

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <numeric>
+#include <sstream>
 #include <string>
 
 #include "stage/base/errors.h"
@@ -63,28 +64,10 @@ TEST(Timebase, DecimalsAreExact) {
   // A double would make these one unit shorter and one frame longer.
   EXPECT_EQ(MakeTimebase({25, 1}, ParseRational("1.16")).duration, 174000);
   EXPECT_EQ(MakeTimebase({30, 1}, ParseRational("0.1")).frameCount, 3);
-  for (const char* bad : {"",
-                          "-",
-                          ".5",
-                          "5.",
-                          "1e",
-                          "1 ",
-                          "+1",
-                          "0x10",
-                          "1/",
-                          "/2",
-                          "1/2/3",
-                          "1.5/2",
-                          "1/-2",
-                          "1/0",
-                          "inf",
-                          "nan",
-                          "1234567890123456789",
-                          "1e19",
-                          "1e-19",
-                          "1e999999999999"}) {
-    EXPECT_THROW(ParseRational(bad), InputError) << bad;
-  }
+  std::istringstream malformed(
+      "- .5 5. 1e +1 0x10 1/ /2 1/2/3 1.5/2 1/-2 1/0 inf nan 1234567890123456789 1e19 1e-19 1e999999999999");
+  for (std::string bad; malformed >> bad;) EXPECT_THROW(ParseRational(bad), InputError) << bad;
+  for (const char* bad : {"", "1 "}) EXPECT_THROW(ParseRational(bad), InputError) << bad;
 }
 
 TEST(Timebase, RefusalsNameARateThatWorks) {

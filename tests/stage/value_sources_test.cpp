@@ -87,14 +87,6 @@ TEST(RandomSource, DrawsAreEvenAndUnrelated) {
   }
 }
 
-TEST(RandomSource, WholeNumbersComeEquallyOftenEndsIncluded) {
-  const Scene scene = SceneOf(R"({"Sides": {"random": {"min": 3, "max": 7}}})", "30");
-  std::map<double, int> counts;
-  for (std::int32_t tick = 0; tick < 20000; ++tick) ++counts[At(scene, "Sides", tick * 1000)];
-  EXPECT_EQ(counts.size(), 5u);
-  for (const auto& [value, count] : counts) EXPECT_NEAR(count, 4000, 5 * std::sqrt(4000)) << value;
-}
-
 TEST(ExpressionSource, GivesTheFormulasValueAtEveryTime) {
   const struct {
     const char* text;

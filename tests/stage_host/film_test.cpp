@@ -179,41 +179,6 @@ TEST(Film, SameBytesEveryTime) {
   mallopt(M_PERTURB, 0);
 }
 
-// H.264 has no alpha: what is seen is the picture over a colour, a still or a film that runs along.
-TEST(Film, WithoutAlphaShowsWhatStandsBehind) {
-  const TempFolder folder;
-  constexpr int kWidth = 64, kHeight = 32, kPictures = 12;
-  Scene scene;
-  scene.width = kWidth;
-  scene.height = kHeight;
-  scene.time = MakeTimebase({25, 1}, {10, 1});
-  WritePng(folder / "plate.png", Ramp(kWidth, kHeight, 30));
-  const auto behind = OpenFilm(folder / "behind.mkv", OptionsFor(kFormats[0], kWidth, kHeight, {25, 1}));
-  for (int i = 0; i < kPictures; ++i) behind->Add(Ramp(kWidth, kHeight, 50 + 3 * i));
-  behind->Finish();
-  for (const std::string& text :
-       {std::string("#20c040"), (folder / "plate.png").string(), (folder / "behind.mkv").string()}) {
-    Background background(text, scene, 1);
-    std::vector<Picture> shown;
-    const auto writer = OpenFilm(folder / "film.mp4", OptionsFor(kFormats[5], kWidth, kHeight, {25, 1}));
-    for (int i = 0; i < kPictures; ++i) {
-      shown.push_back(background.Behind(Ramp(kWidth, kHeight, i), scene.time.TimeOfFrame(i)));
-      writer->Add(shown.back());
-    }
-    writer->Finish();
-    const auto film = Open(folder / "film.mp4", scene.time);
-    for (int i = 0; i < kPictures; ++i) {
-      const Picture got = film->Decode(film->KeyAt(scene.time.TimeOfFrame(i)));
-      ExpectKept(kFormats[5], shown[static_cast<std::size_t>(i)], got, i);
-      const std::uint8_t* left = &got.bytes[0];  // there the picture is transparent
-      if (text[0] == '#') {
-        ASSERT_NEAR(left[1], 0x20, 16);
-        ASSERT_NEAR(left[2], 0xc0, 16);
-      }
-    }
-  }
-}
-
 TEST(Film, OneThatIsNotFinishedLeavesNothing) {
   const TempFolder folder;
   for (const Format& format : kFormats) {

@@ -150,74 +150,10 @@ TEST_F(RealEffect, APictureThatCannotBeReadIsTheInputsFault) {
   EXPECT_EQ(renderer.Render(3).bytes, early.bytes);
 }
 
-// An open path is the effect's own complaint.
-TEST_F(RealEffect, TellsTheEffectsMessage) {
-  const Scene scene = Read(R"("masks": {"m": {"d": "M 1 1 L 20 20 L 5 30"}}, "parameters": {"Wave Type": "Mask"})");
-  FrameRenderer renderer(module, scene, 0, {});
-  try {
-    renderer.Render(30);
-    ADD_FAILURE();
-  } catch (const EffectError& error) {
-    EXPECT_EQ(error.code, ORV_MESSAGE_SET);
-    EXPECT_NE(error.message.find("Open paths"), std::string::npos) << error.message;
-  }
-}
-
 TEST_F(RealEffect, AgreesWithItsResource) {
   EXPECT_TRUE(module.Complaints().empty()) << testing::PrintToString(module.Complaints());
   EXPECT_NE(module.GetIdentity().about.find('\n'), std::string::npos);
   EXPECT_EQ(module.GetIdentity().about.find("#{"), std::string::npos);
-}
-
-// Kept values are those that a fresh look gives, at ticks, beside them, and far out, in any order.
-TEST_F(RealEffect, TheTableOfValuesForgetsNothing) {
-  std::mt19937 random(13);
-  const Scene scene = Read(kScenes[1]);
-  ValueTable table(scene, scene.emitters[0], module.Catalog(), 0.5);
-  for (int i = 0; i < 20000; ++i) {
-    const std::int32_t unit = scene.time.timeScale / 30;
-    const auto tick = static_cast<std::int32_t>(random() % (i % 10 == 0 ? 20000 : 100));
-    const std::int32_t time = std::max(tick * unit - static_cast<std::int32_t>(random() % 3), 0);
-    const auto index = static_cast<std::int32_t>(1 + random() % static_cast<unsigned>(table.Count() - 1));
-    const ParamInfo& info = *module.Catalog().AtHostIndex(index);
-    if (!info.BearsValue() || info.Type() == ORV_PARAM_LAYER) continue;
-    OrvParamDef fresh = info.definition;
-    WriteValue(info, ValueAtTime(scene, scene.emitters[0], info, time), 0.5, fresh);
-    const OrvParamDef& kept = table.At(index, time);
-    ASSERT_EQ(kept.value.point.x, fresh.value.point.x) << info.name << " at " << time;
-    ASSERT_EQ(kept.value.point.y, fresh.value.point.y) << info.name << " at " << time;
-    ASSERT_EQ(table.HostIndexOfId(kept.id), index);
-  }
-}
-
-// Paths and prepared lengths are kept from wave to wave; what is lent is what a fresh look gives, in any order of
-// times.
-TEST_F(RealEffect, LendsMasksAsTheyAre) {
-  std::mt19937 random(14);
-  const Scene scene = Read(kScenes[3]);
-  MaskLender lender(scene, 0.5);
-  EXPECT_EQ(lender.PathAt(0, 0), 0u);
-  EXPECT_EQ(lender.PathAt(3, 0), 0u);
-  for (int i = 0; i < 2000; ++i) {
-    const auto place = static_cast<std::int32_t>(1 + random() % 2);
-    const auto time = static_cast<std::int32_t>(random() % 70) * (scene.time.timeScale / 30);
-    const Mask& mask = scene.masks[static_cast<std::size_t>(place) - 1];
-    const MaskPath fresh = PathOf(mask, MaskSpanAt(mask, time, scene.time.timeScale), 0.5);
-    const OrvPathRef path = lender.PathAt(place, time);
-    ASSERT_EQ(lender.SegmentCount(path), static_cast<std::int32_t>(fresh.segments.size()));
-    EXPECT_FALSE(lender.IsOpen(path));
-    const std::size_t segment = random() % fresh.segments.size();
-    const auto resolution = static_cast<std::int32_t>(1 + random() % 2 * 499);
-    const LengthQuery& lent = MaskLender::QueryOf(lender.Prepare(path, static_cast<std::int32_t>(segment), resolution));
-    const LengthQuery expected(fresh.segments[segment], resolution);
-    ASSERT_EQ(lent.Length(), expected.Length()) << place << " at " << time;
-    ASSERT_EQ(lent.PointAt(7.5), expected.PointAt(7.5)) << place << " at " << time;
-    if (i % 3 == 0) {
-      lender.TakeBackAll();
-    } else {
-      lender.TakeBack(), lender.TakeBack();
-    }
-  }
 }
 
 std::size_t HeapInUse() {

@@ -1,7 +1,5 @@
 #include "media_files.h"
 
-#include <cstdlib>
-#include <fstream>
 #include <stdexcept>
 
 extern "C" {
@@ -16,23 +14,6 @@ void Check(int code) {
 }
 
 }  // namespace
-
-TempFolder::TempFolder() {
-  std::string name = (std::filesystem::temp_directory_path() / "stage_host_XXXXXX").string();
-  if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary folder");
-  folder_ = name;
-}
-
-TempFolder::~TempFolder() {
-  std::error_code ignored;
-  std::filesystem::remove_all(folder_, ignored);
-}
-
-std::vector<std::string> TempFolder::Names() const {
-  std::vector<std::string> names;
-  for (const auto& entry : std::filesystem::directory_iterator(folder_)) names.push_back(entry.path().filename());
-  return names;
-}
 
 Picture RandomPicture(std::int32_t width, std::int32_t height, std::mt19937& random) {
   Picture picture(width, height);
@@ -76,16 +57,12 @@ void EncodePng(const std::filesystem::path& file, const AVFrame& frame) {
 }
 
 std::vector<std::uint8_t> ReadBytes(const std::filesystem::path& file) {
-  std::ifstream in(file, std::ios::binary);
-  std::vector<std::uint8_t> bytes(static_cast<std::size_t>(std::filesystem::file_size(file)));
-  in.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-  return bytes;
+  const std::string text = test::ReadFile(file);
+  return {text.begin(), text.end()};
 }
 
 void WriteBytes(const std::filesystem::path& file, const std::vector<std::uint8_t>& bytes) {
-  std::ofstream out(file, std::ios::binary);
-  out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-  if (!out.flush()) throw std::runtime_error("cannot write " + file.string());
+  test::WriteFile(file, {bytes.begin(), bytes.end()});
 }
 
 }  // namespace orvandel::stage

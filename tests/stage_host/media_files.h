@@ -10,23 +10,11 @@
 #include "stage/ffmpeg/ffmpeg_support.h"
 #include "stage/picture/picture.h"
 #include "stage/scene/timebase.h"
+#include "tests/support/temp_folder.h"
 
 namespace orvandel::stage {
 
-// A folder of its own under the system's temporary one, removed with everything in it.
-class TempFolder {
- public:
-  TempFolder();
-  ~TempFolder();
-  TempFolder(const TempFolder&) = delete;
-  TempFolder& operator=(const TempFolder&) = delete;
-  std::filesystem::path operator/(const std::string& name) const { return folder_ / name; }
-  // Every entry's name, hidden ones included.
-  std::vector<std::string> Names() const;
-
- private:
-  std::filesystem::path folder_;
-};
+using test::TempFolder;
 
 // Every byte random, a quarter of the pixels with alpha 0 and a quarter with alpha 255.
 Picture RandomPicture(std::int32_t width, std::int32_t height, std::mt19937& random);

