@@ -143,6 +143,19 @@ TEST(Stepping, AStoppedRunGoesOnFromTheTickReached) {
   }
 }
 
+// A host may render on and on without showing anything: waves must not pile up.
+TEST(Stepping, FramesWithoutPixelsEndTheSameLives) {
+  std::vector<float> ages[2];
+  for (const bool drawn : {false, true}) {
+    Stepped host(11);
+    host.SetFixed(kLifespan, 1.25);
+    if (!drawn) host.lentOutput = OrvImage{};
+    for (int tick = 1; tick < 90; ++tick) ASSERT_EQ(host.RenderTick(tick), 0);
+    ages[drawn ? 1 : 0] = Ages(host);
+  }
+  EXPECT_EQ(ages[0], ages[1]);
+}
+
 // The picture that the simulation depends on, once, and no empty layer beside it.
 TEST(Stepping, OnePictureIsLentAtEveryQuestion) {
   Stepped host;
