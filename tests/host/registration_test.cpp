@@ -133,17 +133,18 @@ TEST(Registration, HostsOlderThan12Point1AreRefused) {
   }
 }
 
+// A translation is no format: it gets the two numbers, in its own order of words, and nothing beyond them.
 TEST(Registration, AboutText) {
-  FakeHost host;
-  ASSERT_EQ(host.Send(ORV_ABOUT), 0);
-  EXPECT_STREQ(host.out.message, "Orvandel, v1.1#{cr}#{cr}Generates Expanding Shapes.");
-  // A translation is no format: it gets the two numbers, in its own order of words, and nothing beyond them.
-  host.translations[0] = "%d 100%% %ld%l%ld%ld %s %";
-  ASSERT_EQ(host.Send(ORV_ABOUT), 0);
-  EXPECT_STREQ(host.out.message, "%d 100% 1%l1%ld %s %");
-  host.translations[0] = std::string(510, 'x') + "%ld%ld%ld";
-  ASSERT_EQ(host.Send(ORV_ABOUT), 0);
-  EXPECT_EQ(host.out.message, std::string(255, 'x'));
+  const std::pair<std::string, std::string> texts[] = {{"", "Orvandel, v1.1#{cr}#{cr}Generates Expanding Shapes."},
+                                                       {"%d 100%% %ld%l%ld%ld %s %", "%d 100% 1%l1%ld %s %"},
+                                                       {std::string(510, 'x') + "%ld%ld%ld", std::string(255, 'x')}};
+  for (const auto& [translation, shown] : texts) {
+    FakeHost host;
+    const auto translate = [&text = translation](const std::string&) { return text; };
+    if (!translation.empty()) host.translate = translate;
+    ASSERT_EQ(host.Send(ORV_ABOUT), 0);
+    EXPECT_EQ(host.out.message, shown);
+  }
 }
 
 }  // namespace

@@ -63,28 +63,25 @@ struct FakeCallbacks {
                                std::int32_t scale, OrvParamDef* definition) {
     FakeHost& host = Host(ref);
     host.lastCheckOut = {index, time, step, scale};
-    std::int32_t code = 0;
-    Leaves leaves = Leaves::kNothing;
-    const bool fails = host.Fails(Callback::kCheckOut, &code, &leaves);
-    if (fails && leaves == Leaves::kNothing) return code;
+    const Fault* fault = host.FaultAt(Callback::kCheckOut);
+    const Leaves leaves = fault == nullptr ? Leaves::kNothing : fault->leaves;
+    if (fault != nullptr && leaves == Leaves::kNothing) return fault->code;
     *definition = host.ValueOf(index, time);
     if (leaves == Leaves::kZeroValue) definition->value = {};
     if (leaves == Leaves::kJunk) std::memset(static_cast<void*>(definition), 0xFF, sizeof(*definition));
-    if (fails) return code;
+    if (fault != nullptr) return fault->code;
     ++host.checkOuts_;
     return 0;
   }
   static std::int32_t CheckIn(OrvEffectRef ref, OrvParamDef*) {
     FakeHost& host = Host(ref);
-    std::int32_t code = 0;
-    const bool fails = host.Fails(Callback::kCheckIn, &code);
+    const Fault* fault = host.FaultAt(Callback::kCheckIn);
     if (--host.checkOuts_ < 0) host.problems_.insert("a parameter was checked in twice");
-    return fails ? code : 0;
+    return fault == nullptr ? 0 : fault->code;
   }
   static std::int32_t AddParam(OrvEffectRef ref, std::int32_t position, OrvParamDef* definition) {
     FakeHost& host = Host(ref);
-    std::int32_t code = 0;
-    if (host.Fails(Callback::kAddParam, &code)) return code;
+    if (const Fault* fault = host.FaultAt(Callback::kAddParam)) return fault->code;
     if (position != -1) host.problems_.insert("addParam without position -1");
     if (host.definitions.empty()) {
       host.definitions.emplace_back();
@@ -102,10 +99,9 @@ struct FakeCallbacks {
     if (host.stopped_) ++host.questionsAfterStop_;
     if (host.onQuestion) host.onQuestion();
     std::int32_t code = 0;
-    // Both count; at most one of them is armed.
-    const bool failsAlone = host.Fails(callback, &code);
-    const bool failsAsQuestion = host.Fails(Callback::kQuestion, &code);
-    if (!failsAlone && !failsAsQuestion) code = 0;
+    for (const Callback each : {callback, Callback::kQuestion}) {  // both count; at most one of them is armed
+      if (const Fault* fault = host.FaultAt(each)) code = fault->code;
+    }
     if (--host.questionsLeft < 0) code = FakeHost::kOutOfPatience;
     host.stopped_ = code != 0;
     return code;
@@ -117,8 +113,7 @@ struct FakeCallbacks {
     return Question(Host(ref), Callback::kProgress);
   }
   static std::int32_t OpenStrings(OrvStringsRef* strings, std::int32_t) {
-    std::int32_t code = 0;
-    if (current->Fails(Callback::kOpenStrings, &code)) return code;
+    if (const Fault* fault = current->FaultAt(Callback::kOpenStrings)) return fault->code;
     const auto& table = *reinterpret_cast<const OrvStringTable*>(*strings);
     current->texts_.clear();
     for (std::uint64_t i = 0; i < table.count; ++i) {
@@ -135,11 +130,8 @@ struct FakeCallbacks {
     return 0;
   }
   static const char* GetString(OrvStringsRef strings, std::int32_t id, std::int32_t none, std::uint32_t* zero) {
-    std::int32_t code = 0;
     if (*zero != 0 || none != 0 || strings != kStrings) current->problems_.insert("getString with wrong arguments");
-    const auto translation = current->translations.find(id);
-    if (translation != current->translations.end()) return translation->second.c_str();
-    if (current->Fails(Callback::kGetString, &code)) return nullptr;
+    if (current->FaultAt(Callback::kGetString) != nullptr) return nullptr;
     const bool known = id >= 0 && static_cast<std::size_t>(id) < current->texts_.size();
     return known ? current->texts_[static_cast<std::size_t>(id)].c_str() : "";
   }
@@ -150,8 +142,7 @@ struct FakeCallbacks {
   }
 
   static OrvHandle NewHandle(std::uint64_t size) {
-    std::int32_t code = 0;
-    if (current->Fails(Callback::kNewHandle, &code)) {
+    if (current->FaultAt(Callback::kNewHandle) != nullptr) {
       if (current->refused_ == 0) current->refused_ = size;
       return nullptr;
     }
@@ -197,8 +188,7 @@ struct FakeCallbacks {
 
   static std::int32_t UpdateUi(OrvEffectRef ref, std::int32_t index, const OrvParamDef* definition) {
     FakeHost& host = Host(ref);
-    std::int32_t code = 0;
-    if (host.Fails(Callback::kUpdateUi, &code)) return code;
+    if (const Fault* fault = host.FaultAt(Callback::kUpdateUi)) return fault->code;
     host.uiUpdates[index] = *definition;
     host.uiOrder.push_back(index);
     return 0;
@@ -207,8 +197,7 @@ struct FakeCallbacks {
   static std::int32_t CheckOutPath(OrvEffectRef ref, std::int32_t id, std::int32_t, std::int32_t, std::int32_t,
                                    OrvPathRef* path) {
     FakeHost& host = Host(ref);
-    std::int32_t code = 0;
-    if (host.Fails(Callback::kCheckOutPath, &code)) return code;
+    if (const Fault* fault = host.FaultAt(Callback::kCheckOutPath)) return fault->code;
     const bool known = id >= 1 && static_cast<std::size_t>(id) <= host.masks.size();
     if (!known) return 0;  // an answer without a path
     *path = static_cast<OrvPathRef>(id);
@@ -226,23 +215,20 @@ struct FakeCallbacks {
     return host.masks[static_cast<std::size_t>(path - 1)];
   }
   static std::int32_t IsOpen(OrvEffectRef ref, OrvPathRef path, std::int32_t* open) {
-    std::int32_t code = 0;
-    if (Host(ref).Fails(Callback::kIsOpen, &code)) return code;
+    if (const Fault* fault = Host(ref).FaultAt(Callback::kIsOpen)) return fault->code;
     if (Path(Host(ref), path).open) *open = 1;  // what is 0 anyway may stay unwritten
     return 0;
   }
   static std::int32_t SegmentCount(OrvEffectRef ref, OrvPathRef path, std::int32_t* count) {
-    std::int32_t code = 0;
-    if (Host(ref).Fails(Callback::kSegmentCount, &code)) return code;
+    if (const Fault* fault = Host(ref).FaultAt(Callback::kSegmentCount)) return fault->code;
     const std::size_t size = Path(Host(ref), path).points.size();
     if (size != 0) *count = static_cast<std::int32_t>(size);
     return 0;
   }
   static std::int32_t PrepareQuery(OrvEffectRef ref, OrvPathRef, std::int32_t segment, std::int32_t steps,
                                    OrvLengthQuery* query) {
-    std::int32_t code = 0;
     if (steps != 500) Host(ref).problems_.insert("a length query of other than 500 steps");
-    if (Host(ref).Fails(Callback::kPrepareQuery, &code)) return code;
+    if (const Fault* fault = Host(ref).FaultAt(Callback::kPrepareQuery)) return fault->code;
     ++Host(ref).queries_;
     *query = static_cast<OrvLengthQuery>(segment + 1);
     return 0;
@@ -252,8 +238,7 @@ struct FakeCallbacks {
   }
   static std::int32_t SegmentLength(OrvEffectRef ref, OrvPathRef path, std::int32_t segment, OrvLengthQuery,
                                     double* length) {
-    std::int32_t code = 0;
-    if (Host(ref).Fails(Callback::kSegmentLength, &code)) return code;
+    if (const Fault* fault = Host(ref).FaultAt(Callback::kSegmentLength)) return fault->code;
     const auto& points = Path(Host(ref), path).points;
     const auto& a = points[static_cast<std::size_t>(segment)];
     const auto& b = points[static_cast<std::size_t>(segment + 1) % points.size()];
@@ -262,8 +247,7 @@ struct FakeCallbacks {
   }
   static std::int32_t PointAtLength(OrvEffectRef ref, OrvPathRef path, OrvLengthQuery, std::int32_t segment,
                                     double distance, double* x, double* y) {
-    std::int32_t code = 0;
-    if (Host(ref).Fails(Callback::kPointAtLength, &code)) return code;
+    if (const Fault* fault = Host(ref).FaultAt(Callback::kPointAtLength)) return fault->code;
     const auto& points = Path(Host(ref), path).points;
     const auto& a = points[static_cast<std::size_t>(segment)];
     const auto& b = points[static_cast<std::size_t>(segment + 1) % points.size()];
@@ -308,13 +292,11 @@ std::int32_t FakeCallbacks::Acquire(const char* name, std::int32_t version, cons
   const bool isStamp = std::strcmp(name, ORV_CHANGE_STAMP_SERVICE) == 0;
   const bool isInterval = std::strcmp(name, ORV_PROGRESS_INTERVAL_SERVICE) == 0;
   if ((isStamp && current->changeStamp == 0) || (isInterval && current->rowsBetweenReports == 0)) return 1;
-  if (current->missingService == name) return 1;
-  std::int32_t code = 0;
-  const bool fails = current->Fails(Callback::kAcquire, &code);
-  if (fails && code != 0) return code;
+  const Fault* fault = current->FaultAt(Callback::kAcquire);
+  if (fault != nullptr && fault->code != 0) return fault->code;
   ++current->services_;
   *service = nullptr;
-  if (fails) return 0;
+  if (fault != nullptr) return 0;
   if (isStamp) *service = &kChangeStamp;
   if (isInterval) *service = &kInterval;
   if (std::strcmp(name, ORV_PARAM_UTILS_SERVICE) == 0 && version == 3) *service = &kParamUtils;
@@ -349,7 +331,7 @@ FakeHost::~FakeHost() {
   if (current == this) current = nullptr;
 }
 
-bool FakeHost::Fails(Callback callback, std::int32_t* code, Leaves* leaves) {
+const Fault* FakeHost::FaultAt(Callback callback) {
   ++calls_[static_cast<std::size_t>(callback)];
   for (Fault& fault : faults_) {
     if (fault.callback != callback) continue;
@@ -357,11 +339,9 @@ bool FakeHost::Fails(Callback callback, std::int32_t* code, Leaves* leaves) {
     if (left > 0 || (left < 0 && !fault.persistent)) continue;
     struck_ = true;
     if (fault.throws) throw std::runtime_error("a callback of the host");
-    *code = fault.code;
-    if (leaves != nullptr) *leaves = fault.leaves;
-    return true;
+    return &fault;
   }
-  return false;
+  return nullptr;
 }
 
 void FakeHost::ArmAll(std::vector<Fault> faults) {

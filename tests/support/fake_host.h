@@ -126,7 +126,6 @@ class FakeHost {
   std::int64_t QuestionsAfterStop() const { return questionsAfterStop_; }
   bool FaultStruck() const { return struck_; }                  // since it was armed
   std::uint64_t FirstRefusedBytes() const { return refused_; }  // of the handles refused since the fault was armed
-  std::int32_t LiveHandles() const { return static_cast<std::int32_t>(handles_.size()); }
 
   OrvInRecord in{};
   OrvOutRecord out{};
@@ -144,8 +143,6 @@ class FakeHost {
   std::vector<std::int32_t> progressDone, progressTotal;
   std::uint8_t handleFill = 0xA5;
   bool passParamsToRender = true;
-  std::map<std::int32_t, std::string> translations;          // texts of this host's own by id
-  std::string missingService;                                // the name of one that this host does not have
   std::uint64_t changeStamp = 0;                             // offered as the optional service unless 0
   std::int32_t rowsBetweenReports = 0;                       // the same
   std::function<void()> onQuestion;                          // before an abort check or progress report is answered
@@ -161,7 +158,7 @@ class FakeHost {
 
  private:
   friend struct FakeCallbacks;
-  bool Fails(Callback callback, std::int32_t* code, Leaves* leaves = nullptr);
+  const Fault* FaultAt(Callback callback);  // counts the call; null: it is answered
   void FillRecords();
   OrvParamDef ValueOf(std::int32_t hostIndex, std::int32_t hostTime);
 
