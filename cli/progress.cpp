@@ -29,9 +29,14 @@ double PerSecond(const RenderSummary& summary) {
 // Nothing while it goes on; at the end one line.
 class SummaryOnly : public Progress {
  public:
-  void Begin(const RenderStart&) override {}
+  void Begin(const RenderStart& start) override {
+    for (const std::string& note : start.notes) Tell("orvandel: note: " + note + "\n");
+  }
   void Frame(const FrameDone&) override {}
-  void End(const RenderSummary& summary) override { Tell(SummaryText(summary) + "\n"); }
+  void End(const RenderSummary& summary) override {
+    Tell(SummaryText(summary) + "\n");
+    if (!summary.warning.empty()) Tell("orvandel: warning: " + summary.warning + "\n");
+  }
 };
 
 // Shows at most once an interval, and always the last frame.
@@ -93,12 +98,10 @@ class PlainLines final : public TimedProgress {
 class JsonLines final : public Progress {
  public:
   void Begin(const RenderStart& start) override {
-    Write({{"event", "start"},
-           {"scene", start.scene},
-           {"output", start.output},
-           {"total", start.total},
-           {"kept", start.kept},
-           {"jobs", start.jobs}});
+    ordered_json json{{"event", "start"},     {"scene", start.scene}, {"output", start.output},
+                      {"total", start.total}, {"kept", start.kept},   {"jobs", start.jobs}};
+    if (!start.notes.empty()) json["notes"] = start.notes;
+    Write(json);
   }
   void Frame(const FrameDone& frame) override {
     ordered_json json{{"event", "frame"},
@@ -122,6 +125,7 @@ class JsonLines final : public Progress {
       json["slowestMs"] = Milliseconds(summary.slowestSeconds);
     }
     json["mostWaves"] = summary.mostWaves;
+    if (!summary.warning.empty()) json["warning"] = summary.warning;
     Write(json);
   }
 

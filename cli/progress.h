@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace orvandel::cli {
 
@@ -14,6 +15,7 @@ struct RenderStart {
   std::int64_t total = 0;  // frames to render
   std::int64_t kept = 0;   // frames that were there already
   int jobs = 1;
+  std::vector<std::string> notes;  // what was chosen where the scene left a choice
 };
 struct FrameDone {
   std::int32_t frame = 0;
@@ -28,6 +30,7 @@ struct RenderSummary {
   std::int32_t slowestFrame = -1;
   double slowestSeconds = 0;
   std::int64_t mostWaves = 0;  // alive at once in a frame that was rendered, at most
+  std::string warning;         // empty: none
 };
 
 // Begin, Frame for every frame, End when all went well. Destroying it leaves the cursor at the start of an empty line.

@@ -4,11 +4,13 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <utility>
 
 #include "cli/check/flashes.h"
+#include "cli/check/little_shown.h"
 #include "cli/commands/commands.h"
 #include "cli/console.h"
 #include "cli/failure.h"
@@ -23,6 +25,7 @@
 #include "stage/media/media_in.h"
 #include "stage/media/sequence_rules.h"
 #include "stage/render/scene_renderer.h"
+#include "stage/scene/path_measure.h"
 
 namespace orvandel::cli {
 namespace {
@@ -96,6 +99,28 @@ void LookAtTimeBase(const stage::Scene& scene, Findings& findings) {
   }
 }
 
+// A wave of a mask grows about the layer's middle, not about the outline's own: where the two are apart, the outline
+// moves away from the producer point while it grows.
+void LookAtMasks(const stage::Scene& scene, Findings& findings) {
+  constexpr double kApart = 0.05;  // of the picture's height
+  findings.notes.insert(findings.notes.end(), scene.notes.begin(), scene.notes.end());
+  for (const stage::Mask& mask : scene.masks) {
+    stage::PathBox box;
+    stage::TakeInto(box, mask.keys.front().path);
+    const stage::PointValue middle = box.Middle();
+    const double away = std::hypot(middle.x - scene.width * 0.5, middle.y - scene.height * 0.5);
+    std::string note = fmt::format("mask \"{}\" is {:.0f} x {:.0f} pixels around {:.0f}, {:.0f}", mask.name,
+                                   box.Width(), box.Height(), middle.x, middle.y);
+    if (away > kApart * scene.height) {
+      note += fmt::format(
+          ": it grows about the layer's middle, {:.0f} pixels away; \"anchor\": \"outline\" makes it "
+          "grow about the Producer Point",
+          away);
+    }
+    findings.notes.push_back(std::move(note));
+  }
+}
+
 // --- From the media.
 
 std::string MediumFault(const stage::Media& medium, const stage::Scene& scene) {
@@ -150,34 +175,42 @@ std::int32_t FramesToWatch(const stage::Scene& scene) {
   return static_cast<std::int32_t>(std::min<double>(scene.time.frameCount, std::max(1.0, kMostSeconds * rate)));
 }
 
-void Watch(stage::SceneRenderer& renderer, const stage::Scene& scene, Findings& findings) {
+ShownCounter Watch(stage::SceneRenderer& renderer, const stage::Scene& scene, Findings& findings) {
   const double rate = static_cast<double>(scene.time.frameRate.num) / static_cast<double>(scene.time.frameRate.den);
   FlashCounter flashes(rate);
+  ShownCounter shown;
   const std::int32_t count = FramesToWatch(scene);
   std::vector<std::int64_t> waves;  // alive, by frame
   for (std::int32_t frame = 0; frame < count; ++frame) {
     if (StopRequested()) throw stage::Interrupted();
-    flashes.Add(renderer.Render(frame));
+    const stage::Picture picture = renderer.Render(frame);
+    flashes.Add(picture);
+    shown.Add(picture);
     waves.push_back(renderer.WaveCount());
   }
   findings.notes.push_back(fmt::format("flashes looked for in {} of {} frames, with {} waves at most", count,
                                        scene.time.frameCount, *std::max_element(waves.begin(), waves.end())));
-  if (!flashes.TooMany()) return;
+  if (!flashes.TooMany()) return shown;
   findings.warnings.push_back(fmt::format(
       "more than three flashes within the second before frame {}, over {:.0f} % of the picture, where {} "
       "waves are alive: this may harm people with photosensitive epilepsy",
       flashes.WorstFrame(), flashes.WorstArea() * 100, waves[static_cast<std::size_t>(flashes.WorstFrame())]));
+  return shown;
 }
 
 // What the effect itself refuses shows only when it renders.
-void LookAtPictures(stage::EffectModule& module, const stage::Scene& scene, Findings& findings) {
+void LookAtPictures(stage::EffectModule& module, const stage::Scene& scene, std::int64_t maxWaves, Findings& findings) {
   stage::RenderOptions options;
   options.highQuality = false;
   options.downsample = std::max(1, (std::max(scene.width, scene.height) + kSmallSide - 1) / kSmallSide);
   options.shouldStop = StopRequested;
   try {
     stage::SceneRenderer renderer(module, scene, options);
-    Watch(renderer, scene, findings);
+    const ShownCounter shown = Watch(renderer, scene, findings);
+    if (shown.IsLittle()) {
+      findings.warnings.push_back(shown.Text() + ": " +
+                                  WhyLittleIsShown(module, scene, AllFrames(FramesToWatch(scene)), maxWaves));
+    }
   } catch (const stage::EffectError& error) {
     findings.AddError(error.message.empty() ? EffectCodeInWords(error.code) : error.message);
   } catch (const stage::InputError& error) {
@@ -238,6 +271,7 @@ Findings CheckScene(stage::EffectModule& module, const CheckRequest& request) {
   const stage::Scene scene = stage::ReadSceneText(text.text, text.file, module.Catalog(), wanted.options);
   findings.estimates.frames = scene.time.frameCount;
   LookAtTimeBase(scene, findings);
+  LookAtMasks(scene, findings);
   const std::size_t before = findings.warnings.size();
   LookAtWaves(scene, module.Catalog(), wanted.maxWaves, findings);
   LookAtSequences(scene, module.Catalog(), findings);
@@ -248,7 +282,7 @@ Findings CheckScene(stage::EffectModule& module, const CheckRequest& request) {
   if (costly) {
     findings.notes.push_back("not rendered, because that would take long: flashes were not looked for");
   } else {
-    LookAtPictures(module, scene, findings);
+    LookAtPictures(module, scene, wanted.maxWaves, findings);
     if (findings.errors.empty()) LookAtTime(module, scene, findings);
   }
   return findings;

@@ -47,7 +47,7 @@ std::int32_t FrameAt(const stage::Scene& scene, double seconds) {
   const double units = seconds * scene.time.timeScale;
   const auto frame = static_cast<std::int64_t>(units / scene.time.timeStep + 1e-6);
   if (frame < scene.time.frameCount) return static_cast<std::int32_t>(frame);
-  const double last = static_cast<double>(scene.time.TimeOfFrame(scene.time.frameCount - 1)) / scene.time.timeScale;
+  const double last = (scene.time.frameCount - 1.0) * scene.time.timeStep / scene.time.timeScale;
   throw stage::InputError(fmt::format("--time: {} s is after the scene's last frame at {:.3f} s", seconds, last));
 }
 
@@ -56,8 +56,8 @@ Description Look(stage::EffectModule& module, const stage::Scene& scene, const D
   description.frame = FrameAt(scene, request.seconds);
   RefuseTooManyWaves(scene, CountWaves(scene, module.Catalog(), {description.frame}), request.scene.maxWaves);
   const std::int32_t hostTime = scene.time.TimeOfFrame(description.frame);
-  description.seconds = static_cast<double>(hostTime) / scene.time.timeScale;
-  const auto tick = static_cast<std::int64_t>(description.seconds * kTicksPerSecond);
+  description.seconds = static_cast<double>(hostTime - scene.time.preroll) / scene.time.timeScale;
+  const std::int64_t tick = hostTime * static_cast<std::int64_t>(kTicksPerSecond) / scene.time.timeScale;
   WaveReports reports(module, scene, request.scene.maxWaves);
   const auto& waves = reports.Of(description.frame);
   for (std::size_t i = 0; i < waves.size(); ++i) {

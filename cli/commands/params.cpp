@@ -36,7 +36,7 @@ std::vector<Entry> RegisteredEntries(const stage::ParamCatalog& catalog) {
 std::vector<Entry> ShownEntries(stage::EffectModule& module, const stage::Scene& scene, double seconds) {
   auto entries = RegisteredEntries(module.Catalog());
   const auto rows = stage::ParamsAsShown(module, scene, seconds);
-  const auto hostTime = static_cast<std::int32_t>(seconds * scene.time.timeScale);
+  const auto hostTime = scene.time.preroll + static_cast<std::int32_t>(seconds * scene.time.timeScale);
   auto row = rows.begin();
   for (Entry& entry : entries) {
     if (!entry.info->BearsValue()) continue;

@@ -12,6 +12,7 @@
 #include <string>
 #include <thread>
 
+#include "cli/check/little_shown.h"
 #include "cli/commands/commands.h"
 #include "cli/console.h"
 #include "cli/frame_list.h"
@@ -155,11 +156,17 @@ SceneWorkSettings WorkOf(const RenderRequest& request) {
 // Receives finished frames: updates the summary, passes ordered frames to the sink, reports progress.
 class FrameCollector {
  public:
+  // A film that shows nothing is rarely meant; nobody may look at it before it is in use.
+  void TellIfLittleIsShown() const {
+    if (shown_.IsLittle()) summary_.warning = shown_.Text();
+  }
+
   FrameCollector(const Plan& plan, Progress& progress, RenderSummary& summary)
       : plan_(plan), progress_(progress), summary_(summary) {}
 
   void Take(const FinishedFrame& finished, OrderedSink* sink) {
     if (sink != nullptr) sink->Put(finished.bytes);
+    shown_.Add(finished.shown);
     if (finished.seconds > summary_.slowestSeconds) {
       summary_.slowestSeconds = finished.seconds;
       summary_.slowestFrame = finished.frame;
@@ -176,6 +183,7 @@ class FrameCollector {
   Progress& progress_;
   RenderSummary& summary_;
   std::int64_t done_ = 0;
+  ShownCounter shown_;
 };
 
 void RenderFrames(const RenderRequest& request, const Plan& plan, Progress& progress, RenderSummary& summary) {
@@ -187,6 +195,14 @@ void RenderFrames(const RenderRequest& request, const Plan& plan, Progress& prog
   pool.Run(plan.frames, [&](const FinishedFrame& finished) { collector.Take(finished, sink.get()); });
   if (StopRequested()) throw stage::Interrupted();
   if (sink != nullptr) sink->Finish();
+  collector.TellIfLittleIsShown();
+}
+
+std::string WhyOf(const Plan& plan, const RenderRequest& request) {
+  stage::EffectModule module(stage::LoadEffect(ModuleFile(request.scene.module)));
+  std::string why = WhyLittleIsShown(module, plan.scene, plan.frames, request.scene.maxWaves);
+  module.SetDown();
+  return why;
 }
 
 // What a render that was killed left unfinished.
@@ -225,12 +241,17 @@ void Render(const RenderRequest& request) {
   }
   const auto progress = MakeProgress(request.progress);
   RenderSummary summary;
-  summary.start = {plan.scene.file.string(), plan.output.Name(), static_cast<std::int64_t>(plan.frames.size()),
-                   static_cast<std::int64_t>(plan.kept), PoolOf(request, plan).jobs};
+  summary.start = {plan.scene.file.string(),
+                   plan.output.Name(),
+                   static_cast<std::int64_t>(plan.frames.size()),
+                   static_cast<std::int64_t>(plan.kept),
+                   PoolOf(request, plan).jobs,
+                   plan.scene.notes};
   const auto start = Clock::now();
   progress->Begin(summary.start);
   if (!plan.frames.empty()) RenderFrames(request, plan, *progress, summary);
   summary.seconds = SecondsSince(start);
+  if (!summary.warning.empty()) summary.warning += ": " + WhyOf(plan, request);
   progress->End(summary);
 }
 

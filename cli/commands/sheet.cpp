@@ -3,7 +3,9 @@
 
 #include <algorithm>
 
+#include "cli/check/little_shown.h"
 #include "cli/commands/commands.h"
+#include "cli/console.h"
 #include "cli/frame_list.h"
 #include "cli/interrupt.h"
 #include "cli/module_file.h"
@@ -57,7 +59,17 @@ void DrawSheet(const SheetRequest& request, stage::EffectModule& module, const s
                      static_cast<std::int32_t>(frames.size()), request.columns, ColorOf(request.background));
   PrepareFolder(request.output);
   stage::SceneRenderer renderer(module, scene, options);
-  for (const std::int32_t frame : frames) sheet.Add(renderer.Render(frame), frame);
+  ShownCounter shown;
+  for (const std::int32_t frame : frames) {
+    const stage::Picture picture = renderer.Render(frame);
+    shown.Add(picture);
+    sheet.Add(picture, frame);
+  }
+  for (const std::string& note : scene.notes) Tell("orvandel: note: " + note + "\n");
+  if (shown.IsLittle()) {
+    Tell(fmt::format("orvandel: warning: {}: {}\n", shown.Text(),
+                     WhyLittleIsShown(module, scene, frames, request.scene.maxWaves)));
+  }
   const auto ifTaken = request.replace ? stage::IfTaken::kReplace : stage::IfTaken::kFail;
   stage::RemoveAbandoned({request.output});
   const UnfinishedFile unfinished(stage::PartialFile(request.output, ifTaken).WorkName());

@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "cli/interrupt.h"
+#include "cli/picture_facts.h"
 #include "stage/base/errors.h"
 #include "stage/loading/loaded_effect.h"
 #include "stage/media/background.h"
@@ -43,6 +44,7 @@ class SceneWork final : public FrameWork {
   }
 
   std::int64_t WaveCount() const override { return renderer_->WaveCount(); }
+  double Shown() const override { return shown_; }
 
   void Finish() override {
     renderer_.reset();
@@ -52,13 +54,16 @@ class SceneWork final : public FrameWork {
  private:
   stage::Picture Render(std::int32_t frame) {
     stage::Picture picture = renderer_->Render(frame);
+    shown_ = CoverageOf(picture);
     return background_ ? background_->Behind(picture, scene_.time.TimeOfFrame(frame)) : picture;
   }
 
   void Write(std::int32_t frame, const std::filesystem::path& file) {
     const UnfinishedFile unfinished(stage::PartialFile(file, ifTaken_).WorkName());
     if (depth_ == 16) {
-      stage::WritePng16(file, renderer_->Render16(frame), ifTaken_);
+      const stage::Picture16 picture = renderer_->Render16(frame);
+      shown_ = CoverageOf(stage::Narrowed(picture));
+      stage::WritePng16(file, picture, ifTaken_);
     } else {
       stage::WritePng(file, Render(frame), ifTaken_);
     }
@@ -68,6 +73,7 @@ class SceneWork final : public FrameWork {
   const Output& output_;
   int depth_;
   stage::IfTaken ifTaken_;
+  double shown_ = 1;
   stage::EffectModule module_;
   std::optional<stage::SceneRenderer> renderer_;
   std::optional<stage::Background> background_;

@@ -20,6 +20,7 @@ struct WorkerReport {
   std::int32_t index = -1;  // of the order; -1: outside any
   double seconds = 0;
   std::int64_t waves = 0;  // alive in the finished frame
+  double shown = 1;
   Fault fault = Fault::kNone;
   std::int32_t effectCode = 0;
   char text[4000] = {};  // ends with 0

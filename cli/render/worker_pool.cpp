@@ -26,6 +26,7 @@ struct Result {
   FrameOrder order;
   double seconds = 0;
   std::int64_t waves = 0;
+  double shown = 1;
 };
 
 }  // namespace
@@ -83,7 +84,7 @@ struct WorkerPool::Impl {
         return worker.OrderStarted();
       case Kind::kFinished: {
         const FrameOrder order = worker.OrderFinished();
-        results.emplace(order.index, Result{order, report.seconds, report.waves});
+        results.emplace(order.index, Result{order, report.seconds, report.waves, report.shown});
         return;
       }
       case Kind::kFailed:
@@ -107,7 +108,7 @@ struct WorkerPool::Impl {
     const Result result = first->second;
     results.erase(first);
     ++delivered;
-    FinishedFrame finished{result.order.frame, result.seconds, result.waves, {}};
+    FinishedFrame finished{result.order.frame, result.seconds, result.waves, result.shown, {}};
     if (HasSlots()) finished.bytes = slots.Slot(static_cast<std::size_t>(result.order.slot));
     take(finished);
     if (HasSlots()) freeSlots.push_back(result.order.slot);

@@ -26,6 +26,8 @@ class FrameWork {
   virtual void Make(std::int32_t frame, std::span<std::uint8_t> slot) = 0;
   // How many waves were alive in the frame made last.
   virtual std::int64_t WaveCount() const { return 0; }
+  // Part of the last frame's pixels that shows something, 0..1.
+  virtual double Shown() const { return 1; }
   // After the last frame.
   virtual void Finish() {}
 };
@@ -40,6 +42,7 @@ struct FinishedFrame {
   std::int32_t frame = 0;
   double seconds = 0;                   // that the worker spent on it
   std::int64_t waves = 0;               // alive in it
+  double shown = 1;                     // part of its pixels that shows something, 0..1
   std::span<const std::uint8_t> bytes;  // the slot; valid during the call
 };
 

@@ -44,6 +44,7 @@ bool Serve(FrameWork& work, const FrameOrder& order, const SharedSlots& slots, i
             slots.Count() > 0 ? slots.Slot(static_cast<std::size_t>(order.slot)) : std::span<std::uint8_t>());
   WorkerReport finished = Plain(Kind::kFinished, order.index, SecondsSince(start));
   finished.waves = work.WaveCount();
+  finished.shown = work.Shown();
   return SendReport(socket, finished);
 }
 

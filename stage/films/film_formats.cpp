@@ -46,6 +46,15 @@ class FilmSource final : public MediaSource {
   std::int32_t timeScale_;
 };
 
+void MakeStraight(Picture& picture) {
+  for (std::size_t i = 0; i < picture.bytes.size(); i += 4) {
+    const unsigned alpha = picture.bytes[i];
+    for (std::size_t k = i + 1; alpha != 0 && k < i + 4; ++k) {
+      picture.bytes[k] = static_cast<std::uint8_t>(std::min(255U, (picture.bytes[k] * 255U + alpha / 2) / alpha));
+    }
+  }
+}
+
 class FilmFormats final : public MediaFormats {
  public:
   std::unique_ptr<MediaSource> OpenMoving(const Media& media, const Timebase& time) const override {
@@ -59,7 +68,9 @@ class FilmFormats final : public MediaFormats {
     const AvFrame frame = NewFrame();
     if (!stream.Next(*frame)) stream.Fail("holds no picture");
     try {
-      return FrameConverter().Convert(*frame);
+      Picture picture = FrameConverter().Convert(*frame);
+      if (stream.IsPremultiplied()) MakeStraight(picture);
+      return picture;
     } catch (const std::runtime_error& error) {
       stream.Fail(error.what());
     }

@@ -14,7 +14,8 @@ constexpr const char* kFormats =
     "image2,png_pipe,jpeg_pipe,jpegls_pipe,jpegxl_pipe,j2k_pipe,webp_pipe,tiff_pipe,bmp_pipe,exr_pipe,dpx_pipe,"
     "qoi_pipe,psd_pipe,sgi_pipe,sunrast_pipe,pcx_pipe,pam_pipe,pbm_pipe,pgm_pipe,pgmyuv_pipe,ppm_pipe,pfm_pipe,phm_"
     "pipe,"
-    "xbm_pipe,xpm_pipe,gif_pipe,hdr_pipe,dds_pipe,cri_pipe,apng,gif,avi,mov,matroska,webm,ogg,mpeg,mpegts,mpegvideo,"
+    "xbm_pipe,xpm_pipe,svg_pipe,gif_pipe,hdr_pipe,dds_pipe,cri_pipe,apng,gif,avi,mov,matroska,webm,ogg,mpeg,mpegts,"
+    "mpegvideo,"
     "flv,asf,mxf,nut,ivf,yuv4mpegpipe,h264,hevc,m4v,mjpeg,obu,av1,rm,swf,dv,wtv,webp";
 
 bool NamesStill(std::string_view demuxer) { return demuxer.ends_with("_pipe") || demuxer == "image2"; }

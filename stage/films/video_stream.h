@@ -17,6 +17,8 @@ class VideoStream {
 
   // One picture without a time of its own (PNG, JPEG, ...). Strict: a damaged one is refused rather than shown in part.
   bool IsStill() const { return still_; }
+  // The libraries hand drawings over with their colours multiplied by alpha.
+  bool IsPremultiplied() const { return codec_->codec_id == AV_CODEC_ID_SVG; }
   AVRational TimeBase() const { return stream_->time_base; }
 
   // The next picture in the order of showing; false at the end. Time stamps rise from picture to picture.

@@ -60,7 +60,8 @@ class SequenceSource final : public MediaSource {
   bool Moves() const override { return last_ > first_; }
 
   std::int64_t KeyAt(std::int32_t hostTime) override {
-    const std::int64_t picture = (std::int64_t{hostTime} + 1) / timeStep_;
+    const std::int64_t later = std::int64_t{hostTime} + 1;
+    const std::int64_t picture = later / timeStep_ - (later < 0 && later % timeStep_ != 0 ? 1 : 0);
     // Clamped before and after the start is taken off, which so cannot leave the range of an integer.
     const std::int64_t start = std::clamp<std::int64_t>(start_, -kFarStart, kFarStart);
     return first_ + std::clamp<std::int64_t>(picture - start, 0, last_ - first_);
@@ -90,12 +91,12 @@ auto AtPlace(const std::string& place, const Work& work) {
 // Decoders know files; whoever has to mend the scene needs the place that names the file as well.
 class PlacedSource final : public MediaSource {
  public:
-  PlacedSource(std::unique_ptr<MediaSource> source, std::string place)
-      : source_(std::move(source)), place_(std::move(place)) {}
+  PlacedSource(std::unique_ptr<MediaSource> source, std::string place, const Timebase& time)
+      : source_(std::move(source)), place_(std::move(place)), time_(time) {}
 
   bool Moves() const override { return source_->Moves(); }
   std::int64_t KeyAt(std::int32_t hostTime) override {
-    return AtPlace(place_, [&] { return source_->KeyAt(hostTime); });
+    return AtPlace(place_, [&] { return source_->KeyAt(time_.SceneTime(hostTime)); });
   }
   Picture Decode(std::int64_t key) override {
     return AtPlace(place_, [&] { return source_->Decode(key); });
@@ -104,6 +105,7 @@ class PlacedSource final : public MediaSource {
  private:
   std::unique_ptr<MediaSource> source_;
   std::string place_;
+  Timebase time_;
 };
 
 std::unique_ptr<MediaSource> Open(const Media& media, const Timebase& time) {
@@ -119,7 +121,7 @@ std::unique_ptr<MediaSource> Open(const Media& media, const Timebase& time) {
 }  // namespace
 
 std::unique_ptr<MediaSource> OpenMedia(const Media& media, const Timebase& time) {
-  return std::make_unique<PlacedSource>(AtPlace(media.place, [&] { return Open(media, time); }), media.place);
+  return std::make_unique<PlacedSource>(AtPlace(media.place, [&] { return Open(media, time); }), media.place, time);
 }
 
 }  // namespace orvandel::stage

@@ -8,8 +8,9 @@
 namespace orvandel::stage {
 
 CommandTime CommandTime::Of(const Scene& scene, std::int32_t hostTime, std::int32_t downsample, bool highQuality) {
-  return {hostTime,     scene.time.timeStep, scene.time.duration, scene.time.timeScale, scene.width,
-          scene.height, downsample,          scene.pixelAspect,   highQuality};
+  const std::int32_t duration = scene.time.preroll + scene.time.duration;
+  return {hostTime,     scene.time.timeStep, duration,          scene.time.timeScale, scene.width,
+          scene.height, downsample,          scene.pixelAspect, highQuality};
 }
 
 OrvInRecord MakeInRecord(HostAnswers& answers, const CommandTime& when, OrvHandle globalData, OrvHandle sequenceData) {

@@ -32,7 +32,7 @@ const LengthQuery& MaskLender::QueryOf(OrvLengthQuery query) { return *ObjectOf<
 OrvPathRef MaskLender::PathAt(std::int32_t place, std::int32_t hostTime) {
   if (place < 1 || static_cast<std::size_t>(place) > scene_.masks.size()) return 0;
   const Mask& mask = scene_.masks[static_cast<std::size_t>(place) - 1];
-  const KeySpan span = MaskSpanAt(mask, hostTime, scene_.time.timeScale);
+  const KeySpan span = MaskSpanAt(mask, scene_.time.SceneTime(hostTime), scene_.time.timeScale);
   std::shared_ptr<Lent>& lent = paths_[{place, span.key, span.fraction}];
   if (lent == nullptr) {
     lent = std::make_shared<Lent>();

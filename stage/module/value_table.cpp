@@ -19,7 +19,8 @@ ValueTable::ValueTable(const Scene& scene, const Emitter& emitter, const ParamCa
   entries_.resize(catalog.Params().size() + 1);
   entries_[0].definition.type = ORV_PARAM_LAYER;
   EnterId(0, 0);
-  const std::int64_t ticks = std::int64_t{scene.time.duration} * kTicksPerSecond / scene.time.timeScale;
+  const std::int64_t ticks =
+      (std::int64_t{scene.time.preroll} + scene.time.duration) * kTicksPerSecond / scene.time.timeScale;
   const auto keptCount = static_cast<std::size_t>(std::clamp<std::int64_t>(2 * (ticks + 4), 64, kMostKept));
   for (const ParamInfo& info : catalog.Params()) {
     Entry& entry = entries_[static_cast<std::size_t>(info.hostIndex)];

@@ -65,6 +65,11 @@ double JsonPlace::Number(std::string_view allowed) const {
   return node_->number;
 }
 
+bool JsonPlace::Truth() const {
+  if (node_->kind != JsonNode::Kind::kBool) FailNot("true or false");
+  return node_->truth;
+}
+
 double JsonPlace::NumberIn(double low, double high, std::string_view allowed) const {
   const double number = Number(fmt::format("{} in {}..{}", allowed, low, high));
   if (number < low || number > high)

@@ -61,6 +61,7 @@ class JsonPlace {
   const JsonPlace& MustBeArray(std::string_view allowed) const;
   const std::string& Text(std::string_view allowed) const;  // at most kMaxJsonString bytes
   double Number(std::string_view allowed) const;
+  bool Truth() const;
   // `allowed` names the unit or use: "seconds". Inclusive.
   double NumberIn(double low, double high, std::string_view allowed = "a number") const;
 

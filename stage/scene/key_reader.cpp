@@ -62,7 +62,6 @@ double ReadTime(const JsonPlace& place, double before, bool first) {
 }  // namespace
 
 void KeyReader::Read(const JsonPlace& holder, std::string_view valueKey, const TakeKey& take) {
-  holder.OnlyKeys({"keyframes"});
   const JsonPlace list = holder.Need("keyframes", "an array of keys");
   const std::size_t count = list.MustBeArray("an array of keys").Size();
   if (count == 0) list.Fail("is empty: at least one key is required");

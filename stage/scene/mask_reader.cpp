@@ -1,5 +1,8 @@
 #include "stage/scene/mask_reader.h"
 
+#include <cmath>
+#include <iterator>
+#include <memory>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -7,6 +10,9 @@
 #include <fmt/format.h>
 
 #include "stage/base/errors.h"
+#include "stage/base/names.h"
+#include "stage/scene/outline_choice.h"
+#include "stage/scene/svg_drawing.h"
 #include "stage/scene/svg_file.h"
 #include "stage/scene/svg_path.h"
 
@@ -14,7 +20,7 @@ namespace orvandel::stage {
 namespace {
 
 constexpr std::string_view kMaskForms =
-    "a mask: {\"d\": path}, {\"file\": name, \"id\": name} or {\"keyframes\": [...]}";
+    "a mask: {\"d\": path}, {\"file\": name, \"part\": which} or {\"keyframes\": [...]}";
 
 // Path text has no length limit of its own: the file and the number of segments have.
 SvgPath ReadPathText(const JsonPlace& place) {
@@ -28,35 +34,128 @@ SvgPath ReadPathText(const JsonPlace& place) {
 
 // Which of the three forms a mask has.
 std::string_view FormOf(const JsonPlace& place) {
-  place.MustBeObject(kMaskForms).OnlyKeys({"d", "file", "id", "keyframes"});
+  place.MustBeObject(kMaskForms)
+      .OnlyKeys({"d", "file", "keyframes", "id", "part", "close", "fit", "scale", "rotate", "position", "anchor"});
   std::string_view form;
   for (const std::string_view key : {"d", "file", "keyframes"}) {
     if (!place.Find(key)) continue;
     if (!form.empty()) place.FailAt(key, fmt::format("stands beside \"{}\": a mask has one of the two", form));
     form = key;
   }
-  if (place.Find("id") && form != "file") place.FailAt("id", "belongs to \"file\", which is missing");
+  for (const std::string_view key : {"id", "part"}) {
+    if (place.Find(key) && form != "file") place.FailAt(key, "belongs to \"file\", which is missing");
+  }
   return form;
 }
 
-SvgPath ReadPathFile(const JsonPlace& place, const SceneFiles& files) {
-  const JsonPlace name = place.Need("file", "a file name");
-  const std::filesystem::path file = files.Plain(name);
-  std::string id;
-  if (const auto given = place.Find("id")) {
-    id = given->Text("the id of a <path>");
-    if (id.empty()) given->Fail("the id is empty");
+// What a mask takes of its file.
+struct Wanted {
+  std::string id;  // empty: the whole drawing
+  OutlineChoice choice;
+  bool plain = true;  // nothing is said of parts
+};
+
+OutlineChoice::Kind KindOf(std::string_view part) {
+  if (part == "all") return OutlineChoice::Kind::kAll;
+  return part == "largest" ? OutlineChoice::Kind::kLargest : OutlineChoice::Kind::kUsual;
+}
+
+Wanted ReadWanted(const JsonPlace& place) {
+  Wanted wanted;
+  if (const auto id = place.Find("id")) {
+    wanted.id = id->Text("the id of an element");
+    if (wanted.id.empty()) id->Fail("the id is empty");
   }
+  if (const auto close = place.Find("close")) wanted.choice.close = close->Truth();
+  const auto part = place.Find("part");
+  if (!part) return wanted;
+  wanted.plain = false;
+  if (part->IsNumber()) {
+    const double number = part->NumberIn(1, 1e6, "the number of an outline");
+    if (number != std::floor(number)) part->FailNot("the number of an outline");
+    wanted.choice.kind = OutlineChoice::Kind::kNumber;
+    wanted.choice.number = static_cast<std::size_t>(number);
+    return wanted;
+  }
+  const std::string& text = part->Text("the number of an outline, an id, \"largest\" or \"all\"");
+  wanted.choice.kind = KindOf(text);
+  if (wanted.choice.kind != OutlineChoice::Kind::kUsual) return wanted;
+  if (!wanted.id.empty()) part->Fail(fmt::format("{} stands beside another id", part->Found()));
+  if (text.empty()) part->Fail("the id is empty");
+  wanted.id = text;
+  return wanted;
+}
+
+std::string WhyNothing(const SvgDrawing& drawing) {
+  if (!drawing.complaint.empty()) return "draws no outline: " + drawing.complaint;
+  if (drawing.texts > 0) return "has text and no outline: convert the text to paths in the drawing program";
+  if (drawing.images > 0) return "has pictures and no outline: name a picture among \"layers\" to trace it";
+  return "draws no outline";
+}
+
+std::string WhatIsLeftOut(const SvgDrawing& drawing) {
+  std::string note;
+  if (drawing.texts > 0) note = "text is not read: convert it to paths in the drawing program";
+  if (drawing.images > 0) note += std::string(note.empty() ? "" : "; ") + "pictures inside the drawing are not read";
+  if (!drawing.complaint.empty()) note += (note.empty() ? "" : "; ") + drawing.complaint;
+  return note;
+}
+
+// A single path of one sub-path, drawn nowhere else than its numbers say: exactly these numbers.
+bool TakeLonePath(const SvgFile& file, const Wanted& wanted, MaskPath& path) {
+  const char* text = wanted.plain ? file.LonePath(wanted.id) : nullptr;
+  if (text == nullptr) return false;
   try {
-    const std::string text = ReadSvgPathText(file, id);
-    try {
-      return ParseSvgPath(text);
-    } catch (const InputError& error) {
-      throw InputError(fmt::format("{}: {}", file.string(), error.what()));
-    }
-  } catch (const InputError& error) {
-    place.Fail(error.what());
+    path = ParseSvgPath(text).path;
+    return path.closed || wanted.choice.close;
+  } catch (const InputError&) {
+    return false;  // as a drawing, which says why
   }
+}
+
+// Gives a complaint that knows no place the place that caused it.
+template <typename Work>
+auto At(const JsonPlace& place, std::string_view key, const Work& work) {
+  try {
+    return work();
+  } catch (const InputError& error) {
+    if (key.empty()) place.Fail(error.what());
+    place.FailAt(key, error.what());
+  }
+}
+
+void NoteOtherShapes(const SvgFile& file, MaskRead& read) {
+  try {
+    const std::size_t there = DrawSvg(file, "").outlines.size();
+    if (there < 2) return;
+    read.notes.push_back(
+        fmt::format("{} has {} outlines: its only <path> is taken; \"part\": \"all\" takes all", file.Name(), there));
+  } catch (const InputError&) {  // what is not taken may be as it is
+  }
+}
+
+void ReadDrawing(const JsonPlace& place, const SceneFiles& files, MaskRead& read) {
+  const JsonPlace name = place.Need("file", "a file name");
+  const std::filesystem::path path = files.Plain(name);
+  const Wanted wanted = ReadWanted(place);
+  const auto file = At(place, "", [&] { return std::make_unique<SvgFile>(path); });
+  MaskPath lone;
+  if (TakeLonePath(*file, wanted, lone)) {
+    if (wanted.choice.close) ClosePath(lone);
+    read.mask.keys.push_back({0, std::move(lone), {}});
+    if (wanted.id.empty()) NoteOtherShapes(*file, read);
+    return;
+  }
+  SvgDrawing drawing = At(place, "", [&] { return DrawSvg(*file, wanted.id); });
+  if (drawing.outlines.empty()) At(place, "", [&] { file->Refuse(WhyNothing(drawing)); });
+  const std::string leftOut = WhatIsLeftOut(drawing);
+  ChosenOutlines chosen = At(place, wanted.plain ? "" : "part",
+                             [&] { return ChooseOutlines(std::move(drawing), wanted.choice, file->Name()); });
+  if (!chosen.note.empty()) read.notes.push_back(chosen.note);
+  if (!leftOut.empty()) read.notes.push_back(file->Name() + ": " + leftOut);
+  read.mask.keys.push_back({0, std::move(chosen.paths.front()), {}});
+  read.further.assign(std::make_move_iterator(chosen.paths.begin() + 1), std::make_move_iterator(chosen.paths.end()));
+  read.asked = wanted.choice.kind == OutlineChoice::Kind::kAll;
 }
 
 // Points are interpolated one to one, so every key must be drawn like the first. Equal commands do not settle it: an
@@ -76,11 +175,12 @@ void MustMatchFirst(const JsonPlace& place, const SvgPath& path, const SvgPath& 
   }
 }
 
-std::vector<MaskKey> ReadKeys(const JsonPlace& place, KeyReader& reader) {
+std::vector<MaskKey> ReadKeys(const JsonPlace& place, bool close, KeyReader& reader) {
   std::vector<MaskKey> keys;
   SvgPath first;
   reader.Read(place, "d", [&](const JsonPlace& value, double time, const Easing& easing) {
     SvgPath path = ReadPathText(value);
+    if (close) ClosePath(path.path);
     keys.push_back({time, path.path, easing});
     if (keys.size() == 1) {
       first = std::move(path);
@@ -91,21 +191,49 @@ std::vector<MaskKey> ReadKeys(const JsonPlace& place, KeyReader& reader) {
   return keys;
 }
 
+void MustStayNear(const JsonPlace& place, const MaskPath& path) {
+  for (const Cubic& segment : path.segments) {
+    for (const PointValue p : {segment.p0, segment.c1, segment.c2, segment.p3}) {
+      if (std::abs(p.x) <= kMaxMaskCoordinate && std::abs(p.y) <= kMaxMaskCoordinate) continue;
+      place.Fail(fmt::format("has a point outside -{0}..{0} pixels", kMaxMaskCoordinate));
+    }
+  }
+}
+
+void Place(const JsonPlace& place, bool fromDrawing, const PictureSize& picture, MaskRead& read) {
+  std::vector<MaskPath*> moved;
+  for (MaskKey& key : read.mask.keys) moved.push_back(&key.path);
+  for (MaskPath& path : read.further) moved.push_back(&path);
+  // Of keyframes, the first gives the box: the others keep their way from it.
+  std::vector<const MaskPath*> measured{&read.mask.keys.front().path};
+  for (const MaskPath& path : read.further) measured.push_back(&path);
+  const std::string note = PlaceMask(ReadPlacement(place), picture, fromDrawing, measured, moved);
+  if (!note.empty()) read.notes.push_back(note);
+  for (const MaskPath* path : moved) MustStayNear(place, *path);
+}
+
 }  // namespace
 
-Mask ReadMask(const JsonPlace& place, std::string name, const SceneFiles& files, KeyReader& keys) {
+MaskRead ReadMask(const JsonPlace& place, std::string name, const SceneFiles& files, const PictureSize& picture,
+                  KeyReader& keys) {
   const std::string_view form = FormOf(place);
-  Mask mask;
-  mask.name = std::move(name);
+  MaskRead read;
+  read.mask.name = std::move(name);
+  const auto closing = place.Find("close");
+  const bool close = closing && closing->Truth();
   if (form == "keyframes") {
-    mask.keys = ReadKeys(place, keys);
+    read.mask.keys = ReadKeys(place, close, keys);
   } else if (form == "file") {
-    mask.keys.push_back({0, ReadPathFile(place, files).path, {}});
+    ReadDrawing(place, files, read);
   } else {
     const JsonPlace text = place.Need("d", "a path (or \"file\", or \"keyframes\")");
-    mask.keys.push_back({0, ReadPathText(text).path, {}});
+    SvgPath path = ReadPathText(text);
+    if (close) ClosePath(path.path);
+    read.mask.keys.push_back({0, std::move(path.path), {}});
   }
-  return mask;
+  Place(place, form == "file", picture, read);
+  for (std::string& note : read.notes) note = place.Where() + ": " + note;
+  return read;
 }
 
 }  // namespace orvandel::stage

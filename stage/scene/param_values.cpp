@@ -65,13 +65,32 @@ Value DefaultValue(const ParamInfo& info, const Scene& scene) {
   }
 }
 
-Value ValueAtTime(const Scene& scene, const Emitter& emitter, const ParamInfo& info, std::int32_t hostTime) {
-  const Track& track = emitter.tracks[static_cast<std::size_t>(info.hostIndex)];
-  if (!track.sources.empty()) return SourcedValue(track, info, scene.time, hostTime);
+namespace {
+
+// The unit before a tick belongs to it: the effect's two truncations may lead there.
+double ValueOfTick(const std::vector<double>& values, std::int32_t hostTime, std::int32_t timeScale) {
+  constexpr std::int64_t kTicksPerSecond = 30;
+  const std::int64_t tick = (std::int64_t{std::max(hostTime, 0)} + 1) * kTicksPerSecond / timeScale;
+  return values[std::min(static_cast<std::size_t>(tick), values.size() - 1)];
+}
+
+Value PlainValueAt(const Scene& scene, const Track& track, const ParamInfo& info, std::int32_t sceneTime) {
+  if (!track.sources.empty()) return SourcedValue(track, info, scene.time, sceneTime);
   if (track.keys.empty()) return DefaultValue(info, scene);
   if (track.keys.size() == 1) return track.keys.front().value;
   const bool oneLater = info.Type() == ORV_PARAM_LAYER || info.Type() == ORV_PARAM_PATH;
-  return ValueAt(track, info, SecondsOf(hostTime + (oneLater ? 1 : 0), scene.time.timeScale));
+  return ValueAt(track, info, SecondsOf(sceneTime + (oneLater ? 1 : 0), scene.time.timeScale));
+}
+
+}  // namespace
+
+Value ValueAtTime(const Scene& scene, const Emitter& emitter, const ParamInfo& info, std::int32_t hostTime) {
+  const Track& track = emitter.tracks[static_cast<std::size_t>(info.hostIndex)];
+  if (track.byTick) return ValueOfTick(*track.byTick, hostTime, scene.time.timeScale);
+  Value value = PlainValueAt(scene, track, info, scene.time.SceneTime(hostTime));
+  if (track.factor != 1) std::get<double>(value) *= track.factor;
+  if (track.perLoop != 0) std::get<double>(value) += track.perLoop * scene.time.LoopAt(hostTime);
+  return value;
 }
 
 OrvFixed ToFixed(double value) { return Saturated(value * kFixedOne); }

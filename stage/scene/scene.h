@@ -68,9 +68,14 @@ using NumberSource = std::variant<double, RandomSource, AudioSource, ExpressionS
 struct Track {
   std::vector<Key> keys;              // times strictly increasing
   std::vector<NumberSource> sources;  // instead of keys: one for a number, two for a point
+  // Of a number, beside keys and sources, where the host plays it otherwise than written:
+  double factor = 1;                                    // 0..1; what keys, sources or the default give is times this
+  double perLoop = 0;                                   // added for every time through the loop: an angle turns on
+  std::shared_ptr<const std::vector<double>> byTick{};  // in place of keys and sources: a value for each tick since the
+                                                        // effect's clock began
 
   bool IsDefault() const { return keys.empty() && sources.empty(); }
-  bool IsConstant() const { return keys.size() <= 1 && sources.empty(); }
+  bool IsConstant() const { return keys.size() <= 1 && sources.empty() && perLoop == 0 && !byTick; }
 };
 
 // One cubic segment in full-size layer pixels.
@@ -90,7 +95,6 @@ struct Mask {
   std::string name;
   std::vector<MaskKey> keys;  // at least one; all with the same number of segments
 };
-
 struct Media {
   std::string name;
   std::filesystem::path file;  // resolved against the scene's folder; a %0Nd pattern is a numbered sequence
@@ -122,9 +126,10 @@ struct Scene {
   Rational pixelAspect{1, 1};     // reduced
   std::optional<Media> input;     // the effect's own layer; absent: transparent
   std::vector<Media> layers;      // in order of appearance
-  std::vector<Mask> masks;        // in order of appearance
+  std::vector<Mask> masks;        // in order of appearance; those without a name in the scene come last
   std::vector<Emitter> emitters;  // at least one; drawn in this order
   MotionBlur motionBlur;
+  std::vector<std::string> notes;  // what the reader chose where the scene left a choice: a line each
 };
 
 }  // namespace orvandel::stage

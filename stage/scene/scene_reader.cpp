@@ -15,6 +15,8 @@
 #include "stage/scene/json_place.h"
 #include "stage/scene/json_tree.h"
 #include "stage/scene/key_reader.h"
+#include "stage/scene/loop.h"
+#include "stage/scene/mask_groups.h"
 #include "stage/scene/mask_reader.h"
 #include "stage/scene/media_reader.h"
 #include "stage/scene/scene_limits.h"
@@ -66,7 +68,7 @@ class SceneReader {
     root_.MustBeObject("a scene: an object");
     Try([&] {
       root_.OnlyKeys({"$schema", "version", "width", "height", "frameRate", "duration", "pixelAspect", "input",
-                      "layers", "masks", "parameters", "effects", "motionBlur"});
+                      "layers", "masks", "parameters", "effects", "motionBlur", "preroll", "loop"});
     });
     Try([&] { ReadVersion(); });
     Try([&] { TakeOverrides(); });
@@ -80,11 +82,17 @@ class SceneReader {
       scene_.layers.push_back(ReadMedia(place, name, files_));
     });
     ReadNamed("masks", names_.masks, [&](const JsonPlace& place, const std::string& name) {
-      scene_.masks.push_back(ReadMask(place, name, files_, keys_));
+      MaskRead read = ReadMask(place, name, files_, {scene_.width, scene_.height}, keys_);
+      scene_.masks.push_back(std::move(read.mask));
+      scene_.notes.insert(scene_.notes.end(), read.notes.begin(), read.notes.end());
+      if (read.further.empty()) return;
+      groups_.push_back({scene_.masks.size(), std::move(read.further), read.asked, place.Where()});
     });
     ReadEmitters();
     Try([&] { ReadMotionBlur(); });
     for (const std::string& set : options_.sets) Try([&] { ApplySet(set); });
+    Try([&] { DrawMaskGroups(std::move(groups_), catalog_, scene_); });
+    Try([&] { ReadPreroll(); });
     return std::move(scene_);
   }
 
@@ -147,6 +155,7 @@ class SceneReader {
     Try([&] {
       const JsonPlace duration = NeedMember("duration", "a number of seconds above 0");
       const Rational exact = ReadExact(duration, "a number of seconds above 0", false);
+      exactDuration_ = exact;
       seconds_ = static_cast<double>(exact.num) / static_cast<double>(exact.den);
       if (rateKnown) At(duration, [&] { SetDuration(scene_.time, exact); });
     });
@@ -240,6 +249,22 @@ class SceneReader {
     if (const auto phase = place->Find("phase")) blur.phase = phase->NumberIn(-kMaxShutter, kMaxShutter, "degrees");
   }
 
+  // Last, because a loop looks at all that repeats in it.
+  void ReadPreroll() {
+    const auto preroll = root_.Find("preroll"), loop = root_.Find("loop");
+    if (loop && loop->Truth()) {
+      if (preroll)
+        root_.FailAt("preroll", "stands beside \"loop\", which has as much before frame 0 as the waves live");
+      if (complaints_ != nullptr && !complaints_->empty()) return;  // there is no scene yet to look at
+      At(*loop, [&] { PlayInLoop(scene_, exactDuration_, catalog_); });
+      return;
+    }
+    if (!preroll) return;
+    preroll->NumberIn(0, 36000, "seconds");
+    const Rational exact = ReadExact(*preroll, "a number of seconds", false);
+    if (scene_.time.timeScale != 0) At(*preroll, [&] { SetPreroll(scene_.time, exact); });
+  }
+
   // Complaints name the option in the file's place.
   void ApplySet(const std::string& text) {
     const SetOption set = ParseSetOption(text);
@@ -280,7 +305,9 @@ class SceneReader {
   Scene scene_;
   std::map<std::string, OptionValue, std::less<>> overrides_;  // by the member that they stand in for
   double seconds_ = 0;                                         // the duration as written
+  Rational exactDuration_;
   SceneNames names_;
+  std::vector<MaskGroup> groups_;
   KeyReader keys_;
   SourceReader sources_;
 };

@@ -302,16 +302,56 @@ Json Medium() {
           {"anyOf", Json::array({FileName("The file's name."), std::move(object)})}};
 }
 
+// Which part of a drawing, and where it lies.
+Json MaskKeys() {
+  const Json pixels = Range("number", -1e6, 1e6);
+  const Json side = Range("number", 1, 1e6);
+  const Json box{
+      {"type", "array"}, {"items", Json::array({pixels, pixels, side, side})}, {"minItems", 4}, {"maxItems", 4}};
+  Json onto = Object({{"contain", box}, {"cover", box}});
+  onto["minProperties"] = onto["maxProperties"] = 1;
+  const Json factor = Range("number", -1000, 1000);
+  return {
+      {"close", Described("Closes an open path with a straight line.", Json{{"type", "boolean"}})},
+      {"fit",
+       {{"description",
+         "Into the picture or a rectangle [x, y, width, height]: as large as fits inside, or as covers it. Left out, a "
+         "drawing outside the picture, or smaller than a twentieth of it, is put into the middle."},
+        {"anyOf", Json::array({Json{{"enum", {"none", "contain", "cover"}}}, std::move(onto)})}}},
+      {"scale",
+       {{"description", "A factor about the outline's middle, or one for the width and one for the height."},
+        {"anyOf",
+         Json::array({factor, Json{{"type", "array"}, {"items", factor}, {"minItems", 2}, {"maxItems", 2}}})}}},
+      {"rotate", Described("Degrees clockwise about the outline's middle.", Range("number", -32768, 32768))},
+      {"position",
+       {{"description", "Where the outline's middle lies, in pixels."},
+        {"type", "array"},
+        {"items", pixels},
+        {"minItems", 2},
+        {"maxItems", 2}}},
+      {"anchor",
+       {{"description",
+         "Waves grow about the layer's middle: \"outline\" puts the outline's middle there, so that they grow "
+         "about the Producer Point."},
+        {"enum", {"layer", "outline"}}}}};
+}
+
 Json MaskForm() {
   const Json path{{"description", "One path in the path language of SVG, in pixels of the layer."},
                   {"type", "string"},
                   {"minLength", 1}};
-  Json file = Object({{"file", FileName("An SVG file.")},
-                      {"id", {{"description", "The id of the <path>."}, {"type", "string"}, {"minLength", 1}}}},
-                     {"file"});
-  return {{"description", "An outline: a path, a <path> of an SVG file, or paths at times."},
-          {"anyOf", Json::array({Object({{"d", path}}, {"d"}), std::move(file),
-                                 Object({{"keyframes", Keys("d", path)}}, {"keyframes"})})}};
+  const auto form = [](Json own, Json required) {
+    own.update(MaskKeys());
+    return Object(std::move(own), std::move(required));
+  };
+  const Json id{
+      {"description", "The id of an element: it and what is inside it."}, {"type", "string"}, {"minLength", 1}};
+  const Json part{{"description", "Which outline: its number, an element's id, \"largest\" or \"all\"."},
+                  {"anyOf", Json::array({Range("integer", 1, 1e6), Json{{"type", "string"}, {"minLength", 1}}})}};
+  return {{"description", "An outline: a path, what an SVG file draws, or paths at times."},
+          {"anyOf", Json::array({form({{"d", path}}, {"d"}),
+                                 form({{"file", FileName("An SVG file.")}, {"id", id}, {"part", part}}, {"file"}),
+                                 form({{"keyframes", Keys("d", path)}}, {"keyframes"})})}};
 }
 
 Json Named(std::string_view definition, const char* description) {
@@ -337,7 +377,12 @@ Json Properties() {
           {"masks", Named("mask", "Outlines by name, for \"Mask\".")},
           {"parameters", Ref("parameters")},
           {"effects", Effects()},
-          {"motionBlur", MotionBlurForm()}};
+          {"motionBlur", MotionBlurForm()},
+          {"preroll", Described("Seconds that the effect runs before frame 0, so that a film does not begin empty.",
+                                Range("number", 0, 36000))},
+          {"loop",
+           Described("The picture after the last frame is the first one. Everything has to repeat with the duration.",
+                     Json{{"type", "boolean"}})}};
 }
 
 }  // namespace

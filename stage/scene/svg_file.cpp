@@ -21,12 +21,6 @@ namespace {
   throw InputError(fmt::format("{}: {}", Printable(file.string()), complaint));
 }
 
-// "svg:path" is a path as well.
-std::string_view LocalName(std::string_view name) {
-  const auto colon = name.rfind(':');
-  return colon == std::string_view::npos ? name : name.substr(colon + 1);
-}
-
 bool IsBlank(const char* text) { return Trimmed(text).empty(); }
 
 // The element, itself or above it, that moves the path away from its numbers; null when none does.
@@ -41,25 +35,22 @@ pugi::xml_node TransformedAbove(pugi::xml_node node) {
 // Elements in document order, without recursion.
 class Walk {
  public:
-  Walk(const std::filesystem::path& file, pugi::xml_node document) : file_(file), node_(document) {}
+  explicit Walk(pugi::xml_node document) : node_(document) {}
 
+  // Null after the last one.
   pugi::xml_node Next() {
     do {
       Step();
-      // Drawing programs name a public document type, which nobody fetches; one with declarations could hold entities.
-      if (node_.type() == pugi::node_doctype && std::strchr(node_.value(), '[') != nullptr) {
-        Refuse(file_,
-               "declares its own document type (<!DOCTYPE ... [...]>), which is not read; remove the declarations");
-      }
     } while (node_ && node_.type() != pugi::node_element);
     return node_;
   }
+  int Depth() const { return depth_; }
 
  private:
   void Step() {
     if (const pugi::xml_node child = node_.first_child()) {
       node_ = child;
-      if (++depth_ > kMaxSvgDepth) Refuse(file_, fmt::format("elements nested more than {} deep", kMaxSvgDepth));
+      ++depth_;
       return;
     }
     while (node_ && !node_.next_sibling()) {
@@ -69,43 +60,9 @@ class Walk {
     if (node_) node_ = node_.next_sibling();
   }
 
-  const std::filesystem::path& file_;
   pugi::xml_node node_;
   int depth_ = 0;
 };
-
-struct Candidates {
-  std::vector<pugi::xml_node> wanted;
-  std::vector<std::string> ids;  // of all paths that have one
-  std::string other;             // the element that has the id but is no path
-};
-
-Candidates FindPaths(const std::filesystem::path& file, pugi::xml_node document, const std::string& id) {
-  Candidates found;
-  Walk walk(file, document);
-  while (const pugi::xml_node node = walk.Next()) {
-    const bool isPath = LocalName(node.name()) == "path";
-    const char* nodeId = node.attribute("id").value();
-    const bool named = !id.empty() && id == nodeId;
-    if (named && !isPath) found.other = node.name();
-    if (!isPath) continue;
-    if (id.empty() || named) found.wanted.push_back(node);
-    if (*nodeId != '\0') found.ids.emplace_back(nodeId);
-  }
-  return found;
-}
-
-pugi::xml_node OnlyPath(const std::filesystem::path& file, const Candidates& found, const std::string& id) {
-  const std::size_t count = found.wanted.size();
-  if (count == 1) return found.wanted.front();
-  if (id.empty()) {
-    Refuse(file,
-           count == 0 ? std::string("has no <path>") : fmt::format("has {} paths: an \"id\" must choose one", count));
-  }
-  if (count > 1) Refuse(file, fmt::format("has {} paths with the id {}", count, Quoted(id)));
-  if (!found.other.empty()) Refuse(file, fmt::format("{} is a <{}>, not a <path>", Quoted(id), Printable(found.other)));
-  Refuse(file, fmt::format("has no <path> with the id {}{}", Quoted(id), DidYouMean(id, found.ids)));
-}
 
 }  // namespace
 
@@ -125,28 +82,65 @@ std::string ReadWholeFile(const std::filesystem::path& file, std::size_t limit) 
   return text;
 }
 
-std::string ReadSvgPathText(const std::filesystem::path& file, const std::string& id) {
-  const std::string text = ReadWholeFile(file, kMaxSvgBytes);
-  if (static_cast<std::size_t>(std::count(text.begin(), text.end(), '<')) > 2 * kMaxSvgElements) {
-    Refuse(file, fmt::format("more than {} elements", kMaxSvgElements));
+SvgFile::SvgFile(const std::filesystem::path& file) : SvgFile(ReadWholeFile(file, kMaxSvgBytes), file) {}
+
+SvgFile::SvgFile(std::string text, std::filesystem::path file) : text_(std::move(text)), file_(std::move(file)) {
+  if (static_cast<std::size_t>(std::count(text_.begin(), text_.end(), '<')) > 2 * kMaxSvgElements) {
+    Refuse(fmt::format("more than {} elements", kMaxSvgElements));
   }
-  pugi::xml_document document;
-  const auto result = document.load_buffer(text.data(), text.size(), pugi::parse_default | pugi::parse_doctype);
+  if (text_.size() >= 2 && text_[0] == '\x1f' && text_[1] == '\x8b') {
+    Refuse("is compressed (.svgz); decompress it first: gunzip < it > logo.svg");
+  }
+  // A document type is passed over, also one that declares entities: what names one is not replaced.
+  const auto result = document_.load_buffer(text_.data(), text_.size(), pugi::parse_default);
   if (!result) {
-    std::string sentence = result.description();
+    const std::string sentence = result.description();
     throw InputError(
-        fmt::format("{}:{}: {}", Printable(file.string()),
-                    LineAndColumn(text, static_cast<std::size_t>(std::max<std::ptrdiff_t>(result.offset, 0))),
+        fmt::format("{}:{}: {}", Printable(file_.string()),
+                    LineAndColumn(text_, static_cast<std::size_t>(std::max<std::ptrdiff_t>(result.offset, 0))),
                     Printable(sentence)));
   }
-  const pugi::xml_node path = OnlyPath(file, FindPaths(file, document, id), id);
-  if (const pugi::xml_node moved = TransformedAbove(path)) {
-    Refuse(file,
-           fmt::format("a transform on <{}> moves the path; apply it to the path first", Printable(moved.name())));
-  }
-  const pugi::xml_attribute d = path.attribute("d");
-  if (!d) Refuse(file, "the <path> has no d");
-  return d.value();
+  Index();
 }
+
+void SvgFile::Index() {
+  Walk walk(document_);
+  while (const pugi::xml_node node = walk.Next()) {
+    if (walk.Depth() > kMaxSvgDepth) Refuse(fmt::format("elements nested more than {} deep", kMaxSvgDepth));
+    const std::string_view name = SvgLocalName(node.name());
+    if (const char* id = node.attribute("id").value(); *id != '\0') ids_.emplace(id, node);
+    if (name == "path") paths_.push_back(node);
+    if (name == "style") {
+      for (const pugi::xml_node text : node.children()) styles_.AddSheet(text.value());
+    }
+  }
+}
+
+pugi::xml_node SvgFile::Find(std::string_view id) const {
+  const auto found = ids_.find(id);
+  return found == ids_.end() ? pugi::xml_node() : found->second;
+}
+
+const char* SvgFile::LonePath(const std::string& id) const {
+  pugi::xml_node lone;
+  for (const pugi::xml_node path : paths_) {
+    if (!id.empty() && id != path.attribute("id").value()) continue;
+    if (lone) return nullptr;
+    lone = path;
+  }
+  const pugi::xml_attribute d = lone.attribute("d");
+  return d && !TransformedAbove(lone) ? d.value() : nullptr;
+}
+
+void SvgFile::Refuse(std::string_view complaint) const { stage::Refuse(file_, complaint); }
+
+void SvgFile::RefuseId(const std::string& id) const {
+  std::vector<std::string> known;
+  for (const auto& [name, node] : ids_) known.emplace_back(name);
+  std::sort(known.begin(), known.end());
+  Refuse(fmt::format("has nothing with the id {}{}", Quoted(id), DidYouMean(id, known)));
+}
+
+std::string SvgFile::Name() const { return Printable(file_.filename().string()); }
 
 }  // namespace orvandel::stage

@@ -1,14 +1,19 @@
-// The path text of one <path> in an SVG file.
+// An SVG file as a tree of elements, with what is looked up in it.
 //
-// Only elements named path and their attributes d, id, transform and style are looked at; viewBox, units and everything
-// else that a viewer would draw is not. A path that a viewer would draw elsewhere than its numbers say (a transform on
-// it or above it) is refused. The file may come from anyone: no document type, hence no entities, nothing is fetched,
-// and size, depth and number of elements are bounded.
+// The file may come from anyone: entities are never replaced and nothing is fetched, and size, depth and number of
+// elements are bounded.
 #pragma once
 
 #include <cstddef>
 #include <filesystem>
 #include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include <pugixml.hpp>
+
+#include "stage/scene/svg_style.h"
 
 namespace orvandel::stage {
 
@@ -16,10 +21,39 @@ constexpr std::size_t kMaxSvgBytes = std::size_t{16} << 20;
 constexpr int kMaxSvgDepth = 256;
 constexpr std::size_t kMaxSvgElements = 1000000;
 
-// `id` empty: the file must have exactly one path. Throws InputError that starts with the file.
-std::string ReadSvgPathText(const std::filesystem::path& file, const std::string& id);
-
 // The whole file as bytes. Throws InputError when it cannot be read or is larger than `limit`.
 std::string ReadWholeFile(const std::filesystem::path& file, std::size_t limit);
+
+class SvgFile {
+ public:
+  // Both throw InputError that starts with the file.
+  explicit SvgFile(const std::filesystem::path& file);
+  SvgFile(std::string text, std::filesystem::path file);
+  SvgFile(const SvgFile&) = delete;
+  SvgFile& operator=(const SvgFile&) = delete;
+
+  pugi::xml_node Root() const { return document_.document_element(); }
+  // The first element with the id; null when there is none.
+  pugi::xml_node Find(std::string_view id) const;
+  const SvgStyles& Styles() const { return styles_; }
+  // The text of the only <path> that there is, or of the one with the id; null when there are several or none, or a
+  // transform moves it away from its numbers.
+  const char* LonePath(const std::string& id) const;
+  // Throws InputError: "logo.svg: " + complaint.
+  [[noreturn]] void Refuse(std::string_view complaint) const;
+  [[noreturn]] void RefuseId(const std::string& id) const;
+  // "logo.svg", for notes.
+  std::string Name() const;
+
+ private:
+  void Index();
+
+  std::string text_;  // the tree points into it
+  std::filesystem::path file_;
+  pugi::xml_document document_;
+  std::unordered_map<std::string_view, pugi::xml_node> ids_;
+  std::vector<pugi::xml_node> paths_;
+  SvgStyles styles_;
+};
 
 }  // namespace orvandel::stage

@@ -4,14 +4,13 @@
 #include <array>
 #include <cmath>
 #include <numbers>
-#include <system_error>
 #include <utility>
 
-#include <fast_float/fast_float.h>
 #include <fmt/format.h>
 
 #include "stage/base/errors.h"
 #include "stage/base/names.h"
+#include "stage/scene/svg_number.h"
 
 namespace orvandel::stage {
 namespace {
@@ -89,47 +88,27 @@ class PathText {
     ++at_;
     return true;
   }
-  std::size_t DigitsFrom(std::size_t from) const {
-    std::size_t end = from;
-    while (end < text_.size() && IsDigit(text_[end])) ++end;
-    return end;
-  }
 
   std::string_view text_;
   std::size_t at_ = 0;
 };
 
-// Ends where the number cannot go on: "1.5.5" is 1.5 and 0.5, "1-2" is 1 and -2, "2em" is 2.
 double PathText::TakeNumber() {
-  if (!AtNumber()) Fail("a number is missing");
-  std::size_t begin = at_;
-  if (text_[begin] == '+') ++begin;
-  const std::size_t whole = begin + (begin == at_ && text_[begin] == '-' ? 1 : 0);
-  std::size_t end = DigitsFrom(whole);
-  std::size_t digits = end - whole;
-  if (end < text_.size() && text_[end] == '.') {
-    const std::size_t fraction = DigitsFrom(end + 1);
-    digits += fraction - end - 1;
-    end = fraction;
-  }
-  if (digits == 0) Fail("a number is missing");
-  if (end < text_.size() && Upper(text_[end]) == 'E') {
-    const bool sign = end + 1 < text_.size() && (text_[end + 1] == '+' || text_[end + 1] == '-');
-    const std::size_t exponent = end + (sign ? 2 : 1);
-    if (const std::size_t exponentEnd = DigitsFrom(exponent); exponentEnd > exponent) end = exponentEnd;
-  }
   double value = 0;
-  const auto read = fast_float::from_chars(text_.data() + begin, text_.data() + end, value);
-  if (read.ec != std::errc() || read.ptr != text_.data() + end || !std::isfinite(value))
-    Fail("a number beyond what can be computed with");
-  at_ = end;
-  return value;
+  switch (TakeSvgNumber(text_, at_, value)) {
+    case SvgNumber::kTaken:
+      return value;
+    case SvgNumber::kMissing:
+      Fail("a number is missing");
+    default:
+      Fail("a number beyond what can be computed with");
+  }
 }
 
 // Grows the path. Positions are absolute; the text only tells a complaint where it is.
 class PathPen {
  public:
-  explicit PathPen(const PathText& text) : text_(text) {}
+  PathPen(const PathText& text, double farthest, std::size_t most) : text_(text), farthest_(farthest), most_(most) {}
 
   PointValue At() const { return at_; }
   void MoveTo(PointValue to) {
@@ -147,21 +126,28 @@ class PathPen {
     path_.closed = true;
   }
   bool IsEmpty() const { return path_.segments.empty(); }
-  MaskPath Take() { return std::move(path_); }
+  // What follows is another sub-path; without a move it goes on from here.
+  MaskPath Take() {
+    taken_ += path_.segments.size();
+    return std::exchange(path_, {});
+  }
 
  private:
   void Check(PointValue p) const {
-    const bool inside = std::abs(p.x) <= kMaxMaskCoordinate && std::abs(p.y) <= kMaxMaskCoordinate;
-    if (!inside) text_.Fail(fmt::format("before it a point outside -{0}..{0}", kMaxMaskCoordinate));
+    const bool inside = std::abs(p.x) <= farthest_ && std::abs(p.y) <= farthest_;
+    if (!inside) text_.Fail(fmt::format("before it a point outside -{0}..{0}", farthest_));
   }
   void Add(PointValue c1, PointValue c2, PointValue to) {
-    if (path_.segments.size() == kMaxSegments) text_.Fail(fmt::format("more than {} segments", kMaxSegments));
+    if (taken_ + path_.segments.size() == most_) text_.Fail(fmt::format("more than {} segments", most_));
     for (const PointValue p : {c1, c2, to}) Check(p);
     path_.segments.push_back({at_, c1, c2, to});
     at_ = to;
   }
 
   const PathText& text_;
+  double farthest_;
+  std::size_t most_;
+  std::size_t taken_ = 0;
   MaskPath path_;
   PointValue at_, start_;
 };
@@ -209,7 +195,9 @@ void PathPen::ArcTo(double rx, double ry, double degrees, bool large, bool sweep
 
 class PathParser {
  public:
-  explicit PathParser(std::string_view text) : text_(text), pen_(text_) {}
+  explicit PathParser(std::string_view text) : text_(text), pen_(text_, kMaxMaskCoordinate, kMaxSegments) {}
+  PathParser(std::string_view text, std::size_t most)
+      : several_(true), text_(text), pen_(text_, kMaxDrawingCoordinate, most) {}
 
   SvgPath Parse() {
     text_.SkipBlanks();
@@ -219,7 +207,25 @@ class PathParser {
     return {pen_.Take(), std::move(commands_)};
   }
 
+  SvgSubPaths ParseSeveral() {
+    SvgSubPaths result;
+    try {
+      for (text_.SkipBlanks(); !text_.AtEnd(); text_.SkipBlanks()) ParseCommand();
+    } catch (const InputError& error) {
+      result.complaint = error.what();
+    }
+    FinishSubPath();
+    result.paths = std::move(finished_);
+    return result;
+  }
+
  private:
+  void FinishSubPath() {
+    const bool drawn = !pen_.IsEmpty();
+    MaskPath path = pen_.Take();
+    if (drawn) finished_.push_back(std::move(path));
+  }
+
   void ParseCommand() {
     const char letter = text_.TakeLetter();
     const int count = ArgumentCount(Upper(letter));
@@ -249,6 +255,10 @@ class PathParser {
     } else if (commands_.empty() && command != 'M') {
       complaint = "a path begins with M or m";
     } else if (!commands_.empty() && (command == 'M' || commands_.back() == 'Z')) {
+      if (several_) {
+        FinishSubPath();
+        return;
+      }
       complaint = "a second sub-path; a mask has one";
     } else {
       return;
@@ -313,6 +323,8 @@ class PathParser {
     control_ = control;
   }
 
+  bool several_ = false;
+  std::vector<MaskPath> finished_;
   PathText text_;
   PathPen pen_;
   std::array<double, 7> args_{};
@@ -324,5 +336,9 @@ class PathParser {
 }  // namespace
 
 SvgPath ParseSvgPath(std::string_view text) { return PathParser(text).Parse(); }
+
+SvgSubPaths ParseSvgSubPaths(std::string_view text, std::size_t mostSegments) {
+  return PathParser(text, mostSegments).ParseSeveral();
+}
 
 }  // namespace orvandel::stage

@@ -208,6 +208,16 @@ void SetDuration(Timebase& timebase, Rational seconds) {
   timebase.frameCount = static_cast<std::int32_t>((timebase.duration + step - 1) / step);
 }
 
+void SetPreroll(Timebase& timebase, Rational seconds) {
+  const Rational room{kMaxUnits - timebase.duration - 2 * timebase.timeScale, timebase.timeScale};
+  if (static_cast<Wide>(seconds.num) * room.den > static_cast<Wide>(room.num) * seconds.den) {
+    throw InputError(fmt::format("{} s before frame 0 is too long: beside the duration, {} frames a second allow {} s",
+                                 TextOf(seconds), TextOf(timebase.frameRate),
+                                 std::max<std::int64_t>(0, room.num / room.den)));
+  }
+  timebase.preroll = static_cast<std::int32_t>(static_cast<Wide>(seconds.num) * timebase.timeScale / seconds.den);
+}
+
 Timebase MakeTimebase(Rational frameRate, Rational seconds) {
   Timebase timebase = TimebaseOfRate(frameRate);
   SetDuration(timebase, Reduced(seconds));

@@ -26,8 +26,23 @@ struct Timebase {
   std::int32_t timeStep = 0;    // host units per frame
   std::int32_t duration = 0;    // host units, truncated
   std::int32_t frameCount = 0;  // frames are numbered from 0
+  std::int32_t preroll = 0;     // host units that have passed at frame 0
+  std::int32_t loop = 0;        // host units after which the scene's values begin anew; 0: never
 
-  std::int32_t TimeOfFrame(std::int32_t frame) const { return frame * timeStep; }
+  // The effect's clock begins at the preroll's start, the scene's at frame 0.
+  std::int32_t TimeOfFrame(std::int32_t frame) const { return preroll + frame * timeStep; }
+  // Where values, masks and media are looked up; negative within the preroll. The unit before a loop's start belongs to
+  // it, since the effect may ask one unit early.
+  std::int32_t SceneTime(std::int32_t hostTime) const {
+    const std::int32_t passed = hostTime - preroll;
+    return loop == 0 ? passed : passed - LoopAt(hostTime) * loop;
+  }
+  // Which time through the loop it is; frame 0 begins number 0.
+  std::int32_t LoopAt(std::int32_t hostTime) const {
+    if (loop == 0) return 0;
+    const std::int32_t later = hostTime - preroll + 1;
+    return later >= 0 ? later / loop : -((loop - 1 - later) / loop);
+  }
 };
 
 // `seconds` and `frameRate` are exact. Throws InputError (without a file or pointer, which the reader adds) when the
@@ -39,6 +54,8 @@ Timebase MakeTimebase(Rational frameRate, Rational seconds);
 // and frameCount 0.
 Timebase TimebaseOfRate(Rational frameRate);
 void SetDuration(Timebase& timebase, Rational seconds);
+// To be called last. Throws InputError when duration and preroll together are too long for the clock.
+void SetPreroll(Timebase& timebase, Rational seconds);
 
 // "24", "23.976" (exactly 2997/125), "2.5e1", "30000/1001"; the result is reduced. Throws InputError.
 Rational ParseRational(std::string_view text);

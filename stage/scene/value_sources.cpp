@@ -32,8 +32,8 @@ std::uint64_t Mixed(std::uint64_t word) {
 }
 
 double DrawAt(const RandomSource& random, const Timebase& time, std::int32_t hostTime) {
-  const Wide passed = (Wide{hostTime} + 1) * random.every.den;
-  const auto draw = static_cast<std::uint64_t>(passed / (Wide{random.every.num} * time.timeScale));
+  const Wide passed = (Wide{hostTime} + 1) * random.every.den, held = Wide{random.every.num} * time.timeScale;
+  const auto draw = static_cast<std::uint64_t>(passed / held - (passed < 0 && passed % held != 0 ? 1 : 0));
   const std::uint64_t bits = Mixed(Mixed(random.seed ^ random.stream) + draw);
   const double unit = static_cast<double>(bits >> 11) * 0x1p-53;
   if (!random.whole) return random.min + (random.max - random.min) * unit;
@@ -49,7 +49,10 @@ double LoudnessAt(const AudioSource& audio, const Timebase& time, std::int32_t h
 double ExpressedAt(const ExpressionSource& source, const Timebase& time, std::int32_t hostTime) {
   const std::int64_t later = std::int64_t{hostTime} + 1;
   ExpressionTime when;
-  const std::int64_t tick = later * kTicksPerSecond / time.timeScale, frame = later / time.timeStep;
+  const auto begun = [](std::int64_t units, std::int64_t step) {  // also before frame 0
+    return units / step - (units < 0 && units % step != 0 ? 1 : 0);
+  };
+  const std::int64_t tick = begun(later * kTicksPerSecond, time.timeScale), frame = begun(later, time.timeStep);
   when.tick = static_cast<double>(tick);
   when.frame = static_cast<double>(frame);
   when.seconds = SecondsOf(OntoTick(hostTime, time.timeScale), time.timeScale);

@@ -1,8 +1,8 @@
 // Numbers that follow a rule over time: random draws, the loudness of a sound, an expression.
 //
-// Each is a function of the host time alone, worked out for any time without the times before it. The effect steps in
-// ticks of 1/30 s and may ask one host unit before a tick, because it truncates on the way from ticks to units; such a
-// question is taken for the tick itself, so that what changes at a tick changes at that tick and not one later.
+// Each is a function of the scene's time alone, worked out for any time without the times before it. The effect steps
+// in ticks of 1/30 s and may ask one host unit before a tick, because it truncates on the way from ticks to units; such
+// a question is taken for the tick itself, so that what changes at a tick changes at that tick and not one later.
 #pragma once
 
 #include <cstdint>

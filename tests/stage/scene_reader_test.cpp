@@ -1,5 +1,6 @@
 #include "stage/scene/scene_reader.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -10,6 +11,8 @@
 
 #include "stage/base/errors.h"
 #include "stage/scene/key_reader.h"
+#include "stage/scene/param_values.h"
+#include "stage/scene/path_measure.h"
 #include "tests/stage/bad_scenes.h"
 #include "tests/stage/catalog_for_tests.h"
 #include "tests/support/temp_folder.h"
@@ -230,45 +233,142 @@ TEST(SceneReader, KeepsEverythingAGoodSceneSays) {
   EXPECT_EQ(std::get<double>(track("Producer Point").sources.at(1)), 30);
 }
 
-TEST(SceneReader, TakesOneUntransformedPathOfAnSvgFile) {
-  const TempFolder folder;
-  const auto complaint = [&](const std::string& svg, const std::string& mask = R"({"file": "m.svg", "id": "a"})") {
-    WriteFile(folder / "m.svg", svg);
-    return Complaint(SceneWith({{"masks", "{\"m\": " + mask + "}"}}), folder / "scene.json");
-  };
-  EXPECT_EQ(
-      complaint(R"(<svg viewBox="0 0 9 9"><g id="g"><path id="a" d="M0 0L9 9"/><path id="b" d="M0 0"/></g></svg>)"),
-      "");
-  EXPECT_EQ(complaint(R"(<svg:svg><svg:path d="M0 0L9 9"/></svg:svg>)", R"({"file": "m.svg"})"), "");
-  EXPECT_EQ(
-      complaint(R"(<!DOCTYPE svg PUBLIC "-//W3C//DTD SVG 1.0//EN" "a.dtd"><svg><path id="a" d="M0 0L9 9"/></svg>)"),
-      "");
-  const struct {
-    std::string svg, telling;
-  } bad[] = {
-      {R"(<svg><path id="ab" d="M0 0L9 9"/></svg>)", "no <path> with the id \"a\"; did you mean \"ab\"?"},
-      {R"(<svg><path id="a" d="M0 0L9 9"/><path id="a" d="M0 0L9 9"/></svg>)", "has 2 paths with the id \"a\""},
-      {R"(<svg><use id="a" href="other.svg#b"/></svg>)", "\"a\" is a <use>, not a <path>"},
-      {R"x(<svg><g transform="scale(2)"><path id="a" d="M0 0L9 9"/></g></svg>)x", "a transform on <g>"},
-      {R"(<svg><path style="transform: none" id="a" d="M0 0L9 9"/></svg>)", "a transform on <path>"},
-      {R"(<!DOCTYPE svg [<!ENTITY e "M0 0L9 9">]><svg><path id="a" d="&e;"/></svg>)", "document type"},
-      {R"(<svg><path id="a" d="&e;"/></svg>)", "not a path command"},
-      {R"(<svg><path id="a"/></svg>)", "has no d"},
-      {"<svg>\n<path id=\"a\" d=\"M0 0L9 9\"></svg>", "m.svg:2:"},
-  };
-  for (const auto& [svg, telling] : bad) {
-    EXPECT_THAT(complaint(svg), HasSubstr(": /masks/m: ")) << svg;
-    EXPECT_THAT(complaint(svg), HasSubstr(telling)) << svg;
+class DrawingFile {
+ public:
+  // What the reader says of a mask of the file.
+  std::string Complaint(const std::string& svg, const std::string& keys = "") {
+    WriteFile(folder_ / "m.svg", svg);
+    return stage::Complaint(SceneText(keys), folder_ / "scene.json");
   }
-  std::string deep;
-  for (int i = 0; i < 300; ++i) deep += "<g>";
-  EXPECT_THAT(complaint(deep + std::string("<path/>") +
-                        [] {
-                          std::string close;
-                          for (int i = 0; i < 300; ++i) close += "</g>";
-                          return close;
-                        }()),
-              HasSubstr("nested more than 256 deep"));
+  Scene Read(const std::string& svg, const std::string& keys = "") {
+    WriteFile(folder_ / "m.svg", svg);
+    return ReadSceneText(SceneText(keys), folder_ / "scene.json", CatalogForTests());
+  }
+  // The box of all outlines: "left top right bottom", and how many they are.
+  std::string BoxOf(const std::string& svg, const std::string& keys = "") {
+    PathBox box;
+    const Scene scene = Read(svg, keys);
+    for (const Mask& mask : scene.masks) TakeInto(box, mask.keys[0].path);
+    const auto rounded = [](double number) { return std::round(number * 1000) / 1000 + 0.0; };
+    return fmt::format("{} {} {} {} x{}", rounded(box.left), rounded(box.top), rounded(box.right), rounded(box.bottom),
+                       scene.masks.size());
+  }
+
+ private:
+  static std::string SceneText(const std::string& keys) {
+    return SceneWith({{"masks", R"({"m": {"file": "m.svg")" + (keys.empty() ? "" : ", " + keys) + "}}"},
+                      {"parameters", R"({"Wave Type": "Mask", "Mask": "m"})"}});
+  }
+  TempFolder folder_;
+};
+
+// Every way in which a drawing places a shape of 100 x 60 at 50, 40: the picture is 640 x 360.
+TEST(SvgDrawing, EveryShapeAndPlacementComesToItsNumbers) {
+  DrawingFile file;
+  const std::string box = "50 40 150 100 x1";
+  for (
+      const char* svg : {
+          R"(<svg viewBox="0 0 9 9" width="3mm"><path d="M50 40h100v60H50Z"/></svg>)",  // one unit is one pixel
+          R"(<svg:svg><svg:rect x="50" y="40" width="100" height="60" rx="7"/></svg:svg>)",
+          R"(<svg><ellipse cx="100" cy="70" rx="50" ry="30"/></svg>)",
+          R"(<svg><polygon points="50,40 150,40,150 100 50 100"/></svg>)",
+          R"(<svg><polyline points="50,40 150,40,150 100 50 100"/></svg>)",
+          R"x(<svg><g transform="translate(50 40) scale(100, 60)"><circle cx=".5" cy=".5" r=".5"/></g></svg>)x",
+          R"x(<svg><rect width="60" height="100" transform="rotate(90 30 30) translate(40 -90)"/></svg>)x",
+          R"x(<svg><rect width="1" height="1" transform="matrix(100 0 0 60 50 40)"/></svg>)x",
+          R"(<svg width="200" height="200"><rect x="25%" y="20%" width="50%" height="30%"/></svg>)",
+          R"(<svg><rect x="0.5in" y="30pt" width="75pt" height="0.625in"/><line x1="48" y1="40" x2="9" y2="9"/></svg>)",
+          R"(<svg><svg x="50" y="40" width="100" height="60" viewBox="0 0 5 3"><rect width="5" height="3"/></svg></svg>)",
+          R"(<svg><svg x="50" y="40" width="100" height="60" viewBox="1 1 2 9" preserveAspectRatio="none">
+                <rect x="1" y="1" width="2" height="9"/></svg></svg>)",
+          R"x(<svg><defs><rect id="r" x="5" y="4" width="10" height="6"/></defs><use href="#r" transform="scale(10)"/></svg>)x",
+          R"(<svg><symbol id="s" viewBox="0 0 10 6"><path d="M0 0h10v6H0"/></symbol>
+                <use xlink:href="#s" x="50" y="40" width="100" height="60"/></svg>)",
+          R"(<svg><style>.a{fill:none} rect.b{display:none} #c{fill:none;stroke:none} .d{fill:none;stroke:#000}</style>
+                <rect class="a" width="9" height="9"/><rect class="x b" width="9" height="9"/><rect id="c" width="9" height="9"/>
+                <g fill="none"><rect width="9" height="9"/><path style="fill:red" d="M50 40h100v60H50M1 1z"/></g>
+                <text>A</text></svg>)",
+      }) {
+    // The inch's rectangle begins at 48.
+    const bool inInches = std::string_view(svg).find("0.5in") != std::string_view::npos;
+    EXPECT_EQ(file.BoxOf(svg), inInches ? "48 40 148 100 x1" : box) << svg;
+  }
+  // An outline without a filling stays open, and the effect says so; "close" closes it.
+  const std::string open = R"(<svg><path fill="none" stroke="red" d="M50 40h100v60"/></svg>)";
+  EXPECT_FALSE(file.Read(open).masks[0].keys[0].path.closed);
+  EXPECT_TRUE(file.Read(open, R"("close": true)").masks[0].keys[0].path.closed);
+}
+
+TEST(SvgDrawing, PartsAreChosenPlacedAndGrowTogether) {
+  DrawingFile file;
+  const std::string logo =
+      R"(<svg><g id="eyes"><circle id="left" cx="300" cy="150" r="10"/><circle cx="340" cy="150" r="10"/></g>
+      <path id="head" d="M220 80h200v200H220ZM310 230v20h20Z"/></svg>)";
+  const auto notes = [&](const std::string& keys) { return testing::PrintToString(file.Read(logo, keys).notes); };
+  EXPECT_EQ(file.BoxOf(logo), "220 80 420 280 x4");
+  EXPECT_THAT(notes(""), HasSubstr("/masks/m: m.svg has 4 outlines: all are taken"));
+  EXPECT_EQ(notes(R"("part": "all")"), "{}");
+  EXPECT_EQ(file.BoxOf(logo, R"("part": 2)"), "330 140 350 160 x1");
+  EXPECT_EQ(file.BoxOf(logo, R"("part": "largest")"), "220 80 420 280 x1");
+  EXPECT_EQ(file.BoxOf(logo, R"("part": "eyes")"), "290 140 350 160 x2");
+  EXPECT_EQ(file.BoxOf(logo, R"("id": "eyes", "part": 1)"), "290 140 310 160 x1");
+  EXPECT_EQ(file.BoxOf(logo, R"("fit": "contain")"), "140 0 500 360 x4");
+  EXPECT_EQ(file.BoxOf(logo, R"("part": "eyes", "fit": {"cover": [0, 0, 60, 60]})"), "-60 0 120 60 x2");
+  EXPECT_EQ(file.BoxOf(logo, R"("part": "eyes", "scale": [2, 1], "rotate": 90, "position": [100, 100])"),
+            "90 40 110 160 x2");
+  EXPECT_EQ(file.BoxOf(logo, R"("part": "left", "anchor": "outline")"), "310 170 330 190 x1");
+  // A path alone that lies where nobody sees it goes into the middle, in a drawing of its own numbers nothing moves.
+  EXPECT_EQ(file.BoxOf(R"(<svg><path d="M0 0h10v10H0Z"/></svg>)"), "212 72 428 288 x1");
+  EXPECT_EQ(file.BoxOf(R"(<svg><path d="M0 0h10v10H0Z"/></svg>)", R"("fit": "none")"), "0 0 10 10 x1");
+  EXPECT_EQ(file.BoxOf(R"(<svg><path d="M-9 -9h200v-10Z"/></svg>)"), "32 165.6 608 194.4 x1");
+  // Each part grows by its share of the farthest point's distance from the layer's middle.
+  const Scene scene = file.Read(logo);
+  ASSERT_EQ(scene.emitters.size(), 4U);
+  const ParamCatalog catalog = CatalogForTests();
+  const double longest = std::hypot(100, 100);
+  double sum = 0;
+  for (const Emitter& emitter : scene.emitters) {
+    sum += std::get<double>(ValueAtTime(scene, emitter, *catalog.Find("Expansion"), 0));
+  }
+  const double ofParts = longest + (10 + std::hypot(20, 30)) * 2 + std::hypot(10, 70);
+  EXPECT_NEAR(sum, 5 * ofParts / longest, 1e-4);
+}
+
+TEST(SvgDrawing, WhatIsNotReadIsSaid) {
+  DrawingFile file;
+  const auto nested = [](int count, const std::string& inside) {
+    std::string text;
+    for (int i = 0; i < count; ++i) text += "<g>";
+    text += inside;
+    for (int i = 0; i < count; ++i) text += "</g>";
+    return text;
+  };
+  std::string laughs = R"(<svg><rect id="u0" width="9" height="9"/>)";
+  for (int i = 1; i < 20; ++i) {
+    const std::string use = fmt::format(R"(<use href="#u{}"/>)", i - 1);
+    laughs += fmt::format(R"(<g id="u{}">{}</g>)", i, use + use + use + use + use);
+  }
+  const struct {
+    std::string svg, keys, pointer, telling;
+  } bad[] = {
+      {R"(<svg><path id="ab" d="M0 0L9 9"/></svg>)", R"("id": "a")", "",
+       "nothing with the id \"a\"; did you mean \"ab\"?"},
+      {R"(<svg><path id="a" d="M0 0h9v9Z"/></svg>)", R"("part": 2)", "/part", "2 is outside 1..1: m.svg has 1 closed"},
+      {R"(<svg><text>Logo</text></svg>)", "", "", "convert the text to paths"},
+      {R"(<svg><use href="other.svg#b"/></svg>)", "", "", "\"other.svg#b\", which is not in the file"},
+      {R"(<!DOCTYPE svg [<!ENTITY e "M0 0L9 9">]><svg><path d="&e;"/></svg>)", "", "", "not a path command"},
+      {R"(<svg><path/></svg>)", "", "", "draws no outline"},
+      {"<html/>", "", "", "is not an SVG file"},
+      {"<svg>\n<path d=\"M0 0L9 9\"></svg>", "", "", "m.svg:2:"},
+      {nested(300, "<path/>"), "", "", "nested more than 256 deep"},
+      {laughs + "</svg>", "", "", "draws more than 500000 segments"},
+  };
+  for (const auto& [svg, keys, pointer, telling] : bad) {
+    const std::string complaint = file.Complaint(svg, keys);
+    EXPECT_THAT(complaint, HasSubstr(": /masks/m" + pointer + ": ")) << svg.substr(0, 200);
+    EXPECT_THAT(complaint, HasSubstr(telling)) << svg.substr(0, 200);
+  }
+  EXPECT_THAT(file.Complaint(R"(<svg><g id="a"><use href="#a"/><path d="M9 9h9v9Zl"/></g></svg>)"), "");
 }
 
 // The guide's first example is a whole scene.

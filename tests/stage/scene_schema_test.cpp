@@ -12,7 +12,8 @@ namespace {
 
 // Everything the format has, once.
 const char* const kFullScene = R"({"$schema": "../docs/scene.schema.json", "version": 1, "width": 640, "height": 360,
-  "frameRate": "30000/1001", "duration": 2.5, "pixelAspect": 1.2, "masks": {"m": {"d": "M 0 0 L 9 9"},
+  "frameRate": "30000/1001", "duration": 2.5, "pixelAspect": 1.2, "masks": {"m": {"d": "M 0 0 L 9 9", "close": true,
+    "fit": {"contain": [0, 0, 9, 9]}, "scale": [1, -2], "rotate": 45, "anchor": "outline"},
   "n": {"keyframes": [{"time": 0, "d": "M 0 0 L 9 9", "interp": [0, -1, 1, 2]}]}},
   "motionBlur": {"samples": 8, "shutter": 180, "phase": -90},
   "effects": [{"blend": "screen", "opacity": 0.5, "parameters": {"Mask": "m", "Wave Type": 3, "Color": "#ff8000",

@@ -1,0 +1,97 @@
+#include "cli/check/little_shown.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "cli/picture_facts.h"
+#include "cli/waves/emitter_values.h"
+#include "cli/waves/reported_waves.h"
+#include "stage/scene/mask_path.h"
+#include "stage/scene/path_measure.h"
+
+namespace orvandel::cli {
+namespace {
+
+constexpr std::size_t kMostLookedAt = 24;
+constexpr float kFaint = 1.0F / 255, kSmallRadius = 1;
+
+// What stands in the way of the waves, by how many.
+struct Obstacles {
+  std::int64_t waves = 0, faint = 0, small = 0, outside = 0;
+};
+
+// Also when the picture lies inside the outline, which has left it on all sides.
+bool IsOutside(const ReportedWave& wave, const stage::Scene& scene) {
+  return std::all_of(wave.outline.begin(), wave.outline.end(), [&](const OrvWavePoint& point) {
+    const stage::PointValue p = wave.OnLayer(point);
+    return p.x < 0 || p.y < 0 || p.x > scene.width || p.y > scene.height;
+  });
+}
+
+std::string WhyOfType(const stage::Scene& scene, const EmitterValues& values, std::int64_t tick) {
+  const std::string type = values.ChoiceText("Wave Type", tick);
+  if (type == "Image Contours") {
+    return "the source layer has no contour at this Value Threshold, or none of the number that Contour names";
+  }
+  if (type != "Mask") return "the strokes are thin or lie outside the picture";
+  const auto place = static_cast<std::size_t>(values.Number("Mask", tick));
+  if (place == 0) return "Mask is null: these waves have no outline";
+  stage::PathBox box;
+  stage::TakeInto(box, scene.masks[place - 1].keys.front().path);
+  const double away = std::hypot(box.Middle().x - scene.width * 0.5, box.Middle().y - scene.height * 0.5);
+  return fmt::format(
+      "the outline of mask \"{}\" lies {:.0f} pixels from the layer's middle, about which it grows; "
+      "\"anchor\": \"outline\" puts it there",
+      scene.masks[place - 1].name, away);
+}
+
+}  // namespace
+
+void ShownCounter::Add(const stage::Picture& picture) { Add(CoverageOf(picture)); }
+
+void ShownCounter::Add(double coverage) {
+  covered_ += coverage;
+  ++count_;
+}
+
+std::string ShownCounter::Text() const {
+  return covered_ == 0
+             ? fmt::format("nothing is seen in {} frame{}", count_, count_ == 1 ? "" : "s")
+             : fmt::format("less than 0.1 % of the pictures is covered in {} frame{}", count_, count_ == 1 ? "" : "s");
+}
+
+std::string WhyLittleIsShown(stage::EffectModule& module, const stage::Scene& scene,
+                             const std::vector<std::int32_t>& frames, std::int64_t maxWaves) {
+  Obstacles all;
+  const std::size_t step = 1 + frames.size() / kMostLookedAt;
+  WaveReports reports(module, scene, maxWaves);
+  for (std::size_t i = 0; i < frames.size(); i += step) {
+    for (const std::vector<ReportedWave>& waves : reports.Of(frames[i])) {
+      for (const ReportedWave& wave : waves) {
+        ++all.waves;
+        all.faint += wave.wave.opacity < kFaint ? 1 : 0;
+        all.small += wave.wave.size < kSmallRadius ? 1 : 0;
+        all.outside += IsOutside(wave, scene) ? 1 : 0;
+      }
+    }
+  }
+  const std::int64_t tick =
+      scene.time.TimeOfFrame(frames.back()) * static_cast<std::int64_t>(kTicksPerSecond) / scene.time.timeScale;
+  const std::string ofType = WhyOfType(scene, EmitterValues(scene, scene.emitters.front(), module.Catalog()), tick);
+  const bool drawsShapes =
+      EmitterValues(scene, scene.emitters.front(), module.Catalog()).ChoiceText("Wave Type", tick) == "Polygon";
+  if (all.waves == 0 && !drawsShapes) return ofType;
+  if (all.waves == 0) {
+    return "no wave is alive in these frames: they come before the first birth, or after the last wave's life; "
+           "\"preroll\" begins earlier";
+  }
+  if (2 * all.faint >= all.waves) return "the waves are transparent: Opacity is 0, or they fade in or out";
+  if (2 * all.small >= all.waves)
+    return "the waves are smaller than a pixel: Expansion is small, or they are just born";
+  if (2 * all.outside >= all.waves) return "the waves lie outside the picture: Producer Point, Velocity or Expansion";
+  return ofType;
+}
+
+}  // namespace orvandel::cli
