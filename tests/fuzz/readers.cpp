@@ -13,7 +13,9 @@
 #include "effect/platform/module_resource.h"
 #include "stage/base/errors.h"
 #include "stage/loading/registration_reader.h"
+#include "stage/scene/outline_choice.h"
 #include "stage/scene/scene_reader.h"
+#include "stage/scene/svg_drawing.h"
 #include "stage/scene/svg_path.h"
 #include "tests/fuzz/targets.h"
 #include "tests/stage/catalog_for_tests.h"
@@ -86,6 +88,21 @@ void ReadSvgPathFrom(Bytes bytes) {
     for (const auto& segment : path.path.segments) {
       for (const auto& point : {segment.p0, segment.c1, segment.c2, segment.p3}) {
         EXPECT_TRUE(std::isfinite(point.x) && std::isfinite(point.y));
+      }
+    }
+  } catch (const stage::InputError& error) {
+    ExpectPrintable(error.what());
+  }
+}
+
+void DrawSvgFrom(Bytes bytes) {
+  try {
+    const stage::SvgFile file(std::string(TextOf(bytes)), "drawing.svg");
+    const stage::SvgDrawing drawing = stage::DrawSvg(file, "");
+    if (!drawing.complaint.empty()) ExpectPrintable(drawing.complaint);
+    if (!drawing.outlines.empty()) {
+      for (const stage::MaskPath& path : stage::ChooseOutlines(drawing, {}, "drawing.svg").paths) {
+        EXPECT_FALSE(path.segments.empty());
       }
     }
   } catch (const stage::InputError& error) {

@@ -17,14 +17,13 @@ struct NamedTarget {
 
 void ReadSceneFrom(Bytes bytes);         // the scene file's reader
 void ReadSvgPathFrom(Bytes bytes);       // the path text's reader
+void DrawSvgFrom(Bytes bytes);           // an SVG file's outlines
 void ReadRegistrationFrom(Bytes bytes);  // the effect's walk of its resource, and the host's reading of a module file
 void RunCommandsFrom(Bytes bytes);       // a string of commands
 void RenderWordsFrom(Bytes bytes);       // parameter words and records
 
-inline constexpr NamedTarget kTargets[] = {{"scene", ReadSceneFrom},
-                                           {"svg_path", ReadSvgPathFrom},
-                                           {"registration", ReadRegistrationFrom},
-                                           {"commands", RunCommandsFrom},
-                                           {"words", RenderWordsFrom}};
+inline constexpr NamedTarget kTargets[] = {{"scene", ReadSceneFrom},      {"svg_path", ReadSvgPathFrom},
+                                           {"svg", DrawSvgFrom},          {"registration", ReadRegistrationFrom},
+                                           {"commands", RunCommandsFrom}, {"words", RenderWordsFrom}};
 
 }  // namespace orvandel::fuzz

@@ -145,7 +145,8 @@ TEST(Lattice, EveryWalkEnds) {
     }
     const bool alone = std::has_single_bit(bits);
     const int first = std::countr_zero(bits);  // the first set cell; a lone one is named twice
-    const PicturePoint start{static_cast<float>(first % kInner) / 2 - 0.5F, static_cast<float>(first / kInner) / 2 - 0.5F};
+    const PicturePoint start{static_cast<float>(first % kInner) / 2 - 0.5F,
+                             static_cast<float>(first / kInner) / 2 - 0.5F};
     const std::vector<PictureOutline> chains = AllChains(lattice);
     ASSERT_EQ(chains[0][0], start);
     if (alone) {

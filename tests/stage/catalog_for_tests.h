@@ -55,6 +55,7 @@ inline ParamCatalog CatalogForTests() {
   builder.Add(ORV_PARAM_ANGLE, "Direction").definition.value.angle = {0, 90 * 65536};
   builder.Fixed("Lifespan (sec)", 0, 1000, 10);
   builder.Add(ORV_PARAM_COLOR, "Color").definition.value.color = {{}, {255, 0, 0, 255}};
+  builder.Fixed("Expansion", 0, 1000, 5);
   return builder.Catalog();
 }
 

@@ -236,9 +236,9 @@ TEST(SceneReader, KeepsEverythingAGoodSceneSays) {
 class DrawingFile {
  public:
   // What the reader says of a mask of the file.
-  std::string Complaint(const std::string& svg, const std::string& keys = "") {
+  std::string ComplaintOf(const std::string& svg, const std::string& keys = "") {
     WriteFile(folder_ / "m.svg", svg);
-    return stage::Complaint(SceneText(keys), folder_ / "scene.json");
+    return Complaint(SceneText(keys), folder_ / "scene.json");
   }
   Scene Read(const std::string& svg, const std::string& keys = "") {
     WriteFile(folder_ / "m.svg", svg);
@@ -364,11 +364,11 @@ TEST(SvgDrawing, WhatIsNotReadIsSaid) {
       {laughs + "</svg>", "", "", "draws more than 500000 segments"},
   };
   for (const auto& [svg, keys, pointer, telling] : bad) {
-    const std::string complaint = file.Complaint(svg, keys);
+    const std::string complaint = file.ComplaintOf(svg, keys);
     EXPECT_THAT(complaint, HasSubstr(": /masks/m" + pointer + ": ")) << svg.substr(0, 200);
     EXPECT_THAT(complaint, HasSubstr(telling)) << svg.substr(0, 200);
   }
-  EXPECT_THAT(file.Complaint(R"(<svg><g id="a"><use href="#a"/><path d="M9 9h9v9Zl"/></g></svg>)"), "");
+  EXPECT_THAT(file.ComplaintOf(R"(<svg><g id="a"><use href="#a"/><path d="M9 9h9v9Zl"/></g></svg>)"), "");
 }
 
 // The guide's first example is a whole scene.

@@ -199,6 +199,63 @@ TEST_F(WholeScene, IsBlurredByTheFramesBetween) {
   }
 }
 
+// The worst difference between a frame and the one a whole time through the scene later, as it is laid over something.
+int SeamOf(EffectModule& module, const Scene& scene, std::int32_t frame) {
+  const Picture first = SceneRenderer(module, scene, {}).Render(frame);
+  const Picture later = SceneRenderer(module, scene, {}).Render(frame + scene.time.frameCount);
+  int worst = 0;
+  for (std::size_t i = 0; i < first.bytes.size(); ++i) {
+    const auto shown = [&](const Picture& picture) {
+      return i % 4 == 0 ? picture.bytes[i] : picture.bytes[i] * picture.bytes[i / 4 * 4] / 255;
+    };
+    worst = std::max(worst, std::abs(shown(first) - shown(later)));
+  }
+  return worst;
+}
+
+TEST_F(WholeScene, LoopsWithinOneLevel) {
+  for (const char* const parameters : {
+           R"x({"Frequency": 2, "Lifespan (sec)": 3, "Fade-out Time": 1, "Expansion": 1})x",
+           R"x({"Frequency": 3.5, "Lifespan (sec)": 2, "Fade-out Time": 0, "Expansion": 1.3, "Spin": 30, "Sides": 5,
+               "Orientation": {"keyframes": [{"time": 0, "value": 0}, {"time": 2, "value": 360}]}})x",
+           R"x({"Frequency": {"keyframes": [{"time": 0, "value": 2}, {"time": 1, "value": 6}, {"time": 2, "value": 2}]},
+               "Color": {"keyframes": [{"time": 0, "value": "#ff0000"}, {"time": 1, "value": "#00ff80"},
+               {"time": 2, "value": "#ff0000"}]}, "Lifespan (sec)": 1.5, "Reflection": true})x",
+           R"x({"Frequency": 1.5, "Parameters are set at": "Each Frame", "Lifespan (sec)": 4, "Expansion":
+               {"expression": "1 + sin(pi * t)"}, "Producer Point": [{"expression": "24 + 9 * sin(pi * t)"}, 16]})x",
+           R"x({"Frequency": {"random": {"min": 4, "max": 4}}, "Opacity": {"random": {"min": 0.2, "max": 1}}})x",
+       }) {
+    const Scene scene = Read(std::string("\"loop\": true, \"parameters\": ") + parameters);
+    for (const std::int32_t frame : {0, 1, 17, 30, scene.time.frameCount - 1}) {
+      EXPECT_LE(SeamOf(module_, scene, frame), 1) << parameters << " frame " << frame;
+    }
+  }
+  const struct {
+    const char *members, *telling;
+  } bad[] = {
+      {R"("parameters": {"Frequency": 1.3})", "2.6 births in 2 s, which has to be a whole number: 1 (2 births) or 1.5"},
+      {R"("parameters": {"Frequency": 0})", "Frequency is 0"},
+      {R"("preroll": 1)", "stands beside \"loop\""},
+      {R"("parameters": {"Spin": {"expression": "t"}})", "Spin is 0 at the start and 2 after 2 s: 0 would do"},
+  };
+  for (const auto& [members, telling] : bad) {
+    try {
+      Read(std::string("\"loop\": true, ") + members);
+      ADD_FAILURE() << members;
+    } catch (const InputError& error) {
+      EXPECT_NE(std::string(error.what()).find(telling), std::string::npos) << error.what();
+    }
+  }
+}
+
+TEST_F(WholeScene, BeginsWhereItsPrerollEnds) {
+  const std::string parameters =
+      R"x("parameters": {"Frequency": 3, "Spin": 9, "Sides": 4, "Lifespan (sec)": 1, "Fade-out Time": 0.5})x";
+  const Scene plain = Read(parameters), early = Read("\"preroll\": 0.5, " + parameters);
+  EXPECT_EQ(Words(early, 0), Words(plain, 12));
+  EXPECT_EQ(Words(early, 30), Words(plain, 42));
+}
+
 TEST_F(WholeScene, SaysWhichEffectFailed) {
   const Scene scene = Read(R"("masks": {"m": {"d": "M 1 1 L 20 20 L 5 30"}},
     "effects": [{}, {"parameters": {"Wave Type": "Mask"}}])");
