@@ -1,4 +1,4 @@
-// The C side of the host: the in-record's callbacks, the utility table, the service table, the three named services.
+// The C side of the host: the in-record's callbacks, the utility table, the service table, the named services.
 #pragma once
 
 #include "orvandel/host.h"
