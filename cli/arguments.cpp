@@ -43,6 +43,14 @@ void AddWaveLimit(CLI::App& command, SceneRequest& request) {
       ->default_val(request.maxWaves);
 }
 
+void AddBackground(CLI::App& command, std::string& background) {
+  command
+      .add_option("--background", background,
+                  "Behind every frame, in place of the scene's: a colour (#rrggbb), a picture, a numbered sequence or "
+                  "a film, stretched to the scene's size; input; none")
+      ->type_name("FILE");
+}
+
 void AddPicture(CLI::App& command, Requests& requests) {
   RenderRequest& request = requests.render;
   command.add_option("--quality", requests.quality, "full, or draft: one sample a pixel and coarser curves")
@@ -59,11 +67,13 @@ void AddPicture(CLI::App& command, Requests& requests) {
   for (const stage::FilmKind& kind : stage::FilmKinds()) codecs.push_back(kind.name);
   command.add_option("--codec", request.codec, "Codec of a film, where its extension has several (--list-formats)")
       ->check(CLI::IsMember(codecs));
+  AddBackground(command, request.background);
   command
-      .add_option("--background", request.background,
-                  "Behind every frame, which then is opaque: a colour (#rrggbb), a picture, a numbered sequence or a "
-                  "film, stretched to the scene's size")
-      ->type_name("FILE");
+      .add_option("--film-quality", request.filmQuality,
+                  "What a film with losses is worth: smaller files for medium and low")
+      ->check(CLI::IsMember({"high", "medium", "low"}))
+      ->default_val("high");
+  command.add_flag("--no-sound", request.noSound, "A film without the scene's sound");
 }
 
 void AddWork(CLI::App& command, Requests& requests) {
@@ -174,9 +184,7 @@ void AddSheet(CLI::App& app, SheetRequest& request) {
   command.add_option("--scale", request.downsample, "Frames at 1/K of their size; default: at most 320 pixels wide")
       ->check(CLI::Range(1, 30000))
       ->type_name("K");
-  command.add_option("--background", request.background, "Background colour")
-      ->type_name("#RRGGBB")
-      ->default_val(request.background);
+  AddBackground(command, request.background);
   command.add_flag("--overwrite", request.replace, "Replace a file that exists");
   AddWaveLimit(command, request.scene);
   command.footer(kSheetHelp);

@@ -33,6 +33,8 @@ std::string OnOneLine(std::string_view text) {
 
 void PrintError(std::string_view text) { Tell(fmt::format("orvandel: error: {}\n", OnOneLine(text))); }
 
+void PrintNote(std::string_view text) { Tell(fmt::format("orvandel: note: {}\n", OnOneLine(text))); }
+
 std::string EffectCodeInWords(std::int32_t code) {
   switch (code) {
     case ORV_OUT_OF_MEMORY:

@@ -12,6 +12,8 @@ namespace orvandel::cli {
 
 // "orvandel: error: <text>", on one line whatever the text holds.
 void PrintError(std::string_view text);
+// "orvandel: note: <text>", likewise: what to know, not what went wrong.
+void PrintNote(std::string_view text);
 
 // What an effect's code means when it gave no text of its own.
 std::string EffectCodeInWords(std::int32_t code);

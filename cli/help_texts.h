@@ -31,8 +31,10 @@ Frames:
 Output:
   NAME.png        one frame; for several, .#### is inserted: NAME.0042.png
   NAME.####.png   the frame's number, as many digits as there are #; NAME.%04d.png is the same
-  NAME.mp4        a film without alpha at the scene's frame rate, from frames that rise, over --background or black
-  NAME.mov        a film with alpha; also .webm, .mkv and .apng (--list-formats)
+  NAME.####.exr   for compositing: half floats in linear light, colour times alpha
+  NAME.mp4        a film without alpha at the scene's frame rate, from frames that rise, over the background or black
+  NAME.mov        a film with alpha; also .webm, .mkv, .apng and .webp (--list-formats)
+                  Films carry the scene's sound, where their format can, unless --no-sound is given.
   -               raw frames on standard output: bytes red, green, blue, alpha, straight alpha, no header
   Files appear under their names only when they are complete. Existing files are kept unless --overwrite is given;
   --resume renders only the pictures that are missing, provided that the scene and the settings are still those
@@ -42,8 +44,8 @@ Jobs:
   --jobs N renders with N processes; the result is the same, byte for byte, for any N.
 
 Progress:
-  bar, lines (every two seconds), none, or json: one object a line on standard error, the events start, frame, end
-  and, when it fails, error.
+  bar, lines (every two seconds), none, or json: one object a line on standard error, the events start, note, frame,
+  end and, when it fails, error.
 
 Scenes from untrusted sources:
   Media must lie in the scene's folder or below (--allow-outside). --max-waves and --max-memory refuse renders that are

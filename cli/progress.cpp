@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/console.h"
+#include "cli/failure.h"
 
 namespace orvandel::cli {
 namespace {
@@ -32,6 +33,7 @@ class SummaryOnly : public Progress {
   void Begin(const RenderStart& start) override {
     for (const std::string& note : start.notes) Tell("orvandel: note: " + note + "\n");
   }
+  void Note(const std::string& text) override { PrintNote(text); }
   void Frame(const FrameDone&) override {}
   void End(const RenderSummary& summary) override {
     Tell(SummaryText(summary) + "\n");
@@ -94,7 +96,8 @@ class PlainLines final : public TimedProgress {
   void Write(const FrameDone&, const std::string& text) override { Tell(text + "\n"); }
 };
 
-// One object a line: {"event": "start"}, one {"event": "frame"} for every frame, {"event": "end"}.
+// One object a line: {"event": "start"}, {"event": "note"} for what is to be known, one {"event": "frame"} for every
+// frame, {"event": "end"}.
 class JsonLines final : public Progress {
  public:
   void Begin(const RenderStart& start) override {
@@ -103,6 +106,7 @@ class JsonLines final : public Progress {
     if (!start.notes.empty()) json["notes"] = start.notes;
     Write(json);
   }
+  void Note(const std::string& text) override { Write({{"event", "note"}, {"message", text}}); }
   void Frame(const FrameDone& frame) override {
     ordered_json json{{"event", "frame"},
                       {"frame", frame.frame},
@@ -140,6 +144,7 @@ class JsonLines final : public Progress {
 class Silence final : public Progress {
  public:
   void Begin(const RenderStart&) override {}
+  void Note(const std::string&) override {}
   void Frame(const FrameDone&) override {}
   void End(const RenderSummary&) override {}
 };

@@ -38,6 +38,8 @@ class Progress {
  public:
   virtual ~Progress() = default;
   virtual void Begin(const RenderStart& start) = 0;
+  // What people should know and need not act on; before the first frame.
+  virtual void Note(const std::string& text) = 0;
   virtual void Frame(const FrameDone& frame) = 0;
   virtual void End(const RenderSummary& summary) = 0;
 };

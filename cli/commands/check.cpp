@@ -17,6 +17,8 @@
 #include "cli/frame_list.h"
 #include "cli/interrupt.h"
 #include "cli/module_file.h"
+#include "cli/render/background_option.h"
+#include "cli/render/film_sound.h"
 #include "cli/render/memory_need.h"
 #include "cli/scene_input.h"
 #include "cli/waves/wave_count.h"
@@ -149,11 +151,31 @@ bool IsUsed(std::size_t layer, const stage::Scene& scene, const stage::ParamCata
   return false;
 }
 
+void LookAtSound(const stage::Scene& scene, Findings& findings) {
+  try {
+    const SoundChoice choice = ChooseSound(scene, scene.background.medium, {0});
+    if (!choice.note.empty()) findings.notes.push_back(choice.note);
+    if (choice.sound) {
+      findings.notes.push_back(fmt::format("films carry the sound of {}", choice.sound->file.filename().string()));
+    }
+  } catch (const stage::InputError& error) {
+    findings.AddError(error.what());
+  }
+}
+
 // A layer that nothing shows is never opened by a render, so it only warns.
 void LookAtMedia(const stage::Scene& scene, const stage::ParamCatalog& catalog, Findings& findings) {
   if (scene.input) {
     if (std::string fault = MediumFault(*scene.input, scene); !fault.empty()) findings.AddError(fault);
   }
+  if (scene.background.medium) {
+    if (std::string fault = MediumFault(*scene.background.medium, scene); !fault.empty()) findings.AddError(fault);
+  }
+  if (std::string note = NoteOfUnseen(scene, catalog); !note.empty()) findings.notes.push_back(std::move(note));
+  if (scene.background.IsNothing() && scene.blend != stage::Blend::kNormal) {
+    findings.notes.push_back("\"blend\" has nothing to lay the picture over unless there is a \"background\"");
+  }
+  LookAtSound(scene, findings);
   for (std::size_t i = 0; i < scene.layers.size(); ++i) {
     std::string fault = MediumFault(scene.layers[i], scene);
     if (fault.empty()) continue;

@@ -30,7 +30,9 @@ struct RenderRequest {
   std::int32_t downsample = 1;
   int depth = 8;
   std::string codec;       // empty: the extension's usual one
-  std::string background;  // empty: none
+  std::string background;  // empty: the scene's own
+  bool noSound = false;
+  std::string filmQuality = "high";  // or medium, low
   Existing existing = Existing::kRefuse;
   int jobs = 1;                 // 0: one a processor
   std::uint64_t maxMemory = 0;  // bytes; 0: what the machine has
@@ -77,7 +79,7 @@ struct SheetRequest {
   std::optional<std::string> frames;
   int columns = 4;
   std::int32_t downsample = 0;  // 0: so that a picture is at most 320 pixels wide
-  std::string background = "#202020";
+  std::string background;       // empty: the scene's own
   bool replace = false;
 };
 void Sheet(const SheetRequest& request);

@@ -12,6 +12,7 @@
 #include "cli/module_file.h"
 #include "cli/param_text.h"
 #include "cli/picture_facts.h"
+#include "cli/render/background_option.h"
 #include "cli/scene_input.h"
 #include "cli/text_table.h"
 #include "cli/waves/emitter_values.h"
@@ -29,7 +30,7 @@ using nlohmann::ordered_json;
 constexpr std::size_t kMostInText = 20, kMostInJson = 1000;
 
 constexpr const char* kWavesFrom = "reported by the effect as it renders the frame";
-constexpr const char* kPictureFrom = "measured in the rendered frame";
+constexpr const char* kPictureFrom = "measured in the rendered frame, without what stands behind";
 
 struct EffectAtTime {
   std::string waveType, setAt;
@@ -68,7 +69,7 @@ Description Look(stage::EffectModule& module, const stage::Scene& scene, const D
   stage::RenderOptions options;
   options.shouldStop = StopRequested;
   stage::SceneRenderer renderer(module, scene, options);
-  description.picture = FactsOf(renderer.Render(description.frame));
+  description.picture = FactsOf(renderer.RenderEffects(description.frame));
   return description;
 }
 
@@ -131,6 +132,8 @@ void PrintText(const stage::Scene& scene, const Description& description) {
     if (!effect.waves.empty()) Print("{}", WaveTable(effect.waves));
     Print("\n");
   }
+  const std::string behind = BackgroundText(scene);
+  if (!behind.empty()) Print("Behind it: {}.\n", behind);
   Print("{}\n\nThe waves are {}; the picture's numbers are {}.\n", PictureSentence(description.picture), kWavesFrom,
         kPictureFrom);
 }
@@ -168,13 +171,14 @@ ordered_json PictureJson(const PictureFacts& picture) {
 void PrintJson(const stage::Scene& scene, const Description& description) {
   ordered_json effects = ordered_json::array();
   for (const EffectAtTime& effect : description.effects) effects.push_back(EffectJson(effect));
-  const ordered_json json{{"scene", scene.file.string()},
-                          {"frame", description.frame},
-                          {"seconds", description.seconds},
-                          {"size", {scene.width, scene.height}},
-                          {"wavesFrom", kWavesFrom},
-                          {"effects", std::move(effects)},
-                          {"picture", PictureJson(description.picture)}};
+  ordered_json json{{"scene", scene.file.string()},
+                    {"frame", description.frame},
+                    {"seconds", description.seconds},
+                    {"size", {scene.width, scene.height}},
+                    {"wavesFrom", kWavesFrom},
+                    {"effects", std::move(effects)},
+                    {"picture", PictureJson(description.picture)}};
+  if (!scene.background.IsNothing()) json["background"] = BackgroundText(scene);
   Print("{}\n", json.dump(2, ' ', false, ordered_json::error_handler_t::replace));
 }
 

@@ -18,6 +18,8 @@
 #include "cli/frame_list.h"
 #include "cli/interrupt.h"
 #include "cli/module_file.h"
+#include "cli/render/background_option.h"
+#include "cli/render/film_sound.h"
 #include "cli/render/memory_need.h"
 #include "cli/render/ordered_sink.h"
 #include "cli/render/render_record.h"
@@ -47,6 +49,8 @@ struct Plan {
   RenderRun run;
   MemoryNeed memory;
   std::int64_t mostWaves = 0;  // counted before rendering
+  std::optional<stage::FilmSound> sound;
+  std::vector<std::string> notes;
 };
 
 int JobsFor(const RenderRequest& request, std::size_t frames) {
@@ -69,8 +73,10 @@ void RefuseImpossibleSettings(const RenderRequest& request, const Output& output
   if (request.depth == 16 && output.kind != OutputKind::kPictures) {
     throw stage::InputError("--depth: 16 bits a channel are for .png pictures");
   }
-  if (request.depth == 16 && !request.background.empty()) {
-    throw stage::InputError("--depth: 16 bits a channel go without --background");
+  if (request.depth == 16 && output.IsExr()) throw stage::InputError("--depth: .exr pictures hold half floats");
+  if (request.filmQuality != "high" &&
+      (output.kind != OutputKind::kFilm || stage::KindOf(output.FileOf(0), request.codec).lossless)) {
+    throw stage::InputError("--film-quality: only a film that is not lossless has several qualities");
   }
   if (!request.codec.empty() && output.kind != OutputKind::kFilm) {
     throw stage::InputError(fmt::format("--codec: '{}' is for a film", request.codec));
@@ -83,12 +89,45 @@ void RefuseImpossibleSettings(const RenderRequest& request, const Output& output
   }
 }
 
+// A film without alpha stands over black where nothing else is said: there as well in the scene's own way.
+void PlanFilm(const RenderRequest& request, Plan& plan) {
+  if (plan.output.kind != OutputKind::kFilm) return;
+  const stage::FilmKind kind = stage::KindOf(plan.output.FileOf(0), request.codec);
+  if (!kind.hasAlpha && plan.scene.linear && plan.scene.background.IsNothing()) plan.scene.background.color = 0;
+  const std::int32_t width = plan.form.width, height = plan.form.height;
+  if (!kind.evenSize || (width % 2 == 0 && height % 2 == 0)) return;
+  plan.notes.push_back(fmt::format("{} needs even sizes: {} x {} becomes {} x {}, the last {} twice", kind.extension,
+                                   width, height, width + width % 2, height + height % 2,
+                                   width % 2 == 0    ? "row"
+                                   : height % 2 == 0 ? "column"
+                                                     : "row and column"));
+}
+
+bool HoldsEightBits(const stage::Scene& scene) {
+  const stage::Emitter& first = scene.emitters.front();
+  return scene.emitters.size() == 1 && first.blend == stage::Blend::kNormal && first.opacity == 1 &&
+         scene.motionBlur.samples == 1 && !scene.glow && scene.background.IsNothing();
+}
+
+void PlanSound(const RenderRequest& request, Plan& plan) {
+  if (request.noSound || plan.output.kind != OutputKind::kFilm) return;
+  const SoundChoice choice = ChooseSound(plan.scene, plan.scene.background.medium, plan.frames);
+  if (!choice.note.empty()) plan.notes.push_back(choice.note);
+  const stage::FilmKind kind = stage::KindOf(plan.output.FileOf(0), request.codec);
+  if (choice.sound && kind.sound.empty()) {
+    plan.notes.push_back(fmt::format("no sound: {} cannot carry it; .mp4, .mov, .webm and .mkv can", kind.extension));
+  } else {
+    plan.sound = choice.sound;
+  }
+}
+
 // Reading the scene needs the module, which is unloaded again before processes are forked.
 Plan MakePlan(const RenderRequest& request) {
   stage::EffectModule module(stage::LoadEffect(ModuleFile(request.scene.module)));
   Plan plan;
   const SceneText text = LoadScene(request.scene);
   plan.scene = stage::ReadSceneText(text.text, text.file, module.Catalog(), request.scene.options);
+  ReplaceBackground(request.background, plan.scene);
   const stage::Scene& scene = plan.scene;
   const auto asked =
       request.frames ? ParseFrameList(*request.frames, scene.time.frameCount) : AllFrames(scene.time.frameCount);
@@ -109,7 +148,13 @@ Plan MakePlan(const RenderRequest& request) {
     plan.memory = EstimateMemory(scene, plan.output, plan.form, JobsFor(request, plan.frames.size()));
     RefuseTooMuchMemory(scene, plan.memory, request.maxMemory);
   }
-  if (!request.background.empty()) stage::Background(request.background, scene, request.downsample);
+  if (!scene.background.IsNothing()) stage::Background(scene, request.downsample);
+  PlanFilm(request, plan);
+  PlanSound(request, plan);
+  if (std::string note = NoteOfUnseen(scene, module.Catalog()); !note.empty()) plan.notes.push_back(std::move(note));
+  if (request.depth == 16 && HoldsEightBits(scene)) {
+    plan.notes.push_back("--depth 16: the effect itself draws 8 bits a channel, which 16 hold without loss");
+  }
   module.SetDown();
   return plan;
 }
@@ -117,6 +162,11 @@ Plan MakePlan(const RenderRequest& request) {
 // A resumed render replaces files that have a picture's name but are no complete pictures.
 stage::IfTaken IfTakenOf(Existing existing) {
   return existing == Existing::kRefuse ? stage::IfTaken::kFail : stage::IfTaken::kReplace;
+}
+
+stage::FilmQuality QualityOf(const std::string& word) {
+  if (word == "low") return stage::FilmQuality::kLow;
+  return word == "medium" ? stage::FilmQuality::kMedium : stage::FilmQuality::kHigh;
 }
 
 stage::FilmOptions FilmOf(const Plan& plan, const RenderRequest& request) {
@@ -127,6 +177,8 @@ stage::FilmOptions FilmOf(const Plan& plan, const RenderRequest& request) {
   film.height = plan.form.height;
   film.format = request.codec;
   film.ifTaken = IfTakenOf(request.existing);
+  film.quality = QualityOf(request.filmQuality);
+  film.sound = plan.sound;
   return film;
 }
 
@@ -149,7 +201,6 @@ SceneWorkSettings WorkOf(const RenderRequest& request) {
   settings.render.maxWaves = request.scene.maxWaves;
   settings.depth = request.depth;
   settings.ifTaken = IfTakenOf(request.existing);
-  settings.background = request.background;
   return settings;
 }
 
@@ -249,6 +300,7 @@ void Render(const RenderRequest& request) {
                    plan.scene.notes};
   const auto start = Clock::now();
   progress->Begin(summary.start);
+  for (const std::string& note : plan.notes) progress->Note(note);
   if (!plan.frames.empty()) RenderFrames(request, plan, *progress, summary);
   summary.seconds = SecondsSince(start);
   if (!summary.warning.empty()) summary.warning += ": " + WhyOf(plan, request);
@@ -256,13 +308,15 @@ void Render(const RenderRequest& request) {
 }
 
 void ListFormats() {
-  std::vector<std::vector<std::string>> rows{{"extension", "codec", "alpha", "lossless", ""},
-                                             {".png", "", "yes", "yes", "pictures; --depth 16 for 16 bits a channel"}};
+  std::vector<std::vector<std::string>> rows{
+      {"extension", "codec", "alpha", "lossless", "sound", ""},
+      {".png", "", "yes", "yes", "no", "pictures; --depth 16 for 16 bits a channel"},
+      {".exr", "", "yes", "yes", "no", "pictures for compositing: half floats, linear, colour times alpha"}};
   for (const stage::FilmKind& kind : stage::FilmKinds()) {
-    rows.push_back(
-        {kind.extension, kind.name, kind.hasAlpha ? "yes" : "no", kind.lossless ? "yes" : "no", kind.description});
+    rows.push_back({kind.extension, kind.name, kind.hasAlpha ? "yes" : "no", kind.lossless ? "yes" : "no",
+                    kind.sound.empty() ? "no" : kind.sound, kind.description});
   }
-  rows.push_back({"-", "", "yes", "yes", "standard output: bytes red, green, blue, alpha, frame after frame"});
+  rows.push_back({"-", "", "yes", "yes", "no", "standard output: bytes red, green, blue, alpha, frame after frame"});
   Print("{}", TextTable(rows));
 }
 

@@ -6,14 +6,15 @@
 #include "cli/check/little_shown.h"
 #include "cli/commands/commands.h"
 #include "cli/console.h"
+#include "cli/failure.h"
 #include "cli/frame_list.h"
 #include "cli/interrupt.h"
 #include "cli/module_file.h"
+#include "cli/render/background_option.h"
 #include "cli/render/output.h"
 #include "cli/scene_input.h"
 #include "cli/sheet/contact_sheet.h"
 #include "cli/waves/wave_count.h"
-#include "stage/base/color_text.h"
 #include "stage/base/errors.h"
 #include "stage/base/partial_file.h"
 #include "stage/picture/picture_scale.h"
@@ -36,10 +37,7 @@ std::vector<std::int32_t> UsualFrames(std::int32_t frameCount) {
   return frames;
 }
 
-std::uint32_t ColorOf(const std::string& text) {
-  if (const auto color = stage::ParseColor(text)) return *color;
-  throw stage::InputError(fmt::format("--background: '{}' is not a colour like #202020", text));
-}
+constexpr std::uint32_t kUsualColor = 0x202020;
 
 Output OutputOf(const SheetRequest& request) {
   Output output{OutputKind::kPictures, OutputPattern(request.output.string())};
@@ -56,7 +54,8 @@ void DrawSheet(const SheetRequest& request, stage::EffectModule& module, const s
   options.downsample = request.downsample > 0 ? request.downsample : (scene.width + kUsualWidth - 1) / kUsualWidth;
   options.shouldStop = StopRequested;
   ContactSheet sheet(stage::CellsOf(scene.width, options.downsample), stage::CellsOf(scene.height, options.downsample),
-                     static_cast<std::int32_t>(frames.size()), request.columns, ColorOf(request.background));
+                     static_cast<std::int32_t>(frames.size()), request.columns,
+                     scene.background.color.value_or(kUsualColor));
   PrepareFolder(request.output);
   stage::SceneRenderer renderer(module, scene, options);
   ShownCounter shown;
@@ -82,7 +81,10 @@ void Sheet(const SheetRequest& request) {
   const Output output = OutputOf(request);
   if (!request.replace) RefuseExisting(output, {0}, "--output", "--overwrite replaces it");
   stage::EffectModule module(stage::LoadEffect(ModuleFile(request.scene.module)));
-  DrawSheet(request, module, ReadSceneOf(request.scene, module.Catalog()));
+  stage::Scene scene = ReadSceneOf(request.scene, module.Catalog());
+  ReplaceBackground(request.background, scene);
+  if (const std::string note = NoteOfUnseen(scene, module.Catalog()); !note.empty()) PrintNote(note);
+  DrawSheet(request, module, scene);
   module.SetDown();
 }
 

@@ -18,7 +18,7 @@ using stage::InputError;
 using stage::WorkError;
 
 [[noreturn]] void RefuseKind(const std::filesystem::path& file) {
-  std::set<std::string> known{".png"};
+  std::set<std::string> known{".png", ".exr"};
   for (const stage::FilmKind& kind : stage::FilmKinds()) known.insert(kind.extension);
   throw InputError(
       fmt::format("--output: '{}' is neither a picture nor a film; use {} (orvandel render --list-formats)",
@@ -53,7 +53,7 @@ Output ParseOutput(std::string_view text, const std::vector<std::int32_t>& frame
     output.kind = OutputKind::kStream;
     return output;
   }
-  if (output.pattern.Extension() == ".png") {
+  if (output.pattern.Extension() == ".png" || output.pattern.Extension() == ".exr") {
     if (!output.pattern.HasNumber() && frames.size() > 1) output.pattern.AddNumber();
     return output;
   }
@@ -97,6 +97,9 @@ std::vector<std::int32_t> FramesLeft(const Output& output, const std::vector<std
   if (existing == Existing::kKeep && output.IsOrdered()) {
     throw InputError(fmt::format("--resume: {} cannot be resumed; only numbered pictures can",
                                  output.kind == OutputKind::kFilm ? "a film" : "a stream"));
+  }
+  if (existing == Existing::kKeep && output.IsExr()) {
+    throw InputError("--resume: of numbered pictures, only .png can be resumed");
   }
   if (output.kind == OutputKind::kStream) return frames;
   if (existing == Existing::kRefuse) {

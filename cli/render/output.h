@@ -12,7 +12,7 @@
 namespace orvandel::cli {
 
 enum class OutputKind {
-  kPictures,  // PNG files, one a frame
+  kPictures,  // PNG or EXR files, one a frame
   kFilm,      // one file
   kStream     // standard output: every frame's pixels as bytes red, green, blue, alpha, one frame after another
 };
@@ -21,6 +21,7 @@ struct Output {
   OutputKind kind = OutputKind::kPictures;
   OutputPattern pattern{"-"};
 
+  bool IsExr() const { return kind == OutputKind::kPictures && pattern.Extension() == ".exr"; }
   bool IsOrdered() const { return kind != OutputKind::kPictures; }
   std::filesystem::path FileOf(std::int32_t frame) const { return pattern.For(frame); }
   std::string Name() const;  // for people

@@ -8,8 +8,8 @@
 #include "cli/interrupt.h"
 #include "cli/picture_facts.h"
 #include "stage/base/errors.h"
+#include "stage/films/film_out.h"
 #include "stage/loading/loaded_effect.h"
-#include "stage/media/background.h"
 #include "stage/module/effect_module.h"
 #include "stage/render/scene_renderer.h"
 #include "stage/stills/png_file.h"
@@ -20,19 +20,16 @@ namespace {
 class SceneWork final : public FrameWork {
  public:
   SceneWork(const SceneWorkSettings& settings, const stage::Scene& scene, const Output& output)
-      : scene_(scene),
-        output_(output),
+      : output_(output),
         depth_(settings.depth),
         ifTaken_(settings.ifTaken),
         module_(stage::LoadEffect(settings.module)),
-        renderer_(std::in_place, module_, scene, settings.render) {
-    if (!settings.background.empty()) background_.emplace(settings.background, scene, settings.render.downsample);
-  }
+        renderer_(std::in_place, module_, scene, settings.render) {}
 
   void Make(std::int32_t frame, std::span<std::uint8_t> slot) override {
     try {
       if (output_.IsOrdered()) {
-        const stage::Picture picture = Render(frame);
+        const stage::Picture picture = renderer_->Render(frame);
         std::memcpy(slot.data(), picture.bytes.data(), slot.size());
       } else {
         Write(frame, output_.FileOf(frame));
@@ -52,31 +49,27 @@ class SceneWork final : public FrameWork {
   }
 
  private:
-  stage::Picture Render(std::int32_t frame) {
-    stage::Picture picture = renderer_->Render(frame);
-    shown_ = CoverageOf(picture);
-    return background_ ? background_->Behind(picture, scene_.time.TimeOfFrame(frame)) : picture;
-  }
-
   void Write(std::int32_t frame, const std::filesystem::path& file) {
     const UnfinishedFile unfinished(stage::PartialFile(file, ifTaken_).WorkName());
-    if (depth_ == 16) {
+    if (output_.IsExr() || depth_ == 16) {
       const stage::Picture16 picture = renderer_->Render16(frame);
       shown_ = CoverageOf(stage::Narrowed(picture));
-      stage::WritePng16(file, picture, ifTaken_);
+      if (output_.IsExr()) {
+        stage::WriteExr(file, picture, ifTaken_);
+      } else {
+        stage::WritePng16(file, picture, ifTaken_);
+      }
     } else {
-      stage::WritePng(file, Render(frame), ifTaken_);
+      stage::WritePng(file, renderer_->Render(frame), ifTaken_);
     }
   }
 
-  const stage::Scene& scene_;
   const Output& output_;
   int depth_;
   stage::IfTaken ifTaken_;
   double shown_ = 1;
   stage::EffectModule module_;
   std::optional<stage::SceneRenderer> renderer_;
-  std::optional<stage::Background> background_;
 };
 
 }  // namespace

@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <filesystem>
 #include <memory>
-#include <string>
 
 #include "cli/render/output.h"
 #include "cli/render/worker_pool.h"
@@ -19,7 +18,6 @@ struct SceneWorkSettings {
   stage::RenderOptions render;
   int depth = 8;  // bits a channel of pictures
   stage::IfTaken ifTaken = stage::IfTaken::kFail;
-  std::string background;  // a colour or a medium behind every frame; empty: none
 };
 
 // Pictures are written under their names; frames for an ordered output are put into the slot. All references must

@@ -4,7 +4,9 @@
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
+#include <libavutil/audio_fifo.h>
 #include <libavutil/frame.h>
+#include <libswresample/swresample.h>
 #include <libswscale/swscale.h>
 }
 
@@ -20,6 +22,8 @@ struct AvDeleter {
   void operator()(AVFrame* frame) const { av_frame_free(&frame); }
   void operator()(AVPacket* packet) const { av_packet_free(&packet); }
   void operator()(SwsContext* scaler) const { sws_freeContext(scaler); }
+  void operator()(SwrContext* resampler) const { swr_free(&resampler); }
+  void operator()(AVAudioFifo* samples) const { av_audio_fifo_free(samples); }
 };
 // A demuxer's context; a muxer's needs an owner of its own.
 using AvInput = std::unique_ptr<AVFormatContext, AvDeleter>;
@@ -27,6 +31,8 @@ using AvCodec = std::unique_ptr<AVCodecContext, AvDeleter>;
 using AvFrame = std::unique_ptr<AVFrame, AvDeleter>;
 using AvPacket = std::unique_ptr<AVPacket, AvDeleter>;
 using AvScaler = std::unique_ptr<SwsContext, AvDeleter>;
+using AvResampler = std::unique_ptr<SwrContext, AvDeleter>;
+using AvSampleQueue = std::unique_ptr<AVAudioFifo, AvDeleter>;
 
 // Options under construction; whoever takes them leaves those it did not know.
 class AvOptions {

@@ -19,6 +19,7 @@
 #include "stage/base/errors.h"
 #include "stage/ffmpeg/ffmpeg_support.h"
 #include "stage/films/film_out.h"
+#include "stage/films/sound_track.h"
 
 extern "C" {
 #include <libavutil/pixdesc.h>
@@ -32,6 +33,13 @@ struct Option {
   const char* value;
 };
 
+// One option's values from high to low quality; a lossless codec has none.
+struct Quality {
+  const char* option;
+  std::array<const char*, 3> values;
+};
+constexpr Quality kLossless{};
+
 struct FilmFormat {
   std::string_view name;       // by which FilmOptions::format asks for it
   std::string_view extension;  // the first row of an extension is its usual one
@@ -40,22 +48,35 @@ struct FilmFormat {
   bool overBlack;  // the format has no alpha
   bool evenSize;   // odd sizes get their last column or row twice
   std::array<Option, 4> codecOptions;
+  Quality quality;
   std::array<Option, 1> containerOptions;
   const char* description;
   bool lossless;
+  const char* soundName;  // null: a film without sound
+  SoundCoding sound;
 };
+
+constexpr SoundCoding kAac{"aac", "aac", 96'000};
+constexpr SoundCoding kPcm{"pcm_s16le", "pcm_s24le", 0};
+constexpr SoundCoding kOpus{"libopus", "libopus", 80'000};
+constexpr SoundCoding kFlac{"flac", "flac", 0};
+constexpr SoundCoding kNoSound{};
 
 // clang-format off
 constexpr FilmFormat kFormats[] = {
     {"h264", ".mp4", "libx264", AV_PIX_FMT_YUV420P, true, true,
-     {{{"preset", "medium"}, {"crf", "16"}, {"profile", "high"}, {"mbtree", "0"}}}, {{{"movflags", "+faststart"}}}, "H.264, plays everywhere", false},
+     {{{"preset", "medium"}, {"profile", "high"}, {"mbtree", "0"}}}, {"crf", {"16", "21", "27"}},
+     {{{"movflags", "+faststart"}}}, "H.264, plays everywhere", false, "AAC", kAac},
+    // The pictures have 8 bits of alpha; 16 would make films a quarter larger and hold no more.
     {"prores4444", ".mov", "prores_ks", AV_PIX_FMT_YUVA444P10LE, false, false,
-     {{{"profile", "4444"}, {"alpha_bits", "16"}}}, {}, "ProRes 4444, for editors", false},
-    {"qtrle", ".mov", "qtrle", AV_PIX_FMT_ARGB, false, false, {}, {}, "QuickTime Animation, for editors", true},
+     {{{"profile", "4444"}, {"alpha_bits", "8"}}}, {"bits_per_mb", {"0", "1200", "600"}}, {},
+     "ProRes 4444, for editors", false, "PCM", kPcm},
+    {"qtrle", ".mov", "qtrle", AV_PIX_FMT_ARGB, false, false, {}, kLossless, {}, "QuickTime Animation, for editors", true, "PCM", kPcm},
     {"vp9", ".webm", "libvpx-vp9", AV_PIX_FMT_YUVA420P, false, false,
-     {{{"b", "0"}, {"crf", "20"}, {"cpu-used", "4"}, {"row-mt", "1"}}}, {}, "VP9, for browsers", false},
-    {"ffv1", ".mkv", "ffv1", AV_PIX_FMT_BGRA, false, false, {{{"level", "3"}, {"slicecrc", "1"}}}, {}, "FFV1, for archives", true},
-    {"apng", ".apng", "apng", AV_PIX_FMT_RGBA, false, false, {{{"compression_level", "3"}}}, {{{"plays", "0"}}}, "animated PNG, for web pages", true},
+     {{{"b", "0"}, {"cpu-used", "4"}, {"row-mt", "1"}}}, {"crf", {"20", "30", "42"}}, {}, "VP9, for browsers", false, "Opus", kOpus},
+    {"ffv1", ".mkv", "ffv1", AV_PIX_FMT_BGRA, false, false, {{{"level", "3"}, {"slicecrc", "1"}}}, kLossless, {}, "FFV1, for archives", true, "FLAC", kFlac},
+    {"apng", ".apng", "apng", AV_PIX_FMT_RGBA, false, false, {{{"compression_level", "3"}}}, kLossless, {{{"plays", "0"}}}, "animated PNG, for web pages", true, nullptr, kNoSound},
+    {"webp", ".webp", "libwebp_anim", AV_PIX_FMT_BGRA, false, false, {{{"lossless", "1"}}}, kLossless, {{{"loop", "0"}}}, "animated WebP, for web pages", true, nullptr, kNoSound},
 };
 // clang-format on
 
@@ -82,6 +103,19 @@ const FilmFormat& ChooseFormat(const std::filesystem::path& file, const std::str
   const std::string found = wanted.empty() ? "\"" + extension + "\"" : "\"" + wanted + "\" in \"" + extension + "\"";
   throw InputError(
       fmt::format("{}: {} is not a film that can be written; there are {}", file.string(), found, KnownFormats()));
+}
+
+// Pictures rather than films for those who show them.
+bool IsForWebPages(const FilmFormat& format) { return format.extension == ".apng" || format.extension == ".webp"; }
+
+FilmKind KindOf(const FilmFormat& format) {
+  return {std::string(format.extension),
+          std::string(format.name),
+          format.description,
+          !format.overBlack,
+          format.lossless,
+          format.evenSize,
+          format.soundName == nullptr ? "" : format.soundName};
 }
 
 struct CloseOutput {
@@ -111,6 +145,7 @@ class EncodedFilm final : public FilmWriter {
         source_(NewFrame()),
         frame_(NewFrame()) {
     OpenEncoder();
+    OpenSound();
     OpenContainer();
     PrepareFrames();
   }
@@ -125,6 +160,7 @@ class EncodedFilm final : public FilmWriter {
     frame_->pts = pictures_++;
     Check(avcodec_send_frame(codec_.get(), frame_.get()), complaints);
     WritePackets(complaints);
+    if (sound_ != nullptr) sound_->AdvanceTo(SecondsSoFar(), SoundWriter(complaints));
   }
 
   void Finish() override {
@@ -132,6 +168,7 @@ class EncodedFilm final : public FilmWriter {
     const AvComplaints complaints;
     Check(avcodec_send_frame(codec_.get(), nullptr), complaints);
     WritePackets(complaints);
+    if (sound_ != nullptr) sound_->Finish(SecondsSoFar(), SoundWriter(complaints));
     Check(av_write_trailer(output_.get()), complaints);
     Check(avio_closep(&output_->pb), complaints);
     partial_.Keep();
@@ -154,8 +191,12 @@ class EncodedFilm final : public FilmWriter {
     codec_->framerate = ToAvRational(options_.frameRate.num, options_.frameRate.den);
     codec_->time_base = {codec_->framerate.den, codec_->framerate.num};
     codec_->sample_aspect_ratio = ToAvRational(options_.pixelAspect.num, options_.pixelAspect.den);
-    codec_->color_primaries = AVCOL_PRI_BT709;
-    codec_->color_trc = AVCOL_TRC_BT709;
+    // A browser takes untagged colours for its own; by chunks of gamma and chroma, which say BT.709 a little
+    // differently, it would shift them.
+    if (!IsForWebPages(format_)) {
+      codec_->color_primaries = AVCOL_PRI_BT709;
+      codec_->color_trc = AVCOL_TRC_BT709;
+    }
     const bool yuv = (av_pix_fmt_desc_get(format_.pixels)->flags & AV_PIX_FMT_FLAG_RGB) == 0;
     codec_->colorspace = yuv ? AVCOL_SPC_BT709 : AVCOL_SPC_RGB;
     codec_->color_range = yuv ? AVCOL_RANGE_MPEG : AVCOL_RANGE_JPEG;
@@ -169,8 +210,20 @@ class EncodedFilm final : public FilmWriter {
     for (const Option& option : format_.codecOptions) {
       if (option.name != nullptr) options.Set(option.name, option.value);
     }
+    if (format_.quality.option != nullptr) {
+      options.Set(format_.quality.option, format_.quality.values[static_cast<std::size_t>(options_.quality)]);
+    }
     Check(avcodec_open2(codec_.get(), encoder, options.Address()), complaints);
   }
+
+  void OpenSound() {
+    if (!options_.sound) return;
+    if (format_.soundName == nullptr) partial_.Fail("this kind of film carries no sound");
+    const bool globalHeader = (output_->oformat->flags & AVFMT_GLOBALHEADER) != 0;
+    sound_ = std::make_unique<SoundTrack>(*options_.sound, format_.sound, globalHeader, partial_);
+  }
+
+  AVRational SecondsSoFar() const { return ToAvRational(pictures_ * options_.frameRate.den, options_.frameRate.num); }
 
   // The container is told by the extension alone; the work name ends differently.
   std::string ContainerName() const { return "film" + std::string(format_.extension); }
@@ -184,6 +237,7 @@ class EncodedFilm final : public FilmWriter {
     stream->avg_frame_rate = stream->r_frame_rate = codec_->framerate;
     stream->sample_aspect_ratio = codec_->sample_aspect_ratio;
     Check(avcodec_parameters_from_context(stream->codecpar, codec_.get()), complaints);
+    if (sound_ != nullptr) AddSoundStream(complaints);
     const std::string url = "file:" + partial_.WorkName().string();
     av_freep(&output_->url);
     output_->url = av_strdup(url.c_str());  // a container that moves its index to the front opens the file once more
@@ -196,6 +250,13 @@ class EncodedFilm final : public FilmWriter {
       if (option.name != nullptr) options.Set(option.name, option.value);
     }
     Check(avformat_write_header(output_.get(), options.Address()), complaints);
+  }
+
+  void AddSoundStream(const AvComplaints& complaints) {
+    AVStream* stream = avformat_new_stream(output_.get(), nullptr);
+    if (stream == nullptr) throw std::bad_alloc();
+    stream->time_base = sound_->Codec().time_base;
+    Check(avcodec_parameters_from_context(stream->codecpar, &sound_->Codec()), complaints);
   }
 
   void PrepareFrames() {
@@ -258,16 +319,33 @@ class EncodedFilm final : public FilmWriter {
       if (code == AVERROR(EAGAIN) || code == AVERROR_EOF) return;
       Check(code, complaints);
       if (packet_->duration == 0) packet_->duration = 1;
-      packet_->stream_index = 0;
-      av_packet_rescale_ts(packet_.get(), codec_->time_base, output_->streams[0]->time_base);
-      Check(av_interleaved_write_frame(output_.get(), packet_.get()), complaints);
+      Write(*packet_, 0, codec_->time_base, complaints);
     }
+  }
+
+  SoundTrack::TakePacket SoundWriter(const AvComplaints& complaints) {
+    // Where a container tells of the encoder's delay beside the stamps, they count from the delay's beginning. This
+    // library's muxer takes stamps below 0 instead, and would move the pictures to make room for them.
+    const std::string_view container = output_->oformat->name;
+    const int delay = container == "matroska" || container == "webm" ? sound_->Codec().initial_padding : 0;
+    return [this, delay, &complaints](AVPacket& packet) {
+      packet.pts += delay;
+      packet.dts += delay;
+      Write(packet, 1, sound_->Codec().time_base, complaints);
+    };
+  }
+
+  void Write(AVPacket& packet, int stream, AVRational timeBase, const AvComplaints& complaints) {
+    packet.stream_index = stream;
+    av_packet_rescale_ts(&packet, timeBase, output_->streams[stream]->time_base);
+    Check(av_interleaved_write_frame(output_.get(), &packet), complaints);
   }
 
   const FilmFormat& format_;
   FilmOptions options_;
   PartialFile partial_;  // outlives output_, which has it open
   AvCodec codec_;
+  std::unique_ptr<SoundTrack> sound_;
   AvOutput output_;
   AvPacket packet_;
   AvFrame source_, frame_;
@@ -285,11 +363,12 @@ std::unique_ptr<FilmWriter> OpenFilm(const std::filesystem::path& file, const Fi
 
 std::vector<FilmKind> FilmKinds() {
   std::vector<FilmKind> kinds;
-  for (const FilmFormat& format : kFormats) {
-    kinds.push_back({std::string(format.extension), std::string(format.name), format.description, !format.overBlack,
-                     format.lossless});
-  }
+  for (const FilmFormat& format : kFormats) kinds.push_back(KindOf(format));
   return kinds;
+}
+
+FilmKind KindOf(const std::filesystem::path& file, const std::string& format) {
+  return KindOf(ChooseFormat(file, format));
 }
 
 bool IsFilmName(const std::filesystem::path& file) {

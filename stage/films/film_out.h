@@ -4,11 +4,13 @@
 #include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "stage/base/partial_file.h"
 #include "stage/picture/picture.h"
+#include "stage/picture/picture16.h"
 #include "stage/scene/timebase.h"
 
 namespace orvandel::stage {
@@ -21,20 +23,35 @@ class FilmWriter {
   virtual void Finish() = 0;
 };
 
+// Half floats in linear light, colour times alpha.
+void WriteExr(const std::filesystem::path& file, const Picture16& picture, IfTaken ifTaken = IfTaken::kReplace);
+
+// A sound that runs along.
+struct FilmSound {
+  std::filesystem::path file;
+  Rational start;  // seconds from the film's first picture to the sound's time 0; below 0: the sound is under way
+};
+
+// How much a lossy film may lose for a smaller file.
+enum class FilmQuality { kHigh, kMedium, kLow };
+
 struct FilmOptions {
   Rational frameRate;
   Rational pixelAspect{1, 1};
   std::int32_t width = 0, height = 0;
   IfTaken ifTaken = IfTaken::kReplace;
   std::string format;  // where an extension has several: "prores4444", "qtrle"; empty: the usual one
+  FilmQuality quality = FilmQuality::kHigh;
+  std::optional<FilmSound> sound;  // for a kind of film that carries sound
 };
 
 // The container and codec follow from the file's extension. InputError for an unknown one (lists those known).
 //   .mp4   H.264: no alpha, the pictures stand over black; an odd size gets its last column or row twice
-//   .mov   ProRes 4444 with alpha (10 bits); or QuickTime Animation, lossless
+//   .mov   ProRes 4444 (10 bits, alpha 8); or QuickTime Animation, lossless
 //   .webm  VP9 with alpha
 //   .mkv   FFV1, lossless, with alpha
 //   .apng  animated PNG, with alpha
+//   .webp  animated WebP, lossless, with alpha
 std::unique_ptr<FilmWriter> OpenFilm(const std::filesystem::path& file, const FilmOptions& options);
 bool IsFilmName(const std::filesystem::path& file);
 
@@ -42,7 +59,11 @@ bool IsFilmName(const std::filesystem::path& file);
 struct FilmKind {
   std::string extension, name, description;
   bool hasAlpha = false, lossless = false;
+  bool evenSize = false;  // odd sizes get their last column or row twice
+  std::string sound;      // how it carries sound; empty: it does not
 };
 std::vector<FilmKind> FilmKinds();
+// The one that OpenFilm makes of this name and format. InputError, as OpenFilm.
+FilmKind KindOf(const std::filesystem::path& file, const std::string& format);
 
 }  // namespace orvandel::stage

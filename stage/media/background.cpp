@@ -1,11 +1,11 @@
 #include "stage/media/background.h"
 
-#include <filesystem>
-#include <string>
+#include <algorithm>
+#include <array>
+#include <cstddef>
 
-#include "stage/base/color_text.h"
-#include "stage/base/errors.h"
 #include "stage/media/media_in.h"
+#include "stage/picture/light_curve.h"
 
 namespace orvandel::stage {
 namespace {
@@ -14,32 +14,114 @@ std::uint8_t Over(std::uint8_t top, std::uint8_t alpha, std::uint8_t bottom) {
   return static_cast<std::uint8_t>((top * alpha + bottom * (255 - alpha) + 127) / 255);
 }
 
+// The three channels of a background's pixel, which stands over black.
+using Rgb = std::array<std::uint8_t, 3>;
+
+class Behinds {
+ public:
+  Behinds(const Picture& pixels, std::uint32_t color) : pixels_(pixels) {
+    for (std::size_t c = 0; c < 3; ++c) color_[c] = static_cast<std::uint8_t>(color >> (16 - 8 * c) & 0xFFu);
+  }
+
+  // `at`: of the pixel's first sample.
+  Rgb At(std::size_t at) const {
+    if (pixels_.Empty()) return color_;
+    const std::uint8_t* pixel = &pixels_.bytes[at];
+    return {Over(pixel[1], pixel[0], 0), Over(pixel[2], pixel[0], 0), Over(pixel[3], pixel[0], 0)};
+  }
+
+ private:
+  const Picture& pixels_;
+  Rgb color_{};
+};
+
+// Both 0..1, the backdrop opaque.
+template <Blend kBlend>
+double Laid(double source, double alpha, double backdrop) {
+  const double share = source * alpha;
+  switch (kBlend) {
+    case Blend::kAdd:
+      return std::min(1.0, share + backdrop);
+    case Blend::kScreen:
+      return share + backdrop - share * backdrop;
+    case Blend::kMultiply:
+      return backdrop * (1 - alpha) + share * backdrop;
+    default:
+      return share + backdrop * (1 - alpha);
+  }
+}
+
+// What a stored value stands for in the sums, 0..1, and back.
+struct Stored {
+  double Value(std::uint16_t word) const { return word / 65535.0; }
+  std::uint16_t Word(double value) const { return static_cast<std::uint16_t>(value * 65535 + 0.5); }
+};
+struct Light {
+  const LightCurve& curve = LightCurve::The();
+  double Value(std::uint16_t word) const { return curve.Light(word) / double{kFullLight}; }
+  std::uint16_t Word(double value) const { return curve.Stored(static_cast<std::uint32_t>(value * kFullLight + 0.5)); }
+};
+
+template <typename Units, Blend kBlend>
+Picture16 LayAll(const Picture16& picture, const Behinds& behinds) {
+  const Units units;
+  Picture16 result(picture.width, picture.height);
+  for (std::size_t at = 0; at < picture.words.size(); at += 4) {
+    const std::uint16_t* top = &picture.words[at];
+    std::uint16_t* out = &result.words[at];
+    const Rgb behind = behinds.At(at);
+    const double alpha = top[0] / 65535.0;
+    out[0] = 65535;
+    for (std::size_t c = 0; c < 3; ++c) {
+      const std::uint16_t bottom = SixteenBits(behind[c]);
+      out[1 + c] = top[0] == 0 ? bottom : units.Word(Laid<kBlend>(units.Value(top[1 + c]), alpha, units.Value(bottom)));
+    }
+  }
+  return result;
+}
+
+template <typename Units>
+Picture16 LayBy(Blend blend, const Picture16& picture, const Behinds& behinds) {
+  switch (blend) {
+    case Blend::kAdd:
+      return LayAll<Units, Blend::kAdd>(picture, behinds);
+    case Blend::kScreen:
+      return LayAll<Units, Blend::kScreen>(picture, behinds);
+    case Blend::kMultiply:
+      return LayAll<Units, Blend::kMultiply>(picture, behinds);
+    default:
+      return LayAll<Units, Blend::kNormal>(picture, behinds);
+  }
+}
+
 }  // namespace
 
-Background::Background(std::string_view text, const Scene& scene, std::int32_t downsample) {
-  if (const auto color = ParseColor(text)) {
-    for (std::size_t i = 0; i < 3; ++i) color_[i] = static_cast<std::uint8_t>(*color >> (16 - 8 * i) & 0xFFu);
-    return;
-  }
-  if (text.starts_with('#')) {
-    throw InputError("--background: \"" + std::string(text) + "\" is not a colour; allowed is #rrggbb");
-  }
-  const Media media{"background", std::filesystem::path(text), {0, 1}, "--background"};
-  pictures_ =
-      std::make_unique<LayerPictures>(OpenMedia(media, scene.time), downsample, std::pair{scene.width, scene.height});
+Background::Background(const Scene& scene, std::int32_t downsample) : scene_(scene) {
+  if (!scene.background.medium) return;
+  pictures_ = std::make_unique<LayerPictures>(OpenMedia(*scene.background.medium, scene.time), downsample,
+                                              std::pair{scene.width, scene.height});
+}
+
+Picture Background::PixelsAt(std::int32_t hostTime) {
+  return pictures_ == nullptr ? Picture() : pictures_->At(hostTime)->ToPicture();
+}
+
+Picture16 Background::Behind(const Picture16& picture, std::int32_t hostTime) {
+  const Picture pixels = PixelsAt(hostTime);
+  const Behinds behinds(pixels, scene_.background.color.value_or(0));
+  return scene_.linear ? LayBy<Light>(scene_.blend, picture, behinds) : LayBy<Stored>(scene_.blend, picture, behinds);
 }
 
 Picture Background::Behind(const Picture& picture, std::int32_t hostTime) {
-  const Picture behind = pictures_ == nullptr ? Picture() : pictures_->At(hostTime)->ToPicture();
+  if (scene_.linear || scene_.blend != Blend::kNormal) return Narrowed(Behind(Widened(picture), hostTime));
+  const Picture pixels = PixelsAt(hostTime);
+  const Behinds behinds(pixels, scene_.background.color.value_or(0));
   Picture result(picture.width, picture.height);
   for (std::size_t at = 0; at < picture.bytes.size(); at += 4) {
     const std::uint8_t* top = &picture.bytes[at];
+    const Rgb behind = behinds.At(at);
     result.bytes[at] = 255;
-    for (std::size_t channel = 1; channel < 4; ++channel) {
-      const std::uint8_t bottom =
-          behind.Empty() ? color_[channel - 1] : Over(behind.bytes[at + channel], behind.bytes[at], 0);
-      result.bytes[at + channel] = Over(top[channel], top[0], bottom);
-    }
+    for (std::size_t c = 0; c < 3; ++c) result.bytes[at + 1 + c] = Over(top[1 + c], top[0], behind[c]);
   }
   return result;
 }

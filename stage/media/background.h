@@ -1,29 +1,34 @@
-// What an opaque output shows behind the effect's picture: a colour, a picture, a numbered sequence or a film.
+// What stands behind the effects' picture: a colour, a picture, a numbered sequence or a film.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <memory>
-#include <string_view>
 
 #include "stage/media/layer_pictures.h"
 #include "stage/picture/picture.h"
+#include "stage/picture/picture16.h"
 #include "stage/scene/scene.h"
 
 namespace orvandel::stage {
 
 class Background {
  public:
-  // "#rrggbb" or a file's name, which plays at the scene's times and is stretched to the scene's size. InputError.
-  Background(std::string_view text, const Scene& scene, std::int32_t downsample);
+  // Of a scene that has one; a medium plays at the scene's times and is stretched to the scene's size. InputError. The
+  // scene must outlive it.
+  Background(const Scene& scene, std::int32_t downsample);
 
-  // The picture over the background that stands at `hostTime`; opaque. Each channel is
-  // (colour x alpha + background x (255 - alpha) + 127) / 255 in integers, where the background itself stands over
-  // black.
+  // The picture laid over the background that stands at `hostTime`, by the scene's blend and compositing; opaque. The
+  // background itself stands over black.
+  Picture16 Behind(const Picture16& picture, std::int32_t hostTime);
+  // With normal blend in stored values each channel is (colour x alpha + background x (255 - alpha) + 127) / 255 in
+  // integers; otherwise the same as above, rounded.
   Picture Behind(const Picture& picture, std::int32_t hostTime);
 
  private:
-  std::array<std::uint8_t, 3> color_{};
+  // The background's pixels at the time; empty where it is a colour.
+  Picture PixelsAt(std::int32_t hostTime);
+
+  const Scene& scene_;
   std::unique_ptr<LayerPictures> pictures_;  // null: the colour
 };
 

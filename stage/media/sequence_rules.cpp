@@ -53,4 +53,12 @@ bool NeedsFreshSequences(const Scene& scene, const Emitter& emitter, const Param
   return sourceMoves(chosen ? std::get<Choice>(source->keys.front().value).index : 0);
 }
 
+bool TracesInput(const Scene& scene, const Emitter& emitter, const ParamCatalog& catalog) {
+  const Tracks tracks{scene, emitter, catalog};
+  if (!tracks.Takes("Wave Type", "Image Contours")) return false;
+  const Track* source = tracks.Find("Source Layer");
+  const auto isInput = [](const Key& key) { return std::get<Choice>(key.value).index == 0; };
+  return source == nullptr || source->keys.empty() || std::any_of(source->keys.begin(), source->keys.end(), isInput);
+}
+
 }  // namespace orvandel::stage

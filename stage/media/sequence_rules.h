@@ -1,4 +1,5 @@
-// Whether a scene's frames depend on which frames were rendered before on the same sequence.
+// What the effect's rules make of a scene's values: whether its frames depend on which frames were rendered before on
+// the same sequence.
 //
 // A frame is a pure function of the scene: what a fresh sequence gives when the frame is the only one that it renders.
 // Going on with a sequence gives the same and is much faster, except where a wave's removal, or the picture it was
@@ -15,5 +16,8 @@ namespace orvandel::stage {
 // `sourceMoves` says whether the picture of the layer at a place (0: the input) changes over time.
 bool NeedsFreshSequences(const Scene& scene, const Emitter& emitter, const ParamCatalog& catalog,
                          const std::function<bool(std::int32_t)>& sourceMoves);
+
+// Whether the emitter may draw the contours of the scene's input.
+bool TracesInput(const Scene& scene, const Emitter& emitter, const ParamCatalog& catalog);
 
 }  // namespace orvandel::stage

@@ -4,6 +4,8 @@
 #include <array>
 #include <cstddef>
 
+#include "stage/picture/light_curve.h"
+
 namespace orvandel::stage {
 namespace {
 
@@ -25,12 +27,12 @@ float Blended(float source, float backdrop, float sourceAlpha, float backdropAlp
 }
 
 template <Blend kBlend>
-void LayAll(const Picture& picture, float opacity, std::vector<float>& canvas) {
+void LayAll(const Picture& picture, float opacity, const std::array<float, 256>& colors, std::vector<float>& canvas) {
   for (std::size_t at = 0; at < canvas.size(); at += 4) {
     if (picture.bytes[at] == 0) continue;  // leaves the canvas as it is in every mode
     Pixel source;
     source[0] = static_cast<float>(picture.bytes[at]) / 255 * opacity;
-    for (std::size_t i = 1; i < 4; ++i) source[i] = static_cast<float>(picture.bytes[at + i]) / 255 * source[0];
+    for (std::size_t i = 1; i < 4; ++i) source[i] = colors[picture.bytes[at + i]] * source[0];
     const float backdropAlpha = canvas[at];
     for (std::size_t i = 0; i < 4; ++i) {
       canvas[at + i] = Blended<kBlend>(source[i], canvas[at + i], source[0], backdropAlpha);
@@ -45,21 +47,35 @@ std::uint16_t Word(float unit) {
 
 }  // namespace
 
-Canvas::Canvas(std::int32_t width, std::int32_t height)
-    : width_(width), height_(height), values_(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 4) {}
+Canvas::Canvas(std::int32_t width, std::int32_t height, bool linear)
+    : width_(width),
+      height_(height),
+      linear_(linear),
+      values_(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 4) {
+  for (std::size_t i = 0; i < colors_.size(); ++i) {
+    const auto stored = static_cast<std::uint8_t>(i);
+    colors_[i] = linear ? static_cast<float>(LightCurve::The().Light(SixteenBits(stored))) / kFullLight
+                        : static_cast<float>(stored) / 255;
+  }
+}
 
 void Canvas::Lay(const Picture& picture, Blend blend, double opacity) {
   const auto share = static_cast<float>(opacity);
   switch (blend) {
     case Blend::kNormal:
-      return LayAll<Blend::kNormal>(picture, share, values_);
+      return LayAll<Blend::kNormal>(picture, share, colors_, values_);
     case Blend::kAdd:
-      return LayAll<Blend::kAdd>(picture, share, values_);
+      return LayAll<Blend::kAdd>(picture, share, colors_, values_);
     case Blend::kScreen:
-      return LayAll<Blend::kScreen>(picture, share, values_);
+      return LayAll<Blend::kScreen>(picture, share, colors_, values_);
     case Blend::kMultiply:
-      return LayAll<Blend::kMultiply>(picture, share, values_);
+      return LayAll<Blend::kMultiply>(picture, share, colors_, values_);
   }
+}
+
+std::uint16_t Canvas::WordOf(float color) const {
+  if (!linear_) return Word(color);
+  return LightCurve::The().Stored(static_cast<std::uint32_t>(std::min(color, 1.0F) * kFullLight));
 }
 
 Picture16 Canvas::Result() const {
@@ -68,7 +84,7 @@ Picture16 Canvas::Result() const {
     const float alpha = values_[at];
     if (Word(alpha) == 0) continue;
     picture.words[at] = Word(alpha);
-    for (std::size_t i = 1; i < 4; ++i) picture.words[at + i] = Word(values_[at + i] / alpha);
+    for (std::size_t i = 1; i < 4; ++i) picture.words[at + i] = WordOf(values_[at + i] / alpha);
   }
   return picture;
 }

@@ -6,9 +6,10 @@
 //   add       c = min(1, cs + cb)                         a = min(1, as + ab)
 //   screen    c = cs + cb - cs cb                         a = as + ab - as ab
 //   multiply  c = cs (1 - ab) + cb (1 - as) + cs cb       a = as + ab - as ab
-// The values are the stored ones, as the effect blends its own waves: no conversion to linear light.
+// The colours are the stored values, as the effect blends its own waves; on a linear canvas they are those of light.
 #pragma once
 
+#include <array>
 #include <vector>
 
 #include "stage/picture/picture16.h"
@@ -18,15 +19,19 @@ namespace orvandel::stage {
 
 class Canvas {
  public:
-  Canvas(std::int32_t width, std::int32_t height);
+  Canvas(std::int32_t width, std::int32_t height, bool linear = false);
   // `picture` has the canvas's size.
   void Lay(const Picture& picture, Blend blend, double opacity);
   // To the nearest 16-bit values, all zero where alpha is.
   Picture16 Result() const;
 
  private:
+  std::uint16_t WordOf(float color) const;
+
   std::int32_t width_, height_;
-  std::vector<float> values_;  // alpha, then the three colours times alpha
+  bool linear_;
+  std::array<float, 256> colors_{};  // what stored values stand for, 0..1
+  std::vector<float> values_;        // alpha, then the three colours times alpha
 };
 
 }  // namespace orvandel::stage

@@ -21,15 +21,15 @@ class LightMean {
  public:
   LightMean(std::int32_t width, std::int32_t height);
   // `picture` has the size given.
-  void Add(const Picture& picture);
+  void Add(const Picture16& picture);
   // At least one picture has been added. Colour is zero where alpha is.
   Picture16 Result() const;
 
  private:
   struct Sum {
-    std::uint32_t alpha = 0;      // of 0..255 each
-    std::uint64_t light[3] = {};  // alpha times linear colour in 24 bits
-    std::uint8_t first[3] = {};   // the first visible colour
+    std::uint32_t alpha = 0;      // of 0..65535 each
+    std::uint64_t light[3] = {};  // alpha times light
+    std::uint16_t first[3] = {};  // the first visible colour
     bool sameColor = true;        // of all visible samples
   };
   std::int32_t width_, height_;

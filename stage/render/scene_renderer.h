@@ -1,6 +1,8 @@
-// A scene's frames as they go to a file: every effect of the scene, laid over one another, with motion blur.
+// A scene's frames as they go to a file: every effect of the scene, laid over one another, with motion blur, over what
+// stands behind.
 //
-// A scene of one effect, laid normally at full opacity and without blur, gives the effect's own bytes untouched. A
+// A scene of one effect, laid normally at full opacity, without blur and over nothing, gives the effect's own bytes
+// untouched; everything else is computed in 16 bits. A
 // frame is a pure function of the scene here as well: it is made of pictures that are.
 #pragma once
 
@@ -29,6 +31,8 @@ class SceneRenderer {
 
   // How many waves of all effects were alive at once in the last frame rendered; with motion blur, at most.
   std::int64_t WaveCount() const;
+  // The effects' picture alone, without what stands behind.
+  Picture RenderEffects(std::int32_t frame);
 
   std::int32_t OutputWidth() const;
   std::int32_t OutputHeight() const;

@@ -47,4 +47,21 @@ Media ReadMedia(const JsonPlace& place, std::string name, const SceneFiles& file
   return media;
 }
 
+Media ReadSound(const JsonPlace& place, const SceneFiles& files) {
+  Media sound;
+  sound.name = "sound";
+  sound.start = {0, 1};
+  sound.place = place.Where();
+  if (place.IsString()) {
+    sound.file = files.Plain(place);
+    return sound;
+  }
+  place.MustBeObject("a sound file's name, {\"file\": name, \"start\": seconds} or null").OnlyKeys({"file", "start"});
+  const JsonPlace file = place.Need("file", "a sound file's name");
+  sound.file = files.Plain(file);
+  sound.place = file.Where();
+  if (const auto start = place.Find("start")) sound.start = ReadExact(*start, "a number of seconds", false);
+  return sound;
+}
+
 }  // namespace orvandel::stage

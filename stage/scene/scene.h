@@ -57,6 +57,7 @@ struct AudioSource {
   std::shared_ptr<const AudioEnvelope> envelope;
   double atSilence = 0, atPeak = 0;
   Rational start;  // the sound begins so many seconds into the scene
+  std::filesystem::path file;
 };
 struct ExpressionSource {
   std::shared_ptr<const Expression> expression;
@@ -119,6 +120,21 @@ struct MotionBlur {
   double phase = 0;      // degrees from the frame's time to the shutter's opening
 };
 
+// A halo of light around what is bright; glow.h has the formulas.
+struct Glow {
+  double radius = 0;     // full-size layer pixels, how far it reaches
+  double strength = 1;   // 1: the halo holds as much light as what glows
+  double threshold = 0;  // stored value, 0..1, above which a pixel glows
+};
+
+// What stands behind the effects' picture: a colour, or a medium stretched to the scene's size, or nothing.
+struct Backdrop {
+  std::optional<std::uint32_t> color;  // 0xrrggbb
+  std::optional<Media> medium;
+
+  bool IsNothing() const { return !color && !medium; }
+};
+
 struct Scene {
   std::filesystem::path file;
   std::int32_t width = 0, height = 0;  // full-size layer pixels
@@ -129,6 +145,12 @@ struct Scene {
   std::vector<Mask> masks;        // in order of appearance; those without a name in the scene come last
   std::vector<Emitter> emitters;  // at least one; drawn in this order
   MotionBlur motionBlur;
+  std::optional<Glow> glow;  // around the effects' picture
+  Backdrop background;
+  Blend blend = Blend::kNormal;  // how the effects' picture is laid over it
+  bool linear = false;           // pictures are laid over one another in linear light, else in their stored values
+  std::optional<Media> sound;    // that films carry; absent: the one that parameters follow, or the footage's
+  bool silent = false;           // films carry none
   std::vector<std::string> notes;  // what the reader chose where the scene left a choice: a line each
 };
 

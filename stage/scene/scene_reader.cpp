@@ -10,6 +10,7 @@
 
 #include <fmt/format.h>
 
+#include "stage/base/color_text.h"
 #include "stage/base/errors.h"
 #include "stage/base/names.h"
 #include "stage/scene/json_place.h"
@@ -28,6 +29,8 @@ namespace orvandel::stage {
 namespace {
 
 constexpr std::int64_t kMaxAspectTerm = 65535;
+constexpr std::string_view kInputName = "input";
+constexpr std::string_view kCompositings = "\"stored\" or \"linear\"";
 constexpr std::string_view kRateForms = "a number or \"numerator/denominator\"";
 
 double ReadWhole(const JsonPlace& place, double low, double high) {
@@ -68,7 +71,8 @@ class SceneReader {
     root_.MustBeObject("a scene: an object");
     Try([&] {
       root_.OnlyKeys({"$schema", "version", "width", "height", "frameRate", "duration", "pixelAspect", "input",
-                      "layers", "masks", "parameters", "effects", "motionBlur", "preroll", "loop"});
+                      "layers", "masks", "parameters", "effects", "motionBlur", "glow", "background", "blend",
+                      "compositing", "sound", "preroll", "loop"});
     });
     Try([&] { ReadVersion(); });
     Try([&] { TakeOverrides(); });
@@ -90,6 +94,11 @@ class SceneReader {
     });
     ReadEmitters();
     Try([&] { ReadMotionBlur(); });
+    if (const auto glow = root_.Find("glow")) Try([&] { ReadGlow(*glow); });
+    if (const auto background = root_.Find("background")) Try([&] { ReadBackground(*background); });
+    if (const auto blend = root_.Find("blend")) Try([&] { scene_.blend = ReadBlend(*blend); });
+    if (const auto compositing = root_.Find("compositing")) Try([&] { ReadCompositing(*compositing); });
+    if (const auto sound = root_.Find("sound")) Try([&] { ReadSoundOf(*sound); });
     for (const std::string& set : options_.sets) Try([&] { ApplySet(set); });
     Try([&] { DrawMaskGroups(std::move(groups_), catalog_, scene_); });
     Try([&] { ReadPreroll(); });
@@ -247,6 +256,45 @@ class SceneReader {
         ReadWhole(place->Need("samples", fmt::format("a whole number in 1..{}", kMaxSamples)), 1, kMaxSamples));
     if (const auto shutter = place->Find("shutter")) blur.shutter = shutter->NumberIn(0, kMaxShutter, "degrees");
     if (const auto phase = place->Find("phase")) blur.phase = phase->NumberIn(-kMaxShutter, kMaxShutter, "degrees");
+  }
+
+  void ReadGlow(const JsonPlace& place) {
+    place.MustBeObject("a glow: {\"radius\": pixels, \"strength\": number, \"threshold\": number}")
+        .OnlyKeys({"radius", "strength", "threshold"});
+    Glow glow;
+    glow.radius = place.Need("radius", "pixels that the halo reaches").NumberIn(0, kMaxGlowRadius, "pixels");
+    if (const auto strength = place.Find("strength")) glow.strength = strength->NumberIn(0, kMaxGlowStrength);
+    if (const auto threshold = place.Find("threshold")) glow.threshold = threshold->NumberIn(0, 1);
+    if (glow.radius > 0 && glow.strength > 0) scene_.glow = glow;
+  }
+
+  void ReadBackground(const JsonPlace& place) {
+    Backdrop& background = scene_.background;
+    if (!place.IsString()) {
+      background.medium = ReadMedia(place, "background", files_);
+      return;
+    }
+    const std::string& text = place.Text("a colour \"#rrggbb\", a file name or \"input\"");
+    if (text == kInputName) {
+      if (!root_.Find(kInputName)) place.Fail("the scene has no \"input\"");
+      background.medium = scene_.input;
+    } else if (text.starts_with('#')) {
+      background.color = ParseColor(text);
+      if (!background.color) place.FailNot("a colour \"#rrggbb\"");
+    } else {
+      background.medium = ReadMedia(place, "background", files_);
+    }
+  }
+
+  void ReadCompositing(const JsonPlace& place) {
+    const std::string& text = place.Text(kCompositings);
+    scene_.linear = text == "linear";
+    if (!scene_.linear && text != "stored") place.FailNot(kCompositings);
+  }
+
+  void ReadSoundOf(const JsonPlace& place) {
+    scene_.silent = place.IsNull();
+    if (!scene_.silent) scene_.sound = ReadSound(place, files_);
   }
 
   // Last, because a loop looks at all that repeats in it.

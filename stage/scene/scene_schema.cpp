@@ -266,14 +266,15 @@ Json Parameters(const ParamCatalog& catalog) {
   return Described("The effect's parameters by name; one that is left out has its default.", Object(properties));
 }
 
-Json Effects() {
+Json BlendForm(const char* description) {
   Json blends = Json::array();
   for (const auto& [name, blend] : kBlendNames) blends.push_back(name);
+  return {{"description", description}, {"enum", std::move(blends)}, {"default", "normal"}};
+}
+
+Json Effects() {
   const Json effect = Object({{"parameters", Ref("parameters")},
-                              {"blend",
-                               {{"description", "How this effect's picture is laid over those before it."},
-                                {"enum", std::move(blends)},
-                                {"default", "normal"}}},
+                              {"blend", BlendForm("How this effect's picture is laid over those before it.")},
                               {"opacity", Described("Of this effect's picture.", Range("number", 0, 1))}});
   return {{"description", "Several effects, drawn in this order; in place of \"parameters\"."},
           {"type", "array"},
@@ -300,6 +301,36 @@ Json Medium() {
              {"file"});
   return {{"description", "A picture, a numbered sequence or a film in the scene's folder or below."},
           {"anyOf", Json::array({FileName("The file's name."), std::move(object)})}};
+}
+
+Json GlowForm() {
+  return Described(
+      "A halo of light around the effects' picture.",
+      Object({{"radius", Described("Pixels that it reaches; 0 is no glow.", Range("number", 0, kMaxGlowRadius))},
+              {"strength", Described("How much light it holds: 1, when left out, as much as what glows.",
+                                     Range("number", 0, kMaxGlowStrength))},
+              {"threshold", Described("How bright a pixel must be to glow, of 0..1; 0 when left out: all glow.",
+                                      Range("number", 0, 1))}},
+             {"radius"}));
+}
+
+Json BackgroundForm() {
+  const Json color{{"description", "A colour."}, {"type", "string"}, {"pattern", kColorPattern}};
+  Json name = FileName("The name of a picture, a numbered sequence or a film, or \"input\" for the scene's input.");
+  name["pattern"] = "^(?!#)(?!.*://)";
+  Json object = Medium()["anyOf"][1];
+  return {{"description", "What stands behind the effects' picture, which then is opaque."},
+          {"anyOf", Json::array({color, std::move(name), std::move(object)})}};
+}
+
+Json SoundForm() {
+  Json object = Object({{"file", FileName("A sound, or a film with one.")},
+                        {"start", Seconds("The sound begins so many seconds into the scene.")}},
+                       {"file"});
+  return {{"description",
+           "The sound that films carry; null: none. Left out: the one that the parameters follow, or that of a film "
+           "that stands behind."},
+          {"anyOf", Json::array({FileName("The file's name."), std::move(object), Json{{"type", "null"}}})}};
 }
 
 // Which part of a drawing, and where it lies.
@@ -365,24 +396,34 @@ Json Rate(const char* description) {
 }
 
 Json Properties() {
-  return {{"$schema", {{"description", "Where this schema lies, for editors; not read."}, {"type", "string"}}},
-          {"version", {{"description", "The version of this format."}, {"const", 1}}},
-          {"width", Described("Pixels of the full-size layer.", Range("integer", 1, kMaxLayerSide))},
-          {"height", Described("Pixels of the full-size layer.", Range("integer", 1, kMaxLayerSide))},
-          {"frameRate", Rate("Frames per second: a number, exactly as written, or \"30000/1001\".")},
-          {"duration", {{"description", "Seconds."}, {"type", "number"}, {"exclusiveMinimum", 0}}},
-          {"pixelAspect", Rate("Width of a pixel divided by its height; 1 when left out.")},
-          {"input", Described("The effect's own layer; transparent when left out.", Ref("medium"))},
-          {"layers", Named("medium", "Further layers by name, for \"Source Layer\".")},
-          {"masks", Named("mask", "Outlines by name, for \"Mask\".")},
-          {"parameters", Ref("parameters")},
-          {"effects", Effects()},
-          {"motionBlur", MotionBlurForm()},
-          {"preroll", Described("Seconds that the effect runs before frame 0, so that a film does not begin empty.",
-                                Range("number", 0, 36000))},
-          {"loop",
-           Described("The picture after the last frame is the first one. Everything has to repeat with the duration.",
-                     Json{{"type", "boolean"}})}};
+  return {
+      {"$schema", {{"description", "Where this schema lies, for editors; not read."}, {"type", "string"}}},
+      {"version", {{"description", "The version of this format."}, {"const", 1}}},
+      {"width", Described("Pixels of the full-size layer.", Range("integer", 1, kMaxLayerSide))},
+      {"height", Described("Pixels of the full-size layer.", Range("integer", 1, kMaxLayerSide))},
+      {"frameRate", Rate("Frames per second: a number, exactly as written, or \"30000/1001\".")},
+      {"duration", {{"description", "Seconds."}, {"type", "number"}, {"exclusiveMinimum", 0}}},
+      {"pixelAspect", Rate("Width of a pixel divided by its height; 1 when left out.")},
+      {"input", Described("The effect's own layer; transparent when left out.", Ref("medium"))},
+      {"layers", Named("medium", "Further layers by name, for \"Source Layer\".")},
+      {"masks", Named("mask", "Outlines by name, for \"Mask\".")},
+      {"parameters", Ref("parameters")},
+      {"effects", Effects()},
+      {"motionBlur", MotionBlurForm()},
+      {"glow", GlowForm()},
+      {"background", BackgroundForm()},
+      {"blend", BlendForm("How the effects' picture is laid over the background.")},
+      {"compositing",
+       {{"description",
+         "Whether pictures are laid over one another in their stored values or in linear light (the curve of sRGB)."},
+        {"enum", {"stored", "linear"}},
+        {"default", "stored"}}},
+      {"sound", SoundForm()},
+      {"preroll", Described("Seconds that the effect runs before frame 0, so that a film does not begin empty.",
+                            Range("number", 0, 36000))},
+      {"loop",
+       Described("The picture after the last frame is the first one. Everything has to repeat with the duration.",
+                 Json{{"type", "boolean"}})}};
 }
 
 }  // namespace

@@ -128,6 +128,7 @@ AudioSource SourceReader::ReadAudio(const JsonPlace& place, const ParamInfo& inf
     }
   }
   audio.envelope = envelope;
+  audio.file = file;
   return audio;
 }
 

@@ -187,18 +187,18 @@ TEST_F(Commands, DescribeTellsTheWavesAndThePicture) {
   EXPECT_THAT(RunProgram({"describe", scene, "--time", "2"}).error, HasSubstr("last frame at 1.967 s"));
 }
 
-// The cells hold the frames, over the background.
+// The cells hold the frames, with all that the scene puts around and behind them.
 TEST_F(Commands, SheetShowsTheFrames) {
-  const std::string scene = Scene(R"("parameters": {"Frequency": 5, "Color": "#ffffff", "Fade-out Time": 0})");
+  const std::string scene = Scene(R"("parameters": {"Frequency": 5, "Color": "#ffffff", "Fade-out Time": 0},
+    "glow": {"radius": 12}, "background": "#102030", "blend": "screen", "compositing": "linear")");
   const std::string frames = "10,59,20";
-  ASSERT_EQ(RunProgram({"sheet", scene, "-o", In("s.png"), "--frames", frames, "--columns", "2", "--scale", "1",
-                        "--background", "#102030"})
-                .exitCode,
-            0);
+  ASSERT_EQ(
+      RunProgram({"sheet", scene, "-o", In("s.png"), "--frames", frames, "--columns", "2", "--scale", "1"}).exitCode,
+      0);
+  EXPECT_THAT(RunProgram({"describe", scene}).output, HasSubstr("Behind it: #102030, blend screen, in linear light."));
   EXPECT_EQ(RunProgram({"sheet", scene, "-o", In("s.png")}).exitCode, 2);
   EXPECT_EQ(RunProgram({"sheet", scene, "-o", In("s.mp4")}).exitCode, 2);
-  ASSERT_EQ(RunProgram({"render", scene, "-o", In("f.png"), "--frames", frames, "--background", "#102030"}).exitCode,
-            0);
+  ASSERT_EQ(RunProgram({"render", scene, "-o", In("f.png"), "--frames", frames}).exitCode, 0);
   const auto decode = [&](const std::string& name) {
     stage::Media media;
     media.file = In(name);
@@ -221,12 +221,32 @@ TEST_F(Commands, SheetShowsTheFrames) {
   }
 }
 
+// A plate that nobody would see is said, with what to do.
+TEST_F(Commands, TellsOfAnInputThatIsNeverSeen) {
+  ASSERT_EQ(
+      RunProgram({"render", Scene("\"background\": \"#804020\""), "-o", In("plate.png"), "--frames", "0"}).exitCode, 0);
+  const auto told = [&](const std::string& more) {
+    const std::string scene = Scene("\"input\": \"plate.png\"" + more);
+    const std::string checked = RunProgram({"check", scene, "--quick"}).output;
+    EXPECT_EQ(checked.find("plate.png") != std::string::npos,
+              RunProgram({"sheet", scene, "-o", In("s.png"), "--frames", "0", "--overwrite"}).error.find("plate.png") !=
+                  std::string::npos);
+    return checked.find("\"background\": \"input\" shows it") != std::string::npos;
+  };
+  EXPECT_TRUE(told("") && told(R"(, "background": "#000000")"));
+  EXPECT_FALSE(told(R"(, "background": "input")") || told(R"(, "parameters": {"Wave Type": 2})"));
+  const std::string picture = In("f.png");
+  ASSERT_EQ(RunProgram({"render", In("scene.json"), "-o", picture, "--frames", "0", "--background", "input"}).exitCode,
+            0);
+  EXPECT_EQ(ReadFile(picture), ReadFile(In("plate.png"))) << "frame 0 shows nothing else";
+}
+
 TEST_F(Commands, SchemaAndFormatsAreListed) {
   const std::string schema = RunProgram({"schema"}).output;
   EXPECT_TRUE(json::parse(schema).contains("$schema"));
   EXPECT_EQ(schema, ReadFile(std::filesystem::path(ORVANDEL_SOURCES) / "docs/scene.schema.json"));
   const std::string formats = RunProgram({"render", "--list-formats"}).output;
-  for (const char* extension : {".png", ".mp4", ".mov", ".webm", ".mkv", ".apng"}) {
+  for (const char* extension : {".png", ".mp4", ".mov", ".webm", ".mkv", ".apng", ".webp", ".exr"}) {
     EXPECT_THAT(formats, HasSubstr(extension));
   }
 }

@@ -260,7 +260,9 @@ TEST_F(Jobs, WhatARenderTakesIsKnownBeforehand) {
 TEST_F(Jobs, OptionsThatDoNotGoTogetherAreRefused) {
   for (const auto& [output, more, part] : std::vector<std::tuple<std::string, Arguments, std::string>>{
            {"f.mkv", {"--depth", "16"}, "--depth"},
-           {"f.png", {"--depth", "16", "--background", "#000000"}, "--background"},
+           {"f.exr", {"--depth", "16"}, "--depth"},
+           {"f.exr", {"--resume"}, "--resume"},
+           {"f.mkv", {"--film-quality", "low"}, "--film-quality"},
            {"f.png", {"--codec", "qtrle"}, "--codec"},
            {"f.mov", {"--codec", "nothing"}, "nothing"},
            {"f.mp4", {"--background", "none.png"}, "none.png"},

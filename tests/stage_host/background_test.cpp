@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <random>
 
@@ -21,21 +23,54 @@ Scene SceneOf(std::int32_t width, std::int32_t height) {
   return scene;
 }
 
-TEST(Background, EveryAlphaOverAColourIsTheNearestMix) {
-  Picture picture(256, 1);
-  for (std::size_t a = 0; a < 256; ++a) {
-    picture.bytes[4 * a] = static_cast<std::uint8_t>(a);
-    picture.bytes[4 * a + 1] = 200;
-    picture.bytes[4 * a + 2] = 0;
-    picture.bytes[4 * a + 3] = 255;
+double ToLinear(double stored) { return stored <= 0.04045 ? stored / 12.92 : std::pow((stored + 0.055) / 1.055, 2.4); }
+double ToStored(double linear) {
+  return linear <= 0.0031308 ? linear * 12.92 : 1.055 * std::pow(linear, 1 / 2.4) - 0.055;
+}
+
+// In words: what the picture adds is weighted with its alpha, and what it hides of the background too.
+double Laid(double top, double alpha, double behind, Blend blend) {
+  switch (blend) {
+    case Blend::kAdd:
+      return std::min(1.0, alpha * top + behind);
+    case Blend::kScreen:
+      return 1 - (1 - alpha * top) * (1 - behind);
+    case Blend::kMultiply:
+      return behind * (1 - alpha + alpha * top);
+    default:
+      return alpha * top + (1 - alpha) * behind;
   }
-  const Picture result = Background("#0a64ff", SceneOf(256, 1), 1).Behind(picture, 0);
-  for (std::size_t a = 0; a < 256; ++a) {
-    const double alpha = static_cast<double>(a) / 255;
-    EXPECT_EQ(result.bytes[4 * a], 255);
-    EXPECT_NEAR(result.bytes[4 * a + 1], 200 * alpha + 10 * (1 - alpha), 0.51);
-    EXPECT_NEAR(result.bytes[4 * a + 2], 100 * (1 - alpha), 0.51);
-    EXPECT_EQ(result.bytes[4 * a + 3], 255);
+}
+
+TEST(Background, IsTheNearestMixInEveryWay) {
+  std::mt19937 random(8);
+  Scene scene = SceneOf(64, 16);
+  for (int round = 0; round < 64; ++round) {
+    scene.blend = std::array{Blend::kNormal, Blend::kAdd, Blend::kScreen, Blend::kMultiply}[random() % 4];
+    scene.linear = random() % 2 == 0;
+    scene.background.color = static_cast<std::uint32_t>(random() % 0x1000000u);
+    const Picture picture = RandomPicture(64, 16, random);
+    Picture16 deep = Widened(picture);
+    for (std::size_t i = 0; i < deep.words.size(); ++i) {
+      if (i % 4 != 0) deep.words[i] = static_cast<std::uint16_t>(random());
+    }
+    Background background(scene, 1);
+    const Picture narrow = background.Behind(picture, 0);
+    const Picture16 wide = background.Behind(deep, 0);
+    for (std::size_t at = 0; at < picture.bytes.size(); at += 4) {
+      ASSERT_EQ(narrow.bytes[at], 255);
+      ASSERT_EQ(wide.words[at], 65535);
+      for (std::size_t c = 1; c < 4; ++c) {
+        const double alpha = picture.bytes[at] / 255.0,
+                     behind = (*scene.background.color >> (24 - 8 * c) & 255) / 255.0;
+        const auto mixed = [&](double top) {
+          if (!scene.linear) return Laid(top, alpha, behind, scene.blend);
+          return ToStored(Laid(ToLinear(top), alpha, ToLinear(behind), scene.blend));
+        };
+        ASSERT_NEAR(narrow.bytes[at + c], mixed(picture.bytes[at + c] / 255.0) * 255, 0.51);
+        ASSERT_NEAR(wide.words[at + c], mixed(deep.words[at + c] / 65535.0) * 65535, 0.6);
+      }
+    }
   }
 }
 
@@ -44,16 +79,15 @@ TEST(Background, PicturesStandBehindAtTheRendersSize) {
   Picture plate(8, 4);
   for (std::size_t i = 0; i < plate.bytes.size(); ++i) plate.bytes[i] = i % 4 == 0 ? 255 : 90;
   WritePng(folder / "plate.png", plate);
-  const std::string file = (folder / "plate.png").string();
-  const Picture clear(4, 2);
-  const Picture result = Background(file, SceneOf(8, 4), 2).Behind(clear, 0);
-  for (std::size_t i = 0; i < result.bytes.size(); ++i) EXPECT_EQ(result.bytes[i], i % 4 == 0 ? 255 : 90);
-}
-
-TEST(Background, RefusesWhatIsNeither) {
-  for (const char* text : {"#12345", "#12345g", "#", "no/such/file.png"}) {
-    EXPECT_THROW(Background(text, SceneOf(4, 4), 1), InputError) << text;
+  Scene scene = SceneOf(8, 4);
+  scene.background.medium = Media{"", folder / "plate.png", {0, 1}};
+  for (const Blend blend : {Blend::kNormal, Blend::kScreen}) {
+    scene.blend = blend;
+    const Picture result = Background(scene, 2).Behind(Picture(4, 2), 0);
+    for (std::size_t i = 0; i < result.bytes.size(); ++i) EXPECT_EQ(result.bytes[i], i % 4 == 0 ? 255 : 90);
   }
+  scene.background.medium->file = "no/such/file.png";
+  EXPECT_THROW(Background(scene, 1), InputError);
 }
 
 }  // namespace

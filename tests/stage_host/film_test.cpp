@@ -2,12 +2,14 @@
 #include <malloc.h>
 
 #include <algorithm>
+#include <cmath>
 #include <map>
 #include <numeric>
 
 #include "media_files.h"
 #include "stage/base/errors.h"
 #include "stage/films/film_out.h"
+#include "stage/films/video_stream.h"
 #include "stage/media/background.h"
 #include "stage/media/media_in.h"
 #include "stage/stills/png_file.h"
@@ -177,6 +179,126 @@ TEST(Film, SameBytesEveryTime) {
     }
   }
   mallopt(M_PERTURB, 0);
+}
+
+// H.264 has no alpha: what is seen is the picture over a colour, a still or a film that runs along.
+TEST(Film, WithoutAlphaShowsWhatStandsBehind) {
+  const TempFolder folder;
+  constexpr int kWidth = 64, kHeight = 32, kPictures = 12;
+  Scene scene;
+  scene.width = kWidth;
+  scene.height = kHeight;
+  scene.time = MakeTimebase({25, 1}, {10, 1});
+  WritePng(folder / "plate.png", Ramp(kWidth, kHeight, 30));
+  const auto behind = OpenFilm(folder / "behind.mkv", OptionsFor(kFormats[0], kWidth, kHeight, {25, 1}));
+  for (int i = 0; i < kPictures; ++i) behind->Add(Ramp(kWidth, kHeight, 50 + 3 * i));
+  behind->Finish();
+  for (const std::string& text :
+       {std::string("#20c040"), (folder / "plate.png").string(), (folder / "behind.mkv").string()}) {
+    scene.background = {};
+    if (text[0] == '#') {
+      scene.background.color = 0x20c040;
+    } else {
+      scene.background.medium = Media{"", text, {0, 1}};
+    }
+    Background background(scene, 1);
+    std::vector<Picture> shown;
+    const auto writer = OpenFilm(folder / "film.mp4", OptionsFor(kFormats[5], kWidth, kHeight, {25, 1}));
+    for (int i = 0; i < kPictures; ++i) {
+      shown.push_back(background.Behind(Ramp(kWidth, kHeight, i), scene.time.TimeOfFrame(i)));
+      writer->Add(shown.back());
+    }
+    writer->Finish();
+    const auto film = Open(folder / "film.mp4", scene.time);
+    for (int i = 0; i < kPictures; ++i) {
+      const Picture got = film->Decode(film->KeyAt(scene.time.TimeOfFrame(i)));
+      ExpectKept(kFormats[5], shown[static_cast<std::size_t>(i)], got, i);
+      const std::uint8_t* left = &got.bytes[0];  // there the picture is transparent
+      if (text[0] == '#') {
+        ASSERT_NEAR(left[1], 0x20, 16);
+        ASSERT_NEAR(left[2], 0xc0, 16);
+      }
+    }
+  }
+}
+
+// Browsers go by chunks of gamma and chroma where an animated PNG has them, and would shift its colours.
+TEST(Film, ForWebPagesHasNoTagsAndExactTimes) {
+  const TempFolder folder;
+  constexpr int kPictures = 20;
+  for (const char* extension : {".apng", ".webp"}) {
+    FilmOptions options;
+    options.frameRate = {30000, 1001};
+    options.width = 32;
+    options.height = 16;
+    const auto writer = OpenFilm(folder / (std::string("film") + extension), options);
+    for (int i = 0; i < kPictures; ++i) writer->Add(Ramp(32, 16, i));
+    writer->Finish();
+  }
+  const auto apng = ReadBytes(folder / "film.apng"), webp = ReadBytes(folder / "film.webp");
+  const auto holds = [](const std::vector<std::uint8_t>& bytes, std::string_view name) {
+    return std::search(bytes.begin(), bytes.end(), name.begin(), name.end()) != bytes.end();
+  };
+  EXPECT_TRUE(holds(apng, "acTL") && !holds(apng, "gAMA") && !holds(apng, "cHRM"));
+  // A WebP film is a list of chunks; each picture's says how many milliseconds it stands.
+  ASSERT_TRUE(holds(webp, "ANIM"));
+  const auto word = [&](std::size_t at) { return webp[at] | webp[at + 1] << 8 | webp[at + 2] << 16; };
+  int pictures = 0, milliseconds = 0;
+  for (std::size_t at = 12; at + 8 <= webp.size(); at += 8 + static_cast<std::size_t>(word(at + 4) + 1) / 2 * 2) {
+    if (std::string(&webp[at], &webp[at] + 4) != "ANMF") continue;
+    if (pictures > 0) {
+      EXPECT_NEAR(milliseconds, pictures * 1001 / 30.0, 0.51) << pictures;
+    }
+    ++pictures;
+    milliseconds += word(at + 8 + 12);
+  }
+  EXPECT_EQ(pictures, kPictures);
+  EXPECT_NEAR(milliseconds, kPictures * 1001 / 30.0, 1.1);
+}
+
+TEST(Film, OfLowerQualityIsSmaller) {
+  const TempFolder folder;
+  for (const char* name : {"film.mp4", "film.mov", "film.webm"}) {
+    std::uintmax_t before = UINTMAX_MAX;
+    for (const FilmQuality quality : {FilmQuality::kHigh, FilmQuality::kLow}) {
+      FilmOptions options;
+      options.frameRate = {25, 1};
+      options.width = 160;
+      options.height = 96;
+      options.quality = quality;
+      std::mt19937 random(7);
+      const auto writer = OpenFilm(folder / name, options);
+      for (int i = 0; i < 6; ++i) writer->Add(RandomPicture(160, 96, random));
+      writer->Finish();
+      EXPECT_LT(std::filesystem::file_size(folder / name), before) << name;
+      before = std::filesystem::file_size(folder / name);
+    }
+  }
+}
+
+// Light times alpha, to the precision of half floats.
+TEST(WriteExr, HoldsLightTimesAlpha) {
+  const TempFolder folder;
+  std::mt19937 random(9);
+  Picture16 picture(37, 20);
+  for (std::uint16_t& word : picture.words) word = static_cast<std::uint16_t>(random());
+  WriteExr(folder / "light.exr", picture);
+  const AvFrame frame = NewFrame();
+  ASSERT_TRUE(VideoStream(folder / "light.exr").Next(*frame));
+  ASSERT_EQ(frame->format, AV_PIX_FMT_GBRAPF32);
+  constexpr int kPlaneOf[] = {3, 2, 0, 1};
+  for (std::size_t i = 0; i < picture.words.size() / 4; ++i) {
+    const std::size_t x = i % 37, y = i / 37;
+    for (std::size_t c = 0; c < 4; ++c) {
+      const double stored = picture.words[4 * i + c] / 65535.0, alpha = picture.words[4 * i] / 65535.0;
+      const double light = stored <= 0.04045 ? stored / 12.92 : std::pow((stored + 0.055) / 1.055, 2.4);
+      const double expected = c == 0 ? alpha : light * alpha;
+      const int plane = kPlaneOf[c];
+      const auto* row =
+          reinterpret_cast<const float*>(frame->data[plane] + y * static_cast<std::size_t>(frame->linesize[plane]));
+      ASSERT_NEAR(row[x], expected, expected / 1024 + 1e-6) << i << " " << c;
+    }
+  }
 }
 
 TEST(Film, OneThatIsNotFinishedLeavesNothing) {

@@ -85,7 +85,7 @@ TEST(LightMean, IsTheMeanOfLightInSixteenBits) {
     Picture last;
     for (int i = 0; i < count; ++i) {
       const Picture picture = RandomPicture(13, 11, random);
-      mean.Add(picture);
+      mean.Add(Widened(picture));
       for (std::size_t at = 0; at < sums.size(); ++at) {
         const std::uint8_t* pixel = &picture.bytes[at * 4];
         sums[at][0] += pixel[0] / 255.0;
@@ -192,7 +192,7 @@ TEST_F(WholeScene, IsBlurredByTheFramesBetween) {
     for (const std::int32_t frame : {30, 0, 47, 1}) {
       LightMean mean(48, 32);
       for (const std::int32_t time : SampleTimes(blurred.motionBlur, blurred.time, frame))
-        mean.Add(sharp.RenderAt(time));
+        mean.Add(Widened(sharp.RenderAt(time)));
       EXPECT_EQ(going.Render16(frame).words, mean.Result().words) << frame;
       EXPECT_EQ(Words(blurred, frame), mean.Result().words) << frame;
     }

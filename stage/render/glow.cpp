@@ -1,0 +1,166 @@
+#include "stage/render/glow.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstddef>
+
+#include "stage/picture/light_curve.h"
+
+namespace orvandel::stage {
+namespace {
+
+constexpr std::uint64_t kFullAlpha = 65535;
+constexpr int kBoxesInARow = 3;
+
+using Plane = std::vector<std::uint32_t>;
+using Planes = std::array<Plane, 3>;
+
+std::uint64_t TimesAlpha(std::uint64_t value, std::uint64_t alpha) {
+  return (value * alpha + kFullAlpha / 2) / kFullAlpha;
+}
+
+Planes LightOverBlack(const Picture16& picture, bool linear) {
+  const LightCurve& curve = LightCurve::The();
+  const std::size_t pixels = picture.words.size() / 4;
+  Planes light;
+  for (std::size_t c = 0; c < 3; ++c) {
+    light[c].resize(pixels);
+    for (std::size_t i = 0; i < pixels; ++i) {
+      const std::uint16_t alpha = picture.words[4 * i], stored = picture.words[4 * i + 1 + c];
+      if (alpha == 0) continue;
+      light[c][i] = linear ? static_cast<std::uint32_t>(TimesAlpha(curve.Light(stored), alpha))
+                           : curve.Light(static_cast<std::uint16_t>(TimesAlpha(stored, alpha)));
+    }
+  }
+  return light;
+}
+
+Planes BrightParts(const Planes& light, double threshold) {
+  Planes bright = light;
+  const std::uint64_t t = LightCurve::The().Light(static_cast<std::uint16_t>(std::floor(threshold * 65535 + 0.5)));
+  if (t == 0) return bright;
+  for (std::size_t i = 0; i < light[0].size(); ++i) {
+    const std::uint64_t most = std::max({light[0][i], light[1][i], light[2][i]});
+    for (Plane& plane : bright) {
+      plane[i] = most > t ? static_cast<std::uint32_t>(plane[i] * (most - t) / most) : 0;
+    }
+  }
+  return bright;
+}
+
+std::uint32_t Mean(std::uint64_t sum, double share) {
+  return static_cast<std::uint32_t>(static_cast<double>(sum) * share + 0.5);
+}
+
+// The running sums of all columns go down together: rows are read in the order of memory.
+void SpreadColumns(const Plane& from, Plane& to, std::int32_t width, std::int32_t height, const Box& box) {
+  const auto columns = static_cast<std::size_t>(width);
+  const double share = 1.0 / static_cast<double>(box.Weight());
+  std::vector<std::uint64_t> sums(columns);
+  const Plane dark(columns);
+  const auto row = [&](std::int32_t y) {
+    return y >= 0 && y < height ? from.data() + static_cast<std::size_t>(y) * columns : dark.data();
+  };
+  for (std::int32_t y = 0; y < std::min(box.reach, height); ++y) {
+    for (std::size_t x = 0; x < columns; ++x) sums[x] += row(y)[x];
+  }
+  for (std::int32_t y = 0; y < height; ++y) {
+    const std::uint32_t *entering = row(y + box.reach), *leaving = row(y - box.reach - 1);
+    const std::uint32_t *above = row(y - box.reach - 1), *below = row(y + box.reach + 1);
+    std::uint32_t* out = to.data() + static_cast<std::size_t>(y) * columns;
+    for (std::size_t x = 0; x < columns; ++x) {
+      sums[x] += entering[x];
+      sums[x] -= leaving[x];
+      const std::uint64_t ends = std::uint64_t{above[x]} + below[x];
+      out[x] = Mean(sums[x] * kBoxShares + ends * static_cast<std::uint64_t>(box.ends), share);
+    }
+  }
+}
+
+void SpreadRow(const std::uint32_t* from, std::uint32_t* to, std::int32_t width, const Box& box) {
+  const double share = 1.0 / static_cast<double>(box.Weight());
+  const auto at = [&](std::int32_t x) { return x >= 0 && x < width ? from[x] : 0; };
+  std::uint64_t sum = 0;
+  for (std::int32_t x = 0; x < std::min(box.reach, width); ++x) sum += from[x];
+  for (std::int32_t x = 0; x < width; ++x) {
+    const std::uint64_t leaving = at(x - box.reach - 1);
+    sum += at(x + box.reach);
+    sum -= leaving;
+    const std::uint64_t ends = leaving + at(x + box.reach + 1);
+    to[x] = Mean(sum * kBoxShares + ends * static_cast<std::uint64_t>(box.ends), share);
+  }
+}
+
+}  // namespace
+
+std::int64_t Box::Weight() const { return std::int64_t{kBoxShares} * (2 * reach + 1) + 2 * ends; }
+
+// A box of width w has the variance (w * w - 1) / 12 over whole pixels; with a share f of one more at each end
+// (2 * (1 + 4 + ... + reach^2) + 2 * f * (reach + 1)^2) / (2 * reach + 1 + 2 * f), from which f follows.
+Box BoxOf(double deviation) {
+  const double variance = deviation * deviation / kBoxesInARow;
+  const double reach = std::floor((std::sqrt(12 * variance + 1) - 1) / 2);
+  const double squares = reach * (reach + 1) * (2 * reach + 1) / 3, next = (reach + 1) * (reach + 1);
+  const double ends = (variance * (2 * reach + 1) - squares) / (2 * (next - variance));
+  Box box;
+  box.reach = static_cast<std::int32_t>(reach);
+  box.ends = static_cast<std::int32_t>(std::floor(std::clamp(ends, 0.0, 1.0) * kBoxShares + 0.5));
+  return box;
+}
+
+void Spread(std::vector<std::uint32_t>& plane, std::int32_t width, std::int32_t height, const Box& box) {
+  if (box.reach == 0 && box.ends == 0) return;
+  Plane other(plane.size());
+  for (int i = 0; i < kBoxesInARow; ++i) {
+    SpreadColumns(plane, other, width, height, box);
+    for (std::size_t at = 0; at < plane.size(); at += static_cast<std::size_t>(width)) {
+      SpreadRow(&other[at], &plane[at], width, box);
+    }
+  }
+}
+
+namespace {
+
+// The light with the halo added, as a picture again.
+Picture16 PictureOf(const Picture16& picture, const Planes& light, bool linear) {
+  const LightCurve& curve = LightCurve::The();
+  Picture16 result(picture.width, picture.height);
+  for (std::size_t i = 0; i < light[0].size(); ++i) {
+    const std::uint32_t most = std::max({light[0][i], light[1][i], light[2][i]});
+    const std::uint64_t needed = linear ? (most * kFullAlpha + kFullLight / 2) / kFullLight : curve.Stored(most);
+    const std::uint64_t alpha = std::max<std::uint64_t>(picture.words[4 * i], needed);
+    if (alpha == 0) continue;
+    result.words[4 * i] = static_cast<std::uint16_t>(alpha);
+    for (std::size_t c = 0; c < 3; ++c) {
+      const std::uint64_t shown = linear ? light[c][i] : curve.Stored(light[c][i]);
+      const std::uint64_t alone = (shown * kFullAlpha + alpha / 2) / alpha;
+      result.words[4 * i + 1 + c] =
+          linear ? curve.Stored(static_cast<std::uint32_t>(std::min<std::uint64_t>(alone, kFullLight)))
+                 : static_cast<std::uint16_t>(std::min(alone, kFullAlpha));
+    }
+  }
+  return result;
+}
+
+}  // namespace
+
+Picture16 WithGlow(const Picture16& picture, const Glow& glow, double scale, bool linear) {
+  Planes light = LightOverBlack(picture, linear);
+  Planes narrow = BrightParts(light, glow.threshold);
+  const double radius = glow.radius * scale;
+  const Box narrowBox = BoxOf(radius / 8), wideBox = BoxOf(radius / 2);
+  for (std::size_t c = 0; c < 3; ++c) {
+    Plane wide = narrow[c];
+    Spread(narrow[c], picture.width, picture.height, narrowBox);
+    Spread(wide, picture.width, picture.height, wideBox);
+    for (std::size_t i = 0; i < wide.size(); ++i) {
+      const double halo = static_cast<double>(narrow[c][i]) + static_cast<double>(wide[i]);
+      const double sum = static_cast<double>(light[c][i]) + glow.strength * 0.5 * halo;
+      light[c][i] = static_cast<std::uint32_t>(std::min(sum, static_cast<double>(kFullLight)) + 0.5);
+    }
+  }
+  return PictureOf(picture, light, linear);
+}
+
+}  // namespace orvandel::stage
