@@ -147,10 +147,10 @@ struct Scene {
   MotionBlur motionBlur;
   std::optional<Glow> glow;  // around the effects' picture
   Backdrop background;
-  Blend blend = Blend::kNormal;  // how the effects' picture is laid over it
-  bool linear = false;           // pictures are laid over one another in linear light, else in their stored values
-  std::optional<Media> sound;    // that films carry; absent: the one that parameters follow, or the footage's
-  bool silent = false;           // films carry none
+  Blend blend = Blend::kNormal;    // how the effects' picture is laid over it
+  bool linear = false;             // pictures are laid over one another in linear light, else in their stored values
+  std::optional<Media> sound;      // that films carry; absent: the one that parameters follow, or the footage's
+  bool silent = false;             // films carry none
   std::vector<std::string> notes;  // what the reader chose where the scene left a choice: a line each
 };
 

@@ -70,9 +70,9 @@ class SceneReader {
   Scene Read() {
     root_.MustBeObject("a scene: an object");
     Try([&] {
-      root_.OnlyKeys({"$schema", "version", "width", "height", "frameRate", "duration", "pixelAspect", "input",
-                      "layers", "masks", "parameters", "effects", "motionBlur", "glow", "background", "blend",
-                      "compositing", "sound", "preroll", "loop"});
+      root_.OnlyKeys({"$schema",    "version", "width",       "height",     "frameRate", "duration",   "pixelAspect",
+                      "input",      "layers",  "masks",       "parameters", "effects",   "motionBlur", "glow",
+                      "background", "blend",   "compositing", "sound",      "preroll",   "loop"});
     });
     Try([&] { ReadVersion(); });
     Try([&] { TakeOverrides(); });

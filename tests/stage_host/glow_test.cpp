@@ -42,7 +42,8 @@ TEST(Spread, IsTheSumsFromScratch) {
     const auto width = static_cast<std::int32_t>(1 + random() % 40),
                height = static_cast<std::int32_t>(1 + random() % 40);
     Plane plane(static_cast<std::size_t>(width * height));
-    for (std::uint32_t& light : plane) light = random() % 3 == 0 ? static_cast<std::uint32_t>(random() % (kFullLight + 1)) : 0;
+    for (std::uint32_t& light : plane)
+      light = random() % 3 == 0 ? static_cast<std::uint32_t>(random() % (kFullLight + 1)) : 0;
     const Box box = BoxOf(static_cast<double>(random() % 3000) / 100);
     Plane slow = plane;
     for (int i = 0; i < 3; ++i) slow = Boxed(Boxed(slow, width, height, box, true), width, height, box, false);
@@ -72,7 +73,8 @@ TEST(Spread, IsNearlyTheBell) {
     EXPECT_NEAR(std::sqrt(variance / sum), deviation, 0.01 + deviation * 0.005);
     const double peak = 1 / (2 * std::numbers::pi * deviation * deviation);
     if (deviation >= 1) {
-      EXPECT_NEAR(plane[kMiddle * kSide + kMiddle] / double{kFullLight} / peak, 1, 0.1);
+      EXPECT_NEAR(plane[kMiddle * kSide + kMiddle] / double{kFullLight} / peak, 1, 0.13)
+          << "three boxes are a little flatter";
     }
   }
 }

@@ -106,7 +106,8 @@ TEST(FilmSound, BelongsToItsPicture) {
       const Rational fps = random() % 2 == 0 ? Rational{25, 1} : Rational{30000, 1001};
       const int first = static_cast<int>(random() % 40);                             // the film's first picture
       const Rational begins{static_cast<std::int64_t>(random() % 500) - 250, 1000};  // the sound, in the scene
-      const double offset = first * static_cast<double>(fps.den) / static_cast<double>(fps.num) - static_cast<double>(begins.num) / 1000;
+      const double offset =
+          first * static_cast<double>(fps.den) / static_cast<double>(fps.num) - static_cast<double>(begins.num) / 1000;
       std::vector<std::size_t> clicks;
       std::vector<double> dueSeconds;
       for (const int picture : {3, 17, 44, 59}) {
@@ -159,7 +160,7 @@ TEST(FilmSound, IsTakenFromFilmsAsFromSounds) {
     ASSERT_EQ(clicks.size(), 1u) << extension;
     EXPECT_NEAR(static_cast<double>(clicks[0]), 24000, 30) << extension;
     const AudioEnvelope loudness = Addition<SoundReader>::Find()->Measure(first, {0, 0, 0, 0});
-    EXPECT_LT(loudness.LevelAt(2), 0.05) << "between the first two clicks";
+    EXPECT_LT(loudness.LevelAt(1), 0.05) << "between the first two clicks";
     EXPECT_GT(loudness.LevelAt(3), 0.5) << extension;
   }
   WriteBytes(folder / "noise", {1, 2, 3});
