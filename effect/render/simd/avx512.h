@@ -40,9 +40,48 @@ template <Is64Bytes V>
 ORVANDEL_INLINE bool Any(const V& v) {
   return _mm512_test_epi32_mask((__m512i)v, (__m512i)v) != 0;
 }
+// Masks of sixteen lanes and of their halves, where comparisons leave them.
+template <int lanes>
+struct LaneMask {
+  __mmask16 bits;
+  friend LaneMask operator&(LaneMask a, LaneMask b) { return {static_cast<__mmask16>(a.bits & b.bits)}; }
+  friend LaneMask operator|(LaneMask a, LaneMask b) { return {static_cast<__mmask16>(a.bits | b.bits)}; }
+};
+template <>
+struct MaskTypeOf<16> {
+  using Type = LaneMask<16>;
+};
+ORVANDEL_INLINE LaneMask<16> AtMost(const __m512& a, const __m512& b) { return {_mm512_cmp_ps_mask(a, b, _CMP_LE_OQ)}; }
+ORVANDEL_INLINE LaneMask<16> AtMost(const SixteenInts& a, const SixteenInts& b) {
+  return {_mm512_cmple_epi32_mask((__m512i)a, (__m512i)b)};
+}
+ORVANDEL_INLINE LaneMask<16> LessUnsigned(const SixteenInts& a, const SixteenInts& b) {
+  return {_mm512_cmplt_epu32_mask((__m512i)a, (__m512i)b)};
+}
+template <Is64Bytes V>
+ORVANDEL_INLINE V Select(LaneMask<16> mask, const V& a, const V& b) {
+  return (V)_mm512_mask_mov_epi32((__m512i)b, mask.bits, (__m512i)a);
+}
+ORVANDEL_INLINE LaneMask<8> LowHalf(LaneMask<16> mask) { return {static_cast<__mmask16>(mask.bits & 255)}; }
+ORVANDEL_INLINE LaneMask<8> HighHalf(LaneMask<16> mask) { return {static_cast<__mmask16>(mask.bits >> 8)}; }
+template <int lanes>
+ORVANDEL_INLINE bool Any(LaneMask<lanes> mask) {
+  return mask.bits != 0;
+}
 template <Is64Bytes V>
 ORVANDEL_INLINE unsigned MaskBits(const V& mask) {
   return _mm512_movepi32_mask((__m512i)mask);
+}
+
+template <Is64Bytes V>
+ORVANDEL_INLINE void StoreWhere(void* to, const SixteenInts& mask, const V& v, const V&) {
+  _mm512_mask_storeu_epi32(to, _mm512_test_epi32_mask((__m512i)mask, (__m512i)mask), (__m512i)v);
+}
+template <Is64Bytes V>
+inline constexpr bool kHasLookUp<V> = true;
+template <Is64Bytes V>
+ORVANDEL_INLINE V LookUp(const V (&table)[2], const V& numbers) {
+  return (V)_mm512_permutex2var_epi32((__m512i)table[0], (__m512i)numbers, (__m512i)table[1]);
 }
 
 template <Is64Bytes V>

@@ -56,6 +56,17 @@ ORVANDEL_INLINE void Store(void* to, const V& v) {
   __builtin_memcpy(to, &v, sizeof v);
 }
 
+// The number in all lanes; unlike a sum with 0, compilers know it for no operation.
+template <typename V>
+ORVANDEL_INLINE V Spread(const LaneOf<V>& number) {
+  return number - V{};
+}
+// Lanes of `v` where the mask holds; elsewhere memory keeps `before`, which it holds.
+template <typename V>
+ORVANDEL_INLINE void StoreWhere(void* to, const Like<std::int32_t, V>& mask, const V& v, const V& before) {
+  Store(to, mask ? v : before);
+}
+
 // Of numbers, or lane by lane; b where one of them is not a number.
 template <typename V>
 ORVANDEL_INLINE constexpr V Smaller(const V& a, const V& b) {
@@ -68,6 +79,21 @@ ORVANDEL_INLINE constexpr V Larger(const V& a, const V& b) {
 template <typename V>
 ORVANDEL_INLINE V Select(const Like<std::int32_t, V>& mask, const V& a, const V& b) {
   return mask ? a : b;
+}
+// Where masks of so many 32-bit lanes have a type of their own, comparisons that lead to it have names.
+template <int lanes>
+struct MaskTypeOf {
+  using Type = Vec<std::int32_t, lanes>;
+};
+template <typename V>
+using MaskOf = typename MaskTypeOf<kLanesOf<V>>::Type;
+template <typename V>
+ORVANDEL_INLINE Like<std::int32_t, V> AtMost(const V& a, const V& b) {
+  return (Like<std::int32_t, V>)(a <= b);
+}
+template <typename V>
+ORVANDEL_INLINE V LessUnsigned(const V& a, const V& b) {
+  return (V)((Like<std::uint32_t, V>)a < (Like<std::uint32_t, V>)b);
 }
 ORVANDEL_INLINE float Select(bool mask, float a, float b) { return mask ? a : b; }
 
@@ -153,6 +179,10 @@ ORVANDEL_INLINE unsigned MaskBits(const V& mask) {
   for (int i = 0; i < kLanesOf<V>; ++i) bits |= static_cast<unsigned>(mask[i]) & 1U << i;
   return bits;
 }
+
+// Whether LookUp finds lanes by number in two vectors.
+template <typename V>
+inline constexpr bool kHasLookUp = false;
 
 // Small numbers from memory, one a lane.
 template <typename V, typename T>

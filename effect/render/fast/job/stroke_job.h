@@ -71,7 +71,9 @@ struct WordColumn {
 
 // A few pixels of a word column that are blended together; the row counts from the band's first.
 struct Chunk {
-  std::int32_t pixel, pixelRow;  // the first pixel, counted like the row's counters
+  std::uint32_t place;  // the first pixel, counted like the row's counters, and 2^24 times the row
+  std::int32_t Pixel() const { return static_cast<std::int32_t>(place & 0xFFFFFFU); }
+  std::int32_t PixelRow() const { return static_cast<std::int32_t>(place >> 24); }
 };
 
 // What a band is drawn with, see band.h. Strokes share it, as it is all zero between bands but where noted.

@@ -17,15 +17,15 @@ class MarkQueue {
   ORVANDEL_INLINE void Add(LivePiece& piece, int a, int b, OutlineSide side, std::int32_t y, std::int32_t end) {
     const RowInts atLeft = RowInts{} - (side == OutlineSide::kLeft ? 1 : 0);
     const RowInts atRight = RowInts{} - (side == OutlineSide::kRight ? 1 : 0);
-    const DrawJob& job = band_.Job();
-    const std::int32_t firstColumn = band_.FirstColumn();
+    const CellBounds<RowInts> bounds(band_.Job(), band_.FirstColumn());
     std::int32_t count = count_;
     const auto mark = [&](std::int32_t row, const RowCuts& cuts) __attribute__((always_inline)) {
       CellLanes<RowInts> cells;
-      CutLanes(cuts.leftX, cuts.rightX, atLeft, atRight, cuts.used, job, firstColumn, cells);
+      CutLanes(cuts.leftX, cuts.rightX, atLeft, atRight, bounds, cells, cuts.used);
       if constexpr (kInGroups<Q>) {
         waiting_[count].row = row;
-        count = Keep(count, PrepareGroup(cells, waiting_[count]));
+        PrepareGroup(cells.first, cells.last, cells.crossing, waiting_[count]);
+        count = Keep(count, Any(cells.traced));
       } else {
         for (int k = 0; k < kRowGroup; ++k) {
           if (cells.traced[k] != 0) MarkRun<Q, countTwice>(band_, row + k, cells.first[k], cells.last[k], side);
@@ -60,25 +60,24 @@ class MarkQueue {
 
  private:
   __attribute__((noinline)) void CutPieces() {
-    const DrawJob& job = band_.Job();
-    const std::int32_t firstColumn = band_.FirstColumn(), firstRow = band_.FirstRow();
+    const CellBounds<TameInts> bounds(band_.Job(), band_.FirstColumn());
+    const std::int32_t firstRow = band_.FirstRow();
     std::int32_t count = count_;
     for (std::int32_t i = 0; i < pieceCount_; ++i) {
-      const TamePiece piece = pieces_[i];
-      for (std::int32_t y = piece.firstGroup; y < piece.end; y += kTameRows) {
+      const TameEdges edges(pieces_[i]);
+      const std::int32_t end = pieces_[i].end;
+      for (std::int32_t y = pieces_[i].firstGroup; y < end; y += kTameRows) {
         CellLanes<TameInts> cells;
-        piece.Cut(y, job, firstColumn, cells);
+        edges.Cut(y, bounds, cells);
         // A group without a trace leaves its place to the next one.
         GroupMarks& low = waiting_[count];
         low.row = y - firstRow;
-        const bool lowTraced = PrepareGroup(
-            {LowHalf(cells.first), LowHalf(cells.last), LowHalf(cells.crossing), LowHalf(cells.traced)}, low);
-        count += lowTraced ? 1 : 0;
+        PrepareGroup(LowHalf(cells.first), LowHalf(cells.last), LowHalf(cells.crossing), low);
+        count += Any(LowHalf(cells.traced)) ? 1 : 0;
         GroupMarks& high = waiting_[count];
         high.row = y - firstRow + kRowGroup;
-        count = Keep(count, PrepareGroup({HighHalf(cells.first), HighHalf(cells.last), HighHalf(cells.crossing),
-                                          HighHalf(cells.traced)},
-                                         high));
+        PrepareGroup(HighHalf(cells.first), HighHalf(cells.last), HighHalf(cells.crossing), high);
+        count = Keep(count, Any(HighHalf(cells.traced)));
       }
     }
     count_ = count;

@@ -49,16 +49,16 @@ struct GroupMarks {
   std::int32_t firstWord, lastWord;
 };
 
-// All but the row. Whether any row leaves a trace.
-ORVANDEL_INLINE bool PrepareGroup(const CellLanes<RowInts>& cells, GroupMarks& marks) {
-  const WordSpan words = WordSpanOf(cells.first, cells.last);
+// All but the row.
+ORVANDEL_INLINE void PrepareGroup(const RowInts& first, const RowInts& last, const RowInts& crossing,
+                                  GroupMarks& marks) {
+  const WordSpan words = WordSpanOf(first, last);
   marks.firstWord = words.first;
   marks.lastWord = words.last;
-  const std::int32_t start = 64 * words.first;
-  marks.first = WrappingDifference(cells.first, RowInts{} + start);
-  marks.last = WrappingDifference(cells.last, RowInts{} + start);
-  marks.crossing = WrappingDifference(cells.crossing, RowInts{} + start);
-  return Any(cells.traced);
+  const RowInts start = Spread<RowInts>(64 * words.first);
+  marks.first = WrappingDifference(first, start);
+  marks.last = WrappingDifference(last, start);
+  marks.crossing = WrappingDifference(crossing, start);
 }
 
 // Sets the marks of a group in one strip, word column by word column.

@@ -41,31 +41,46 @@ struct TamePiece {
     xBehind = even.end;
     return even.all;
   }
+};
+
+// A tame piece's edges with the same number in all lanes.
+class TameEdges {
+ public:
+  explicit TameEdges(const TamePiece& piece)
+      : rowsAtLeft_(Spread<TameInts>(piece.rowsAtLeft)), rowsAtRight_(Spread<TameInts>(piece.rowsAtRight)) {
+    for (int slot = 0; slot < 4; ++slot) {
+      x_[slot] = Spread<TameFloats>(piece.x[slot]);
+      step_[slot] = Spread<TameFloats>(piece.step[slot]);
+      start_[slot] = Spread<TameInts>(piece.start[slot]);
+      rows_[slot] = Spread<TameInts>(piece.rows[slot]);
+    }
+  }
 
   // The cells of rows y .. y + kTameRows - 1. Where only one edge is active there is no crossing, and at most a run
   // without samples.
-  ORVANDEL_INLINE void Cut(std::int32_t y, const DrawJob& job, std::int32_t firstColumn,
-                           CellLanes<TameInts>& cells) const {
-    using TameUints = Vec<std::uint32_t, kTameRows>;
-    const TameInts lane = LaneNumbers<TameInts>();
+  ORVANDEL_INLINE void Cut(std::int32_t y, const CellBounds<TameInts>& bounds, CellLanes<TameInts>& cells) const {
+    const TameInts rows = WrappingSum(LaneNumbers<TameInts>(), Spread<TameInts>(y));
     TameFloats at[4];
-    TameInts row[4], active[4];  // rows from the edge's first
-    const auto isBefore = [&](int slot, std::int32_t count) __attribute__((always_inline)) {
-      return (TameInts)((TameUints)row[slot] < static_cast<std::uint32_t>(count));
-    };
+    TameInts row[4];  // from the edge's first
+    MaskOf<TameInts> active[4];
     for (int slot = 0; slot < 4; ++slot) {
-      row[slot] = WrappingSum(lane, TameInts{} + static_cast<std::int32_t>(static_cast<std::uint32_t>(y) -
-                                                                           static_cast<std::uint32_t>(start[slot])));
-      active[slot] = isBefore(slot, rows[slot]);
-      at[slot] = ExactMultiplyAdd(ToFloats(row[slot]), TameFloats{} + step[slot], TameFloats{} + x[slot]);
+      row[slot] = WrappingDifference(rows, start_[slot]);
+      active[slot] = LessUnsigned(row[slot], rows_[slot]);
+      at[slot] = ExactMultiplyAdd(ToFloats(row[slot]), step_[slot], x_[slot]);
     }
     const auto nearest = [&](int a, int b, int c, float none) __attribute__((always_inline)) {
-      return active[a] ? at[a] : (active[b] ? at[b] : (active[c] ? at[c] : TameFloats{} + none));
+      const TameFloats farthest = Select(active[c], at[c], Spread<TameFloats>(none));
+      return Select(active[a], at[a], Select(active[b], at[b], farthest));
     };
-    const TameInts inner = active[1] | active[2];
-    CutLanes(nearest(0, 1, 2, 1e30F), nearest(3, 2, 1, -1e30F), (inner | active[3]) & isBefore(0, rowsAtLeft),
-             (inner | active[0]) & isBefore(3, rowsAtRight), ~TameInts{}, job, firstColumn, cells);
+    const MaskOf<TameInts> inner = active[1] | active[2];
+    CutLanes(nearest(0, 1, 2, 1e30F), nearest(3, 2, 1, -1e30F), (inner | active[3]) & LessUnsigned(row[0], rowsAtLeft_),
+             (inner | active[0]) & LessUnsigned(row[3], rowsAtRight_), bounds, cells);
   }
+
+ private:
+  TameFloats x_[4], step_[4];
+  TameInts start_[4], rows_[4];
+  TameInts rowsAtLeft_, rowsAtRight_;
 };
 
 }  // namespace orvandel::fast::ORVANDEL_KERNELS

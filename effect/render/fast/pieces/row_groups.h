@@ -82,26 +82,34 @@ ORVANDEL_INLINE void ForRowGroups(LivePiece& piece, int a, int b, std::int32_t y
 // Cells of several rows, one a lane, counted from the band's first column.
 template <typename Columns>
 struct CellLanes {
-  Columns first, last;  // kBehind in rows that leave no trace
-  Columns crossing;     // kBehind also where no edge is the outline
-  Columns traced;       // a mask: rows that leave a trace
+  Columns first, last;     // kBehind in rows that leave no trace
+  Columns crossing;        // kBehind also where no edge is the outline
+  MaskOf<Columns> traced;  // rows that leave a trace
+};
+
+// The columns that may be touched, and the band's first.
+template <typename Columns>
+struct CellBounds {
+  Columns lo, hi, firstColumn;
+  CellBounds(const DrawJob& job, std::int32_t first)
+      : lo(Spread<Columns>(job.lo)), hi(Spread<Columns>(job.hi)), firstColumn(Spread<Columns>(first)) {}
 };
 
 // OrderCut and ClipCells for many rows. The outline's side is data here, not a branch: it changes from run to run as by
 // chance, and a mispredicted branch costs as much as a dozen rows.
-template <typename X, typename Columns>
-ORVANDEL_INLINE void CutLanes(X leftX, X rightX, const Columns& atLeft, const Columns& atRight, const Columns& used,
-                              const DrawJob& job, std::int32_t firstColumn, CellLanes<Columns>& cells) {
+template <typename X, typename Columns, typename... Used>
+ORVANDEL_INLINE void CutLanes(X leftX, X rightX, const MaskOf<Columns>& atLeft, const MaskOf<Columns>& atRight,
+                              const CellBounds<Columns>& bounds, CellLanes<Columns>& cells, const Used&... used) {
   MoveToOutline(leftX, rightX, atLeft, atRight);
-  const Columns first = Floor(leftX), last = Floor(rightX);
-  const Columns lo = Columns{} + job.lo, hi = Columns{} + job.hi, behind = Columns{} + kBehind;
-  cells.traced = (Columns)(leftX <= rightX) & (first <= hi) & used;
+  const Columns first = Floor(leftX), last = Floor(rightX), behind = Spread<Columns>(kBehind);
+  cells.traced = AtMost(leftX, rightX) & AtMost(first, bounds.hi);
+  ((cells.traced = cells.traced & used), ...);
   const auto placed = [&](const Columns& column) __attribute__((always_inline)) {
-    return cells.traced ? Larger(Smaller(column, hi), lo) - firstColumn : behind;
+    return Select(cells.traced, Larger(Smaller(column, bounds.hi), bounds.lo) - bounds.firstColumn, behind);
   };
   cells.first = placed(first);
   cells.last = placed(last);
-  cells.crossing = atLeft ? cells.first : (atRight ? cells.last : behind);
+  cells.crossing = Select(atLeft, cells.first, Select(atRight, cells.last, behind));
 }
 
 }  // namespace orvandel::fast::ORVANDEL_KERNELS

@@ -28,6 +28,31 @@ class ChunkPass {
   static_assert(kStripPixelRows<Q> * ((64 / Larger(Q, 3) + kPixels - 1) / kPixels) <= MostChunks(Q));
   static_assert(sizeof(Count) * kStripPixelRows<Q> * 64 / Larger(Q, 2) <= static_cast<std::size_t>(SampleBytes(Q)));
 
+  // Alphas by count of samples: a table of all where they are few and vectors look up.
+  class CountAlphas {
+   public:
+    // `one`: what a sample adds to a pixel's counter.
+    CountAlphas(const Painter<kPixels>& painter, float one) : painter_(painter), one_(one) {
+      if constexpr (kInTable) {
+        for (std::uint32_t i = 0; i < 2; ++i) table_[i] = Made(LaneNumbers<Uints>() + i * kPixels);
+      }
+    }
+    ORVANDEL_INLINE Uints Of(const Uints& samples) const {
+      if constexpr (kInTable) {
+        return LookUp(table_, samples);
+      } else {
+        return Made(samples);
+      }
+    }
+
+   private:
+    static constexpr bool kInTable = kHasLookUp<Uints> && Q != 0 && Q * Q < 2 * kPixels;
+    ORVANDEL_INLINE Uints Made(const Uints& samples) const { return painter_.AlphasOf(ToFloats(samples) * one_); }
+    const Painter<kPixels>& painter_;
+    float one_;
+    Uints table_[kInTable ? 2 : 1];
+  };
+
   Count* CountsOf(std::int32_t chunk) const {
     return reinterpret_cast<Count*>(band_.Job().band.samples) + static_cast<std::ptrdiff_t>(chunk) * kPixels;
   }
@@ -49,7 +74,7 @@ class ChunkPass {
       const auto append = [&](int row, int pixel, const auto& samples, bool any) __attribute__((always_inline)) {
         rows.Prefetch(firstRow + row, firstPixel + pixel);
         Store(counts + static_cast<std::ptrdiff_t>(size) * kPixels, samples);
-        chunks[size] = {firstPixel + pixel, firstRow + row};
+        chunks[size] = {static_cast<std::uint32_t>((firstRow + row) << 24 | (firstPixel + pixel))};
         size += any ? 1 : 0;
       };
       PixelCounts<Q>::ForEach(band.Sizes(), cover & inside, append);
@@ -59,25 +84,24 @@ class ChunkPass {
 
   __attribute__((noinline)) void Blend(const PictureRows& rows, std::int32_t count) const {
     const Painter<kPixels> painter = painter_;
-    const auto one = static_cast<float>(band_.Job().counts[0]);
-    for (std::int32_t i = 0; i < count; ++i) BlendChunk(painter, one, rows, i);
+    const CountAlphas alphas(painter, static_cast<float>(band_.Job().counts[0]));
+    for (std::int32_t i = 0; i < count; ++i) BlendChunk(painter, alphas, rows, i);
   }
   // Of one strip, whose rows meet: from its first row to the last one.
   __attribute__((noinline)) void BlendRowByRow(const PictureRows& rows, std::int32_t count) const {
-    const auto one = static_cast<float>(band_.Job().counts[0]);
+    const CountAlphas alphas(painter_, static_cast<float>(band_.Job().counts[0]));
     for (int row = 0; row < kStripPixelRows<Q>; ++row) {
       for (std::int32_t i = 0; i < count; ++i) {
-        if (band_.Job().band.chunks[i].pixelRow % kStripPixelRows<Q> == row) BlendChunk(painter_, one, rows, i);
+        if (band_.Job().band.chunks[i].PixelRow() % kStripPixelRows<Q> == row) BlendChunk(painter_, alphas, rows, i);
       }
     }
   }
-  // `one`: what a sample adds to a pixel's counter.
-  ORVANDEL_INLINE void BlendChunk(const Painter<kPixels>& painter, float one, const PictureRows& rows,
+  ORVANDEL_INLINE void BlendChunk(const Painter<kPixels>& painter, const CountAlphas& alphas, const PictureRows& rows,
                                   std::int32_t number) const {
     const Chunk chunk = band_.Job().band.chunks[number];
     const auto samples = LoadWidened<Uints>(CountsOf(number));
-    painter.Blend(rows[chunk.pixelRow], chunk.pixel, (typename Painter<kPixels>::Ints)(samples != 0),
-                  painter.AlphasOf(ToFloats(samples) * one));
+    painter.Blend(rows[chunk.PixelRow()], chunk.Pixel(), (typename Painter<kPixels>::Ints)(samples != 0),
+                  alphas.Of(samples));
   }
 
   const Band<Q>& band_;

@@ -111,9 +111,9 @@ class Painter {
     const Uints below = Load<Uints>(pixels);
     if (Any(drawn & (Ints)((below & 255) != 0))) {
       const Uints blended = Blending<N>::Blend(below, color, ToFloats(alpha));
-      Store(pixels, drawn ? blended : below);
+      StoreWhere(pixels, drawn, blended, below);
     } else {
-      Store(pixels, drawn ? alpha | color.word : below);
+      StoreWhere(pixels, drawn, alpha | color.word, below);
     }
   }
 
