@@ -73,6 +73,17 @@ ORVANDEL_INLINE unsigned MaskBits(const V& mask) {
   return _mm512_movepi32_mask((__m512i)mask);
 }
 
+// Both take the second number where one is none.
+ORVANDEL_INLINE __m512 Smaller(const __m512& a, const __m512& b) { return _mm512_min_ps(a, b); }
+ORVANDEL_INLINE __m512 Larger(const __m512& a, const __m512& b) { return _mm512_max_ps(a, b); }
+template <Is64Bytes V>
+ORVANDEL_INLINE auto HighHalf(const V& v) {
+  return (Vec<LaneOf<V>, kLanesOf<V> / 2>)_mm512_extracti64x4_epi64((__m512i)v, 1);
+}
+template <Is64Bytes V>
+ORVANDEL_INLINE bool AnyWhere(const SixteenInts& mask, const V& v) {
+  return _mm512_mask_test_epi32_mask(_mm512_test_epi32_mask((__m512i)mask, (__m512i)mask), (__m512i)v, (__m512i)v) != 0;
+}
 template <Is64Bytes V>
 ORVANDEL_INLINE void StoreWhere(void* to, const SixteenInts& mask, const V& v, const V&) {
   _mm512_mask_storeu_epi32(to, _mm512_test_epi32_mask((__m512i)mask, (__m512i)mask), (__m512i)v);
@@ -129,6 +140,14 @@ ORVANDEL_INLINE WordSpan WordSpanOf(const Vec<std::int32_t, 8>& first, const Vec
   };
   return WordSpanOf(words(first), words(last));
 }
+ORVANDEL_INLINE void WordSpansOf(const SixteenInts& first, const SixteenInts& last, WordSpan& low, WordSpan& high) {
+  const auto words = [](const SixteenInts& columns) __attribute__((always_inline)) {
+    return _mm512_cvtepi32_epi16(_mm512_srli_epi32((__m512i)columns, 6));
+  };
+  const __m256i firstWords = words(first), lastWords = words(last);
+  low = WordSpanOf(_mm256_castsi256_si128(firstWords), _mm256_castsi256_si128(lastWords));
+  high = WordSpanOf(_mm256_extracti128_si256(firstWords, 1), _mm256_extracti128_si256(lastWords, 1));
+}
 
 template <Is64Bytes V>
 ORVANDEL_INLINE void LoadFirst(V (&v)[2], const std::uint64_t* from, std::int32_t count) {
@@ -151,6 +170,25 @@ requires(bits == 16) ORVANDEL_INLINE void ForItems(const V (&v)[1], Visit visit)
     const int item = __builtin_ctz(left);
     visit(item, items[item]);
   }
+}
+
+// The bytes of four words side by side, two nibbles of each.
+struct FourRowOrder {
+  alignas(64) std::uint8_t bytes[64];
+  constexpr FourRowOrder() : bytes() {
+    for (int i = 0; i < 64; ++i) bytes[i] = static_cast<std::uint8_t>(i / 32 * 32 + i % 4 * 8 + i / 4 % 8);
+  }
+};
+inline constexpr FourRowOrder kFourRowOrder;
+template <Is64Bytes V>
+inline constexpr bool kHasFourRowCounts<V> = true;
+template <Is64Bytes V>
+ORVANDEL_INLINE Vec<std::uint8_t, 32> FourRowCounts(const V& words) {
+  const __m512i pairs = _mm512_permutexvar_epi8(_mm512_load_si512(kFourRowOrder.bytes), (__m512i)words);
+  const __m512i low = _mm512_set1_epi8(15);
+  const __m512i even = _mm512_popcnt_epi32(_mm512_and_si512(pairs, low));
+  const __m512i odd = _mm512_popcnt_epi32(_mm512_andnot_si512(low, pairs));
+  return (Vec<std::uint8_t, 32>)_mm512_cvtepi16_epi8(_mm512_or_si512(even, _mm512_slli_epi32(odd, 16)));
 }
 
 struct ByteNumbers {

@@ -172,6 +172,11 @@ ORVANDEL_INLINE bool Any(const V& v) {
   for (int i = 0; i < kLanesOf<decltype(words)>; ++i) any |= words[i];
   return any != 0;
 }
+// Whether `v` is not 0 in any lane where the mask holds.
+template <typename V>
+ORVANDEL_INLINE bool AnyWhere(const Like<std::int32_t, V>& mask, const V& v) {
+  return Any(mask & (Like<std::int32_t, V>)(v != 0));
+}
 // Bit k: lane k of a mask of 32-bit lanes.
 template <typename V>
 ORVANDEL_INLINE unsigned MaskBits(const V& mask) {
@@ -301,6 +306,12 @@ template <typename V>
 ORVANDEL_INLINE WordSpan WordSpanOf(const V& first, const V& last) {
   return {SmallestLane(first) / 64, -SmallestLane(last == kBehind ? V{} : -last) / 64};
 }
+// The same for the rows of the low and of the high half.
+template <typename V>
+ORVANDEL_INLINE void WordSpansOf(const V& first, const V& last, WordSpan& low, WordSpan& high) {
+  low = WordSpanOf(LowHalf(first), LowHalf(last));
+  high = WordSpanOf(HighHalf(first), HighHalf(last));
+}
 
 // Words: 64 bits each.
 
@@ -335,6 +346,9 @@ template <typename V>
 ORVANDEL_INLINE V BitsOfWords(const V& v) {
   return BitsOfFields<64>(v);
 }
+// Whether FourRowCounts counts the set bits that each nibble of four words has in all of them, a byte a nibble.
+template <typename V>
+inline constexpr bool kHasFourRowCounts = false;
 // Bit k of a number as byte k.
 template <typename Bytes>
 ORVANDEL_INLINE Bytes SpreadBits(std::uint64_t bits) {

@@ -24,7 +24,7 @@ class MarkQueue {
       CutLanes(cuts.leftX, cuts.rightX, atLeft, atRight, bounds, cells, cuts.used);
       if constexpr (kInGroups<Q>) {
         waiting_[count].row = row;
-        PrepareGroup(cells.first, cells.last, cells.crossing, waiting_[count]);
+        PrepareGroup(WordSpanOf(cells.first, cells.last), cells.first, cells.last, cells.crossing, waiting_[count]);
         count = Keep(count, Any(cells.traced));
       } else {
         for (int k = 0; k < kRowGroup; ++k) {
@@ -69,14 +69,16 @@ class MarkQueue {
       for (std::int32_t y = pieces_[i].firstGroup; y < end; y += kTameRows) {
         CellLanes<TameInts> cells;
         edges.Cut(y, bounds, cells);
+        WordSpan lowWords, highWords;
+        WordSpansOf(cells.first, cells.last, lowWords, highWords);
         // A group without a trace leaves its place to the next one.
         GroupMarks& low = waiting_[count];
         low.row = y - firstRow;
-        PrepareGroup(LowHalf(cells.first), LowHalf(cells.last), LowHalf(cells.crossing), low);
+        PrepareGroup(lowWords, LowHalf(cells.first), LowHalf(cells.last), LowHalf(cells.crossing), low);
         count += Any(LowHalf(cells.traced)) ? 1 : 0;
         GroupMarks& high = waiting_[count];
         high.row = y - firstRow + kRowGroup;
-        PrepareGroup(HighHalf(cells.first), HighHalf(cells.last), HighHalf(cells.crossing), high);
+        PrepareGroup(highWords, HighHalf(cells.first), HighHalf(cells.last), HighHalf(cells.crossing), high);
         count = Keep(count, Any(HighHalf(cells.traced)));
       }
     }

@@ -50,9 +50,8 @@ struct GroupMarks {
 };
 
 // All but the row.
-ORVANDEL_INLINE void PrepareGroup(const RowInts& first, const RowInts& last, const RowInts& crossing,
-                                  GroupMarks& marks) {
-  const WordSpan words = WordSpanOf(first, last);
+ORVANDEL_INLINE void PrepareGroup(const WordSpan& words, const RowInts& first, const RowInts& last,
+                                  const RowInts& crossing, GroupMarks& marks) {
   marks.firstWord = words.first;
   marks.lastWord = words.last;
   const RowInts start = Spread<RowInts>(64 * words.first);

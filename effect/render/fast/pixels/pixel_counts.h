@@ -56,6 +56,8 @@ class PixelCounts {
   ORVANDEL_INLINE static void Make(const Grid<Q>& grid, const Words& drawn, Count (&counts)[parts][rows][size]) {
     if constexpr (Q == 0) {
       MakeFieldByField(grid.Quality(), grid.PixelsPerWord(), drawn, counts[0][0]);
+    } else if constexpr (Q == 4 && kHasFourRowCounts<WordVector>) {
+      Store(counts, FourRowCounts(drawn.parts[0]));
     } else if constexpr (Q >= 8) {
       WordVector sums{};
       for (const WordVector& part : drawn.parts) sums += BitsOfFields<Q>(part);
@@ -90,11 +92,12 @@ class PixelCounts {
   ORVANDEL_INLINE static void MakeFieldByField(std::int32_t q, std::int32_t pixels, const Words& drawn, Count* counts) {
     std::uint64_t words[kLargestQuality];
     Store(words, drawn.parts);
-    const WordVector lane = LaneNumbers<WordVector>(), field = WordVector{} + ((std::uint64_t{1} << q) - 1);
-    for (std::int32_t i = 0; i < 32; i += kWordLanes) {
+    const auto width = static_cast<std::uint64_t>(q);
+    const WordVector field = WordVector{} + ((std::uint64_t{1} << q) - 1);
+    WordVector place = LaneNumbers<WordVector>() * width;
+    for (std::int32_t i = 0; i < 32; i += kWordLanes, place += kWordLanes * width) {
       WordVector samples{};
       if (i < pixels) {
-        const WordVector place = (lane + static_cast<std::uint64_t>(i)) * static_cast<std::uint64_t>(q);
         for (std::int32_t row = 0; row < q; ++row)
           samples += BitsOfWords(ShiftedRight(WordVector{} + words[row], place) & field);
       }

@@ -109,7 +109,7 @@ class Painter {
   ORVANDEL_INLINE static void BlendAt(std::uint8_t* pixels, const Color<N>& color, const Ints& drawn,
                                       const Uints& alpha) {
     const Uints below = Load<Uints>(pixels);
-    if (Any(drawn & (Ints)((below & 255) != 0))) {
+    if (AnyWhere(drawn, below & 255)) {
       const Uints blended = Blending<N>::Blend(below, color, ToFloats(alpha));
       StoreWhere(pixels, drawn, blended, below);
     } else {
