@@ -95,13 +95,20 @@ class PixelCounts {
     const auto width = static_cast<std::uint64_t>(q);
     const WordVector field = WordVector{} + ((std::uint64_t{1} << q) - 1);
     WordVector place = LaneNumbers<WordVector>() * width;
-    for (std::int32_t i = 0; i < 32; i += kWordLanes, place += kWordLanes * width) {
+    const auto next = [&](std::int32_t first) __attribute__((always_inline)) {
       WordVector samples{};
-      if (i < pixels) {
+      if (first < pixels) {
         for (std::int32_t row = 0; row < q; ++row)
           samples += BitsOfWords(ShiftedRight(WordVector{} + words[row], place) & field);
       }
-      Store(counts + i, __builtin_convertvector(samples, Vec<Count, kWordLanes>));
+      place += kWordLanes * width;
+      return __builtin_convertvector(samples, Vec<Count, kWordLanes>);
+    };
+    // Stored as they are loaded: processors wait where a load needs several stores.
+    static_assert(kPixels == 2 * kWordLanes);
+    for (std::int32_t i = 0; i < pixels; i += kPixels) {
+      const auto low = next(i), high = next(i + kWordLanes);
+      Store(counts + i, Joined(low, high));
     }
   }
 
