@@ -55,6 +55,9 @@ ORVANDEL_INLINE LaneMask<16> AtMost(const __m512& a, const __m512& b) { return {
 ORVANDEL_INLINE LaneMask<16> AtMost(const SixteenInts& a, const SixteenInts& b) {
   return {_mm512_cmple_epi32_mask((__m512i)a, (__m512i)b)};
 }
+ORVANDEL_INLINE LaneMask<16> Less(const SixteenInts& a, const SixteenInts& b) {
+  return {_mm512_cmplt_epi32_mask((__m512i)a, (__m512i)b)};
+}
 ORVANDEL_INLINE LaneMask<16> LessUnsigned(const SixteenInts& a, const SixteenInts& b) {
   return {_mm512_cmplt_epu32_mask((__m512i)a, (__m512i)b)};
 }

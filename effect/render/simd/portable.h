@@ -92,6 +92,10 @@ ORVANDEL_INLINE Like<std::int32_t, V> AtMost(const V& a, const V& b) {
   return (Like<std::int32_t, V>)(a <= b);
 }
 template <typename V>
+ORVANDEL_INLINE Like<std::int32_t, V> Less(const V& a, const V& b) {
+  return (Like<std::int32_t, V>)(a < b);
+}
+template <typename V>
 ORVANDEL_INLINE V LessUnsigned(const V& a, const V& b) {
   return (V)((Like<std::uint32_t, V>)a < (Like<std::uint32_t, V>)b);
 }

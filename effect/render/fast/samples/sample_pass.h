@@ -174,7 +174,6 @@ class SamplePass {
     const Floats leftU = LoadGroups(cuts.leftU), rightU = LoadGroups(cuts.rightU);
     MoveToOutline(leftX, rightX, Ints{} - (side == OutlineSide::kLeft ? 1 : 0),
                   Ints{} - (side == OutlineSide::kRight ? 1 : 0));
-    Ints drawn = cuts.used & (Ints)(leftX <= rightX);
 
     const std::int32_t lo = band_.Job().lo, hi = band_.Job().hi;
     Ints first = Floor(leftX), last = Floor(rightX);
@@ -185,9 +184,8 @@ class SamplePass {
     u = first < lo ? u + ToFloats(WrappingDifference(Ints{} + lo, first)) * dudx : u;
     first = first < lo ? Ints{} + lo : first;
     last = last > hi ? Ints{} + hi : last;
-    drawn &= (Ints)(last > first);
-    runs = {WrappingDifference(first, Ints{} + band_.FirstColumn()), drawn ? WrappingDifference(last, first) : Ints{},
-            u, dudx};
+    const Ints count = Select(AtMost(leftX, rightX) & Less(first, last), WrappingDifference(last, first), Ints{});
+    runs = {WrappingDifference(first, Ints{} + band_.FirstColumn()), count & cuts.used, u, dudx};
   }
 
   void AddLanes(OutlineSide side, std::int32_t batch, const LaneCuts& cuts) {
