@@ -293,6 +293,8 @@ std::int32_t FakeCallbacks::Acquire(const char* name, std::int32_t version, cons
   const bool isInterval = std::strcmp(name, ORV_PROGRESS_INTERVAL_SERVICE) == 0;
   if ((isStamp && current->changeStamp == 0) || (isInterval && current->rowsBetweenReports == 0)) return 1;
   const Fault* fault = current->FaultAt(Callback::kAcquire);
+  const bool isNeeded = std::strncmp(name, "PF ", 3) == 0;
+  if (fault != nullptr && isNeeded) current->neededRefused_ = true;
   if (fault != nullptr && fault->code != 0) return fault->code;
   ++current->services_;
   *service = nullptr;
@@ -348,6 +350,7 @@ void FakeHost::ArmAll(std::vector<Fault> faults) {
   faults_ = std::move(faults);
   std::erase_if(faults_, [](const Fault& fault) { return fault.at < 0; });
   struck_ = false;
+  neededRefused_ = false;
   refused_ = 0;
 }
 

@@ -125,6 +125,7 @@ class FakeHost {
   void ResetCalls();
   std::int64_t QuestionsAfterStop() const { return questionsAfterStop_; }
   bool FaultStruck() const { return struck_; }                  // since it was armed
+  bool NeededServiceRefused() const { return neededRefused_; }  // not one that the effect does without
   std::uint64_t FirstRefusedBytes() const { return refused_; }  // of the handles refused since the fault was armed
 
   OrvInRecord in{};
@@ -174,6 +175,7 @@ class FakeHost {
   std::vector<std::int64_t> calls_ = std::vector<std::int64_t>(static_cast<std::size_t>(Callback::kCount));
   std::vector<Fault> faults_;  // `at` counts down
   bool struck_ = false;
+  bool neededRefused_ = false;
   std::uint64_t refused_ = 0;
   std::map<OrvHandle, Block*> handles_;
   std::int32_t checkOuts_ = 0, services_ = 0, stringTables_ = 0, paths_ = 0, queries_ = 0;
