@@ -24,7 +24,7 @@ using PixelFormat = agg::pixfmt_rgba32_plain;
 using Base = agg::renderer_base<PixelFormat>;
 
 struct Band {
-  Outline outer, inner;  // lines: the middle, twice
+  PlacedOutline outer, inner;  // lines: the middle, twice
   bool line;
   double width;
   agg::rgba8 color;
@@ -43,7 +43,7 @@ std::vector<Band> BandsOf(const Scene& scene) {
 }
 
 template <typename Rasterizer>
-void AddPath(Rasterizer& rasterizer, const Outline& points, double x, double y) {
+void AddPath(Rasterizer& rasterizer, const PlacedOutline& points, double x, double y) {
   rasterizer.move_to_d(x + static_cast<double>(points[0].x), y + static_cast<double>(points[0].y));
   for (std::size_t i = 1; i < points.size(); ++i) {
     rasterizer.line_to_d(x + static_cast<double>(points[i].x), y + static_cast<double>(points[i].y));

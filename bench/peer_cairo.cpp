@@ -15,7 +15,7 @@
 namespace orvandel::bench {
 namespace {
 
-void AddPath(cairo_t* cr, const Outline& points) {
+void AddPath(cairo_t* cr, const PlacedOutline& points) {
   cairo_move_to(cr, static_cast<double>(points[0].x), static_cast<double>(points[0].y));
   for (std::size_t i = 1; i < points.size(); ++i) {
     cairo_line_to(cr, static_cast<double>(points[i].x), static_cast<double>(points[i].y));
@@ -24,7 +24,7 @@ void AddPath(cairo_t* cr, const Outline& points) {
 }
 
 struct Band {
-  Outline outer, middle, inner;
+  PlacedOutline outer, middle, inner;
   double width, alpha;
   std::uint32_t color;
 };

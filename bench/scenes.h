@@ -8,13 +8,13 @@
 #include <string>
 #include <vector>
 
+#include "effect/base/geometry.h"
 #include "effect/render/stroke/profile_table.h"
-#include "effect/sim/wave.h"
 
 namespace orvandel::bench {
 
 struct SceneWave {
-  Outline points;  // pixels relative to the centre of the picture
+  PlacedOutline points;  // relative to the centre of the picture
   float strokeWidth;
   Profile profile;
   std::uint32_t color;  // a pixel as a word: alpha (ignored), red, green, blue from the lowest byte up
@@ -42,6 +42,6 @@ std::vector<Scene> ComparedScenes();
 Scene RingsWithProfile(Profile profile, const std::string& name);
 
 // The band's inner edge, for renderers that fill it: one point per outline point, on the bisector of its corner.
-Outline InnerEdge(const SceneWave& wave, float distance);
+PlacedOutline InnerEdge(const SceneWave& wave, float distance);
 
 }  // namespace orvandel::bench

@@ -51,10 +51,6 @@ using UnitOutline = OutlineIn<space::UnitFrame>;
 using PlacedOutline = OutlineIn<space::Placed>;
 using SubsampleOutline = OutlineIn<space::Subsamples>;
 
-// Drawing names its spaces next.
-using Point2f = PlacedPoint;
-using Outline = PlacedOutline;
-
 // Way per second.
 template <typename Space>
 struct Velocity {

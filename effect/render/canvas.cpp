@@ -17,7 +17,7 @@ Canvas::Canvas(const ImageBuffer& output, Ground ground)
   if (ground == Ground::kCleared) queue_.ClearFirst();
 }
 
-std::int32_t Canvas::Stroke(EffectContext& context, Outline& points, const StrokeLook& look) {
+std::int32_t Canvas::Stroke(EffectContext& context, const PlacedOutline& points, const StrokeLook& look) {
   std::int32_t result;
   if (kernels_ != nullptr && IsForKernels(look) && queue_.Add(context, points, look, result)) return result;
   Flush();

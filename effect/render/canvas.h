@@ -17,9 +17,9 @@ class Canvas {
   Canvas(const ImageBuffer& output, Ground ground);
   ~Canvas() { Flush(); }
 
-  // Strokes the outline on its inner side. `points` (see PrepareOutline) are changed. Returns 0 or the host's code that
-  // stopped the work; the rows before that are drawn.
-  std::int32_t Stroke(EffectContext& context, Outline& points, const StrokeLook& look);
+  // Strokes the outline (see PrepareOutline) on its inner side. Returns 0 or the host's code that stopped the work; the
+  // rows before that are drawn.
+  std::int32_t Stroke(EffectContext& context, const PlacedOutline& points, const StrokeLook& look);
   void Flush() { queue_.Flush(); }
 
  private:

@@ -52,7 +52,7 @@ StrokeTransform MakeStrokeTransform(const OrvInRecord& in, FractionPoint origin,
 
 // Asks the host for no parameter before the stroke needs it.
 std::int32_t StrokeWave(const Wave& wave, float opacity, EffectContext& context, Canvas& canvas) {
-  Outline points = wave.placed;
+  PlacedOutline points = wave.placed;
   ProfileTable table;
   BuildProfileTable(opacity, static_cast<std::int32_t>(wave.profile), table);
   if (points.size() < 3) return 0;

@@ -7,10 +7,10 @@ namespace orvandel {
 namespace {
 
 // Positive when the points run clockwise on the screen (y points down).
-double SignedArea(const Outline& points) {
+double SignedArea(const PlacedOutline& points) {
   double sum = 0;
-  Point2f previous = points.back();
-  for (const Point2f& point : points) {
+  PlacedPoint previous = points.back();
+  for (const PlacedPoint& point : points) {
     sum += static_cast<double>(previous.x * point.y - point.x * previous.y);
     previous = point;
   }
@@ -26,21 +26,21 @@ bool IsTooSmall(double area, const OrvInRecord& in) {
 
 }  // namespace
 
-bool PrepareOutline(Outline& points, const OrvInRecord& in) {
+bool PrepareOutline(PlacedOutline& points, const OrvInRecord& in) {
   const double area = SignedArea(points);
   if (IsTooSmall(area, in)) return false;
   if (area < 0) std::reverse(points.begin(), points.end());
   return RemoveCollinearPoints(points);
 }
 
-bool RemoveCollinearPoints(Outline& points) {
+bool RemoveCollinearPoints(PlacedOutline& points) {
   constexpr float kSmallestCross = 0.1F;
   std::size_t kept = 0;
-  Point2f previous = points.empty() ? Point2f{} : points.back();
+  PlacedPoint previous = points.empty() ? PlacedPoint{} : points.back();
   for (std::size_t i = 0; i < points.size(); ++i) {
-    const Point2f point = points[i];
+    const PlacedPoint point = points[i];
     // Behind the last point comes the first one that was kept, or the point itself when none was.
-    const Point2f next = i + 1 < points.size() ? points[i + 1] : kept > 0 ? points[0] : point;
+    const PlacedPoint next = i + 1 < points.size() ? points[i + 1] : kept > 0 ? points[0] : point;
     const float cross = (point.x - previous.x) * (next.y - point.y) - (point.y - previous.y) * (next.x - point.x);
     if (std::fabs(cross) < kSmallestCross) continue;
     points[kept++] = point;

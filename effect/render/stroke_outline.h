@@ -6,12 +6,12 @@
 
 namespace orvandel {
 
-// Makes the points, in layer pixels, run clockwise on the screen and takes out those that bend nothing. False when what
+// Makes the points run clockwise on the screen and takes out those that bend nothing. False when what
 // is left has too little area, on a layer of this size, or too few points to be seen.
-bool PrepareOutline(Outline& points, const OrvInRecord& in);
+bool PrepareOutline(PlacedOutline& points, const OrvInRecord& in);
 
 // Removes, in one walk, every point at which the outline runs straight on or turns exactly back. Returns whether at
 // least three points remain.
-bool RemoveCollinearPoints(Outline& points);
+bool RemoveCollinearPoints(PlacedOutline& points);
 
 }  // namespace orvandel

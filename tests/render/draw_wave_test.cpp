@@ -17,7 +17,7 @@ Wave WaveAt(float age, float lifespan, float fadeIn, float fadeOut, float opacit
   return wave;
 }
 
-Outline Square(float side) { return {{0, 0}, {side, 0}, {side, side}, {0, side}}; }
+PlacedOutline Square(float side) { return {{0, 0}, {side, 0}, {side, side}, {0, side}}; }
 
 TEST(CurrentOpacity, FollowsTheFades) {
   struct Row {
@@ -66,7 +66,7 @@ TEST(DrawWave, RemovesSkipsOrDraws) {
                       {"transparent and without outline", 1, 0, false, false, false, false}};
   for (const Row& row : rows) {
     StrokeCase stroke;
-    stroke.points = row.hasOutline ? Square(20) : Outline{};
+    stroke.points = row.hasOutline ? Square(20) : PlacedOutline{};
     stroke.opacity = row.opacity;
     WaveList list;
     list.Append() = WaveOf(stroke);

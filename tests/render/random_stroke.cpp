@@ -7,16 +7,16 @@
 namespace orvandel {
 namespace {
 
-Point2f OnCircle(float angle, float radius) { return {radius * std::cos(angle), radius * std::sin(angle)}; }
+PlacedPoint OnCircle(float angle, float radius) { return {radius * std::cos(angle), radius * std::sin(angle)}; }
 
-Outline RandomOutline(Dice& dice, float radius) {
+PlacedOutline RandomOutline(Dice& dice, float radius) {
   const std::int32_t kind = dice.Whole(0, 5);
   const std::int32_t count = dice.OneIn(8) ? dice.Whole(60, 200) : dice.Whole(3, 14);
   const float turn = dice.Real(0, 6.2832F), depth = dice.Real(0.001F, 2.0F);
-  Outline points;
+  PlacedOutline points;
   for (std::int32_t i = 0; i < count; ++i) {
     const float angle = turn + 6.2831855F * static_cast<float>(i) / static_cast<float>(count);
-    const Point2f anywhere{dice.Real(-radius, radius), dice.Real(-radius, radius)};
+    const PlacedPoint anywhere{dice.Real(-radius, radius), dice.Real(-radius, radius)};
     switch (kind) {
       case 0:  // polygon
         points.push_back(OnCircle(angle, radius));
@@ -43,10 +43,10 @@ Outline RandomOutline(Dice& dice, float radius) {
 }
 
 // Puts a point near the middle of every segment: turns too slight for a bisector of their own.
-void BendSlightly(Outline& points, Dice& dice) {
-  Outline bent;
+void BendSlightly(PlacedOutline& points, Dice& dice) {
+  PlacedOutline bent;
   for (std::size_t i = 0; i < points.size(); ++i) {
-    const Point2f a = points[i], b = points[(i + 1) % points.size()];
+    const PlacedPoint a = points[i], b = points[(i + 1) % points.size()];
     const float bend = dice.Real(-0.002F, 0.002F);
     bent.push_back(a);
     bent.push_back({(a.x + b.x) / 2 - (b.y - a.y) * bend, (a.y + b.y) / 2 + (b.x - a.x) * bend});
@@ -56,7 +56,7 @@ void BendSlightly(Outline& points, Dice& dice) {
 
 // Leaves whole layer pixels whole: ends exactly on rows and columns, edges that stand at the same x.
 void KeepWholePixels(StrokeCase& stroke, Dice& dice) {
-  for (Point2f& p : stroke.points) p = {std::round(p.x), std::round(p.y)};
+  for (PlacedPoint& p : stroke.points) p = {std::round(p.x), std::round(p.y)};
   stroke.width = static_cast<float>(dice.Whole(0, 12));
   stroke.layerWidth = stroke.layerHeight = 64;
   stroke.origin = {0.5F, 0.25F};
@@ -86,7 +86,7 @@ StrokeCase RandomStroke(Dice& dice) {
   if (dice.OneIn(4)) BendSlightly(stroke.points, dice);
   if (dice.OneIn(3)) KeepWholePixels(stroke, dice);
   if (dice.OneIn(60)) {
-    for (Point2f& p : stroke.points) p.y *= 150;  // u drifts along edges of many rows
+    for (PlacedPoint& p : stroke.points) p.y *= 150;  // u drifts along edges of many rows
   }
   if (dice.OneIn(12)) stroke.width = -stroke.width;
   if (dice.OneIn(5)) stroke.stopAtReport = dice.Whole(0, 60);
@@ -107,7 +107,7 @@ std::string Describe(const StrokeCase& stroke) {
   text << "quality " << stroke.quality << ", reflection " << stroke.reflection << ", width " << stroke.width
        << ", profile " << stroke.profile << ", stop " << stroke.stopAtReport << ", every " << stroke.rowsBetweenReports
        << " rows, points";
-  for (const Point2f& p : stroke.points) text << " (" << p.x << ' ' << p.y << ')';
+  for (const PlacedPoint& p : stroke.points) text << " (" << p.x << ' ' << p.y << ')';
   return text.str();
 }
 

@@ -13,12 +13,13 @@
 namespace orvandel {
 namespace {
 
-using Points = std::vector<Point2f>;
+using Points = std::vector<PlacedPoint>;
+using Corners = std::vector<SubsamplePoint>;
 
 // One edge of the band, laid down row by row.
 struct Line {
   bool onOutline;
-  Point2f a, b;
+  SubsamplePoint a, b;
   std::int64_t firstRow;
   std::vector<float> x, u;  // one entry for each row from firstRow on
 };
@@ -33,10 +34,10 @@ double Value(OrvRatio ratio) { return static_cast<double>(ratio.num) / static_ca
 
 Points Thinned(Points points) {
   if (points.empty()) return points;
-  Point2f before = points.back();
+  PlacedPoint before = points.back();
   for (std::size_t i = 0; i < points.size();) {
-    const Point2f here = points[i];
-    const Point2f after = points[(i + 1) % points.size()];
+    const PlacedPoint here = points[i];
+    const PlacedPoint after = points[(i + 1) % points.size()];
     const float cross = (here.x - before.x) * (after.y - here.y) - (here.y - before.y) * (after.x - here.x);
     if (std::abs(cross) < 0.1F) {
       points.erase(points.begin() + static_cast<std::ptrdiff_t>(i));
@@ -51,28 +52,28 @@ Points Thinned(Points points) {
 double Area(const Points& points) {
   double twice = 0;
   for (std::size_t i = 0; i < points.size(); ++i) {
-    const Point2f a = points[(i + points.size() - 1) % points.size()], b = points[i];
+    const PlacedPoint a = points[(i + points.size() - 1) % points.size()], b = points[i];
     twice += static_cast<double>(a.x * b.y - b.x * a.y);
   }
   return twice / 2;
 }
 
-Point2f Unit(Point2f a, Point2f b) {
+PlacedPoint Unit(PlacedPoint a, PlacedPoint b) {
   const float x = b.x - a.x, y = b.y - a.y, f = 1.0F / std::sqrt(x * x + y * y);
   return {x * f, y * f};
 }
 
-Point2f Inner(Point2f before, Point2f here, Point2f after, float width) {
-  const Point2f in = Unit(before, here), out = Unit(here, after);
+PlacedPoint Inner(PlacedPoint before, PlacedPoint here, PlacedPoint after, float width) {
+  const PlacedPoint in = Unit(before, here), out = Unit(here, after);
   const float mx = out.x - in.x, my = out.y - in.y, squared = mx * mx + my * my, length = std::sqrt(squared);
   const bool straight = static_cast<double>(squared) < 1e-5;
-  const Point2f b = straight ? Point2f{-out.y, out.x} : Point2f{mx / length, my / length};
+  const PlacedPoint b = straight ? PlacedPoint{-out.y, out.x} : PlacedPoint{mx / length, my / length};
   const float t = -width / (b.x * in.y - b.y * in.x);
-  const Point2f inner{here.x + t * b.x, here.y + t * b.y};
+  const PlacedPoint inner{here.x + t * b.x, here.y + t * b.y};
   return std::isfinite(t) && std::isfinite(inner.x) && std::isfinite(inner.y) ? inner : here;
 }
 
-LineRef LayDown(bool onOutline, Point2f a, float ua, Point2f b, float ub) {
+LineRef LayDown(bool onOutline, SubsamplePoint a, float ua, SubsamplePoint b, float ub) {
   if (a.y == b.y) return nullptr;
   const float height = b.y - a.y, slope = (b.x - a.x) / height, climb = (ub - ua) / height;
   if (height < 0) {
@@ -93,11 +94,11 @@ LineRef LayDown(bool onOutline, Point2f a, float ua, Point2f b, float ub) {
   return std::make_shared<const Line>(std::move(line));
 }
 
-float StraightAt(const Line& ruling, float y, Point2f from, Point2f to) {
+float StraightAt(const Line& ruling, float y, SubsamplePoint from, SubsamplePoint to) {
   return (y - std::ceil(ruling.a.y)) * ((to.x - from.x) / (to.y - from.y)) + ruling.x.front();
 }
 
-std::vector<Piece> Pieces(const Points& points, const Points& inner) {
+std::vector<Piece> Pieces(const Corners& points, const Corners& inner) {
   const std::size_t n = points.size();
   std::vector<LineRef> rulings;
   for (std::size_t i = 0; i < n; ++i) rulings.push_back(LayDown(false, points[i], 0, inner[i], 1));
@@ -125,15 +126,17 @@ struct Box {
 };
 
 Box Surround(const std::vector<Piece>& pieces) {
-  Points ends;
+  Corners ends;
   for (const Piece& piece : pieces) {
     for (const LineRef& line : piece.lines) {
       if (line) ends.insert(ends.end(), {line->a, line->b});
     }
   }
   if (ends.empty()) return {0, 0, 0, 0};
-  const auto byX = std::minmax_element(ends.begin(), ends.end(), [](Point2f a, Point2f b) { return a.x < b.x; });
-  const auto byY = std::minmax_element(ends.begin(), ends.end(), [](Point2f a, Point2f b) { return a.y < b.y; });
+  const auto byX =
+      std::minmax_element(ends.begin(), ends.end(), [](SubsamplePoint a, SubsamplePoint b) { return a.x < b.x; });
+  const auto byY =
+      std::minmax_element(ends.begin(), ends.end(), [](SubsamplePoint a, SubsamplePoint b) { return a.y < b.y; });
   return {static_cast<std::int64_t>(std::floor(byX.first->x)), static_cast<std::int64_t>(std::floor(byY.first->y)),
           static_cast<std::int64_t>(std::ceil(byX.second->x)), static_cast<std::int64_t>(std::ceil(byY.second->y))};
 }
@@ -266,13 +269,16 @@ std::optional<std::vector<Piece>> PiecesOf(const StrokeCase& stroke) {
   const auto sx = static_cast<float>(q * dsx / Value(stroke.pixelAspect)), sy = static_cast<float>(q * dsy);
   const auto ox = static_cast<float>(q * (static_cast<double>(wx) * dsx + stroke.outputOrigin.x));
   const auto oy = static_cast<float>(q * (static_cast<double>(hy) * dsy + stroke.outputOrigin.y));
-  for (Points* set : {&points, &inner}) {
-    for (Point2f& p : *set) p = {sx * p.x + ox, sy * p.y + oy};
-  }
-  for (const Point2f p : inner) {
+  const auto inSubsamples = [&](const Points& placed) {
+    Corners corners;
+    for (const PlacedPoint p : placed) corners.push_back({sx * p.x + ox, sy * p.y + oy});
+    return corners;
+  };
+  const Corners innerCorners = inSubsamples(inner);
+  for (const SubsamplePoint p : innerCorners) {
     if (std::abs(p.x) + std::abs(p.y) > 2e5F) return {};
   }
-  return Pieces(points, inner);
+  return Pieces(inSubsamples(points), innerCorners);
 }
 
 }  // namespace

@@ -33,7 +33,7 @@ class Picture {
 };
 
 struct StrokeCase {
-  Outline points;  // layer pixels relative to `origin`
+  PlacedOutline points;  // relative to `origin`
   float width = 5;
   float opacity = 1;
   std::uint32_t profile = 1;

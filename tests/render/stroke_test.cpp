@@ -75,14 +75,14 @@ TEST(Stroke, IgnoresPointsOnAStraightLine) {
 TEST(Stroke, RemovesPointsAsAWalkWithErasing) {
   for (std::uint32_t seed = 1; seed <= 2000; ++seed) {
     Dice dice(seed);
-    Outline points, expected;
+    PlacedOutline points, expected;
     for (std::int32_t i = dice.Whole(0, 12); i > 0; --i) {
       points.push_back({static_cast<float>(dice.Whole(0, 3)), static_cast<float>(dice.Whole(0, 3))});
     }
     expected = points;
-    Point2f previous = points.empty() ? Point2f{} : points.back();
+    PlacedPoint previous = points.empty() ? PlacedPoint{} : points.back();
     for (std::size_t i = 0; i < expected.size();) {
-      const Point2f here = expected[i], next = expected[i + 1 < expected.size() ? i + 1 : 0];
+      const PlacedPoint here = expected[i], next = expected[i + 1 < expected.size() ? i + 1 : 0];
       const float cross = (here.x - previous.x) * (next.y - here.y) - (here.y - previous.y) * (next.x - here.x);
       if (std::fabs(cross) >= 0.1F)
         previous = expected[i++];
@@ -160,26 +160,26 @@ TEST(Stroke, SurvivesExtremeCoordinates) {
 
 TEST(Stroke, KeepsMitresInRangeOnTheirBisector) {
   const StrokeTransform transform{5, -7, 16, 16};
-  const Outline needle{{0, 0}, {1000, 0.0001F}, {0, 0.0002F}};
+  const PlacedOutline needle{{0, 0}, {1000, 0.0001F}, {0, 0.0002F}};
   for (const float width : {1.0F, 100.0F, 1e6F, 1e20F}) {
-    for (const Point2f& offset : MakeOffsetPoints(needle, width, transform)) {
+    for (const SubsamplePoint& offset : MakeOffsetPoints(needle, width, transform)) {
       EXPECT_LE(std::fabs(offset.x), kFarthestSubsample) << width;
       EXPECT_LE(std::fabs(offset.y), kFarthestSubsample) << width;
     }
   }
-  const Outline corner{{0, 0}, {10, 7}, {-3, 10}};
-  const Point2f along = MakeOffsetPoints(corner, 1, {0, 0, 1, 1})[0];
+  const PlacedOutline corner{{0, 0}, {10, 7}, {-3, 10}};
+  const SubsamplePoint along = MakeOffsetPoints(corner, 1, {0, 0, 1, 1})[0];
   for (const StrokeTransform& to : {StrokeTransform{0, 0, 1, 1}, {5e7F, -4e7F, 2, 3}, {-5e7F, 4e7F, 3, 2}}) {
-    const Point2f end = MakeOffsetPoints(corner, 1e9F, to)[0];
+    const SubsamplePoint end = MakeOffsetPoints(corner, 1e9F, to)[0];
     EXPECT_NEAR(std::max(std::fabs(end.x), std::fabs(end.y)), kFarthestSubsample, 64);
-    const Point2f way{(end.x - to.offsetX) / to.scaleX, (end.y - to.offsetY) / to.scaleY};
+    const PlacedPoint way{(end.x - to.offsetX) / to.scaleX, (end.y - to.offsetY) / to.scaleY};
     EXPECT_GT(way.x * along.x + way.y * along.y, 0);
     EXPECT_NEAR(way.x * along.y, way.y * along.x, 1e-5F * std::hypot(way.x, way.y)) << to.offsetX;
   }
 }
 
 TEST(Stroke, IsNothingWithoutAnArea) {
-  const std::pair<Outline, bool> cases[] = {
+  const std::pair<PlacedOutline, bool> cases[] = {
       {{}, false},
       {{{3, 4}}, false},
       {{{3, 4}, {30, 9}}, false},

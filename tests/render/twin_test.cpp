@@ -60,8 +60,8 @@ std::vector<StrokeCode> CodesAtHand() {
   return codes;
 }
 
-void StretchBy(Outline& points, float x, float y) {
-  for (Point2f& p : points) p = {p.x * x, p.y * y};
+void StretchBy(PlacedOutline& points, float x, float y) {
+  for (PlacedPoint& p : points) p = {p.x * x, p.y * y};
 }
 
 // The same size in subsamples: the plain code's time grows with their number.

@@ -55,7 +55,8 @@ StrokeQueue::~StrokeQueue() {
   heap::Free(bandBlock_);
 }
 
-bool StrokeQueue::Add(EffectContext& context, const Outline& points, const StrokeLook& look, std::int32_t& result) {
+bool StrokeQueue::Add(EffectContext& context, const PlacedOutline& points, const StrokeLook& look,
+                      std::int32_t& result) {
   result = 0;
   const FastTable table(*look.table, look.quality);
   ChooseBands(look.quality, !table.flat);
@@ -84,7 +85,7 @@ bool StrokeQueue::Add(EffectContext& context, const Outline& points, const Strok
   return true;
 }
 
-bool StrokeQueue::SetUp(StrokeRecord& stroke, const Outline& points, const StrokeLook& look) const {
+bool StrokeQueue::SetUp(StrokeRecord& stroke, const PlacedOutline& points, const StrokeLook& look) const {
   FillSetUp(stroke.setUp, points, look);
   if (!kernels_->setUp(stroke.setUp)) return false;
   stroke.bounds = BoundsOf(stroke.setUp.extent);

@@ -32,7 +32,7 @@ class StrokeQueue {
   //
   // The host hears of the rows here, in the plain scan's order and number. When it stops at one, the rows up to it are
   // drawn all the same. Throws AllocFailed before anybody has been asked.
-  bool Add(EffectContext& context, const Outline& points, const StrokeLook& look, std::int32_t& result);
+  bool Add(EffectContext& context, const PlacedOutline& points, const StrokeLook& look, std::int32_t& result);
 
   // Draws what waits. Allocates nothing.
   void Flush();
@@ -43,7 +43,7 @@ class StrokeQueue {
   void ChooseBands(std::int32_t quality, bool varies);
   std::byte* RoomFor(std::size_t bytes);
   void FitBandMemory(const fast::BandPlan& needed);
-  bool SetUp(fast::StrokeRecord& stroke, const Outline& points, const StrokeLook& look) const;
+  bool SetUp(fast::StrokeRecord& stroke, const PlacedOutline& points, const StrokeLook& look) const;
   bool Folds(const fast::DrawJob& job) const;
   std::size_t BandsOfPicture() const { return static_cast<std::size_t>(output_.height / bandRows_) + 1; }
   void DrawAlone(fast::DrawJob& job);

@@ -61,7 +61,8 @@ std::size_t StrokeRecord::Bytes(std::size_t points, std::size_t bands) {
   return arena.Used();
 }
 
-StrokeRecord& StrokeRecord::Make(std::byte* memory, const FastTable& table, const Outline& points, std::size_t bands) {
+StrokeRecord& StrokeRecord::Make(std::byte* memory, const FastTable& table, const PlacedOutline& points,
+                                 std::size_t bands) {
   Arena arena(memory);
   StrokeRecord* record = nullptr;
   arena.Cut(record, 1);
@@ -70,7 +71,7 @@ StrokeRecord& StrokeRecord::Make(std::byte* memory, const FastTable& table, cons
   return *record;
 }
 
-void FillSetUp(SetUpJob& job, const Outline& points, const StrokeLook& look) {
+void FillSetUp(SetUpJob& job, const PlacedOutline& points, const StrokeLook& look) {
   job.edges.count = static_cast<std::int32_t>(points.size());
   for (std::size_t i = 0; i < points.size(); ++i) {
     job.layerX[i] = points[i].x;

@@ -31,7 +31,7 @@ struct StrokeRecord {
 
   static std::size_t Bytes(std::size_t points, std::size_t bands);
   // `memory` begins on a cache line and has Bytes(points, bands) bytes.
-  static StrokeRecord& Make(std::byte* memory, const FastTable& table, const Outline& points, std::size_t bands);
+  static StrokeRecord& Make(std::byte* memory, const FastTable& table, const PlacedOutline& points, std::size_t bands);
 
   // The job but for the band memory; `setUp` and `bounds` are done.
   void Plan(const ImageBuffer& output, const StrokeLook& look, std::int32_t bandRows);
@@ -39,6 +39,6 @@ struct StrokeRecord {
 };
 
 // Where the points go before the kernels set the stroke up.
-void FillSetUp(SetUpJob& job, const Outline& points, const StrokeLook& look);
+void FillSetUp(SetUpJob& job, const PlacedOutline& points, const StrokeLook& look);
 
 }  // namespace orvandel::fast

@@ -5,12 +5,13 @@
 
 namespace orvandel {
 
-std::int32_t DrawStrokePlainly(EffectContext& context, const ImageBuffer& output, Outline& points,
+std::int32_t DrawStrokePlainly(EffectContext& context, const ImageBuffer& output, const PlacedOutline& points,
                                const StrokeLook& look) {
-  const Outline offsets = MakeOffsetPoints(points, look.width, look.transform);
-  if (!TransformPoints(points, look.transform)) return 0;
+  const SubsampleOutline offsets = MakeOffsetPoints(points, look.width, look.transform);
+  SubsampleOutline corners;
+  if (!TransformPoints(points, look.transform, corners)) return 0;
 
-  StrokeGeometry geometry = BuildStrokeGeometry(points, offsets);
+  StrokeGeometry geometry = BuildStrokeGeometry(corners, offsets);
   geometry.quality = look.quality;
   geometry.color = look.color;
   geometry.table = look.table;

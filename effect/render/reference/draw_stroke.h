@@ -8,9 +8,9 @@
 
 namespace orvandel {
 
-// `points` run clockwise on the screen and end in subsamples. Returns 0 or the host's code that stopped the scan; the
-// rows scanned until then stay drawn.
-std::int32_t DrawStrokePlainly(EffectContext& context, const ImageBuffer& output, Outline& points,
+// `points` run clockwise on the screen. Returns 0 or the host's code that stopped the scan; the rows scanned until then
+// stay drawn.
+std::int32_t DrawStrokePlainly(EffectContext& context, const ImageBuffer& output, const PlacedOutline& points,
                                const StrokeLook& look);
 
 }  // namespace orvandel

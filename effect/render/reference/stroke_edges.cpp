@@ -22,35 +22,37 @@
 namespace orvandel {
 namespace {
 
-Point2f Difference(Point2f a, Point2f b) { return {a.x - b.x, a.y - b.y}; }
+PlacedPoint Difference(PlacedPoint a, PlacedPoint b) { return {a.x - b.x, a.y - b.y}; }
 
-float SquaredLength(Point2f v) { return v.x * v.x + v.y * v.y; }
+float SquaredLength(PlacedPoint v) { return v.x * v.x + v.y * v.y; }
 
-Point2f UnitVector(Point2f from, Point2f to) {
-  const Point2f v = Difference(to, from);
+PlacedPoint UnitVector(PlacedPoint from, PlacedPoint to) {
+  const PlacedPoint v = Difference(to, from);
   const float factor = 1.0F / std::sqrt(SquaredLength(v));
   return {v.x * factor, v.y * factor};
 }
 
-bool IsFinite(Point2f p) { return std::isfinite(p.x) && std::isfinite(p.y); }
+bool IsFinite(PlacedPoint p) { return std::isfinite(p.x) && std::isfinite(p.y); }
 
-bool IsInRange(Point2f p) { return std::fabs(p.x) <= kFarthestSubsample && std::fabs(p.y) <= kFarthestSubsample; }
+bool IsInRange(SubsamplePoint p) {
+  return std::fabs(p.x) <= kFarthestSubsample && std::fabs(p.y) <= kFarthestSubsample;
+}
 
 // A ray from an outline point along the bisector of its corner; the offset point lies at `distance`.
 struct Bisector {
-  Point2f direction;
+  PlacedPoint direction;
   float distance;
 
-  Point2f From(Point2f p) const { return {p.x + distance * direction.x, p.y + distance * direction.y}; }
+  PlacedPoint From(PlacedPoint p) const { return {p.x + distance * direction.x, p.y + distance * direction.y}; }
 };
 
-Bisector CornerBisector(Point2f previous, Point2f point, Point2f next, float width) {
+Bisector CornerBisector(PlacedPoint previous, PlacedPoint point, PlacedPoint next, float width) {
   constexpr double kStraightOn = 1e-5;
-  const Point2f arriving = UnitVector(previous, point);
-  const Point2f leaving = UnitVector(point, next);
-  const Point2f turn = Difference(leaving, arriving);
+  const PlacedPoint arriving = UnitVector(previous, point);
+  const PlacedPoint leaving = UnitVector(point, next);
+  const PlacedPoint turn = Difference(leaving, arriving);
   const float turnSquared = SquaredLength(turn);
-  Point2f direction{-leaving.y, leaving.x};
+  PlacedPoint direction{-leaving.y, leaving.x};
   if (!(static_cast<double>(turnSquared) < kStraightOn)) {
     const float length = std::sqrt(turnSquared);
     direction = {turn.x / length, turn.y / length};
@@ -66,8 +68,8 @@ double FractionInRange(double from, double to) {
 }
 
 // Draws the offset point nearer along its bisector until it is in range. The final clamp takes up the rounding.
-Point2f ShortenedOffset(Point2f point, Bisector bisector, const StrokeTransform& transform) {
-  const Point2f far = bisector.From(point);
+SubsamplePoint ShortenedOffset(PlacedPoint point, Bisector bisector, const StrokeTransform& transform) {
+  const PlacedPoint far = bisector.From(point);
   const auto fraction = [](float scale, float offset, float from, float to) {
     const double s = static_cast<double>(scale);
     const double o = static_cast<double>(offset);
@@ -76,30 +78,31 @@ Point2f ShortenedOffset(Point2f point, Bisector bisector, const StrokeTransform&
   const double kept = std::min(fraction(transform.scaleX, transform.offsetX, point.x, far.x),
                                fraction(transform.scaleY, transform.offsetY, point.y, far.y));
   bisector.distance = static_cast<float>(static_cast<double>(bisector.distance) * kept);
-  const Point2f near = transform.Apply(bisector.From(point));
+  const SubsamplePoint near = transform.Apply(bisector.From(point));
   return {std::clamp(near.x, -kFarthestSubsample, kFarthestSubsample),
           std::clamp(near.y, -kFarthestSubsample, kFarthestSubsample)};
 }
 
-Point2f OffsetPoint(Point2f previous, Point2f point, Point2f next, float width, const StrokeTransform& transform) {
+SubsamplePoint OffsetPoint(PlacedPoint previous, PlacedPoint point, PlacedPoint next, float width,
+                           const StrokeTransform& transform) {
   const Bisector bisector = CornerBisector(previous, point, next, width);
-  const Point2f offset = bisector.From(point);
+  const PlacedPoint offset = bisector.From(point);
   // Zero-length edges and exact turn-backs survive the thinning now and then.
   if (!std::isfinite(bisector.distance) || !IsFinite(offset)) return transform.Apply(point);
-  const Point2f transformed = transform.Apply(offset);
+  const SubsamplePoint transformed = transform.Apply(offset);
   const bool pointInRange = IsInRange(transform.Apply(point));  // otherwise nothing will be drawn
   return IsInRange(transformed) || !pointInRange ? transformed : ShortenedOffset(point, bisector, transform);
 }
 
-StrokeEdge MakeEdge(EdgeKind kind, Point2f p, float uP, Point2f q, float uQ) {
+StrokeEdge MakeEdge(EdgeKind kind, SubsamplePoint p, float uP, SubsamplePoint q, float uQ) {
   StrokeEdge edge;
   edge.edgeKind = kind;
   const float dy = q.y - p.y;
   edge.dxdy = (q.x - p.x) / dy;
   edge.dudy = (uQ - uP) / dy;
   const bool upward = dy < 0;
-  const Point2f top = upward ? q : p;
-  const Point2f bottom = upward ? p : q;
+  const SubsamplePoint top = upward ? q : p;
+  const SubsamplePoint bottom = upward ? p : q;
   edge.yStart = std::ceil(top.y);
   edge.x = top.x + (edge.yStart - top.y) * edge.dxdy;
   edge.u = (upward ? uQ : uP) + (edge.yStart - top.y) * edge.dudy;
@@ -113,7 +116,8 @@ StrokeEdge MakeEdge(EdgeKind kind, Point2f p, float uP, Point2f q, float uQ) {
 
 class GeometryBuilder {
  public:
-  GeometryBuilder(const Outline& points, const Outline& offsets) : points_(points), offsets_(offsets) {
+  GeometryBuilder(const SubsampleOutline& points, const SubsampleOutline& offsets)
+      : points_(points), offsets_(offsets) {
     geometry_.edges.reserve(1 + 3 * points.size());
     geometry_.edges.emplace_back();  // kNoEdge
     geometry_.pieces.resize(points.size());
@@ -136,7 +140,7 @@ class GeometryBuilder {
   }
 
  private:
-  EdgeIndex Add(EdgeKind kind, Point2f p, float uP, Point2f q, float uQ) {
+  EdgeIndex Add(EdgeKind kind, SubsamplePoint p, float uP, SubsamplePoint q, float uQ) {
     if (p.y == q.y) return kNoEdge;
     geometry_.edges.push_back(MakeEdge(kind, p, uP, q, uQ));
     return static_cast<EdgeIndex>(geometry_.edges.size() - 1);
@@ -149,9 +153,9 @@ class GeometryBuilder {
   }
 
   EdgeIndex AddOffsetEdge(std::size_t before, std::size_t i) {
-    const Point2f from = offsets_[before];
-    const Point2f to = offsets_[i];
-    const Point2f point = points_[i];
+    const SubsamplePoint from = offsets_[before];
+    const SubsamplePoint to = offsets_[i];
+    const SubsamplePoint point = points_[i];
     const float side = (from.y - to.y) * (to.x - point.x) - (from.x - to.x) * (to.y - point.y);
     const bool forward = side >= 0;
     return forward ? Add(kOffsetEdge, from, 1.0F, to, 1.0F) : kNoEdge;
@@ -211,33 +215,34 @@ class GeometryBuilder {
                         TruncateToInt(std::ceil(xMax)), TruncateToInt(std::ceil(yMax))};
   }
 
-  const Outline& points_;
-  const Outline& offsets_;
+  const SubsampleOutline& points_;
+  const SubsampleOutline& offsets_;
   StrokeGeometry geometry_;
 };
 
 }  // namespace
 
-Outline MakeOffsetPoints(const Outline& points, float width, const StrokeTransform& transform) {
+SubsampleOutline MakeOffsetPoints(const PlacedOutline& points, float width, const StrokeTransform& transform) {
   const std::size_t count = points.size();
-  Outline offsets(count);
+  SubsampleOutline offsets(count);
   for (std::size_t v = 0; v < count; ++v) {
-    const Point2f previous = points[v > 0 ? v - 1 : count - 1];
-    const Point2f next = points[v + 1 < count ? v + 1 : 0];
+    const PlacedPoint previous = points[v > 0 ? v - 1 : count - 1];
+    const PlacedPoint next = points[v + 1 < count ? v + 1 : 0];
     offsets[v] = OffsetPoint(previous, points[v], next, width, transform);
   }
   return offsets;
 }
 
-bool TransformPoints(Outline& points, const StrokeTransform& transform) {
-  for (Point2f& point : points) {
-    point = transform.Apply(point);
-    if (!IsInRange(point)) return false;
+bool TransformPoints(const PlacedOutline& points, const StrokeTransform& transform, SubsampleOutline& target) {
+  target.resize(points.size());
+  for (std::size_t i = 0; i < points.size(); ++i) {
+    target[i] = transform.Apply(points[i]);
+    if (!IsInRange(target[i])) return false;
   }
   return true;
 }
 
-StrokeGeometry BuildStrokeGeometry(const Outline& points, const Outline& offsets) {
+StrokeGeometry BuildStrokeGeometry(const SubsampleOutline& points, const SubsampleOutline& offsets) {
   return GeometryBuilder(points, offsets).Build();
 }
 

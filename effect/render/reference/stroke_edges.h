@@ -11,12 +11,12 @@
 
 namespace orvandel {
 
-// The band's inner corners, one per outline point, in subsamples; `points` and `width` are in layer pixels. A corner
-// that has no finite offset point keeps the outline point.
-Outline MakeOffsetPoints(const Outline& points, float width, const StrokeTransform& transform);
+// The band's inner corners, one per outline point; `width` is in the unit of the points. A corner that has no finite
+// offset point keeps the outline point.
+SubsampleOutline MakeOffsetPoints(const PlacedOutline& points, float width, const StrokeTransform& transform);
 
-// In place; false when a point is not finite or lies beyond kFarthestSubsample.
-bool TransformPoints(Outline& points, const StrokeTransform& transform);
+// False when a point is not finite or lies beyond kFarthestSubsample.
+bool TransformPoints(const PlacedOutline& points, const StrokeTransform& transform, SubsampleOutline& target);
 
 enum EdgeKind : std::int32_t {
   kOutlineEdge = 0,  // u = 0 along it
@@ -62,8 +62,8 @@ struct StrokeGeometry {
   bool reflection = false;
 };
 
-// Edges, pieces, order and bounds of the band between `points` and `offsets` (both in subsamples, clockwise on the
-// screen). The remaining fields are the caller's to set.
-StrokeGeometry BuildStrokeGeometry(const Outline& points, const Outline& offsets);
+// Edges, pieces, order and bounds of the band between `points` and `offsets` (both clockwise on the screen). The
+// remaining fields are the caller's to set.
+StrokeGeometry BuildStrokeGeometry(const SubsampleOutline& points, const SubsampleOutline& offsets);
 
 }  // namespace orvandel

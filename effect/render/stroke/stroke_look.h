@@ -13,11 +13,11 @@ namespace orvandel {
 // rows fit 32-bit integers with room to spare.
 inline constexpr float kFarthestSubsample = 67108864.0F;  // 2^26
 
-// Layer pixels relative to the wave's origin -> subsamples of the output.
+// From a wave's placed outline to the output.
 struct StrokeTransform {
   float offsetX, offsetY, scaleX, scaleY;
 
-  Point2f Apply(Point2f p) const { return {scaleX * p.x + offsetX, scaleY * p.y + offsetY}; }
+  SubsamplePoint Apply(PlacedPoint p) const { return {scaleX * p.x + offsetX, scaleY * p.y + offsetY}; }
 };
 
 struct StrokeLook {
