@@ -36,6 +36,16 @@ CLI::Option* AddScene(CLI::App& command, SceneRequest& request,
   return scene;
 }
 
+void AddFrames(CLI::App& command, FrameChoice& frames, const char* help) {
+  CLI::Option* list = command.add_option("-F,--frames", frames.list, help)->type_name("LIST");
+  command.add_option("--in", frames.in, "Only frames from this time of the scene on, in seconds")
+      ->excludes(list)
+      ->type_name("S");
+  command.add_option("--out", frames.out, "Only frames before this time of the scene, in seconds")
+      ->excludes(list)
+      ->type_name("S");
+}
+
 void AddWaveLimit(CLI::App& command, SceneRequest& request) {
   command.add_option("--max-waves", request.maxWaves, "Refuse frames that need more waves at once")
       ->check(CLI::Range(std::int64_t{1}, std::int64_t{1} << 22))
@@ -111,7 +121,7 @@ void AddRender(CLI::App& app, Requests& requests) {
       command.add_option("-o,--output", request.output, "Picture, numbered pictures, film or -; see below")
           ->required()
           ->type_name("NAME");
-  command.add_option("-F,--frames", request.frames, "Frames to render; default: all")->type_name("LIST");
+  AddFrames(command, request.frames, "Frames to render; default: all");
   AddPicture(command, requests);
   AddWork(command, requests);
   // It needs neither scene nor output, which the parser otherwise asks for first.
@@ -136,7 +146,11 @@ void AddParams(CLI::App& app, ParamsRequest& request) {
   CLI::App& command = *app.add_subcommand("params", "List the effect's parameters, and their values in a scene");
   CLI::Option* scene = AddScene(command, request.scene, "Show the values that this scene sets");
   AddTime(command, request.seconds, "At this time of the scene, in seconds; default 0")->needs(scene);
-  command.add_flag("--json", request.asJson, "As JSON");
+  CLI::Option* json = command.add_flag("--json", request.asJson, "As JSON");
+  command
+      .add_flag("--assignments", request.asAssignments,
+                "A line for all that --set can begin with: NAME=, and NAME=CHOICE where there are choices")
+      ->excludes(json);
   command.footer(kParamsHelp);
 }
 
@@ -161,7 +175,7 @@ void AddDescribe(CLI::App& app, DescribeRequest& request) {
 void AddWaves(CLI::App& app, WavesRequest& request) {
   CLI::App& command = *app.add_subcommand("waves", "Print the waves of frames as JSON lines, or draw them as SVG");
   AddScene(command, request.scene)->required();
-  command.add_option("-F,--frames", request.frames, "Frames to list; default: all")->type_name("LIST");
+  AddFrames(command, request.frames, "Frames to list; default: all");
   CLI::Option* svg =
       command.add_option("--svg", request.svg, "Vector outlines with their strokes, a file a frame: NAME.####.svg")
           ->type_name("NAME");
@@ -175,8 +189,7 @@ void AddSheet(CLI::App& app, SheetRequest& request) {
   CLI::App& command = *app.add_subcommand("sheet", "Draw a contact sheet: frames of a scene with their numbers");
   AddScene(command, request.scene)->required();
   command.add_option("-o,--output", request.output, "The sheet, a .png picture")->required()->type_name("NAME");
-  command.add_option("-F,--frames", request.frames, "Frames to show; default: twelve, spread over the scene")
-      ->type_name("LIST");
+  AddFrames(command, request.frames, "Frames to show; default: twelve, spread over the scene");
   command.add_option("--columns", request.columns, "Frames per row")
       ->check(CLI::Range(1, 1000))
       ->type_name("N")

@@ -14,6 +14,7 @@ bool IsFile(const OptionHelp& option) {
   return option.value == "FILE" || option.value == "SCENE" || option.value == "NAME";
 }
 bool IsPreset(const OptionHelp& option) { return option.value == "PRESET"; }
+bool IsAssignment(const OptionHelp& option) { return option.value == "NAME=VALUE"; }
 
 constexpr const char* kPresetNames = "orvandel presets 2>/dev/null | sed -e 1d -e 's/ .*//'";
 
@@ -31,6 +32,45 @@ std::string Words(const std::vector<CommandHelp>& commands) {
 }
 
 // --- bash
+
+// Bash breaks words at the equals sign: what stands before it is a word of its own. Names have blanks, so what is
+// offered is quoted, unless a quote has been opened. The scene on the line adds the names of its masks and layers.
+constexpr const char* kBashAssignments = R"(_orvandel_set() {
+  local program="$1" start="$2" typed="$3" quoted="" scene="" word line
+  case "$typed" in
+    \'* | \"*) quoted=1 typed="${typed:1}" ;;
+    *) typed="${typed//\\/}" ;;
+  esac
+  start="${start//\\/}"
+  for word in "${COMP_WORDS[@]:2}"; do
+    [[ $word == *.json && -f $word ]] && scene="$word"
+  done
+  while IFS= read -r line; do
+    [[ $line == "$start$typed"* ]] || continue
+    if [[ "$start$typed" == *=* ]]; then
+      [[ $line == *= ]] && continue
+    else
+      [[ $line == *= ]] || continue
+      compopt -o nospace 2>/dev/null
+    fi
+    line="${line#"$start"}"
+    [[ $quoted ]] || printf -v line '%q' "$line"
+    COMPREPLY+=("$line")
+  done < <({ "$program" params ${scene:+"$scene"} --assignments || "$program" params --assignments; } 2>/dev/null)
+}
+)";
+constexpr const char* kBashFindsAssignment = R"(  local at=$COMP_CWORD
+  if [[ $previous == --set ]]; then
+    _orvandel_set "$1" "" "$current"
+    return
+  elif [[ $current == = && ${COMP_WORDS[at-2]} == --set ]]; then
+    _orvandel_set "$1" "$previous=" ""
+    return
+  elif [[ $previous == = ]] && ((at > 2)) && [[ ${COMP_WORDS[at-3]} == --set ]]; then
+    _orvandel_set "$1" "${COMP_WORDS[at-2]}=" "$current"
+    return
+  fi
+)";
 
 std::string BashValueCase(const OptionHelp& option) {
   const std::string names = fmt::format("{}", fmt::join(option.names, "|"));
@@ -67,14 +107,24 @@ std::string Bash(const CommandHelp& program) {
   std::string cases;
   for (const CommandHelp& command : program.commands) cases += BashCommand(command);
   return fmt::format(
-      "_{0}() {{\n  local current=\"${{COMP_WORDS[COMP_CWORD]}}\" previous=\"${{COMP_WORDS[COMP_CWORD-1]}}\"\n"
+      "{3}_{0}() {{\n  local current=\"${{COMP_WORDS[COMP_CWORD]}}\" previous=\"${{COMP_WORDS[COMP_CWORD-1]}}\"\n"
       "  COMPREPLY=()\n  if ((COMP_CWORD == 1)); then\n"
-      "    COMPREPLY=($(compgen -W \"{1} --help --version\" -- \"$current\"))\n    return\n  fi\n"
+      "    COMPREPLY=($(compgen -W \"{1} --help --version\" -- \"$current\"))\n    return\n  fi\n{4}"
       "  case \"${{COMP_WORDS[1]}}\" in\n{2}  esac\n}}\ncomplete -F _{0} {0}\n",
-      program.name, Words(program.commands), cases);
+      program.name, Words(program.commands), cases, kBashAssignments, kBashFindsAssignment);
 }
 
 // --- zsh
+
+constexpr const char* kZshAssignments = R"(_orvandel_set() {
+  local -a all=("${(@f)$(orvandel params --assignments 2>/dev/null)}")
+  if [[ $PREFIX == *=* ]]; then
+    compadd -- "${(@)all:#*=}"
+  else
+    compadd -S '' -- "${(@M)all:#*=}"
+  fi
+}
+)";
 
 // Colons and brackets separate the parts of an option specification for _arguments.
 std::string ZshText(const std::string& text) {
@@ -91,6 +141,7 @@ std::string ZshValue(const OptionHelp& option) {
   if (!option.choices.empty()) return fmt::format(":{}:({})", label, fmt::join(option.choices, " "));
   if (IsPreset(option)) return fmt::format(":{}:($({}))", label, kPresetNames);
   if (IsFile(option)) return fmt::format(":{}:_files", label);
+  if (IsAssignment(option)) return fmt::format(":{}:_orvandel_set", label);
   return option.value.empty() ? "" : fmt::format(":{}: ", label);
 }
 
@@ -115,11 +166,11 @@ std::string Zsh(const CommandHelp& program) {
     cases += ZshCommand(command);
   }
   return fmt::format(
-      "#compdef {0}\n_{0}() {{\n  local -a commands=(\n{1}  )\n  if ((CURRENT == 2)); then\n"
+      "#compdef {0}\n{3}_{0}() {{\n  local -a commands=(\n{1}  )\n  if ((CURRENT == 2)); then\n"
       "    _describe command commands\n    return\n  fi\n  local command=$words[2]\n  shift words\n"
       "  ((CURRENT--))\n  case $command in\n{2}  esac\n}}\nif [[ $funcstack[1] == _{0} ]]; then\n  _{0} \"$@\"\n"
       "else\n  compdef _{0} {0}\nfi\n",
-      program.name, names, cases);
+      program.name, names, cases, kZshAssignments);
 }
 
 // --- fish
@@ -133,6 +184,8 @@ std::string FishOption(const std::string& program, const CommandHelp& command, c
     text += fmt::format(" -x -a '{}'", fmt::join(option.choices, " "));
   } else if (IsPreset(option)) {
     text += fmt::format(" -x -a \"({})\"", kPresetNames);
+  } else if (IsAssignment(option)) {
+    text += " -x -a '(orvandel params --assignments 2>/dev/null)'";
   } else if (!option.value.empty()) {
     text += IsFile(option) ? " -r -F" : " -x";
   }

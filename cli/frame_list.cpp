@@ -8,6 +8,7 @@
 #include <unordered_set>
 
 #include "stage/base/errors.h"
+#include "stage/base/names.h"
 
 namespace orvandel::cli {
 namespace {
@@ -80,7 +81,44 @@ void AppendItems(std::string_view text, std::int32_t frameCount, std::vector<std
   }
 }
 
+// How many frames begin before a time of the scene.
+std::int32_t FramesBefore(const std::string& option, const std::string& text, const stage::Timebase& time) {
+  const stage::Rational rate = time.frameRate;
+  const stage::Rational end = stage::Reduced({time.frameCount * rate.den, rate.num});
+  const std::string shown = fmt::format("{} {}", option, stage::Printable(text));
+  stage::Rational seconds;
+  try {
+    seconds = stage::ParseRational(text);
+  } catch (const InputError& error) {
+    throw InputError(fmt::format("{}: {}; write seconds, such as 2.5 or 1001/30", option, error.what()));
+  }
+  const double to = static_cast<double>(end.num) / static_cast<double>(end.den);
+  const double value = static_cast<double>(seconds.num) / static_cast<double>(seconds.den);
+  if (value < 0 || value > to) throw InputError(fmt::format("{}: is outside the scene's 0..{:g} s", shown, to));
+  std::int64_t over = 0, under = 0;
+  if (__builtin_mul_overflow(seconds.num, rate.num, &over) || __builtin_mul_overflow(seconds.den, rate.den, &under)) {
+    throw InputError(shown + ": has too many digits");
+  }
+  return std::min(time.frameCount, static_cast<std::int32_t>(over / under + (over % under == 0 ? 0 : 1)));
+}
+
 }  // namespace
+
+std::vector<std::int32_t> ChosenFrames(const FrameChoice& choice, const stage::Timebase& time) {
+  if (choice.list) return ParseFrameList(*choice.list, time.frameCount);
+  const std::int32_t begin = choice.in.empty() ? 0 : FramesBefore("--in", choice.in, time);
+  const std::int32_t end = choice.out.empty() ? time.frameCount : FramesBefore("--out", choice.out, time);
+  if (begin < end) {
+    std::vector<std::int32_t> frames(static_cast<std::size_t>(end - begin));
+    std::iota(frames.begin(), frames.end(), begin);
+    return frames;
+  }
+  const std::string where = choice.out.empty()  ? fmt::format("after --in {}", choice.in)
+                            : choice.in.empty() ? fmt::format("before --out {}", choice.out)
+                                                : fmt::format("from --in {} to --out {}", choice.in, choice.out);
+  throw InputError(
+      fmt::format("no frame begins {}; the scene has {} frames a second", where, stage::TextOf(time.frameRate)));
+}
 
 std::vector<std::int32_t> ParseFrameList(std::string_view text, std::int32_t frameCount) {
   std::vector<std::int32_t> frames;

@@ -27,6 +27,7 @@ inline constexpr const char* kRenderHelp = R"(
 Frames:
   --frames takes frames and ranges separated by commas or blanks: 0,5,10-20,200-300x5 (every fifth). 10..20 is
   10-20; both ends are included. Frames are counted from 0 and rendered in the order given.
+  --in and --out take times in place of frames; the frame at --out is no longer rendered.
 
 Output:
   NAME.png        one frame; for several, .#### is inserted: NAME.0042.png
@@ -57,7 +58,7 @@ Examples:
   orvandel render ripple.json -o 'out/ripple.####.png' --jobs 0 --resume
   orvandel render ripple.json -o thumbnail.png --frames 45 --downsample 4 --quality draft
   orvandel render ripple.json -o blue.png --frames 45 --set Color=#0080ff --set 'Producer Point=[200, 100]'
-  orvandel render ripple.json -o ripple.mov --size 1920x1080 --fps 60 --dry-run
+  orvandel render ripple.json -o ripple.mov --size 1920x1080 --fps 60 --in 1.5 --out 4 --dry-run
   orvandel render ripple.json -o - | ffplay -f rawvideo -pixel_format rgba -video_size 1280x720 -framerate 30 -
 )";
 

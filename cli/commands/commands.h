@@ -4,10 +4,10 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <optional>
 #include <string>
 #include <vector>
 
+#include "cli/frame_list.h"
 #include "cli/progress.h"
 #include "cli/render/output.h"
 #include "stage/scene/scene_reader.h"
@@ -24,8 +24,8 @@ struct SceneRequest {
 
 struct RenderRequest {
   SceneRequest scene;
-  std::string output;                 // pattern, picture, film or "-"
-  std::optional<std::string> frames;  // absent: all of the scene's
+  std::string output;  // pattern, picture, film or "-"
+  FrameChoice frames;
   bool highQuality = true;
   std::int32_t downsample = 1;
   int depth = 8;
@@ -47,6 +47,7 @@ struct ParamsRequest {
   SceneRequest scene;
   double seconds = 0;  // when the scene's values are shown
   bool asJson = false;
+  bool asAssignments = false;  // what may stand after --set, for completions
 };
 void Params(const ParamsRequest& request);
 
@@ -66,9 +67,9 @@ void Describe(const DescribeRequest& request);
 
 struct WavesRequest {
   SceneRequest scene;
-  std::optional<std::string> frames;  // absent: all of the scene's
-  std::string svg;                    // pattern of SVG files; empty: JSON lines on standard output
-  bool noOutlines = false;            // in the JSON lines
+  FrameChoice frames;
+  std::string svg;          // pattern of SVG files; empty: JSON lines on standard output
+  bool noOutlines = false;  // in the JSON lines
   bool replace = false;
 };
 void Waves(const WavesRequest& request);
@@ -76,7 +77,7 @@ void Waves(const WavesRequest& request);
 struct SheetRequest {
   SceneRequest scene;
   std::filesystem::path output;
-  std::optional<std::string> frames;
+  FrameChoice frames;
   int columns = 4;
   std::int32_t downsample = 0;  // 0: so that a picture is at most 320 pixels wide
   std::string background;       // empty: the scene's own

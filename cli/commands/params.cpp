@@ -80,17 +80,41 @@ ordered_json AsJson(const Entry& entry) {
   return json;
 }
 
+// The names of masks and layers are the scene's.
+std::vector<std::string> ChoicesOf(const stage::ParamInfo& info, const stage::Scene* scene) {
+  if (info.Type() == ORV_PARAM_CHECKBOX) return {"true", "false"};
+  if (info.Type() != ORV_PARAM_LAYER && info.Type() != ORV_PARAM_PATH) return info.choices;
+  std::vector<std::string> names{"null"};
+  if (scene == nullptr) return names;
+  for (const stage::Media& layer : scene->layers) {
+    if (info.Type() == ORV_PARAM_LAYER) names.push_back(layer.name);
+  }
+  for (const stage::Mask& mask : scene->masks) {
+    if (info.Type() == ORV_PARAM_PATH && !mask.name.empty()) names.push_back(mask.name);
+  }
+  return names;
+}
+
+void PrintAssignments(const stage::ParamCatalog& catalog, const stage::Scene* scene) {
+  for (const stage::ParamInfo& info : catalog.Params()) {
+    if (!info.BearsValue()) continue;
+    Print("{}=\n", info.name);
+    for (const std::string& choice : ChoicesOf(info, scene)) Print("{}={}\n", info.name, choice);
+  }
+}
+
 }  // namespace
 
 void Params(const ParamsRequest& request) {
   stage::EffectModule module(stage::LoadEffect(ModuleFile(request.scene.module)));
-  std::vector<Entry> entries;
-  if (request.scene.file.empty()) {
-    entries = RegisteredEntries(module.Catalog());
-  } else {
-    const stage::Scene scene = ReadSceneOf(request.scene, module.Catalog());
-    entries = ShownEntries(module, scene, request.seconds);
+  std::optional<stage::Scene> scene;
+  if (!request.scene.file.empty()) scene = ReadSceneOf(request.scene, module.Catalog());
+  if (request.asAssignments) {
+    PrintAssignments(module.Catalog(), scene ? &*scene : nullptr);
+    module.SetDown();
+    return;
   }
+  const auto entries = scene ? ShownEntries(module, *scene, request.seconds) : RegisteredEntries(module.Catalog());
   if (request.asJson) {
     ordered_json list = ordered_json::array();
     for (const Entry& entry : entries) list.push_back(AsJson(entry));

@@ -129,8 +129,7 @@ Plan MakePlan(const RenderRequest& request) {
   plan.scene = stage::ReadSceneText(text.text, text.file, module.Catalog(), request.scene.options);
   ReplaceBackground(request.background, plan.scene);
   const stage::Scene& scene = plan.scene;
-  const auto asked =
-      request.frames ? ParseFrameList(*request.frames, scene.time.frameCount) : AllFrames(scene.time.frameCount);
+  const auto asked = ChosenFrames(request.frames, scene.time);
   plan.output = ParseOutput(request.output, asked);
   RefuseImpossibleSettings(request, plan.output);
   plan.form = {stage::CellsOf(scene.width, request.downsample), stage::CellsOf(scene.height, request.downsample),

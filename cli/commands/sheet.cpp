@@ -24,16 +24,15 @@
 namespace orvandel::cli {
 namespace {
 
-constexpr std::int32_t kUsualCount = 12, kUsualWidth = 320;
+constexpr std::size_t kUsualCount = 12;
+constexpr std::int32_t kUsualWidth = 320;
 
-// Spread over the scene, the first and the last among them.
-std::vector<std::int32_t> UsualFrames(std::int32_t frameCount) {
-  const std::int32_t count = std::min(frameCount, kUsualCount);
+// What the list says; else a few spread over the time asked for, the first and the last among them.
+std::vector<std::int32_t> FramesOf(const FrameChoice& choice, const stage::Timebase& time) {
+  const std::vector<std::int32_t> all = ChosenFrames(choice, time);
+  if (choice.list || all.size() <= kUsualCount) return all;
   std::vector<std::int32_t> frames;
-  frames.reserve(static_cast<std::size_t>(count));
-  for (std::int32_t i = 0; i < count; ++i) {
-    frames.push_back(count == 1 ? 0 : static_cast<std::int32_t>(std::int64_t{i} * (frameCount - 1) / (count - 1)));
-  }
+  for (std::size_t i = 0; i < kUsualCount; ++i) frames.push_back(all[i * (all.size() - 1) / (kUsualCount - 1)]);
   return frames;
 }
 
@@ -47,8 +46,7 @@ Output OutputOf(const SheetRequest& request) {
 }
 
 void DrawSheet(const SheetRequest& request, stage::EffectModule& module, const stage::Scene& scene) {
-  const auto frames =
-      request.frames ? ParseFrameList(*request.frames, scene.time.frameCount) : UsualFrames(scene.time.frameCount);
+  const auto frames = FramesOf(request.frames, scene.time);
   RefuseTooManyWaves(scene, CountWaves(scene, module.Catalog(), frames), request.scene.maxWaves);
   stage::RenderOptions options;
   options.downsample = request.downsample > 0 ? request.downsample : (scene.width + kUsualWidth - 1) / kUsualWidth;

@@ -138,8 +138,7 @@ void Waves(const WavesRequest& request) {
   stage::EffectModule module(stage::LoadEffect(ModuleFile(request.scene.module)));
   const stage::ParamCatalog& catalog = module.Catalog();
   const stage::Scene scene = ReadSceneOf(request.scene, catalog);
-  const auto frames = request.frames ? WithoutRepeats(ParseFrameList(*request.frames, scene.time.frameCount))
-                                     : AllFrames(scene.time.frameCount);
+  const auto frames = WithoutRepeats(ChosenFrames(request.frames, scene.time));
   RefuseTooManyWaves(scene, CountWaves(scene, catalog, frames), request.scene.maxWaves);
   std::optional<SvgFiles> files;
   if (!request.svg.empty()) files.emplace(request, frames);

@@ -79,8 +79,9 @@ TEST_F(Commands, ManualAndCompletionsKnowEveryOption) {
 TEST_F(Commands, BashCompletes) {
   WriteFile(In("completion"), RunProgram({"completions", "bash"}).output);
   const auto complete = [&](const std::string& words, int count) {
-    WriteFile(In("try"), "source " + In("completion") + "\nCOMP_WORDS=(" + words + ")\nCOMP_CWORD=" +
-                             std::to_string(count) + "\n_orvandel\nprintf '%s ' \"${COMPREPLY[@]}\"\n");
+    WriteFile(In("try"), "source " + In("completion") + "\nCOMP_WORDS=(" + words +
+                             ")\nCOMP_CWORD=" + std::to_string(count) +
+                             "\n_orvandel " ORVANDEL_PROGRAM "\nprintf '%s ' \"${COMPREPLY[@]}\"\n");
     EXPECT_EQ(std::system(("bash " + In("try") + " > " + In("answer")).c_str()), 0);
     return ReadFile(In("answer"));
   };
@@ -88,6 +89,13 @@ TEST_F(Commands, BashCompletes) {
   EXPECT_EQ(complete("orvandel render --quality ''", 3), "full draft ");
   EXPECT_EQ(complete("orvandel render --max", 2), "--max-memory --max-frame-seconds --max-waves ");
   EXPECT_EQ(complete("orvandel completions ''", 2), "bash zsh fish ");
+  // The equals sign is a word; quotes and backslashes stay as they were typed.
+  EXPECT_EQ(complete("orvandel render --set Wave", 3), "Wave\\ Type= ");
+  EXPECT_EQ(complete(R"(orvandel render --set 'Wave\ Type' =)", 4), "Polygon Image\\ Contours Mask ");
+  EXPECT_EQ(complete(R"(orvandel render --set 'Wave\ Type' = I)", 5), "Image\\ Contours ");
+  EXPECT_EQ(complete(R"(orvandel render --set "'Wave Type=I")", 3), "Wave Type=Image Contours ");
+  const std::string scene = Scene(R"("masks": {"ring": {"d": "M 1 1 L 9 1 L 9 9 Z"}})");
+  EXPECT_EQ(complete("orvandel render " + scene + " --set Mask = r", 6), "ring ");
 }
 
 TEST_F(Commands, EveryPresetStartsAScene) {

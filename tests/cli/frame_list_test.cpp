@@ -44,6 +44,28 @@ TEST(FrameList, RefusesWithWhatIsAllowed) {
   EXPECT_THAT(ErrorOf("1-3x0", 10), HasSubstr("step of 0"));
 }
 
+// The first frame of the second part is the first whose time is not before the cut.
+TEST(FrameList, PartsCutAtAnyTimeMakeTheWhole) {
+  std::mt19937 random(4);
+  for (const stage::Rational rate : {stage::Rational{25, 1}, stage::Rational{30000, 1001}, stage::Rational{1, 7}}) {
+    stage::Timebase time = stage::TimebaseOfRate(rate);
+    stage::SetDuration(time, {42, 1});
+    for (int round = 0; round < 300; ++round) {
+      const std::int64_t under = random() % 40 + 1, over = static_cast<std::int64_t>(random()) % (42 * under);
+      const std::string cut = std::to_string(over) + "/" + std::to_string(under);
+      std::vector<std::int32_t> frames;
+      std::int32_t first = 0;
+      while (first * rate.den * under < over * rate.num) ++first;
+      if (first > 0) frames = ChosenFrames({{}, {}, cut}, time);
+      ASSERT_EQ(frames.size(), static_cast<std::size_t>(first)) << cut;
+      if (first == time.frameCount) continue;
+      const auto rest = ChosenFrames({{}, cut, {}}, time);
+      frames.insert(frames.end(), rest.begin(), rest.end());
+      ASSERT_EQ(frames, AllFrames(time.frameCount)) << cut;
+    }
+  }
+}
+
 // Whatever is typed, the answer is a refusal or frames of the scene.
 TEST(FrameList, AnyTextIsRefusedOrInRange) {
   const std::string alphabet = "0123456789-x., ";
