@@ -38,8 +38,8 @@ Output:
                   Films carry the scene's sound, where their format can, unless --no-sound is given.
   -               raw frames on standard output: bytes red, green, blue, alpha, straight alpha, no header
   Files appear under their names only when they are complete. Existing files are kept unless --overwrite is given;
-  --resume renders only the pictures that are missing, provided that the scene and the settings are still those
-  recorded beside the pictures. A film cannot be resumed.
+  --resume renders only the pictures that are missing, provided that the scene, its files and the settings are still
+  those recorded beside the pictures; a longer duration is fine. A film cannot be resumed.
 
 Jobs:
   --jobs N renders with N processes; the result is the same, byte for byte, for any N.

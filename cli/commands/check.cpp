@@ -16,13 +16,12 @@
 #include "cli/failure.h"
 #include "cli/frame_list.h"
 #include "cli/interrupt.h"
+#include "cli/media_use.h"
 #include "cli/module_file.h"
-#include "cli/render/background_option.h"
 #include "cli/render/film_sound.h"
 #include "cli/render/memory_need.h"
 #include "cli/scene_input.h"
 #include "cli/waves/wave_count.h"
-#include "orvandel/params.h"
 #include "stage/base/errors.h"
 #include "stage/media/media_in.h"
 #include "stage/media/sequence_rules.h"
@@ -135,22 +134,6 @@ std::string MediumFault(const stage::Media& medium, const stage::Scene& scene) {
   return {};
 }
 
-bool IsUsed(std::size_t layer, const stage::Scene& scene, const stage::ParamCatalog& catalog) {
-  const auto uses = [&](const stage::Track& track) {
-    return std::any_of(track.keys.begin(), track.keys.end(), [&](const stage::Key& key) {
-      const auto* choice = std::get_if<stage::Choice>(&key.value);
-      return choice != nullptr && choice->index == static_cast<std::int32_t>(layer) + 1;
-    });
-  };
-  for (const stage::ParamInfo& info : catalog.Params()) {
-    if (info.Type() != ORV_PARAM_LAYER) continue;
-    for (const stage::Emitter& emitter : scene.emitters) {
-      if (uses(emitter.tracks[static_cast<std::size_t>(info.hostIndex)])) return true;
-    }
-  }
-  return false;
-}
-
 void LookAtSound(const stage::Scene& scene, Findings& findings) {
   try {
     const SoundChoice choice = ChooseSound(scene, scene.background.medium, {0});
@@ -179,7 +162,7 @@ void LookAtMedia(const stage::Scene& scene, const stage::ParamCatalog& catalog, 
   for (std::size_t i = 0; i < scene.layers.size(); ++i) {
     std::string fault = MediumFault(scene.layers[i], scene);
     if (fault.empty()) continue;
-    if (IsUsed(i, scene, catalog)) {
+    if (IsLayerUsed(i, scene, catalog)) {
       findings.AddError(std::move(fault));
     } else {
       findings.warnings.push_back(fault + " (no parameter uses this layer)");

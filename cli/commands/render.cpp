@@ -17,12 +17,14 @@
 #include "cli/console.h"
 #include "cli/frame_list.h"
 #include "cli/interrupt.h"
+#include "cli/media_use.h"
 #include "cli/module_file.h"
 #include "cli/render/background_option.h"
 #include "cli/render/film_sound.h"
 #include "cli/render/memory_need.h"
 #include "cli/render/ordered_sink.h"
 #include "cli/render/render_record.h"
+#include "cli/render/scene_hash.h"
 #include "cli/render/scene_work.h"
 #include "cli/scene_input.h"
 #include "cli/text_table.h"
@@ -59,14 +61,13 @@ int JobsFor(const RenderRequest& request, std::size_t frames) {
   return static_cast<int>(std::min<std::size_t>(static_cast<std::size_t>(jobs), frames));
 }
 
-RenderRun RunOf(const RenderRequest& request, const std::string& sceneText, const stage::Scene& scene) {
-  const stage::ReadOptions& read = request.scene.options;
-  std::vector<std::string> options = read.sets;
-  for (const std::string* option : {&read.size, &read.frameRate, &read.duration}) options.push_back(*option);
+RenderRun RunOf(const RenderRequest& request, const std::string& sceneText, const stage::Scene& scene,
+                const stage::EffectModule& module) {
   std::string settings = fmt::format("--quality {} --downsample {} --depth {}", request.highQuality ? "full" : "draft",
                                      request.downsample, request.depth);
   if (!request.background.empty()) settings += " --background " + request.background;
-  return {SceneHash(sceneText, scene, options), settings + ", orvandel " ORVANDEL_VERSION};
+  settings += fmt::format(", orvandel {}, effect {:#x}", ORVANDEL_VERSION, module.GetIdentity().effectVersion);
+  return {SceneHash(sceneText, scene, request.scene.options), settings, PartHashes(scene, module.Catalog())};
 }
 
 void RefuseImpossibleSettings(const RenderRequest& request, const Output& output) {
@@ -135,7 +136,7 @@ Plan MakePlan(const RenderRequest& request) {
   plan.form = {stage::CellsOf(scene.width, request.downsample), stage::CellsOf(scene.height, request.downsample),
                request.depth};
   if (plan.output.kind == OutputKind::kFilm) RefuseImpossibleFilm(scene, plan.form);
-  plan.run = RunOf(request, text.text, scene);
+  if (RenderRecord::IsKeptFor(plan.output)) plan.run = RunOf(request, text.text, scene, module);
   if (request.existing == Existing::kKeep) RenderRecord(plan.output).RefuseOther(plan.run);
   const auto frames = plan.output.IsOrdered() ? asked : WithoutRepeats(asked);
   plan.frames = FramesLeft(plan.output, frames, request.existing, plan.form);

@@ -9,6 +9,7 @@
 #include "cli/failure.h"
 #include "cli/frame_list.h"
 #include "cli/interrupt.h"
+#include "cli/media_use.h"
 #include "cli/module_file.h"
 #include "cli/render/background_option.h"
 #include "cli/render/output.h"

@@ -2,11 +2,8 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
-
 #include "stage/base/color_text.h"
 #include "stage/base/errors.h"
-#include "stage/media/sequence_rules.h"
 #include "stage/scene/scene_limits.h"
 
 namespace orvandel::cli {
@@ -26,18 +23,6 @@ void ReplaceBackground(std::string_view text, stage::Scene& scene) {
   } else {
     scene.background.medium = stage::Media{"background", std::filesystem::path(text), {0, 1}, "--background"};
   }
-}
-
-std::string NoteOfUnseen(const stage::Scene& scene, const stage::ParamCatalog& catalog) {
-  if (!scene.input) return {};
-  const auto& behind = scene.background.medium;
-  if (behind && behind->file == scene.input->file) return {};
-  const auto traces = [&](const stage::Emitter& emitter) { return stage::TracesInput(scene, emitter, catalog); };
-  if (std::any_of(scene.emitters.begin(), scene.emitters.end(), traces)) return {};
-  return fmt::format(
-      "\"input\" ({}) is not seen: the effect draws its waves alone, and no effect traces it; "
-      "\"background\": \"input\" shows it behind them",
-      scene.input->file.filename().string());
 }
 
 std::string BackgroundText(const stage::Scene& scene) {

@@ -9,59 +9,41 @@
 
 #include "stage/base/errors.h"
 #include "stage/base/partial_file.h"
-#include "stage/scene/json_tree.h"
 
 namespace orvandel::cli {
 namespace {
 
 using nlohmann::ordered_json;
 
-// FNV-1a, twice 64 bits: enough to distinguish scenes, no protection against forgery.
-class Hash {
- public:
-  void Add(std::string_view bytes) {
-    for (const char c : bytes) AddByte(static_cast<unsigned char>(c));
-    AddByte(bytes.size() & 0xFFu);  // so that moving a letter to the neighbour changes the hash
-  }
-  std::string Text() const { return fmt::format("{:016x}{:016x}", first_, second_); }
+constexpr int kFormat = 2;  // records of other formats tell nothing
 
- private:
-  void AddByte(std::uint64_t byte) {
-    constexpr std::uint64_t kPrime = 0x100000001B3;
-    first_ = (first_ ^ byte) * kPrime;
-    second_ = (second_ ^ (byte + 0x55)) * kPrime;
+RunParts PartsIn(const ordered_json& json) {
+  RunParts parts;
+  if (!json.is_object()) return parts;
+  for (const auto& [name, value] : json.items()) {
+    if (value.is_string()) parts.emplace(name, value.get<std::string>());
   }
-  std::uint64_t first_ = 0xCBF29CE484222325, second_ = 0x9AE16A3B2F90404F;
-};
-
-void AddTree(Hash& hash, const stage::JsonNode& node) {
-  hash.Add(fmt::format("{} {} {}", static_cast<int>(node.kind), node.truth, node.items.size()));
-  hash.Add(node.text);
-  for (const std::string& key : node.keys) hash.Add(key);
-  for (const stage::JsonNode& item : node.items) AddTree(hash, item);
+  return parts;
 }
 
-void AddMedium(Hash& hash, const std::filesystem::path& file) {
-  std::error_code none;
-  hash.Add(file.string());
-  hash.Add(fmt::format("{}", std::filesystem::file_size(file, none)));
-  hash.Add(fmt::format("{}", std::filesystem::last_write_time(file, none).time_since_epoch().count()));
+std::string DifferenceOf(const RenderRun& other, const RenderRun& run) {
+  if (other.settings != run.settings) return fmt::format("other settings ({}; now {})", other.settings, run.settings);
+  if (other.scene != run.scene) return "another scene than the one given, or of an earlier state of it";
+  for (const auto& [name, hash] : run.parts) {
+    const auto found = other.parts.find(name);
+    if (found == other.parts.end() || found->second != hash) return fmt::format("another state of {}", name);
+  }
+  return "other files";
 }
 
 }  // namespace
 
-std::string SceneHash(const std::string& sceneText, const stage::Scene& scene,
-                      const std::vector<std::string>& options) {
-  Hash hash;
-  AddTree(hash, stage::ParseJson(sceneText, scene.file.string()));
-  for (const std::string& option : options) hash.Add(option);
-  if (scene.input) AddMedium(hash, scene.input->file);
-  for (const stage::Media& layer : scene.layers) AddMedium(hash, layer.file);
-  return hash.Text();
+bool RenderRecord::IsKeptFor(const Output& output) {
+  return output.kind == OutputKind::kPictures && output.pattern.HasNumber();
 }
 
 RenderRecord::RenderRecord(const Output& output) : name_(output.pattern.Text()) {
-  if (output.kind != OutputKind::kPictures || !output.pattern.HasNumber()) return;
+  if (!IsKeptFor(output)) return;
   const std::filesystem::path pictures(name_);
   file_ = pictures.parent_path() / fmt::format(".{}.scene", stage::ShortStem(pictures.filename().string()));
 }
@@ -72,12 +54,11 @@ std::vector<RenderRun> RenderRecord::Runs() const {
   text << stream.rdbuf();
   const auto json = ordered_json::parse(text.str(), nullptr, false);
   std::vector<RenderRun> runs;
-  if (!json.is_object() || !json.contains("runs") || !json["runs"].is_array()) return runs;
+  if (!json.is_object() || json.value("format", 0) != kFormat || !json.contains("runs")) return runs;
   for (const auto& run : json["runs"]) {
-    const auto word = [&](const char* key) {
-      return run.is_object() && run.contains(key) && run[key].is_string() ? run[key].get<std::string>() : "";
-    };
-    runs.push_back({word("scene"), word("settings")});
+    const RunParts words = PartsIn(run);
+    const auto word = [&](const char* key) { return words.contains(key) ? words.at(key) : std::string(); };
+    runs.push_back({word("scene"), word("settings"), PartsIn(run.value("parts", ordered_json::object()))});
   }
   return runs;
 }
@@ -86,11 +67,8 @@ void RenderRecord::RefuseOther(const RenderRun& run) const {
   if (file_.empty()) return;
   for (const RenderRun& other : Runs()) {
     if (other == run) continue;
-    const std::string difference = other.scene != run.scene
-                                       ? std::string("another scene than the one given, or of an earlier state of it")
-                                       : fmt::format("other settings ({}; now {})", other.settings, run.settings);
     throw stage::InputError(fmt::format("--resume: the pictures of '{}' are of {}; choose another name, or --overwrite",
-                                        name_, difference));
+                                        name_, DifferenceOf(other, run)));
   }
 }
 
@@ -99,9 +77,11 @@ void RenderRecord::Enter(const RenderRun& run, bool replacesAll) const {
   std::vector<RenderRun> runs = replacesAll ? std::vector<RenderRun>{} : Runs();
   if (std::find(runs.begin(), runs.end(), run) == runs.end()) runs.push_back(run);
   ordered_json list = ordered_json::array();
-  for (const RenderRun& each : runs) list.push_back({{"scene", each.scene}, {"settings", each.settings}});
+  for (const RenderRun& each : runs) {
+    list.push_back({{"scene", each.scene}, {"settings", each.settings}, {"parts", each.parts}});
+  }
   const std::string text = ordered_json{{"about", "what these pictures were rendered from, for orvandel --resume"},
-                                        {"format", 1},
+                                        {"format", kFormat},
                                         {"runs", std::move(list)}}
                                .dump(2) +
                            "\n";

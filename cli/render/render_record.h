@@ -2,26 +2,27 @@
 // put frames of two different scenes side by side.
 #pragma once
 
-#include <cstdint>
+#include <filesystem>
+#include <map>
 #include <string>
 #include <vector>
 
 #include "cli/render/output.h"
-#include "stage/scene/scene.h"
 
 namespace orvandel::cli {
 
+using RunParts = std::map<std::string, std::string>;  // hashes by what a person would call the part
+
 struct RenderRun {
-  std::string scene;     // a hash of the scene's values, of what the command line puts in their place, and of its media
+  std::string scene;     // a hash of the scene's values, and of what the command line puts in their place
   std::string settings;  // the options that change pictures, as a person would write them, and the program's version
+  RunParts parts;        // what the scene takes from other files
   bool operator==(const RenderRun&) const = default;
 };
 
-// Comments and blanks of `sceneText` do not count; of the media, size and time of change do.
-std::string SceneHash(const std::string& sceneText, const stage::Scene& scene, const std::vector<std::string>& options);
-
 class RenderRecord {
  public:
+  static bool IsKeptFor(const Output& output);
   // Only numbered pictures have one; for other outputs nothing is read or written.
   explicit RenderRecord(const Output& output);
 

@@ -6,6 +6,7 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <nlohmann/json.hpp>
 #include <random>
 #include <sstream>
@@ -120,11 +121,59 @@ TEST_F(Jobs, AResumedRunIsTheWholeOne) {
   EXPECT_EQ(other.exitCode, 2);
   EXPECT_THAT(other.error, HasSubstr("are of other settings (--quality full --downsample 1 "));
   EXPECT_EQ(Render("out/f.png", {"--resume", "--set", "Sides=6"}).exitCode, 2);
-  WriteFile(Scene(), "// a comment changes nothing\n" + std::string(kScene));
-  EXPECT_EQ(Render("out/f.png", {"--resume"}).exitCode, 0);
   std::filesystem::remove(folder_ / "out/.f.####.png.scene");  // pictures of an unknown scene: their size must do
   EXPECT_THAT(Render("out/f.png", {"--resume", "--downsample", "2"}).error,
               HasSubstr("f.0000.png' is a picture of 96 x 54 with 8 bits a channel, not of 48 x 27"));
+}
+
+// Whatever pictures are made of ends a resumed run when it has changed, and nothing else does.
+TEST_F(Jobs, ResumeKnowsWhatPicturesAreMadeOf) {
+  const std::filesystem::path media = std::filesystem::path(ORVANDEL_SOURCES) / "examples/scenes/media";
+  const std::string logo = ReadFile(media / "logo.png"), other = logo + "x";
+  const auto start = [&] {
+    for (const char* name : {"plate.png", "traced.png", "unused.png"}) WriteFile(folder_ / name, logo);
+    WriteFile(folder_ / "mask.svg", R"(<svg xmlns="http://www.w3.org/2000/svg"><rect width="30" height="20"/></svg>)");
+    std::filesystem::copy_file(media / "heartbeat.wav", folder_ / "beat.wav",
+                               std::filesystem::copy_options::overwrite_existing);
+    WriteFile(Scene(), R"({ "version": 1, "width": 64, "height": 36, "frameRate": 30, "duration": 1,
+      "input": "plate.png", "background": "input", "layers": { "a": "traced.png", "b": "unused.png" },
+      "masks": { "m": { "file": "mask.svg" } }, "effects": [
+      { "parameters": { "Wave Type": 2, "Source Layer": "a", "Sides": 5 } }, { "parameters": { "Wave Type": "Mask",
+      "Start Width": { "audio": { "file": "beat.wav", "min": 1, "max": 9 } } } } ] })");
+  };
+  const auto append = [&](const std::string& name, const std::string& more) {
+    WriteFile(folder_ / name, ReadFile(folder_ / name) + more);
+  };
+  const auto scene = [&](const std::string& from, const std::string& to) {
+    std::string text = ReadFile(Scene());
+    WriteFile(Scene(), text.replace(text.find(from), from.size(), to));
+  };
+  start();
+  ASSERT_EQ(Render("out/f.####.png", {"--frames", "9"}).exitCode, 0);
+  const std::vector<std::tuple<std::function<void()>, Arguments, std::string>> changes{
+      {[&] { WriteFile(folder_ / "plate.png", other); }, {}, "another state of plate.png"},
+      {[&] { WriteFile(folder_ / "traced.png", other); }, {}, "another state of traced.png"},
+      {[&] { append("beat.wav", "x"); }, {}, "another state of beat.wav"},
+      {[&] { WriteFile(folder_ / "mask.svg", "<svg><circle r='9'/></svg>"); }, {}, "another state of the masks"},
+      {[&] { scene("\"Sides\": 5", "\"Sides\": 6"); }, {}, "another scene"},
+      {[&] {}, {"--set", "Sides=5"}, "another scene"},
+      {[&] {}, {"--size", "64x36"}, "another scene"},
+      {[&] {}, {"--quality", "draft"}, "other settings"},
+      {[&] {}, {"--background", "none"}, "other settings"},
+      {[&] { WriteFile(folder_ / "unused.png", other); }, {}, ""},
+      {[&] { append("mask.svg", "<!-- the same shapes -->"); }, {}, ""},
+      {[&] { append("scene.json", "// a comment"); }, {}, ""},
+      {[&] { scene("\"duration\": 1", "\"duration\": 2, \"sound\": \"beat.wav\""); }, {}, ""},
+      {[&] {}, {"--duration", "3", "--jobs", "2"}, ""}};
+  for (const auto& [change, options, told] : changes) {
+    change();
+    Arguments arguments{"--resume", "--frames", "9,10"};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    const Outcome outcome = Render("out/f.####.png", arguments);
+    EXPECT_EQ(outcome.exitCode, told.empty() ? 0 : 2) << told << outcome.error;
+    EXPECT_THAT(outcome.error, HasSubstr(told));
+    start();
+  }
 }
 
 std::vector<pid_t> ChildrenOf(pid_t process) {

@@ -1,0 +1,162 @@
+#include "cli/render/scene_hash.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <fstream>
+#include <utility>
+#include <variant>
+
+#include "cli/media_use.h"
+#include "stage/scene/json_tree.h"
+#include "stage/scene/sequence_name.h"
+
+namespace orvandel::cli {
+namespace {
+
+// FNV-1a over eight bytes at a time, twice 64 bits.
+class Hash {
+ public:
+  void Add(std::string_view bytes) {
+    AddBytes(bytes.data(), bytes.size());
+    AddWord(bytes.size());  // so that moving a letter to the neighbour changes the hash
+  }
+  void Add(double number) { AddBytes(&number, sizeof number); }
+  void AddBytes(const void* bytes, std::size_t size) {
+    const auto* at = static_cast<const char*>(bytes);
+    for (; size > 0; at += std::min<std::size_t>(size, 8), size -= std::min<std::size_t>(size, 8)) {
+      std::uint64_t word = 0;
+      std::memcpy(&word, at, std::min<std::size_t>(size, 8));
+      AddWord(word);
+    }
+  }
+  std::string Text() const { return fmt::format("{:016x}{:016x}", first_, second_); }
+
+ private:
+  void AddWord(std::uint64_t word) {
+    constexpr std::uint64_t kPrime = 0x9E3779B97F4A7C15;
+    first_ = (first_ ^ word) * kPrime;
+    first_ ^= first_ >> 29;  // the high bytes of a word reach the low ones of the next
+    second_ = (second_ ^ (word + 0x55)) * kPrime;
+    second_ ^= second_ >> 31;
+  }
+  std::uint64_t first_ = 0xCBF29CE484222325, second_ = 0x9AE16A3B2F90404F;
+};
+
+void AddTree(Hash& hash, const stage::JsonNode& node) {
+  hash.Add(fmt::format("{} {} {}", static_cast<int>(node.kind), node.truth, node.items.size()));
+  hash.Add(node.text);
+  for (const std::string& key : node.keys) hash.Add(key);
+  for (const stage::JsonNode& item : node.items) AddTree(hash, item);
+}
+
+template <typename Source, typename Work>
+void ForEachSource(const stage::Scene& scene, const Work& work) {
+  for (const stage::Emitter& emitter : scene.emitters) {
+    for (const stage::Track& track : emitter.tracks) {
+      for (const stage::NumberSource& source : track.sources) {
+        if (const auto* found = std::get_if<Source>(&source)) work(*found);
+      }
+    }
+  }
+}
+
+// Loops begin anew with it, and formulas may ask for it.
+bool GoesByDuration(const stage::Scene& scene) {
+  bool goes = scene.time.loop != 0;
+  ForEachSource<stage::ExpressionSource>(scene, [&](const stage::ExpressionSource&) { goes = true; });
+  return goes;
+}
+
+std::string MasksHash(const stage::Scene& scene) {
+  Hash hash;
+  for (const stage::Mask& mask : scene.masks) {
+    for (const stage::MaskKey& key : mask.keys) {
+      hash.Add(fmt::format("{} {} {}", key.time, key.path.closed, key.path.segments.size()));
+      for (const stage::Cubic& cubic : key.path.segments) {
+        for (const stage::PointValue& point : {cubic.p0, cubic.c1, cubic.c2, cubic.p3}) {
+          hash.Add(point.x);
+          hash.Add(point.y);
+        }
+      }
+    }
+  }
+  return hash.Text();
+}
+
+class FileHashes {
+ public:
+  explicit FileHashes(std::filesystem::path folder) : folder_(std::move(folder)) {}
+
+  // One file, or the pictures of a numbered sequence.
+  void Add(const std::filesystem::path& file) {
+    // From another folder the same scene has other names in front of its files.
+    const std::filesystem::path within = file.lexically_relative(folder_);
+    std::string& text = hashes_[(within.empty() ? file : within).string()];
+    if (!text.empty()) return;
+    Hash hash;
+    if (const auto sequence = stage::ParseSequenceName(file)) {
+      for (const std::int64_t number : sequence->Existing()) AddOne(sequence->FileOf(number), hash);
+    } else {
+      AddOne(file, hash);
+    }
+    text = hash.Text();
+  }
+  std::map<std::string, std::string> Take() { return std::move(hashes_); }
+
+ private:
+  void AddOne(const std::filesystem::path& file, Hash& hash) {
+    std::error_code none;
+    const std::uintmax_t size = std::filesystem::file_size(file, none);
+    hash.Add(fmt::format("{}", size));
+    if (size > contentLeft_) {
+      hash.Add(fmt::format("{}", std::filesystem::last_write_time(file, none).time_since_epoch().count()));
+      return;
+    }
+    contentLeft_ -= size;
+    std::ifstream stream(file, std::ios::binary);
+    std::vector<char> block(std::size_t{1} << 16);
+    while (stream.read(block.data(), static_cast<std::streamsize>(block.size())), stream.gcount() > 0) {
+      hash.AddBytes(block.data(), static_cast<std::size_t>(stream.gcount()));
+    }
+  }
+
+  std::filesystem::path folder_;  // of the scene
+  std::uintmax_t contentLeft_ = 256'000'000;
+  std::map<std::string, std::string> hashes_;
+};
+
+}  // namespace
+
+std::string SceneHash(const std::string& sceneText, const stage::Scene& scene, const stage::ReadOptions& options) {
+  const stage::JsonNode tree = stage::ParseJson(sceneText, scene.file.string());
+  const bool goesByDuration = GoesByDuration(scene);
+  Hash hash;
+  for (std::size_t i = 0; i < tree.keys.size(); ++i) {
+    const std::string& key = tree.keys[i];
+    if (key == "$schema" || key == "sound" || (key == "duration" && !goesByDuration)) continue;
+    hash.Add(key);
+    AddTree(hash, tree.items[i]);
+  }
+  for (const std::string& option : options.sets) hash.Add(option);
+  for (const std::string* option : {&options.size, &options.frameRate}) hash.Add(*option);
+  if (goesByDuration) hash.Add(options.duration);
+  return hash.Text();
+}
+
+std::map<std::string, std::string> PartHashes(const stage::Scene& scene, const stage::ParamCatalog& catalog) {
+  FileHashes files(scene.file.parent_path());
+  if (scene.input && NoteOfUnseen(scene, catalog).empty()) files.Add(scene.input->file);
+  if (scene.background.medium) files.Add(scene.background.medium->file);
+  for (std::size_t i = 0; i < scene.layers.size(); ++i) {
+    if (IsLayerUsed(i, scene, catalog)) files.Add(scene.layers[i].file);
+  }
+  ForEachSource<stage::AudioSource>(scene, [&](const stage::AudioSource& audio) { files.Add(audio.file); });
+  auto parts = files.Take();
+  if (!scene.masks.empty()) parts.emplace("the masks", MasksHash(scene));
+  return parts;
+}
+
+}  // namespace orvandel::cli
