@@ -148,7 +148,8 @@ Plan MakePlan(const RenderRequest& request) {
     plan.memory = EstimateMemory(scene, plan.output, plan.form, JobsFor(request, plan.frames.size()));
     RefuseTooMuchMemory(scene, plan.memory, request.maxMemory);
   }
-  if (!scene.background.IsNothing()) stage::Background(scene, request.downsample);
+  if (!scene.background.IsNothing())
+    stage::Background(scene, stage::OutputScale::Downsampled(scene, request.downsample));
   PlanFilm(request, plan);
   PlanSound(request, plan);
   if (std::string note = NoteOfUnseen(scene, module.Catalog()); !note.empty()) plan.notes.push_back(std::move(note));

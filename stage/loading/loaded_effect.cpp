@@ -10,6 +10,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <functional>
 #include <mutex>
 #include <system_error>
 #include <utility>
@@ -37,6 +38,19 @@ class Descriptor {
   int number_;
 };
 
+// Where a module comes from: a file, or bytes that are in memory already.
+using Filling = std::function<bool(int target)>;
+
+bool WriteAll(int target, std::span<const std::uint8_t> bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = write(target, bytes.data(), bytes.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) return false;
+    bytes = bytes.subspan(static_cast<std::size_t>(written));
+  }
+  return true;
+}
+
 bool CopyInto(int target, const std::filesystem::path& file) {
   const Descriptor source(open(file.c_str(), O_RDONLY | O_CLOEXEC));
   struct stat facts = {};
@@ -60,25 +74,30 @@ void* Load(const std::string& name) { return dlopen(name.c_str(), RTLD_NOW | RTL
 
 // The loader tells libraries apart by name before it looks at the file, and the name is the descriptor's number: it
 // stays open as long as the copy.
-Opened LoadFromMemory(const std::filesystem::path& file) {
+Opened LoadFromMemory(const Filling& fill) {
   Opened opened;
   opened.memory = Descriptor(memfd_create("orvandel.so", MFD_CLOEXEC));
-  if (CopyInto(opened.memory.Number(), file)) {
+  if (opened.memory.Number() >= 0 && fill(opened.memory.Number())) {
     opened.library = Load(fmt::format("/proc/self/fd/{}", opened.memory.Number()));
   }
   return opened;
 }
 
 // Where memory may not be executed: a file of its own, which loses its name at once.
-Opened LoadFromTemporaryFile(const std::filesystem::path& file) {
+Opened LoadFromTemporaryFile(const Filling& fill) {
   std::error_code none;
   std::string name = (std::filesystem::temp_directory_path(none) / "orvandel.XXXXXX").string();
   const Descriptor copy(mkostemp(name.data(), O_CLOEXEC));
   Opened opened;
   if (copy.Number() < 0) return opened;
-  if (CopyInto(copy.Number(), file)) opened.library = Load(name);
+  if (fill(copy.Number())) opened.library = Load(name);
   unlink(name.c_str());
   return opened;
+}
+
+Opened LoadCopy(const Filling& fill) {
+  Opened opened = LoadFromMemory(fill);
+  return opened.library != nullptr ? std::move(opened) : LoadFromTemporaryFile(fill);
 }
 
 // A module has one set of module-wide variables, and the loader gives the same one to all who name the same file. Who
@@ -89,30 +108,25 @@ Opened LoadPrivately(const std::filesystem::path& file) {
   void* inUse = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NOLOAD);
   if (inUse == nullptr) return {Load(file.string()), Descriptor()};
   dlclose(inUse);
-  Opened opened = LoadFromMemory(file);
-  return opened.library != nullptr ? std::move(opened) : LoadFromTemporaryFile(file);
+  return LoadCopy([&](int target) { return CopyInto(target, file); });
 }
 
-class Loaded final : public EffectLibrary {
+class Loaded : public EffectLibrary {
  public:
-  explicit Loaded(const std::filesystem::path& file) : file_(file) {
-    std::error_code ignored;
-    // A bare name would be searched for.
-    opened_ = LoadPrivately(std::filesystem::absolute(file, ignored));
+  Loaded(std::string name, Opened opened) : name_(std::move(name)), opened_(std::move(opened)) {
     if (opened_.library != nullptr) return;
     const char* reason = dlerror();
-    throw WorkError(fmt::format("{}: cannot be loaded: {}", Name(), reason == nullptr ? "unknown" : reason));
+    throw WorkError(fmt::format("{}: cannot be loaded: {}", name_, reason == nullptr ? "unknown" : reason));
   }
   ~Loaded() override { dlclose(opened_.library); }
   Loaded(const Loaded&) = delete;
   Loaded& operator=(const Loaded&) = delete;
 
-  std::string Name() const override { return file_.string(); }
+  std::string Name() const override { return name_; }
   OrvPluginDataEntryFunction RegistrationEntry() const override {
     return Find<OrvPluginDataEntryFunction>("PluginDataEntryFunction");
   }
   OrvFilterMain CommandEntry(const std::string& name) const override { return Find<OrvFilterMain>(name.c_str()); }
-  Registration GetRegistration() const override { return ReadRegistration(file_); }
 
  private:
   template <typename Function>
@@ -120,13 +134,41 @@ class Loaded final : public EffectLibrary {
     return reinterpret_cast<Function>(dlsym(opened_.library, name));
   }
 
-  std::filesystem::path file_;
+  std::string name_;
   Opened opened_;
+};
+
+class LoadedFile final : public Loaded {
+ public:
+  // A bare name would be searched for.
+  explicit LoadedFile(const std::filesystem::path& file)
+      : Loaded(file.string(), LoadPrivately(std::filesystem::absolute(file))), file_(file) {}
+  Registration GetRegistration() const override { return ReadRegistration(file_); }
+
+ private:
+  std::filesystem::path file_;
+};
+
+class LoadedBytes final : public Loaded {
+ public:
+  explicit LoadedBytes(std::span<const std::uint8_t> module)
+      : Loaded("the built-in effect", LoadCopy([module](int target) { return WriteAll(target, module); })),
+        module_(module) {}
+  Registration GetRegistration() const override { return ReadRegistration(module_, Name()); }
+
+ private:
+  std::span<const std::uint8_t> module_;
 };
 
 }  // namespace
 
-std::unique_ptr<EffectLibrary> LoadEffect(const std::filesystem::path& file) { return std::make_unique<Loaded>(file); }
+std::unique_ptr<EffectLibrary> LoadEffect(const std::filesystem::path& file) {
+  return std::make_unique<LoadedFile>(file);
+}
+
+std::unique_ptr<EffectLibrary> LoadEffectBytes(std::span<const std::uint8_t> module) {
+  return std::make_unique<LoadedBytes>(module);
+}
 
 std::filesystem::path DefaultModulePath() {
   if (const char* named = std::getenv("ORVANDEL_MODULE"); named != nullptr && *named != '\0') return named;

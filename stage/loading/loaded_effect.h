@@ -1,8 +1,10 @@
 // The effect as a module file.
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <span>
 
 #include "stage/module/effect_library.h"
 
@@ -11,6 +13,9 @@ namespace orvandel::stage {
 // A library of its own each time, whatever else in the process has the file loaded: while it is in use, a private copy.
 // Any thread may call it. Throws WorkError with the file and the reason.
 std::unique_ptr<EffectLibrary> LoadEffect(const std::filesystem::path& file);
+
+// The same from the bytes of a module file, which must stay.
+std::unique_ptr<EffectLibrary> LoadEffectBytes(std::span<const std::uint8_t> module);
 
 // Where the module lies beside the running program: <bin>/../lib/orvandel/orvandel.so, or $ORVANDEL_MODULE.
 std::filesystem::path DefaultModulePath();

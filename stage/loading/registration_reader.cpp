@@ -84,10 +84,18 @@ Bytes FindResource(Bytes section, const char* type, std::uint16_t id) {
 Registration ReadRegistration(const std::filesystem::path& moduleFile) {
   try {
     const std::vector<std::uint8_t> file = ReadWholeFile(moduleFile);
-    const Bytes section = FindSection(file, ORV_RESOURCE_SECTION);
-    return Registration(FindResource(section, ORV_REGISTRATION_TYPE, ORV_REGISTRATION_ID));
+    return ReadRegistration(file, moduleFile.string());
   } catch (const DamagedRegistration& damaged) {
     throw WorkError(moduleFile.string() + ": " + damaged.reason);
+  }
+}
+
+Registration ReadRegistration(std::span<const std::uint8_t> module, const std::string& name) {
+  try {
+    const Bytes section = FindSection(module, ORV_RESOURCE_SECTION);
+    return Registration(FindResource(section, ORV_REGISTRATION_TYPE, ORV_REGISTRATION_ID));
+  } catch (const DamagedRegistration& damaged) {
+    throw WorkError(name + ": " + damaged.reason);
   }
 }
 

@@ -6,7 +6,10 @@
 // Every length in the file is checked against what is there before it is used: the file may be damaged.
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
+#include <span>
+#include <string>
 
 #include "stage/module/registration.h"
 
@@ -14,5 +17,7 @@ namespace orvandel::stage {
 
 // Throws WorkError with the file and what is wrong with it.
 Registration ReadRegistration(const std::filesystem::path& moduleFile);
+// The same from the bytes of a module file; `name` is for complaints.
+Registration ReadRegistration(std::span<const std::uint8_t> module, const std::string& name);
 
 }  // namespace orvandel::stage

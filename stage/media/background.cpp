@@ -96,10 +96,9 @@ Picture16 LayBy(Blend blend, const Picture16& picture, const Behinds& behinds) {
 
 }  // namespace
 
-Background::Background(const Scene& scene, std::int32_t downsample) : scene_(scene) {
+Background::Background(const Scene& scene, const OutputScale& scale) : scene_(scene) {
   if (!scene.background.medium) return;
-  pictures_ = std::make_unique<LayerPictures>(OpenMedia(*scene.background.medium, scene.time), downsample,
-                                              std::pair{scene.width, scene.height});
+  pictures_ = std::make_unique<LayerPictures>(OpenMedia(*scene.background.medium, scene.time), scale, &scene);
 }
 
 Picture Background::PixelsAt(std::int32_t hostTime) {

@@ -15,7 +15,7 @@ class Background {
  public:
   // Of a scene that has one; a medium plays at the scene's times and is stretched to the scene's size. InputError. The
   // scene must outlive it.
-  Background(const Scene& scene, std::int32_t downsample);
+  Background(const Scene& scene, const OutputScale& scale);
 
   // The picture laid over the background that stands at `hostTime`, by the scene's blend and compositing; opaque. The
   // background itself stands over black.

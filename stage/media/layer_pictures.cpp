@@ -1,5 +1,7 @@
 #include "stage/media/layer_pictures.h"
 
+#include <algorithm>
+#include <cmath>
 #include <iterator>
 
 #include "stage/picture/picture_scale.h"
@@ -17,6 +19,7 @@ class TransparentSource final : public MediaSource {
   bool Moves() const override { return false; }
   std::int64_t KeyAt(std::int32_t) override { return 0; }
   Picture Decode(std::int64_t) override { return {width_, height_}; }
+  bool IsScaled() const override { return true; }
 
  private:
   std::int32_t width_, height_;
@@ -24,9 +27,18 @@ class TransparentSource final : public MediaSource {
 
 }  // namespace
 
-LayerPictures::LayerPictures(std::unique_ptr<MediaSource> source, std::int32_t downsample,
-                             std::pair<std::int32_t, std::int32_t> stretchTo)
-    : source_(std::move(source)), downsample_(downsample), stretchTo_(stretchTo), keyAtStart_(source_->KeyAt(0)) {}
+LayerPictures::LayerPictures(std::unique_ptr<MediaSource> source, const OutputScale& scale, const Scene* scene)
+    : source_(std::move(source)),
+      scale_(scale),
+      stretchTo_(scene == nullptr ? std::pair{0, 0} : std::pair{scene->width, scene->height}),
+      keyAtStart_(source_->KeyAt(0)) {}
+
+void LayerPictures::Forget() {
+  kept_.clear();
+  byKey_.clear();
+  keptBytes_ = 0;
+  keyAtStart_ = source_->KeyAt(0);
+}
 
 std::shared_ptr<HostImage> LayerPictures::At(std::int32_t hostTime) {
   const std::int64_t key = source_->KeyAt(hostTime);
@@ -44,11 +56,28 @@ std::shared_ptr<HostImage> LayerPictures::At(std::int32_t hostTime) {
 
 std::shared_ptr<HostImage> LayerPictures::Prepare(std::int64_t key) {
   Picture picture = source_->Decode(key);
+  return std::make_shared<HostImage>(source_->IsScaled() ? std::move(picture) : Scaled(std::move(picture)));
+}
+
+// Blocks of pixels where the output is an even part of the scene, as it is rendered smaller to save time; else it is
+// brought to the output's size at once.
+Picture LayerPictures::Scaled(Picture picture) const {
+  const auto stretched = [](Picture from, std::int32_t width, std::int32_t height) {
+    const bool fits = from.width == width && from.height == height;
+    return fits ? std::move(from) : StretchBicubic(from, width, height);
+  };
   const auto [width, height] = stretchTo_;
-  if (width != 0 && (picture.width != width || picture.height != height)) {
-    picture = StretchBicubic(picture, width, height);
+  if (const std::int32_t k = scale_.Blocks(); k != 0) {
+    if (width != 0) picture = stretched(std::move(picture), width, height);
+    return k == 1 ? picture : AverageBlocks(picture, k);
   }
-  return std::make_shared<HostImage>(downsample_ == 1 ? picture : AverageBlocks(picture, downsample_));
+  if (width != 0) return stretched(std::move(picture), scale_.width, scale_.height);
+  const auto side = [](std::int32_t pixels, double factor) {
+    return std::max(1, static_cast<std::int32_t>(std::floor(pixels * factor + 0.5)));
+  };
+  const PixelMap map = scale_.Map();
+  const std::int32_t scaledWidth = side(picture.width, map.x), scaledHeight = side(picture.height, map.y);
+  return stretched(std::move(picture), scaledWidth, scaledHeight);
 }
 
 // The picture at time 0 is compared by the effect before every frame and stays.

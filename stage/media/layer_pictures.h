@@ -10,16 +10,18 @@
 
 #include "stage/media/media_in.h"
 #include "stage/picture/host_image.h"
+#include "stage/scene/output_scale.h"
 
 namespace orvandel::stage {
 
 class LayerPictures {
  public:
-  // `stretchTo`: full-size width and height that every picture is brought to first; (0, 0): its own size.
-  LayerPictures(std::unique_ptr<MediaSource> source, std::int32_t downsample,
-                std::pair<std::int32_t, std::int32_t> stretchTo = {0, 0});
+  // `scene`: what every picture is stretched to first; null: it keeps its own size.
+  LayerPictures(std::unique_ptr<MediaSource> source, const OutputScale& scale, const Scene* scene = nullptr);
 
   bool Moves() const { return source_->Moves(); }
+  // The source may show other pictures than those kept.
+  void Forget();
   // Throws InputError when the medium cannot be read there.
   std::shared_ptr<HostImage> At(std::int32_t hostTime);
 
@@ -32,15 +34,17 @@ class LayerPictures {
   void DropOldest();
 
   std::unique_ptr<MediaSource> source_;
-  std::int32_t downsample_;
-  std::pair<std::int32_t, std::int32_t> stretchTo_;
+  Picture Scaled(Picture picture) const;
+
+  OutputScale scale_;
+  std::pair<std::int32_t, std::int32_t> stretchTo_;  // full-size; (0, 0): the pictures' own
   std::int64_t keyAtStart_;
   std::list<Kept> kept_;  // the most recently asked for first
   std::unordered_map<std::int64_t, std::list<Kept>::iterator> byKey_;
   std::size_t keptBytes_ = 0;
 };
 
-// Fully transparent, for all time.
+// Fully transparent, for all time, of the output's size.
 std::unique_ptr<MediaSource> TransparentMedia(std::int32_t width, std::int32_t height);
 
 }  // namespace orvandel::stage

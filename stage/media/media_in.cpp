@@ -121,6 +121,7 @@ std::unique_ptr<MediaSource> Open(const Media& media, const Timebase& time) {
 }  // namespace
 
 std::unique_ptr<MediaSource> OpenMedia(const Media& media, const Timebase& time) {
+  if (media.open) return media.open();
   return std::make_unique<PlacedSource>(AtPlace(media.place, [&] { return Open(media, time); }), media.place, time);
 }
 

@@ -22,6 +22,8 @@ class MediaSource {
   virtual std::int64_t KeyAt(std::int32_t hostTime) = 0;
   // The picture of a key, at its own size.
   virtual Picture Decode(std::int64_t key) = 0;
+  // Whether it has the output's size already, rather than the medium's own.
+  virtual bool IsScaled() const { return false; }
 };
 
 // A still is shown at all times. A numbered sequence plays at the scene's frame rate from the first number there is;

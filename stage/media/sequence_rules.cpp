@@ -33,6 +33,7 @@ struct Tracks {
     const auto wanted = static_cast<std::int32_t>(choice - info->choices.begin()) + 1;
     const auto isWanted = [&](const Value& value) { return std::get<Choice>(value).index == wanted; };
     const Track& track = *Find(name);
+    if (track.live) return true;  // whatever another program may say next
     if (track.keys.empty()) return isWanted(DefaultValue(*info, scene));
     return std::any_of(track.keys.begin(), track.keys.end(), [&](const Key& key) { return isWanted(key.value); });
   }
@@ -58,7 +59,8 @@ bool TracesInput(const Scene& scene, const Emitter& emitter, const ParamCatalog&
   if (!tracks.Takes("Wave Type", "Image Contours")) return false;
   const Track* source = tracks.Find("Source Layer");
   const auto isInput = [](const Key& key) { return std::get<Choice>(key.value).index == 0; };
-  return source == nullptr || source->keys.empty() || std::any_of(source->keys.begin(), source->keys.end(), isInput);
+  return source == nullptr || source->live || source->keys.empty() ||
+         std::any_of(source->keys.begin(), source->keys.end(), isInput);
 }
 
 }  // namespace orvandel::stage

@@ -6,11 +6,24 @@
 #include "stage/module/host_services.h"
 
 namespace orvandel::stage {
+namespace {
 
-CommandTime CommandTime::Of(const Scene& scene, std::int32_t hostTime, std::int32_t downsample, bool highQuality) {
+OrvRatio RatioOf(const Rational& ratio) {
+  return {static_cast<std::int32_t>(ratio.num), static_cast<std::uint32_t>(ratio.den)};
+}
+
+}  // namespace
+
+CommandTime CommandTime::Of(const Scene& scene, std::int32_t hostTime, const OutputScale& scale, bool highQuality) {
   const std::int32_t duration = scene.time.preroll + scene.time.duration;
-  return {hostTime,     scene.time.timeStep, duration,          scene.time.timeScale, scene.width,
-          scene.height, downsample,          scene.pixelAspect, highQuality};
+  CommandTime when{hostTime, scene.time.timeStep, duration, scene.time.timeScale};
+  when.width = scale.layerWidth;
+  when.height = scale.layerHeight;
+  when.downsampleX = scale.x;
+  when.downsampleY = scale.y;
+  when.pixelAspect = scene.pixelAspect;
+  when.highQuality = highQuality;
+  return when;
 }
 
 OrvInRecord MakeInRecord(HostAnswers& answers, const CommandTime& when, OrvHandle globalData, OrvHandle sequenceData) {
@@ -28,9 +41,9 @@ OrvInRecord MakeInRecord(HostAnswers& answers, const CommandTime& when, OrvHandl
   record.timeScale = when.timeScale;
   record.width = when.width;
   record.height = when.height;
-  record.downsampleX = record.downsampleY = {1, static_cast<std::uint32_t>(when.downsample)};
-  record.pixelAspect = {static_cast<std::int32_t>(when.pixelAspect.num),
-                        static_cast<std::uint32_t>(when.pixelAspect.den)};
+  record.downsampleX = RatioOf(when.downsampleX);
+  record.downsampleY = RatioOf(when.downsampleY);
+  record.pixelAspect = RatioOf(when.pixelAspect);
   record.globalData = globalData;
   record.sequenceData = sequenceData;
   record.services = HostServiceTable();

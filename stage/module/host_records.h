@@ -5,6 +5,7 @@
 
 #include "orvandel/effect.h"
 #include "stage/module/host_answers.h"
+#include "stage/scene/output_scale.h"
 #include "stage/scene/scene.h"
 
 namespace orvandel::stage {
@@ -16,11 +17,11 @@ inline constexpr std::int16_t kHostVersionMajor = 13, kHostVersionMinor = 15;
 struct CommandTime {
   std::int32_t currentTime = 0, timeStep = 1000, duration = 30000, timeScale = 30000;
   std::int32_t width = 1, height = 1;  // of the layer at full size
-  std::int32_t downsample = 1;
+  Rational downsampleX{1, 1}, downsampleY{1, 1};
   Rational pixelAspect{1, 1};
   bool highQuality = true;
 
-  static CommandTime Of(const Scene& scene, std::int32_t hostTime, std::int32_t downsample, bool highQuality);
+  static CommandTime Of(const Scene& scene, std::int32_t hostTime, const OutputScale& scale, bool highQuality);
 };
 
 OrvInRecord MakeInRecord(HostAnswers& answers, const CommandTime& when, OrvHandle globalData, OrvHandle sequenceData);

@@ -36,7 +36,7 @@ OrvPathRef MaskLender::PathAt(std::int32_t place, std::int32_t hostTime) {
   std::shared_ptr<Lent>& lent = paths_[{place, span.key, span.fraction}];
   if (lent == nullptr) {
     lent = std::make_shared<Lent>();
-    lent->path = PathOf(mask, span, factor_);
+    lent->path = PathOf(mask, span, map_);
     lent->segments.resize(lent->path.segments.size());
     keptPoints_ += kPointsOfSegment * lent->segments.size();
   }

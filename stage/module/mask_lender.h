@@ -16,8 +16,8 @@ namespace orvandel::stage {
 
 class MaskLender {
  public:
-  // `factor` is 1/k of the picture's size. The scene must outlive the lender.
-  MaskLender(const Scene& scene, double factor) : scene_(scene), factor_(factor) {}
+  // The scene must outlive the lender.
+  MaskLender(const Scene& scene, const PixelMap& map) : scene_(scene), map_(map) {}
 
   // 0 when the scene has no mask of that place, from 1.
   OrvPathRef PathAt(std::int32_t place, std::int32_t hostTime);
@@ -40,7 +40,7 @@ class MaskLender {
   void Tidy();
 
   const Scene& scene_;
-  double factor_;
+  PixelMap map_;
   std::map<Key, std::shared_ptr<Lent>> paths_;
   std::size_t keptPoints_ = 0;
   std::int64_t lent_ = 0;  // paths and queries

@@ -14,23 +14,29 @@ constexpr std::int32_t kHighestId = 1 << 16;
 
 }  // namespace
 
-ValueTable::ValueTable(const Scene& scene, const Emitter& emitter, const ParamCatalog& catalog, double factor)
-    : scene_(scene), emitter_(emitter), factor_(factor) {
+ValueTable::ValueTable(const Scene& scene, const Emitter& emitter, const ParamCatalog& catalog, const PixelMap& map)
+    : scene_(scene), emitter_(emitter), map_(map) {
   entries_.resize(catalog.Params().size() + 1);
   entries_[0].definition.type = ORV_PARAM_LAYER;
   EnterId(0, 0);
-  const std::int64_t ticks =
-      (std::int64_t{scene.time.preroll} + scene.time.duration) * kTicksPerSecond / scene.time.timeScale;
-  const auto keptCount = static_cast<std::size_t>(std::clamp<std::int64_t>(2 * (ticks + 4), 64, kMostKept));
   for (const ParamInfo& info : catalog.Params()) {
     Entry& entry = entries_[static_cast<std::size_t>(info.hostIndex)];
     entry.info = &info;
     entry.definition = info.definition;
     EnterId(info.definition.id, info.hostIndex);
-    if (!info.BearsValue()) continue;
-    WriteValue(info, ValueAtTime(scene, emitter, info, 0), factor, entry.definition);
-    entry.constant = emitter.tracks[static_cast<std::size_t>(info.hostIndex)].IsConstant();
-    if (!entry.constant) entry.kept.resize(keptCount);
+  }
+  Renew();
+}
+
+void ValueTable::Renew() {
+  const std::int64_t ticks =
+      (std::int64_t{scene_.time.preroll} + scene_.time.duration) * kTicksPerSecond / scene_.time.timeScale;
+  const auto keptCount = static_cast<std::size_t>(std::clamp<std::int64_t>(2 * (ticks + 4), 64, kMostKept));
+  for (Entry& entry : entries_) {
+    if (entry.info == nullptr || !entry.info->BearsValue()) continue;
+    WriteValue(*entry.info, ValueAtTime(scene_, emitter_, *entry.info, 0), map_, entry.definition);
+    entry.constant = emitter_.tracks[static_cast<std::size_t>(entry.info->hostIndex)].IsConstant();
+    entry.kept.assign(entry.constant ? 0 : keptCount, {});
   }
 }
 
@@ -55,7 +61,7 @@ const OrvParamDef& ValueTable::At(std::int32_t hostIndex, std::int32_t hostTime)
   const std::int32_t time = std::max(hostTime, 0);
   Kept& kept = entry.kept[PlaceOf(time) % entry.kept.size()];
   if (kept.time != time) {
-    WriteValue(*entry.info, ValueAtTime(scene_, emitter_, *entry.info, time), factor_, entry.definition);
+    WriteValue(*entry.info, ValueAtTime(scene_, emitter_, *entry.info, time), map_, entry.definition);
     kept = {time, entry.definition.value};
   } else {
     entry.definition.value = kept.value;

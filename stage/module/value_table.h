@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "stage/scene/output_scale.h"
 #include "stage/scene/param_catalog.h"
 #include "stage/scene/scene.h"
 
@@ -14,8 +15,10 @@ namespace orvandel::stage {
 
 class ValueTable {
  public:
-  // `factor` is 1/k of the picture's size. All three references must outlive the table.
-  ValueTable(const Scene& scene, const Emitter& emitter, const ParamCatalog& catalog, double factor);
+  // The first three references must outlive the table.
+  ValueTable(const Scene& scene, const Emitter& emitter, const ParamCatalog& catalog, const PixelMap& map);
+  // The scene has other values than before.
+  void Renew();
 
   std::int32_t Count() const { return static_cast<std::int32_t>(entries_.size()); }  // the input layer included
   // Type, value, name, flags as registered; of a layer without pixels. 0 is the input layer. Valid until the next call.
@@ -41,7 +44,7 @@ class ValueTable {
 
   const Scene& scene_;
   const Emitter& emitter_;
-  double factor_;
+  PixelMap map_;
   std::vector<Entry> entries_;
   std::vector<std::int32_t> indexById_;
 };

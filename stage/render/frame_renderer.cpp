@@ -9,26 +9,24 @@
 #include "stage/media/sequence_rules.h"
 #include "stage/module/module_session.h"
 #include "stage/picture/host_image.h"
-#include "stage/picture/picture_scale.h"
 #include "stage/render/scene_answers.h"
 
 namespace orvandel::stage {
 // A sequence is set up before the first frame and goes on from frame to frame. It ends early after a failure, because
 // only a sequence whose every command succeeded is known to be whole, and after every frame where the scene needs that.
 struct FrameRenderer::Impl {
-  Impl(EffectModule& effect, const Scene& played, std::size_t emitter, RenderOptions renderOptions)
+  Impl(EffectModule& effect, const Scene& played, std::size_t place, RenderOptions renderOptions)
       : module(effect.Internals()),
         scene(played),
         options(std::move(renderOptions)),
-        answers(module, scene, scene.emitters.at(emitter), options.downsample),
-        output(CellsOf(scene.width, options.downsample), CellsOf(scene.height, options.downsample)) {
+        emitter(scene.emitters.at(place)),
+        scale(options.ScaleOf(scene)),
+        answers(module, scene, emitter, scale) {
     answers.shouldStop = options.shouldStop;
     answers.checkImages = options.checkImages;
     answers.onWave = options.onWave;
     answers.maxWaves = options.maxWaves;
-    freshEveryFrame = NeedsFreshSequences(scene, scene.emitters[emitter], module.catalog, [&](std::int32_t place) {
-      return place == 0 ? answers.InputMoves() : answers.LayerMoves(place);
-    });
+    freshEveryFrame = NeedsFresh();
   }
 
   ~Impl() {
@@ -39,9 +37,18 @@ struct FrameRenderer::Impl {
     }
   }
 
-  CommandTime When(std::int32_t hostTime) const {
-    return CommandTime::Of(scene, hostTime, options.downsample, options.highQuality);
+  bool NeedsFresh() {
+    return NeedsFreshSequences(scene, emitter, module.catalog, [&](std::int32_t layer) {
+      return layer == 0 ? answers.InputMoves() : answers.LayerMoves(layer);
+    });
   }
+
+  void SceneChanged() {
+    answers.SceneChanged();
+    freshEveryFrame = NeedsFresh();
+  }
+
+  CommandTime When(std::int32_t hostTime) const { return CommandTime::Of(scene, hostTime, scale, options.highQuality); }
 
   void BeginSequence(std::int32_t hostTime) {
     if (sequence != nullptr) return;
@@ -55,36 +62,42 @@ struct FrameRenderer::Impl {
       throw WorkError(left);
   }
 
-  void Draw(std::int32_t hostTime) {
-    OrvImage image = output.Record();
+  void Draw(std::int32_t hostTime, OrvImage image) {
     Command render{.selector = ORV_RENDER};
     render.params = answers.ParamsAt(hostTime);
     render.output = &image;
-    answers.output = &output;
     answers.wavesReported = 0;
+    module.Send(render, answers, When(hostTime), sequence);
+  }
+
+  void RenderInto(std::int32_t hostTime, const OrvImage& image) {
+    if (freshEveryFrame || failed) EndSequence();
+    failed = true;
+    BeginSequence(hostTime);
+    Draw(hostTime, image);
+    failed = false;
+  }
+
+  Picture RenderAt(std::int32_t hostTime) {
+    if (output == nullptr) output = std::make_unique<HostImage>(scale.width, scale.height);
+    answers.output = output.get();
     try {
-      module.Send(render, answers, When(hostTime), sequence);
+      RenderInto(hostTime, output->Record());
     } catch (...) {
       answers.output = nullptr;
       throw;
     }
     answers.output = nullptr;
-  }
-
-  Picture RenderAt(std::int32_t hostTime) {
-    if (freshEveryFrame || failed) EndSequence();
-    failed = true;
-    BeginSequence(hostTime);
-    Draw(hostTime);
-    failed = false;
-    return output.ToPicture();
+    return output->ToPicture();
   }
 
   EffectModule::Impl& module;
   const Scene& scene;
   RenderOptions options;
+  const Emitter& emitter;
+  OutputScale scale;
   SceneAnswers answers;
-  HostImage output;
+  std::unique_ptr<HostImage> output;  // made when the picture is to be kept here
   OrvHandle sequence = nullptr;
   bool freshEveryFrame = false;
   bool failed = false;  // the last frame did not come to its end
@@ -101,10 +114,19 @@ Picture FrameRenderer::RenderAt(std::int32_t hostTime) {
   return WithinMemory([&] { return impl_->RenderAt(hostTime); });
 }
 
+void FrameRenderer::RenderInto(std::int32_t hostTime, std::uint8_t* top, std::int32_t rowBytes) {
+  const OutputScale& scale = impl_->scale;
+  WithinMemory([&] { impl_->RenderInto(hostTime, {top, scale.width, scale.height, rowBytes, 0, nullptr}); });
+}
+
 std::int64_t FrameRenderer::WaveCount() const { return impl_->answers.wavesReported; }
 
-std::int32_t FrameRenderer::OutputWidth() const { return CellsOf(impl_->scene.width, impl_->options.downsample); }
+void FrameRenderer::SceneChanged() {
+  WithinMemory([&] { impl_->SceneChanged(); });
+}
 
-std::int32_t FrameRenderer::OutputHeight() const { return CellsOf(impl_->scene.height, impl_->options.downsample); }
+std::int32_t FrameRenderer::OutputWidth() const { return impl_->scale.width; }
+
+std::int32_t FrameRenderer::OutputHeight() const { return impl_->scale.height; }
 
 }  // namespace orvandel::stage

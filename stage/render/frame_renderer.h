@@ -4,9 +4,11 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 
 #include "stage/module/effect_module.h"
 #include "stage/picture/picture.h"
+#include "stage/scene/output_scale.h"
 #include "stage/scene/scene.h"
 
 struct OrvWave;  // orvandel/wave_report.h
@@ -14,8 +16,9 @@ struct OrvWave;  // orvandel/wave_report.h
 namespace orvandel::stage {
 
 struct RenderOptions {
-  bool highQuality = true;      // false: draft, one sample a pixel
-  std::int32_t downsample = 1;  // k: the output is ceil(width / k) x ceil(height / k)
+  bool highQuality = true;                // false: draft, one sample a pixel
+  std::int32_t downsample = 1;            // k: the output is ceil(width / k) x ceil(height / k)
+  std::optional<OutputScale> scale = {};  // in place of downsample
   // Asked whenever the effect asks; true stops the frame with Interrupted. Must be cheap.
   std::function<bool()> shouldStop = {};
   // Called for every wave of a frame, as the effect reports it before it draws (orvandel/wave_report.h). May throw: the
@@ -25,6 +28,8 @@ struct RenderOptions {
   // After every command: nothing written beside the output's pixels, nothing at all into the input and the layers. It
   // costs one reading of every picture lent, about half a millisecond each at full HD.
   bool checkImages = true;
+
+  OutputScale ScaleOf(const Scene& scene) const { return scale ? *scale : OutputScale::Downsampled(scene, downsample); }
 };
 
 class FrameRenderer {
@@ -41,6 +46,12 @@ class FrameRenderer {
   Picture Render(std::int32_t frame);
   // The same at a host time, for samples between frames.
   Picture RenderAt(std::int32_t hostTime);
+  // The same into memory of the output's size, from its top row; alpha, red, green, blue. After an exception it holds
+  // anything.
+  void RenderInto(std::int32_t hostTime, std::uint8_t* top, std::int32_t rowBytes);
+
+  // The scene has other values than at the last frame, or its live pictures show something else.
+  void SceneChanged();
 
   // How many waves were alive in the last frame rendered.
   std::int64_t WaveCount() const;

@@ -14,15 +14,14 @@ constexpr double kFullTurn = 360;
 
 }  // namespace
 
-std::vector<std::int32_t> SampleTimes(const MotionBlur& blur, const Timebase& time, std::int32_t frame) {
-  const std::int32_t frameTime = time.TimeOfFrame(frame);
-  if (blur.samples == 1) return {frameTime};
+std::vector<std::int32_t> SampleTimes(const MotionBlur& blur, const Timebase& time, std::int32_t hostTime) {
+  if (blur.samples == 1) return {hostTime};
   constexpr double kLatest = std::numeric_limits<std::int32_t>::max() - 1;  // look-ups go one unit further
   std::vector<std::int32_t> times;
   for (std::int32_t i = 0; i < blur.samples; ++i) {
     const double turn = (blur.phase + blur.shutter * i / blur.samples) / kFullTurn;
-    const double hostTime = std::floor(frameTime + time.timeStep * turn + 0.5);
-    times.push_back(static_cast<std::int32_t>(std::clamp(hostTime, 0.0, kLatest)));
+    const double sample = std::floor(hostTime + time.timeStep * turn + 0.5);
+    times.push_back(static_cast<std::int32_t>(std::clamp(sample, 0.0, kLatest)));
   }
   return times;
 }

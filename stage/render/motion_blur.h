@@ -13,9 +13,9 @@
 
 namespace orvandel::stage {
 
-// The host times of a frame's samples: frame time + timeStep * (phase + shutter * i / samples) / 360 to the nearest
-// unit, for i from 0, and never below 0. With one sample the frame's own time, whatever the phase.
-std::vector<std::int32_t> SampleTimes(const MotionBlur& blur, const Timebase& time, std::int32_t frame);
+// The host times of the samples of the frame at a host time: that time + timeStep * (phase + shutter * i / samples) /
+// 360 to the nearest unit, for i from 0, and never below 0. With one sample the frame's own time, whatever the phase.
+std::vector<std::int32_t> SampleTimes(const MotionBlur& blur, const Timebase& time, std::int32_t hostTime);
 
 class LightMean {
  public:

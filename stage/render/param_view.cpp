@@ -82,8 +82,9 @@ std::int32_t HostTimeOf(const Timebase& time, double seconds) {
 }
 
 void AskForAppearance(EffectModule::Impl& module, const Scene& scene, const Emitter& emitter, std::int32_t hostTime) {
-  SceneAnswers answers(module, scene, emitter, 1);
-  const CommandTime when = CommandTime::Of(scene, hostTime, 1, true);
+  const OutputScale fullSize = OutputScale::Downsampled(scene, 1);
+  SceneAnswers answers(module, scene, emitter, fullSize);
+  const CommandTime when = CommandTime::Of(scene, hostTime, fullSize, true);
   OrvHandle noSequence = nullptr;
   module.ShowAsRegistered();
   for (const ParamInfo& info : module.catalog.Params()) {

@@ -9,27 +9,46 @@
 namespace orvandel::stage {
 
 SceneAnswers::SceneAnswers(EffectModule::Impl& module, const Scene& scene, const Emitter& emitter,
-                           std::int32_t downsample)
+                           const OutputScale& scale)
     : HostAnswers(module.ledger),
       module_(module),
-      values_(scene, emitter, module.catalog, 1.0 / downsample),
-      masks_(scene, 1.0 / downsample) {
-  OpenMediaOf(scene, emitter, downsample);
+      scene_(scene),
+      emitter_(emitter),
+      scale_(scale),
+      values_(scene, emitter, module.catalog, scale.Map()),
+      masks_(scene, scale.Map()) {
+  OpenMedia();
 }
 
-void SceneAnswers::OpenMediaOf(const Scene& scene, const Emitter& emitter, std::int32_t downsample) {
-  const std::pair layerSize{scene.width, scene.height};
+void SceneAnswers::OpenMedia() {
   input_ = std::make_unique<LayerPictures>(
-      scene.input ? OpenMedia(*scene.input, scene.time) : TransparentMedia(scene.width, scene.height), downsample,
-      layerSize);
-  layers_.resize(scene.layers.size());
+      scene_.input ? stage::OpenMedia(*scene_.input, scene_.time) : TransparentMedia(scale_.width, scale_.height),
+      scale_, &scene_);
+  layers_.resize(scene_.layers.size());
   for (const ParamInfo& info : module_.catalog.Params()) {
     if (info.Type() != ORV_PARAM_LAYER) continue;
-    for (const Key& key : emitter.tracks[static_cast<std::size_t>(info.hostIndex)].keys) {
+    for (const Key& key : emitter_.tracks[static_cast<std::size_t>(info.hostIndex)].keys) {
       const auto place = static_cast<std::size_t>(std::get<Choice>(key.value).index);
-      if (place == 0 || layers_.at(place - 1) != nullptr) continue;
-      layers_[place - 1] = std::make_unique<LayerPictures>(OpenMedia(scene.layers[place - 1], scene.time), downsample);
+      if (place != 0) OpenLayer(place);
     }
+  }
+}
+
+// A place that was chosen by a value from elsewhere is opened when it comes up.
+std::unique_ptr<LayerPictures>& SceneAnswers::OpenLayer(std::size_t place) {
+  std::unique_ptr<LayerPictures>& layer = layers_.at(place - 1);
+  if (layer == nullptr) {
+    layer = std::make_unique<LayerPictures>(stage::OpenMedia(scene_.layers[place - 1], scene_.time), scale_);
+  }
+  return layer;
+}
+
+void SceneAnswers::SceneChanged() {
+  ++stamp_;
+  values_.Renew();
+  if (scene_.input && scene_.input->open) input_->Forget();
+  for (std::size_t i = 0; i < layers_.size(); ++i) {
+    if (layers_[i] != nullptr && scene_.layers[i].open) layers_[i]->Forget();
   }
 }
 
@@ -45,7 +64,7 @@ std::int32_t SceneAnswers::CheckOut(std::int32_t hostIndex, std::int32_t time, O
   if (hostIndex == 0) {
     definition.value.layer.image = Lend(input_->At(time));
   } else if (const std::int32_t place = values_.LayerAt(hostIndex, time); place != 0) {
-    definition.value.layer.image = Lend(layers_[static_cast<std::size_t>(place) - 1]->At(time));
+    definition.value.layer.image = Lend(OpenLayer(static_cast<std::size_t>(place))->At(time));
   } else {
     definition.value.layer.image = {};
   }

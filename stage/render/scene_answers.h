@@ -19,7 +19,7 @@ namespace orvandel::stage {
 class SceneAnswers final : public HostAnswers {
  public:
   // Opens the input and every layer that the emitter may choose: InputError. Both references must outlive the answers.
-  SceneAnswers(EffectModule::Impl& module, const Scene& scene, const Emitter& emitter, std::int32_t downsample);
+  SceneAnswers(EffectModule::Impl& module, const Scene& scene, const Emitter& emitter, const OutputScale& scale);
 
   std::function<bool()> shouldStop;            // empty: never
   bool checkImages = true;                     // after every command; see RenderOptions
@@ -28,9 +28,12 @@ class SceneAnswers final : public HostAnswers {
   std::int64_t maxWaves = 0;
   std::int64_t wavesReported = 0;  // in the running command
 
+  // The scene has other values, or live pictures.
+  void SceneChanged();
+
   bool InputMoves() const { return input_->Moves(); }
   // Of a layer that the emitter may choose, from 1.
-  bool LayerMoves(std::int32_t place) const { return layers_[static_cast<std::size_t>(place) - 1]->Moves(); }
+  bool LayerMoves(std::int32_t place) { return OpenLayer(static_cast<std::size_t>(place))->Moves(); }
 
   // The parameter array of a command at `hostTime`: the input layer with its picture, every other value, no other
   // pixels. Valid until the next call; the picture until the command has ended.
@@ -40,8 +43,7 @@ class SceneAnswers final : public HostAnswers {
   std::int32_t HostIndexOf(const OrvParamDef& definition) const override;
   bool ShouldStop() override { return shouldStop && shouldStop(); }
   std::int32_t UpdateParamUi(std::int32_t hostIndex, const OrvParamDef& definition) override;
-  // A scene is read once and never changes while it plays.
-  std::uint64_t ChangeStamp() override { return 1; }
+  std::uint64_t ChangeStamp() override { return stamp_; }
   bool WantsWaves() const override { return true; }
   void ReportWave(const OrvWave& wave) override;
   // A stop is heard within a millisecond all the same.
@@ -58,10 +60,15 @@ class SceneAnswers final : public HostAnswers {
   std::string EndCommand() override;
 
  private:
-  void OpenMediaOf(const Scene& scene, const Emitter& emitter, std::int32_t downsample);
+  void OpenMedia();
+  std::unique_ptr<LayerPictures>& OpenLayer(std::size_t place);
   OrvImage Lend(const std::shared_ptr<HostImage>& image);
 
   EffectModule::Impl& module_;
+  const Scene& scene_;
+  const Emitter& emitter_;
+  OutputScale scale_;
+  std::uint64_t stamp_ = 1;  // of the scene as it is now
   ValueTable values_;
   MaskLender masks_;
   std::unique_ptr<LayerPictures> input_;

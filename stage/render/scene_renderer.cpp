@@ -1,6 +1,7 @@
 #include "stage/render/scene_renderer.h"
 
 #include <algorithm>
+#include <cstring>
 #include <optional>
 #include <vector>
 
@@ -17,11 +18,11 @@ namespace orvandel::stage {
 
 struct SceneRenderer::Impl {
   Impl(EffectModule& module, const Scene& played, const RenderOptions& options)
-      : scene(played), downsample(options.downsample) {
+      : scene(played), scale(options.ScaleOf(played)) {
     for (std::size_t i = 0; i < scene.emitters.size(); ++i) {
       renderers.push_back(std::make_unique<FrameRenderer>(module, scene, i, options));
     }
-    if (!scene.background.IsNothing()) background.emplace(scene, options.downsample);
+    if (!scene.background.IsNothing()) background.emplace(scene, scale);
   }
 
   std::int32_t Width() const { return renderers.front()->OutputWidth(); }
@@ -37,8 +38,15 @@ struct SceneRenderer::Impl {
   bool IsUntouched() const { return IsPlain() && !IsBlurred() && !scene.glow; }
 
   Picture PictureOf(std::size_t emitter, std::int32_t hostTime) {
+    Picture picture;
+    AtEffect(emitter, [&](FrameRenderer& renderer) { picture = renderer.RenderAt(hostTime); });
+    return picture;
+  }
+
+  template <typename Work>
+  void AtEffect(std::size_t emitter, const Work& work) {
     try {
-      return renderers[emitter]->RenderAt(hostTime);
+      work(*renderers[emitter]);
     } catch (const EffectError& error) {
       if (renderers.size() == 1 || error.message.empty()) throw;
       throw EffectError(error.code, fmt::format("effect {}: {}", emitter + 1, error.message));
@@ -66,42 +74,41 @@ struct SceneRenderer::Impl {
     return picture;
   }
 
-  Picture16 BlurredAt(std::int32_t frame) {
-    if (!IsBlurred()) return SharpAt(scene.time.TimeOfFrame(frame));
+  Picture16 BlurredAt(std::int32_t hostTime) {
+    if (!IsBlurred()) return SharpAt(hostTime);
     LightMean mean(Width(), Height());
-    for (const std::int32_t hostTime : SampleTimes(scene.motionBlur, scene.time, frame)) mean.Add(SharpAt(hostTime));
+    for (const std::int32_t sample : SampleTimes(scene.motionBlur, scene.time, hostTime)) mean.Add(SharpAt(sample));
     return mean.Result();
   }
 
-  Picture16 Effects16(std::int32_t frame) {
+  Picture16 Effects16(std::int32_t hostTime) {
     mostWaves = 0;
-    Picture16 picture = BlurredAt(frame);
-    return scene.glow ? WithGlow(picture, *scene.glow, 1.0 / downsample, scene.linear) : picture;
+    Picture16 picture = BlurredAt(hostTime);
+    return scene.glow ? WithGlow(picture, *scene.glow, scale.Map().y, scene.linear) : picture;
   }
 
   // The bytes of a scene's only effect.
-  Picture Untouched(std::int32_t frame) {
+  Picture Untouched(std::int32_t hostTime) {
     mostWaves = 0;
-    Picture picture = PictureOf(0, scene.time.TimeOfFrame(frame));
+    Picture picture = PictureOf(0, hostTime);
     CountWaves();
     return picture;
   }
 
-  Picture Effects(std::int32_t frame) { return IsUntouched() ? Untouched(frame) : Narrowed(Effects16(frame)); }
+  Picture Effects(std::int32_t hostTime) { return IsUntouched() ? Untouched(hostTime) : Narrowed(Effects16(hostTime)); }
 
-  Picture16 Render16(std::int32_t frame) {
-    Picture16 picture = Effects16(frame);
-    return background ? background->Behind(picture, scene.time.TimeOfFrame(frame)) : picture;
+  Picture16 Render16(std::int32_t hostTime) {
+    Picture16 picture = Effects16(hostTime);
+    return background ? background->Behind(picture, hostTime) : picture;
   }
 
-  Picture Render(std::int32_t frame) {
-    if (!background) return Effects(frame);
-    return IsUntouched() ? background->Behind(Untouched(frame), scene.time.TimeOfFrame(frame))
-                         : Narrowed(Render16(frame));
+  Picture Render(std::int32_t hostTime) {
+    if (!background) return Effects(hostTime);
+    return IsUntouched() ? background->Behind(Untouched(hostTime), hostTime) : Narrowed(Render16(hostTime));
   }
 
   const Scene& scene;
-  std::int32_t downsample;
+  OutputScale scale;
   std::vector<std::unique_ptr<FrameRenderer>> renderers;
   std::int64_t mostWaves = 0;  // of the frame
   std::optional<Background> background;
@@ -112,17 +119,39 @@ SceneRenderer::SceneRenderer(EffectModule& module, const Scene& scene, const Ren
 
 SceneRenderer::~SceneRenderer() = default;
 
-Picture SceneRenderer::Render(std::int32_t frame) {
-  return WithinMemory([&] { return impl_->Render(frame); });
+Picture SceneRenderer::Render(std::int32_t frame) { return RenderAt(impl_->scene.time.TimeOfFrame(frame)); }
+
+Picture16 SceneRenderer::Render16(std::int32_t frame) { return Render16At(impl_->scene.time.TimeOfFrame(frame)); }
+
+Picture SceneRenderer::RenderAt(std::int32_t hostTime) {
+  return WithinMemory([&] { return impl_->Render(hostTime); });
 }
 
-Picture16 SceneRenderer::Render16(std::int32_t frame) {
-  return WithinMemory([&] { return impl_->Render16(frame); });
+Picture16 SceneRenderer::Render16At(std::int32_t hostTime) {
+  return WithinMemory([&] { return impl_->Render16(hostTime); });
 }
+
+void SceneRenderer::RenderInto(std::int32_t hostTime, std::uint8_t* top, std::int32_t rowBytes) {
+  if (impl_->IsUntouched() && !impl_->background) {
+    impl_->AtEffect(0, [&](FrameRenderer& renderer) { renderer.RenderInto(hostTime, top, rowBytes); });
+    return;
+  }
+  const Picture picture = RenderAt(hostTime);
+  const std::size_t rowSize = static_cast<std::size_t>(picture.width) * 4;
+  for (std::int32_t y = 0; y < picture.height; ++y) {
+    std::memcpy(top + std::ptrdiff_t{rowBytes} * y, &picture.bytes[rowSize * static_cast<std::size_t>(y)], rowSize);
+  }
+}
+
+void SceneRenderer::SceneChanged() {
+  for (const auto& renderer : impl_->renderers) renderer->SceneChanged();
+}
+
+bool SceneRenderer::IsEightBits() const { return impl_->IsUntouched(); }
 
 std::int64_t SceneRenderer::WaveCount() const { return impl_->mostWaves; }
 Picture SceneRenderer::RenderEffects(std::int32_t frame) {
-  return WithinMemory([&] { return impl_->Effects(frame); });
+  return WithinMemory([&] { return impl_->Effects(impl_->scene.time.TimeOfFrame(frame)); });
 }
 
 std::int32_t SceneRenderer::OutputWidth() const { return impl_->Width(); }

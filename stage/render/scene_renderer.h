@@ -28,6 +28,15 @@ class SceneRenderer {
   // "effect 2: " when the scene has several. The first is the second, rounded, except for untouched bytes.
   Picture Render(std::int32_t frame);
   Picture16 Render16(std::int32_t frame);
+  // The same at a host time, which may lie between frames.
+  Picture RenderAt(std::int32_t hostTime);
+  Picture16 Render16At(std::int32_t hostTime);
+  // Into memory of the output's size, from its top row: alpha, red, green, blue. After an exception it holds anything.
+  void RenderInto(std::int32_t hostTime, std::uint8_t* top, std::int32_t rowBytes);
+  // The scene has other values than at the last frame, or its live pictures show something else.
+  void SceneChanged();
+  // Whether Render gives all there is; else the 16 bits hold more.
+  bool IsEightBits() const;
 
   // How many waves of all effects were alive at once in the last frame rendered; with motion blur, at most.
   std::int64_t WaveCount() const;

@@ -23,7 +23,7 @@ KeySpan MaskSpanAt(const Mask& mask, std::int32_t hostTime, std::int32_t timeSca
   return {later.key, 0};
 }
 
-MaskPath PathOf(const Mask& mask, KeySpan span, double factor) {
+MaskPath PathOf(const Mask& mask, KeySpan span, const PixelMap& map) {
   MaskPath path = mask.keys[span.key].path;
   if (span.fraction != 0) {
     const std::vector<Cubic>& next = mask.keys[span.key + 1].path.segments;
@@ -37,10 +37,7 @@ MaskPath PathOf(const Mask& mask, KeySpan span, double factor) {
     }
   }
   for (Cubic& segment : path.segments) {
-    for (PointValue* point : {&segment.p0, &segment.c1, &segment.c2, &segment.p3}) {
-      point->x *= factor;
-      point->y *= factor;
-    }
+    for (PointValue* point : {&segment.p0, &segment.c1, &segment.c2, &segment.p3}) *point = map.Of(*point);
   }
   return path;
 }

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "stage/scene/keyframes.h"
+#include "stage/scene/output_scale.h"
 #include "stage/scene/scene.h"
 
 namespace orvandel::stage {
@@ -14,8 +15,8 @@ namespace orvandel::stage {
 // as layers are; points between two keys are those of the time itself.
 KeySpan MaskSpanAt(const Mask& mask, std::int32_t hostTime, std::int32_t timeScale);
 
-// The path of a span; every coordinate times `factor`, 1/k of the picture's size.
-MaskPath PathOf(const Mask& mask, KeySpan span, double factor);
+// The path of a span, in pixels of the output.
+MaskPath PathOf(const Mask& mask, KeySpan span, const PixelMap& map);
 
 // Arc length along one segment, measured on the chords between points at `resolution` equal parameter steps.
 class LengthQuery {

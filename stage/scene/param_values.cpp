@@ -86,6 +86,7 @@ Value PlainValueAt(const Scene& scene, const Track& track, const ParamInfo& info
 
 Value ValueAtTime(const Scene& scene, const Emitter& emitter, const ParamInfo& info, std::int32_t hostTime) {
   const Track& track = emitter.tracks[static_cast<std::size_t>(info.hostIndex)];
+  if (track.live) return track.live->At(hostTime, scene.time.timeScale);
   if (track.byTick) return ValueOfTick(*track.byTick, hostTime, scene.time.timeScale);
   Value value = PlainValueAt(scene, track, info, scene.time.SceneTime(hostTime));
   if (track.factor != 1) std::get<double>(value) *= track.factor;
@@ -95,7 +96,7 @@ Value ValueAtTime(const Scene& scene, const Emitter& emitter, const ParamInfo& i
 
 OrvFixed ToFixed(double value) { return Saturated(value * kFixedOne); }
 
-void WriteValue(const ParamInfo& info, const Value& value, double factor, OrvParamDef& definition) {
+void WriteValue(const ParamInfo& info, const Value& value, const PixelMap& map, OrvParamDef& definition) {
   definition.type = info.definition.type;
   OrvParamValue& words = definition.value;
   switch (info.Type()) {
@@ -118,9 +119,9 @@ void WriteValue(const ParamInfo& info, const Value& value, double factor, OrvPar
       words.path.pathId = std::get<Choice>(value).index;
       break;
     case ORV_PARAM_POINT: {
-      const auto& point = std::get<PointValue>(value);
-      words.point.x = ToFixed(point.x * factor);
-      words.point.y = ToFixed(point.y * factor);
+      const PointValue point = map.Of(std::get<PointValue>(value));
+      words.point.x = ToFixed(point.x);
+      words.point.y = ToFixed(point.y);
       break;
     }
     case ORV_PARAM_COLOR: {

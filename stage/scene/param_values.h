@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "stage/scene/output_scale.h"
 #include "stage/scene/param_catalog.h"
 #include "stage/scene/scene.h"
 
@@ -16,9 +17,9 @@ Value DefaultValue(const ParamInfo& info, const Scene& scene);
 // it truncates twice on the way from ticks to units.
 Value ValueAtTime(const Scene& scene, const Emitter& emitter, const ParamInfo& info, std::int32_t hostTime);
 
-// Fills type and value. `factor` is 1/k of the picture's size and scales points only. Of a layer only the type is
+// Fills type and value. `map` is for points only. Of a layer only the type is
 // filled: its pixels are the caller's to hand over.
-void WriteValue(const ParamInfo& info, const Value& value, double factor, OrvParamDef& definition);
+void WriteValue(const ParamInfo& info, const Value& value, const PixelMap& map, OrvParamDef& definition);
 
 // Times 65536, truncated toward zero, and held inside the word.
 OrvFixed ToFixed(double value);

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -65,18 +66,27 @@ struct ExpressionSource {
 };
 using NumberSource = std::variant<double, RandomSource, AudioSource, ExpressionSource>;
 
+// A value that is asked for at every time it is needed, since another program has it: an editor's own keyframes.
+class LiveValue {
+ public:
+  virtual ~LiveValue() = default;
+  // Of the parameter's own kind; numbers within its range.
+  virtual Value At(std::int32_t hostTime, std::int32_t timeScale) const = 0;
+};
+
 // One parameter over time. No keys and no sources: the parameter's registered default. One key: constant.
 struct Track {
-  std::vector<Key> keys;              // times strictly increasing
-  std::vector<NumberSource> sources;  // instead of keys: one for a number, two for a point
+  std::vector<Key> keys;                    // times strictly increasing
+  std::vector<NumberSource> sources;        // instead of keys: one for a number, two for a point
+  std::shared_ptr<const LiveValue> live{};  // instead of all else
   // Of a number, beside keys and sources, where the host plays it otherwise than written:
   double factor = 1;                                    // 0..1; what keys, sources or the default give is times this
   double perLoop = 0;                                   // added for every time through the loop: an angle turns on
   std::shared_ptr<const std::vector<double>> byTick{};  // in place of keys and sources: a value for each tick since the
                                                         // effect's clock began
 
-  bool IsDefault() const { return keys.empty() && sources.empty(); }
-  bool IsConstant() const { return keys.size() <= 1 && sources.empty() && perLoop == 0 && !byTick; }
+  bool IsDefault() const { return keys.empty() && sources.empty() && !live; }
+  bool IsConstant() const { return keys.size() <= 1 && sources.empty() && perLoop == 0 && !byTick && !live; }
 };
 
 // One cubic segment in full-size layer pixels.
@@ -96,11 +106,14 @@ struct Mask {
   std::string name;
   std::vector<MaskKey> keys;  // at least one; all with the same number of segments
 };
+class MediaSource;
 struct Media {
   std::string name;
   std::filesystem::path file;  // resolved against the scene's folder; a %0Nd pattern is a numbered sequence
   Rational start;              // subtracted from the scene's time: seconds of a film, pictures of a numbered sequence
   std::string place{};         // who names the file, for complaints: scene file and pointer, or an option; may be empty
+  // In place of a file: pictures that another program has (stage/media/media_in.h).
+  std::function<std::unique_ptr<MediaSource>()> open{};
 };
 
 // How an emitter's picture is laid over what the emitters before it made; composite.h has the formulas.

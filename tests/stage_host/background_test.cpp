@@ -54,7 +54,7 @@ TEST(Background, IsTheNearestMixInEveryWay) {
     for (std::size_t i = 0; i < deep.words.size(); ++i) {
       if (i % 4 != 0) deep.words[i] = static_cast<std::uint16_t>(random());
     }
-    Background background(scene, 1);
+    Background background(scene, OutputScale::Downsampled(scene, 1));
     const Picture narrow = background.Behind(picture, 0);
     const Picture16 wide = background.Behind(deep, 0);
     for (std::size_t at = 0; at < picture.bytes.size(); at += 4) {
@@ -83,11 +83,11 @@ TEST(Background, PicturesStandBehindAtTheRendersSize) {
   scene.background.medium = Media{"", folder / "plate.png", {0, 1}};
   for (const Blend blend : {Blend::kNormal, Blend::kScreen}) {
     scene.blend = blend;
-    const Picture result = Background(scene, 2).Behind(Picture(4, 2), 0);
+    const Picture result = Background(scene, OutputScale::Downsampled(scene, 2)).Behind(Picture(4, 2), 0);
     for (std::size_t i = 0; i < result.bytes.size(); ++i) EXPECT_EQ(result.bytes[i], i % 4 == 0 ? 255 : 90);
   }
   scene.background.medium->file = "no/such/file.png";
-  EXPECT_THROW(Background(scene, 1), InputError);
+  EXPECT_THROW(Background(scene, OutputScale::Downsampled(scene, 1)), InputError);
 }
 
 }  // namespace

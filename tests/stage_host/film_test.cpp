@@ -201,7 +201,7 @@ TEST(Film, WithoutAlphaShowsWhatStandsBehind) {
     } else {
       scene.background.medium = Media{"", text, {0, 1}};
     }
-    Background background(scene, 1);
+    Background background(scene, OutputScale::Downsampled(scene, 1));
     std::vector<Picture> shown;
     const auto writer = OpenFilm(folder / "film.mp4", OptionsFor(kFormats[5], kWidth, kHeight, {25, 1}));
     for (int i = 0; i < kPictures; ++i) {

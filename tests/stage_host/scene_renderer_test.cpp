@@ -115,7 +115,7 @@ TEST(SampleTimes, AreSpreadOverTheShutter) {
   for (const MotionBlur& blur : {MotionBlur{1, 180, 90}, MotionBlur{4, 180, 0}, MotionBlur{16, 360, -180},
                                  MotionBlur{64, 720, 720}, MotionBlur{3, 0, 10}}) {
     for (const int frame : {0, 1, 100}) {
-      const auto times = SampleTimes(blur, time, frame);
+      const auto times = SampleTimes(blur, time, time.TimeOfFrame(frame));
       ASSERT_EQ(times.size(), static_cast<std::size_t>(blur.samples));
       for (int i = 0; i < blur.samples; ++i) {
         const double turn = blur.samples == 1 ? 0 : (blur.phase + blur.shutter * i / blur.samples) / 360;
@@ -191,7 +191,7 @@ TEST_F(WholeScene, IsBlurredByTheFramesBetween) {
     SceneRenderer going(module_, blurred, {});
     for (const std::int32_t frame : {30, 0, 47, 1}) {
       LightMean mean(48, 32);
-      for (const std::int32_t time : SampleTimes(blurred.motionBlur, blurred.time, frame))
+      for (const std::int32_t time : SampleTimes(blurred.motionBlur, blurred.time, blurred.time.TimeOfFrame(frame)))
         mean.Add(Widened(sharp.RenderAt(time)));
       EXPECT_EQ(going.Render16(frame).words, mean.Result().words) << frame;
       EXPECT_EQ(Words(blurred, frame), mean.Result().words) << frame;
