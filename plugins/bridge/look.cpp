@@ -100,17 +100,15 @@ std::shared_ptr<const Look> Look::Plain() {
 std::shared_ptr<const Look> Look::Open(const std::string& name) {
   const std::string trimmed(stage::Trimmed(name));
   if (trimmed.empty()) return Plain();
-  std::shared_ptr<Look> look;
   std::error_code none;
-  if (const auto preset = PresetFile(trimmed)) {
-    look.reset(new Look(ReadFile(*preset), *preset));
-  } else if (fs::is_regular_file(trimmed, none)) {
-    look.reset(new Look(ReadFile(trimmed), fs::absolute(trimmed, none)));
-  } else if (const BuiltInPreset* builtIn = FindBuiltIn(trimmed)) {
-    look.reset(new Look(builtIn->text, trimmed + ".json"));
-  } else {
-    Unknown(trimmed);
-  }
+  if (const auto preset = PresetFile(trimmed)) return FromText(ReadFile(*preset), *preset);
+  if (fs::is_regular_file(trimmed, none)) return FromText(ReadFile(trimmed), fs::absolute(trimmed, none));
+  if (const BuiltInPreset* builtIn = FindBuiltIn(trimmed)) return FromText(builtIn->text, trimmed + ".json");
+  Unknown(trimmed);
+}
+
+std::shared_ptr<const Look> Look::FromText(std::string text, fs::path file) {
+  std::shared_ptr<Look> look(new Look(std::move(text), std::move(file)));
   look->frameRate_ = look->SceneFor({0, 1}, 0).time.frameRate;  // refuses what is wrong at once
   return look;
 }

@@ -17,6 +17,8 @@ class Look {
   static std::shared_ptr<const Look> Plain();
   // A scene file, or the name of a preset. Throws InputError with one line that says what is wrong.
   static std::shared_ptr<const Look> Open(const std::string& name);
+  // A scene's text as if it were in the file. Throws InputError.
+  static std::shared_ptr<const Look> FromText(std::string text, std::filesystem::path file);
 
   // With the clock for a frame rate; 0: the scene's own, or one on which every usual rate's frames fall, as long as the
   // times stay below `seconds`. Throws InputError.

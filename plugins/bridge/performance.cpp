@@ -136,7 +136,8 @@ Performance::Performance(stage::EffectModule& module, const FrameRequest& reques
       hasFurther_(HasLayer(request, Layer::kFurther)),
       editor_(std::make_shared<Editor>()),
       scene_(SceneOf(request)),
-      scale_(stage::OutputScale::FittedTo(scene_, request.width, request.height)) {
+      askedScale_(request.scale),
+      scale_(request.scale ? *request.scale : stage::OutputScale::FittedTo(scene_, request.width, request.height)) {
   editor_->preroll = scene_.time.preroll;
   editor_->scale = scale_;
   OfferPictures(request);
@@ -158,9 +159,9 @@ Performance::~Performance() = default;
 bool Performance::Fits(const FrameRequest& request) const {
   const bool aspectHolds = request.pixelAspect.num <= 0 || stage::Reduced(request.pixelAspect) == scene_.pixelAspect;
   return look_ == request.look && frameRate_ == request.frameRate && scale_.width == request.width &&
-         scale_.height == request.height && aspectHolds && highQuality_ == request.highQuality &&
-         coarse_ == (request.seconds >= kLateSeconds) && hasInput_ == HasLayer(request, Layer::kInput) &&
-         hasFurther_ == HasLayer(request, Layer::kFurther);
+         scale_.height == request.height && askedScale_ == request.scale && aspectHolds &&
+         highQuality_ == request.highQuality && coarse_ == (request.seconds >= kLateSeconds) &&
+         hasInput_ == HasLayer(request, Layer::kInput) && hasFurther_ == HasLayer(request, Layer::kFurther);
 }
 
 void Performance::OfferPictures(const FrameRequest& request) {
@@ -205,7 +206,9 @@ bool Performance::TakeValues(const FrameRequest& request) {
     constants_[index] = constant;
     for (std::size_t i = 0; i < scene_.emitters.size(); ++i) {
       stage::Track& track = scene_.emitters[i].tracks[index];
-      track = origin == Origin::kLook ? lookTracks_[i][index] : stage::Track();
+      const stage::Track& look = lookTracks_[i][index];
+      track = origin == Origin::kLook ? look : stage::Track();
+      track.factor = look.factor;  // the outlines of one drawing keep their sizes to one another
       if (origin == Origin::kConstant) track.keys = {{0, constant, {}}};
       if (origin == Origin::kVarying) {
         track.live = std::make_shared<EditorsValue>([editor = editor_.get(), &info](auto hostTime, auto timeScale) {

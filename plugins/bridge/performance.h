@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "plugins/bridge/look.h"
@@ -46,6 +47,7 @@ class Performance {
   std::shared_ptr<Editor> editor_;
   stage::Scene scene_;
   std::vector<std::vector<stage::Track>> lookTracks_;  // by effect: what holds where the editor sets nothing
+  std::optional<stage::OutputScale> askedScale_;
   stage::OutputScale scale_;
   std::vector<ParamSource::Origin> origins_;
   std::vector<stage::Value> constants_;

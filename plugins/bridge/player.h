@@ -8,22 +8,25 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 
 #include "plugins/bridge/look.h"
 #include "plugins/bridge/param_source.h"
 #include "stage/picture/picture16.h"
+#include "stage/scene/output_scale.h"
 #include "stage/scene/param_catalog.h"
 
 namespace orvandel::bridge {
 
 struct FrameRequest {
   std::shared_ptr<const Look> look = Look::Plain();
-  double seconds = 0;                   // from the look's first frame; to the nearest unit of its clock
-  stage::Rational frameRate{0, 1};      // the editor's, when it is known; 0: not
-  std::int32_t width = 0, height = 0;   // of the whole frame, whatever part of it is needed
-  stage::Rational pixelAspect{0, 1};    // 0: the look's
-  const ParamSource* params = nullptr;  // null: the look alone
-  PictureSource* pictures = nullptr;    // null: the look's own
+  double seconds = 0;                            // from the look's first frame; to the nearest unit of its clock
+  stage::Rational frameRate{0, 1};               // the editor's, when it is known; 0: not
+  std::int32_t width = 0, height = 0;            // of the whole frame, whatever part of it is needed
+  std::optional<stage::OutputScale> scale = {};  // how the look fills it; otherwise as OutputScale::FittedTo says
+  stage::Rational pixelAspect{0, 1};             // 0: the look's
+  const ParamSource* params = nullptr;           // null: the look alone
+  PictureSource* pictures = nullptr;             // null: the look's own
   // Two requests with one number other than 0 promise that varying values and pictures answer as they did. Constants
   // are compared anyway.
   std::uint64_t stamp = 0;

@@ -86,9 +86,9 @@ Value PlainValueAt(const Scene& scene, const Track& track, const ParamInfo& info
 
 Value ValueAtTime(const Scene& scene, const Emitter& emitter, const ParamInfo& info, std::int32_t hostTime) {
   const Track& track = emitter.tracks[static_cast<std::size_t>(info.hostIndex)];
-  if (track.live) return track.live->At(hostTime, scene.time.timeScale);
-  if (track.byTick) return ValueOfTick(*track.byTick, hostTime, scene.time.timeScale);
-  Value value = PlainValueAt(scene, track, info, scene.time.SceneTime(hostTime));
+  if (track.byTick && !track.live) return ValueOfTick(*track.byTick, hostTime, scene.time.timeScale);
+  Value value = track.live ? track.live->At(hostTime, scene.time.timeScale)
+                           : PlainValueAt(scene, track, info, scene.time.SceneTime(hostTime));
   if (track.factor != 1) std::get<double>(value) *= track.factor;
   if (track.perLoop != 0) std::get<double>(value) += track.perLoop * scene.time.LoopAt(hostTime);
   return value;
