@@ -181,7 +181,8 @@ void ReleaseStepper(Stepper& stepper, bool duringFailure) {
   } catch (...) {
     DiscardSimulation(stepper);
     WriteBack(stepper);
-    throw;
+    if (!duringFailure) throw;
+    return;
   }
   // Values that the host refused have gone into the waves; the cache finds out by itself.
   if (cacheLost || stepper.context->checkOutRefused) DiscardSimulation(stepper);

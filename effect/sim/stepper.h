@@ -56,9 +56,9 @@ struct Stepper {
 // parameters and cut cache and simulation back to the first tick where the host's values changed.
 void OpenStepper(Stepper& stepper, bool sample);
 
-// Hands everything back to the state. Without memory for the rewritten cache, the old one stays, the simulation is
-// discarded (the old cache does not describe the values it was run with), and AllocFailed is thrown unless
-// `duringFailure`.
+// Hands everything back to the state. When the cache cannot be rewritten, the old one stays and the simulation is
+// discarded, because the old cache does not describe the values it was run with; what failed is thrown (AllocFailed
+// without memory) unless `duringFailure`, where an earlier failure or stop is the one to report.
 void ReleaseStepper(Stepper& stepper, bool duringFailure);
 
 // The failure path: discards list and snapshot, hands back the stored cache block unchanged and marks the stepper
@@ -78,21 +78,20 @@ void RegisterAnimated(Stepper& stepper, std::int32_t id);
 void RegisterRestart(Stepper& stepper, std::int32_t id);
 
 // Opens a stepper, runs `work` on it, and releases it on every way out. Once the host has stopped the work its code is
-// the result, whatever goes wrong behind that.
+// the result, whatever goes wrong after that.
 template <typename Work>
 std::int32_t WithStepper(EffectContext& context, bool sample, Work work) {
   Stepper stepper(context);
-  std::int32_t result = 0;
   try {
     OpenStepper(stepper, sample);
-    result = work(stepper);
+    const std::int32_t result = work(stepper);
+    ReleaseStepper(stepper, result != 0);
+    return result;
   } catch (...) {
     ReleaseStepper(stepper, true);
     if (context.aborted == 0) throw;
     return context.aborted;
   }
-  ReleaseStepper(stepper, result != 0);
-  return result;
 }
 
 }  // namespace orvandel

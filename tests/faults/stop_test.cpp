@@ -1,8 +1,7 @@
 // The host stops the work at each of its questions in turn: the abort check and the progress report. The code comes
-// back as it was given, also when there is no memory from the stop on, no further question is asked in that call, and
-// the next frame is right. The output holds the
-// rows scanned until then: untouched before the drawing (contour waves use it as scratch), then one row more from each
-// question to the next.
+// back as it was given, also when from the stop on there is no memory or the host throws instead of handing any out, no
+// further question is asked in that call, and the next frame is right. The output holds the rows scanned until then:
+// untouched before the drawing (contour waves use it as scratch), then one row more from each question to the next.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -67,8 +66,8 @@ class Stops : public testing::TestWithParam<Variant> {
     life_.host.Arm({Callback::kQuestion, question, code});
     std::int64_t asked = 0;
     life_.host.onQuestion = [&] {
-      if (asked++ < question || question % 2 == 0) return;
-      life_.host.ArmAll({{Callback::kQuestion, 0, code}, {Callback::kNewHandle, 0, 4, true}});
+      if (asked++ < question || question % 3 == 0) return;
+      life_.host.ArmAll({{Callback::kQuestion, 0, code}, {Callback::kNewHandle, 0, 4, true, question % 3 == 1}});
       heap_faults::Arm(0, true);
     };
     EXPECT_EQ(life_.Send(frame), code);
