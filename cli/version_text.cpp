@@ -4,25 +4,21 @@
 
 #include <nlohmann/json.hpp>
 
+#include "effect/base/processor.h"
 #include "stage/films/film_limits.h"
 
 namespace orvandel::cli {
 namespace {
 
-// The effect draws with the widest of these sets that the processor has whole.
-const char* WidestVectors() {
-#if defined(__x86_64__)
-  const bool common = __builtin_cpu_supports("fma") && __builtin_cpu_supports("bmi2");
-  if (common && __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
-      __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512dq") &&
-      __builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("avx512vbmi2") &&
-      __builtin_cpu_supports("avx512vpopcntdq") && __builtin_cpu_supports("avx512vnni") &&
-      __builtin_cpu_supports("vpclmulqdq")) {
-    return "AVX-512";
+const char* NameOf(VectorSet vectors) {
+  switch (vectors) {
+    case VectorSet::kAvx512:
+      return "AVX-512";
+    case VectorSet::kAvx2:
+      return "AVX2";
+    default:
+      return "128 bits";
   }
-  if (common && __builtin_cpu_supports("avx2")) return "AVX2";
-#endif
-  return "128 bits";
 }
 
 constexpr const char* kBuild =
@@ -40,10 +36,11 @@ constexpr const char* kBuild =
 }  // namespace
 
 std::string VersionText() {
-  return fmt::format(
-      "orvandel " ORVANDEL_VERSION "\nlibraries: {}, fmt {}.{}.{}, nlohmann_json {}.{}.{}\nvectors: {}\nbuilt: {}",
-      stage::FilmLibraries(), FMT_VERSION / 10000, FMT_VERSION / 100 % 100, FMT_VERSION % 100,
-      NLOHMANN_JSON_VERSION_MAJOR, NLOHMANN_JSON_VERSION_MINOR, NLOHMANN_JSON_VERSION_PATCH, WidestVectors(), kBuild);
+  return fmt::format("orvandel " ORVANDEL_VERSION
+                     "\nlibraries: {}, fmt {}.{}.{}, nlohmann_json {}.{}.{}\nvectors: {}\nbuilt: {}",
+                     stage::FilmLibraries(), FMT_VERSION / 10000, FMT_VERSION / 100 % 100, FMT_VERSION % 100,
+                     NLOHMANN_JSON_VERSION_MAJOR, NLOHMANN_JSON_VERSION_MINOR, NLOHMANN_JSON_VERSION_PATCH,
+                     NameOf(WidestVectorSet()), kBuild);
 }
 
 }  // namespace orvandel::cli

@@ -23,6 +23,7 @@
 #include <cstring>
 
 #include "effect/base/float_rules.h"
+#include "effect/base/processor.h"
 
 namespace orvandel {
 namespace {
@@ -100,7 +101,7 @@ void BlurBlocks(const std::uint32_t* middle, std::size_t stride, const BoxPile& 
                                             std::size_t count, std::uint8_t* pixels) {
   BlurBlocksHere(middle, stride, pile, count, pixels);
 }
-BlockBlur BestBlockBlur() { return __builtin_cpu_supports("avx2") ? BlurBlocksAvx2 : BlurBlocks; }
+BlockBlur BestBlockBlur() { return WidestVectorSet() >= VectorSet::kAvx2 ? BlurBlocksAvx2 : BlurBlocks; }
 #else
 BlockBlur BestBlockBlur() { return BlurBlocks; }
 #endif

@@ -4,8 +4,8 @@
 #include <bit>
 #include <initializer_list>
 
+#include "effect/base/processor.h"
 #include "effect/render/fast/kernels.h"
-#include "effect/render/simd/processor.h"
 
 namespace orvandel {
 namespace {
@@ -13,9 +13,9 @@ namespace {
 bool Runs(StrokeCode code) {
   switch (code) {
     case StrokeCode::kAvx512:
-      return RunsAvx512();
+      return WidestVectorSet() >= VectorSet::kAvx512;
     case StrokeCode::kAvx2:
-      return RunsAvx2();
+      return WidestVectorSet() >= VectorSet::kAvx2;
     case StrokeCode::kPortable:
       // The kernels take a pixel's first byte for the lowest one of its word.
       return std::endian::native == std::endian::little;

@@ -8,8 +8,8 @@ namespace orvandel {
 enum class StrokeCode : std::int32_t {
   kPlain,     // `reference`, the readable twin that decides what is right
   kPortable,  // 128-bit vectors in any instruction set
-  kAvx2,
-  kAvx512  // with the extensions of 2019: VBMI, VBMI2, VNNI, VPOPCNTDQ, VPCLMULQDQ
+  kAvx2,      // this and the next: on processors that have the VectorSet of that name
+  kAvx512
 };
 
 // The code in use: the best one that the processor runs, unless another one has been chosen.
