@@ -17,7 +17,13 @@ namespace {
 using stage::InputError;
 using stage::WorkError;
 
-[[noreturn]] void RefuseKind(const std::filesystem::path& file) {
+[[noreturn]] void RefuseKind(const std::filesystem::path& file, const std::string& extension) {
+  if (extension == ".gif") {
+    throw InputError(
+        fmt::format("--output: '{}': a GIF has 256 colours, no soft edges and no 1/30 s; use .webp or .apng, which "
+                    "browsers show as well and other programs turn into a GIF",
+                    file.string()));
+  }
   std::set<std::string> known{".png", ".exr"};
   for (const stage::FilmKind& kind : stage::FilmKinds()) known.insert(kind.extension);
   throw InputError(
@@ -58,7 +64,7 @@ Output ParseOutput(std::string_view text, const std::vector<std::int32_t>& frame
     return output;
   }
   output.kind = OutputKind::kFilm;
-  if (!stage::IsFilmName(output.FileOf(0))) RefuseKind(output.FileOf(0));
+  if (!stage::IsFilmName(output.FileOf(0))) RefuseKind(output.FileOf(0), output.pattern.Extension());
   if (output.pattern.HasNumber()) {
     throw InputError(fmt::format("--output: '{}' numbers a film; one film holds all frames", text));
   }

@@ -129,7 +129,7 @@ TEST_F(ProgramTest, RefusesBadArguments) {
            Bad{{"render", Scene(), "-o", out, "--frames", "60"}, "0..59"},
            Bad{{"render", Scene(), "-o", out, "--frames", "-1"}, "negative"},
            Bad{{"render", Scene(), "-o", out, "--frames", ""}, "--frames"},
-           Bad{{"render", Scene(), "-o", (Out() / "f.gif").string()}, "is neither a picture nor a film"},
+           Bad{{"render", Scene(), "-o", (Out() / "f.gif").string()}, "use .webp or .apng"},
            Bad{{"render", Scene(), "-o", Out().string()}, "is neither a picture nor a film"},
            Bad{{"render", Scene(), "-o", "%x.png"}, "%x.png"},
            Bad{{"params", "--time", "1"}, "scene"},
