@@ -1,0 +1,215 @@
+#include "plugins/openfx/instance.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+
+#include "stage/base/errors.h"
+
+namespace orvandel::ofx {
+namespace {
+
+constexpr double kUnknownRate = 25;
+
+// 23.976, 29.97 and 59.94 are what hosts call 24000/1001, 30000/1001 and 60000/1001.
+stage::Rational RateOf(double framesPerSecond) {
+  const double whole = std::round(framesPerSecond * 1.001);
+  if (whole >= 1 && std::fabs(framesPerSecond - whole / 1.001) < 1e-3 &&
+      framesPerSecond != std::round(framesPerSecond)) {
+    return stage::Reduced({static_cast<std::int64_t>(whole) * 1000, 1001});
+  }
+  return SimplestRatio(std::clamp(framesPerSecond, 0.01, 1000.0), 1e-6);
+}
+
+Clock ClockFor(const stage::Rational& rate) {
+  Clock clock;
+  try {
+    clock.time = stage::TimebaseOfRate(rate);
+    clock.unitsPerFrame = clock.time.timeStep;
+  } catch (const stage::InputError&) {  // no clock holds the frames of such a rate: they are rounded to units
+    clock.time = stage::TimebaseOfRate({30, 1});
+    clock.unitsPerFrame = clock.time.timeScale * static_cast<double>(rate.den) / static_cast<double>(rate.num);
+  }
+  return clock;
+}
+
+// One number for each sequence of the process.
+double NextNumber() {
+  static std::atomic<std::uint32_t> last{0};
+  return ++last;
+}
+
+RawValue DefaultOf(const ShownParam& shown) {
+  RawValue value{};
+  std::copy(shown.defaults.begin(), shown.defaults.end(), value.begin());
+  return value;
+}
+
+void Confine(const ShownParam& shown, RawValue& value) {
+  const RawValue fallback = DefaultOf(shown);
+  for (std::size_t i = 0; i < value.size(); ++i) {
+    if (!std::isfinite(value[i])) value[i] = fallback[i];
+  }
+  switch (shown.kind) {
+    case Kind::kInteger:
+    case Kind::kNumber:
+    case Kind::kAngle:
+      value[0] = std::clamp(value[0], shown.lowest, shown.highest);
+      break;
+    case Kind::kChoice:
+      value[0] = std::clamp(value[0], 0.0, static_cast<double>(shown.choices.size()) - 1);
+      break;
+    case Kind::kSwitch:
+      value[0] = value[0] != 0 ? 1 : 0;
+      break;
+    default:
+      break;
+  }
+}
+
+}  // namespace
+
+std::int32_t Clock::UnitsAt(double frame) const {
+  constexpr double kMost = 1 << 30;
+  return static_cast<std::int32_t>(std::clamp(std::round((frame - startFrame) * unitsPerFrame), -kMost, kMost));
+}
+
+Instance::Instance(const Suites& suites, OfxImageEffectHandle handle, const ParamTable& table)
+    : suites_(suites), handle_(handle), table_(table) {
+  OfxPropertyHandle properties = nullptr;
+  if (suites_.effects->getPropertySet(handle, &properties) == kOk) properties_ = Properties(suites_, properties);
+  output_ = Clip(clip::kOutput);
+  source_ = Clip(clip::kSource);
+  layer_ = Clip(kLayerClip);
+  OfxParamSetHandle set = nullptr;
+  if (suites_.effects->getParamSet(handle, &set) != kOk) set = nullptr;
+  for (const ShownParam& shown : table_.params) {
+    OfxParamHandle param = nullptr;
+    if (set == nullptr || suites_.params->paramGetHandle(set, shown.name.c_str(), &param, nullptr) != kOk) {
+      param = nullptr;
+    }
+    params_.push_back(param);
+  }
+}
+
+OfxImageClipHandle Instance::Clip(Name name) const {
+  OfxImageClipHandle clip = nullptr;
+  return suites_.effects->clipGetHandle(handle_, name, &clip, nullptr) == kOk ? clip : nullptr;
+}
+
+Properties Instance::PropsOf(OfxImageClipHandle clip) const {
+  OfxPropertyHandle handle = nullptr;
+  if (clip == nullptr || suites_.effects->clipGetPropertySet(clip, &handle) != kOk) return {};
+  return {suites_, handle};
+}
+
+bool Instance::IsConnected(OfxImageClipHandle clip) const {
+  return clip != nullptr && PropsOf(clip).Int(prop::kConnected).value_or(1) != 0;
+}
+
+RawValue Instance::ValueAt(std::size_t place, double frame) const {
+  const ShownParam& shown = table_.params[place];
+  RawValue value = DefaultOf(shown);
+  const OfxParamHandle param = params_[place];
+  if (param == nullptr || shown.kind == Kind::kFile) return value;
+  const auto read = suites_.params->paramGetValueAtTime;
+  OfxStatus status = kOk;
+  switch (shown.kind) {
+    case Kind::kInteger:
+    case Kind::kSwitch:
+    case Kind::kChoice: {
+      int whole = static_cast<int>(value[0]);
+      status = read(param, frame, &whole);
+      value[0] = whole;
+      break;
+    }
+    case Kind::kPoint:
+      status = read(param, frame, &value[0], &value[1]);
+      break;
+    case Kind::kColor:
+      status = read(param, frame, &value[0], &value[1], &value[2]);
+      break;
+    default:
+      status = read(param, frame, &value[0]);
+  }
+  if (status != kOk) return DefaultOf(shown);
+  Confine(shown, value);
+  return value;
+}
+
+RawValue Instance::ValueAt(const char* name, double frame) const {
+  const ShownParam* shown = table_.Find(name);
+  return shown == nullptr ? RawValue{} : ValueAt(static_cast<std::size_t>(shown - table_.params.data()), frame);
+}
+
+std::string Instance::TextAt(std::size_t place, double frame) const {
+  char* text = nullptr;
+  const OfxParamHandle param = params_[place];
+  if (param == nullptr || suites_.params->paramGetValueAtTime(param, frame, &text) != kOk || text == nullptr) return {};
+  return text;
+}
+
+bool Instance::HasNoKeys(std::size_t place) const {
+  unsigned count = ~0U;
+  const OfxParamHandle param = params_[place];
+  return param == nullptr || (suites_.params->paramGetNumKeys(param, &count) == kOk && count == 0);
+}
+
+stage::Rational Instance::FrameRateAt(double frame) const {
+  double rate = ValueAt(kFrameRateParam, frame)[0];
+  for (const Properties& told : {properties_, PropsOf(output_), PropsOf(source_)}) {
+    if (!(rate > 0)) rate = told.Double(prop::kFrameRate).value_or(0);
+  }
+  return RateOf(rate > 0 ? rate : kUnknownRate);
+}
+
+Clock Instance::ClockAt(double frame) const {
+  Clock clock = ClockFor(FrameRateAt(frame));
+  clock.startFrame = ValueAt(kStartFrame, frame)[0];
+  return clock;
+}
+
+std::optional<Stage> Instance::ProjectStage() const {
+  const auto size = properties_.Pair(prop::kProjectSize);
+  if (!size || !(size->x > 0 && size->y > 0)) return {};
+  const OfxPointD offset = properties_.Pair(prop::kProjectOffset).value_or(OfxPointD{0, 0});
+  Stage stage;
+  stage.rect = {offset.x, offset.y, offset.x + size->x, offset.y + size->y};
+  const double aspect =
+      PropsOf(output_).Double(prop::kPixelAspect).value_or(properties_.Double(prop::kProjectAspect).value_or(1));
+  stage.pixelAspect = aspect > 0 ? aspect : 1;
+  return stage;
+}
+
+void Instance::Complain(const std::string& text) {
+  const std::lock_guard lock(guard_);
+  if (complaint_ == text) return;  // once, not for every frame
+  complaint_ = text;
+  if (suites_.messages == nullptr || suites_.messages->setPersistentMessage == nullptr) return;
+  suites_.messages->setPersistentMessage(handle_, "OfxMessageError", "", "%s", text.c_str());
+}
+
+void Instance::ClearComplaint() {
+  const std::lock_guard lock(guard_);
+  if (complaint_.empty()) return;
+  complaint_.clear();
+  if (suites_.messages == nullptr || suites_.messages->clearPersistentMessage == nullptr) return;
+  suites_.messages->clearPersistentMessage(handle_);
+}
+
+void Instance::BeginSequence() {
+  const std::lock_guard lock(guard_);
+  if (openSequences_++ == 0) sequence_ = NextNumber();
+}
+
+void Instance::EndSequence() {
+  const std::lock_guard lock(guard_);
+  if (openSequences_ > 0 && --openSequences_ == 0) sequence_ = 0;
+}
+
+double Instance::SequenceNumber() const {
+  const std::lock_guard lock(guard_);
+  return sequence_ != 0 ? sequence_ : NextNumber();
+}
+
+}  // namespace orvandel::ofx

@@ -1,0 +1,107 @@
+#include "plugins/openfx/looks.h"
+
+#include <list>
+#include <mutex>
+#include <nlohmann/json.hpp>
+#include <utility>
+
+#include "stage/base/errors.h"
+
+namespace orvandel::ofx {
+namespace {
+
+namespace fs = std::filesystem;
+
+// The last few of a kind, by what they are made of.
+template <typename Key, typename Kept, std::size_t kMost>
+class Shelf {
+ public:
+  template <typename Make>
+  std::shared_ptr<const Kept> Get(const Key& key, const Make& make) {
+    const std::lock_guard lock(guard_);
+    for (auto at = kept_.begin(); at != kept_.end(); ++at) {
+      if (at->first != key) continue;
+      kept_.splice(kept_.begin(), kept_, at);
+      return kept_.front().second;
+    }
+    kept_.emplace_front(key, make());
+    if (kept_.size() > kMost) kept_.pop_back();
+    return kept_.front().second;
+  }
+  void Clear() {
+    const std::lock_guard lock(guard_);
+    kept_.clear();
+  }
+
+ private:
+  std::mutex guard_;
+  std::list<std::pair<Key, std::shared_ptr<const Kept>>> kept_;  // the most recently asked for first
+};
+
+Shelf<std::string, bridge::Look, 16>& Looks() {
+  static Shelf<std::string, bridge::Look, 16> looks;
+  return looks;
+}
+Shelf<std::vector<double>, bridge::Player, 32>& Players() {
+  static Shelf<std::vector<double>, bridge::Player, 32> players;
+  return players;
+}
+
+// "logo.svg#ring" is an element of a file, unless a file is called so.
+std::pair<fs::path, std::string> FileAndPart(const std::string& name) {
+  std::error_code none;
+  const std::size_t mark = name.rfind('#');
+  if (mark == std::string::npos || fs::exists(name, none)) return {name, {}};
+  return {name.substr(0, mark), name.substr(mark + 1)};
+}
+
+std::string WrittenAt(const fs::path& file) {
+  std::error_code none;
+  const auto time = fs::last_write_time(file, none);
+  return none ? std::string() : std::to_string(time.time_since_epoch().count());
+}
+
+}  // namespace
+
+std::shared_ptr<const bridge::Look> LookOf(const FrameGrid& grid, const stage::Rational& frameRate,
+                                           const MaskChoice& mask) {
+  nlohmann::json scene{{"version", 1},
+                       {"width", grid.layerWidth},
+                       {"height", grid.layerHeight},
+                       {"pixelAspect", stage::TextOf(grid.pixelAspect)},
+                       {"frameRate", stage::TextOf(frameRate)},
+                       {"duration", 1}};
+  fs::path sceneFile = "Orvandel.json";
+  std::string written;
+  if (!mask.file.empty()) {
+    const auto [file, part] = FileAndPart(mask.file);
+    std::error_code none;
+    // A scene names files of its own folder; links are followed first.
+    const fs::path whole = fs::weakly_canonical(file, none);
+    if (none || !fs::is_regular_file(whole, none)) throw stage::InputError("there is no file " + file.string());
+    sceneFile = whole.parent_path() / sceneFile;
+    nlohmann::json outline{{"file", whole.filename().string()}};
+    if (!part.empty()) outline["id"] = part;
+    if (mask.severalOutlines) {
+      scene["parameters"]["Wave Type"] = "Mask";
+    } else {
+      outline["part"] = "largest";
+    }
+    scene["masks"]["mask"] = outline;
+    written = WrittenAt(whole);
+  }
+  const std::string text = scene.dump();
+  return Looks().Get(sceneFile.string() + '\n' + written + '\n' + text,
+                     [&] { return bridge::Look::FromText(text, sceneFile); });
+}
+
+std::shared_ptr<const bridge::Player> PlayerOf(const std::vector<double>& values) {
+  return Players().Get(values, [] { return std::make_shared<bridge::Player>(); });
+}
+
+void ForgetLooksAndPlayers() {
+  Players().Clear();
+  Looks().Clear();
+}
+
+}  // namespace orvandel::ofx

@@ -1,0 +1,191 @@
+// The plug-in as hosts load it: its two entries, and the actions by their names.
+//
+// Hosts load, set themselves and describe any number of times, on several threads; so whatever is remembered here is
+// guarded, and loading again changes nothing.
+#include <algorithm>
+#include <cfenv>
+#include <initializer_list>
+#include <memory>
+#include <mutex>
+#include <new>
+#include <shared_mutex>
+#include <string_view>
+#include <unordered_map>
+
+#include "plugins/bridge/effect_pool.h"
+#include "plugins/openfx/describe.h"
+#include "plugins/openfx/looks.h"
+#include "plugins/openfx/render.h"
+#include "stage/base/errors.h"
+
+#if defined(_WIN32)
+#define ORVANDEL_OFX_EXPORT extern "C" __declspec(dllexport)
+#else
+#define ORVANDEL_OFX_EXPORT extern "C" __attribute__((visibility("default")))
+#endif
+
+namespace orvandel::ofx {
+namespace {
+
+// Hosts keep the addresses of names; the table stays as long as the plug-in is loaded. Throws WorkError.
+const ParamTable& Table() {
+  static const ParamTable table = MakeParamTable(bridge::Catalog());
+  return table;
+}
+
+// Instances by their handles. Kept here and not with the host, which may hand in a wrong one.
+class Instances {
+ public:
+  void Add(const void* handle, std::shared_ptr<Instance> instance) {
+    const std::unique_lock lock(guard_);
+    byHandle_[handle] = std::move(instance);
+  }
+  void Remove(const void* handle) {
+    std::shared_ptr<Instance> last;  // ends outside the lock
+    const std::unique_lock lock(guard_);
+    if (const auto found = byHandle_.find(handle); found != byHandle_.end()) {
+      last = std::move(found->second);
+      byHandle_.erase(found);
+    }
+  }
+  std::shared_ptr<Instance> Find(const void* handle) {
+    const std::shared_lock lock(guard_);
+    const auto found = byHandle_.find(handle);
+    return found == byHandle_.end() ? nullptr : found->second;
+  }
+
+ private:
+  std::shared_mutex guard_;
+  std::unordered_map<const void*, std::shared_ptr<Instance>> byHandle_;
+};
+
+Instances& The() {
+  static Instances instances;
+  return instances;
+}
+
+// The effect's arithmetic rounds to nearest and knows denormal numbers, whatever the calling thread is set to.
+class PlainArithmetic {
+ public:
+  PlainArithmetic() {
+    std::fegetenv(&before_);
+    std::fesetenv(FE_DFL_ENV);
+  }
+  ~PlainArithmetic() { std::fesetenv(&before_); }
+  PlainArithmetic(const PlainArithmetic&) = delete;
+  PlainArithmetic& operator=(const PlainArithmetic&) = delete;
+
+ private:
+  std::fenv_t before_{};
+};
+
+OfxImageEffectHandle EffectOf(const void* handle) {
+  return static_cast<OfxImageEffectHandle>(const_cast<void*>(handle));
+}
+
+OfxStatus Load() {
+  if (!FetchSuites(CurrentHost()).Suffice()) return kMissingHostFeature;
+  Table();
+  return kOk;
+}
+
+OfxStatus OfDescriptor(std::string_view action, const void* handle, OfxPropertyHandle in) {
+  const Suites suites = FetchSuites(CurrentHost());
+  if (!suites.Suffice()) return kMissingHostFeature;
+  if (action == action::kDescribe) return Describe(suites, EffectOf(handle));
+  if (action == action::kDescribeInContext) {
+    return DescribeInContext(suites, EffectOf(handle), Properties(suites, in).Text(prop::kContext), Table());
+  }
+  The().Add(handle, std::make_shared<Instance>(suites, EffectOf(handle), Table()));
+  return kOk;
+}
+
+OfxStatus OfInstance(std::string_view action, Instance& instance, OfxPropertyHandle in, OfxPropertyHandle out) {
+  const PlainArithmetic plain;
+  const Properties asked(instance.Host(), in), answer(instance.Host(), out);
+  if (action == action::kRender) return Render(instance, asked);
+  if (action == action::kIsIdentity) return IsIdentity(instance, asked, answer);
+  if (action == action::kGetRegionOfDefinition) return GetRegionOfDefinition(instance, asked, answer);
+  if (action == action::kGetRegionsOfInterest) return GetRegionsOfInterest(instance, asked, answer);
+  if (action == action::kGetFramesNeeded) return GetFramesNeeded(instance, asked, answer);
+  if (action == action::kGetClipPreferences) return GetClipPreferences(instance, answer);
+  if (action == action::kBeginSequenceRender) {
+    instance.BeginSequence();
+    return kOk;
+  }
+  if (action == action::kEndSequenceRender) {
+    instance.EndSequence();
+    return kOk;
+  }
+  if (action == action::kPurgeCaches) {
+    instance.frames.Clear();
+    return kOk;
+  }
+  // Some hosts do not render while a message stands.
+  if (action == action::kInstanceChanged) instance.ClearComplaint();
+  return kReplyDefault;
+}
+
+bool Is(std::string_view action, std::initializer_list<Name> names) {
+  return std::find(names.begin(), names.end(), action) != names.end();
+}
+
+OfxStatus Dispatch(std::string_view action, const void* handle, OfxPropertyHandle in, OfxPropertyHandle out) {
+  if (action == action::kLoad) return Load();
+  if (action == action::kUnload) {
+    ForgetLooksAndPlayers();
+    bridge::EffectPool::The().DropIdle();
+    return kOk;
+  }
+  if (Is(action, {action::kDescribe, action::kDescribeInContext, action::kCreateInstance})) {
+    return handle == nullptr ? kBadHandle : OfDescriptor(action, handle, in);
+  }
+  if (action == action::kDestroyInstance) {
+    The().Remove(handle);
+    return kOk;
+  }
+  const bool known =
+      Is(action, {action::kRender, action::kIsIdentity, action::kGetRegionOfDefinition, action::kGetRegionsOfInterest,
+                  action::kGetFramesNeeded, action::kGetClipPreferences, action::kBeginSequenceRender,
+                  action::kEndSequenceRender, action::kPurgeCaches, action::kInstanceChanged});
+  if (!known) return kReplyDefault;
+  const std::shared_ptr<Instance> instance = The().Find(handle);
+  if (instance == nullptr) return kBadHandle;
+  try {
+    return OfInstance(action, *instance, in, out);
+  } catch (const stage::Interrupted&) {
+    return kOk;  // nobody looks at what a host has stopped
+  } catch (const std::bad_alloc&) {
+    return kErrMemory;
+  } catch (const std::exception& error) {
+    if (action != action::kRender) return kReplyDefault;  // the render will say it
+    instance->Complain(error.what());
+    return kFailed;
+  }
+}
+
+// The one place that exceptions do not pass.
+OfxStatus Main(const char* action, const void* handle, OfxPropertyHandle in, OfxPropertyHandle out) {
+  if (action == nullptr) return kReplyDefault;
+  try {
+    return Dispatch(action, handle, in, out);
+  } catch (const std::bad_alloc&) {
+    return kErrMemory;
+  } catch (...) {
+    return kFailed;
+  }
+}
+
+OfxPlugin plugin{kApi, 1, kIdentifier, kVersionMajor, kVersionMinor, [](OfxHost* host) { RememberHost(host); }, Main};
+
+}  // namespace
+}  // namespace orvandel::ofx
+
+ORVANDEL_OFX_EXPORT OfxStatus OfxSetHost(const OfxHost* host) {
+  orvandel::ofx::RememberHost(host);
+  return orvandel::ofx::kOk;
+}
+
+ORVANDEL_OFX_EXPORT int OfxGetNumberOfPlugins(void) { return 1; }
+
+ORVANDEL_OFX_EXPORT OfxPlugin* OfxGetPlugin(int number) { return number == 0 ? &orvandel::ofx::plugin : nullptr; }
