@@ -4,12 +4,6 @@
 
 namespace orvandel::cli {
 
-double CoverageOf(const stage::Picture& picture) {
-  std::size_t covered = 0;
-  for (std::size_t i = 0; i < picture.bytes.size(); i += 4) covered += picture.bytes[i] != 0 ? 1 : 0;
-  return picture.bytes.empty() ? 0 : static_cast<double>(covered) / static_cast<double>(picture.bytes.size() / 4);
-}
-
 PictureFacts FactsOf(const stage::Picture& picture) {
   PictureFacts facts;
   facts.left = picture.width;

@@ -14,8 +14,6 @@ struct PictureFacts {
   std::int32_t left = 0, top = 0, right = 0, bottom = 0;  // of those pixels; right and bottom lie outside; all 0: none
   stage::ColorValue meanColor;                            // weighted with alpha
 };
-// That alone, which is quick.
-double CoverageOf(const stage::Picture& picture);
 PictureFacts FactsOf(const stage::Picture& picture);
 
 }  // namespace orvandel::cli

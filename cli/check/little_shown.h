@@ -6,15 +6,13 @@
 #include <vector>
 
 #include "stage/module/effect_module.h"
-#include "stage/picture/picture.h"
 #include "stage/scene/scene.h"
 
 namespace orvandel::cli {
 
 class ShownCounter {
  public:
-  void Add(const stage::Picture& picture);
-  void Add(double coverage);  // part of the picture's pixels with any alpha
+  void Add(double coverage);  // as SceneRenderer::Coverage
   // Less than a thousandth of all pixels of all pictures.
   bool IsLittle() const { return count_ > 0 && covered_ < kLittle * static_cast<double>(count_); }
   // "less than 0.1 % of the pictures is covered".

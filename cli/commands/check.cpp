@@ -190,7 +190,7 @@ ShownCounter Watch(stage::SceneRenderer& renderer, const stage::Scene& scene, Fi
     if (StopRequested()) throw stage::Interrupted();
     const stage::Picture picture = renderer.Render(frame);
     flashes.Add(picture);
-    shown.Add(picture);
+    shown.Add(renderer.Coverage());
     waves.push_back(renderer.WaveCount());
   }
   findings.notes.push_back(fmt::format("flashes looked for in {} of {} frames, with {} waves at most", count,
@@ -207,6 +207,7 @@ ShownCounter Watch(stage::SceneRenderer& renderer, const stage::Scene& scene, Fi
 void LookAtPictures(stage::EffectModule& module, const stage::Scene& scene, std::int64_t maxWaves, Findings& findings) {
   stage::RenderOptions options;
   options.highQuality = false;
+  options.measureCoverage = true;
   options.downsample = std::max(1, (std::max(scene.width, scene.height) + kSmallSide - 1) / kSmallSide);
   options.shouldStop = StopRequested;
   try {

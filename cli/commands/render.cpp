@@ -199,6 +199,7 @@ SceneWorkSettings WorkOf(const RenderRequest& request) {
   settings.render.highQuality = request.highQuality;
   settings.render.downsample = request.downsample;
   settings.render.shouldStop = StopRequested;
+  settings.render.measureCoverage = true;
   settings.render.maxWaves = request.scene.maxWaves;
   settings.depth = request.depth;
   settings.ifTaken = IfTakenOf(request.existing);

@@ -52,6 +52,7 @@ void DrawSheet(const SheetRequest& request, stage::EffectModule& module, const s
   stage::RenderOptions options;
   options.downsample = request.downsample > 0 ? request.downsample : (scene.width + kUsualWidth - 1) / kUsualWidth;
   options.shouldStop = StopRequested;
+  options.measureCoverage = true;
   ContactSheet sheet(stage::CellsOf(scene.width, options.downsample), stage::CellsOf(scene.height, options.downsample),
                      static_cast<std::int32_t>(frames.size()), request.columns,
                      scene.background.color.value_or(kUsualColor));
@@ -60,7 +61,7 @@ void DrawSheet(const SheetRequest& request, stage::EffectModule& module, const s
   ShownCounter shown;
   for (const std::int32_t frame : frames) {
     const stage::Picture picture = renderer.Render(frame);
-    shown.Add(picture);
+    shown.Add(renderer.Coverage());
     sheet.Add(picture, frame);
   }
   for (const std::string& note : scene.notes) Tell("orvandel: note: " + note + "\n");

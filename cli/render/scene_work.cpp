@@ -6,7 +6,6 @@
 #include <optional>
 
 #include "cli/interrupt.h"
-#include "cli/picture_facts.h"
 #include "stage/base/errors.h"
 #include "stage/films/film_out.h"
 #include "stage/loading/loaded_effect.h"
@@ -41,7 +40,7 @@ class SceneWork final : public FrameWork {
   }
 
   std::int64_t WaveCount() const override { return renderer_->WaveCount(); }
-  double Shown() const override { return shown_; }
+  double Shown() const override { return renderer_->Coverage(); }
 
   void Finish() override {
     renderer_.reset();
@@ -53,7 +52,6 @@ class SceneWork final : public FrameWork {
     const UnfinishedFile unfinished(stage::PartialFile(file, ifTaken_).WorkName());
     if (output_.IsExr() || depth_ == 16) {
       const stage::Picture16 picture = renderer_->Render16(frame);
-      shown_ = CoverageOf(stage::Narrowed(picture));
       if (output_.IsExr()) {
         stage::WriteExr(file, picture, ifTaken_);
       } else {
@@ -67,7 +65,6 @@ class SceneWork final : public FrameWork {
   const Output& output_;
   int depth_;
   stage::IfTaken ifTaken_;
-  double shown_ = 1;
   stage::EffectModule module_;
   std::optional<stage::SceneRenderer> renderer_;
 };

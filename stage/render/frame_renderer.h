@@ -28,6 +28,7 @@ struct RenderOptions {
   // After every command: nothing written beside the output's pixels, nothing at all into the input and the layers. It
   // costs one reading of every picture lent, about half a millisecond each at full HD.
   bool checkImages = true;
+  bool measureCoverage = false;  // for SceneRenderer::Coverage
 
   OutputScale ScaleOf(const Scene& scene) const { return scale ? *scale : OutputScale::Downsampled(scene, downsample); }
 };

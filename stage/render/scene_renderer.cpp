@@ -16,9 +16,20 @@
 
 namespace orvandel::stage {
 
+namespace {
+
+template <typename Channel, typename IsSeen>
+double ShareOf(const std::vector<Channel>& channels, const IsSeen& isSeen) {
+  std::size_t seen = 0;
+  for (std::size_t i = 0; i < channels.size(); i += 4) seen += isSeen(channels[i]) ? 1 : 0;
+  return static_cast<double>(seen) / static_cast<double>(channels.size() / 4);
+}
+
+}  // namespace
+
 struct SceneRenderer::Impl {
   Impl(EffectModule& module, const Scene& played, const RenderOptions& options)
-      : scene(played), scale(options.ScaleOf(played)) {
+      : scene(played), scale(options.ScaleOf(played)), measureCoverage(options.measureCoverage) {
     for (std::size_t i = 0; i < scene.emitters.size(); ++i) {
       renderers.push_back(std::make_unique<FrameRenderer>(module, scene, i, options));
     }
@@ -84,7 +95,9 @@ struct SceneRenderer::Impl {
   Picture16 Effects16(std::int32_t hostTime) {
     mostWaves = 0;
     Picture16 picture = BlurredAt(hostTime);
-    return scene.glow ? WithGlow(picture, *scene.glow, scale.Map().y, scene.linear) : picture;
+    if (scene.glow) picture = WithGlow(picture, *scene.glow, scale.Map().y, scene.linear);
+    if (measureCoverage) coverage = ShareOf(picture.words, [](std::uint16_t alpha) { return EightBits(alpha) != 0; });
+    return picture;
   }
 
   // The bytes of a scene's only effect.
@@ -92,6 +105,7 @@ struct SceneRenderer::Impl {
     mostWaves = 0;
     Picture picture = PictureOf(0, hostTime);
     CountWaves();
+    if (measureCoverage) coverage = ShareOf(picture.bytes, [](std::uint8_t alpha) { return alpha != 0; });
     return picture;
   }
 
@@ -109,8 +123,10 @@ struct SceneRenderer::Impl {
 
   const Scene& scene;
   OutputScale scale;
+  bool measureCoverage;
   std::vector<std::unique_ptr<FrameRenderer>> renderers;
   std::int64_t mostWaves = 0;  // of the frame
+  double coverage = 0;
   std::optional<Background> background;
 };
 
@@ -150,6 +166,7 @@ void SceneRenderer::SceneChanged() {
 bool SceneRenderer::IsEightBits() const { return impl_->IsUntouched(); }
 
 std::int64_t SceneRenderer::WaveCount() const { return impl_->mostWaves; }
+double SceneRenderer::Coverage() const { return impl_->coverage; }
 Picture SceneRenderer::RenderEffects(std::int32_t frame) {
   return WithinMemory([&] { return impl_->Effects(impl_->scene.time.TimeOfFrame(frame)); });
 }

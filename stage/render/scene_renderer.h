@@ -40,6 +40,8 @@ class SceneRenderer {
 
   // How many waves of all effects were alive at once in the last frame rendered; with motion blur, at most.
   std::int64_t WaveCount() const;
+  // Part of the last frame's pixels, 0..1, on which the effects leave anything, whatever stands behind.
+  double Coverage() const;
   // The effects' picture alone, without what stands behind.
   Picture RenderEffects(std::int32_t frame);
 

@@ -229,6 +229,59 @@ TEST_F(Commands, SheetShowsTheFrames) {
   }
 }
 
+// Whatever looks at pictures says when they show nothing, also over a background, and why.
+TEST_F(Commands, TellsWhyNothingIsSeen) {
+  const std::vector<std::pair<std::string, std::string>> cases{
+      {R"("parameters": {"Producer Point": [-900, 50]})", "the waves lie outside the picture"},
+      {R"("background": "#102030", "parameters": {"Producer Point": [-900, 50]})", "the waves lie outside the picture"},
+      {R"("parameters": {"Expansion": 0.001})", "smaller than a pixel"},
+      {R"x("parameters": {"Lifespan (sec)": 0})x", "no wave is alive"},
+      {R"("parameters": {"Opacity": 0})", "Opacity is 0"},
+      {R"("effects": [{"opacity": 0}], "glow": {"radius": 9})", "\"opacity\" of the effects is 0"},
+      {R"("parameters": {"Wave Type": "Image Contours"})", "the source layer has no contour"},
+      {R"("parameters": {"Wave Type": "Mask", "Mask": null})", "Mask is null"},
+      {R"("masks": {"m": {"d": "M 1990 990 l 9 0 l 0 9 Z"}}, "parameters": {"Wave Type": "Mask"})",
+       "mask \"m\" lies 2117 pixels from the layer's middle"},
+      {R"("masks": {"m": {"d": "M 1990 990 l 9 0 l 0 9 Z", "anchor": "outline"}}, "parameters": {"Wave Type": "Mask"})",
+       ""}};
+  for (const auto& [more, why] : cases) {
+    const std::string scene = Scene(more);
+    for (const Outcome& told :
+         {RunProgram({"check", scene}), RunProgram({"sheet", scene, "-o", In("s.png"), "--in", "1", "--overwrite"}),
+          RunProgram({"render", scene, "-o", In("f.mkv"), "--in", "1", "--out", "1.1", "--overwrite"}),
+          RunProgram({"render", scene, "-o", In("f.png"), "--frames", "30,31", "--overwrite"})}) {
+      const std::string all = told.output + told.error;
+      EXPECT_EQ(told.exitCode, 0) << all;
+      EXPECT_EQ(all.find("warning: ") != std::string::npos, !why.empty()) << more << all;
+      EXPECT_THAT(all, HasSubstr(why)) << more;
+    }
+  }
+}
+
+// A drawing is decoded with its colours and its alpha, at its place, and its shape can be traced.
+TEST_F(Commands, SvgFilesAreLayers) {
+  WriteFile(In("d.svg"), R"(<svg xmlns="http://www.w3.org/2000/svg" width="200" height="100">
+    <rect x="60" y="20" width="80" height="60" fill="#ff8000" fill-opacity="0.5"/></svg>)");
+  const std::string shown = Scene(R"("input": "d.svg", "background": "input")");
+  ASSERT_EQ(RunProgram({"render", shown, "-o", In("f.png"), "--frames", "0"}).exitCode, 0);
+  stage::Media media;
+  media.file = In("f.png");
+  const stage::Picture picture = stage::OpenMedia(media, {})->Decode(0);
+  const auto at = [&](int x, int y) {
+    const auto* pixel = &picture.bytes[static_cast<std::size_t>(y * 200 + x) * 4];
+    return std::vector<int>(pixel, pixel + 4);
+  };
+  EXPECT_THAT(at(61, 50), testing::ElementsAre(255, testing::AllOf(testing::Ge(126), testing::Le(130)),
+                                               testing::AllOf(testing::Ge(62), testing::Le(66)), 0));
+  EXPECT_EQ(at(58, 50), (std::vector<int>{255, 0, 0, 0}));
+  const std::string traced = Scene(R"("layers": {"d": "d.svg"}, "parameters": {"Wave Type": "Image Contours",
+    "Source Layer": "d", "Frequency": 0, "Fade-out Time": 0})");
+  const auto told = json::parse(RunProgram({"describe", traced, "--time", "0.5", "--json"}).output);
+  const auto box = told["picture"]["box"];
+  EXPECT_NEAR((box[2].get<double>() - box[0].get<double>()) / (box[3].get<double>() - box[1].get<double>()), 80.0 / 60,
+              0.05);
+}
+
 // A plate that nobody would see is said, with what to do.
 TEST_F(Commands, TellsOfAnInputThatIsNeverSeen) {
   ASSERT_EQ(
