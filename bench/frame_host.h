@@ -1,7 +1,7 @@
-// What the benchmarks of whole calls share: the test suite's host, set up for one sequence, and names of sizes.
+// Shared by the benchmarks of whole calls: the test suite's host, set up for one sequence, and names of sizes.
 //
-// Its values come from tables and cost about what a compositing program's would. Questions whether to stop are only
-// counted: the test suite's own answer keeps a record of every one. Layers have no padding.
+// Its values come from tables and cost about what a compositing program's would. Abort checks and progress reports are
+// only counted here, because the test suite's own callbacks record every one. Layers have no padding.
 #pragma once
 
 #include <cstdint>
@@ -23,16 +23,16 @@ inline constexpr PictureSize kTiny = {"tiny", 16, 16};  // where the drawing is 
 inline constexpr std::int32_t kUnitsPerTick = 1000;       // host time units; 30,000 a second
 inline constexpr std::int32_t kUnitsPerNtscFrame = 1001;  // 29.97 frames a second
 
-inline std::int64_t questions = 0;  // abort checks and progress reports since a benchmark set it to 0
+inline std::int64_t polls = 0;  // abort checks and progress reports since a benchmark set it to 0
 
-inline std::int32_t AnswerQuestionsFast(std::int32_t selector, OrvInRecord* in, OrvOutRecord* out, OrvParamDef** params,
-                                        OrvImage* output, void* extra) {
+inline std::int32_t AnswerPollsFast(std::int32_t selector, OrvInRecord* in, OrvOutRecord* out, OrvParamDef** params,
+                                    OrvImage* output, void* extra) {
   in->callbacks.abortCheck = [](OrvEffectRef) {
-    ++questions;
+    ++polls;
     return 0;
   };
   in->callbacks.progress = [](OrvEffectRef, std::int32_t, std::int32_t) {
-    ++questions;
+    ++polls;
     return 0;
   };
   return FilterMain(selector, in, out, params, output, extra);
@@ -41,7 +41,7 @@ inline std::int32_t AnswerQuestionsFast(std::int32_t selector, OrvInRecord* in, 
 // Holds no memory of the effect's private heap once it ends: what benchmarks keep there must go before.
 class FrameHost {
  public:
-  FrameHost(const PictureSize& size, std::int32_t seconds) : host(size.width, size.height, &AnswerQuestionsFast) {
+  FrameHost(const PictureSize& size, std::int32_t seconds) : host(size.width, size.height, &AnswerPollsFast) {
     host.input = test::FencedImage(size.width, size.height, 0, 0);
     host.output = test::FencedImage(size.width, size.height, 0, 0);
     host.duration = seconds * host.timeScale;

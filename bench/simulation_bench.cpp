@@ -77,9 +77,9 @@ void Play(benchmark::State& state, std::int32_t first, std::int32_t unitsPerFram
   std::int32_t number = first;
   Draw(state, frames.host, unitsPerFrame * number++);
   Draw(state, frames.host, unitsPerFrame * number++);  // the first one draws what died on the way
-  questions = 0;
+  polls = 0;
   for (auto frame : state) Draw(state, frames.host, unitsPerFrame * number++);
-  state.counters["questions"] = benchmark::Counter(static_cast<double>(questions), benchmark::Counter::kAvgIterations);
+  state.counters["polls"] = benchmark::Counter(static_cast<double>(polls), benchmark::Counter::kAvgIterations);
 }
 
 template <typename Function, typename... Arguments>

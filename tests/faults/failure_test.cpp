@@ -114,7 +114,7 @@ class Callbacks : public Faults {};
 TEST_P(Allocations, OnThePrivateHeap) { Sweep({.callback = kHeap}); }
 
 TEST_P(Callbacks, EachFails) {
-  for (int callback = 0; callback < static_cast<int>(Callback::kQuestion); ++callback) {
+  for (int callback = 0; callback < static_cast<int>(Callback::kPoll); ++callback) {
     Sweep({.callback = static_cast<Callback>(callback), .code = kHostCode});
     if (HasFailure()) return;
   }
@@ -126,7 +126,7 @@ TEST_P(Callbacks, EachFails) {
 
 // A host in C++ may throw. What it throws while a call ends is its own affair: check-ins of layers are such.
 TEST_P(Callbacks, EachThrows) {
-  for (int callback = 0; callback < static_cast<int>(Callback::kQuestion); ++callback) {
+  for (int callback = 0; callback < static_cast<int>(Callback::kPoll); ++callback) {
     if (static_cast<Callback>(callback) == Callback::kCheckIn) continue;
     Sweep({.callback = static_cast<Callback>(callback), .throws = true});
     if (HasFailure()) return;
@@ -166,7 +166,7 @@ TEST_P(Callbacks, TheServiceTableIsMissing) {
 // A host that hears of waves and at one of them stops the render or throws.
 struct WaveListener {
   const OrvServiceTable* others = nullptr;
-  std::int64_t at = 0, waves = 0, points = 0, questionsAfterwards = 0;
+  std::int64_t at = 0, waves = 0, points = 0, pollsAfterwards = 0;
   int held = 0;
   bool throws = false, struck = false;
 
@@ -206,13 +206,13 @@ TEST_P(Callbacks, TheWaveReportStopsOrThrows) {
       listener = {life.host.in.services, at, 0, 0, 0, 0, throws, false};
       WaveListener::current = &listener;
       life.host.in.services = &kServices;
-      life.host.onQuestion = [&] { listener.questionsAfterwards += listener.struck ? 1 : 0; };
+      life.host.onPoll = [&] { listener.pollsAfterwards += listener.struck ? 1 : 0; };
       bool seen = false;
       for (const Step& step : WholeLife()) {
         std::int32_t code = life.Send(step);
         if (listener.struck && !seen) {
           seen = true;
-          life.host.onQuestion = nullptr;
+          life.host.onPoll = nullptr;
           EXPECT_EQ(code, throws ? ORV_INVALID_CALLBACK : kHostCode);
           EXPECT_EQ(life.Disorder(), "");
           code = life.Send(step);
@@ -221,7 +221,7 @@ TEST_P(Callbacks, TheWaveReportStopsOrThrows) {
         EXPECT_EQ(listener.held, 0);
         EXPECT_TRUE(step.selector != ORV_RENDER || life.ShowsFreshPicture(step));
       }
-      EXPECT_EQ(listener.questionsAfterwards, 0);
+      EXPECT_EQ(listener.pollsAfterwards, 0);
       EXPECT_GT(listener.points, 0);
       EXPECT_EQ(life.Remains(), "");
       life.host.in.services = listener.others;

@@ -22,7 +22,7 @@ class Limits : public testing::Test {
   FakeHost& Host() { return life_.host; }
 
   void ExpectNextFrameRight() {
-    Host().questionsLeft = INT64_MAX;
+    Host().pollsLeft = INT64_MAX;
     Apply(Host(), kVariant);
     Furnish(Host());
     EXPECT_EQ(life_.Send({ORV_RENDER, 4}), 0);
@@ -40,12 +40,12 @@ TEST_F(Limits, FramesAfterNineteenHoursAreRefusedUnread) {
   host.in.currentTime = 0;
   ASSERT_EQ(host.Render(0), 0);
   host.ResetCalls();
-  host.questionsLeft = 0;
+  host.pollsLeft = 0;
   EXPECT_EQ(host.Render(2097152), FakeHost::kOutOfPatience);
-  EXPECT_GT(host.Calls(Callback::kQuestion), 0);
+  EXPECT_GT(host.Calls(Callback::kPoll), 0);
   host.ResetCalls();
   EXPECT_EQ(host.Render(2097153), ORV_INVALID_CALLBACK);
-  EXPECT_EQ(host.Calls(Callback::kQuestion), 0);
+  EXPECT_EQ(host.Calls(Callback::kPoll), 0);
   EXPECT_EQ(host.Calls(Callback::kCheckOut), 0);
   host.timeScale = 30000;
   ExpectNextFrameRight();

@@ -49,9 +49,9 @@ class Module {
   OrvFilterMain entry_ = nullptr;
 };
 
-// What a sequence has on the heap is found again, so that a frame costs what it costs without the reload.
+// A sequence's heap memory is found again: the next frame makes the same calls as without the reload.
 TEST(Orders, AReloadOfTheModuleLosesNothing) {
-  std::int64_t questions[2];
+  std::int64_t calls[2];
   for (const bool reload : {false, true}) {
     Module module;
     FakeHost host(kSweepWidth, kSweepHeight, module.Entry());
@@ -60,10 +60,10 @@ TEST(Orders, AReloadOfTheModuleLosesNothing) {
     if (reload) host.Enter(module.Reload());
     host.ResetCalls();
     ASSERT_EQ(host.RenderTick(101), 0);
-    questions[reload ? 1 : 0] = host.Calls(Callback::kQuestion) + host.Calls(Callback::kCheckOut);
+    calls[reload ? 1 : 0] = host.Calls(Callback::kPoll) + host.Calls(Callback::kCheckOut);
     ASSERT_EQ(host.SetDown(), 0);
   }
-  EXPECT_EQ(questions[0], questions[1]);
+  EXPECT_EQ(calls[0], calls[1]);
 }
 
 TEST(Orders, RandomStringsAcrossReloadsOfTheModule) {

@@ -1,7 +1,7 @@
-// The host stops the work at each of its questions in turn: the abort check and the progress report. The code comes
-// back as it was given, also when from the stop on there is no memory or the host throws instead of handing any out, no
-// further question is asked in that call, and the next frame is right. The output holds the rows scanned until then:
-// untouched before the drawing (contour waves use it as scratch), then one row more from each question to the next.
+// The host stops the work at each poll in turn (abort checks and progress reports). The code comes back as it was
+// given, also when from the stop on there is no memory or the host throws instead of handing any out; the host is not
+// polled again in that call, and the next frame is right. The output holds the rows scanned until then: untouched
+// before drawing begins (contour waves use it as scratch), then one row more from each poll to the next.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -43,40 +43,40 @@ class Stops : public testing::TestWithParam<Variant> {
     for (const Step& step : before) EXPECT_EQ(life_.Send(step), 0);
   }
 
-  // How many questions the frame asks, and how many of them while it draws: the last reports of progress in a row.
-  std::pair<std::int64_t, std::int64_t> CountQuestions(const std::vector<Step>& before, const Step& frame) {
+  // How often the frame polls, and how often while it draws: the unbroken run of progress reports at its end.
+  std::pair<std::int64_t, std::int64_t> CountPolls(const std::vector<Step>& before, const Step& frame) {
     Prepare(before);
-    std::int64_t questions = 0, drawing = 0;
+    std::int64_t polls = 0, drawing = 0;
     std::size_t reports = life_.host.progressDone.size();
-    life_.host.onQuestion = [&] {
-      ++questions;
+    life_.host.onPoll = [&] {
+      ++polls;
       const bool isReport = life_.host.progressDone.size() > reports;
       reports = life_.host.progressDone.size();
       drawing = isReport ? drawing + 1 : 0;
     };
     EXPECT_EQ(life_.Send(frame), 0);
-    life_.host.onQuestion = nullptr;
-    return {questions, drawing};
+    life_.host.onPoll = nullptr;
+    return {polls, drawing};
   }
 
   // Returns the output that the stop leaves.
-  Pixels StopAt(const std::vector<Step>& before, const Step& frame, std::int64_t question) {
-    const std::int32_t code = kCodes[question % 5];
+  Pixels StopAt(const std::vector<Step>& before, const Step& frame, std::int64_t poll) {
+    const std::int32_t code = kCodes[poll % 5];
     Prepare(before);
-    life_.host.Arm({Callback::kQuestion, question, code});
+    life_.host.Arm({Callback::kPoll, poll, code});
     std::int64_t asked = 0;
-    life_.host.onQuestion = [&] {
-      if (asked++ < question || question % 3 == 0) return;
-      life_.host.ArmAll({{Callback::kQuestion, 0, code}, {Callback::kNewHandle, 0, 4, true, question % 3 == 1}});
+    life_.host.onPoll = [&] {
+      if (asked++ < poll || poll % 3 == 0) return;
+      life_.host.ArmAll({{Callback::kPoll, 0, code}, {Callback::kNewHandle, 0, 4, true, poll % 3 == 1}});
       heap_faults::Arm(0, true);
     };
     EXPECT_EQ(life_.Send(frame), code);
-    EXPECT_EQ(life_.host.QuestionsAfterStop(), 0);
+    EXPECT_EQ(life_.host.PollsAfterStop(), 0);
     EXPECT_EQ(life_.Disorder(), "");
     EXPECT_STREQ(life_.host.out.message, "");
     EXPECT_EQ(life_.host.out.outFlags, 0U);
     const Pixels left = life_.host.output.Pixels();
-    life_.host.onQuestion = nullptr;
+    life_.host.onPoll = nullptr;
     life_.host.Disarm();
     heap_faults::Disarm();
     for (const Step& step : {frame, Step{ORV_RENDER, 9}}) {
@@ -90,7 +90,7 @@ class Stops : public testing::TestWithParam<Variant> {
   HostLife life_;
 };
 
-TEST_P(Stops, AtEveryQuestion) {
+TEST_P(Stops, AtEveryPoll) {
   std::int64_t stops = 0;
   const std::vector<std::vector<Step>> lives = {
       {{ORV_RENDER, 4}}, {{ORV_RENDER, 4}, {ORV_RENDER, 7.5}}, {{ORV_RENDER, 7.5}, {ORV_RENDER, 2.25}}};
@@ -98,13 +98,13 @@ TEST_P(Stops, AtEveryQuestion) {
   for (std::vector<Step> before : lives) {
     const Step frame = before.back();
     before.pop_back();
-    const auto [questions, drawing] = CountQuestions(before, frame);
+    const auto [polls, drawing] = CountPolls(before, frame);
     Pixels previous(untouched.size(), 0);  // cleared
-    for (std::int64_t question = 0; question < questions && !HasFailure(); ++question) {
-      SCOPED_TRACE(testing::Message() << "question " << question << " of tick " << frame.tick << ", after "
-                                      << before.size() << " renders");
-      const Pixels left = StopAt(before, frame, question);
-      const bool draws = question >= questions - drawing;
+    for (std::int64_t poll = 0; poll < polls && !HasFailure(); ++poll) {
+      SCOPED_TRACE(testing::Message() << "poll " << poll << " of tick " << frame.tick << ", after " << before.size()
+                                      << " renders");
+      const Pixels left = StopAt(before, frame, poll);
+      const bool draws = poll >= polls - drawing;
       EXPECT_TRUE(draws || GetParam().shape == Shape::kContour || left == untouched);
       if (draws) {
         EXPECT_LE(DifferingRows(previous, left), 1);
@@ -112,7 +112,7 @@ TEST_P(Stops, AtEveryQuestion) {
       }
       ++stops;
     }
-    EXPECT_GT(questions, 10);
+    EXPECT_GT(polls, 10);
     EXPECT_GT(drawing, 0);
     EXPECT_LE(DifferingRows(previous, FreshPictureOf(GetParam(), true, frame.tick)), 1);
   }

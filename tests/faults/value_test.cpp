@@ -1,6 +1,6 @@
 // Values: random ones in range, all ends of ranges and their pairs, and far outside what the contract allows. Each
-// gives a picture or a code, and takes no more memory and no more work between two questions to the host than is said
-// here. How long a picture takes is the host's to decide: it can stop the work at any question, and here it does.
+// gives a picture or a code within the limits below on memory and on the work between two polls of the host. How long a
+// picture takes is for the host to decide: it can stop the work at any poll, and here it does.
 //
 // A failure names its seed; seeds.h says how to replay it.
 #include <gtest/gtest.h>

@@ -195,7 +195,7 @@ void Walk::BreakSomething() {
   fault.persistent = Pick(3) == 0;
   fault.throws = Pick(4) == 0 && fault.callback != Callback::kCheckIn;
   fault.leaves = static_cast<Leaves>(Pick(3));
-  host_.ArmAll({fault, {Callback::kQuestion, Pick(2) == 0 ? sometime() : -1, kStop}});
+  host_.ArmAll({fault, {Callback::kPoll, Pick(2) == 0 ? sometime() : -1, kStop}});
   if (Pick(4) == 0) heap_faults::Arm(sometime(), Pick(2) == 0);
   log_ += " fault" + std::to_string(static_cast<int>(fault.callback));
 }

@@ -15,11 +15,11 @@ namespace orvandel::test {
 namespace {
 
 constexpr std::uint64_t kMostBytes = std::uint64_t{1} << 26;
-// Requests to heap and host between two questions: 28 parameters are read at every tick up to the frame, and up to 2.4
+// Requests to heap and host between two polls: 28 parameters are read at every tick up to the frame, and up to 2.4
 // hours beyond it; a mask may have 2^24 points, a step 4096 births.
 constexpr double kMostWorkATick = 3 * 28;
 constexpr double kMostWorkAFrame = 80e6;
-constexpr std::int64_t kPatience = 1000;  // questions a render
+constexpr std::int64_t kPatience = 1000;  // polls a render
 
 constexpr std::array<std::int32_t, 14> kWildWords = {INT32_MIN, INT32_MIN + 1, INT32_MAX, -1,     0,       1,      2, 3,
                                                      65536,     -65536,        0x7FFF,    100000, 1 << 24, 1 << 30};
@@ -94,7 +94,7 @@ ValueHost::ValueHost() : FakeHost(kSweepWidth, kSweepHeight) {
   for (std::int32_t id = kWaveType; id <= kMask; ++id) ranges_.push_back(RangeOf(id));
   heap_faults::LimitBytes(kMostBytes);
   heap_faults::Arm(-1, false);
-  onQuestion = [this] { CountWork(); };
+  onPoll = [this] { CountWork(); };
 }
 
 ValueHost::~ValueHost() {
@@ -112,9 +112,9 @@ std::int32_t ValueHost::RenderAnew(std::int32_t hostTime) {
 std::int32_t ValueHost::RenderOn(std::int32_t hostTime) {
   workDone_ = Work();
   mostWork_ = 0;
-  questionsLeft = kPatience;
+  pollsLeft = kPatience;
   const std::int32_t code = Render(hostTime);
-  questionsLeft = INT64_MAX;
+  pollsLeft = INT64_MAX;
   CountWork();
   std::string why;
   EXPECT_TRUE(Balanced(&why)) << why;

@@ -1,5 +1,5 @@
 // A host that is given values from anywhere, in range and far outside, and sees to it that each render ends in a
-// picture or a code, leaves nothing lent, and does not do more between two questions than is said here.
+// picture or a code, leaves nothing lent, and does not do more between two polls than is said here.
 #pragma once
 
 #include <cstdint>

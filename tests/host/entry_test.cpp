@@ -40,10 +40,10 @@ TEST(Entry, AnInstanceHasAHeapOfItsOwn) {
 TEST(Entry, WhatNobodyExpectsToBeThrownIsAnInternalError) {
   FakeHost host;
   ASSERT_EQ(host.SetUp(), 0);
-  host.onQuestion = [] { throw 1; };
+  host.onPoll = [] { throw 1; };
   EXPECT_EQ(host.RenderTick(40), 512);
   EXPECT_STREQ(host.out.message, "Orvandel: Internal Error");
-  host.onQuestion = nullptr;
+  host.onPoll = nullptr;
   EXPECT_EQ(host.RenderTick(40), 0);
   EXPECT_EQ(host.SetDown(), 0);
 }
@@ -90,19 +90,19 @@ TEST(Render, ImagesWithoutPixelsAreNotDrawn) {
   FakeHost host;
   ASSERT_EQ(host.SetUp(), 0);
   FencedImage image(64, 48, 0x5A);
-  const auto questions = [&](std::uint8_t* data, std::int32_t width, std::int32_t height) {
+  const auto polls = [&](std::uint8_t* data, std::int32_t width, std::int32_t height) {
     host.lentOutput = OrvImage{data, width, height, image.View().rowBytes, 0, nullptr};
     host.ResetCalls();
     EXPECT_EQ(host.RenderTick(40), 0);
-    return host.Calls(Callback::kQuestion);
+    return host.Calls(Callback::kPoll);
   };
   std::uint8_t* pixels = image.Pixel(0, 0);
-  EXPECT_GT(questions(nullptr, 64, 48), 40);  // one a tick
-  const std::int64_t undrawn = questions(nullptr, 64, 48);
-  EXPECT_EQ(questions(pixels, 0, 48), undrawn);
-  EXPECT_EQ(questions(pixels, 64, 0), undrawn);
+  EXPECT_GT(polls(nullptr, 64, 48), 40);  // one a tick
+  const std::int64_t undrawn = polls(nullptr, 64, 48);
+  EXPECT_EQ(polls(pixels, 0, 48), undrawn);
+  EXPECT_EQ(polls(pixels, 64, 0), undrawn);
   EXPECT_EQ(image.Pixels(), FencedImage(64, 48, 0x5A).Pixels());
-  questions(pixels, 1, 1);
+  polls(pixels, 1, 1);
   EXPECT_EQ(*pixels, 0) << "the smallest image is cleared";
   host.lentOutput.reset();
   EXPECT_EQ(host.SetDown(), 0);

@@ -127,14 +127,14 @@ TEST(Stepping, GoesOnFromTheNearestStateBehindTheFrame) {
 }
 
 TEST(Stepping, AStoppedRunGoesOnFromTheTickReached) {
-  for (const Callback question : {Callback::kAbort, Callback::kProgress}) {
+  for (const Callback poll : {Callback::kAbort, Callback::kProgress}) {
     Stepped host;
-    host.Arm({question, 5, 9});
+    host.Arm({poll, 5, 9});
     EXPECT_EQ(host.RenderTick(100), 9);
-    EXPECT_EQ(host.QuestionsAfterStop(), 0);
+    EXPECT_EQ(host.PollsAfterStop(), 0);
     // The step under way completes; a progress report is looked at one step later still.
     const double reached = StateOf(host).time;
-    EXPECT_EQ(reached, question == Callback::kAbort ? 4 : 7);
+    EXPECT_EQ(reached, poll == Callback::kAbort ? 4 : 7);
     host.Disarm();
     host.progressTotal.clear();
     ASSERT_EQ(host.RenderTick(100), 0);
@@ -157,7 +157,7 @@ TEST(Stepping, FramesWithoutPixelsEndTheSameLives) {
 }
 
 // The picture that the simulation depends on, once, and no empty layer beside it.
-TEST(Stepping, OnePictureIsLentAtEveryQuestion) {
+TEST(Stepping, OnePictureIsLentAtEveryPoll) {
   Stepped host;
   host.passParamsToRender = true;
   host.layers.emplace_back(8, 8, std::uint8_t{40});
@@ -165,9 +165,9 @@ TEST(Stepping, OnePictureIsLentAtEveryQuestion) {
     host.sourceLayer = layer;
     std::int64_t most = 0;
     host.ResetCalls();
-    host.onQuestion = [&] { most = std::max(most, host.Calls(Callback::kCheckOut) - host.Calls(Callback::kCheckIn)); };
+    host.onPoll = [&] { most = std::max(most, host.Calls(Callback::kCheckOut) - host.Calls(Callback::kCheckIn)); };
     for (const double tick : {3.0, 3.5, 2.0}) ASSERT_EQ(host.RenderTick(tick), 0);
-    host.onQuestion = nullptr;
+    host.onPoll = nullptr;
     EXPECT_EQ(most, 1) << "layer " << layer;
   }
 }

@@ -106,25 +106,25 @@ TEST_F(RealEffect, AnyOrderOfFramesGivesTheSameBytes) {
   }
 }
 
-// Stopping at any question ends the frame, and the next frame is right all the same.
-TEST_F(RealEffect, CanBeStoppedAtEveryQuestion) {
+// A stop at any poll ends the frame, and the next frame is still right.
+TEST_F(RealEffect, CanBeStoppedAtEveryPoll) {
   for (const char* text : kScenes) {
     const Scene scene = Read(text);
-    int questions = 0, stopAt = -1;
+    int polls = 0, stopAt = -1;
     RenderOptions options;
     options.downsample = 3;
-    options.shouldStop = [&] { return questions++ == stopAt; };
+    options.shouldStop = [&] { return polls++ == stopAt; };
     FrameRenderer renderer(module, scene, 0, options);
     const Picture whole = renderer.Render(30);
     FrameRenderer stopped(module, scene, 0, options);
     for (int i = 0; i < 60; ++i) {
-      questions = 0;
+      polls = 0;
       stopAt = i;
       try {
         EXPECT_EQ(stopped.Render(30).bytes, whole.bytes);
-        EXPECT_LE(questions, i);
+        EXPECT_LE(polls, i);
       } catch (const Interrupted&) {
-        EXPECT_EQ(questions, i + 1);
+        EXPECT_EQ(polls, i + 1);
       }
     }
     stopAt = -1;

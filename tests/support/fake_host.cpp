@@ -95,22 +95,22 @@ struct FakeCallbacks {
     host.paramNames.emplace_back(checkbox ? definition->value.checkbox.label : definition->name);
     return 0;
   }
-  static std::int32_t Question(FakeHost& host, Callback callback) {
-    if (host.stopped_) ++host.questionsAfterStop_;
-    if (host.onQuestion) host.onQuestion();
+  static std::int32_t Poll(FakeHost& host, Callback callback) {
+    if (host.stopped_) ++host.pollsAfterStop_;
+    if (host.onPoll) host.onPoll();
     std::int32_t code = 0;
-    for (const Callback each : {callback, Callback::kQuestion}) {  // both count; at most one of them is armed
+    for (const Callback each : {callback, Callback::kPoll}) {  // both count; at most one of them is armed
       if (const Fault* fault = host.FaultAt(each)) code = fault->code;
     }
-    if (--host.questionsLeft < 0) code = FakeHost::kOutOfPatience;
+    if (--host.pollsLeft < 0) code = FakeHost::kOutOfPatience;
     host.stopped_ = code != 0;
     return code;
   }
-  static std::int32_t Abort(OrvEffectRef ref) { return Question(Host(ref), Callback::kAbort); }
+  static std::int32_t Abort(OrvEffectRef ref) { return Poll(Host(ref), Callback::kAbort); }
   static std::int32_t Progress(OrvEffectRef ref, std::int32_t done, std::int32_t total) {
     Host(ref).progressDone.push_back(done);
     Host(ref).progressTotal.push_back(total);
-    return Question(Host(ref), Callback::kProgress);
+    return Poll(Host(ref), Callback::kProgress);
   }
   static std::int32_t OpenStrings(OrvStringsRef* strings, std::int32_t) {
     if (const Fault* fault = current->FaultAt(Callback::kOpenStrings)) return fault->code;

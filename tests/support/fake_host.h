@@ -63,7 +63,7 @@ enum class Callback {
   kPrepareQuery,
   kSegmentLength,
   kPointAtLength,
-  kQuestion,  // the abort check or the progress report, whichever comes
+  kPoll,  // the abort check or the progress report, whichever comes first
   kCount
 };
 
@@ -123,7 +123,7 @@ class FakeHost {
   void Disarm() { faults_.clear(); }
   std::int64_t Calls(Callback callback) const { return calls_[static_cast<std::size_t>(callback)]; }
   void ResetCalls();
-  std::int64_t QuestionsAfterStop() const { return questionsAfterStop_; }
+  std::int64_t PollsAfterStop() const { return pollsAfterStop_; }
   bool FaultStruck() const { return struck_; }                  // since it was armed
   bool NeededServiceRefused() const { return neededRefused_; }  // not one that the effect does without
   std::uint64_t FirstRefusedBytes() const { return refused_; }  // of the handles refused since the fault was armed
@@ -146,7 +146,7 @@ class FakeHost {
   bool passParamsToRender = true;
   std::uint64_t changeStamp = 0;                             // offered as the optional service unless 0
   std::int32_t rowsBetweenReports = 0;                       // the same
-  std::function<void()> onQuestion;                          // before an abort check or progress report is answered
+  std::function<void()> onPoll;                              // before an abort check or progress report is answered
   std::function<double(double)> distortPaths;                // what the path services say of lengths and coordinates
   std::optional<OrvImage> lentOutput, lentInput, lentLayer;  // images of the test's own instead
   std::function<std::string(std::string)> translate;         // every text, when a string table is opened
@@ -154,7 +154,7 @@ class FakeHost {
   struct {
     std::int32_t index, time, step, scale;
   } lastCheckOut{};
-  std::int64_t questionsLeft = INT64_MAX;  // then every question is answered with kOutOfPatience
+  std::int64_t pollsLeft = INT64_MAX;  // then every poll is answered with kOutOfPatience
   static constexpr std::int32_t kOutOfPatience = -7;
 
  private:
@@ -180,7 +180,7 @@ class FakeHost {
   std::map<OrvHandle, Block*> handles_;
   std::int32_t checkOuts_ = 0, services_ = 0, stringTables_ = 0, paths_ = 0, queries_ = 0;
   bool stopped_ = false;
-  std::int64_t questionsAfterStop_ = 0;
+  std::int64_t pollsAfterStop_ = 0;
   std::set<std::string> problems_;
   std::vector<std::string> texts_;  // copied when the table is opened: the module may go away meanwhile
 };
