@@ -9,6 +9,7 @@
 #include "plugins/bridge/effect_pool.h"
 #include "stage/base/errors.h"
 #include "stage/base/names.h"
+#include "stage/media/sequence_rules.h"
 #include "stage/scene/json_tree.h"
 #include "stage/scene/scene_reader.h"
 #include "stage/scene/svg_file.h"
@@ -109,7 +110,12 @@ std::shared_ptr<const Look> Look::Open(const std::string& name) {
 
 std::shared_ptr<const Look> Look::FromText(std::string text, fs::path file) {
   std::shared_ptr<Look> look(new Look(std::move(text), std::move(file)));
-  look->frameRate_ = look->SceneFor({0, 1}, 0).time.frameRate;  // refuses what is wrong at once
+  const stage::Scene scene = look->SceneFor({0, 1}, 0);  // refuses what is wrong at once
+  look->frameRate_ = scene.time.frameRate;
+  look->hasInput_ = scene.input.has_value();
+  look->tracesInput_ = std::any_of(scene.emitters.begin(), scene.emitters.end(), [&](const stage::Emitter& emitter) {
+    return stage::TracesInput(scene, emitter, EffectPool::The().Catalog());
+  });
   return look;
 }
 
@@ -123,7 +129,5 @@ stage::Scene Look::SceneFor(const stage::Rational& frameRate, double seconds) co
   if (frameRate.num > 0) options.frameRate = stage::TextOf(frameRate);
   return stage::ReadSceneText(text_, file_, EffectPool::The().Catalog(), options);
 }
-
-stage::Rational Look::FrameRate() const { return frameRate_; }
 
 }  // namespace orvandel::bridge

@@ -24,7 +24,10 @@ class Look {
   // times stay below `seconds`. Throws InputError.
   stage::Scene SceneFor(const stage::Rational& frameRate, double seconds) const;
   // What a scene file says; 0/1 without one.
-  stage::Rational FrameRate() const;
+  stage::Rational FrameRate() const { return frameRate_; }
+  // Whether a scene's effects trace the layer that they are applied to, and whether the scene has a picture for it.
+  bool TracesInput() const { return tracesInput_; }
+  bool HasInput() const { return hasInput_; }
 
  private:
   Look(std::string text, std::filesystem::path file) : text_(std::move(text)), file_(std::move(file)) {}
@@ -32,6 +35,7 @@ class Look {
   std::string text_;  // empty: plain
   std::filesystem::path file_;
   stage::Rational frameRate_{0, 1};
+  bool tracesInput_ = false, hasInput_ = false;
 };
 
 // Where presets are looked for, and those whose folder is not installed: built in.

@@ -1,0 +1,262 @@
+#include "plugins/frei0r/instance.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <utility>
+
+#include "plugins/bridge/pixel_order.h"
+#include "plugins/frei0r/over.h"
+#include "stage/base/errors.h"
+#include "stage/base/names.h"
+
+namespace orvandel::frei0r {
+namespace {
+
+using Kind = Param::Kind;
+using Origin = bridge::ParamSource::Origin;
+
+bool IsNumber(Kind kind) {
+  return kind == Kind::kNumber || kind == Kind::kAngle || kind == Kind::kPointX || kind == Kind::kPointY ||
+         kind == Kind::kSwitch;
+}
+
+f0r_param_color_t ColorOf(std::uint32_t rgb) {
+  const auto part = [rgb](int shift) { return static_cast<float>(rgb >> shift & 0xFFu) / 255.0F; };
+  return {part(16), part(8), part(0)};
+}
+
+double Channel(float value) { return std::isnan(value) ? 0 : 255 * std::clamp(static_cast<double>(value), 0.0, 1.0); }
+
+bool operator==(const f0r_param_color_t& a, const f0r_param_color_t& b) {
+  return a.r == b.r && a.g == b.g && a.b == b.b;
+}
+
+}  // namespace
+
+bool Instance::Held::operator==(const Held& other) const {
+  return number == other.number && color == other.color && text == other.text;
+}
+
+// The values of a moment. One that is still the default leaves the look as it is.
+struct Instance::Values final : bridge::ParamSource {
+  const std::vector<Param>& params;
+  std::vector<Held> held;
+  std::vector<Held> defaults;
+
+  explicit Values(const std::vector<Param>& table) : params(table) {}
+
+  Origin OriginOf(std::int32_t hostIndex) const override {
+    for (std::size_t i = 0; i < params.size(); ++i) {
+      if (IsOf(i, hostIndex) && !(held[i] == defaults[i]) && IsKnown(i)) return Origin::kConstant;
+    }
+    return Origin::kLook;
+  }
+
+  stage::Value ValueAt(std::int32_t hostIndex, const bridge::LookTime&) const override {
+    stage::PointValue point;
+    for (std::size_t i = 0; i < params.size(); ++i) {
+      if (!IsOf(i, hostIndex)) continue;
+      const Param& param = params[i];
+      if (param.kind == Kind::kPointX) {
+        point.x = param.curve.At(held[i].number);
+      } else if (param.kind == Kind::kPointY) {
+        point.y = param.curve.At(held[i].number);
+      } else {
+        return ValueOf(param, held[i]);
+      }
+    }
+    return point;
+  }
+
+  const Held& At(Role role) const {
+    for (std::size_t i = 0; i < params.size(); ++i) {
+      if (params[i].role == role) return held[i];
+    }
+    static const Held nothing;
+    return nothing;
+  }
+
+  bool TracesItsInput() const {
+    for (std::size_t i = 0; i < params.size(); ++i) {
+      if (params[i].name == "Wave Type" && !(held[i] == defaults[i])) return WordOf(params[i].words, held[i].text) == 2;
+    }
+    return false;
+  }
+
+ private:
+  bool IsOf(std::size_t i, std::int32_t hostIndex) const {
+    return params[i].info != nullptr && params[i].info->hostIndex == hostIndex;
+  }
+  // An unknown word is no change.
+  bool IsKnown(std::size_t i) const {
+    if (params[i].kind == Kind::kWords) return WordOf(params[i].words, held[i].text) != 0;
+    return params[i].kind != Kind::kMask || MaskOf(held[i].text) > 0;
+  }
+  static std::int32_t MaskOf(const std::string& text) {
+    const std::string_view number = stage::Trimmed(text);
+    std::int32_t place = 0;
+    for (const char letter : number) {
+      if (letter < '0' || letter > '9' || place > 1000) return 0;
+      place = 10 * place + (letter - '0');
+    }
+    return place;
+  }
+  static stage::Value ValueOf(const Param& param, const Held& value) {
+    switch (param.kind) {
+      case Kind::kSwitch:
+        return stage::Choice{value.number >= 0.5 ? 1 : 0};
+      case Kind::kColor:
+        return stage::ColorValue{Channel(value.color.r), Channel(value.color.g), Channel(value.color.b)};
+      case Kind::kWords:
+        return stage::Choice{WordOf(param.words, value.text)};
+      case Kind::kMask:
+        return stage::Choice{MaskOf(value.text)};
+      default:
+        return param.curve.At(value.number);
+    }
+  }
+};
+
+namespace {
+
+// The filter's picture of the moment, which has no past.
+class InputPicture final : public bridge::PictureSource {
+ public:
+  InputPicture(const std::uint32_t* words, std::int32_t width, std::int32_t height)
+      : words_(words), width_(width), height_(height) {}
+  bool Has(Layer layer) const override { return words_ != nullptr && layer == Layer::kInput; }
+  bool Moves(Layer) const override { return false; }
+  stage::Picture PictureAt(Layer, const bridge::LookTime&) override {
+    stage::Picture picture(width_, height_);
+    std::memcpy(picture.bytes.data(), words_, picture.bytes.size());
+    bridge::AlphaFirst(picture.bytes.data(), picture.bytes.size() / 4);
+    return picture;
+  }
+
+ private:
+  const std::uint32_t* words_;
+  std::int32_t width_, height_;
+};
+
+stage::Rational RateOf(const std::string& text) {
+  try {
+    const std::string_view bare = stage::Trimmed(text);
+    const stage::Rational rate = bare.empty() ? stage::Rational{0, 1} : stage::ParseRational(bare);
+    return rate.num > 0 ? rate : stage::Rational{0, 1};
+  } catch (const stage::InputError&) {
+    return {0, 1};
+  }
+}
+
+}  // namespace
+
+Instance::Instance(bool isFilter, unsigned width, unsigned height)
+    : isFilter_(isFilter), width_(static_cast<std::int32_t>(width)), height_(static_cast<std::int32_t>(height)) {
+  try {
+    params_ = &Params(isFilter);
+  } catch (const std::exception& error) {
+    Complain(error.what());
+    return;
+  }
+  for (const Param& param : *params_) {
+    held_.push_back({param.defaultNumber, ColorOf(param.defaultColor), param.defaultText});
+  }
+  look_ = bridge::Look::Plain();
+}
+
+void Instance::Set(int index, f0r_param_t value) {
+  const std::lock_guard lock(guard_);
+  if (value == nullptr || index < 0 || static_cast<std::size_t>(index) >= held_.size()) return;
+  const Param& param = (*params_)[static_cast<std::size_t>(index)];
+  Held& held = held_[static_cast<std::size_t>(index)];
+  if (IsNumber(param.kind)) {
+    held.number = *static_cast<const double*>(value);
+  } else if (param.kind == Kind::kColor) {
+    held.color = *static_cast<const f0r_param_color_t*>(value);
+  } else if (const char* text = *static_cast<const f0r_param_string*>(value); text != nullptr) {
+    held.text = text;
+  }
+}
+
+void Instance::Get(int index, f0r_param_t value) {
+  const std::lock_guard lock(guard_);
+  if (value == nullptr || index < 0 || static_cast<std::size_t>(index) >= held_.size()) return;
+  const Param& param = (*params_)[static_cast<std::size_t>(index)];
+  Held& held = held_[static_cast<std::size_t>(index)];
+  if (IsNumber(param.kind)) {
+    *static_cast<double*>(value) = held.number;
+  } else if (param.kind == Kind::kColor) {
+    *static_cast<f0r_param_color_t*>(value) = held.color;
+  } else {
+    *static_cast<f0r_param_string*>(value) = held.text.data();
+  }
+}
+
+void Instance::Complain(const std::string& what) {
+  if (complained_ == what) return;
+  complained_ = what;
+  std::fprintf(stderr, "orvandel: %s\n", what.c_str());
+}
+
+// Under the guard.
+void Instance::OpenLook() {
+  const std::string& wanted = held_[0].text;
+  if (scene_ == wanted) return;
+  scene_ = wanted;
+  look_ = nullptr;
+  look_ = bridge::Look::Open(wanted);
+}
+
+void Instance::Render(double time, TimeUnit callersUnit, const std::uint32_t* in, std::uint32_t* out) {
+  if (params_ == nullptr) throw stage::WorkError(complained_);
+  Values values(*params_);
+  bridge::FrameRequest request;
+  {
+    const std::lock_guard lock(guard_);
+    OpenLook();
+    if (look_ == nullptr) throw stage::InputError(complained_);
+    request.look = look_;
+    values.held = held_;
+  }
+  for (const Param& param : *params_) {
+    values.defaults.push_back({param.defaultNumber, ColorOf(param.defaultColor), param.defaultText});
+  }
+  request.frameRate = RateOf(values.At(Role::kFrameRate).text);
+  const std::int32_t said = WordOf({"auto", "seconds", "milliseconds"}, values.At(Role::kTimeUnit).text);
+  const TimeUnit unit = said > 1 ? static_cast<TimeUnit>(said - 1) : callersUnit;
+  request.seconds = unit == TimeUnit::kMilliseconds
+                        ? SecondsOfMilliseconds(time, request.frameRate, request.look->FrameRate())
+                        : time;
+  request.width = width_;
+  request.height = height_;
+  request.params = &values;
+  InputPicture input(in, width_, height_);
+  const bool traces = values.TracesItsInput() || (request.look->TracesInput() && !request.look->HasInput());
+  if (isFilter_ && traces) request.pictures = &input;
+  auto* const bytes = reinterpret_cast<std::uint8_t*>(out);
+  player_.Render(request, {bytes, std::ptrdiff_t{width_} * 4});
+  const bool over = isFilter_ && in != nullptr && values.At(Role::kKeepInput).number >= 0.5;
+  if (over) LayOver(reinterpret_cast<const std::uint8_t*>(in), bytes, Pixels());
+}
+
+void Instance::Update(double time, TimeUnit callersUnit, const std::uint32_t* in, std::uint32_t* out) {
+  try {
+    Render(time, callersUnit, in, out);
+    return;
+  } catch (const std::exception& error) {
+    const std::lock_guard lock(guard_);
+    Complain(error.what());
+  }
+  if (isFilter_ && in != nullptr) {
+    std::memcpy(out, in, Pixels() * 4);
+  } else {
+    std::memset(out, 0, Pixels() * 4);
+  }
+}
+
+}  // namespace orvandel::frei0r

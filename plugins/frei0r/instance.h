@@ -1,0 +1,53 @@
+// One instance as a host has made it: a size of picture and its parameters' values.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "plugins/bridge/look.h"
+#include "plugins/bridge/player.h"
+#include "plugins/frei0r/frei0r_interface.h"
+#include "plugins/frei0r/host_time.h"
+#include "plugins/frei0r/param_table.h"
+
+namespace orvandel::frei0r {
+
+class Instance {
+ public:
+  // Cheap: hosts make instances only to look at them.
+  Instance(bool isFilter, unsigned width, unsigned height);
+
+  void Set(int index, f0r_param_t value);
+  void Get(int index, f0r_param_t value);
+  // Anything that goes wrong is told on standard error, once, and the picture is transparent; over its input, that.
+  void Update(double time, TimeUnit callersUnit, const std::uint32_t* in, std::uint32_t* out);
+
+ private:
+  // A parameter's value in the host's own terms.
+  struct Held {
+    double number = 0;
+    f0r_param_color_t color{};
+    std::string text;
+    bool operator==(const Held& other) const;
+  };
+  struct Values;
+  void Render(double time, TimeUnit callersUnit, const std::uint32_t* in, std::uint32_t* out);
+  void OpenLook();
+  void Complain(const std::string& what);
+  std::size_t Pixels() const { return static_cast<std::size_t>(width_) * static_cast<std::size_t>(height_); }
+
+  const bool isFilter_;
+  const std::int32_t width_, height_;
+  const std::vector<Param>* params_ = nullptr;  // null: the effect could not be loaded
+  bridge::Player player_;
+  std::mutex guard_;  // over what follows
+  std::vector<Held> held_;
+  std::string scene_;                         // that look_ was opened for
+  std::shared_ptr<const bridge::Look> look_;  // null: it cannot be opened
+  std::string complained_;
+};
+
+}  // namespace orvandel::frei0r
