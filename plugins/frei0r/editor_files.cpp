@@ -1,0 +1,200 @@
+// Writes what editors need to show the plug-ins' parameters, from the table that the plug-ins themselves go by:
+//   editor_files FOLDER
+//     FOLDER/kdenlive/generators/orvandel.xml, FOLDER/kdenlive/effects/orvandel-over.xml
+//     FOLDER/shotcut/orvandel-over/meta.qml, ui.qml
+//     FOLDER/parameters.md: the table of docs/plugins.md
+#include <cstdio>
+#include <exception>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+#include <string>
+
+#include <fmt/format.h>
+
+#include "plugins/frei0r/param_table.h"
+
+namespace {
+
+using orvandel::frei0r::Param;
+using orvandel::frei0r::Params;
+using Kind = Param::Kind;
+
+constexpr int kSteps = 1000;  // of a slider
+
+void Write(const std::filesystem::path& file, const std::string& text) {
+  std::filesystem::create_directories(file.parent_path());
+  std::ofstream out(file, std::ios::binary);
+  out << text;
+  if (!out.flush()) throw std::runtime_error(file.string() + " cannot be written");
+}
+
+std::string Joined(const Param& param, const char* between) {
+  std::string text;
+  for (const std::string& word : param.words) text += (text.empty() ? "" : between) + word;
+  return text;
+}
+
+std::string Color(const Param& param) { return fmt::format("#{:06x}", param.defaultColor); }
+
+// Texts that nobody animates and that have no widget of their own keep their defaults.
+bool IsShown(const Param& param) {
+  return param.role == orvandel::frei0r::Role::kScene ||
+         (param.kind != Kind::kText && param.kind != Kind::kMask && param.role != orvandel::frei0r::Role::kTimeUnit);
+}
+
+// --- Kdenlive
+
+std::string KdenliveParam(const Param& param, std::size_t index) {
+  const std::string name =
+      fmt::format("<name>{}</name><comment><![CDATA[{}]]></comment>", param.name, param.explanation);
+  switch (param.kind) {
+    case Kind::kSwitch:
+      return fmt::format("  <parameter type=\"bool\" name=\"{}\" default=\"{}\" min=\"0\" max=\"1\">{}</parameter>\n",
+                         index, param.defaultNumber, name);
+    case Kind::kColor:
+      return fmt::format("  <parameter type=\"color\" name=\"{}\" default=\"{}\">{}</parameter>\n", index, Color(param),
+                         name);
+    case Kind::kWords:
+      return fmt::format(
+          "  <parameter type=\"list\" name=\"{}\" default=\"{}\" "
+          "paramlist=\"{}\"><paramlistdisplay>{}</paramlistdisplay>{}</parameter>\n",
+          index, param.defaultText, Joined(param, ";"), Joined(param, ","), name);
+    case Kind::kText:
+      return fmt::format("  <parameter type=\"url\" name=\"{}\" default=\"\">{}</parameter>\n", index, name);
+    default:
+      return fmt::format(
+          "  <parameter type=\"animated\" name=\"{}\" default=\"{:.6g}\" min=\"0\" max=\"{}\" "
+          "factor=\"{}\">{}</parameter>\n",
+          index, param.defaultNumber, kSteps, kSteps, name);
+  }
+}
+
+std::string Kdenlive(bool isFilter) {
+  const char* element = isFilter ? "effect" : "generator";
+  const char* plugin = isFilter ? "orvandel-over" : "orvandel";
+  std::string text = fmt::format(
+      "<!DOCTYPE kpartgui>\n<{0} tag=\"frei0r.{1}\" id=\"frei0r.{1}\">\n  <name>{2}</name>\n"
+      "  <description>{3}</description>\n  <author>Orvandel</author>\n",
+      element, plugin, isFilter ? "Orvandel Over" : "Orvandel",
+      isFilter ? "Expanding shapes over the picture, or traced from it" : "Expanding shapes");
+  const auto& params = Params(isFilter);
+  for (std::size_t i = 0; i < params.size(); ++i) {
+    if (IsShown(params[i])) text += KdenliveParam(params[i], i);
+  }
+  return text + fmt::format("</{}>\n", element);
+}
+
+// --- Shotcut: filters alone are data there.
+
+bool IsAnimated(const Param& param) {
+  return param.kind != Kind::kSwitch && param.kind != Kind::kColor && param.kind != Kind::kWords &&
+         param.kind != Kind::kMask && param.kind != Kind::kText;
+}
+
+std::string ShotcutMeta() {
+  std::string text =
+      "import QtQuick\nimport org.shotcut.qml\n\nMetadata {\n    type: Metadata.Filter\n    name: 'Orvandel Over'\n"
+      "    objectName: 'orvandel-over'\n    mlt_service: 'frei0r.orvandel-over'\n    qml: 'ui.qml'\n"
+      "    keyframes {\n        allowAnimateIn: true\n        allowAnimateOut: true\n        parameters: [\n";
+  std::string rows;
+  const auto& params = Params(true);
+  for (std::size_t i = 0; i < params.size(); ++i) {
+    if (!IsAnimated(params[i])) continue;
+    rows +=
+        fmt::format("{}            Parameter {{ name: '{}'; property: '{}'; isCurve: true; minimum: 0; maximum: 1 }}",
+                    rows.empty() ? "" : ",\n", params[i].name, i);
+  }
+  return text + rows + "\n        ]\n    }\n}\n";
+}
+
+std::string ShotcutRow(const Param& param, std::size_t index) {
+  if (IsAnimated(param)) return fmt::format("        Number {{ label: '{}'; property: '{}' }}\n", param.name, index);
+  if (param.kind == Kind::kSwitch)
+    return fmt::format("        Switch {{ label: '{}'; property: '{}' }}\n", param.name, index);
+  return fmt::format("        Words {{ label: '{}'; property: '{}' }}\n", param.name, index);
+}
+
+std::string ShotcutUi() {
+  const auto& params = Params(true);
+  std::string defaults, rows;
+  for (std::size_t i = 0; i < params.size(); ++i) {
+    if (IsAnimated(params[i]) || params[i].kind == Kind::kSwitch) {
+      defaults += fmt::format("        filter.set('{}', {:.6g});\n", i, params[i].defaultNumber);
+    } else {
+      defaults += fmt::format("        filter.set('{}', '{}');\n", i,
+                              params[i].kind == Kind::kColor ? Color(params[i]) : params[i].defaultText);
+    }
+    rows += ShotcutRow(params[i], i);
+  }
+  return "import QtQuick\nimport QtQuick.Controls\nimport QtQuick.Layouts\nimport Shotcut.Controls as Shotcut\n\n"
+         "Shotcut.KeyframableFilter {\n    id: root\n    width: 400\n    height: column.implicitHeight\n"
+         "    component Number: RowLayout {\n        property string label\n        property string property\n"
+         "        Label { text: label; Layout.preferredWidth: 120 }\n"
+         "        Shotcut.SliderSpinner { minimumValue: 0; maximumValue: 1; decimals: 3; stepSize: 0.001\n"
+         "            value: filter.getDouble(parent.property, getPosition())\n"
+         "            onValueChanged: filter.set(parent.property, value, getPosition()) }\n    }\n"
+         "    component Switch: CheckBox {\n        property string label\n        property string property\n"
+         "        text: label\n        checked: filter.get(property) === '1'\n"
+         "        onClicked: filter.set(property, checked ? 1 : 0)\n    }\n"
+         "    component Words: RowLayout {\n        property string label\n        property string property\n"
+         "        Label { text: label; Layout.preferredWidth: 120 }\n"
+         "        TextField { text: filter.get(parent.property); Layout.fillWidth: true\n"
+         "            onEditingFinished: filter.set(parent.property, text) }\n    }\n"
+         "    Component.onCompleted: if (filter.isNew) {\n" +
+         defaults + "        filter.savePreset(preset.parameters);\n    }\n    ColumnLayout {\n        id: column\n" +
+         "        anchors.fill: parent\n        Shotcut.Preset { id: preset }\n" + rows + "    }\n}\n";
+}
+
+// --- The documented table
+
+std::string Accepts(const Param& param) {
+  switch (param.kind) {
+    case Kind::kSwitch:
+      return "on, off";
+    case Kind::kColor:
+      return "a colour";
+    case Kind::kWords:
+      return Joined(param, ", ");
+    case Kind::kMask:
+      return "1, 2, ...";
+    case Kind::kText:
+      return "text";
+    default:
+      return fmt::format("{:.6g} · {:.6g} · {:.6g}{}{}", param.curve.At(0), param.curve.At(0.5), param.curve.At(1),
+                         param.unit.empty() ? "" : " ", param.unit);
+  }
+}
+
+std::string DefaultText(const Param& param) {
+  if (param.kind == Kind::kSwitch) return param.defaultNumber >= 0.5 ? "on" : "off";
+  if (param.kind == Kind::kColor) return Color(param);
+  if (IsAnimated(param))
+    return fmt::format("{:.6g} ({:.6g})", param.defaultNumber, param.curve.At(param.defaultNumber));
+  return param.defaultText.empty() ? "empty" : param.defaultText;
+}
+
+std::string Table() {
+  std::string text = "| | parameter | 0 · 0.5 · 1, or what it takes | default |\n|---|---|---|---|\n";
+  const auto& params = Params(true);
+  for (std::size_t i = 0; i < params.size(); ++i) {
+    text += fmt::format("| {} | {} | {} | {} |\n", i, params[i].name, Accepts(params[i]), DefaultText(params[i]));
+  }
+  return text;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) try {
+  if (argc != 2) throw std::runtime_error("usage: editor_files FOLDER");
+  const std::filesystem::path folder = argv[1];
+  Write(folder / "kdenlive" / "generators" / "orvandel.xml", Kdenlive(false));
+  Write(folder / "kdenlive" / "effects" / "orvandel-over.xml", Kdenlive(true));
+  Write(folder / "shotcut" / "orvandel-over" / "meta.qml", ShotcutMeta());
+  Write(folder / "shotcut" / "orvandel-over" / "ui.qml", ShotcutUi());
+  Write(folder / "parameters.md", Table());
+  return 0;
+} catch (const std::exception& error) {
+  std::fprintf(stderr, "editor_files: %s\n", error.what());
+  return 1;
+}
