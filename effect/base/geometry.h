@@ -1,7 +1,7 @@
 // Points and outlines, each of the space it lies in. x runs to the right, y downward.
 //
-// Two floats do not tell their unit, so every space is a type: points of different spaces cannot be assigned, compared
-// or mixed, and whoever turns one into another has a name.
+// Two floats do not say which unit they are in, so every space is a type: points of different spaces cannot be
+// assigned, compared or mixed, and every conversion is a named function.
 //
 //   host point ---- ReadProducerPoint, ReadSourceCenter ----> FractionPoint
 //   FractionPoint ---- PixelsOf ----> LayerPoint, PicturePoint
@@ -26,7 +26,7 @@ struct Placed;      // pixels of the full-size layer, from a wave's origin
 struct Subsamples;  // 1/q of an output pixel, from the output's top left (q: the render quality)
 }  // namespace space
 
-// A place, or the way from one place to another.
+// A position, or the vector from one position to another.
 template <typename Space>
 struct Point {
   float x = 0;
@@ -51,7 +51,7 @@ using UnitOutline = OutlineIn<space::UnitFrame>;
 using PlacedOutline = OutlineIn<space::Placed>;
 using SubsampleOutline = OutlineIn<space::Subsamples>;
 
-// Way per second.
+// Distance per second.
 template <typename Space>
 struct Velocity {
   float x = 0;
@@ -65,14 +65,14 @@ void Move(Point<Space>& point, const Velocity<Space>& velocity, float seconds) {
   point.y += seconds * velocity.y;
 }
 
-// Where a fraction lies among `width` x `height` pixels.
+// The position of a fraction in an area of `width` x `height` pixels.
 template <typename Space>
 Point<Space> PixelsOf(FractionPoint fraction, std::int32_t width, std::int32_t height) {
   return {fraction.x * static_cast<float>(width), fraction.y * static_cast<float>(height)};
 }
 
-// What 256 rounded corners come to at the largest size stays below. More points come from values out of range or from
-// a path longer than any picture, and would hold the host for long between two of its abort checks.
+// 256 rounded corners at the largest size stay below this. More points come only from values out of range or from a
+// path longer than any picture, and would keep the host waiting long between two abort checks.
 inline constexpr std::size_t kMostOutlinePoints = std::size_t{1} << 24;
 
 template <typename Space>

@@ -21,7 +21,7 @@ template <typename T>
 class HeapAllocator {
  public:
   using value_type = T;
-  // Containers take each other's memory over: said, because not every library works it out.
+  // A moved container hands its memory over. Stated because not every standard library infers it.
   using propagate_on_container_move_assignment = std::true_type;
   using is_always_equal = std::true_type;
   static_assert(alignof(T) <= heap::kAlignment);

@@ -73,8 +73,9 @@ std::int32_t Dispatch(std::int32_t selector, Call& call, const void* extra) {
 extern "C" std::int32_t FilterMain(std::int32_t selector, OrvInRecord* inRecord, OrvOutRecord* outRecord,
                                    OrvParamDef** params, OrvImage* output, void* extra) {
   using namespace orvandel;
-  // The first exception of a thread needs a record that takes memory, and without any the process ends: asking now
-  // makes the record while there may still be some. The function is declared pure: unused, it would not be called.
+  // The runtime allocates a record at a thread's first exception, and ends the process when it cannot. This call makes
+  // it allocate now, while there may still be memory. The function is declared pure: without a use of its result the
+  // compiler would drop the call.
   [[maybe_unused]] const volatile int pending = std::uncaught_exceptions();
   // By the time a catch clause runs, the call has been torn down.
   try {

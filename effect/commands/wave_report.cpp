@@ -3,33 +3,9 @@
 #include <cstring>
 
 #include "effect/render/draw_wave.h"
-#include "orvandel/wave_report.h"
 
 namespace orvandel {
 namespace {
-
-// The service for as long as this lives; null when the host does not offer it. A service acquired without a table is
-// still acquired: it is given back.
-class HeldService {
- public:
-  explicit HeldService(const OrvServiceTable& services) : services_(services) {
-    acquired_ = services_.acquire(ORV_WAVE_REPORT_SERVICE, ORV_WAVE_REPORT_VERSION, &service_) == 0;
-  }
-  ~HeldService() {
-    if (acquired_) services_.release(ORV_WAVE_REPORT_SERVICE, ORV_WAVE_REPORT_VERSION);
-  }
-  HeldService(const HeldService&) = delete;
-  HeldService& operator=(const HeldService&) = delete;
-
-  const OrvWaveReportService* Get() const {
-    return acquired_ ? static_cast<const OrvWaveReportService*>(service_) : nullptr;
-  }
-
- private:
-  const OrvServiceTable& services_;
-  const void* service_ = nullptr;
-  bool acquired_ = false;
-};
 
 // Drawing removes waves at the end of their life, and those that have no outline and will never get one.
 bool IsDrawnOrKept(const Wave& wave) {
@@ -64,8 +40,7 @@ OrvWave Reported(const Wave& wave, const OrvInRecord& in) {
 }  // namespace
 
 std::int32_t ReportWaves(const WaveList& list, EffectContext& context) {
-  const HeldService held(*context.inRecord->services);
-  const OrvWaveReportService* service = held.Get();
+  const OrvWaveReportService* service = context.services.WaveReport();
   if (service == nullptr) return 0;
   for (const Wave& wave : list.waves) {
     if (!IsDrawnOrKept(wave)) continue;

@@ -1,4 +1,4 @@
-// Tells the host the waves of the frame that is being rendered, where the host wants to hear of them.
+// Reports the waves of the frame being rendered to a host that offers the wave report service.
 #pragma once
 
 #include <cstdint>
@@ -8,7 +8,7 @@
 
 namespace orvandel {
 
-// Every wave that the drawing pass will leave in the list, oldest first. To be called once their outlines are placed.
+// Reports every wave that the drawing pass will leave in the list, oldest first, once their outlines are placed.
 // Returns 0, or the host's code that stops the render; it is then also the context's `aborted`.
 std::int32_t ReportWaves(const WaveList& list, EffectContext& context);
 

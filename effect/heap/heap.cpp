@@ -47,7 +47,7 @@ constexpr std::size_t kRegionBytes = std::size_t{64} << 10;  // also every regio
 constexpr std::size_t kLargestShared = std::size_t{8} << 10;
 // Every size that the effect reports is a signed 32-bit number: requests from here on are refused.
 constexpr std::size_t kTooLarge = std::size_t{1} << 31;
-// Holds the scratch images of a contour traced in a full high-definition frame from one frame to the next.
+// Enough to keep the scratch images of a contour traced at 1920 x 1080 from one frame to the next.
 constexpr std::size_t kDefaultTrimThreshold = std::size_t{64} << 20;
 
 constexpr std::uint32_t ClassOf(std::size_t bytes) noexcept {
@@ -110,7 +110,7 @@ static_assert(sizeof(State) <= kHeapStateBytes && std::is_trivially_copyable_v<S
 
 State inForce;
 
-// Under the address sanitizer all of a region is out of bounds but its header and the bytes asked for of blocks in use.
+// Under the address sanitizer only a region's header and the requested bytes of blocks in use may be touched.
 void Forbid([[maybe_unused]] void* start, [[maybe_unused]] std::size_t bytes) noexcept {
 #if defined(ORVANDEL_ADDRESS_CHECKED)
   ASAN_POISON_MEMORY_REGION(start, bytes);

@@ -1,8 +1,7 @@
 // The private heap: all working memory of the effect comes from here, so that one call returns everything.
 //
 // The heap has one state in force at a time. A state is a block of plain bytes that may be copied anywhere: nothing on
-// the heap points back into it. The instance that is loaded installs its own state and saves it when the module goes
-// away.
+// the heap points back into it. The instance in use installs its own state; it is saved when the module is unloaded.
 #pragma once
 
 #include <cstddef>
@@ -36,7 +35,8 @@ void ReleaseAll() noexcept;                          // returns every block to t
 // threshold belongs to the state; an empty state keeps 64 MiB.
 void SetTrimThreshold(std::size_t bytes) noexcept;
 
-// A word of the state in force for those who draw on the heap: where their records on it begin. Null in an empty state.
+// A pointer that the state in force keeps for its user: to the first of the records kept on the heap. Null in an empty
+// state.
 void*& Root() noexcept;
 
 // Bytes in blocks handed out and not freed, of the state in force; a block counts with the size it was rounded up to.

@@ -1,4 +1,4 @@
-// Where the private heap gets its memory from and where it goes back to: the system, or what a test puts in its place.
+// The source of the private heap's memory: the system, or a test's replacement.
 #pragma once
 
 #include <cstddef>
@@ -7,14 +7,14 @@ namespace orvandel::os_memory {
 
 // Null when there is no memory. `alignment` is a power of two.
 using GetBlock = void* (*)(std::size_t bytes, std::size_t alignment) noexcept;
-// Called with the very size and alignment that the block was got with.
+// `bytes` and `alignment` are those that the block was requested with.
 using ReturnBlock = void (*)(void* block, std::size_t bytes, std::size_t alignment) noexcept;
 
 void* GetFromSystem(std::size_t bytes, std::size_t alignment) noexcept;
 void ReturnToSystem(void* block, std::size_t bytes, std::size_t alignment) noexcept;
 
-// What the heap calls. Tests count blocks or refuse them by putting functions of their own here, and must put the
-// system's back while no block of theirs is left in a heap.
+// What the heap calls. Tests put functions of their own here to count or refuse blocks, and restore the system's while
+// no block of theirs is left in a heap.
 extern GetBlock getBlock;
 extern ReturnBlock returnBlock;
 

@@ -23,7 +23,7 @@ struct ParamSlot {
   std::int32_t hostIndex = -1;  // -1 in an empty slot
   std::int32_t sampleTime = 0;  // host time that the value belongs to
   bool filled = false;
-  bool answered = false;           // the definition is the host's: of the parameter array, or of a check-out it granted
+  bool answered = false;           // the definition came from the parameter array or from a granted check-out
   bool held = false;               // a layer that must still be checked in
   OrvPathRef pathHandle = 0;       // a mask path that must still be checked in, 0 = none
   std::uint32_t knownPicture = 0;  // number of the picture that the held layer has been found equal to; 0: none yet
@@ -55,7 +55,7 @@ struct EffectContext {
   ImageBuffer outputView;          // view of `output`; empty when null
   std::int32_t aborted = 0;        // the host's first non-zero answer; then it is not asked again
   std::int64_t abortChecks = 0;    // how often the host has been asked whether to stop
-  bool checkOutRefused = false;    // one at least: what was made from its values may be wrong, and no promise counts
+  bool checkOutRefused = false;    // at least once: values made from it may be wrong, so no change stamp counts
   GlobalData* globals = nullptr;
   std::array<ParamSlot, kSlotCount> slots;  // by host parameter index
   HostServices services;
@@ -80,7 +80,7 @@ struct EffectContext {
   std::int32_t ReportProgress(std::int32_t done, std::int32_t total);
   // How many rows of a wave may lie between two reports, at least 1, see OrvProgressIntervalService.
   std::int32_t RowsBetweenReports();
-  // While this number stays the same, the host promises that nothing has changed, see OrvChangeStampService; 0: no
+  // While this number stays the same, the host promises that nothing has changed (OrvChangeStampService); 0: no
   // promise.
   std::uint64_t ChangeStamp();
 };

@@ -16,7 +16,7 @@ using ParamIndexTable = std::array<std::int32_t, kParamIndexEntries>;
 
 struct GlobalData {
   ParamIndexTable paramIndexTable;
-  HeapState heapState;       // the private heap's state of this instance while the module is away
+  HeapState heapState;       // the private heap's state of this instance while the module is unloaded
   HeapState savedHeapState;  // what was in force in the module before this instance's state
   OrvStringsRef strings;     // the open string table
   std::byte spare[16];       // zero; keeps the block at its historical size

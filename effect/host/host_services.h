@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "orvandel/services.h"
+#include "orvandel/wave_report.h"
 
 namespace orvandel {
 
@@ -22,9 +23,10 @@ class HostServices {
   const OrvPathQueryService& PathQuery();
   const OrvPathDataService& PathData();
 
-  // Null when the host does not offer them; each is requested once a call.
+  // Null when the host does not offer them; each is requested once per call.
   const OrvChangeStampService* ChangeStamp() { return TryOnce(changeStamp_); }
   const OrvProgressIntervalService* ProgressInterval() { return TryOnce(progressInterval_); }
+  const OrvWaveReportService* WaveReport() { return TryOnce(waveReport_); }
 
  private:
   const void* TryAcquire(const char* name, std::int32_t version) const;
@@ -56,6 +58,7 @@ class HostServices {
   const OrvPathDataService* pathData_ = nullptr;
   Optional<OrvChangeStampService> changeStamp_{ORV_CHANGE_STAMP_SERVICE, ORV_CHANGE_STAMP_VERSION};
   Optional<OrvProgressIntervalService> progressInterval_{ORV_PROGRESS_INTERVAL_SERVICE, ORV_PROGRESS_INTERVAL_VERSION};
+  Optional<OrvWaveReportService> waveReport_{ORV_WAVE_REPORT_SERVICE, ORV_WAVE_REPORT_VERSION};
 };
 
 }  // namespace orvandel

@@ -14,9 +14,9 @@ bool heapSwitched = false;
 
 GlobalData* BlockOf(OrvHandle handle) { return static_cast<GlobalData*>(*handle); }
 
-// Instances share the heap that the first of them brings. Another one that comes with a heap of its own was the last in
-// use when the module went away: its sequences are not known in the heap in force and start afresh, so the memory of
-// the old one goes back.
+// Instances share the heap of the first one called. Another instance that still has a heap state was the last in use
+// when the module was unloaded: its sequences are not registered on the heap in force and start afresh, so the memory
+// of its old heap is returned.
 void ReturnForgottenHeap(const GlobalData& globals) {
   HeapState inForce;
   heap::SaveState(inForce);
@@ -34,7 +34,7 @@ void SwitchHeapTo(GlobalData& globals) {
     heap::InstallState(globals.heapState);
     heapSwitched = true;
   }
-  globals.heapState = HeapState{};  // a copy would not follow what becomes of the heap
+  globals.heapState = HeapState{};  // a copy would go stale
 }
 
 // When the module is unloaded without a global set-down, the instance's heap memory stays allocated; the state saved

@@ -48,8 +48,8 @@ Term Next(std::uint32_t quotient, const Term& term, const Term& previous) noexce
   return {quotient * term.large + previous.large, quotient * term.small + previous.small};
 }
 
-// Whether the semiconvergent exactly half way, t = a / 2, is nearer than the convergent: of the two distances to the
-// number asked for, the denominators of the fractions asked for decide, and a reciprocal's are the large terms.
+// Whether the semiconvergent exactly half way, t = a / 2, is nearer than the convergent. The comparison of the two
+// distances needs the denominators of the resulting fractions; for a reciprocal these are the large terms.
 bool IsHalfwayNearer(std::uint32_t remainder, std::uint32_t nextRemainder, const Term& term, const Term& previous,
                      bool isReciprocal) noexcept {
   const std::uint64_t previousTerm = isReciprocal ? previous.large : previous.small;

@@ -78,31 +78,31 @@ std::int32_t CheckAbortAgain(EffectContext& context, std::int64_t times) {
   return code;
 }
 
-// The fingerprint of a wave's picture, and whether it is the picture that the trace memory holds.
-struct Sight {
+// A wave's source picture: its fingerprint, and whether the trace memory holds it.
+struct SourcePicture {
   bool remembered;
   Fingerprint fingerprint;
 };
 
-Sight LookAt(ParamSlot& slot, const ImageBuffer& source, TraceMemory& traces) {
+SourcePicture Identify(ParamSlot& slot, const ImageBuffer& source, TraceMemory& traces) {
   const bool remembered = traces.HoldsLayer(slot);
-  // The fingerprint of a picture narrower than its strides may depend on what lies behind the rows.
+  // The fingerprint of a picture narrower than its strides may depend on the bytes after each row.
   constexpr std::int32_t kNarrow = 16;
   const bool known = remembered && source.width >= kNarrow;
   return {remembered, known ? traces.PictureFingerprint() : FingerprintImage(source)};
 }
 
-std::int32_t TraceOrRecall(const ContourJob& job, ParamSlot& slot, std::int32_t wanted, const Sight& sight,
+std::int32_t TraceOrRecall(const ContourJob& job, ParamSlot& slot, std::int32_t wanted, const SourcePicture& picture,
                            TraceMemory& traces, TracedContour& traced) {
   const TraceSettings settings = SettingsOf(job, wanted);
-  if (sight.remembered && traces.HasSettings(settings)) {
+  if (picture.remembered && traces.HasSettings(settings)) {
     traced.found = traces.Found();
     traced.chain = traces.Chain();
     return CheckAbortAgain(*job.context, traces.AbortChecks());
   }
   const std::int64_t checksBefore = job.context->abortChecks;
   if (const std::int32_t code = TraceContours(job, wanted, traced); code != 0) return code;
-  traces.Remember(settings, job.source, sight.fingerprint, traced.chain, traced.found,
+  traces.Remember(settings, job.source, picture.fingerprint, traced.chain, traced.found,
                   job.context->abortChecks - checksBefore);
   traces.NoteLayer(slot);
   return 0;
@@ -122,8 +122,8 @@ std::int32_t TraceContours(const ContourJob& job, std::int32_t wanted, TracedCon
 std::int32_t BuildContourShape(Wave& wave, EffectContext& context, TraceMemory& traces) {
   ParamSlot& sourceSlot = AcquireSourceSlot(context, wave.sampleTime);
   const ImageBuffer source = SlotImage(sourceSlot);
-  const Sight sight = LookAt(sourceSlot, source, traces);
-  if (wave.shapeValid && TracedFrom(wave, sight.fingerprint)) return 0;
+  const SourcePicture picture = Identify(sourceSlot, source, traces);
+  if (wave.shapeValid && TracedFrom(wave, picture.fingerprint)) return 0;
 
   wave.shape.clear();
   wave.shapeValid = wave.placedValid = false;
@@ -131,7 +131,7 @@ std::int32_t BuildContourShape(Wave& wave, EffectContext& context, TraceMemory& 
   const ContourJob job = JobFor(wave, context, source, values.view);
   TracedContour traced;
   const std::int32_t code =
-      TraceOrRecall(job, sourceSlot, static_cast<std::int32_t>(wave.contour), sight, traces, traced);
+      TraceOrRecall(job, sourceSlot, static_cast<std::int32_t>(wave.contour), picture, traces, traced);
   if (code != 0) return code;
   CheckIn(sourceSlot);
 
@@ -140,7 +140,7 @@ std::int32_t BuildContourShape(Wave& wave, EffectContext& context, TraceMemory& 
     PictureOutline thinned;
     SimplifyPolyline(traced.chain, thinned, job.tolerance);
     MoveToUnitFrame(thinned, PixelsOf<space::Picture>(wave.sourceCenter, source.width, source.height), wave.shape);
-    std::copy(sight.fingerprint.begin(), sight.fingerprint.end(), wave.sourceFingerprint);
+    std::copy(picture.fingerprint.begin(), picture.fingerprint.end(), wave.sourceFingerprint);
   }
   wave.shapeValid = true;
   return 0;

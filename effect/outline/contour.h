@@ -12,8 +12,8 @@ namespace orvandel {
 
 // Rebuilds wave.shape unless it is valid and the picture at wave.sampleTime is the one it was traced from; then
 // wave.placedValid is clear. Without any contour the shape is valid and empty, and the next update looks again. Returns
-// 0, or the host's code that stopped the work; AbortException with the host's code when the picture cannot be had. The
-// shape is then empty and not valid. The output's pixels serve as scratch.
+// 0, or the host's code that stopped the work; AbortException with the host's code when the picture cannot be checked
+// out. The shape is then empty and not valid. The output's pixels serve as scratch.
 std::int32_t BuildContourShape(Wave& wave, EffectContext& context, TraceMemory& traces);
 
 struct TracedContour {
@@ -22,8 +22,8 @@ struct TracedContour {
 };
 
 // Extracts, blurs and traces into `traced`, which must be empty. Contours count from 1 in the order in which a raster
-// scan meets them. Returns 0, or the host's code that stopped the work: the host is asked after the lattice and after
-// every contour.
+// scan meets them. Returns 0, or the host's code that stopped the work: besides those of the blur there is an abort
+// check after the lattice and one after every contour.
 std::int32_t TraceContours(const ContourJob& job, std::int32_t wanted, TracedContour& traced);
 
 }  // namespace orvandel

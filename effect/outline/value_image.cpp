@@ -12,7 +12,7 @@ constexpr std::size_t kPixelBytes = 4;
 
 // ---- Extraction
 
-// c * a / 255 to the nearest whole number; a hair below a half goes up as well.
+// c * a / 255 to the nearest whole number; fractions just below a half round up as well.
 int Premultiply(int c, int a) {
   const int t = c * a;
   return (t + 129 + (t >> 8)) >> 8;
@@ -28,7 +28,7 @@ struct Channels {
 
 Channels ReadChannels(const std::uint8_t* pixel, bool invert) {
   const int alpha = pixel[0];
-  const int flip = invert ? 255 : 0;  // 255 - c is c with all bits turned
+  const int flip = invert ? 255 : 0;  // 255 - c flips all bits of c
   return {alpha ^ flip, Premultiply(pixel[1], alpha) ^ flip, Premultiply(pixel[2], alpha) ^ flip,
           Premultiply(pixel[3], alpha) ^ flip};
 }
@@ -109,7 +109,7 @@ ValueImage PrepareValueImage(const ImageBuffer& source, const EffectContext& con
   result.view.data = result.storage.data();
   result.view.width = source.width;
   result.view.height = source.height;
-  result.view.rowBytes = source.width * static_cast<std::int32_t>(kPixelBytes);
+  result.view.rowBytes = static_cast<std::int32_t>(kPixelBytes * static_cast<std::uint64_t>(source.width));
   return result;
 }
 

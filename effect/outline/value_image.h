@@ -25,8 +25,8 @@ enum ValueChannel : std::uint32_t {
   kValue = 9
 };
 
-// Where the values of one extraction are kept: in the output, which is cleared before anything is drawn, or, when the
-// source does not fit into it, in storage of their own.
+// The image that one extraction writes: the output, which is cleared before anything is drawn, or storage of its own
+// when the source does not fit into the output.
 struct ValueImage {
   ImageBuffer view;
   HeapVector<std::uint8_t> storage;  // empty while the output is used

@@ -45,8 +45,7 @@ struct PixelWalk {
     position = rowStart + (position - rowEnd);
   }
 
-  // Null for what lies behind the last pixel of a row when rows are stored upside down: it may be beyond the picture's
-  // memory.
+  // Null past the last pixel of a row when rows are stored upside down: that may lie outside the picture's memory.
   const std::uint8_t* Pixel(const ImageBuffer& image) const {
     if (image.rowBytes >= 0) return image.data + position;
     const std::int64_t inRow = position % rowLength;

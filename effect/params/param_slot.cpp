@@ -52,7 +52,7 @@ ParamSlot& FilledSlot(EffectContext& context, std::int32_t paramId) {
 }
 
 void SampleAt(ParamSlot& slot, std::int32_t hostTime) {
-  // What a refusal leaves tells nothing of the type.
+  // After a refusal the definition's type means nothing.
   const std::int32_t type = slot.definition.type;
   const bool fetchedLater = slot.answered && (type == ORV_PARAM_LAYER || type == ORV_PARAM_PATH);
   if (fetchedLater && hostTime == slot.sampleTime) return;

@@ -7,8 +7,7 @@
 
 namespace orvandel {
 
-// Strokes may wait in it, to be drawn together. The picture is complete when Flush has returned, or with the canvas'
-// end, however that comes.
+// It may queue strokes and draw them together. The picture is complete after Flush, which the destructor calls too.
 class Canvas {
  public:
   enum class Ground { kAsItIs, kCleared };

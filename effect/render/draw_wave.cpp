@@ -50,7 +50,7 @@ StrokeTransform MakeStrokeTransform(const OrvInRecord& in, FractionPoint origin,
           static_cast<float>(q * scaleX / RatioValue(in.pixelAspect)), static_cast<float>(q * scaleY)};
 }
 
-// Asks the host for no parameter before the stroke needs it.
+// Checks parameters out only once the stroke needs them.
 std::int32_t StrokeWave(const Wave& wave, float opacity, EffectContext& context, Canvas& canvas) {
   PlacedOutline points = wave.placed;
   ProfileTable table;

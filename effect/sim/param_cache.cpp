@@ -11,8 +11,8 @@
 namespace orvandel {
 namespace {
 
-// Tick t as the cache sees it. Stepping rounds differently (seconds first); the two differ by one unit on some ticks,
-// and hosts look pictures up one unit late for that reason.
+// Host time of a tick for the cache. Stepping rounds differently (seconds first), so the two differ by one unit on some
+// ticks; hosts allow for that by looking pictures up one unit late.
 std::int32_t HostTimeOfTick(const Stepper& stepper, double tick) {
   return TruncateToInt(static_cast<double>(stepper.context->inRecord->timeScale) * tick / 30.0);
 }
@@ -20,7 +20,7 @@ std::int32_t HostTimeOfTick(const Stepper& stepper, double tick) {
 ParamSlot& SimParam(Stepper& stepper, std::int32_t id) { return stepper.simParams[static_cast<std::size_t>(id)]; }
 ParamValue& SimValue(Stepper& stepper, std::int32_t id) { return stepper.simValues[static_cast<std::size_t>(id)]; }
 
-// The parameter's slot as the call sees it, but read at host time 0.
+// Copies the call's slot of the parameter and reads it at host time 0.
 void StartSlot(Stepper& stepper, std::int32_t id) {
   const ParamSlot& current = FilledSlot(*stepper.context, id);
   ParamSlot& slot = SimParam(stepper, id);

@@ -22,8 +22,8 @@ namespace orvandel {
 class TraceMemory;
 
 // What the waves of a sequence were made for, beside the parameters' values: their times count in the time scale's
-// unit, their points are fractions of the layer or the input, corners are rounded as finely as the quality asks for,
-// and a blurred contour depends on how much room there is around it.
+// unit, their points are fractions of the layer or the input, the quality decides how finely corners are rounded, and
+// a blurred contour depends on how much empty space surrounds the source.
 struct FrameTerms {
   std::int32_t timeScale, quality;
   std::int32_t layerWidth, layerHeight;

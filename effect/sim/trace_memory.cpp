@@ -23,7 +23,7 @@ bool TraceMemory::HoldsPicture(const ImageBuffer& source) const {
 }
 
 // Comparing a small picture costs no more than asking the host for its stamp.
-TraceMemory::Look TraceMemory::LookOf(const ParamSlot& slot) {
+TraceMemory::KnownCheckOut TraceMemory::CheckOutOf(const ParamSlot& slot) {
   constexpr std::int64_t kPixelsWorthAsking = 1 << 14;
   const ImageBuffer image = SlotImage(slot);
   const bool asks = std::int64_t{image.width} * image.height >= kPixelsWorthAsking;
@@ -33,28 +33,28 @@ TraceMemory::Look TraceMemory::LookOf(const ParamSlot& slot) {
 bool TraceMemory::HoldsLayer(ParamSlot& slot) {
   if (!filled_) return false;
   if (slot.knownPicture == number_) return true;
-  const Look look = LookOf(slot);
-  const bool promised = look.changeStamp != 0 && std::find(looks_.begin(), looks_.end(), look) != looks_.end();
+  const KnownCheckOut checkOut = CheckOutOf(slot);
+  const bool promised = checkOut.changeStamp != 0 && std::find(known_.begin(), known_.end(), checkOut) != known_.end();
   if (!promised && !HoldsPicture(SlotImage(slot))) return false;
-  Note(slot, look);
+  Note(slot, checkOut);
   return true;
 }
 
-void TraceMemory::NoteLayer(ParamSlot& slot) { Note(slot, LookOf(slot)); }
+void TraceMemory::NoteLayer(ParamSlot& slot) { Note(slot, CheckOutOf(slot)); }
 
-void TraceMemory::Note(ParamSlot& slot, const Look& look) {
-  constexpr std::size_t kMostLooks = 256;
+void TraceMemory::Note(ParamSlot& slot, const KnownCheckOut& checkOut) {
+  constexpr std::size_t kMostKnown = 256;
   slot.knownPicture = number_;
-  if (look.changeStamp == 0 || std::find(looks_.begin(), looks_.end(), look) != looks_.end()) return;
-  if (looks_.size() == kMostLooks) looks_.clear();
-  looks_.push_back(look);
+  if (checkOut.changeStamp == 0 || std::find(known_.begin(), known_.end(), checkOut) != known_.end()) return;
+  if (known_.size() == kMostKnown) known_.clear();
+  known_.push_back(checkOut);
 }
 
 void TraceMemory::Remember(const TraceSettings& settings, const ImageBuffer& source, const Fingerprint& fingerprint,
                            const PictureOutline& chain, std::int64_t found, std::int64_t abortChecks) {
   filled_ = false;
   ++number_;
-  looks_.clear();
+  known_.clear();
   fingerprint_ = fingerprint;
   chain_ = chain;
   pixels_.resize(RowLength(source) * static_cast<std::size_t>(Rows(source)));

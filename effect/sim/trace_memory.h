@@ -48,17 +48,17 @@ class TraceMemory {
 
  private:
   // A check-out that gave the remembered picture, under the host's change stamp; 0 promises nothing.
-  struct Look {
+  struct KnownCheckOut {
     std::uint64_t changeStamp;
     std::int32_t hostIndex, hostTime;
-    bool operator==(const Look&) const = default;
+    bool operator==(const KnownCheckOut&) const = default;
   };
-  static Look LookOf(const ParamSlot& slot);
-  void Note(ParamSlot& slot, const Look& look);
+  static KnownCheckOut CheckOutOf(const ParamSlot& slot);
+  void Note(ParamSlot& slot, const KnownCheckOut& checkOut);
 
   bool filled_ = false;
   std::uint32_t number_ = 0;  // of the remembered picture, for ParamSlot::knownPicture
-  HeapVector<Look> looks_;
+  HeapVector<KnownCheckOut> known_;
   TraceSettings settings_{};
   Fingerprint fingerprint_{};
   HeapVector<std::uint8_t> pixels_;  // the picture's rows without padding

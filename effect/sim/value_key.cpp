@@ -12,7 +12,7 @@ bool HasValueWord(std::int32_t type) {
 
 ValueKey LayerKey(ParamSlot& slot) {
   const std::int32_t hostTime = slot.sampleTime;
-  // A slot that never had an answer looks like a layer.
+  // Type 0 is also what a slot has when all its check-outs were refused.
   if (!slot.answered) SampleAt(slot, hostTime);
   if (slot.definition.type != ORV_PARAM_LAYER) return KeyOf(slot);
   ParamSlot* source = &slot;

@@ -1,4 +1,4 @@
-// How a row comes about
+// How a row is drawn
 //
 // 1. Edges whose first row has come become active, and with them their pieces; edges already active are stepped by one
 //    addition for x and one for u; edges that end are dropped, and pieces without an active edge.
@@ -8,15 +8,15 @@
 // 3. The touched cells are walked from left to right. Cells with an odd number of crossings up to and including their
 //    own are inside the shape; those that carry an index are samples and go to the pixel writer.
 //
-// What always holds, as Check asks in builds with assertions
+// Invariants, which Check asserts in builds that have assertions
 // (a) Between rows every cell of the row buffer is zero: step 3 clears what step 2 touched.
 // (b) Inside a row, an active edge's x and u belong to exactly this row: values at yStart, then one addition a row.
 //     Multiplying instead would round differently and move samples.
 // (c) A piece is in the chain exactly when one of its edges is active.
 // (d) Nothing is allocated once the scan has begun: all lists are reserved for the whole stroke.
 //
-// On rows that no outline edge crosses, parity is even everywhere and nothing can be drawn. There are many of them when
-// a long mitre leaves the shape, so their pieces are not looked at.
+// On rows that no outline edge crosses, parity is even everywhere and nothing can be drawn. A long mitre that leaves
+// the shape has many such rows, so their pieces are skipped.
 
 #include "effect/render/reference/stroke_scan.h"
 
@@ -185,7 +185,7 @@ class StrokeScan {
     chain_.erase(std::remove_if(chain_.begin(), chain_.end(), isDead), chain_.end());
   }
 
-  // What always holds, by its letter at the head of this file; for builds that ask.
+  // Asserts the invariants, by their letters at the head of this file.
   void Check([[maybe_unused]] std::int32_t y) {
 #if !defined(NDEBUG)
     constexpr std::int32_t kFewRows = 32, kFewCells = 4096;  // more would take longer than the work itself
