@@ -18,7 +18,7 @@ def run(*words):
 def scene_of(svg, folder):
     """One wave of the drawing, large enough to be looked at."""
     scene = {"version": 1, "width": WIDTH, "height": HEIGHT, "frameRate": 30, "duration": 1,
-             "masks": {"drawing": {"file": str(svg), "anchor": "outline"}},
+             "masks": {"drawing": {"file": str(svg), "fit": "contain"}},
              "parameters": {"Wave Type": "Mask", "Mask": "drawing", "Frequency": 0, "Expansion": 7,
                             "Color": "#ffffff", "Start Width": 1.5, "End Width": 1.5, "Fade-out Time": 0}}
     file = folder / "scene.json"

@@ -104,6 +104,7 @@ void LookAtTimeBase(const stage::Scene& scene, Findings& findings) {
 // moves away from the producer point while it grows.
 void LookAtMasks(const stage::Scene& scene, Findings& findings) {
   constexpr double kApart = 0.05;  // of the picture's height
+  constexpr double kAngular = 64;  // pixels
   findings.notes.insert(findings.notes.end(), scene.notes.begin(), scene.notes.end());
   for (const stage::Mask& mask : scene.masks) {
     stage::PathBox box;
@@ -117,6 +118,11 @@ void LookAtMasks(const stage::Scene& scene, Findings& findings) {
           ": it grows about the layer's middle, {:.0f} pixels away; \"anchor\": \"outline\" makes it "
           "grow about the Producer Point",
           away);
+    }
+    if (std::max(box.Width(), box.Height()) < kAngular) {
+      note +=
+          "; its waves look angular, because outlines are followed in steps of a pixel: \"fit\" or \"scale\" make them "
+          "finer";
     }
     findings.notes.push_back(std::move(note));
   }
@@ -228,10 +234,19 @@ void LookAtPictures(stage::EffectModule& module, const stage::Scene& scene, std:
 
 constexpr auto kLongestTry = std::chrono::seconds(10);
 
-void LookAtMemory(const stage::Scene& scene, Findings& findings) {
+// Media that cannot be read are reported on their own.
+std::vector<MediumSize> ReadableMedia(const stage::Scene& scene, const stage::ParamCatalog& catalog) {
+  try {
+    return MediaSizes(scene, catalog);
+  } catch (const stage::InputError&) {
+    return {};
+  }
+}
+
+void LookAtMemory(const stage::Scene& scene, const stage::ParamCatalog& catalog, Findings& findings) {
   const PictureForm form{scene.width, scene.height, 8};
   try {
-    const MemoryNeed need = EstimateMemory(scene, Output{}, form, 1);
+    const MemoryNeed need = EstimateMemory(scene, ReadableMedia(scene, catalog), Output{}, form, {}, 1);
     findings.estimates.memoryBytes = need.Total();
     findings.notes.push_back(fmt::format("a frame takes about {} of memory", MemoryText(need.Total())));
     RefuseTooMuchMemory(scene, need, 0);
@@ -281,7 +296,7 @@ Findings CheckScene(stage::EffectModule& module, const CheckRequest& request) {
   const std::size_t before = findings.warnings.size();
   LookAtWaves(scene, module.Catalog(), wanted.maxWaves, findings);
   LookAtSequences(scene, module.Catalog(), findings);
-  LookAtMemory(scene, findings);
+  LookAtMemory(scene, module.Catalog(), findings);
   const bool costly = findings.warnings.size() > before;
   LookAtMedia(scene, module.Catalog(), findings);
   if (request.quick || !findings.errors.empty()) return findings;

@@ -30,7 +30,6 @@
 #include "cli/text_table.h"
 #include "cli/waves/wave_count.h"
 #include "stage/base/errors.h"
-#include "stage/media/background.h"
 #include "stage/module/effect_module.h"
 #include "stage/picture/picture_scale.h"
 
@@ -145,11 +144,10 @@ Plan MakePlan(const RenderRequest& request) {
     const WaveCount waves = CountWaves(scene, module.Catalog(), plan.frames);
     plan.mostWaves = waves.alive;
     RefuseTooManyWaves(scene, waves, request.scene.maxWaves);
-    plan.memory = EstimateMemory(scene, plan.output, plan.form, JobsFor(request, plan.frames.size()));
+    plan.memory = EstimateMemory(scene, MediaSizes(scene, module.Catalog()), plan.output, plan.form, request.codec,
+                                 JobsFor(request, plan.frames.size()));
     RefuseTooMuchMemory(scene, plan.memory, request.maxMemory);
   }
-  if (!scene.background.IsNothing())
-    stage::Background(scene, stage::OutputScale::Downsampled(scene, request.downsample));
   PlanFilm(request, plan);
   PlanSound(request, plan);
   if (std::string note = NoteOfUnseen(scene, module.Catalog()); !note.empty()) plan.notes.push_back(std::move(note));

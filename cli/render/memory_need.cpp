@@ -3,28 +3,65 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include <iterator>
+#include <algorithm>
 #include <string_view>
+#include <thread>
 
+#include "cli/media_use.h"
 #include "stage/base/errors.h"
 #include "stage/films/film_limits.h"
+#include "stage/films/film_out.h"
+#include "stage/media/layer_pictures.h"
+#include "stage/media/media_in.h"
+#include "stage/media/sequence_rules.h"
 
 namespace orvandel::cli {
 namespace {
 
-constexpr std::uint64_t kFixed = 32'000'000;  // of a process: the program, its libraries and the effect
+constexpr std::uint64_t kFixed = 30'000'000;  // of a process: the program, its libraries and the effect
 
 struct EncoderNeed {
-  std::string_view extension;
+  std::string_view codec;
   std::uint64_t bytesPerPixel;
 };
-constexpr EncoderNeed kEncoders[] = {{".mp4", 130}, {".mov", 150}, {".webm", 280}, {".mkv", 200}, {".apng", 50}};
+constexpr EncoderNeed kEncoders[] = {{"h264", 118}, {"prores4444", 142}, {"qtrle", 22}, {"vp9", 345},
+                                     {"ffv1", 172}, {"apng", 20},        {"webp", 37}};
 
-std::uint64_t EncoderBytesPerPixel(const std::string& extension) {
+std::uint64_t EncoderBytesPerPixel(std::string_view codec) {
+  std::uint64_t most = 0;
   for (const EncoderNeed& need : kEncoders) {
-    if (need.extension == extension) return need.bytesPerPixel;
+    if (need.codec == codec) return need.bytesPerPixel;
+    most = std::max(most, need.bytesPerPixel);
   }
-  return kEncoders[2].bytesPerPixel;  // the dearest
+  return most;
+}
+
+bool IsWide(const stage::Scene& scene) {
+  return scene.emitters.size() > 1 || scene.motionBlur.samples > 1 || scene.glow || scene.linear ||
+         scene.blend != stage::Blend::kNormal;
+}
+
+// The steps of a frame come one after another: the largest decides. What they leave is held beside them.
+std::uint64_t PictureBytesPerPixel(const stage::Scene& scene, const Output& output, int depth) {
+  const std::uint64_t further = scene.emitters.size() - 1;
+  const bool isBacked = !scene.background.IsNothing();
+  const std::uint64_t held = 16 + 9 * further + (isBacked ? 4 : 0);
+  const std::uint64_t encoded = output.IsExr() ? 47 : depth == 16 ? 20 : 0;
+  const std::uint64_t laid = further > 0 ? 20 : 0;
+  const std::uint64_t blurred = scene.motionBlur.samples > 1 ? 44 + laid : 0;
+  const std::uint64_t glowing = scene.glow ? 32 : 0;
+  const std::uint64_t backed = isBacked && IsWide(scene) ? 24 : 0;
+  return held + std::max({encoded, laid, blurred, glowing, backed});
+}
+
+// A decoder of films holds some pictures for each of its threads; of a layer that moves, the pictures that the waves
+// alive were born with are kept.
+std::uint64_t BytesOf(const MediumSize& medium, std::int32_t frames) {
+  const std::uint64_t decoder = 12 + 3 * std::clamp<std::uint64_t>(std::thread::hardware_concurrency(), 1, 16);
+  if (!medium.moves) return medium.pixels * (medium.keepsSize ? 12 : 6);
+  if (!medium.isTraced) return medium.pixels * (decoder + 2);
+  const std::uint64_t kept = medium.pixels * 4 * static_cast<std::uint64_t>(frames);
+  return medium.pixels * (decoder + 36) + std::min<std::uint64_t>(kept, stage::LayerPictures::kMostBytes);
 }
 
 std::uint64_t PhysicalMemory() {
@@ -34,18 +71,40 @@ std::uint64_t PhysicalMemory() {
 
 }  // namespace
 
-MemoryNeed EstimateMemory(const stage::Scene& scene, const Output& output, const PictureForm& form, int jobs) {
+std::vector<MediumSize> MediaSizes(const stage::Scene& scene, const stage::ParamCatalog& catalog) {
+  std::vector<MediumSize> sizes;
+  const auto add = [&](const stage::Media& medium, bool isTraced, bool keepsSize) {
+    const auto source = stage::OpenMedia(medium, scene.time);
+    const stage::Picture picture = source->Decode(source->KeyAt(0));
+    sizes.push_back({static_cast<std::uint64_t>(picture.width) * static_cast<std::uint64_t>(picture.height),
+                     source->Moves(), isTraced, keepsSize});
+  };
+  const auto traces = [&](const stage::Emitter& emitter) { return stage::TracesInput(scene, emitter, catalog); };
+  const bool isTraced = std::any_of(scene.emitters.begin(), scene.emitters.end(), traces);
+  if (scene.background.medium) add(*scene.background.medium, false, false);
+  if (scene.input && isTraced) add(*scene.input, true, false);
+  for (std::size_t i = 0; i < scene.layers.size(); ++i) {
+    if (IsLayerUsed(i, scene, catalog)) add(scene.layers[i], true, true);
+  }
+  return sizes;
+}
+
+MemoryNeed EstimateMemory(const stage::Scene& scene, const std::vector<MediumSize>& media, const Output& output,
+                          const PictureForm& form, const std::string& codec, int jobs) {
   const auto pixels = static_cast<std::uint64_t>(form.width) * static_cast<std::uint64_t>(form.height);
-  // The effect's output and input, the picture, and its encoded form.
-  std::uint64_t perPixel = form.depth == 16 ? 34 : 18;
-  if (scene.emitters.size() > 1) perPixel += 24 + 8 * (scene.emitters.size() - 1);  // each holds a picture or two
-  if (scene.motionBlur.samples > 1) perPixel += 52;
   MemoryNeed need;
   need.jobs = jobs;
-  need.process = kFixed + pixels * perPixel;
+  need.encoder = kFixed / 2;
+  need.process = kFixed + pixels * PictureBytesPerPixel(scene, output, form.depth);
+  for (const MediumSize& medium : media) {
+    need.process += BytesOf(medium, scene.time.frameCount);
+    if (medium.moves) need.encoder += medium.pixels * 9;  // of having looked at it beforehand
+  }
   // Finished frames wait in memory that all processes share.
-  if (output.IsOrdered()) need.encoder = kFixed + pixels * 4 * (2 * static_cast<std::uint64_t>(jobs) + 1);
-  if (output.kind == OutputKind::kFilm) need.encoder += pixels * EncoderBytesPerPixel(output.pattern.Extension());
+  if (output.IsOrdered()) need.encoder += kFixed + pixels * 4 * (2 * static_cast<std::uint64_t>(jobs) + 1);
+  if (output.kind == OutputKind::kFilm) {
+    need.encoder += pixels * EncoderBytesPerPixel(stage::KindOf(output.FileOf(0), codec).name);
+  }
   return need;
 }
 

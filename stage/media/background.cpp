@@ -98,7 +98,9 @@ Picture16 LayBy(Blend blend, const Picture16& picture, const Behinds& behinds) {
 
 Background::Background(const Scene& scene, const OutputScale& scale) : scene_(scene) {
   if (!scene.background.medium) return;
-  pictures_ = std::make_unique<LayerPictures>(OpenMedia(*scene.background.medium, scene.time), scale, &scene);
+  constexpr std::size_t kNoMoreThanNeeded = 0;  // frames that go on never come back to a picture
+  pictures_ = std::make_unique<LayerPictures>(OpenMedia(*scene.background.medium, scene.time), scale, &scene,
+                                              kNoMoreThanNeeded);
 }
 
 Picture Background::PixelsAt(std::int32_t hostTime) {

@@ -9,10 +9,6 @@
 namespace orvandel::stage {
 namespace {
 
-// Every frame of a scene whose waves keep the picture of their birth asks for the pictures of all waves alive: about
-// sixty at full HD are kept. Beyond that a film is decoded again from the oldest wave on, every frame.
-constexpr std::size_t kMostBytes = std::size_t{512} << 20;
-
 class TransparentSource final : public MediaSource {
  public:
   TransparentSource(std::int32_t width, std::int32_t height) : width_(width), height_(height) {}
@@ -27,9 +23,11 @@ class TransparentSource final : public MediaSource {
 
 }  // namespace
 
-LayerPictures::LayerPictures(std::unique_ptr<MediaSource> source, const OutputScale& scale, const Scene* scene)
+LayerPictures::LayerPictures(std::unique_ptr<MediaSource> source, const OutputScale& scale, const Scene* scene,
+                             std::size_t mostBytes)
     : source_(std::move(source)),
       scale_(scale),
+      mostBytes_(mostBytes),
       stretchTo_(scene == nullptr ? std::pair{0, 0} : std::pair{scene->width, scene->height}),
       keyAtStart_(source_->KeyAt(0)) {}
 
@@ -50,7 +48,7 @@ std::shared_ptr<HostImage> LayerPictures::At(std::int32_t hostTime) {
   kept_.push_front({key, image});
   byKey_[key] = kept_.begin();
   keptBytes_ += image->ByteCount();
-  while (keptBytes_ > kMostBytes && kept_.size() > 2) DropOldest();
+  while (keptBytes_ > mostBytes_ && kept_.size() > 2) DropOldest();
   return image;
 }
 

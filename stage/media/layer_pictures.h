@@ -16,8 +16,13 @@ namespace orvandel::stage {
 
 class LayerPictures {
  public:
-  // `scene`: what every picture is stretched to first; null: it keeps its own size.
-  LayerPictures(std::unique_ptr<MediaSource> source, const OutputScale& scale, const Scene* scene = nullptr);
+  // Every frame of a scene whose waves keep the picture of their birth asks for the pictures of all waves alive: about
+  // sixty at full HD are kept. Beyond that a film is decoded again from the oldest wave on, every frame.
+  static constexpr std::size_t kMostBytes = std::size_t{512} << 20;
+
+  // `scene`: what every picture is stretched to first; null: it keeps its own size. Two pictures are always kept.
+  LayerPictures(std::unique_ptr<MediaSource> source, const OutputScale& scale, const Scene* scene = nullptr,
+                std::size_t mostBytes = kMostBytes);
 
   bool Moves() const { return source_->Moves(); }
   // The source may show other pictures than those kept.
@@ -37,6 +42,7 @@ class LayerPictures {
   Picture Scaled(Picture picture) const;
 
   OutputScale scale_;
+  std::size_t mostBytes_;
   std::pair<std::int32_t, std::int32_t> stretchTo_;  // full-size; (0, 0): the pictures' own
   std::int64_t keyAtStart_;
   std::list<Kept> kept_;  // the most recently asked for first

@@ -1,6 +1,7 @@
 // Many processes, interrupted and resumed runs, pipes: the bytes are always those of one quiet run.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -304,6 +305,32 @@ TEST_F(Jobs, WhatARenderTakesIsKnownBeforehand) {
   EXPECT_THAT(Render("f.png", {"--fps", "0"}).error, HasSubstr("--fps 0: "));
   EXPECT_THAT(Render("f.png", {"--size", "640"}).error, HasSubstr("--size 640: is not WIDTHxHEIGHT"));
   EXPECT_FALSE(std::filesystem::exists(folder_ / "out"));
+}
+
+// The largest process is what decides; each case takes more than those before it, whose peak is the most seen so far.
+TEST_F(Jobs, MemoryIsWhatWasEstimated) {
+#ifdef __SANITIZE_ADDRESS__
+  GTEST_SKIP() << "the sanitizer takes memory of its own";
+#endif
+  const std::string head = R"({ "version": 1, "width": 1800, "height": 1500, "frameRate": 30, "duration": 1, )";
+  WriteFile(Scene(), head + R"("background": "#204060" })");
+  ASSERT_EQ(Render("plate.png", {"--frames", "0"}).exitCode, 0);
+  for (const auto& [more, output] : std::vector<std::pair<std::string, std::string>>{
+           {R"("parameters": {})", "f.png"},
+           {R"("background": "plate.png")", "f.png"},
+           {R"("layers": { "a": "plate.png" }, "parameters": { "Wave Type": 2, "Source Layer": "a" })", "f.png"},
+           {R"("glow": { "radius": 20 }, "background": "#204060")", "f.png"},
+           {R"("effects": [ {}, {}, {} ])", "f.exr"},
+           {R"("effects": [ {}, {}, {} ], "motionBlur": { "samples": 2 })", "f.png"}}) {
+    WriteFile(Scene(), head + more + "}");
+    const std::string told = Render(output, {"--frames", "20", "--overwrite", "--dry-run"}).output;
+    const double estimate = std::stod(told.substr(told.find("about ") + 6)) * 1e6;
+    ASSERT_EQ(Render(output, {"--frames", "20", "--overwrite"}).exitCode, 0) << more;
+    rusage used{};
+    getrusage(RUSAGE_CHILDREN, &used);
+    EXPECT_LT(static_cast<double>(used.ru_maxrss) * 1024, estimate) << more << told;
+    EXPECT_GT(static_cast<double>(used.ru_maxrss) * 1024, estimate / 2.5) << more << told;
+  }
 }
 
 TEST_F(Jobs, OptionsThatDoNotGoTogetherAreRefused) {
