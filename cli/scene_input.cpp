@@ -7,9 +7,9 @@
 #include <cstring>
 
 #include "stage/base/errors.h"
+#include "stage/base/file_bytes.h"
 #include "stage/scene/json_tree.h"
 #include "stage/scene/scene_reader.h"
-#include "stage/scene/svg_file.h"
 
 namespace orvandel::cli {
 namespace {

@@ -12,9 +12,9 @@
 #include "cli/render/output.h"
 #include "cli/text_table.h"
 #include "stage/base/errors.h"
+#include "stage/base/file_bytes.h"
 #include "stage/base/partial_file.h"
 #include "stage/scene/json_tree.h"
-#include "stage/scene/svg_file.h"
 
 namespace orvandel::cli {
 namespace {

@@ -8,11 +8,11 @@
 
 #include "plugins/bridge/effect_pool.h"
 #include "stage/base/errors.h"
+#include "stage/base/file_bytes.h"
 #include "stage/base/names.h"
 #include "stage/media/sequence_rules.h"
 #include "stage/scene/json_tree.h"
 #include "stage/scene/scene_reader.h"
-#include "stage/scene/svg_file.h"
 
 namespace orvandel::bridge {
 namespace {

@@ -6,6 +6,7 @@
 
 #include <fmt/format.h>
 
+#include "stage/base/file_bytes.h"
 #include "stage/base/names.h"
 #include "stage/scene/sequence_name.h"
 
@@ -13,19 +14,19 @@ namespace orvandel::stage {
 namespace {
 
 void MustBePlainFile(const JsonPlace& place, const std::filesystem::path& file) {
-  std::error_code failure;
-  const auto status = std::filesystem::status(file, failure);
-  if (!std::filesystem::exists(status)) {
-    const bool missing = status.type() == std::filesystem::file_type::not_found;
-    place.Fail(fmt::format("{} {}", Quoted(file.string()), missing ? "does not exist" : "cannot be reached"));
-  }
-  if (!std::filesystem::is_regular_file(status)) place.Fail(Quoted(file.string()) + " is not a plain file");
+  const auto complaint = [](FileKind kind) {
+    if (kind == FileKind::kNone) return "does not exist";
+    return kind == FileKind::kUnreachable ? "cannot be reached" : "is not a plain file";
+  };
+  const FileKind kind = KindOf(file);
+  if (kind != FileKind::kPlain) place.Fail(fmt::format("{} {}", Quoted(file.string()), complaint(kind)));
 }
 
 }  // namespace
 
 SceneFiles::SceneFiles(const std::filesystem::path& sceneFile, bool allowOutside)
-    : folder_(sceneFile.parent_path()), allowOutside_(allowOutside) {
+    : folder_(sceneFile.parent_path()), allowOutside_(allowOutside || !HasFolders()) {
+  if (allowOutside_) return;
   std::error_code failure;
   root_ =
       std::filesystem::weakly_canonical(std::filesystem::absolute(folder_.empty() ? "." : folder_, failure), failure);

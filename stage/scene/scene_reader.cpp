@@ -12,6 +12,7 @@
 
 #include "stage/base/color_text.h"
 #include "stage/base/errors.h"
+#include "stage/base/file_bytes.h"
 #include "stage/base/names.h"
 #include "stage/scene/json_place.h"
 #include "stage/scene/json_tree.h"
@@ -22,7 +23,6 @@
 #include "stage/scene/media_reader.h"
 #include "stage/scene/scene_limits.h"
 #include "stage/scene/set_option.h"
-#include "stage/scene/svg_file.h"
 #include "stage/scene/track_reader.h"
 
 namespace orvandel::stage {

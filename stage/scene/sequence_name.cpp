@@ -2,9 +2,10 @@
 
 #include <algorithm>
 #include <charconv>
-#include <system_error>
 
 #include <fmt/format.h>
+
+#include "stage/base/file_bytes.h"
 
 namespace orvandel::stage {
 namespace {
@@ -34,10 +35,8 @@ std::optional<std::int64_t> SequenceName::NumberOf(std::string_view fileName) co
 
 std::vector<std::int64_t> SequenceName::Existing() const {
   std::vector<std::int64_t> numbers;
-  std::error_code failure;
-  std::filesystem::directory_iterator entry(folder.empty() ? "." : folder, failure);
-  for (; !failure && entry != std::filesystem::directory_iterator(); entry.increment(failure)) {
-    if (const auto number = NumberOf(entry->path().filename().string())) numbers.push_back(*number);
+  for (const std::string& name : NamesInFolder(folder)) {
+    if (const auto number = NumberOf(name)) numbers.push_back(*number);
   }
   std::sort(numbers.begin(), numbers.end());
   return numbers;

@@ -1,9 +1,7 @@
 #include "stage/scene/svg_file.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
-#include <fstream>
 #include <string_view>
 #include <vector>
 
@@ -11,15 +9,12 @@
 #include <pugixml.hpp>
 
 #include "stage/base/errors.h"
+#include "stage/base/file_bytes.h"
 #include "stage/base/names.h"
 #include "stage/scene/json_tree.h"
 
 namespace orvandel::stage {
 namespace {
-
-[[noreturn]] void Refuse(const std::filesystem::path& file, std::string_view complaint) {
-  throw InputError(fmt::format("{}: {}", Printable(file.string()), complaint));
-}
 
 bool IsBlank(const char* text) { return Trimmed(text).empty(); }
 
@@ -65,22 +60,6 @@ class Walk {
 };
 
 }  // namespace
-
-std::string ReadWholeFile(const std::filesystem::path& file, std::size_t limit) {
-  std::error_code failure;
-  if (std::filesystem::is_directory(file, failure)) Refuse(file, "is a folder");
-  errno = 0;
-  std::ifstream in(file, std::ios::binary);
-  if (!in) Refuse(file, errno == ENOENT ? "does not exist" : std::string("cannot be read: ") + std::strerror(errno));
-  std::string text;
-  char block[65536];
-  while (in.read(block, sizeof block), in.gcount() > 0) {
-    text.append(block, static_cast<std::size_t>(in.gcount()));
-    if (text.size() > limit) Refuse(file, fmt::format("is larger than {} bytes", limit));
-  }
-  if (in.bad()) Refuse(file, "cannot be read");
-  return text;
-}
 
 SvgFile::SvgFile(const std::filesystem::path& file) : SvgFile(ReadWholeFile(file, kMaxSvgBytes), file) {}
 
@@ -132,7 +111,9 @@ const char* SvgFile::LonePath(const std::string& id) const {
   return d && !TransformedAbove(lone) ? d.value() : nullptr;
 }
 
-void SvgFile::Refuse(std::string_view complaint) const { stage::Refuse(file_, complaint); }
+void SvgFile::Refuse(std::string_view complaint) const {
+  throw InputError(fmt::format("{}: {}", Printable(file_.string()), complaint));
+}
 
 void SvgFile::RefuseId(const std::string& id) const {
   std::vector<std::string> known;

@@ -21,9 +21,6 @@ constexpr std::size_t kMaxSvgBytes = std::size_t{16} << 20;
 constexpr int kMaxSvgDepth = 256;
 constexpr std::size_t kMaxSvgElements = 1000000;
 
-// The whole file as bytes. Throws InputError when it cannot be read or is larger than `limit`.
-std::string ReadWholeFile(const std::filesystem::path& file, std::size_t limit);
-
 class SvgFile {
  public:
   // Both throw InputError that starts with the file.

@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <memory>
 #include <new>
 #include <string>
@@ -17,13 +16,15 @@
 #include <lodepng/lodepng.h>
 
 #include "stage/base/errors.h"
+#include "stage/base/file_bytes.h"
 #include "stage/base/partial_file.h"
 
 namespace orvandel::stage {
 namespace {
 
 constexpr std::string_view kSignature = "\x89PNG\r\n\x1a\n";
-constexpr unsigned kOutOfMemory = 83;  // the library's code for it
+constexpr std::size_t kMostBytes = std::size_t{1} << 31;  // more than the largest picture's samples take
+constexpr unsigned kOutOfMemory = 83;                     // the library's code for it
 
 struct Free {
   void operator()(std::uint8_t* memory) const { std::free(memory); }
@@ -42,15 +43,6 @@ class Codec {
  private:
   LodePNGState state_;
 };
-
-std::vector<std::uint8_t> WholeFile(const std::filesystem::path& file) {
-  std::ifstream in(file, std::ios::binary | std::ios::ate);
-  const std::streamoff size = in ? static_cast<std::streamoff>(in.tellg()) : -1;
-  std::vector<std::uint8_t> bytes(static_cast<std::size_t>(std::max<std::streamoff>(size, 0)));
-  in.seekg(0).read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-  if (!in) throw InputError(file.string() + ": cannot be read");
-  return bytes;
-}
 
 // RGBA as the library has it, 16-bit samples with the high byte first.
 Picture FromRgba(const std::uint8_t* in, std::int32_t width, std::int32_t height, std::size_t sampleBytes) {
@@ -81,10 +73,16 @@ unsigned Compress(unsigned char** out, std::size_t* outSize, const unsigned char
 }
 #endif
 
+struct Encoded {
+  Bytes bytes;
+  std::size_t size = 0;
+  unsigned code = 0;  // not 0: failed
+
+  std::string Complaint() const { return std::string("cannot be encoded: ") + lodepng_error_text(code); }
+};
+
 // `rgba` as the library has it.
-void Write(const std::filesystem::path& file, const std::uint8_t* rgba, std::int32_t width, std::int32_t height,
-           unsigned bits, IfTaken ifTaken) {
-  PartialFile partial(file, ifTaken);
+Encoded Encode(const std::uint8_t* rgba, std::int32_t width, std::int32_t height, unsigned bits) {
   Codec codec;
   for (LodePNGColorMode* mode : {&codec->info_raw, &codec->info_png.color}) {
     mode->colortype = LCT_RGBA;
@@ -95,36 +93,42 @@ void Write(const std::filesystem::path& file, const std::uint8_t* rgba, std::int
 #ifdef ORVANDEL_WITH_ZLIB
   codec->encoder.zlibsettings.custom_zlib = Compress;
 #endif
-  unsigned char* encoded = nullptr;
-  std::size_t size = 0;
-  const unsigned code = lodepng_encode(&encoded, &size, rgba, static_cast<unsigned>(width),
-                                       static_cast<unsigned>(height), codec.Address());
-  const Bytes owner(encoded);
-  if (code == kOutOfMemory) throw std::bad_alloc();
-  if (code != 0) partial.Fail(std::string("cannot be encoded: ") + lodepng_error_text(code));
-  partial.Write({encoded, size});
+  unsigned char* bytes = nullptr;
+  Encoded encoded;
+  encoded.code = lodepng_encode(&bytes, &encoded.size, rgba, static_cast<unsigned>(width),
+                                static_cast<unsigned>(height), codec.Address());
+  encoded.bytes.reset(bytes);
+  if (encoded.code == kOutOfMemory) throw std::bad_alloc();
+  return encoded;
+}
+
+void Write(const std::filesystem::path& file, const Encoded& encoded, IfTaken ifTaken) {
+  PartialFile partial(file, ifTaken);
+  if (encoded.code != 0) partial.Fail(encoded.Complaint());
+  partial.Write({encoded.bytes.get(), encoded.size});
   partial.Keep();
 }
 
 }  // namespace
 
 bool IsPng(const std::filesystem::path& file) {
-  std::ifstream in(file, std::ios::binary);
+  const auto in = OpenToRead(file);
   char head[kSignature.size()] = {};
-  if (!in.read(head, sizeof head) || std::string_view(head, sizeof head) != kSignature) return false;
+  if (!in->read(head, sizeof head) || std::string_view(head, sizeof head) != kSignature) return false;
   // A chunk: the length of its data, high byte first, a name of four letters, the data, a checksum.
-  for (std::uint8_t chunk[8]; in.read(reinterpret_cast<char*>(chunk), sizeof chunk);) {
+  for (std::uint8_t chunk[8]; in->read(reinterpret_cast<char*>(chunk), sizeof chunk);) {
     const std::string_view name(reinterpret_cast<const char*>(chunk) + 4, 4);
     if (name == "acTL") return false;
     if (name == "IDAT") break;
     const std::uint32_t length = std::uint32_t{chunk[0]} << 24 | chunk[1] << 16 | chunk[2] << 8 | chunk[3];
-    in.seekg(std::streamoff{length} + 4, std::ios::cur);
+    in->seekg(std::streamoff{length} + 4, std::ios::cur);
   }
   return true;
 }
 
 Picture ReadPng(const std::filesystem::path& file) {
-  const std::vector<std::uint8_t> bytes = WholeFile(file);
+  const std::string content = ReadWholeFile(file, kMostBytes);
+  const auto* const bytes = reinterpret_cast<const std::uint8_t*>(content.data());
   const auto fail = [&](const std::string& reason) { throw InputError(file.string() + ": " + reason); };
   const auto check = [&](unsigned code) {
     if (code == kOutOfMemory) throw std::bad_alloc();
@@ -132,22 +136,28 @@ Picture ReadPng(const std::filesystem::path& file) {
   };
   Codec codec;
   unsigned width = 0, height = 0;
-  check(lodepng_inspect(&width, &height, codec.Address(), bytes.data(), bytes.size()));
+  check(lodepng_inspect(&width, &height, codec.Address(), bytes, content.size()));
   if (std::int64_t{width} * height > kMostPixels) fail(kTooLarge);
   const unsigned bits = codec->info_png.color.bitdepth == 16 ? 16 : 8;
   codec->info_raw.colortype = LCT_RGBA;
   codec->info_raw.bitdepth = bits;
   unsigned char* decoded = nullptr;
-  const unsigned code = lodepng_decode(&decoded, &width, &height, codec.Address(), bytes.data(), bytes.size());
+  const unsigned code = lodepng_decode(&decoded, &width, &height, codec.Address(), bytes, content.size());
   const Bytes owner(decoded);
   check(code);
   return FromRgba(decoded, static_cast<std::int32_t>(width), static_cast<std::int32_t>(height), bits / 8);
 }
 
+std::string EncodePng(const Picture& rgba) {
+  const Encoded encoded = Encode(rgba.bytes.data(), rgba.width, rgba.height, 8);
+  if (encoded.code != 0) throw WorkError("the picture " + encoded.Complaint());
+  return {reinterpret_cast<const char*>(encoded.bytes.get()), encoded.size};
+}
+
 void WritePng(const std::filesystem::path& file, Picture picture, IfTaken ifTaken) {
   std::uint8_t* const bytes = picture.bytes.data();
   for (std::size_t i = 0; i < picture.bytes.size(); i += 4) std::rotate(bytes + i, bytes + i + 1, bytes + i + 4);
-  Write(file, bytes, picture.width, picture.height, 8, ifTaken);
+  Write(file, Encode(bytes, picture.width, picture.height, 8), ifTaken);
 }
 
 void WritePng16(const std::filesystem::path& file, const Picture16& picture, IfTaken ifTaken) {
@@ -159,7 +169,7 @@ void WritePng16(const std::filesystem::path& file, const Picture16& picture, IfT
       rgba.push_back(static_cast<std::uint8_t>(picture.words[at + channel] & 0xFF));
     }
   }
-  Write(file, rgba.data(), picture.width, picture.height, 16, ifTaken);
+  Write(file, Encode(rgba.data(), picture.width, picture.height, 16), ifTaken);
 }
 
 }  // namespace orvandel::stage

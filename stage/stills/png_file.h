@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <string>
 
 #include "stage/base/partial_file.h"
 #include "stage/picture/picture.h"
@@ -20,6 +21,9 @@ bool IsPng(const std::filesystem::path& file);
 // The samples themselves, every form of PNG: 16 bits become the nearest of 8. Strict: a damaged file is refused rather
 // than shown in part. Throws InputError with the file's name.
 Picture ReadPng(const std::filesystem::path& file);
+
+// A file's bytes of a picture whose alpha stands last: 8-bit RGBA. Throws WorkError.
+std::string EncodePng(const Picture& rgba);
 
 // Writes 8-bit RGBA with exactly the picture's bytes (all four, also where alpha is 0). The file appears under its name
 // when it is whole. Throws WorkError with the file and the reason.

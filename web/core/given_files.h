@@ -1,0 +1,23 @@
+// The files that the script handed in, in place of folders.
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "stage/base/file_bytes.h"
+
+namespace orvandel::web {
+
+class HandedIn final : public stage::GivenFiles {
+ public:
+  const std::string* Find(const std::string& name) const override;
+  std::vector<std::string> Names() const override;
+  void Put(const std::string& name, std::string bytes);
+  void Clear() { files_.clear(); }
+
+ private:
+  std::map<std::string, std::string> files_;  // by name without "." and ".." in it
+};
+
+}  // namespace orvandel::web

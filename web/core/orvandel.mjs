@@ -1,0 +1,137 @@
+// Orvandel in a script: a scene file's text in, pictures out. The same file serves a page, a worker and node.
+//
+//   const orvandel = await Orvandel.open(await (await fetch("orvandel.wasm")).arrayBuffer());
+//   orvandel.load(sceneText, { "logo.svg": bytes });
+//   const { width, height, data } = orvandel.frame(0);
+//
+// One instance renders one scene at a time on the thread that calls it; for several threads, an instance each.
+
+/** What was asked cannot be done: `complaints` says what is wrong with a scene, and where. */
+export class OrvandelError extends Error {
+  /**
+   * @param {string} message
+   * @param {{message: string, pointer: string, allowed: string, nearest: string}[]} complaints of a scene, else empty
+   */
+  constructor(message, complaints = []) {
+    super(message);
+    this.name = "OrvandelError";
+    this.complaints = complaints;
+  }
+}
+
+const kRefused = 1;
+const kNoFiles = -1; // any answer but 0: there is no such descriptor
+
+// All that the module asks of its surroundings. It reads no files, so nothing but an end is ever meant by these.
+function surroundings() {
+  const noFiles = () => kNoFiles;
+  const named = {
+    emscripten_notify_memory_growth() {},
+    proc_exit(code) {
+      throw new Error(`the module ended with ${code}`);
+    },
+  };
+  const module = () => new Proxy(named, { get: (known, name) => known[name] ?? noFiles, has: () => true });
+  return { env: module(), wasi_snapshot_preview1: module() };
+}
+
+export class Orvandel {
+  #exports;
+
+  /** @param {BufferSource | WebAssembly.Module} wasm orvandel.wasm, as bytes or compiled */
+  static async open(wasm) {
+    const compiled = wasm instanceof WebAssembly.Module ? wasm : await WebAssembly.compile(wasm);
+    return new Orvandel(await WebAssembly.instantiate(compiled, surroundings()));
+  }
+
+  /** @param {WebAssembly.Instance} instance */
+  constructor(instance) {
+    this.#exports = instance.exports;
+    this.#exports._initialize?.();
+  }
+
+  /**
+   * @param {string} sceneText a scene file's content
+   * @param {Record<string, Uint8Array>} files what it names, by the names that it uses
+   * @param {string} name of the scene file, for messages
+   * @returns {{width: number, height: number, frames: number, frameRate: string, seconds: number, effects: number,
+   *   notes: string[]}}
+   */
+  load(sceneText, files = {}, name = "scene.json") {
+    this.#exports.orvandelForgetFiles();
+    for (const [fileName, bytes] of Object.entries(files)) {
+      this.#ask(this.#lent([encoded(fileName), bytes], (...both) => this.#exports.orvandelPutFile(...both)));
+    }
+    return JSON.parse(
+      this.#ask(this.#lent([encoded(sceneText), encoded(name)], (...both) => this.#exports.orvandelLoad(...both))),
+    );
+  }
+
+  /**
+   * A frame as it goes to a file, or that of one effect alone.
+   * @param {number} number from 0
+   * @param {{quality?: "full" | "draft", downsample?: number, effect?: number}} options
+   * @returns {{width: number, height: number, data: Uint8ClampedArray}} rows from the top; red, green, blue, alpha,
+   *   colour not multiplied by alpha. A copy: it is the caller's.
+   */
+  frame(number, { quality = "full", downsample = 1, effect } = {}) {
+    const draft = quality === "draft" ? 1 : 0;
+    this.#ask(
+      effect === undefined
+        ? this.#exports.orvandelFrame(number, downsample, draft)
+        : this.#exports.orvandelEffectFrame(effect, number, downsample, draft),
+    );
+    const width = this.#exports.orvandelWidth();
+    const height = this.#exports.orvandelHeight();
+    const start = this.#exports.orvandelPixels() >>> 0;
+    const data = new Uint8ClampedArray(this.#exports.memory.buffer, start, width * height * 4).slice();
+    return { width, height, data };
+  }
+
+  /** The last frame as a PNG file with exactly its bytes. @returns {Uint8Array} */
+  png() {
+    this.#ask(this.#exports.orvandelPng(), () => null);
+    return this.#said();
+  }
+
+  /** The scene file's JSON Schema: every parameter's name, range, default and choices, and what it means. */
+  schema() {
+    return JSON.parse(this.#ask(this.#exports.orvandelSchema()));
+  }
+
+  // Calls with the bytes in the module's memory: an address and a size for each.
+  #lent(parts, call) {
+    const places = [];
+    try {
+      for (const bytes of parts) {
+        const place = this.#exports.orvandelAllocate(Math.max(bytes.length, 1)) >>> 0;
+        if (place === 0) throw new OrvandelError("there is not enough memory");
+        places.push(place);
+        new Uint8Array(this.#exports.memory.buffer, place, bytes.length).set(bytes);
+      }
+      return call(...parts.flatMap((bytes, i) => [places[i], bytes.length]));
+    } finally {
+      for (const place of places) this.#exports.orvandelFree(place);
+    }
+  }
+
+  #said() {
+    const start = this.#exports.orvandelText() >>> 0;
+    return new Uint8Array(this.#exports.memory.buffer, start, this.#exports.orvandelTextSize()).slice();
+  }
+
+  // What the module says when the call went well; throws what it says when not.
+  #ask(outcome, read = (bytes) => new TextDecoder().decode(bytes)) {
+    if (outcome === 0) return read(this.#said());
+    const text = new TextDecoder().decode(this.#said());
+    if (outcome === kRefused && text.startsWith("[{")) {
+      const complaints = JSON.parse(text);
+      throw new OrvandelError(complaints.map(({ message }) => message).join("\n"), complaints);
+    }
+    throw new OrvandelError(text);
+  }
+}
+
+function encoded(text) {
+  return new TextEncoder().encode(text);
+}

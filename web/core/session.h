@@ -1,0 +1,53 @@
+// One scene and the picture that was rendered last.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "stage/module/effect_module.h"
+#include "stage/picture/picture.h"
+#include "stage/render/frame_renderer.h"
+#include "stage/render/scene_renderer.h"
+#include "stage/scene/scene.h"
+
+namespace orvandel::web {
+
+struct FrameSize {
+  std::int32_t downsample = 1;
+  bool draft = false;
+  bool operator==(const FrameSize&) const = default;
+};
+
+class Session {
+ public:
+  Session();
+
+  const stage::ParamCatalog& Catalog() const { return module_.Catalog(); }
+  // Throws InputError; there is no scene then.
+  const stage::Scene& Load(std::string_view text, const std::string& name);
+  // Both throw InputError without a scene, and what renderers throw.
+  void RenderFrame(std::int32_t frame, const FrameSize& size);
+  void RenderEffect(std::int32_t effect, std::int32_t frame, const FrameSize& size);
+
+  // Alpha last.
+  const stage::Picture& Last() const { return last_; }
+
+ private:
+  const stage::Scene& Checked(std::int32_t frame, const FrameSize& size) const;
+  void EndSequences();
+  void Keep(stage::Picture picture);
+
+  stage::EffectModule module_;
+  std::optional<stage::Scene> scene_;
+  // As they were asked for last; either is made anew for another size.
+  FrameSize size_;
+  std::unique_ptr<stage::SceneRenderer> whole_;
+  std::vector<std::unique_ptr<stage::FrameRenderer>> single_;  // by effect
+  stage::Picture last_;
+};
+
+}  // namespace orvandel::web

@@ -1,0 +1,131 @@
+#include "web/core/surface.h"
+
+#include <cstdlib>
+#include <exception>
+#include <new>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <string_view>
+
+#include "stage/base/addition.h"
+#include "stage/base/errors.h"
+#include "stage/scene/scene_reader.h"
+#include "stage/scene/scene_schema.h"
+#include "stage/stills/png_file.h"
+#include "web/core/given_files.h"
+#include "web/core/session.h"
+
+namespace orvandel::web {
+namespace {
+
+using nlohmann::ordered_json;
+
+enum Outcome { kDone = 0, kRefused = 1, kFailed = 2 };
+
+HandedIn files;
+const stage::Addition<stage::GivenFiles> entered(files);
+std::string said;
+
+Session& TheSession() {
+  static Session session;
+  return session;
+}
+
+std::string TextOf(const ordered_json& json) {
+  return json.dump(-1, ' ', false, ordered_json::error_handler_t::replace);
+}
+
+template <typename Work>
+int Guarded(const Work& work) {
+  try {
+    said.clear();
+    work();
+    return kDone;
+  } catch (const stage::InputError& error) {
+    said = error.what();
+    return kRefused;
+  } catch (const stage::EffectError& error) {
+    said = error.message.empty() ? "the effect failed with code " + std::to_string(error.code) : error.message;
+    return kFailed;
+  } catch (const std::bad_alloc&) {
+    said.assign("there is not enough memory");
+    return kFailed;
+  } catch (const std::exception& error) {
+    said = error.what();
+    return kFailed;
+  }
+}
+
+ordered_json Facts(const stage::Scene& scene) {
+  return {{"width", scene.width},
+          {"height", scene.height},
+          {"frames", scene.time.frameCount},
+          {"frameRate", stage::TextOf(scene.time.frameRate)},
+          {"seconds", static_cast<double>(scene.time.duration) / scene.time.timeScale},
+          {"effects", scene.emitters.size()},
+          {"notes", scene.notes}};
+}
+
+ordered_json Complaints(const std::vector<stage::Complaint>& faults) {
+  ordered_json list = ordered_json::array();
+  for (const stage::Complaint& fault : faults) {
+    list.push_back({{"message", fault.message},
+                    {"pointer", fault.pointer},
+                    {"allowed", fault.allowed},
+                    {"nearest", fault.nearest}});
+  }
+  return list;
+}
+
+int Load(std::string_view text, const std::string& name) {
+  const int outcome = Guarded([&] { said = TextOf(Facts(TheSession().Load(text, name))); });
+  if (outcome != kRefused) return outcome;
+  const std::string refusal = said;
+  const int explained = Guarded([&] {
+    auto faults = stage::SceneFaults(text, name, TheSession().Catalog());
+    if (faults.empty()) faults.push_back({refusal, {}, {}, {}});
+    said = TextOf(Complaints(faults));
+  });
+  return explained == kDone ? outcome : kFailed;
+}
+
+}  // namespace
+}  // namespace orvandel::web
+
+using namespace orvandel;  // NOLINT: the functions below stand in no namespace
+using web::Guarded;
+
+void* orvandelAllocate(std::size_t size) { return std::malloc(size); }
+void orvandelFree(void* memory) { std::free(memory); }
+
+int orvandelPutFile(const char* name, std::size_t nameSize, const std::uint8_t* bytes, std::size_t size) {
+  return Guarded(
+      [&] { web::files.Put(std::string(name, nameSize), std::string(reinterpret_cast<const char*>(bytes), size)); });
+}
+int orvandelForgetFiles() {
+  return Guarded([] { web::files.Clear(); });
+}
+
+int orvandelLoad(const char* text, std::size_t size, const char* name, std::size_t nameSize) {
+  return web::Load({text, size}, std::string(name, nameSize));
+}
+
+int orvandelFrame(std::int32_t frame, std::int32_t downsample, int draft) {
+  return Guarded([&] { web::TheSession().RenderFrame(frame, {downsample, draft != 0}); });
+}
+int orvandelEffectFrame(std::int32_t effect, std::int32_t frame, std::int32_t downsample, int draft) {
+  return Guarded([&] { web::TheSession().RenderEffect(effect, frame, {downsample, draft != 0}); });
+}
+std::int32_t orvandelWidth() { return web::TheSession().Last().width; }
+std::int32_t orvandelHeight() { return web::TheSession().Last().height; }
+const std::uint8_t* orvandelPixels() { return web::TheSession().Last().bytes.data(); }
+int orvandelPng() {
+  return Guarded([] { web::said = stage::EncodePng(web::TheSession().Last()); });
+}
+
+int orvandelSchema() {
+  return Guarded([] { web::said = stage::SceneSchema(web::TheSession().Catalog()); });
+}
+
+const char* orvandelText() { return web::said.data(); }
+std::size_t orvandelTextSize() { return web::said.size(); }
