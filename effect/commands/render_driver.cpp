@@ -12,10 +12,13 @@ namespace {
 // A wave that has not grown is neither outlined nor drawn, and stays in the list.
 bool HasGrown(const Wave& wave) { return wave.size > 0; }
 
+// A wave whose life is over leaves the list undrawn: nothing is built, traced or asked of the host for it.
 std::int32_t OutlineWaves(WaveList& list, EffectContext& context, TraceMemory& traces) {
   for (Wave& wave : list.waves) {
     if (!HasGrown(wave)) continue;
-    if (const std::int32_t code = UpdateWaveOutline(wave, context, traces); code != 0) return code;
+    if (CurrentOpacity(wave) >= 0.0F) {
+      if (const std::int32_t code = UpdateWaveOutline(wave, context, traces); code != 0) return code;
+    }
     if (const std::int32_t code = context.CheckAbort(); code != 0) return code;
   }
   return 0;

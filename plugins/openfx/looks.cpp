@@ -38,13 +38,14 @@ class Shelf {
   std::list<std::pair<Key, std::shared_ptr<const Kept>>> kept_;  // the most recently asked for first
 };
 
-Shelf<std::string, bridge::Look, 16>& Looks() {
-  static Shelf<std::string, bridge::Look, 16> looks;
-  return looks;
+// Never destroyed: a host may unload the plug-in from its own last destructors, when ours have run already.
+auto& Looks() {
+  static auto* const looks = new Shelf<std::string, bridge::Look, 16>;
+  return *looks;
 }
-Shelf<std::vector<double>, bridge::Player, 32>& Players() {
-  static Shelf<std::vector<double>, bridge::Player, 32> players;
-  return players;
+auto& Players() {
+  static auto* const players = new Shelf<std::vector<double>, bridge::Player, 32>;
+  return *players;
 }
 
 // "logo.svg#ring" is an element of a file, unless a file is called so.

@@ -27,10 +27,12 @@
 namespace orvandel::ofx {
 namespace {
 
-// Hosts keep the addresses of names; the table stays as long as the plug-in is loaded. Throws WorkError.
+// Hosts keep the addresses of names; the table stays as long as the plug-in is loaded. It is never destroyed, as
+// nothing is that an action uses: hosts send actions from their own last destructors, when ours have run. Throws
+// WorkError.
 const ParamTable& Table() {
-  static const ParamTable table = MakeParamTable(bridge::Catalog());
-  return table;
+  static const auto* const table = new ParamTable(MakeParamTable(bridge::Catalog()));
+  return *table;
 }
 
 // Instances by their handles. Kept here and not with the host, which may hand in a wrong one.
@@ -60,8 +62,8 @@ class Instances {
 };
 
 Instances& The() {
-  static Instances instances;
-  return instances;
+  static auto* const instances = new Instances;
+  return *instances;
 }
 
 // The effect's arithmetic rounds to nearest and knows denormal numbers, whatever the calling thread is set to.

@@ -80,45 +80,10 @@ OfxStatus GetText(OfxPropertyHandle set, const char* name, int index, char** val
   return kOk;
 }
 
-template <typename T, typename Out>
-OfxStatus GetSeveral(OfxPropertyHandle set, const char* name, int count, Out* values) {
-  for (int i = 0; i < count; ++i) {
-    if (const OfxStatus status = Get<T>(set, name, i, &values[i]); status != kOk) return status;
-  }
-  return kOk;
-}
-template <typename T>
-OfxStatus SetSeveral(OfxPropertyHandle set, const char* name, int count, const T* values) {
-  for (int i = 0; i < count; ++i) {
-    if (const OfxStatus status = Set<T>(set, name, i, values[i]); status != kOk) return status;
-  }
-  return kOk;
-}
-
-const OfxPropertySuite kProperties{
-    Set<void*>,
-    Set<const char*>,
-    Set<double>,
-    Set<int>,
-    SetSeveral<void*>,
-    SetSeveral<const char*>,
-    SetSeveral<double>,
-    SetSeveral<int>,
-    Get<void*>,
-    GetText,
-    Get<double>,
-    Get<int>,
-    GetSeveral<void*, void*>,
-    [](OfxPropertyHandle, const char*, int, char**) -> OfxStatus { return kUnsupported; },
-    GetSeveral<double, double>,
-    GetSeveral<int, int>,
-    [](OfxPropertyHandle, const char*) -> OfxStatus { return kOk; },
-    [](OfxPropertyHandle set, const char* name, int* count) -> OfxStatus {
-      const auto found = set->values.find(name);
-      *count = found == set->values.end() ? 0 : static_cast<int>(found->second.size());
-      return kOk;
-    },
-};
+// What the plug-in has no use for is left out.
+const OfxPropertySuite kProperties{Set<void*>, Set<const char*>, Set<double>, Set<int>, nullptr,     nullptr,
+                                   nullptr,    nullptr,          Get<void*>,  GetText,  Get<double>, Get<int>,
+                                   nullptr,    nullptr,          nullptr,     nullptr,  nullptr,     nullptr};
 
 OfxStatus GetEffectSet(OfxImageEffectHandle effect, OfxPropertyHandle* set) {
   if (effect == nullptr) return kBadHandle;
@@ -443,7 +408,8 @@ std::unique_ptr<OfxImageEffect, std::function<void(OfxImageEffect*)>> Host::Crea
   effect->properties = OfxPropertySet(*habits_);
   effect->properties.Put(prop::kContext, std::string(context_));
   if (habits_->tellsProject) {
-    effect->properties.Put(prop::kProjectSize, habits_->width, habits_->height);
+    const double told = habits_->projectIsZero ? 0 : 1;
+    effect->properties.Put(prop::kProjectSize, habits_->width * told, habits_->height * told);
     effect->properties.Put(prop::kProjectOffset, habits_->offsetX, habits_->offsetY);
     effect->properties.Put(prop::kProjectAspect, habits_->pixelAspect);
   }

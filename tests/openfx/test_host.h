@@ -47,8 +47,8 @@ struct Habits {
   bool defaultPointsRaw = false;
   bool keysUnknown = false;  // the number of keys is not told
   // The project.
-  double width = 160, height = 90, offsetX = 0, offsetY = 0;  // canonical; a width of 0 is told as such
-  bool tellsProject = true, tellsRate = true;
+  double width = 160, height = 90, offsetX = 0, offsetY = 0;  // canonical
+  bool tellsProject = true, projectIsZero = false, tellsRate = true;
   double pixelAspect = 1, frameRate = 30;
   OfxPointD scale{1, 1};
   // Images.

@@ -1,0 +1,393 @@
+// What hosts do differently changes no pixel, and what is described is a promise.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <xmmintrin.h>
+
+#include <cfenv>
+#include <cmath>
+#include <cstdio>
+#include <set>
+
+#include "scene_player.h"
+#include "tests/support/dice.h"
+
+namespace orvandel::ofx::test {
+namespace {
+
+using orvandel::test::Dice;
+using testing::ElementsAre;
+
+const Binary& ThePlugin() {
+  static const Binary binary(ORVANDEL_OFX_FILE);
+  return binary;
+}
+
+void Answer(OfxImageEffect& effect, const std::string& name, double value) {
+  effect.params.Find(name)->value = [value](double) { return std::array<double, 3>{value, 0, 0}; };
+}
+
+std::vector<std::uint8_t> Reference(double time) {
+  const Host host(ThePlugin(), {}, context::kGenerator);
+  return host.Render(*host.Create(), time).image->Bytes();
+}
+
+struct Habit {
+  const char* what;
+  std::function<void(Habits&)> take;
+};
+
+TEST(Hosts, AllGetTheSameFrame) {
+  const std::vector<std::uint8_t> expected = Reference(40);
+  ASSERT_GT(std::count_if(expected.begin(), expected.end(), [](auto byte) { return byte != 0; }), 1000);
+  const std::vector<Habit> habits{
+      {"knows few properties", [](Habits& h) { h.knowsOnlyTheNeeded = true; }},
+      {"says yes to properties it does not know",
+       [](Habits& h) { h.knowsOnlyTheNeeded = true, h.unknownAnswer = kOk; }},
+      {"calls unknown properties wrong values",
+       [](Habits& h) { h.knowsOnlyTheNeeded = true, h.unknownAnswer = kErrValue; }},
+      {"has one buffer for texts", [](Habits& h) { h.textsShareOneBuffer = true; }},
+      {"has no messages, and no frames of other times",
+       [](Habits& h) { h.missingSuites = {kMessageSuite}, h.givesOtherTimes = false; }},
+      {"keeps rows downward and apart", [](Habits& h) { h.rowsDownward = true, h.rowPadding = 12; }},
+      {"gives more than is asked for", [](Habits& h) { h.border = 37; }},
+      {"hands out the default point as described", [](Habits& h) { h.defaultPointsRaw = true; }},
+      {"tells no project", [](Habits& h) { h.tellsProject = false, h.defaultPointsRaw = true; }},
+      {"tells a project of no size", [](Habits& h) { h.projectIsZero = true, h.defaultPointsRaw = true; }},
+      {"cannot read parameters", [](Habits& h) { h.valuesFail = true; }},
+      {"counts no keys, and knows no time", [](Habits& h) { h.keysUnknown = true, h.ignoresTime = true; }},
+      {"has neither texts nor points nor choices", [](Habits& h) { h.refusesParamKinds = true; }},
+      {"has blue first", [](Habits& h) { h.form.blueFirst = true; }},
+  };
+  for (const Habit& habit : habits) {
+    SCOPED_TRACE(habit.what);
+    Habits taken;
+    habit.take(taken);
+    for (const Name context : {context::kGenerator, context::kFilter, context::kGeneral}) {
+      const Host host(ThePlugin(), taken, context);
+      ASSERT_EQ(host.Described(), kOk);
+      const auto effect = host.Create();
+      for (int i = 0; i < 2; ++i) {
+        const auto rendered = host.Render(*effect, 40);
+        ASSERT_EQ(rendered.status, kOk) << testing::PrintToString(effect->messages);
+        ASSERT_EQ(rendered.image->Bytes().size(),
+                  static_cast<std::size_t>((160 + 2 * taken.border) * (90 + 2 * taken.border) * 4));
+        if (taken.border == 0) {
+          ASSERT_EQ(rendered.image->Bytes(), expected);
+        }
+        ASSERT_TRUE(rendered.keptToWindow);
+        ASSERT_TRUE(effect->lent.empty());
+      }
+    }
+  }
+}
+
+TEST(Hosts, ThreadsMayRoundAsTheyLike) {
+  const std::vector<std::uint8_t> expected = Reference(40);
+  const Host host(ThePlugin(), {}, context::kGenerator);
+  const auto effect = host.Create();
+  std::fesetround(FE_UPWARD);
+  _MM_SET_FLUSH_ZERO_MODE(_MM_FLUSH_ZERO_ON);
+  const auto rendered = host.Render(*effect, 40);
+  EXPECT_EQ(std::fegetround(), FE_UPWARD);
+  std::fesetenv(FE_DFL_ENV);
+  EXPECT_EQ(rendered.image->Bytes(), expected);
+}
+
+// The project without a rate: the parameter's.
+TEST(Hosts, ARateThatIsNotToldCanBeGiven) {
+  Habits habits;
+  habits.tellsRate = false;
+  const Host host(ThePlugin(), habits, context::kFilter);
+  const auto effect = host.Create();
+  Answer(*effect, "frameRate", 30);
+  Answer(*effect, "startFrame", -7);
+  EXPECT_EQ(host.Render(*effect, 33).image->Bytes(), Reference(40));
+  EXPECT_EQ(host.Render(*effect, 12.5).image->Bytes(), Reference(19.5));
+  Answer(*effect, "startFrame", 100);
+  EXPECT_THAT(host.Render(*effect, -3).image->Bytes(), testing::Each(0));
+}
+
+// A window anywhere, at any scale, aspect and place of the project, is a part of the whole; a field has its rows.
+TEST(Windows, AreCutOutOfOneFrame) {
+  for (std::uint32_t seed = 1; seed <= 30; ++seed) {
+    SCOPED_TRACE(seed);
+    Dice dice(seed);
+    Habits habits;
+    const double scales[] = {1, 0.5, 0.25, 1 / 3.0};
+    habits.scale = {scales[dice(4)], scales[dice(4)]};
+    habits.pixelAspect = seed % 3 == 0 ? 1.0667 : seed % 3 == 1 ? 2 : 1;
+    habits.offsetX = dice.Whole(-40, 40);
+    habits.offsetY = dice.Whole(-40, 40);
+    habits.border = dice.Whole(0, 5);
+    habits.rowsDownward = dice.OneIn(2);
+    habits.form.depth = dice.OneIn(2) ? depth::kByte : depth::kFloat;
+    const Host host(ThePlugin(), habits, context::kGenerator);
+    const auto effect = host.Create();
+    Answer(*effect, "frequency", 6);
+    const OfxRectI whole = host.WholeWindow();
+    const auto frame = host.Render(*effect, 50), later = host.Render(*effect, 50.5);
+    const auto equal = [&](const Host::Rendered& part, OfxRectI window, const std::function<Image*(int y)>& from) {
+      if (part.status != kOk || !part.keptToWindow) return false;
+      for (int y = window.y1; y < window.y2; ++y) {
+        for (int x = window.x1; x < window.x2 && from(y) != nullptr; ++x) {
+          const bool inside = x >= whole.x1 && x < whole.x2 && y >= whole.y1 && y < whole.y2;
+          for (int c = 0; c < 4; ++c) {
+            if (part.image->Channel(x, y, c) != (inside ? from(y)->Channel(x, y, c) : 0)) return false;
+          }
+        }
+      }
+      return true;
+    };
+    for (int i = 0; i < 7; ++i) {
+      const int x = dice.Whole(whole.x1 - 9, whole.x2), y = dice.Whole(whole.y1 - 9, whole.y2);
+      const OfxRectI window{x, y, x + dice.Whole(1, 40), y + dice.Whole(1, 40)};
+      ASSERT_TRUE(equal(host.Render(*effect, 50, window), window, [&](int) { return frame.image.get(); }));
+    }
+    const auto lower = host.Render(*effect, 50, whole, field::kLower);
+    const auto upper = host.Render(*effect, 50.5, whole, field::kUpper);
+    ASSERT_TRUE(equal(lower, whole, [&](int y) { return (y & 1) == 0 ? frame.image.get() : nullptr; }));
+    ASSERT_TRUE(equal(upper, whole, [&](int y) { return (y & 1) != 0 ? later.image.get() : nullptr; }));
+  }
+}
+
+std::unique_ptr<Image> NoisePicture(const Habits& habits, std::uint32_t seed) {
+  Dice dice(seed);
+  stage::Picture picture(160, 90);
+  for (auto& byte : picture.bytes) byte = static_cast<std::uint8_t>(dice(256));
+  return ImageOf(habits, picture);
+}
+
+// Every kind of pixel, alone and over a Source of every kind, against the formula in doubles.
+TEST(Pixels, OfEveryKind) {
+  const Host plain(ThePlugin(), {}, context::kGenerator);
+  const auto waves = plain.Render(*plain.Create(), 40);
+  struct Depth {
+    Name name;
+    double step;
+  };
+  const Depth depths[] = {
+      {depth::kByte, 1 / 255.0}, {depth::kShort, 1 / 65535.0}, {depth::kHalf, 1 / 1024.0}, {depth::kFloat, 1e-6}};
+  const Name states[] = {alpha::kOpaque, alpha::kPremultiplied, alpha::kStraight};
+  const Name kinds[] = {components::kRgba, components::kRgb, components::kAlpha};
+  std::uint32_t seed = 0;
+  for (const Depth& depth : depths) {
+    for (const Name components : kinds) {
+      for (const Name state : states) {
+        for (const bool overSource : {false, true}) {
+          ++seed;
+          SCOPED_TRACE(std::string(depth.name) + components + state + (overSource ? " over Source" : ""));
+          Habits habits;
+          habits.form = {depth.name, components, state};
+          // Of the same kind, and of another one.
+          habits.sourceForm = seed % 2 == 0 ? habits.form : Form{depths[seed % 4].name, kinds[0], states[seed / 4 % 3]};
+          const Host host(ThePlugin(), habits, context::kFilter);
+          const auto effect = host.Create();
+          const auto source = NoisePicture(host.Had(), seed);
+          if (overSource) {
+            effect->clips[clip::kSource].pictures = [&](double) { return NoisePicture(host.Had(), seed); };
+          }
+          auto rendered = host.Render(*effect, 40);
+          ASSERT_EQ(rendered.status, kOk);
+          // Colour times alpha, and alpha.
+          const auto valueOf = [](Image& image, int x, int y, int c) {
+            const std::string kind = image.form.components, alphaIs = image.form.alpha;
+            if (kind == components::kAlpha) return image.Channel(x, y, 0);
+            const double a = kind == components::kRgb || alphaIs == alpha::kOpaque ? 1 : image.Channel(x, y, 3);
+            if (c == 3) return a;
+            const bool straight = alphaIs == alpha::kStraight && kind != std::string(components::kRgb);
+            return image.Channel(x, y, c) * (straight ? a : 1);
+          };
+          const double steps = depth.step + (overSource && habits.sourceForm.depth == depth::kHalf ? 1 / 1024.0 : 0);
+          for (int y = 0; y < 90; y += 2) {
+            for (int x = y % 3; x < 160; x += 3) {
+              const double top = waves.image->Channel(x, y, 3);
+              const int channels = habits.form.Channels();
+              for (int c = channels == 1 ? 3 : 0; c < (channels == 3 ? 3 : 4); ++c) {
+                const double under = overSource ? valueOf(*source, x, y, c) : 0;
+                double expected = (c == 3 ? 1 : waves.image->Channel(x, y, c)) * top + under * (1 - top);
+                if (c == 3 && channels == 4 && state == std::string(alpha::kOpaque)) expected = 1;
+                ASSERT_NEAR(valueOf(*rendered.image, x, y, c), expected, steps) << x << ' ' << y << ' ' << c;
+              }
+              if (overSource && top == 0 && seed % 2 == 0) {
+                ASSERT_TRUE(std::equal(source->At(x, y), source->At(x, y) + channels * habits.form.ChannelBytes(),
+                                       rendered.image->At(x, y)));
+              }
+            }
+          }
+        }
+      }
+    }
+  }
+}
+
+// A square that wanders, opaque on nothing.
+std::unique_ptr<Image> SquareAt(const Habits& habits, double time) {
+  stage::Picture picture(160, 90);
+  const int left = 10 + static_cast<int>(time) % 100;
+  for (int y = 20; y < 60; ++y) {
+    for (int x = left; x < left + 40; ++x) {
+      std::fill_n(picture.bytes.begin() + (y * 160 + x) * 4, 4, std::uint8_t{255});
+    }
+  }
+  return ImageOf(habits, picture);
+}
+
+TEST(Contours, TheFramesThatAreAnnouncedAreThoseAskedFor) {
+  const Host host(ThePlugin(), {}, context::kFilter);
+  for (const bool eachFrame : {false, true}) {
+    for (const char* traced : {clip::kSource, "Layer"}) {
+      const auto effect = host.Create();
+      Answer(*effect, "waveType", 1);
+      Answer(*effect, "parametersAreSetAt", eachFrame ? 1 : 0);
+      Answer(*effect, "frequency", 4);
+      Answer(*effect, "lifespanSec", 1);
+      Answer(*effect, "sourceLayer", traced == clip::kSource ? 1 : 0);
+      OfxImageClip& clip = effect->clips[traced];
+      clip.pictures = [&](double time) { return SquareAt(host.Had(), time); };
+      OfxPropertySet in = host.Args(75), out;
+      ASSERT_EQ(host.Do(action::kGetFramesNeeded, effect.get(), &in, &out), kOk);
+      const auto rendered = host.Render(*effect, 75);
+      EXPECT_TRUE(effect->lent.empty() && effect->messages.empty()) << testing::PrintToString(effect->messages);
+      EXPECT_THAT(rendered.image->Bytes(), testing::Contains(testing::Gt(0)));
+      std::set<double> announced;
+      for (const auto& value : out.values.at(std::string(prop::kFrameRangeOf) + traced)) {
+        announced.insert(std::get<double>(value));
+      }
+      const std::set<double> asked(clip.asked.begin(), clip.asked.end());
+      EXPECT_TRUE(std::includes(announced.begin(), announced.end(), asked.begin(), asked.end()))
+          << testing::PrintToString(announced) << testing::PrintToString(asked);
+      EXPECT_GT(announced.size(), eachFrame ? 0U : 3U);
+      EXPECT_LT(announced.size(), 10U) << testing::PrintToString(announced) << testing::PrintToString(asked);
+      OfxPropertySet region;
+      in.Put(prop::kRegionOfInterest, 5.0, 5.0, 9.0, 9.0);
+      host.Do(action::kGetRegionsOfInterest, effect.get(), &in, &region);
+      EXPECT_EQ(region.Get<double>(std::string(prop::kRegionOfInterestOf) + traced, 2), 160);
+    }
+  }
+}
+
+TEST(Answers, SayWhatIsDrawnWhere) {
+  Habits habits;
+  habits.offsetX = 20;
+  const Host host(ThePlugin(), habits, context::kFilter);
+  const auto effect = host.Create();
+  effect->clips[clip::kSource].pictures = [&](double) { return NoisePicture(host.Had(), 1); };
+  const auto isIdentity = [&](double time) {
+    OfxPropertySet in = host.Args(time), out;
+    const OfxStatus status = host.Do(action::kIsIdentity, effect.get(), &in, &out);
+    return status == kOk && out.Get<std::string>(prop::kName) == clip::kSource && out.Get<double>(prop::kTime) == time;
+  };
+  EXPECT_TRUE(isIdentity(-5));
+  EXPECT_FALSE(isIdentity(40));
+  Answer(*effect, "opacity", 0);
+  EXPECT_TRUE(isIdentity(40));
+  Answer(*effect, "composite", 1);
+  EXPECT_FALSE(isIdentity(40)) << "without the Source nothing is something";
+
+  OfxPropertySet in = host.Args(40), out;
+  ASSERT_EQ(host.Do(action::kGetRegionOfDefinition, effect.get(), &in, &out), kOk);
+  EXPECT_EQ(out.Get<double>(prop::kRegionOfDefinition, 0), 20);
+  EXPECT_EQ(out.Get<double>(prop::kRegionOfDefinition, 2), 180);
+  OfxPropertySet preferences;
+  ASSERT_EQ(host.Do(action::kGetClipPreferences, effect.get(), nullptr, &preferences), kOk);
+  EXPECT_EQ(preferences.Get<int>(prop::kFrameVarying), 1);
+
+  EXPECT_EQ(host.Do("OfxActionOfAnotherAge", effect.get()), kReplyDefault);
+  EXPECT_EQ(host.Do(action::kRender, nullptr), kBadHandle);
+  EXPECT_EQ(host.Do(action::kRender, &in), kBadHandle);
+  EXPECT_EQ(host.Do(action::kRender, effect.get()), kFailed) << "outside a render there is no output";
+}
+
+// Stopped at every check that there is, a render gives everything back, and the next one is right.
+TEST(Stops, AnyCheckMayEndARender) {
+  const std::vector<std::uint8_t> expected = Reference(40);
+  const Host host(ThePlugin(), {}, context::kFilter);
+  const auto effect = host.Create();
+  int stops = 0;
+  for (int after = 0;; after += 1 + after / 20) {
+    host.Do(action::kPurgeCaches, effect.get());
+    effect->abortChecks = 0;
+    effect->stopAfter = after;
+    const auto stopped = host.Render(*effect, 40);
+    ASSERT_TRUE(stopped.status == kOk || stopped.status == kFailed);
+    ASSERT_TRUE(effect->lent.empty());
+    const bool ended = effect->abortChecks <= after;
+    effect->stopAfter = -1;
+    if (stops % 8 == 0) {
+      ASSERT_EQ(host.Render(*effect, 40).image->Bytes(), expected) << after;
+    }
+    if (ended) break;
+    ++stops;
+  }
+  EXPECT_GT(stops, 10);
+}
+
+// A source that cannot be had is none; a mask that cannot be read is said.
+TEST(Faults, AreSurvivedAndSaid) {
+  const Host host(ThePlugin(), {}, context::kFilter);
+  const auto effect = host.Create();
+  effect->clips[clip::kSource].pictures = [&](double) {
+    auto image = NoisePicture(host.Had(), 1);
+    image->properties.values.erase(prop::kData);
+    return image;
+  };
+  EXPECT_EQ(host.Render(*effect, 40).image->Bytes(), Reference(40));
+  EXPECT_TRUE(effect->lent.empty());
+  for (const double odd : {std::nan(""), -1e300, 7e9}) {
+    for (const auto& param : effect->params.params) {
+      if (param->type == type::kDouble) param->value = [odd](double) { return std::array<double, 3>{odd, odd, odd}; };
+    }
+    Answer(*effect, "frequency", 2);
+    Answer(*effect, "frameRate", 25);
+    EXPECT_EQ(host.Render(*effect, 40).status, kOk) << odd;
+  }
+  Answer(*effect, "waveType", 2);
+  effect->params.Find("mask")->text = "/nowhere/logo.svg";
+  EXPECT_EQ(host.Render(*effect, 40).status, kFailed);
+  EXPECT_THAT(effect->messages, ElementsAre(testing::HasSubstr("/nowhere/logo.svg")));
+  Habits bare;
+  bare.missingSuites = {kParameterSuite};
+  EXPECT_EQ(Host(ThePlugin(), bare, context::kFilter).Described(), kMissingHostFeature);
+}
+
+// Projects hold these names, and choices by place or by text. What is here stays; what is new comes after it.
+TEST(Promises, NamesAndChoices) {
+  const Host host(ThePlugin(), {}, context::kGeneral);
+  std::string told;
+  for (const auto& param : host.Descriptor().params.params) {
+    if (param->type == type::kGroup || param->type == type::kPage) continue;
+    told += param->name;
+    const auto options = param->properties.values.find(prop::kChoiceOption);
+    if (options != param->properties.values.end()) {
+      for (const auto& option : options->second) told += "|" + std::get<std::string>(option);
+    }
+    told += ' ';
+    EXPECT_NE(param->properties.Get<std::string>(prop::kHint), "") << param->name;
+    const auto parent = param->properties.values.find(prop::kParent);
+    if (parent != param->properties.values.end()) {
+      EXPECT_NE(host.Descriptor().params.Find(std::get<std::string>(parent->second[0])), nullptr) << param->name;
+    }
+  }
+  EXPECT_EQ(
+      told,
+      "producerPoint parametersAreSetAt|Birth|Each Frame renderQuality waveType|Polygon|Image Contours|Mask sides "
+      "curveSize curvyness star starDepth sourceLayer|Automatic|Source|Layer sourceCenter "
+      "valueChannel|Intensity|Red|Green|Blue|Alpha|Hue|Lightness|Saturation|Value invertInput valueThreshold "
+      "preBlur tolerance contour mask frequency expansion orientation direction velocity spin lifespanSec "
+      "reflection profile|Square|Triangle|Sawtooth Out|Sawtooth In|Gaussian|Bell|Sine color opacity fadeInTime "
+      "fadeOutTime startWidth endWidth composite|Over Source|Waves Alone startFrame frameRate ");
+  EXPECT_STREQ(ThePlugin().Plugin()->pluginIdentifier, "org.orvandel.Orvandel");
+}
+
+TEST(Promises, OnlyTheEntriesShow) {
+  const std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen("nm -D --defined-only " ORVANDEL_OFX_FILE, "r"), pclose);
+  std::vector<std::string> names;
+  char line[256], name[128];
+  while (std::fgets(line, sizeof(line), pipe.get()) != nullptr) {
+    if (std::sscanf(line, "%*s %*s %127s", name) == 1) names.emplace_back(name);
+  }
+  EXPECT_THAT(names, testing::UnorderedElementsAre("OfxGetNumberOfPlugins", "OfxGetPlugin", "OfxSetHost"));
+}
+
+}  // namespace
+}  // namespace orvandel::ofx::test
