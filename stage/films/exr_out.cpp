@@ -13,7 +13,7 @@ float* RowOf(AVFrame& frame, int plane, std::int32_t y) {
   return reinterpret_cast<float*>(frame.data[plane] + static_cast<std::ptrdiff_t>(y) * frame.linesize[plane]);
 }
 
-// Planes of the library's format: green, blue, red, alpha.
+// The library's format has its planes in the order green, blue, red, alpha.
 void Fill(const Picture16& picture, AVFrame& frame) {
   constexpr int kPlaneOf[] = {3, 2, 0, 1};  // of alpha, red, green, blue
   const LightCurve& curve = LightCurve::The();

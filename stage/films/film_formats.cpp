@@ -1,4 +1,4 @@
-// What the film libraries read, entered as the stage's further pictures and films.
+// Adds the pictures and films that the film libraries read to the stage's media formats.
 #include <algorithm>
 #include <cstdint>
 #include <stdexcept>
@@ -14,7 +14,7 @@ namespace orvandel::stage {
 namespace {
 
 // How many units (of `unit` seconds each) lie between the medium's start and the look-up for `hostTime`, rounded down
-// or to the nearest. Exact: the products of three 64-bit words at most need more than 64 bits, so they are done in 128.
+// or to the nearest. Exact: products of up to three words need more than 64 bits, so they are computed in 128.
 std::int64_t UnitsSinceStart(std::int32_t hostTime, std::int32_t timeScale, Rational start, Rational unit,
                              bool toNearest) {
   __extension__ typedef __int128 Wide;
@@ -33,7 +33,7 @@ class FilmSource final : public MediaSource {
 
   bool Moves() const override { return film_->HasSeveralPictures(); }
   std::int64_t KeyAt(std::int32_t hostTime) override {
-    // Containers that count milliseconds round every time to the nearest: a picture due at 66.73 ms says 67.
+    // Containers that count milliseconds round to the nearest: a picture due at 66.73 ms has the time 67.
     const AVRational base = film_->TimeBase();
     const bool rounded = base.num == 1 && base.den == 1000;
     return film_->TimeOfPictureAt(UnitsSinceStart(hostTime, timeScale_, start_, {base.num, base.den}, rounded));

@@ -1,4 +1,4 @@
-// What the film libraries at hand are, and which sizes they take.
+// Which film libraries are loaded, and which picture sizes they accept.
 #pragma once
 
 #include <cstdint>
@@ -8,11 +8,10 @@ namespace orvandel::stage {
 
 inline constexpr std::int32_t kLargestSquareFilm = 16255;  // pixels a side; a longer side takes a shorter other one
 
-// Whether a film of this size can be encoded at all. A codec may have a lower limit of its own, which shows when the
-// film is opened.
+// Whether a film of this size can be encoded at all. A codec may have a lower limit, which OpenFilm reports.
 bool CanBeFilm(std::int32_t width, std::int32_t height);
 
-// "libavformat 59.27.100, ...", as loaded.
+// Names and versions of the loaded libraries: "libavformat 59.27.100, ...".
 std::string FilmLibraries();
 
 }  // namespace orvandel::stage

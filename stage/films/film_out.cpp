@@ -1,9 +1,9 @@
-// Films. A format is one row of kFormats; what a row cannot say is in FillFrame.
+// Films. A format is one row of kFormats; what a row cannot express is in FillFrame.
 //
 // Formats with alpha get straight alpha. The others show the picture over black. Wherever YUV is written it is BT.709
-// in the narrow range, and tagged so. The settings ask for the same bytes on every machine with the same libraries:
-// bit-exact modes and a fixed number of threads; H.264 goes without macroblock trees, whose code reads memory that was
-// never written.
+// in the narrow range, and tagged so. The settings give the same bytes on every machine with the same libraries:
+// bit-exact modes and a fixed number of threads; H.264 is encoded without macroblock trees, whose code reads memory
+// that was never written.
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -41,12 +41,12 @@ struct Quality {
 constexpr Quality kLossless{};
 
 struct FilmFormat {
-  std::string_view name;       // by which FilmOptions::format asks for it
+  std::string_view name;       // as FilmOptions::format names it
   std::string_view extension;  // the first row of an extension is its usual one
   const char* encoder;
   AVPixelFormat pixels;
   bool overBlack;  // the format has no alpha
-  bool evenSize;   // odd sizes get their last column or row twice
+  bool evenSize;   // odd sizes repeat their last column or row
   std::array<Option, 4> codecOptions;
   Quality quality;
   std::array<Option, 1> containerOptions;
@@ -67,7 +67,7 @@ constexpr FilmFormat kFormats[] = {
     {"h264", ".mp4", "libx264", AV_PIX_FMT_YUV420P, true, true,
      {{{"preset", "medium"}, {"profile", "high"}, {"mbtree", "0"}}}, {"crf", {"16", "21", "27"}},
      {{{"movflags", "+faststart"}}}, "H.264, plays everywhere", false, "AAC", kAac},
-    // The pictures have 8 bits of alpha; 16 would make films a quarter larger and hold no more.
+    // The pictures have 8 bits of alpha: 16 would make films a quarter larger and add nothing.
     {"prores4444", ".mov", "prores_ks", AV_PIX_FMT_YUVA444P10LE, false, false,
      {{{"profile", "4444"}, {"alpha_bits", "8"}}}, {"bits_per_mb", {"0", "1200", "600"}}, {},
      "ProRes 4444, for editors", false, "PCM", kPcm},
@@ -105,7 +105,7 @@ const FilmFormat& ChooseFormat(const std::filesystem::path& file, const std::str
       fmt::format("{}: {} is not a film that can be written; there are {}", file.string(), found, KnownFormats()));
 }
 
-// Pictures rather than films for those who show them.
+// Formats that viewers show as pictures, not as films.
 bool IsForWebPages(const FilmFormat& format) { return format.extension == ".apng" || format.extension == ".webp"; }
 
 FilmKind KindOf(const FilmFormat& format) {
@@ -191,8 +191,8 @@ class EncodedFilm final : public FilmWriter {
     codec_->framerate = ToAvRational(options_.frameRate.num, options_.frameRate.den);
     codec_->time_base = {codec_->framerate.den, codec_->framerate.num};
     codec_->sample_aspect_ratio = ToAvRational(options_.pixelAspect.num, options_.pixelAspect.den);
-    // A browser takes untagged colours for its own; by chunks of gamma and chroma, which say BT.709 a little
-    // differently, it would shift them.
+    // A browser assumes its own colour space for untagged pictures. The tags would become gamma and chroma chunks,
+    // which describe BT.709 slightly differently, and the browser would shift the colours.
     if (!IsForWebPages(format_)) {
       codec_->color_primaries = AVCOL_PRI_BT709;
       codec_->color_trc = AVCOL_TRC_BT709;
@@ -225,7 +225,7 @@ class EncodedFilm final : public FilmWriter {
 
   AVRational SecondsSoFar() const { return ToAvRational(pictures_ * options_.frameRate.den, options_.frameRate.num); }
 
-  // The container is told by the extension alone; the work name ends differently.
+  // The library chooses the container by the extension, and the temporary file has another one.
   std::string ContainerName() const { return "film" + std::string(format_.extension); }
 
   void OpenContainer() {
@@ -240,7 +240,7 @@ class EncodedFilm final : public FilmWriter {
     if (sound_ != nullptr) AddSoundStream(complaints);
     const std::string url = "file:" + partial_.WorkName().string();
     av_freep(&output_->url);
-    output_->url = av_strdup(url.c_str());  // a container that moves its index to the front opens the file once more
+    output_->url = av_strdup(url.c_str());  // a container that moves its index to the front opens the file again
     partial_.Open();
     if (const int code = avio_open(&output_->pb, url.c_str(), AVIO_FLAG_WRITE); code < 0) {
       partial_.Fail("cannot be written: " + AvErrorText(code));
@@ -324,8 +324,8 @@ class EncodedFilm final : public FilmWriter {
   }
 
   SoundTrack::TakePacket SoundWriter(const AvComplaints& complaints) {
-    // Where a container tells of the encoder's delay beside the stamps, they count from the delay's beginning. This
-    // library's muxer takes stamps below 0 instead, and would move the pictures to make room for them.
+    // Containers that store the encoder's delay separately count time stamps from the start of the delay. The muxer
+    // expects stamps below 0 for it instead, and would then shift the pictures so that none is negative.
     const std::string_view container = output_->oformat->name;
     const int delay = container == "matroska" || container == "webm" ? sound_->Codec().initial_padding : 0;
     return [this, delay, &complaints](AVPacket& packet) {
@@ -343,7 +343,7 @@ class EncodedFilm final : public FilmWriter {
 
   const FilmFormat& format_;
   FilmOptions options_;
-  PartialFile partial_;  // outlives output_, which has it open
+  PartialFile partial_;  // outlives output_, which keeps it open
   AvCodec codec_;
   std::unique_ptr<SoundTrack> sound_;
   AvOutput output_;

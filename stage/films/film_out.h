@@ -1,4 +1,4 @@
-// Films written through the FFmpeg libraries. Files appear under their name only when whole.
+// Films written through the FFmpeg libraries. A file appears under its name only when it is complete.
 #pragma once
 
 #include <cstdint>
@@ -26,13 +26,14 @@ class FilmWriter {
 // Half floats in linear light, colour times alpha.
 void WriteExr(const std::filesystem::path& file, const Picture16& picture, IfTaken ifTaken = IfTaken::kReplace);
 
-// A sound that runs along.
+// The sound of a film.
 struct FilmSound {
   std::filesystem::path file;
-  Rational start;  // seconds from the film's first picture to the sound's time 0; below 0: the sound is under way
+  Rational
+      start;  // seconds from the film's first picture to the sound's time 0; below 0: the film starts inside the sound
 };
 
-// How much a lossy film may lose for a smaller file.
+// The trade of quality for file size of lossy formats.
 enum class FilmQuality { kHigh, kMedium, kLow };
 
 struct FilmOptions {
@@ -42,11 +43,11 @@ struct FilmOptions {
   IfTaken ifTaken = IfTaken::kReplace;
   std::string format;  // where an extension has several: "prores4444", "qtrle"; empty: the usual one
   FilmQuality quality = FilmQuality::kHigh;
-  std::optional<FilmSound> sound;  // for a kind of film that carries sound
+  std::optional<FilmSound> sound;  // only for kinds of film that carry sound
 };
 
-// The container and codec follow from the file's extension. InputError for an unknown one (lists those known).
-//   .mp4   H.264: no alpha, the pictures stand over black; an odd size gets its last column or row twice
+// The file's extension decides container and codec. InputError for an unknown one, with a list of the known ones.
+//   .mp4   H.264: no alpha, the pictures stand over black; odd sizes repeat their last column or row
 //   .mov   ProRes 4444 (10 bits, alpha 8); or QuickTime Animation, lossless
 //   .webm  VP9 with alpha
 //   .mkv   FFV1, lossless, with alpha
@@ -59,11 +60,11 @@ bool IsFilmName(const std::filesystem::path& file);
 struct FilmKind {
   std::string extension, name, description;
   bool hasAlpha = false, lossless = false;
-  bool evenSize = false;  // odd sizes get their last column or row twice
-  std::string sound;      // how it carries sound; empty: it does not
+  bool evenSize = false;  // odd sizes repeat their last column or row
+  std::string sound;      // the sound's coding; empty: no sound
 };
 std::vector<FilmKind> FilmKinds();
-// The one that OpenFilm makes of this name and format. InputError, as OpenFilm.
+// The kind that OpenFilm writes for this name and format. InputError, as OpenFilm.
 FilmKind KindOf(const std::filesystem::path& file, const std::string& format);
 
 }  // namespace orvandel::stage

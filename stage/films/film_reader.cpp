@@ -9,7 +9,7 @@ namespace orvandel::stage {
 namespace {
 
 constexpr std::int64_t kNever = std::numeric_limits<std::int64_t>::max();
-// Decoding on is cheaper than a seek, which goes back to a key picture first, up to about the distance of these.
+// Up to about the distance of key pictures, decoding is cheaper than a seek, which first goes back to a key picture.
 constexpr std::int64_t kSecondsToDecodeOn = 4;
 
 }  // namespace
@@ -21,7 +21,7 @@ FilmReader::FilmReader(std::unique_ptr<VideoStream> stream)
   severalPictures_ = !atEnd_;
 }
 
-// Fills current_ and next_ from where the stream stands.
+// Fills current_ and next_ from the stream's position.
 void FilmReader::Begin() {
   if (!stream_->Next(*current_)) stream_->Fail("holds no picture");
   atEnd_ = !stream_->Next(*next_);

@@ -1,8 +1,8 @@
 // A film as pictures by time. Times are the stream's own time stamps.
 //
-// Two decoded pictures are held, the current one and the one after it, because only the next picture's time tells how
-// long the current one stands. What was once learnt of the order of times is kept, so that asking again about a time
-// that has been passed needs no decoding. Going forward decodes on; going back, or far forward, seeks.
+// Two decoded pictures are held, the current one and the next, because the current one lasts until the next one's time.
+// The order of times seen so far is kept, so a time that has been passed is looked up without decoding. A short way
+// forward is decoded; going back, or far forward, seeks.
 #pragma once
 
 #include <cstdint>
@@ -24,7 +24,7 @@ class FilmReader {
   bool HasSeveralPictures() const { return severalPictures_; }
   // The time of the last picture whose time is <= `time`; of the first one when there is none.
   std::int64_t TimeOfPictureAt(std::int64_t time);
-  // `pictureTime` is what TimeOfPictureAt gave.
+  // `pictureTime`: a result of TimeOfPictureAt.
   Picture Decode(std::int64_t pictureTime);
 
  private:

@@ -99,7 +99,7 @@ void CopyBits(const AVFrame& frame, bool oneIsWhite, Picture& picture) {
   }
 }
 
-// The 8-bit layouts whose scaler format merely reorders bytes are handled above; what is left needs real conversion.
+// The layouts above only need their bytes reordered; what is left needs conversion.
 void SetMatrix(SwsContext* scaler, const AVFrame& frame) {
   const int space = frame.colorspace == AVCOL_SPC_UNSPECIFIED || frame.colorspace == AVCOL_SPC_RGB
                         ? static_cast<int>(SWS_CS_DEFAULT)
@@ -133,7 +133,7 @@ Picture FrameConverter::Convert(const AVFrame& frame) {
   return Scale(frame);
 }
 
-// Through a frame of the library's own: the scaler may write past the end of a row that is not padded its way.
+// The scaler may write past the end of rows without its own padding, so it writes to a frame of the library's.
 Picture FrameConverter::Scale(const AVFrame& frame) {
   const auto format = static_cast<AVPixelFormat>(frame.format);
   constexpr int kFlags = SWS_BICUBIC | SWS_ACCURATE_RND | SWS_BITEXACT | SWS_FULL_CHR_H_INT | SWS_FULL_CHR_H_INP;

@@ -7,9 +7,9 @@
 
 namespace orvandel::stage {
 
-// Converts frames of one stream. Formats that hold the samples themselves (RGB in any order, grey, palette, one bit,
-// 8 and 16 bits) are copied by hand, so that every machine gives the same bytes; the others (YUV, float, ...) go
-// through the scaler in its bit-exact mode, by the frame's own matrix and range, without colour management.
+// Converts frames of one stream. Formats that store RGB, grey, palette or one-bit samples (8 and 16 bits) are copied by
+// our own code, so that every machine gives the same bytes; the others (YUV, float, ...) go through the scaler in its
+// bit-exact mode, with the frame's own matrix and range, without colour management.
 class FrameConverter {
  public:
   // Throws std::runtime_error with the reason when the format cannot be converted.

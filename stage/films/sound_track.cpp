@@ -20,7 +20,7 @@ bool IsDeep(AVSampleFormat format) {
   return packed != AV_SAMPLE_FMT_U8 && packed != AV_SAMPLE_FMT_S16;
 }
 
-// Encoders list what they take; the list of one that takes everything is null.
+// Encoders list what they accept; null means everything.
 template <typename Value>
 bool Takes(const Value* list, Value end, Value wanted) {
   if (list == nullptr) return true;
@@ -39,7 +39,7 @@ AVSampleFormat FormatFor(const AVCodec& encoder, bool lossless, bool deep) {
   return encoder.sample_fmts[0];
 }
 
-// Mono, stereo and 5.1 stay; anything else is mixed to stereo, which every player understands.
+// Mono, stereo and 5.1 are kept; anything else is mixed down to stereo, which every player supports.
 AVChannelLayout LayoutFor(const AVChannelLayout& sound) {
   constexpr int kSurround = 6;
   AVChannelLayout layout{};
@@ -155,7 +155,7 @@ void SoundTrack::Convert(const std::uint8_t** data, int samples) {
 }
 
 void SoundTrack::Keep(const AVFrame& frame) {
-  // The queue wants pointers that it could write through, and does not.
+  // The queue takes non-const pointers but does not write through them.
   auto* data = reinterpret_cast<void**>(frame.extended_data);
   Check(av_audio_fifo_write(waiting_.get(), data, frame.nb_samples));
 }

@@ -1,4 +1,4 @@
-// A film's sound: a file's samples from the moment of the film's first picture on, encoded as the film needs them.
+// A film's sound: a file's samples from the time of the film's first picture on, encoded as the film progresses.
 //
 // The track is as long as the film, to the sample: silent before the file's sound begins and after it ends.
 #pragma once
@@ -13,11 +13,11 @@
 
 namespace orvandel::stage {
 
-// How a kind of film carries sound.
+// How a kind of film encodes its sound.
 struct SoundCoding {
-  const char* encoder = nullptr;      // null: it carries none
+  const char* encoder = nullptr;      // null: no sound
   const char* deepEncoder = nullptr;  // for sounds of more than 16 bits a sample
-  std::int64_t bitsAChannel = 0;      // a second; 0: lossless
+  std::int64_t bitsAChannel = 0;      // per second; 0: lossless
 };
 
 // Throws InputError with the sound's file, WorkError with the film's.
@@ -29,9 +29,9 @@ class SoundTrack {
   SoundTrack(const FilmSound& sound, const SoundCoding& coding, bool globalHeader, const PartialFile& film);
 
   const AVCodecContext& Codec() const { return *codec_; }
-  // Encodes the samples before `seconds` of the film, as far as they fill the encoder's frames.
+  // Encodes the samples before `seconds` of the film, in whole frames of the encoder.
   void AdvanceTo(AVRational seconds, const TakePacket& take);
-  // All samples before `seconds`.
+  // Encodes all remaining samples before `seconds`.
   void Finish(AVRational seconds, const TakePacket& take);
 
  private:
@@ -49,8 +49,8 @@ class SoundTrack {
 
   const PartialFile& film_;
   SoundDecoder sound_;
-  std::int64_t cursor_;      // the sound's sample that is due next
-  bool holdsFrame_ = false;  // the sound's frame is not used up
+  std::int64_t cursor_;      // the next sample of the sound
+  bool holdsFrame_ = false;  // part of the decoded frame is still unused
   bool atEnd_ = false;
   AvCodec codec_;
   AvResampler resampler_;

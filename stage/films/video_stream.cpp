@@ -9,7 +9,7 @@
 namespace orvandel::stage {
 namespace {
 
-// Demuxers that read one file and no other. Playlists and scripts, which name further files, are not among them.
+// Demuxers that read no other file than the one they are given: no playlists and no scripts.
 constexpr const char* kFormats =
     "image2,png_pipe,jpeg_pipe,jpegls_pipe,jpegxl_pipe,j2k_pipe,webp_pipe,tiff_pipe,bmp_pipe,exr_pipe,dpx_pipe,"
     "qoi_pipe,psd_pipe,sgi_pipe,sunrast_pipe,pcx_pipe,pam_pipe,pbm_pipe,pgm_pipe,pgmyuv_pipe,ppm_pipe,pfm_pipe,phm_"
@@ -20,7 +20,7 @@ constexpr const char* kFormats =
 
 bool NamesStill(std::string_view demuxer) { return demuxer.ends_with("_pipe") || demuxer == "image2"; }
 
-// The libraries' own decoders drop the alpha of these streams; it travels as a second picture beside the first.
+// The libraries' own decoders drop the alpha of these streams, which is stored as a second picture beside the first.
 const AVCodec* FindDecoder(const AVStream& stream) {
   const AVDictionaryEntry* alpha = av_dict_get(stream.metadata, "alpha_mode", nullptr, 0);
   if (alpha != nullptr && std::strcmp(alpha->value, "1") == 0) {
@@ -39,7 +39,7 @@ VideoStream::VideoStream(const std::filesystem::path& file) : file_(file), packe
 
 void VideoStream::Fail(const std::string& reason) const { throw InputError(file_.string() + ": " + reason); }
 
-// The libraries refuse a picture above the limit, or beyond their own, before it reaches us.
+// The libraries refuse pictures above our limit or theirs before they are decoded.
 void VideoStream::FailDecoding(const std::string& reason) const {
   Fail(reason.find("Picture size") != std::string::npos ? std::string(kTooLarge) : "cannot be decoded: " + reason);
 }

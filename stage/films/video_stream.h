@@ -15,18 +15,18 @@ class VideoStream {
  public:
   explicit VideoStream(const std::filesystem::path& file);
 
-  // One picture without a time of its own (PNG, JPEG, ...). Strict: a damaged one is refused rather than shown in part.
+  // A still picture (PNG, JPEG, ...), which has no time. A damaged one is refused rather than shown in part.
   bool IsStill() const { return still_; }
-  // The libraries hand drawings over with their colours multiplied by alpha.
+  // The libraries deliver rendered drawings (SVG) with colours multiplied by alpha.
   bool IsPremultiplied() const { return codec_->codec_id == AV_CODEC_ID_SVG; }
   AVRational TimeBase() const { return stream_->time_base; }
 
-  // The next picture in the order of showing; false at the end. Time stamps rise from picture to picture.
+  // The next picture in presentation order; false at the end. Time stamps rise from picture to picture.
   bool Next(AVFrame& frame);
-  // Goes on from a picture at or before `timeStamp` (in units of TimeBase) when the format can do that, else from the
+  // Continues from a picture at or before `timeStamp` (in units of TimeBase) where the format can seek, else from the
   // start of the file.
   void GoBefore(std::int64_t timeStamp);
-  // Goes on from the start of the file.
+  // Continues from the start of the file.
   void Restart();
 
   [[noreturn]] void Fail(const std::string& reason) const;
@@ -45,8 +45,8 @@ class VideoStream {
   AvPacket packet_;
   AVStream* stream_ = nullptr;  // of input_
   bool still_ = false;
-  bool drained_ = false;    // the decoder knows that no packet follows
-  bool afterSeek_ = false;  // pictures that lean on skipped ones may come
+  bool drained_ = false;    // the decoder has been told that no packet follows
+  bool afterSeek_ = false;  // pictures that depend on skipped ones may follow
   std::int64_t lastTime_ = AV_NOPTS_VALUE;
 };
 

@@ -16,14 +16,14 @@ namespace {
 
 constexpr std::size_t kCharactersOfElement = 64;  // what visiting one costs beside its attributes
 
-// What an element takes over from those above it.
+// What an element inherits from those above it.
 struct Surroundings {
   Affine transform;
   SvgLook look;
   SvgViewport viewport;
 };
 
-// What is drawn only where something else refers to it.
+// Elements that are drawn only where another one refers to them.
 bool IsTemplate(std::string_view name) {
   for (const std::string_view known : {"defs", "symbol", "clipPath", "mask", "pattern", "marker"}) {
     if (name == known) return true;
@@ -44,7 +44,7 @@ class Drafter {
     for (pugi::xml_node it = node.parent(); it.type() == pugi::node_element; it = it.parent()) above.push_back(it);
     Surroundings around{{}, {}, {}};
     for (auto it = above.rbegin(); it != above.rend(); ++it) around = Inside(*it, around, nullptr);
-    // Whoever asks for it by name wants it, wherever it stands.
+    // An element that is asked for by name is drawn, wherever it is.
     if (!id.empty()) around.look.displayed = around.look.visible = true;
     Visit(node, around, nullptr, !id.empty());
     return std::move(drawing_);
@@ -61,7 +61,7 @@ class Drafter {
     if (drawing_.complaint.empty()) drawing_.complaint = std::move(text);
   }
 
-  // What the children of an element take over. `use`: the element that this one is repeated by.
+  // What the children of an element inherit. `use`: the <use> element that repeats this one.
   Surroundings Inside(pugi::xml_node node, const Surroundings& around, const pugi::xml_node* use) {
     Surroundings inside = around;
     for (const char* name : {"transform", "style", "class"}) Spend(std::strlen(node.attribute(name).value()));
@@ -88,7 +88,7 @@ class Drafter {
     const auto view = ParseViewBox(node.attribute("viewBox").value());
     SvgViewport& port = inside.viewport;
     if (outermost && view) port = {view->width, view->height};
-    // Browsers take 300 x 150 where nothing is said.
+    // The default of browsers is 300 x 150.
     if (port.width == 0) port = {300, 150};
     SvgBox box{0, 0, SvgLength(Given(node, use, "width"), port.width, port.width),
                SvgLength(Given(node, use, "height"), port.height, port.height)};
@@ -133,7 +133,7 @@ class Drafter {
     --depth_;
   }
 
-  // Of alternatives, the first that any program can show.
+  // Of the alternatives, the first one without requirements.
   void VisitFirst(pugi::xml_node node, const Surroundings& inside) {
     for (const pugi::xml_node child : node.children()) {
       if (child.type() != pugi::node_element || SvgLocalName(child.name()) == "foreignObject") continue;
@@ -180,7 +180,7 @@ class Drafter {
   SvgDrawing drawing_;
   int depth_ = 0;
   std::size_t spent_ = 0, segments_ = 0;
-  std::vector<pugi::xml_node> repeated_;  // by the <use> elements that are being followed
+  std::vector<pugi::xml_node> repeated_;  // targets of the <use> elements being followed
 };
 
 }  // namespace

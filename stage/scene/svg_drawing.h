@@ -1,8 +1,8 @@
 // The outlines that an SVG file draws.
 //
 // Shapes, groups, `use`, nested drawings and transforms are followed; one unit of the outermost drawing is one pixel,
-// whatever its viewBox says. Text, pictures and filters are not read. What `use` repeats counts each time, so that a
-// small file cannot stand for a large one: elements, segments and the characters worked through are bounded.
+// whatever its viewBox says. Text, pictures and filters are not read. Elements, segments and processed characters are
+// bounded, and what `use` repeats counts each time, so that a small file cannot expand without limit.
 #pragma once
 
 #include <cstddef>
@@ -29,8 +29,8 @@ struct SvgDrawing {
   std::string complaint;             // the first thing that was not understood; empty: none
 };
 
-// Of the element with the id and those inside it; `id` empty: of the whole file. Throws InputError that starts with the
-// file.
+// Reads the element with the id and those inside it; `id` empty: the whole file. The InputError that it throws starts
+// with the file's name.
 SvgDrawing DrawSvg(const SvgFile& file, const std::string& id);
 
 }  // namespace orvandel::stage

@@ -18,7 +18,7 @@ namespace {
 
 bool IsBlank(const char* text) { return Trimmed(text).empty(); }
 
-// The element, itself or above it, that moves the path away from its numbers; null when none does.
+// The element, the path itself or one above it, that applies a transform; null when none does.
 pugi::xml_node TransformedAbove(pugi::xml_node node) {
   for (; node.type() == pugi::node_element; node = node.parent()) {
     if (!IsBlank(node.attribute("transform").value())) return node;
@@ -70,7 +70,7 @@ SvgFile::SvgFile(std::string text, std::filesystem::path file) : text_(std::move
   if (text_.size() >= 2 && text_[0] == '\x1f' && text_[1] == '\x8b') {
     Refuse("is compressed (.svgz); decompress it first: gunzip < it > logo.svg");
   }
-  // A document type is passed over, also one that declares entities: what names one is not replaced.
+  // A document type is skipped, even one that declares entities: references to them are not replaced.
   const auto result = document_.load_buffer(text_.data(), text_.size(), pugi::parse_default);
   if (!result) {
     const std::string sentence = result.description();

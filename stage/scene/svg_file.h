@@ -1,6 +1,6 @@
-// An SVG file as a tree of elements, with what is looked up in it.
+// An SVG file as a tree of elements, with an index of ids and paths.
 //
-// The file may come from anyone: entities are never replaced and nothing is fetched, and size, depth and number of
+// The file is not trusted: entities are never replaced and nothing is fetched, and size, depth and number of
 // elements are bounded.
 #pragma once
 
@@ -23,7 +23,7 @@ constexpr std::size_t kMaxSvgElements = 1000000;
 
 class SvgFile {
  public:
-  // Both throw InputError that starts with the file.
+  // The InputError that both throw starts with the file's name.
   explicit SvgFile(const std::filesystem::path& file);
   SvgFile(std::string text, std::filesystem::path file);
   SvgFile(const SvgFile&) = delete;
@@ -33,8 +33,8 @@ class SvgFile {
   // The first element with the id; null when there is none.
   pugi::xml_node Find(std::string_view id) const;
   const SvgStyles& Styles() const { return styles_; }
-  // The text of the only <path> that there is, or of the one with the id; null when there are several or none, or a
-  // transform moves it away from its numbers.
+  // The text of the only <path> in the file, or of the one with the id; null when there are several or none, or when a
+  // transform applies to it.
   const char* LonePath(const std::string& id) const;
   // Throws InputError: "logo.svg: " + complaint.
   [[noreturn]] void Refuse(std::string_view complaint) const;

@@ -31,7 +31,7 @@ double PixelsIn(std::string_view unit) {
     std::string_view name;
     double pixels;
   };
-  // em and ex stand for the usual font of 16 pixels: fonts are not read.
+  // Fonts are not read: em and ex assume the usual font size of 16 pixels.
   constexpr Unit kUnits[] = {{"", 1},           {"px", 1},  {"pt", 96.0 / 72}, {"pc", 16}, {"mm", 96 / 25.4},
                              {"cm", 96 / 2.54}, {"in", 96}, {"em", 16},        {"ex", 8}};
   for (const Unit& known : kUnits) {

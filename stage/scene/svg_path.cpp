@@ -105,7 +105,7 @@ double PathText::TakeNumber() {
   }
 }
 
-// Grows the path. Positions are absolute; the text only tells a complaint where it is.
+// Builds the path. Positions are absolute; the text is needed only for the place of a complaint.
 class PathPen {
  public:
   PathPen(const PathText& text, double farthest, std::size_t most) : text_(text), farthest_(farthest), most_(most) {}
@@ -126,7 +126,7 @@ class PathPen {
     path_.closed = true;
   }
   bool IsEmpty() const { return path_.segments.empty(); }
-  // What follows is another sub-path; without a move it goes on from here.
+  // Ends the sub-path. Without a move the next one starts here.
   MaskPath Take() {
     taken_ += path_.segments.size();
     return std::exchange(path_, {});
@@ -152,8 +152,8 @@ class PathPen {
   PointValue at_, start_;
 };
 
-// An ellipse's arc by its two ends, worked out where the ellipse is the unit circle: there the ends are u and -u from
-// their middle, and the centre lies on the perpendicular through it.
+// An elliptical arc by its two ends, in coordinates in which the ellipse is the unit circle: there the ends lie at u
+// and -u from their middle, and the centre lies on the perpendicular through it.
 void PathPen::ArcTo(double rx, double ry, double degrees, bool large, bool sweep, PointValue to) {
   if (to == at_) return;
   rx = std::abs(rx);
@@ -166,7 +166,7 @@ void PathPen::ArcTo(double rx, double ry, double degrees, bool large, bool sweep
   const double reach = std::hypot(u.x, u.y);
   PointValue centre{0, 0};
   double swept = sweep ? kPi : -kPi;
-  if (reach >= 1) {  // the radii do not reach: both grow until the arc is half an ellipse
+  if (reach >= 1) {  // the radii are too short: both grow until the arc is half an ellipse
     rx *= reach;
     ry *= reach;
     u = u * (1 / reach);
@@ -178,7 +178,7 @@ void PathPen::ArcTo(double rx, double ry, double degrees, bool large, bool sweep
     if (!sweep && swept > 0) swept -= 2 * kPi;
   }
   const double from = std::atan2(u.y - centre.y, u.x - centre.x);
-  // The allowance keeps an arc of exactly one, two or three quarters from one piece more through rounding.
+  // The tolerance keeps rounding from adding a piece to an arc of exactly one, two or three quarters.
   const int pieces = std::max(1, static_cast<int>(std::ceil(std::abs(swept) / (kPi / 2) - 1e-9)));
   const double step = swept / pieces, handle = 4.0 / 3.0 * std::tan(step / 4);
   const auto toLayer = [&](double x, double y) {
@@ -275,7 +275,7 @@ class PathParser {
 
   void Draw(char command) {
     const PointValue at = pen_.At();
-    // S goes on smoothly only after a cubic, T only after a quadratic.
+    // S reflects the last control only after a cubic, T only after a quadratic.
     const char before = commands_.empty() ? ' ' : commands_.back();
     const bool afterCubic = before == 'C' || before == 'S', afterQuadratic = before == 'Q' || before == 'T';
     const PointValue mirrored = at + (at - control_);
@@ -329,7 +329,7 @@ class PathParser {
   PathPen pen_;
   std::array<double, 7> args_{};
   bool relative_ = false;
-  PointValue control_;  // the last control of the command before, where that command has one
+  PointValue control_;  // the last control of the previous command, where it has one
   std::string commands_;
 };
 

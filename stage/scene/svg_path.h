@@ -2,9 +2,8 @@
 //
 // All commands, absolute and relative: M L H V C S Q T A Z. Every segment becomes a cubic: a line has its controls at
 // its thirds, a quadratic is raised, an arc becomes cubics of at most a quarter turn. Z closes the path and adds a line
-// when the end is not the start. Exactly one sub-path with at least one segment is taken; anything that the grammar
-// does not know is refused, where drawing programs would show the part before it. Of a drawing's paths, which are taken
-// as people have them, all sub-paths are read, and the part before a mistake.
+// when the end is not the start. A mask's path has exactly one sub-path with at least one segment, and anything outside
+// the grammar is refused. A drawing's paths are read as drawing programs show them: all sub-paths, up to a mistake.
 #pragma once
 
 #include <cstddef>

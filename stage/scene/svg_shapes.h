@@ -9,8 +9,8 @@
 
 namespace orvandel::stage {
 
-// path, rect, circle, ellipse, line, polyline, polygon: the path that it draws, empty for nothing. Other elements draw
-// nothing. Lengths in % are of `viewport`.
+// The path text of a path, rect, circle, ellipse, line, polyline or polygon; empty when it draws nothing, as for all
+// other elements. Percentages refer to `viewport`.
 std::string SvgPathTextOf(pugi::xml_node shape, const SvgViewport& viewport);
 
 }  // namespace orvandel::stage

@@ -41,7 +41,7 @@ void ApplyAll(std::string_view declarations, const SvgLook& above, SvgLook& look
   }
 }
 
-// What LookOf would apply: every element of a class works through this again.
+// Keeps only what LookOf applies, because it is parsed again for every matching element.
 std::string Relevant(std::string_view declarations) {
   std::string result;
   while (!declarations.empty()) {

@@ -1,7 +1,7 @@
 // Which elements of an SVG file are seen: display, visibility, fill and stroke, from attributes and style sheets.
 //
-// Of style sheets, selectors of one element alone are read: "path", ".logo", "#eye", "g.logo", lists of them. All else
-// about a picture's look does not matter to outlines.
+// In style sheets only selectors of a single element are read: "path", ".logo", "#eye", "g.logo", and lists of them. No
+// other property matters to outlines.
 #pragma once
 
 #include <cstddef>
@@ -14,7 +14,7 @@
 
 namespace orvandel::stage {
 
-// Inherited from element to element; a stroke must be asked for, a filling not.
+// Inherited from element to element. By default elements are filled and not stroked.
 struct SvgLook {
   bool displayed = true;
   bool visible = true;
@@ -26,7 +26,7 @@ struct SvgLook {
 
 class SvgStyles {
  public:
-  // The text of one <style>; rules beyond the limit are left out.
+  // Adds the text of one <style>; rules beyond the limit are ignored.
   void AddSheet(std::string_view text);
   // Of the element inside one that looks like `above`.
   SvgLook LookOf(pugi::xml_node element, SvgLook above) const;
@@ -42,7 +42,7 @@ class SvgStyles {
   void AddSelector(std::string_view selector, std::string_view declarations);
   static bool Meets(const Rule& rule, pugi::xml_node element, std::string_view classes);
 
-  // By the rule's id, class or type, with its sign: few rules have to be looked at for an element.
+  // By the rule's id, class or type, with its sign, so that few rules are tried for an element.
   std::unordered_map<std::string, std::vector<Rule>> rules_;
   std::size_t count_ = 0;
 };

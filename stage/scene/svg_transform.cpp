@@ -26,7 +26,7 @@ std::optional<Affine> TransformOf(std::string_view name, const std::vector<doubl
   return {};
 }
 
-// Of a word like "xMidYMax": 0, 0.5 or 1 of the room that is left.
+// The share of the free space before the picture in a word like "xMidYMax": 0, 0.5 or 1.
 double Aligned(std::string_view word, std::size_t at) {
   const std::string_view part = word.size() >= at + 4 ? word.substr(at + 1, 3) : "Mid";
   return part == "Min" ? 0 : part == "Max" ? 1 : 0.5;

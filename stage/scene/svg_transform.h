@@ -1,4 +1,4 @@
-// Where an SVG element's coordinates lie: affine maps, and the attributes that give them.
+// SVG coordinate systems: affine maps, and the attributes that define them.
 #pragma once
 
 #include <optional>
@@ -25,14 +25,14 @@ struct Affine {
 
 void Move(MaskPath& path, const Affine& by);
 
-// The attribute "transform"; none when it is not understood.
+// The attribute "transform"; nothing when it cannot be parsed.
 std::optional<Affine> ParseTransform(std::string_view text);
 
 struct SvgBox {
   double x = 0, y = 0, width = 0, height = 0;
 };
 
-// The attribute "viewBox"; none when it is missing or wrong.
+// The attribute "viewBox"; nothing when it is missing or invalid.
 std::optional<SvgBox> ParseViewBox(std::string_view text);
 
 // From the coordinates inside a viewBox to those of the box that it fills, as "preserveAspectRatio" says.
