@@ -15,7 +15,7 @@ using namespace fast;
 
 namespace {
 
-// Strokes that wait together take about as much: more would not stay in the cache from band to band.
+// Size of the block for queued strokes: more would not stay in the cache from band to band.
 constexpr std::size_t kBlockBytes = 1 << 19;
 
 StrokeBounds BoundsOf(const StrokeExtent& extent) {
@@ -24,8 +24,9 @@ StrokeBounds BoundsOf(const StrokeExtent& extent) {
           TruncateToInt(std::ceil(extent.xMax)), TruncateToInt(std::ceil(extent.yMax))};
 }
 
-// Reports the rows that an edge takes part in; `endRow` comes down to the one behind which the host stops. The outline
-// is closed and every other edge hangs on it, so these rows have no gap between the topmost and the lowest point.
+// Reports the rows that some edge takes part in; `endRow` is lowered to the end of the row at which the host stops. The
+// outline is closed and every other edge is connected to it, so these rows have no gap between the topmost and the
+// lowest point.
 std::int32_t ReportRows(EffectContext& context, const StrokeBounds& bounds, const StrokeExtent& extent,
                         std::int32_t& endRow) {
   const std::int32_t first = TruncateToInt(std::ceil(extent.yMin));
@@ -107,7 +108,7 @@ void StrokeQueue::ChooseBands(std::int32_t quality, bool varies) {
   bandRows_ = rows;
 }
 
-// Behind the strokes that wait or, when the block is full, in their place.
+// After the queued strokes or, when the block is full, in their place.
 std::byte* StrokeQueue::RoomFor(std::size_t bytes) {
   if (usedBytes_ + bytes > blockBytes_) FlushWaiting();
   if (bytes > blockBytes_) {

@@ -1,9 +1,9 @@
-// Strokes on their way into the picture, drawn by the kernels: the same bytes as the plain code, many times faster.
+// Queues strokes and draws them with the kernels: the same bytes as the plain code, many times faster.
 //
 // Queued strokes are drawn band by band: all of them in the first band of rows, in their order, then all in the second.
 // A pixel sees the same blends in the same order. One block of memory for the strokes and one for the
 // band serve the whole frame, and rows are cleared just before they are drawn on. Strokes that fold back into the
-// picture at its upper or lower edge do not wait: their bands touch rows of other bands.
+// picture at its upper or lower edge are not queued: their bands touch rows of other bands.
 #pragma once
 
 #include <cstddef>
@@ -21,24 +21,24 @@ class StrokeQueue {
   StrokeQueue(const ImageBuffer& output, const fast::Kernels* kernels) : output_(output), kernels_(kernels) {}
   StrokeQueue(const StrokeQueue&) = delete;
   StrokeQueue& operator=(const StrokeQueue&) = delete;
-  ~StrokeQueue();  // what still waits is not drawn
+  ~StrokeQueue();  // queued strokes are not drawn
 
   // The picture counts as transparent black from here on; its rows are cleared when strokes come to them.
   void ClearFirst() { clearFirst_ = true; }
 
-  // Takes the stroke along `points` (thinned, clockwise on the screen, in layer pixels). Returns false, with nothing
-  // done and nobody asked, when the stroke is for the plain code; otherwise `result` is 0 or the host's code that
-  // stopped it.
+  // Queues or draws the stroke along `points` (thinned, clockwise on the screen). Returns false, before anything is
+  // drawn or reported, when the stroke is for the plain code; otherwise `result` is 0 or the host's code that stopped
+  // it.
   //
-  // The host hears of the rows here, in the plain scan's order and number. When it stops at one, the rows up to it are
-  // drawn all the same. Throws AllocFailed before anybody has been asked.
+  // Reports the rows to the host, in the plain scan's order and number. When the host stops at one, the rows up to it
+  // are still drawn. Throws AllocFailed only before the first report.
   bool Add(EffectContext& context, const PlacedOutline& points, const StrokeLook& look, std::int32_t& result);
 
-  // Draws what waits. Allocates nothing.
+  // Draws the queued strokes. Allocates nothing.
   void Flush();
 
  private:
-  // Unlike Flush, leaves a picture that is not cleared yet alone when no stroke waits.
+  // Unlike Flush, does not clear the picture when no stroke is queued.
   void FlushWaiting();
   void ChooseBands(std::int32_t quality, bool varies);
   std::byte* RoomFor(std::size_t bytes);
@@ -55,12 +55,12 @@ class StrokeQueue {
   const fast::Kernels* kernels_;
   bool clearFirst_ = false;
 
-  // The same for all strokes that wait.
+  // The same for all queued strokes.
   std::int32_t quality_ = 0;
   bool varies_ = false;
   std::int32_t bandRows_ = 1;
 
-  // Records of the strokes that wait, one behind the other.
+  // Records of the queued strokes, one after the other.
   std::byte* block_ = nullptr;
   std::size_t blockBytes_ = 0, usedBytes_ = 0;
   fast::StrokeRecord* first_ = nullptr;
