@@ -1,0 +1,67 @@
+/** A complaint about a scene. */
+export interface Complaint {
+  /** The whole sentence, with the file and the place. */
+  message: string;
+  /** JSON pointer of the place; empty: the whole file. */
+  pointer: string;
+  /** What would be taken there; empty where the message says it. */
+  allowed: string;
+  /** The known name that was probably meant; empty: none. */
+  nearest: string;
+}
+
+export interface SceneFacts {
+  /** Full-size pixels. */
+  width: number;
+  height: number;
+  /** Frames are numbered 0 .. frames - 1. */
+  frames: number;
+  /** Exactly: "30" or "30000/1001". */
+  frameRate: string;
+  seconds: number;
+  effects: number;
+  /** What the reader chose where the scene left a choice. */
+  notes: string[];
+}
+
+export interface Picture {
+  width: number;
+  height: number;
+  /** Rows from the top; red, green, blue, alpha; colour not multiplied by alpha. */
+  data: Uint8ClampedArray;
+}
+
+export interface FrameOptions {
+  /** "draft": one sample a pixel and coarser curves. Default: "full". */
+  quality?: "full" | "draft";
+  /** k: 1/k of the size in both directions, rounded up; 1..64. Default: 1. */
+  downsample?: number;
+  /** That effect's picture alone, from 0. Default: all of them, laid over one another and over what stands behind. */
+  effect?: number;
+}
+
+export class OrvandelError extends Error {
+  /** Of a scene that was refused; else empty. */
+  complaints: Complaint[];
+}
+
+/** One scene at a time on the thread that calls. Every method throws OrvandelError. */
+export class Orvandel {
+  /** `wasm`: orvandel.wasm, as bytes or compiled. */
+  static open(wasm: BufferSource | WebAssembly.Module): Promise<Orvandel>;
+  /** `files`: what the scene names, by the names that it uses. `name` of the scene file stands in messages. */
+  load(sceneText: string, files?: Record<string, Uint8Array>, name?: string): SceneFacts;
+  /** Any frame, in any order: the same bytes as every other build of Orvandel gives. */
+  frame(number: number, options?: FrameOptions): Picture;
+  /** The last frame as a PNG file with exactly its bytes. */
+  png(): Uint8Array;
+  /** The scene file's JSON Schema. */
+  schema(): object;
+}
+
+/** An instance in node; all share one compiled module. */
+export function open(): Promise<Orvandel>;
+/** The compiled module, to be handed to workers: `await Orvandel.open(module)`. */
+export function compiled(): Promise<WebAssembly.Module>;
+/** The files below the scene's folder that its text names, numbered sequences included. */
+export function filesOf(sceneText: string, folder: string): Record<string, Uint8Array>;
