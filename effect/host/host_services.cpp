@@ -43,6 +43,7 @@ HostServices::~HostServices() {
   if (pathData_ != nullptr) table_->release(ORV_PATH_DATA_SERVICE, ORV_PATH_DATA_VERSION);
   Release(changeStamp_);
   Release(progressInterval_);
+  Release(resumePoints_);
   Release(waveReport_);
 }
 

@@ -26,6 +26,7 @@ class HostServices {
   // Null when the host does not offer them; each is requested once per call.
   const OrvChangeStampService* ChangeStamp() { return TryOnce(changeStamp_); }
   const OrvProgressIntervalService* ProgressInterval() { return TryOnce(progressInterval_); }
+  const OrvResumePointsService* ResumePoints() { return TryOnce(resumePoints_); }
   const OrvWaveReportService* WaveReport() { return TryOnce(waveReport_); }
 
  private:
@@ -58,6 +59,7 @@ class HostServices {
   const OrvPathDataService* pathData_ = nullptr;
   Optional<OrvChangeStampService> changeStamp_{ORV_CHANGE_STAMP_SERVICE, ORV_CHANGE_STAMP_VERSION};
   Optional<OrvProgressIntervalService> progressInterval_{ORV_PROGRESS_INTERVAL_SERVICE, ORV_PROGRESS_INTERVAL_VERSION};
+  Optional<OrvResumePointsService> resumePoints_{ORV_RESUME_POINTS_SERVICE, ORV_RESUME_POINTS_VERSION};
   Optional<OrvWaveReportService> waveReport_{ORV_WAVE_REPORT_SERVICE, ORV_WAVE_REPORT_VERSION};
 };
 

@@ -47,6 +47,7 @@ struct Stepper {
   HeapVector<ValueKey> restartValues;   // what the simulation was run with; empty: not run yet
   std::uint64_t stamp = 0;              // as in the state
   double checkedTo = 0;                 // as in the state
+  double startTime = 0;                 // ticks: where this command's steps begin
   bool released = false;                // abandoned or released: a later release does nothing
 
   std::uint32_t KeyBytesPerEntry() const { return static_cast<std::uint32_t>(animatedIds.size() * kValueKeyBytes); }

@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <iterator>
 #include <new>
 
 #include "effect/base/float_rules.h"
@@ -134,6 +135,51 @@ void SaveSnapshot(Stepper& stepper) {
   utilities.unlockHandle(stepper.snapshotBlock);
 }
 
+// --- Resume points, where the host keeps them
+
+// Waves that no frame will show any more; without a frame drawn on the way they would pile up.
+void RemoveTheDead(WaveList& list) {
+  for (auto at = list.waves.begin(); at != list.waves.end();) {
+    const bool isDead = !at->eachFrame && at->age >= at->lifespan;
+    at = isDead ? list.Remove(at) : std::next(at);
+  }
+}
+
+// At a whole tick. Nothing depends on its being kept.
+void OfferResumePoint(Stepper& stepper) {
+  EffectContext& context = *stepper.context;
+  const OrvResumePointsService* service = context.services.ResumePoints();
+  const OrvEffectRef ref = context.inRecord->effectRef;
+  const auto tick = static_cast<std::int32_t>(stepper.time);
+  std::int32_t wanted = 0;
+  const auto from = static_cast<std::int32_t>(stepper.startTime), to = static_cast<std::int32_t>(stepper.target);
+  if (service == nullptr || service->wanted(ref, tick, from, to, &wanted) != 0 || wanted == 0) return;
+  try {
+    RemoveTheDead(*stepper.list);
+    ByteWriter writer;
+    WriteWaveList(*stepper.list, writer);
+    service->keep(ref, tick, writer.Bytes(), static_cast<std::uint64_t>(writer.Length()));
+  } catch (const AllocFailed&) {  // goes on without
+  }
+}
+
+// Goes to the latest one at or before a tick if it is later than `best`.
+bool TakeResumePoint(Stepper& stepper, double best, double atOrBefore) {
+  EffectContext& context = *stepper.context;
+  const OrvResumePointsService* service = context.services.ResumePoints();
+  const void* bytes = nullptr;
+  std::int32_t tick = 0;
+  const OrvEffectRef ref = context.inRecord->effectRef;
+  if (service == nullptr || service->latest(ref, static_cast<std::int32_t>(atOrBefore), &tick, &bytes) != 0)
+    return false;
+  if (bytes == nullptr || tick <= best || tick > atOrBefore) return false;
+  MakeList(stepper);
+  ByteReader reader(static_cast<const std::uint8_t*>(bytes));
+  ReadWaveList(reader, *stepper.list);
+  stepper.time = tick;
+  return true;
+}
+
 // One pass of the step loop: asks the host, then runs a whole tick or the last fraction of one.
 // False once the host has stopped the work.
 bool RunOneStep(Stepper& stepper, double& segment, double switchPoint, std::size_t nextEntry, double& done,
@@ -151,6 +197,7 @@ bool RunOneStep(Stepper& stepper, double& segment, double switchPoint, std::size
     stepper.time += 1;
     segment -= 1;
     done += 1;
+    OfferResumePoint(stepper);
   } else {
     SimulateStep(*stepper.list, stepper.time / kTicksPerSecond, segment / kTicksPerSecond, values, context);
     stepper.time = stepper.target;  // the last step: nothing is reported after it
@@ -170,7 +217,9 @@ WaveList* Advance(Stepper& stepper) {
   } else if (stepper.snapshotTime <= wholeTarget) {
     best = stepper.snapshotTime;
   }
-  if (best < 0) {
+  if (best != wholeTarget && TakeResumePoint(stepper, best, wholeTarget)) {
+    // begins there
+  } else if (best < 0) {
     StartAfresh(stepper);
   } else if (best == stepper.snapshotTime) {
     RestoreSnapshot(stepper);
@@ -178,6 +227,7 @@ WaveList* Advance(Stepper& stepper) {
   if (stepper.time != stepper.snapshotTime) DiscardSnapshot(stepper);
   CheckInvariants(stepper);
 
+  stepper.startTime = stepper.time;
   const double total = stepper.target - stepper.time;
   double done = 0;
   RunSteps(stepper, wholeTarget - stepper.time, done, total);

@@ -63,6 +63,24 @@ typedef struct OrvProgressIntervalService {
   int32_t (*rowsBetweenReports)(OrvEffectRef effectRef, int32_t* rows);
 } OrvProgressIntervalService;
 
+/*
+ * Optional. A host whose user scrubs backward keeps states of the simulation on the way, so that an earlier frame
+ * begins at one of them instead of at the start. What is kept belongs to one sequence; it is forgotten when the
+ * sequence ends or when any check-out may answer differently than it did (see the change stamp, which such a host has
+ * as well).
+ */
+#define ORV_RESUME_POINTS_SERVICE "Orvandel Resume Points"
+#define ORV_RESUME_POINTS_VERSION 1
+
+typedef struct OrvResumePointsService {
+  /* Whether the state at `tick` (of 1/30 s) shall be kept, on a way that began at tick `from` and ends at `to`. */
+  int32_t (*wanted)(OrvEffectRef effectRef, int32_t tick, int32_t from, int32_t to, int32_t* wanted);
+  /* Takes a copy of the bytes. They mean something to this effect in this process alone. */
+  int32_t (*keep)(OrvEffectRef effectRef, int32_t tick, const void* bytes, uint64_t size);
+  /* The latest one at or before a tick; *bytes null: there is none. Valid until the next call of this service. */
+  int32_t (*latest)(OrvEffectRef effectRef, int32_t atOrBefore, int32_t* tick, const void** bytes);
+} OrvResumePointsService;
+
 /* A mask path lent by the host for one time; 0: no such mask. */
 typedef uint64_t OrvPathRef;
 /* A prepared length query of one segment. */

@@ -150,6 +150,7 @@ Performance::Performance(stage::EffectModule& module, const FrameRequest& reques
   options.highQuality = request.highQuality;
   options.scale = scale_;
   options.checkImages = false;
+  options.keepResumePoints = true;
   options.shouldStop = [editor = editor_.get()] { return editor->shouldStop && editor->shouldStop(); };
   renderer_ = std::make_unique<stage::SceneRenderer>(module, scene_, options);
 }

@@ -10,6 +10,7 @@
 
 #include "orvandel/host.h"
 #include "stage/module/ledger.h"
+#include "stage/module/resume_points.h"
 
 struct OrvWave;  // orvandel/wave_report.h
 
@@ -39,6 +40,9 @@ class HostAnswers {
   virtual std::uint64_t ChangeStamp() { return 0; }
   // Rows of a wave between two progress reports; each of them asks ShouldStop.
   virtual std::int32_t RowsBetweenReports() { return 1; }
+
+  // The sequence's resume points (orvandel/services.h); null: none are kept.
+  virtual ResumePoints* KeptResumePoints() { return nullptr; }
 
   // Whether the waves of a frame are to be reported, and each of them; its points are valid during the call.
   virtual bool WantsWaves() const { return false; }

@@ -213,6 +213,32 @@ std::int32_t RowsBetweenReports(OrvEffectRef effectRef, std::int32_t* rows) {
   });
 }
 
+template <typename Work>
+std::int32_t WithResumePoints(OrvEffectRef effectRef, const Work& work) noexcept {
+  return For(effectRef, [&](HostAnswers& answers) {
+    ResumePoints* points = answers.KeptResumePoints();
+    if (points == nullptr) return kHostFailed;
+    work(*points);
+    return 0;
+  });
+}
+
+std::int32_t ResumePointWanted(OrvEffectRef effectRef, std::int32_t tick, std::int32_t from, std::int32_t to,
+                               std::int32_t* wanted) {
+  return WithResumePoints(effectRef, [&](ResumePoints& points) { *wanted = points.Wants(tick, from, to) ? 1 : 0; });
+}
+
+std::int32_t KeepResumePoint(OrvEffectRef effectRef, std::int32_t tick, const void* bytes, std::uint64_t size) {
+  return WithResumePoints(effectRef, [&](ResumePoints& points) {
+    points.Keep(tick, {static_cast<const std::uint8_t*>(bytes), static_cast<std::size_t>(size)});
+  });
+}
+
+std::int32_t LatestResumePoint(OrvEffectRef effectRef, std::int32_t atOrBefore, std::int32_t* tick,
+                               const void** bytes) {
+  return WithResumePoints(effectRef, [&](ResumePoints& points) { *bytes = points.Latest(atOrBefore, *tick); });
+}
+
 std::int32_t ReportWave(OrvEffectRef effectRef, const OrvWave* wave) {
   return For(effectRef, [&](HostAnswers& answers) {
     answers.ReportWave(*wave);
@@ -227,6 +253,7 @@ constexpr OrvPathDataService kPathData = {IsOpen,        SegmentCount,  nullptr,
 
 constexpr OrvChangeStampService kChangeStamp = {ChangeStamp};
 constexpr OrvProgressIntervalService kProgressInterval = {RowsBetweenReports};
+constexpr OrvResumePointsService kResumePoints = {ResumePointWanted, KeepResumePoint, LatestResumePoint};
 constexpr OrvWaveReportService kWaveReport = {ReportWave};
 
 struct NamedService {
@@ -240,6 +267,7 @@ constexpr NamedService kServices[] = {
     {ORV_PATH_DATA_SERVICE, ORV_PATH_DATA_VERSION, &kPathData},
     {ORV_CHANGE_STAMP_SERVICE, ORV_CHANGE_STAMP_VERSION, &kChangeStamp},
     {ORV_PROGRESS_INTERVAL_SERVICE, ORV_PROGRESS_INTERVAL_VERSION, &kProgressInterval},
+    {ORV_RESUME_POINTS_SERVICE, ORV_RESUME_POINTS_VERSION, &kResumePoints},
     {ORV_WAVE_REPORT_SERVICE, ORV_WAVE_REPORT_VERSION, &kWaveReport}};
 
 const NamedService* FindService(const char* name, std::int32_t version) {
@@ -253,7 +281,9 @@ std::int32_t AcquireService(const char* name, std::int32_t version, const void**
   const NamedService* found = FindService(name, version);
   *service = found == nullptr ? nullptr : found->table;
   if (found == nullptr || inForce == nullptr) return kHostFailed;
-  if (found->table == &kWaveReport && !inForce->WantsWaves()) {
+  const bool withheld = (found->table == &kWaveReport && !inForce->WantsWaves()) ||
+                        (found->table == &kResumePoints && inForce->KeptResumePoints() == nullptr);
+  if (withheld) {
     *service = nullptr;
     return kHostFailed;
   }

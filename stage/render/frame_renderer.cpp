@@ -45,6 +45,7 @@ struct FrameRenderer::Impl {
 
   void SceneChanged() {
     answers.SceneChanged();
+    resumePoints.Clear();
     freshEveryFrame = NeedsFresh();
   }
 
@@ -56,6 +57,7 @@ struct FrameRenderer::Impl {
   }
 
   void EndSequence() {
+    resumePoints.Clear();
     if (sequence == nullptr) return;
     module.Send({.selector = ORV_SEQUENCE_SET_DOWN}, answers, When(0), sequence);
     if (const std::string left = module.ledger.EndOwner(static_cast<const HostAnswers*>(&answers)); !left.empty())
@@ -67,6 +69,7 @@ struct FrameRenderer::Impl {
     render.params = answers.ParamsAt(hostTime);
     render.output = &image;
     answers.wavesReported = 0;
+    answers.resumePoints = options.keepResumePoints && !freshEveryFrame ? &resumePoints : nullptr;
     module.Send(render, answers, When(hostTime), sequence);
   }
 
@@ -99,6 +102,7 @@ struct FrameRenderer::Impl {
   SceneAnswers answers;
   std::unique_ptr<HostImage> output;  // made when the picture is to be kept here
   OrvHandle sequence = nullptr;
+  ResumePoints resumePoints;
   bool freshEveryFrame = false;
   bool failed = false;  // the last frame did not come to its end
 };

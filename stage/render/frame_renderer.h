@@ -30,6 +30,9 @@ struct RenderOptions {
   bool checkImages = true;
   bool measureCoverage = false;  // for SceneRenderer::Coverage
 
+  // States of the simulation are kept on the way, for frames asked for backward.
+  bool keepResumePoints = false;
+
   OutputScale ScaleOf(const Scene& scene) const { return scale ? *scale : OutputScale::Downsampled(scene, downsample); }
 };
 

@@ -26,7 +26,8 @@ class SceneAnswers final : public HostAnswers {
   HostImage* output = nullptr;                 // of the running command: only its padding is watched
   std::function<void(const OrvWave&)> onWave;  // see RenderOptions
   std::int64_t maxWaves = 0;
-  std::int64_t wavesReported = 0;  // in the running command
+  ResumePoints* resumePoints = nullptr;  // of the sequence, while its frames may begin at one
+  std::int64_t wavesReported = 0;        // in the running command
 
   // The scene has other values, or live pictures.
   void SceneChanged();
@@ -44,6 +45,7 @@ class SceneAnswers final : public HostAnswers {
   bool ShouldStop() override { return shouldStop && shouldStop(); }
   std::int32_t UpdateParamUi(std::int32_t hostIndex, const OrvParamDef& definition) override;
   std::uint64_t ChangeStamp() override { return stamp_; }
+  ResumePoints* KeptResumePoints() override { return resumePoints; }
   bool WantsWaves() const override { return true; }
   void ReportWave(const OrvWave& wave) override;
   // A stop is heard within a millisecond all the same.

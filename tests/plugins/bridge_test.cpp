@@ -104,6 +104,24 @@ TEST(Bridge, AnyOrderAndAnyThreadGiveTheScenesFrames) {
   }
 }
 
+// Far from the start frames begin at states that were kept on the way.
+TEST(Bridge, ScrubbingGivesWhatAFreshPlayerGives) {
+  for (const auto& file : GoldenScenes()) {
+    const auto look = Look::Open(file);
+    const Player scrubbing;
+    std::mt19937 random(5);
+    double seconds = 0;
+    for (int i = 0; i < 24; ++i) {
+      seconds = i % 8 == 0 ? static_cast<double>(random() % 12000) / 1000 : std::max(0.0, seconds - 1 / 24.0);
+      const FrameRequest request{.look = look, .seconds = seconds, .width = 96, .height = 54};
+      const Bytes frame = Frame(scrubbing, request);
+      if (i % 4 != 3) continue;
+      const Player fresh;
+      ASSERT_EQ(frame, Frame(fresh, request)) << file << ' ' << seconds;
+    }
+  }
+}
+
 TEST(Bridge, AnEditorsKeyframesAreTheScenes) {
   stage::EffectModule module(BuiltInEffect());
   const std::int32_t spin = module.Catalog().Find("Spin")->hostIndex;
