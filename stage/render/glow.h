@@ -13,6 +13,7 @@
 // the fast way and the plain sums of a slow one give the same.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <vector>
 
@@ -32,12 +33,21 @@ inline constexpr std::int32_t kBoxShares = 256;
 // Three of which have together the standard deviation, in pixels.
 Box BoxOf(double deviation);
 
-// One channel, rows from the top: spread in both directions.
-void Spread(std::vector<std::uint32_t>& plane, std::int32_t width, std::int32_t height, const Box& box);
+// One channel, rows from the top, at most kFullLight: spread in both directions. `room`: memory to work in.
+void Spread(std::vector<std::uint32_t>& plane, std::int32_t width, std::int32_t height, const Box& box,
+            std::vector<std::uint32_t>& room);
+
+// Kept from frame to frame: to ask the system for so much memory anew takes as long as half the work in it.
+struct GlowRoom {
+  using Plane = std::vector<std::uint32_t>;
+  using Planes = std::array<Plane, 3>;
+  Planes light, narrow;
+  Plane wide, other;
+};
 
 // `scale`: pixels of the picture for each pixel of the full-size layer. `linear`: what the picture shows over black is
 // its colours' light times alpha, as where pictures are laid over one another in light; else its stored values times
 // alpha.
-Picture16 WithGlow(const Picture16& picture, const Glow& glow, double scale, bool linear);
+Picture16 WithGlow(const Picture16& picture, const Glow& glow, double scale, bool linear, GlowRoom& room);
 
 }  // namespace orvandel::stage

@@ -95,7 +95,7 @@ struct SceneRenderer::Impl {
   Picture16 Effects16(std::int32_t hostTime) {
     mostWaves = 0;
     Picture16 picture = BlurredAt(hostTime);
-    if (scene.glow) picture = WithGlow(picture, *scene.glow, scale.Map().y, scene.linear);
+    if (scene.glow) picture = WithGlow(picture, *scene.glow, scale.Map().y, scene.linear, glowRoom);
     if (measureCoverage) coverage = ShareOf(picture.words, [](std::uint16_t alpha) { return EightBits(alpha) != 0; });
     return picture;
   }
@@ -127,6 +127,7 @@ struct SceneRenderer::Impl {
   std::vector<std::unique_ptr<FrameRenderer>> renderers;
   std::int64_t mostWaves = 0;  // of the frame
   double coverage = 0;
+  GlowRoom glowRoom;
   std::optional<Background> background;
 };
 

@@ -15,6 +15,8 @@ namespace orvandel::stage {
 namespace {
 
 using Plane = std::vector<std::uint32_t>;
+Plane room;     // whatever was worked in it before
+GlowRoom kept;  // likewise
 
 // One box in one direction, every sum from scratch: the slow way that decides.
 Plane Boxed(const Plane& plane, std::int32_t width, std::int32_t height, const Box& box, bool down) {
@@ -47,7 +49,7 @@ TEST(Spread, IsTheSumsFromScratch) {
     const Box box = BoxOf(static_cast<double>(random() % 3000) / 100);
     Plane slow = plane;
     for (int i = 0; i < 3; ++i) slow = Boxed(Boxed(slow, width, height, box, true), width, height, box, false);
-    Spread(plane, width, height, box);
+    Spread(plane, width, height, box, room);
     if (box.reach + box.ends > 0) {
       ASSERT_EQ(plane, slow) << width << " x " << height << ", reach " << box.reach << ", ends " << box.ends;
     }
@@ -60,7 +62,7 @@ TEST(Spread, IsNearlyTheBell) {
   for (const double deviation : {0.3, 0.7, 1.0, 2.5, 4.0, 9.3, 15.0}) {
     Plane plane(kSide * kSide);
     plane[kMiddle * kSide + kMiddle] = kFullLight;
-    Spread(plane, kSide, kSide, BoxOf(deviation));
+    Spread(plane, kSide, kSide, BoxOf(deviation), room);
     double sum = 0, variance = 0;
     for (std::int32_t y = 0; y < kSide; ++y) {
       for (std::int32_t x = 0; x < kSide; ++x) {
@@ -94,7 +96,7 @@ TEST(Glow, AddsLightOverBlack) {
     const Glow glow{static_cast<double>(random() % 40), static_cast<double>(random() % 300) / 100,
                     static_cast<double>(random() % 3) / 4};
     const double scale = random() % 2 == 0 ? 1 : 0.5;
-    const Picture16 result = WithGlow(picture, glow, scale, linear);
+    const Picture16 result = WithGlow(picture, glow, scale, linear, kept);
     const auto shown = [&](const Picture16& of, std::size_t i, std::size_t c) {  // light, 0..1
       const double alpha = of.words[4 * i] / 65535.0;
       if (linear) return curve.Light(of.words[4 * i + c]) / double{kFullLight} * alpha;
@@ -114,8 +116,8 @@ TEST(Glow, AddsLightOverBlack) {
     }
     wide = narrow;
     for (std::size_t c = 0; c < 3; ++c) {
-      Spread(narrow[c], kWidth, kHeight, BoxOf(glow.radius * scale / 8));
-      Spread(wide[c], kWidth, kHeight, BoxOf(glow.radius * scale / 2));
+      Spread(narrow[c], kWidth, kHeight, BoxOf(glow.radius * scale / 8), room);
+      Spread(wide[c], kWidth, kHeight, BoxOf(glow.radius * scale / 2), room);
       for (std::size_t i = 0; i < kWidth * kHeight; ++i) {
         const double halo = (narrow[c][i] + wide[c][i]) / 2.0 / kFullLight * glow.strength;
         const double expected = std::min(1.0, shown(picture, i, c + 1) + halo);
