@@ -41,9 +41,9 @@ struct FilmOptions {
   Rational pixelAspect{1, 1};
   std::int32_t width = 0, height = 0;
   IfTaken ifTaken = IfTaken::kReplace;
-  std::string format;  // where an extension has several: "prores4444", "qtrle"; empty: the usual one
+  std::string format = {};  // where an extension has several: "prores4444", "qtrle"; empty: the usual one
   FilmQuality quality = FilmQuality::kHigh;
-  std::optional<FilmSound> sound;  // only for kinds of film that carry sound
+  std::optional<FilmSound> sound = {};  // only for kinds of film that carry sound
 };
 
 // The file's extension decides container and codec. InputError for an unknown one, with a list of the known ones.

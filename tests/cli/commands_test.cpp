@@ -7,7 +7,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "stage/media/media_in.h"
+#include "stage/stills/png_file.h"
 #include "tests/cli/program.h"
 
 namespace orvandel::cli {
@@ -207,17 +207,12 @@ TEST_F(Commands, SheetShowsTheFrames) {
   EXPECT_EQ(RunProgram({"sheet", scene, "-o", In("s.png")}).exitCode, 2);
   EXPECT_EQ(RunProgram({"sheet", scene, "-o", In("s.mp4")}).exitCode, 2);
   ASSERT_EQ(RunProgram({"render", scene, "-o", In("f.png"), "--frames", frames}).exitCode, 0);
-  const auto decode = [&](const std::string& name) {
-    stage::Media media;
-    media.file = In(name);
-    return stage::OpenMedia(media, {})->Decode(0);
-  };
-  const stage::Picture sheet = decode("s.png");
+  const stage::Picture sheet = stage::ReadPng(In("s.png"));
   EXPECT_EQ(sheet.width, 8 + 2 * 208);
   EXPECT_EQ(sheet.height, 8 + 2 * (100 + 18 + 8));
   int cell = 0;
   for (const char* name : {"f.0010.png", "f.0059.png", "f.0020.png"}) {
-    const stage::Picture frame = decode(name);
+    const stage::Picture frame = stage::ReadPng(In(name));
     const std::int32_t left = 8 + cell % 2 * 208, top = 8 + cell / 2 * 126;
     ++cell;
     for (std::int32_t y = 0; y < 100; ++y) {
@@ -264,9 +259,7 @@ TEST_F(Commands, SvgFilesAreLayers) {
     <rect x="60" y="20" width="80" height="60" fill="#ff8000" fill-opacity="0.5"/></svg>)");
   const std::string shown = Scene(R"("input": "d.svg", "background": "input")");
   ASSERT_EQ(RunProgram({"render", shown, "-o", In("f.png"), "--frames", "0"}).exitCode, 0);
-  stage::Media media;
-  media.file = In("f.png");
-  const stage::Picture picture = stage::OpenMedia(media, {})->Decode(0);
+  const stage::Picture picture = stage::ReadPng(In("f.png"));
   const auto at = [&](int x, int y) {
     const auto* pixel = &picture.bytes[static_cast<std::size_t>(y * 200 + x) * 4];
     return std::vector<int>(pixel, pixel + 4);

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "stage/base/errors.h"
+#include "tests/support/error_of.h"
 
 namespace orvandel::cli {
 namespace {
@@ -15,12 +16,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 
 std::string ErrorOf(const std::string& text, std::int32_t frameCount) {
-  try {
-    ParseFrameList(text, frameCount);
-    return "accepted";
-  } catch (const stage::InputError& error) {
-    return error.what();
-  }
+  return test::ErrorOf<stage::InputError>([&] { ParseFrameList(text, frameCount); });
 }
 
 TEST(FrameList, KeepsTheOrderGiven) {

@@ -13,7 +13,7 @@
 #include <sstream>
 #include <string>
 
-#include "stage/media/media_in.h"
+#include "stage/stills/png_file.h"
 #include "tests/cli/program.h"
 
 namespace orvandel::cli {
@@ -77,9 +77,7 @@ TEST_F(Jobs, AnyNumberGivesTheSameBytes) {
 TEST_F(Jobs, RawFramesAreThePictures) {
   const std::string raw = Render("-", {"--frames", "30,20"}).output;
   ASSERT_EQ(Render("f.png", {"--frames", "30"}).exitCode, 0);
-  stage::Media media;
-  media.file = folder_ / "f.png";
-  const stage::Picture picture = stage::OpenMedia(media, {})->Decode(0);
+  const stage::Picture picture = stage::ReadPng(folder_ / "f.png");
   ASSERT_EQ(raw.size(), 2 * picture.bytes.size());
   for (std::size_t i = 0; i < picture.bytes.size(); i += 4) {
     for (std::size_t c = 0; c < 4; ++c) {
@@ -281,12 +279,11 @@ TEST_F(Jobs, LimitsAreNamedByWhatLiftsThem) {
   const Outcome slow = Render("f.png", {"--max-frame-seconds", "1e-9"});
   EXPECT_EQ(slow.exitCode, 1);
   EXPECT_THAT(slow.error, HasSubstr("that --max-frame-seconds allows"));
+  ASSERT_EQ(Render("plate.png", {"--frames", "3"}).exitCode, 0);
   std::filesystem::create_directory(folder_ / "scenes");
-  std::filesystem::copy_file(std::filesystem::path(ORVANDEL_SOURCES) / "examples/scenes/media/logo.png",
-                             folder_ / "logo.png");
-  WriteFile(folder_ / "scenes/scene.json", R"({ "version": 1, "width": 64, "height": 36, "frameRate": 30, "duration": 1,
-    "input": "../logo.png" })");
   const std::string scene = folder_ / "scenes/scene.json", picture = folder_ / "outside.png";
+  WriteFile(scene, R"({ "version": 1, "width": 64, "height": 36, "frameRate": 30, "duration": 1,
+    "input": "../plate.png" })");
   const Outcome outside = RunProgram({"render", scene, "-o", picture, "--frames", "3"});
   EXPECT_EQ(outside.exitCode, 2);
   EXPECT_THAT(outside.error, HasSubstr("--allow-outside"));
@@ -365,9 +362,7 @@ TEST_F(Jobs, SetDepthAndBackgroundReachThePictures) {
   ASSERT_EQ(Render("deep.png", {"--frames", "30", "--depth", "16"}).exitCode, 0);
   EXPECT_EQ(ReadFile(folder_ / "deep.png")[24], 16);  // bits a channel in the picture's head
   ASSERT_EQ(Render("opaque.png", {"--frames", "0", "--background", "#102030"}).exitCode, 0);
-  stage::Media media;
-  media.file = folder_ / "opaque.png";
-  const stage::Picture picture = stage::OpenMedia(media, {})->Decode(0);
+  const stage::Picture picture = stage::ReadPng(folder_ / "opaque.png");
   EXPECT_EQ(std::vector<std::uint8_t>(picture.bytes.begin(), picture.bytes.begin() + 4),
             (std::vector<std::uint8_t>{255, 0x10, 0x20, 0x30}));
 }

@@ -15,6 +15,7 @@
 
 #include "orvandel/effect.h"
 #include "stage/base/errors.h"
+#include "tests/support/error_of.h"
 
 namespace orvandel::cli {
 namespace {
@@ -99,12 +100,7 @@ template <typename Error>
 std::string ErrorOf(int jobs, const Work& work, double maxFrameSeconds = 0) {
   PoolOptions options = Options(jobs, 8);
   options.maxFrameSeconds = maxFrameSeconds;
-  try {
-    RunPool(options, 30, work);
-  } catch (const Error& error) {
-    return error.what();
-  }
-  return "nothing was thrown";
+  return test::ErrorOf<Error>([&] { RunPool(options, 30, work); });
 }
 
 TEST(WorkerPool, ThrowsWhatAWorkerThrew) {
@@ -118,7 +114,7 @@ TEST(WorkerPool, ThrowsWhatAWorkerThrew) {
     EXPECT_EQ(ErrorOf<stage::InputError>(jobs, at(stage::InputError("bad film"))), "bad film");
     EXPECT_EQ(ErrorOf<stage::WorkError>(jobs, at(stage::WorkError("no room"))), "no room");
     EXPECT_EQ(ErrorOf<stage::WorkError>(jobs, at(std::runtime_error("odd"))), "odd");
-    EXPECT_NE(ErrorOf<std::bad_alloc>(jobs, at(std::bad_alloc())), "nothing was thrown");
+    EXPECT_NE(ErrorOf<std::bad_alloc>(jobs, at(std::bad_alloc())), "nothing");
     try {
       RunPool(Options(jobs, 8), 30, at(stage::EffectError(ORV_INVALID_CALLBACK, "its words")));
       ADD_FAILURE();

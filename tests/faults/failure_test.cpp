@@ -5,11 +5,9 @@
 // A failure names its schedule: run that test alone with ORVANDEL_FAULT_AT=n.
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <cstring>
 #include <set>
 
-#include "orvandel/wave_report.h"
 #include "tests/faults/heap_faults.h"
 #include "tests/faults/host_life.h"
 #include "tests/support/seeds.h"
@@ -76,6 +74,7 @@ class Faults : public testing::TestWithParam<std::tuple<Variant, bool>> {
                                  : CodesFor(fault.callback, life.host.NeededServiceRefused()).contains(code))
             << code;
         EXPECT_TRUE(!fault.throws || std::string(life.host.out.message).find("Internal Error") != std::string::npos);
+        EXPECT_EQ(life.host.PollsAfterStop(), 0);
         if (code == ORV_OUT_OF_MEMORY) ExpectMemoryMessage(life);
         EXPECT_EQ(life.Disorder(), "");
         Arm(life, {});
@@ -161,73 +160,6 @@ TEST_P(Callbacks, TheServiceTableIsMissing) {
     EXPECT_TRUE(step.selector != ORV_RENDER || life.ShowsFreshPicture(step));
   }
   EXPECT_EQ(life.Remains(), "");
-}
-
-// A host that hears of waves and at one of them stops the render or throws.
-struct WaveListener {
-  const OrvServiceTable* others = nullptr;
-  std::int64_t at = 0, waves = 0, points = 0, pollsAfterwards = 0;
-  int held = 0;
-  bool throws = false, struck = false;
-
-  static WaveListener* current;
-  static std::int32_t Report(OrvEffectRef, const OrvWave* wave) {
-    for (std::int32_t i = 0; i < wave->pointCount; ++i) current->points += std::isfinite(wave->points[i].x) ? 1 : 0;
-    EXPECT_TRUE(wave->pointCount == 0 || wave->size > 0);
-    if (current->waves++ != current->at) return 0;
-    current->struck = true;
-    if (current->throws) throw 1;
-    return kHostCode;
-  }
-  static std::int32_t Acquire(const char* name, std::int32_t version, const void** service) {
-    static constexpr OrvWaveReportService kReport = {Report};
-    if (std::string(name) != ORV_WAVE_REPORT_SERVICE) return current->others->acquire(name, version, service);
-    ++current->held;
-    *service = &kReport;
-    return 0;
-  }
-  static std::int32_t Release(const char* name, std::int32_t version) {
-    if (std::string(name) != ORV_WAVE_REPORT_SERVICE) return current->others->release(name, version);
-    --current->held;
-    return 0;
-  }
-};
-WaveListener* WaveListener::current = nullptr;
-
-// Pictures are compared with those of hosts that hear of no waves.
-TEST_P(Callbacks, TheWaveReportStopsOrThrows) {
-  const auto& [variant, passParams] = GetParam();
-  static constexpr OrvServiceTable kServices = {WaveListener::Acquire, WaveListener::Release};
-  for (const bool throws : {false, true}) {
-    WaveListener listener;
-    for (std::int64_t at = 0; at == 0 || listener.struck; at += Thinning()) {
-      SCOPED_TRACE(testing::Message() << "wave " << at << (throws ? " throws" : " stops"));
-      HostLife life(variant, passParams);
-      listener = {life.host.in.services, at, 0, 0, 0, 0, throws, false};
-      WaveListener::current = &listener;
-      life.host.in.services = &kServices;
-      life.host.onPoll = [&] { listener.pollsAfterwards += listener.struck ? 1 : 0; };
-      bool seen = false;
-      for (const Step& step : WholeLife()) {
-        std::int32_t code = life.Send(step);
-        if (listener.struck && !seen) {
-          seen = true;
-          life.host.onPoll = nullptr;
-          EXPECT_EQ(code, throws ? ORV_INVALID_CALLBACK : kHostCode);
-          EXPECT_EQ(life.Disorder(), "");
-          code = life.Send(step);
-        }
-        EXPECT_EQ(code, 0);
-        EXPECT_EQ(listener.held, 0);
-        EXPECT_TRUE(step.selector != ORV_RENDER || life.ShowsFreshPicture(step));
-      }
-      EXPECT_EQ(listener.pollsAfterwards, 0);
-      EXPECT_GT(listener.points, 0);
-      EXPECT_EQ(life.Remains(), "");
-      life.host.in.services = listener.others;
-      if (HasFailure()) return;
-    }
-  }
 }
 
 std::vector<Variant> OneOfEachShape() {

@@ -52,6 +52,7 @@ HostLife::HostLife(const Variant& variant, bool passParams) : host(kSweepWidth, 
   }
   Furnish(host);
   host.passParamsToRender = passParams;
+  host.hearsWaves = variant.reflection;  // pictures are compared with those of hosts that hear of none
   inputBefore_ = InputPixels(host);
 }
 

@@ -116,6 +116,7 @@ void Walk::Use(const Sequence& sequence) {
   if (ParamsKnown()) Apply(host_, Variants()[sequence.variant]);
   host_.changeStamp = 1 + sequence.variant;
   host_.rowsBetweenReports = static_cast<std::int32_t>(sequence.variant % 3) * 7;
+  host_.hearsWaves = sequence.variant % 2 == 1;
   host_.in.sequenceData = sequence.data;
 }
 

@@ -42,28 +42,6 @@ UnitOutline Shape(std::int32_t sides, bool star = false, float starDepth = 0) {
   return wave.shape;
 }
 
-// Evenly spaced clockwise from the right, at two radii in turn.
-void ExpectVertices(const UnitOutline& shape, std::size_t count, double evenRadius, double oddRadius) {
-  ASSERT_EQ(shape.size(), count);
-  EXPECT_EQ(shape[0], (UnitPoint{1, 0}));
-  for (std::size_t i = 0; i < count; ++i) {
-    const double radius = i % 2 == 0 ? evenRadius : oddRadius,
-                 angle = 2 * M_PI * static_cast<double>(i) / static_cast<double>(count);
-    EXPECT_NEAR(shape[i].x, radius * std::cos(angle), 1e-7 + 1e-7 * radius) << count << " vertices, number " << i;
-    EXPECT_NEAR(shape[i].y, radius * std::sin(angle), 1e-7 + 1e-7 * radius) << count << " vertices, number " << i;
-  }
-}
-
-TEST(Polygon, EveryNumberOfSides) {
-  for (std::int32_t sides = 3; sides <= 128; ++sides) {
-    const std::size_t count = static_cast<std::size_t>(sides);
-    ExpectVertices(Shape(sides), count, 1, 1);
-    for (const float depth : {-0.999F, -0.5F, 0.0F, 10.0F}) {
-      ExpectVertices(Shape(sides, true, depth), 2 * count, 1, (1.0 + depth) * std::cos(M_PI / sides));
-    }
-  }
-}
-
 TEST(Polygon, ValuesOutsideTheRanges) {
   constexpr std::int32_t kLeast = std::numeric_limits<std::int32_t>::min();
   for (const float depth : {-1.0F, -50.0F, std::nanf("")}) {

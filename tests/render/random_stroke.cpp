@@ -7,7 +7,11 @@
 namespace orvandel {
 namespace {
 
-PlacedPoint OnCircle(float angle, float radius) { return {radius * std::cos(angle), radius * std::sin(angle)}; }
+// By doubles: their last bit, which differs between processors, is rounded away.
+PlacedPoint OnCircle(float angle, float radius) {
+  const auto turned = [radius](double part) { return radius * static_cast<float>(part); };
+  return {turned(std::cos(static_cast<double>(angle))), turned(std::sin(static_cast<double>(angle)))};
+}
 
 PlacedOutline RandomOutline(Dice& dice, float radius) {
   const std::int32_t kind = dice.Whole(0, 5);
@@ -96,7 +100,8 @@ StrokeCase RandomStroke(Dice& dice) {
 
 Picture RandomPicture(Dice& dice) {
   const bool tiny = dice.OneIn(6);
-  Picture picture(tiny ? 1 : dice.Whole(1, 90), tiny ? 1 : dice.Whole(1, 90), dice.Whole(0, 3) * 4);
+  const std::int32_t width = tiny ? 1 : dice.Whole(1, 90), height = tiny ? 1 : dice.Whole(1, 90);
+  Picture picture(width, height, dice.Whole(0, 3) * 4);
   if (dice.OneIn(2)) return picture;
   for (std::uint8_t& byte : picture.Bytes()) byte = static_cast<std::uint8_t>(dice.OneIn(4) ? 0 : dice.Whole(0, 255));
   return picture;

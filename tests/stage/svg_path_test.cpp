@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "stage/base/errors.h"
+#include "tests/support/error_of.h"
 
 namespace orvandel::stage {
 namespace {
@@ -120,12 +121,7 @@ TEST(SvgPath, GarbageIsRefusedWhereItStands) {
       {"M0 0L1 1px", "not a path command"},
   };
   for (const auto& [text, telling] : bad) {
-    try {
-      ParseSvgPath(text);
-      ADD_FAILURE() << text << " was taken";
-    } catch (const InputError& error) {
-      EXPECT_THAT(error.what(), testing::HasSubstr(telling)) << text;
-    }
+    EXPECT_THAT(test::ErrorOf<InputError>([&] { ParseSvgPath(text); }), testing::HasSubstr(telling)) << text;
   }
   std::string many = "M0 0H";
   for (std::size_t i = 0; i < kMaxSegments; ++i) many += "1 ";

@@ -16,6 +16,7 @@
 #include "stage/sources/expression.h"
 #include "tests/stage/bad_scenes.h"
 #include "tests/stage/catalog_for_tests.h"
+#include "tests/support/error_of.h"
 
 namespace orvandel::stage {
 namespace {
@@ -132,13 +133,8 @@ TEST(ExpressionSource, StaysInRangeAndRefusesWhatIsNoNumber) {
   EXPECT_EQ(At(scene, "Direction", 300000), 32768 - 1.0 / 65536);
   EXPECT_EQ(ValueAtTime(scene, scene.emitters[0], ParamForTests("Producer Point"), 0), Value(PointValue{-32768, 5}));
   EXPECT_EQ(At(scene, "Lifespan (sec)", 0), 1);
-  try {
-    At(scene, "Lifespan (sec)", 480000);
-    ADD_FAILURE();
-  } catch (const InputError& error) {
-    EXPECT_EQ(std::string(error.what()),
-              "scene.json: /parameters/Lifespan (sec)/expression: the expression is not a number at 2 s");
-  }
+  EXPECT_EQ(test::ErrorOf<InputError>([&] { At(scene, "Lifespan (sec)", 480000); }),
+            "scene.json: /parameters/Lifespan (sec)/expression: the expression is not a number at 2 s");
 }
 
 constexpr int kRate = 22050;  // 735 samples a tick

@@ -5,10 +5,10 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <random>
 
 #include "stage/base/errors.h"
+#include "stage/films/film_out.h"
 #include "stage/stills/png_file.h"
 #include "tests/stage_host/media_files.h"
 
@@ -21,11 +21,6 @@ Scene SceneOf(std::int32_t width, std::int32_t height) {
   scene.height = height;
   scene.time = MakeTimebase({25, 1}, {10, 1});
   return scene;
-}
-
-double ToLinear(double stored) { return stored <= 0.04045 ? stored / 12.92 : std::pow((stored + 0.055) / 1.055, 2.4); }
-double ToStored(double linear) {
-  return linear <= 0.0031308 ? linear * 12.92 : 1.055 * std::pow(linear, 1 / 2.4) - 0.055;
 }
 
 // In words: what the picture adds is weighted with its alpha, and what it hides of the background too.
@@ -74,17 +69,31 @@ TEST(Background, IsTheNearestMixInEveryWay) {
   }
 }
 
+Picture Plate(std::uint8_t grey) {
+  Picture plate(8, 4);
+  for (std::size_t i = 0; i < plate.bytes.size(); ++i) plate.bytes[i] = i % 4 == 0 ? 255 : grey;
+  return plate;
+}
+
+// A film runs along.
 TEST(Background, PicturesStandBehindAtTheRendersSize) {
   const TempFolder folder;
-  Picture plate(8, 4);
-  for (std::size_t i = 0; i < plate.bytes.size(); ++i) plate.bytes[i] = i % 4 == 0 ? 255 : 90;
-  WritePng(folder / "plate.png", plate);
+  WritePng(folder / "plate.png", Plate(90));
+  const auto film = OpenFilm(folder / "plate.mkv", {.frameRate = {25, 1}, .width = 8, .height = 4});
+  for (const int frame : {0, 1, 2}) film->Add(Plate(static_cast<std::uint8_t>(90 + 10 * frame)));
+  film->Finish();
   Scene scene = SceneOf(8, 4);
-  scene.background.medium = Media{"", folder / "plate.png", {0, 1}};
-  for (const Blend blend : {Blend::kNormal, Blend::kScreen}) {
-    scene.blend = blend;
-    const Picture result = Background(scene, OutputScale::Downsampled(scene, 2)).Behind(Picture(4, 2), 0);
-    for (std::size_t i = 0; i < result.bytes.size(); ++i) EXPECT_EQ(result.bytes[i], i % 4 == 0 ? 255 : 90);
+  for (const char* name : {"plate.png", "plate.mkv"}) {
+    scene.background.medium = Media{"", folder / name, {0, 1}};
+    for (const Blend blend : {Blend::kNormal, Blend::kScreen}) {
+      scene.blend = blend;
+      Background background(scene, OutputScale::Downsampled(scene, 2));
+      for (const int frame : {0, 2, 1}) {
+        const Picture result = background.Behind(Picture(4, 2), scene.time.TimeOfFrame(frame));
+        const int grey = name[6] == 'p' ? 90 : 90 + 10 * frame;
+        for (std::size_t i = 0; i < result.bytes.size(); ++i) EXPECT_EQ(result.bytes[i], i % 4 == 0 ? 255 : grey);
+      }
+    }
   }
   scene.background.medium->file = "no/such/file.png";
   EXPECT_THROW(Background(scene, OutputScale::Downsampled(scene, 1)), InputError);

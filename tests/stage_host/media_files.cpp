@@ -1,5 +1,6 @@
 #include "media_files.h"
 
+#include <cmath>
 #include <stdexcept>
 
 extern "C" {
@@ -63,6 +64,25 @@ std::vector<std::uint8_t> ReadBytes(const std::filesystem::path& file) {
 
 void WriteBytes(const std::filesystem::path& file, const std::vector<std::uint8_t>& bytes) {
   test::WriteFile(file, {bytes.begin(), bytes.end()});
+}
+
+void WriteWave(const std::filesystem::path& file, int rate, const std::vector<std::int16_t>& samples) {
+  std::vector<std::uint8_t> bytes;
+  const auto put = [&](std::uint32_t value, int size) {
+    for (int i = 0; i < size; ++i) bytes.push_back(static_cast<std::uint8_t>(value >> (8 * i)));
+  };
+  const auto text = [&](const std::string& word) { bytes.insert(bytes.end(), word.begin(), word.end()); };
+  const auto dataBytes = static_cast<std::uint32_t>(samples.size() * 4);
+  text("RIFF"), put(36 + dataBytes, 4), text("WAVEfmt "), put(16, 4), put(1, 2), put(2, 2);
+  put(static_cast<std::uint32_t>(rate), 4), put(static_cast<std::uint32_t>(rate) * 4, 4), put(4, 2), put(16, 2);
+  text("data"), put(dataBytes, 4);
+  for (const std::int16_t sample : samples) put(static_cast<std::uint16_t>(sample) * 0x10001u, 4);
+  WriteBytes(file, bytes);
+}
+
+double ToLinear(double stored) { return stored <= 0.04045 ? stored / 12.92 : std::pow((stored + 0.055) / 1.055, 2.4); }
+double ToStored(double linear) {
+  return linear <= 0.0031308 ? linear * 12.92 : 1.055 * std::pow(linear, 1 / 2.4) - 0.055;
 }
 
 }  // namespace orvandel::stage

@@ -10,10 +10,12 @@
 #include "stage/ffmpeg/ffmpeg_support.h"
 #include "stage/picture/picture.h"
 #include "stage/scene/timebase.h"
+#include "tests/support/error_of.h"
 #include "tests/support/temp_folder.h"
 
 namespace orvandel::stage {
 
+using test::ErrorOf;
 using test::TempFolder;
 
 // Every byte random, a quarter of the pixels with alpha 0 and a quarter with alpha 255.
@@ -27,5 +29,12 @@ void EncodePng(const std::filesystem::path& file, const AVFrame& frame);
 
 std::vector<std::uint8_t> ReadBytes(const std::filesystem::path& file);
 void WriteBytes(const std::filesystem::path& file, const std::vector<std::uint8_t>& bytes);
+
+// A WAV file of two channels that are alike.
+void WriteWave(const std::filesystem::path& file, int rate, const std::vector<std::int16_t>& samples);
+
+// The curve of stored colours by its formula, 0 to 1.
+double ToLinear(double stored);
+double ToStored(double linear);
 
 }  // namespace orvandel::stage

@@ -54,23 +54,11 @@ Heard Listen(const std::filesystem::path& film) {
 // Two channels of silence, but for a short click at each of these samples.
 void WriteClicks(const std::filesystem::path& file, int rate, std::size_t length,
                  const std::vector<std::size_t>& clicks) {
-  std::vector<std::uint8_t> bytes;
-  const auto put = [&](std::uint32_t value, int size) {
-    for (int i = 0; i < size; ++i) bytes.push_back(static_cast<std::uint8_t>(value >> (8 * i)));
-  };
-  const auto text = [&](const char* word) {
-    for (int i = 0; i < 4; ++i) bytes.push_back(static_cast<std::uint8_t>(word[i]));
-  };
-  const auto dataBytes = static_cast<std::uint32_t>(length * 4);
-  text("RIFF"), put(36 + dataBytes, 4), text("WAVE"), text("fmt "), put(16, 4), put(1, 2), put(2, 2);
-  put(static_cast<std::uint32_t>(rate), 4), put(static_cast<std::uint32_t>(rate) * 4, 4), put(4, 2), put(16, 2);
-  text("data"), put(dataBytes, 4);
   std::vector<std::int16_t> samples(length);
   for (const std::size_t click : clicks) {
     for (std::size_t i = click; i < std::min(click + 24, length); ++i) samples[i] = i % 2 == click % 2 ? 28000 : -14000;
   }
-  for (const std::int16_t sample : samples) put(static_cast<std::uint16_t>(sample) * 0x10001u, 4);
-  WriteBytes(file, bytes);
+  WriteWave(file, rate, samples);
 }
 
 // The first sample of each click: louder than a third after a hundredth of a second of less.
@@ -87,11 +75,7 @@ std::vector<std::int64_t> ClicksIn(const Heard& heard) {
 }
 
 void WriteFilm(const std::filesystem::path& file, Rational rate, int pictures, const FilmSound& sound) {
-  FilmOptions options;
-  options.frameRate = rate;
-  options.width = options.height = 16;
-  options.sound = sound;
-  const auto writer = OpenFilm(file, options);
+  const auto writer = OpenFilm(file, {.frameRate = rate, .width = 16, .height = 16, .sound = sound});
   for (int i = 0; i < pictures; ++i) writer->Add(Picture(16, 16));
   writer->Finish();
 }

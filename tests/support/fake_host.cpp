@@ -5,6 +5,8 @@
 #include <cstring>
 #include <stdexcept>
 
+#include "orvandel/wave_report.h"
+
 namespace orvandel::test {
 namespace {
 
@@ -257,6 +259,17 @@ struct FakeCallbacks {
     *y = Distorted(Host(ref), a.second + (b.second - a.second) * t);
     return 0;
   }
+  static std::int32_t ReportWave(OrvEffectRef ref, const OrvWave* wave) {
+    FakeHost& host = Host(ref);
+    for (std::int32_t i = 0; i < wave->pointCount; ++i) {
+      if (!std::isfinite(wave->points[i].x) || wave->size <= 0)
+        host.problems_.insert("an impossible wave was reported");
+    }
+    host.stopped_ = true;  // unless it is answered: it may throw
+    const Fault* fault = host.FaultAt(Callback::kReportWave);
+    host.stopped_ = fault != nullptr;
+    return fault == nullptr ? 0 : fault->code;
+  }
   static std::int32_t ReleaseQuery(OrvEffectRef ref, OrvPathRef, std::int32_t, OrvLengthQuery) {
     if (--Host(ref).queries_ < 0) Host(ref).problems_.insert("a length query was released twice");
     return 0;
@@ -289,11 +302,14 @@ std::int32_t FakeCallbacks::Acquire(const char* name, std::int32_t version, cons
     *rows = Host(ref).rowsBetweenReports;
     return 0;
   }};
-  const bool isStamp = std::strcmp(name, ORV_CHANGE_STAMP_SERVICE) == 0;
-  const bool isInterval = std::strcmp(name, ORV_PROGRESS_INTERVAL_SERVICE) == 0;
-  if ((isStamp && current->changeStamp == 0) || (isInterval && current->rowsBetweenReports == 0)) return 1;
+  static constexpr OrvWaveReportService kReport = {&ReportWave};
+  const auto isOffered = [name](const char* one, bool offered) { return offered && std::strcmp(name, one) == 0; };
+  const bool isStamp = isOffered(ORV_CHANGE_STAMP_SERVICE, current->changeStamp != 0);
+  const bool isInterval = isOffered(ORV_PROGRESS_INTERVAL_SERVICE, current->rowsBetweenReports != 0);
+  const bool isReport = isOffered(ORV_WAVE_REPORT_SERVICE, current->hearsWaves);
   const Fault* fault = current->FaultAt(Callback::kAcquire);
   const bool isNeeded = std::strncmp(name, "PF ", 3) == 0;
+  if (!isNeeded && !isStamp && !isInterval && !isReport) return 1;
   if (fault != nullptr && isNeeded) current->neededRefused_ = true;
   if (fault != nullptr && fault->code != 0) return fault->code;
   ++current->services_;
@@ -301,6 +317,7 @@ std::int32_t FakeCallbacks::Acquire(const char* name, std::int32_t version, cons
   if (fault != nullptr) return 0;
   if (isStamp) *service = &kChangeStamp;
   if (isInterval) *service = &kInterval;
+  if (isReport) *service = &kReport;
   if (std::strcmp(name, ORV_PARAM_UTILS_SERVICE) == 0 && version == 3) *service = &kParamUtils;
   if (std::strcmp(name, ORV_PATH_QUERY_SERVICE) == 0 && version == 1) *service = &kPathQuery;
   if (std::strcmp(name, ORV_PATH_DATA_SERVICE) == 0 && version == 1) *service = &kPathData;

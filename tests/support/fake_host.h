@@ -63,6 +63,7 @@ enum class Callback {
   kPrepareQuery,
   kSegmentLength,
   kPointAtLength,
+  kReportWave,
   kPoll,  // the abort check or the progress report, whichever comes first
   kCount
 };
@@ -146,6 +147,7 @@ class FakeHost {
   bool passParamsToRender = true;
   std::uint64_t changeStamp = 0;                             // offered as the optional service unless 0
   std::int32_t rowsBetweenReports = 0;                       // the same
+  bool hearsWaves = false;                                   // the same
   std::function<void()> onPoll;                              // before an abort check or progress report is answered
   std::function<double(double)> distortPaths;                // what the path services say of lengths and coordinates
   std::optional<OrvImage> lentOutput, lentInput, lentLayer;  // images of the test's own instead
