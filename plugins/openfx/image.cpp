@@ -229,6 +229,10 @@ void ReadRow(const ImageView& image, int x1, int x2, int y, FloatRow& row) {
 }
 
 void WriteRow(const ImageView& image, int x1, int x2, int y, const std::uint8_t* waves) {
+  if (image.form == PixelForm{}) {  // bytes as the effect's own
+    std::memcpy(PixelAt(image, x1, y), waves, static_cast<std::size_t>(x2 - x1) * 4);
+    return;
+  }
   const bool straight = image.form.alpha == AlphaState::kStraight && image.form.components != Components::kRgb;
   WithDepth(image.form.depth, [&](auto depth) {
     std::uint8_t* at = PixelAt(image, x1, y);
