@@ -219,7 +219,9 @@ OfxStatus Describe(const Suites& suites, OfxImageEffectHandle descriptor) {
 
 OfxStatus DescribeInContext(const Suites& suites, OfxImageEffectHandle descriptor, const std::string& context,
                             const ParamTable& table) {
-  if (!DefineClips(suites, descriptor, context)) return kMissingHostFeature;
+  const bool known =
+      context == context::kGenerator || context == context::kFilter || context == context::kGeneral || context.empty();
+  if (!known || !DefineClips(suites, descriptor, context)) return kMissingHostFeature;
   OfxParamSetHandle params = nullptr;
   if (suites.effects->getParamSet(descriptor, &params) != kOk) return kMissingHostFeature;
   ParamDefiner definer(suites, params);

@@ -70,7 +70,6 @@ class Instance {
   void EndSequence();
   double SequenceNumber() const;
 
-  KeptFrames frames;
   KeptTimes tracedFrames;
 
  private:

@@ -8,6 +8,12 @@
 
 namespace orvandel::ofx {
 
+// Never destroyed: actions come from a host's own last destructors.
+KeptFrames& KeptFrames::The() {
+  static auto* const frames = new KeptFrames;
+  return *frames;
+}
+
 KeptFrames::Place KeptFrames::Find(const FrameKey& key) {
   return std::find_if(entries_.begin(), entries_.end(), [&](const auto& entry) { return entry->key == key; });
 }
@@ -42,9 +48,19 @@ FramePtr KeptFrames::Get(const FrameKey& key, const std::function<Frame()>& make
   }
   lock.lock();
   entry->picture = picture;
-  while (entries_.size() > kMost && entries_.back()->picture != nullptr) entries_.pop_back();
+  DropOldest();
   done_.notify_all();
   return picture;
+}
+
+// Frames in the making stay.
+void KeptFrames::DropOldest() {
+  std::size_t count = 0, bytes = 0;
+  entries_.remove_if([&](const auto& entry) {
+    if (entry->picture == nullptr) return false;
+    bytes += entry->picture->bytes.size();
+    return ++count > kMost || (count > kFewest && bytes > kMostBytes);
+  });
 }
 
 void KeptFrames::Clear() {

@@ -1,4 +1,5 @@
-// Frames that have been rendered, kept for those who ask for another part of one, or at the same time.
+// Frames that have been rendered, kept for those who ask for another part of one, or at the same time. The process's
+// instances share them, so that a hundred of them take no more memory than one.
 //
 // Any thread may ask. Who asks for a frame that another thread is at waits for it; different frames are made at once.
 #pragma once
@@ -40,6 +41,8 @@ using FramePtr = std::shared_ptr<const Frame>;
 
 class KeptFrames {
  public:
+  static KeptFrames& The();
+
   // `make` is called outside any lock, once for all who wait; what it throws is thrown to its caller, and the next one
   // tries again. `shouldStop` is asked while waiting: Interrupted.
   FramePtr Get(const FrameKey& key, const std::function<Frame()>& make, const std::function<bool()>& shouldStop);
@@ -50,11 +53,13 @@ class KeptFrames {
     FrameKey key;
     FramePtr picture;  // null: in the making
   };
-  static constexpr std::size_t kMost = 4;  // both fields of a frame, and tiles of two frames in turns
+  // Two of any size, else as many as fit: fields of a frame, and tiles of several frames in turns.
+  static constexpr std::size_t kFewest = 2, kMost = 64, kMostBytes = std::size_t{192} << 20;
 
   using Place = std::list<std::shared_ptr<Entry>>::iterator;
   Place Find(const FrameKey& key);
   void Forget(const std::shared_ptr<Entry>& entry);
+  void DropOldest();
 
   std::mutex guard_;
   std::condition_variable done_;

@@ -96,6 +96,10 @@ std::shared_ptr<const bridge::Look> LookOf(const FrameGrid& grid, const stage::R
                      [&] { return bridge::Look::FromText(text, sceneFile); });
 }
 
+std::string StampOf(const std::string& mask) {
+  return mask.empty() ? mask : mask + '\n' + WrittenAt(FileAndPart(mask).first);
+}
+
 std::shared_ptr<const bridge::Player> PlayerOf(const std::vector<double>& values) {
   return Players().Get(values, [] { return std::make_shared<bridge::Player>(); });
 }

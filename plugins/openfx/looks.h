@@ -21,6 +21,9 @@ struct MaskChoice {
 std::shared_ptr<const bridge::Look> LookOf(const FrameGrid& grid, const stage::Rational& frameRate,
                                            const MaskChoice& mask);
 
+// A mask's name, and when its file was last written.
+std::string StampOf(const std::string& mask);
+
 // Whoever has the same values goes on where the other stopped.
 std::shared_ptr<const bridge::Player> PlayerOf(const std::vector<double>& values);
 

@@ -121,7 +121,7 @@ Moment::Moment(Instance& instance, double frame, OfxPointD scale, bool draft, co
 double Moment::FrameOf(const bridge::LookTime& time) const { return std::floor(clock_.FrameAt(time.units + 1)); }
 
 FrameKey Moment::Key() const {
-  FrameKey key{grid_, draft_, values_.Key(), values_.File()};
+  FrameKey key{grid_, draft_, values_.Key(), StampOf(Mask().file)};
   for (const double side : {stage_.rect.x1, stage_.rect.y1, stage_.rect.x2, stage_.rect.y2, stage_.pixelAspect}) {
     key.values.push_back(side);
   }
@@ -153,7 +153,7 @@ FramePtr Moment::Render(bridge::PictureSource* pictures) {
   FrameKey key = Key();
   // What is traced cannot be compared: within a sequence of renders it stays, otherwise no frame is like another.
   key.values.push_back(TracedClip() == nullptr ? 0.0 : instance_.SequenceNumber());
-  return instance_.frames.Get(
+  return KeptFrames::The().Get(
       key, [&] { return Make(*PlayerOf(Signature()), pictures); }, shouldStop);
 }
 

@@ -120,7 +120,7 @@ OfxStatus OfInstance(std::string_view action, Instance& instance, OfxPropertyHan
     return kOk;
   }
   if (action == action::kPurgeCaches) {
-    instance.frames.Clear();
+    KeptFrames::The().Clear();
     return kOk;
   }
   // Some hosts do not render while a message stands.
@@ -135,6 +135,7 @@ bool Is(std::string_view action, std::initializer_list<Name> names) {
 OfxStatus Dispatch(std::string_view action, const void* handle, OfxPropertyHandle in, OfxPropertyHandle out) {
   if (action == action::kLoad) return Load();
   if (action == action::kUnload) {
+    KeptFrames::The().Clear();
     ForgetLooksAndPlayers();
     bridge::EffectPool::The().DropIdle();
     return kOk;

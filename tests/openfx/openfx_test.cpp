@@ -348,6 +348,7 @@ TEST(Faults, AreSurvivedAndSaid) {
   Habits bare;
   bare.missingSuites = {kParameterSuite};
   EXPECT_EQ(Host(ThePlugin(), bare, context::kFilter).Described(), kMissingHostFeature);
+  EXPECT_EQ(Host(ThePlugin(), {}, "OfxImageEffectContextTransition").Described(), kMissingHostFeature);
 }
 
 // Projects hold these names, and choices by place or by text. What is here stays; what is new comes after it.

@@ -136,6 +136,22 @@ TEST_F(SameBytes, ScenesOfRandomValues) {
   }
 }
 
+// Each outline is drawn by an effect of its own, with its part of the Expansion.
+TEST_F(SameBytes, DrawingsOfSeveralOutlines) {
+  for (const std::string name : {"crow.svg", "mark.svg"}) {
+    SCOPED_TRACE(name);
+    const fs::path media = ORVANDEL_MEDIA;
+    const stage::Scene scene = stage::ReadSceneText(
+        R"({"version": 1, "width": 160, "height": 90, "frameRate": 30, "duration": 4, "masks": {"m": {"file": ")" +
+            name +
+            R"("}}, "parameters": {"Wave Type": "Mask", "Spin": {"keyframes": [{"time": 0, "value": 0},
+            {"time": 3, "value": 90}]}}})",
+        media / "scene.json", Catalog());
+    Compare(scene, media / name, 1, {50, 20});
+    Compare(scene, media / name, 2, {50});
+  }
+}
+
 TEST_F(SameBytes, EightThreadsWithInstancesOfTheirOwnAndWithOne) {
   stage::Scene scene = stage::ReadSceneText(
       R"json({"version": 1, "width": 160, "height": 90, "frameRate": 30, "duration": 2, "parameters": {

@@ -50,14 +50,16 @@ class ScenePlayer {
  public:
   ScenePlayer(const stage::Scene& scene, const stage::ParamCatalog& catalog) : scene_(scene), catalog_(catalog) {}
 
-  // Answers the instance's parameters; a mask is written to a file.
+  // Answers the instance's parameters; a mask is an absolute file, or a path that is written to one.
   void Direct(OfxImageEffect& effect, const std::string& maskPath) const {
     for (const auto& param : effect.params.params) {
       if (param->type == type::kGroup) continue;
       const stage::ParamInfo* info = catalog_.Find(param->properties.Get<std::string>(prop::kLabel));
       if (info == nullptr || info->Type() == ORV_PARAM_LAYER) continue;
       if (info->Type() == ORV_PARAM_PATH) {
-        if (!maskPath.empty()) {
+        if (maskPath.rfind('/', 0) == 0) {
+          param->text = maskPath;
+        } else if (!maskPath.empty()) {
           param->text = folder_ / "mask.svg";
           orvandel::test::WriteFile(param->text, "<svg><path d=\"" + maskPath + "\"/></svg>");
         }
