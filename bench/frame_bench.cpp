@@ -13,6 +13,7 @@ int main(int argc, char** argv) {
   orvandel::bench::RegisterSimulation();
   orvandel::bench::RegisterProgram();
   orvandel::bench::RegisterCrew();
+  orvandel::bench::RegisterPlayers();
   benchmark::RunSpecifiedBenchmarks();
   return 0;
 }

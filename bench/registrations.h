@@ -7,5 +7,6 @@ void RegisterContours();
 void RegisterSimulation();
 void RegisterProgram();
 void RegisterCrew();
+void RegisterPlayers();
 
 }  // namespace orvandel::bench

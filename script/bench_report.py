@@ -35,6 +35,8 @@ PAIRS = [
     ("Two threads with modules of their own against one, `ripple`", "crew/ripple/threads_2", "crew/ripple/threads_1",
      1 / 1.9),
     ("The same, `star_burst`", "crew/star_burst/threads_2", "crew/star_burst/threads_1", 1 / 1.9),
+    ("An editor's frames at ten minutes, backward against forward", "player/ripple/backward", "player/ripple/forward", 1.5),
+    ("An editor's eight clips on two threads against one", "player/ripple/threads_2", "player/ripple/threads_1", 1 / 1.9),
     ("Whole program, wall time of 2 jobs against 1, `ripple`", "program/ripple/jobs_2", "program/ripple/jobs_1",
      1 / 1.8),
     ("Whole program, processor time of 2 jobs against 1, `ripple`", "program/ripple/jobs_2/cpu",
@@ -90,7 +92,7 @@ def read_results(files):
             if run.get("error_occurred"):
                 errors.append(f"{name}: {run['error_message']}")
                 continue
-            clock = "real_time" if name.startswith(("program/", "crew/")) else "cpu_time"
+            clock = "real_time" if name.startswith(("program/", "crew/", "player/")) else "cpu_time"
             scale = {"ns": 1e-6, "us": 1e-3, "ms": 1, "s": 1e3}[run["time_unit"]]
             times.setdefault(name, []).append(run[clock] * scale)
             if "cpu_s" in run:  # of the processes that the benchmark started
