@@ -57,6 +57,9 @@ std::string ExplainArguments(const CLI::App& app, const CLI::ParseError& error) 
   Replace(text, ".000000", "");
   Replace(text, " not in {", " is none of {");
   Replace(text, "Value ", "");
+  if (const auto at = text.find(" unit not recognized"); at != std::string::npos) {
+    text = text.substr(0, at) + " is not a number of bytes, such as 8G, 500M or 2000000000";
+  }
   Replace(text, " not in range ", " is not a number in the range ");
   return fmt::format("{} (orvandel {}--help)", text, command == nullptr ? "" : command->get_name() + " ");
 }

@@ -146,6 +146,7 @@ void AddParams(CLI::App& app, ParamsRequest& request) {
   CLI::App& command = *app.add_subcommand("params", "List the effect's parameters, and their values in a scene");
   CLI::Option* scene = AddScene(command, request.scene, "Show the values that this scene sets");
   AddTime(command, request.seconds, "At this time of the scene, in seconds; default 0")->needs(scene);
+  for (const char* override : {"--set", "--size", "--fps", "--duration"}) command.get_option(override)->needs(scene);
   CLI::Option* json = command.add_flag("--json", request.asJson, "As JSON");
   command
       .add_flag("--assignments", request.asAssignments,

@@ -110,6 +110,7 @@ MemoryNeed EstimateMemory(const stage::Scene& scene, const std::vector<MediumSiz
 
 std::string MemoryText(std::uint64_t bytes) {
   const double gigabytes = static_cast<double>(bytes) / 1e9;
+  if (bytes < 1'000'000) return fmt::format("{} byte{}", bytes, bytes == 1 ? "" : "s");
   if (gigabytes < 1) return fmt::format("{:.0f} MB", gigabytes * 1000);
   return gigabytes < 100 ? fmt::format("{:.1f} GB", gigabytes) : fmt::format("{:.0f} GB", gigabytes);
 }

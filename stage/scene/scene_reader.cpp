@@ -31,6 +31,8 @@ namespace {
 constexpr std::int64_t kMaxAspectTerm = 65535;
 constexpr std::string_view kInputName = "input";
 constexpr std::string_view kCompositings = "\"stored\" or \"linear\"";
+constexpr std::string_view kBackgrounds =
+    "a colour \"#rrggbb\", \"input\", a file name or {\"file\": name, \"start\": seconds}";
 constexpr std::string_view kRateForms = "a number or \"numerator/denominator\"";
 
 double ReadWhole(const JsonPlace& place, double low, double high) {
@@ -270,17 +272,20 @@ class SceneReader {
 
   void ReadBackground(const JsonPlace& place) {
     Backdrop& background = scene_.background;
-    if (!place.IsString()) {
+    if (place.IsObject()) {
       background.medium = ReadMedia(place, "background", files_);
       return;
     }
-    const std::string& text = place.Text("a colour \"#rrggbb\", a file name or \"input\"");
+    const std::string& text = place.Text(kBackgrounds);
     if (text == kInputName) {
       if (!root_.Find(kInputName)) place.Fail("the scene has no \"input\"");
       background.medium = scene_.input;
     } else if (text.starts_with('#')) {
       background.color = ParseColor(text);
       if (!background.color) place.FailNot("a colour \"#rrggbb\"");
+    } else if (text.find_first_of("./%") == std::string::npos &&
+               !std::filesystem::exists(scene_.file.parent_path() / text)) {
+      place.FailNot(kBackgrounds);  // a colour's name, more likely than a file's
     } else {
       background.medium = ReadMedia(place, "background", files_);
     }
