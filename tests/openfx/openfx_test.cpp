@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <set>
 
+#include "plugins/openfx/half.h"
 #include "scene_player.h"
 #include "tests/support/dice.h"
 
@@ -217,6 +218,17 @@ TEST(Pixels, OfEveryKind) {
         }
       }
     }
+  }
+}
+
+TEST(Pixels, HalvesAreBinary16) {
+  const std::pair<float, int> known[] = {{1, 0x3C00},   {-2, 0xC000},       {65504, 0x7BFF},    {65520, 0x7C00},
+                                         {0x1p-24F, 1}, {0x1p-14F, 0x0400}, {1 / 3.0F, 0x3555}, {1 + 0x1p-11F, 0x3C00}};
+  for (const auto& [value, bits] : known) EXPECT_EQ(HalfOfFloat(value), bits) << value;
+  for (int bits = 0; bits < 0x7C00; ++bits) {
+    const auto half = static_cast<std::uint16_t>(bits);
+    ASSERT_EQ(HalfOfFloat(FloatOfHalf(half)), half);
+    ASSERT_LT(FloatOfHalf(half), FloatOfHalf(static_cast<std::uint16_t>(bits + 1)));
   }
 }
 
