@@ -9,7 +9,7 @@ namespace {
 constexpr std::int32_t kGrid = 32;     // ticks
 constexpr std::int32_t kShortWay = 3;  // what playing on takes at usual rates
 constexpr std::size_t kMostStates = 96;
-constexpr std::size_t kMostBytes = std::size_t{48} << 20;
+constexpr std::size_t kMostBytes = std::size_t{16} << 20;
 
 }  // namespace
 
