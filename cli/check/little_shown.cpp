@@ -91,7 +91,7 @@ std::string WhyLittleIsShown(stage::EffectModule& module, const stage::Scene& sc
   const std::int64_t tick =
       scene.time.TimeOfFrame(frames.back()) * static_cast<std::int64_t>(kTicksPerSecond) / scene.time.timeScale;
   const EmitterValues values(scene, scene.emitters.front(), module.Catalog());
-  const std::string ofOutline = WhyOfOutline(scene, values, tick, all.waves > 0);
+  std::string ofOutline = WhyOfOutline(scene, values, tick, all.waves > 0);
   if (!ofOutline.empty()) return ofOutline;
   if (all.waves == 0) {
     return "no wave is alive in these frames: they come before the first birth, or after the last wave's life; "

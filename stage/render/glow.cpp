@@ -50,8 +50,14 @@ void TakeBrightParts(const Planes& light, double threshold, Planes& bright) {
 // light as signed words is what vector units can do.
 double Number(std::uint32_t light) { return static_cast<std::int32_t>(light); }
 
+// Of a number that is never negative and at most full light.
+std::uint32_t Rounded(double light) {
+  const double raised = light + 0.5;
+  return static_cast<std::uint32_t>(static_cast<std::int32_t>(raised));
+}
+
 std::uint32_t Mean(double sum, double ends, const Box& box, double share) {
-  return static_cast<std::uint32_t>(static_cast<std::int32_t>((sum * kBoxShares + ends * box.ends) * share + 0.5));
+  return Rounded((sum * kBoxShares + ends * box.ends) * share);
 }
 
 // The running sums of all columns go down together: rows are read in the order of memory.
@@ -168,8 +174,7 @@ Picture16 WithGlow(const Picture16& picture, const Glow& glow, double scale, boo
     for (std::size_t i = 0; i < wide.size(); ++i) {
       const double halo = Number(narrow[c][i]) + Number(wide[i]);
       const double sum = Number(light[c][i]) + glow.strength * 0.5 * halo;
-      light[c][i] =
-          static_cast<std::uint32_t>(static_cast<std::int32_t>(std::min(sum, static_cast<double>(kFullLight)) + 0.5));
+      light[c][i] = Rounded(std::min(sum, static_cast<double>(kFullLight)));
     }
   }
   return PictureOf(picture, light, linear);
