@@ -143,6 +143,8 @@ class InputPicture final : public bridge::PictureSource {
   std::int32_t width_, height_;
 };
 
+bool IsTime(double time) { return std::fabs(time) < 1e15; }
+
 stage::Rational RateOf(const std::string& text) {
   try {
     const std::string_view bare = stage::Trimmed(text);
@@ -212,6 +214,15 @@ void Instance::OpenLook() {
   look_ = bridge::Look::Open(wanted);
 }
 
+// FFmpeg's filter loses the time of frames whose width is no multiple of 64. It shows them in their order to one
+// instance, so that counting is right there, at the rate that is known.
+double Instance::CountedSeconds(const stage::Rational& rate) {
+  constexpr stage::Rational kUsual{30, 1};
+  const stage::Rational& known = rate.num > 0 ? rate : kUsual;
+  const std::lock_guard lock(guard_);
+  return static_cast<double>(untimed_++ * known.den) / static_cast<double>(known.num);
+}
+
 void Instance::Render(double time, TimeUnit callersUnit, const std::uint32_t* in, std::uint32_t* out) {
   if (params_ == nullptr) throw stage::WorkError(complained_);
   Values values(*params_);
@@ -229,9 +240,13 @@ void Instance::Render(double time, TimeUnit callersUnit, const std::uint32_t* in
   request.frameRate = RateOf(values.At(Role::kFrameRate).text);
   const std::int32_t said = WordOf({"auto", "seconds", "milliseconds"}, values.At(Role::kTimeUnit).text);
   const TimeUnit unit = said > 1 ? static_cast<TimeUnit>(said - 1) : callersUnit;
-  request.seconds = unit == TimeUnit::kMilliseconds
-                        ? SecondsOfMilliseconds(time, request.frameRate, request.look->FrameRate())
-                        : time;
+  if (!IsTime(time)) {
+    request.seconds = CountedSeconds(request.frameRate.num > 0 ? request.frameRate : request.look->FrameRate());
+  } else if (unit == TimeUnit::kMilliseconds) {
+    request.seconds = SecondsOfMilliseconds(time, request.frameRate, request.look->FrameRate());
+  } else {
+    request.seconds = time;
+  }
   request.width = width_;
   request.height = height_;
   request.params = &values;

@@ -36,6 +36,7 @@ class Instance {
   struct Values;
   void Render(double time, TimeUnit callersUnit, const std::uint32_t* in, std::uint32_t* out);
   void OpenLook();
+  double CountedSeconds(const stage::Rational& rate);
   void Complain(const std::string& what);
   std::size_t Pixels() const { return static_cast<std::size_t>(width_) * static_cast<std::size_t>(height_); }
 
@@ -48,6 +49,7 @@ class Instance {
   std::string scene_;                         // that look_ was opened for
   std::shared_ptr<const bridge::Look> look_;  // null: it cannot be opened
   std::string complained_;
+  std::int64_t untimed_ = 0;  // frames that came without a time
 };
 
 }  // namespace orvandel::frei0r

@@ -182,6 +182,15 @@ def check_mistakes_are_told():
     assert done.returncode == 0 and "sonar\"" in done.stderr, done.stderr
 
 
+def check_filter_without_times():
+    """The host loses the times of such widths."""
+    through = [run("ffmpeg", "-v", "error", "-f", "lavfi", "-i", f"color=black:size={width}x96:rate=30", "-vf",
+                   "frei0r=filter_name=orvandel-over:filter_params=rain", "-frames:v", 9, "-f", "framehash", "-hash", "md5",
+                   "-").stdout for width in (96, 128)]
+    for text in through:
+        assert len({line.split()[-1] for line in text.splitlines() if not line.startswith("#")}) > 4, text
+
+
 checks = {name[6:]: check for name, check in list(globals().items()) if name.startswith("check_")}
 failed = 0
 for name, check in checks.items():
