@@ -11,6 +11,7 @@
 #include "cli/progress.h"
 #include "cli/render/output.h"
 #include "stage/scene/scene_reader.h"
+#include "stage/stills/png_compressor.h"
 
 namespace orvandel::cli {
 
@@ -29,6 +30,7 @@ struct RenderRequest {
   bool highQuality = true;
   std::int32_t downsample = 1;
   int depth = 8;
+  stage::PngEffort pngEffort = stage::PngEffort::kFast;
   std::string codec;       // empty: the extension's usual one
   std::string background;  // empty: the scene's own
   bool noSound = false;

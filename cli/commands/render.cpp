@@ -200,6 +200,7 @@ SceneWorkSettings WorkOf(const RenderRequest& request) {
   settings.render.measureCoverage = true;
   settings.render.maxWaves = request.scene.maxWaves;
   settings.depth = request.depth;
+  settings.pngEffort = request.pngEffort;
   settings.ifTaken = IfTakenOf(request.existing);
   return settings;
 }

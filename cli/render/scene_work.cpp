@@ -21,6 +21,7 @@ class SceneWork final : public FrameWork {
   SceneWork(const SceneWorkSettings& settings, const stage::Scene& scene, const Output& output)
       : output_(output),
         depth_(settings.depth),
+        pngEffort_(settings.pngEffort),
         ifTaken_(settings.ifTaken),
         module_(stage::LoadEffect(settings.module)),
         renderer_(std::in_place, module_, scene, settings.render) {}
@@ -55,15 +56,16 @@ class SceneWork final : public FrameWork {
       if (output_.IsExr()) {
         stage::WriteExr(file, picture, ifTaken_);
       } else {
-        stage::WritePng16(file, picture, ifTaken_);
+        stage::WritePng16(file, picture, ifTaken_, pngEffort_);
       }
     } else {
-      stage::WritePng(file, renderer_->Render(frame), ifTaken_);
+      stage::WritePng(file, renderer_->Render(frame), ifTaken_, pngEffort_);
     }
   }
 
   const Output& output_;
   int depth_;
+  stage::PngEffort pngEffort_;
   stage::IfTaken ifTaken_;
   stage::EffectModule module_;
   std::optional<stage::SceneRenderer> renderer_;

@@ -10,6 +10,7 @@
 #include "stage/base/partial_file.h"
 #include "stage/render/frame_renderer.h"
 #include "stage/scene/scene.h"
+#include "stage/stills/png_compressor.h"
 
 namespace orvandel::cli {
 
@@ -17,6 +18,7 @@ struct SceneWorkSettings {
   std::filesystem::path module;
   stage::RenderOptions render;
   int depth = 8;  // bits a channel of pictures
+  stage::PngEffort pngEffort = stage::PngEffort::kFast;
   stage::IfTaken ifTaken = stage::IfTaken::kFail;
 };
 

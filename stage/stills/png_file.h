@@ -8,6 +8,7 @@
 #include "stage/base/partial_file.h"
 #include "stage/picture/picture.h"
 #include "stage/picture/picture16.h"
+#include "stage/stills/png_compressor.h"
 
 namespace orvandel::stage {
 
@@ -27,8 +28,10 @@ std::string EncodePng(const Picture& rgba);
 
 // Writes 8-bit RGBA with exactly the picture's bytes (all four, also where alpha is 0). The file appears under its name
 // when it is whole. Throws WorkError with the file and the reason.
-void WritePng(const std::filesystem::path& file, Picture picture, IfTaken ifTaken = IfTaken::kReplace);
+void WritePng(const std::filesystem::path& file, Picture picture, IfTaken ifTaken = IfTaken::kReplace,
+              PngEffort effort = PngEffort::kFast);
 // The same with 16 bits a channel.
-void WritePng16(const std::filesystem::path& file, const Picture16& picture, IfTaken ifTaken = IfTaken::kReplace);
+void WritePng16(const std::filesystem::path& file, const Picture16& picture, IfTaken ifTaken = IfTaken::kReplace,
+                PngEffort effort = PngEffort::kFast);
 
 }  // namespace orvandel::stage
