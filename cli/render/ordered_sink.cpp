@@ -1,7 +1,9 @@
 #include "cli/render/ordered_sink.h"
 
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <poll.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -11,6 +13,7 @@
 
 #include "cli/interrupt.h"
 #include "stage/base/errors.h"
+#include "stage/picture/pixel_order.h"
 
 namespace orvandel::cli {
 namespace {
@@ -36,32 +39,57 @@ class Film final : public OrderedSink {
 
 constexpr int kPollMilliseconds = 100;
 
+// Standard output, written so that a reader that takes nothing does not keep the person from stopping the render.
+class StandardOutput {
+ public:
+  StandardOutput() {
+    struct stat status {};
+    if (fstat(STDOUT_FILENO, &status) != 0) return;
+    if (S_ISREG(status.st_mode)) atOnce_ = kManyBytes;
+    if (!S_ISFIFO(status.st_mode)) return;
+    // Opened anew, it is this program's alone: whoever shares the first one need not know that writes do not block.
+    const int own = open("/proc/self/fd/1", O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+    if (own < 0) return;
+    descriptor_ = own;
+    atOnce_ = kManyBytes;
+    fcntl(own, F_SETPIPE_SZ, static_cast<int>(kManyBytes));  // where that is more than allowed, it stays as it is
+  }
+  ~StandardOutput() {
+    if (descriptor_ != STDOUT_FILENO) close(descriptor_);
+  }
+  StandardOutput(const StandardOutput&) = delete;
+  StandardOutput& operator=(const StandardOutput&) = delete;
+
+  // How many bytes were taken, which may be none; -1 with errno after a failure.
+  ssize_t WriteSome(const std::uint8_t* bytes, std::size_t size) const {
+    pollfd room{descriptor_, POLLOUT, 0};
+    if (poll(&room, 1, kPollMilliseconds) <= 0) return 0;
+    const ssize_t written = write(descriptor_, bytes, std::min(atOnce_, size));
+    return written < 0 && (errno == EINTR || errno == EAGAIN) ? 0 : written;
+  }
+
+ private:
+  static constexpr std::size_t kManyBytes = std::size_t{1} << 20;
+
+  int descriptor_ = STDOUT_FILENO;
+  std::size_t atOnce_ = PIPE_BUF;  // what a pipe that has any room takes without blocking
+};
+
 class RawStream final : public OrderedSink {
  public:
   void Put(std::span<const std::uint8_t> picture) override {
-    bytes_.resize(picture.size());
-    for (std::size_t i = 0; i + 3 < picture.size(); i += 4) {
-      bytes_[i] = picture[i + 1];
-      bytes_[i + 1] = picture[i + 2];
-      bytes_[i + 2] = picture[i + 3];
-      bytes_[i + 3] = picture[i];
-    }
+    bytes_.assign(picture.begin(), picture.end());
+    stage::AlphaLast(bytes_.data(), bytes_.size() / 4);
     for (std::size_t done = 0; done < bytes_.size();) done += WriteSome(done);
     ++pictures_;
   }
   void Finish() override {}
 
  private:
-  // A reader that takes nothing must not keep the person from stopping the render, so no write blocks: a pipe that has
-  // room takes PIPE_BUF bytes at once.
   std::size_t WriteSome(std::size_t from) const {
     if (StopRequested()) throw stage::Interrupted();
-    pollfd room{STDOUT_FILENO, POLLOUT, 0};
-    if (poll(&room, 1, kPollMilliseconds) <= 0) return 0;
-    const ssize_t written =
-        write(STDOUT_FILENO, bytes_.data() + from, std::min<std::size_t>(PIPE_BUF, bytes_.size() - from));
+    const ssize_t written = output_.WriteSome(bytes_.data() + from, bytes_.size() - from);
     if (written >= 0) return static_cast<std::size_t>(written);
-    if (errno == EINTR || errno == EAGAIN) return 0;
     if (errno == EPIPE) {
       throw stage::WorkError(
           fmt::format("standard output: its reader left after {} frame{}", pictures_, pictures_ == 1 ? "" : "s"));
@@ -69,6 +97,7 @@ class RawStream final : public OrderedSink {
     throw stage::WorkError(fmt::format("standard output cannot be written: {}", std::strerror(errno)));
   }
 
+  StandardOutput output_;
   std::vector<std::uint8_t> bytes_;
   std::int64_t pictures_ = 0;  // written whole
 };

@@ -8,10 +8,10 @@
 #include <utility>
 #include <variant>
 
-#include "plugins/bridge/pixel_order.h"
 #include "stage/base/errors.h"
 #include "stage/media/media_in.h"
 #include "stage/picture/picture_scale.h"
+#include "stage/picture/pixel_order.h"
 
 namespace orvandel::bridge {
 namespace {
@@ -252,7 +252,7 @@ void Performance::Render(const FrameRequest& request, const Rows& rows) {
   const std::int32_t hostTime = Prepare(request);
   renderer_->RenderInto(hostTime, rows.data, static_cast<std::int32_t>(rows.rowBytes));
   for (std::int32_t y = 0; y < request.height; ++y) {
-    AlphaLast(rows.data + rows.rowBytes * y, static_cast<std::size_t>(request.width));
+    stage::AlphaLast(rows.data + rows.rowBytes * y, static_cast<std::size_t>(request.width));
   }
 }
 

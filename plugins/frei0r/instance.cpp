@@ -9,10 +9,10 @@
 #include <exception>
 #include <utility>
 
-#include "plugins/bridge/pixel_order.h"
 #include "plugins/frei0r/over.h"
 #include "stage/base/errors.h"
 #include "stage/base/names.h"
+#include "stage/picture/pixel_order.h"
 
 namespace orvandel::frei0r {
 namespace {
@@ -134,7 +134,7 @@ class InputPicture final : public bridge::PictureSource {
   stage::Picture PictureAt(Layer, const bridge::LookTime&) override {
     stage::Picture picture(width_, height_);
     std::memcpy(picture.bytes.data(), words_, picture.bytes.size());
-    bridge::AlphaFirst(picture.bytes.data(), picture.bytes.size() / 4);
+    stage::AlphaFirst(picture.bytes.data(), picture.bytes.size() / 4);
     return picture;
   }
 

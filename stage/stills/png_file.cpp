@@ -15,6 +15,7 @@
 #include "stage/base/errors.h"
 #include "stage/base/file_bytes.h"
 #include "stage/base/partial_file.h"
+#include "stage/picture/pixel_order.h"
 
 namespace orvandel::stage {
 namespace {
@@ -150,7 +151,7 @@ std::string EncodePng(const Picture& rgba) {
 
 void WritePng(const std::filesystem::path& file, Picture picture, IfTaken ifTaken, PngEffort effort) {
   std::uint8_t* const bytes = picture.bytes.data();
-  for (std::size_t i = 0; i < picture.bytes.size(); i += 4) std::rotate(bytes + i, bytes + i + 1, bytes + i + 4);
+  AlphaLast(bytes, picture.bytes.size() / 4);
   Write(file, Encode(bytes, picture.width, picture.height, 8, effort), ifTaken);
 }
 

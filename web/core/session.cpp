@@ -2,11 +2,11 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <utility>
 
 #include "stage/base/errors.h"
 #include "stage/module/linked_effect.h"
+#include "stage/picture/pixel_order.h"
 #include "stage/scene/scene_reader.h"
 
 namespace orvandel::web {
@@ -80,8 +80,7 @@ void Session::EndSequences() {
 }
 
 void Session::Keep(stage::Picture picture) {
-  std::uint8_t* const bytes = picture.bytes.data();
-  for (std::size_t i = 0; i < picture.bytes.size(); i += 4) std::rotate(bytes + i, bytes + i + 1, bytes + i + 4);
+  stage::AlphaLast(picture.bytes.data(), picture.bytes.size() / 4);
   last_ = std::move(picture);
 }
 

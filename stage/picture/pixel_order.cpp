@@ -1,8 +1,8 @@
-#include "plugins/bridge/pixel_order.h"
+#include "stage/picture/pixel_order.h"
 
 #include <cstring>
 
-namespace orvandel::bridge {
+namespace orvandel::stage {
 namespace {
 
 // Bytes lie in memory order, the lowest first.
@@ -28,4 +28,4 @@ void Turn(std::uint8_t* row, std::size_t pixels) {
 void AlphaLast(std::uint8_t* row, std::size_t pixels) { Turn<8>(row, pixels); }
 void AlphaFirst(std::uint8_t* row, std::size_t pixels) { Turn<24>(row, pixels); }
 
-}  // namespace orvandel::bridge
+}  // namespace orvandel::stage
