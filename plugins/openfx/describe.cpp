@@ -8,11 +8,12 @@ namespace {
 
 constexpr const char* kLabel = "Orvandel";
 
-bool SetAll(const Properties& properties, Name name, std::initializer_list<Name> values) {
+// Hosts refuse values that they do not know, depths that came later or components: those left are offered without a
+// gap. Whether there are any.
+bool Offer(const Properties& properties, Name name, std::initializer_list<Name> values) {
   int index = 0;
-  bool all = true;
-  for (const Name value : values) all = properties.Set(name, value, index++) && all;
-  return all;
+  for (const Name value : values) index += properties.Set(name, value, index) ? 1 : 0;
+  return index > 0;
 }
 
 // The label comes first: setting it sets the two others.
@@ -31,11 +32,12 @@ bool GivesOtherTimes() {
 
 bool DefineClip(const Suites& suites, OfxImageEffectHandle descriptor, Name name, bool optional) {
   OfxPropertyHandle handle = nullptr;
-  if (suites.effects->clipDefine(descriptor, name, &handle) != kOk) return false;
+  const OfxStatus status = suites.effects->clipDefine(descriptor, name, &handle);
+  if (status != kOk) return status == kExists;  // described before
   const Properties clip(suites, handle);
   SetLabels(clip, name);
   // RGBA first: some hosts take the first for the one that is liked best.
-  const bool set = SetAll(clip, prop::kSupportedComponents, {components::kRgba, components::kRgb, components::kAlpha});
+  const bool set = Offer(clip, prop::kSupportedComponents, {components::kRgba, components::kRgb, components::kAlpha});
   clip.Set(prop::kTiles, 1);
   if (optional) clip.Set(prop::kOptional, 1);
   if (name != clip::kOutput) clip.Set(prop::kTemporalAccess, GivesOtherTimes() ? 1 : 0);
@@ -69,6 +71,8 @@ class ParamDefiner {
     param.Set(prop::kHint, shown.hint.c_str());
     if (!shown.group.empty()) param.Set(prop::kParent, shown.group.c_str());
     param.Set(prop::kAnimates, Animates(shown) ? 1 : 0);
+    // Waves keep what they were born with: a key changes frames long after it.
+    if (shown.animates) param.Set(prop::kCacheInvalidation, "OfxParamInvalidateValueChangeToEnd");
     switch (shown.kind) {
       case Kind::kInteger:
         SetInteger(param, shown);
@@ -202,9 +206,9 @@ OfxStatus Describe(const Suites& suites, OfxImageEffectHandle descriptor) {
       "time with the film.");
   effect.Set(prop::kVersion, static_cast<int>(kVersionMajor), 0);
   effect.Set(prop::kVersion, static_cast<int>(kVersionMinor), 1);
-  const bool contexts = SetAll(effect, prop::kContexts, {context::kGenerator, context::kFilter, context::kGeneral});
+  const bool contexts = Offer(effect, prop::kContexts, {context::kGenerator, context::kFilter, context::kGeneral});
   // The effect draws 8 bits: bytes first, and what is laid over a deeper Source keeps the Source's depth.
-  const bool depths = SetAll(effect, prop::kDepths, {depth::kByte, depth::kShort, depth::kHalf, depth::kFloat});
+  const bool depths = Offer(effect, prop::kDepths, {depth::kByte, depth::kShort, depth::kHalf, depth::kFloat});
   effect.Set(prop::kSingleInstance, 0);
   effect.Set(prop::kThreadSafety, "OfxImageEffectRenderFullySafe");
   effect.Set(prop::kHostFrameThreading, 0);  // a frame is rendered once, whoever asks for which part of it
@@ -214,6 +218,7 @@ OfxStatus Describe(const Suites& suites, OfxImageEffectHandle descriptor) {
   effect.Set(prop::kFieldRenderTwice, 1);
   effect.Set(prop::kMultipleDepths, 0);
   effect.Set(prop::kMultipleAspects, 0);
+  effect.Set(prop::kPreferenceSlaves, kComposite);
   return contexts && depths ? kOk : kMissingHostFeature;
 }
 
@@ -223,7 +228,7 @@ OfxStatus DescribeInContext(const Suites& suites, OfxImageEffectHandle descripto
       context == context::kGenerator || context == context::kFilter || context == context::kGeneral || context.empty();
   if (!known || !DefineClips(suites, descriptor, context)) return kMissingHostFeature;
   OfxParamSetHandle params = nullptr;
-  if (suites.effects->getParamSet(descriptor, &params) != kOk) return kMissingHostFeature;
+  if (suites.effects->getParamSet(descriptor, &params) != kOk || params == nullptr) return kMissingHostFeature;
   ParamDefiner definer(suites, params);
   for (const ShownGroup& group : table.groups) definer.DefineGroup(group);
   for (const ShownParam& shown : table.params) definer.Define(shown);

@@ -67,6 +67,9 @@ std::optional<ImageView> ViewOf(const Properties& image, const Properties& clip)
   return view;
 }
 
+// To 0..1; what is no number is 0.
+float Confined(float value) { return value > 0 ? std::min(value, 1.0F) : 0; }
+
 // One channel in its depth. White is 255, 65535 or 1.
 template <Depth kDepth>
 struct Channel;
@@ -75,14 +78,14 @@ struct Channel<Depth::kByte> {
   using Stored = std::uint8_t;
   static float Read(Stored stored) { return static_cast<float>(stored) / 255; }
   // NOLINTNEXTLINE(bugprone-incorrect-roundings): never negative
-  static Stored Of(float value) { return static_cast<Stored>(std::clamp(value, 0.0F, 1.0F) * 255 + 0.5F); }
+  static Stored Of(float value) { return static_cast<Stored>(Confined(value) * 255 + 0.5F); }
 };
 template <>
 struct Channel<Depth::kShort> {
   using Stored = std::uint16_t;
   static float Read(Stored stored) { return static_cast<float>(stored) / 65535; }
   // NOLINTNEXTLINE(bugprone-incorrect-roundings): never negative
-  static Stored Of(float value) { return static_cast<Stored>(std::clamp(value, 0.0F, 1.0F) * 65535 + 0.5F); }
+  static Stored Of(float value) { return static_cast<Stored>(Confined(value) * 65535 + 0.5F); }
 };
 template <>
 struct Channel<Depth::kHalf> {
@@ -174,12 +177,13 @@ void Multiplied(const std::uint8_t* wave, float* pixel) {
 bool WriteBytesOver(const PixelForm& form, const std::uint8_t* wave, const std::uint8_t* behind, std::uint8_t* at) {
   const int count = form.ChannelCount();
   const bool hasAlpha = form.components != Components::kRgb;
-  const int backAlpha = hasAlpha && form.alpha != AlphaState::kOpaque ? behind[count - 1] : 255;
+  const bool isWhite = form.components == Components::kRgba && form.alpha == AlphaState::kOpaque;
+  const int backAlpha = hasAlpha && !isWhite ? behind[count - 1] : 255;
   if (form.alpha == AlphaState::kStraight && form.components == Components::kRgba && backAlpha != 255) return false;
   if (count > 1) {
     for (int i = 0; i < 3; ++i) at[i] = Over(wave[form.blueFirst ? 2 - i : i], wave[3], behind[i]);
   }
-  if (hasAlpha) at[count - 1] = form.alpha == AlphaState::kOpaque ? std::uint8_t{255} : Over(255, wave[3], backAlpha);
+  if (hasAlpha) at[count - 1] = isWhite ? std::uint8_t{255} : Over(255, wave[3], backAlpha);
   return true;
 }
 
@@ -193,8 +197,9 @@ std::uint8_t* PixelAt(const ImageView& image, int x, int y) {
 
 }  // namespace
 
+// On top of another constructor, so that the image is given back also when memory ends in this one.
 ClipImage::ClipImage(const Suites& suites, OfxImageClipHandle clip, double time, const OfxRectD* region)
-    : suites_(suites) {
+    : ClipImage(suites) {
   if (clip == nullptr || suites.effects->clipGetImage(clip, time, region, &handle_) != kOk) handle_ = nullptr;
   if (handle_ == nullptr) return;
   properties_ = Properties(suites, handle_);
@@ -267,7 +272,8 @@ void WriteRowOver(const ImageView& image, int x1, int x2, int y, const std::uint
       if (bytes && WriteBytesOver(image.form, waves, under, at)) continue;
       float top[4];
       Multiplied(waves, top);
-      for (int i = 0; i < 4; ++i) pixel[i] = top[i] + pixel[i] * (1 - top[3]);
+      // What is hidden need not be a number.
+      for (int i = 0; i < 4; ++i) pixel[i] = waves[3] == 255 ? top[i] : top[i] + pixel[i] * (1 - top[3]);
       WritePixel<decltype(depth)>(image.form, pixel, at);
     }
   });

@@ -52,6 +52,8 @@ class ClipImage {
   const Properties& Props() const { return properties_; }
 
  private:
+  explicit ClipImage(const Suites& suites) : suites_(suites) {}
+
   const Suites& suites_;
   OfxPropertyHandle handle_ = nullptr;
   Properties properties_;

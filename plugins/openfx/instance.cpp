@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
+#include <utility>
 
 #include "stage/base/errors.h"
 
@@ -85,10 +86,13 @@ Instance::Instance(const Suites& suites, OfxImageEffectHandle handle, const Para
   if (suites_.effects->getParamSet(handle, &set) != kOk) set = nullptr;
   for (const ShownParam& shown : table_.params) {
     OfxParamHandle param = nullptr;
-    if (set == nullptr || suites_.params->paramGetHandle(set, shown.name.c_str(), &param, nullptr) != kOk) {
+    OfxPropertyHandle ofParam = nullptr;
+    if (set == nullptr || suites_.params->paramGetHandle(set, shown.name.c_str(), &param, &ofParam) != kOk) {
       param = nullptr;
+      ofParam = nullptr;
     }
     params_.push_back(param);
+    paramProperties_.emplace_back(suites_, ofParam);
   }
 }
 
@@ -155,6 +159,18 @@ bool Instance::HasNoKeys(std::size_t place) const {
   return param == nullptr || (suites_.params->paramGetNumKeys(param, &count) == kOk && count == 0);
 }
 
+void Instance::Enable(const std::vector<bool>& enabled) {
+  std::vector<bool> before;
+  {
+    const std::lock_guard lock(guard_);
+    before = std::exchange(enabled_, enabled);
+  }
+  for (std::size_t place = 0; place < enabled.size(); ++place) {
+    if (place < before.size() && before[place] == enabled[place]) continue;
+    paramProperties_[place].Set(prop::kEnabled, enabled[place] ? 1 : 0);
+  }
+}
+
 stage::Rational Instance::FrameRateAt(double frame) const {
   double rate = ValueAt(kFrameRateParam, frame)[0];
   for (const Properties& told : {properties_, PropsOf(output_), PropsOf(source_)}) {
@@ -169,37 +185,52 @@ Clock Instance::ClockAt(double frame) const {
   return clock;
 }
 
-std::optional<Stage> Instance::ProjectStage() const {
+double Instance::PixelAspect(const Properties& image) const {
+  for (const Properties& told : {image, PropsOf(output_)}) {
+    if (const double aspect = told.Double(prop::kPixelAspect).value_or(0); aspect > 0) return aspect;
+  }
+  const double aspect = properties_.Double(prop::kProjectAspect).value_or(1);
+  return aspect > 0 ? aspect : 1;
+}
+
+std::optional<Stage> Instance::ProjectStage(const Properties& image) const {
   const auto size = properties_.Pair(prop::kProjectSize);
   if (!size || !(size->x > 0 && size->y > 0)) return {};
   const OfxPointD offset = properties_.Pair(prop::kProjectOffset).value_or(OfxPointD{0, 0});
   Stage stage;
   stage.rect = {offset.x, offset.y, offset.x + size->x, offset.y + size->y};
-  const double aspect =
-      PropsOf(output_).Double(prop::kPixelAspect).value_or(properties_.Double(prop::kProjectAspect).value_or(1));
-  stage.pixelAspect = aspect > 0 ? aspect : 1;
+  stage.pixelAspect = PixelAspect(image);
   return stage;
 }
 
+// A host may send actions while it shows a message, so that no lock is held then.
 void Instance::Complain(const std::string& text) {
-  const std::lock_guard lock(guard_);
-  if (complaint_ == text) return;  // once, not for every frame
-  complaint_ = text;
-  if (suites_.messages == nullptr || suites_.messages->setPersistentMessage == nullptr) return;
-  suites_.messages->setPersistentMessage(handle_, "OfxMessageError", "", "%s", text.c_str());
+  {
+    const std::lock_guard lock(guard_);
+    if (complaint_ == text) return;  // once, not for every frame
+    complaint_ = text;
+  }
+  if (suites_.messages == nullptr) return;
+  const auto stand = suites_.messagesStand ? suites_.messages->setPersistentMessage : nullptr;
+  const auto say = stand != nullptr ? stand : suites_.messages->message;
+  if (say != nullptr) say(handle_, "OfxMessageError", "", "%s", text.c_str());
 }
 
 void Instance::ClearComplaint() {
-  const std::lock_guard lock(guard_);
-  if (complaint_.empty()) return;
-  complaint_.clear();
-  if (suites_.messages == nullptr || suites_.messages->clearPersistentMessage == nullptr) return;
+  {
+    const std::lock_guard lock(guard_);
+    if (complaint_.empty()) return;
+    complaint_.clear();
+  }
+  if (!suites_.messagesStand || suites_.messages->clearPersistentMessage == nullptr) return;
   suites_.messages->clearPersistentMessage(handle_);
 }
 
+// A new number for each, since some hosts never end one.
 void Instance::BeginSequence() {
   const std::lock_guard lock(guard_);
-  if (openSequences_++ == 0) sequence_ = NextNumber();
+  ++openSequences_;
+  sequence_ = NextNumber();
 }
 
 void Instance::EndSequence() {

@@ -56,9 +56,14 @@ class Instance {
   // Whether the host says that the parameter has no keys.
   bool HasNoKeys(std::size_t place) const;
 
+  // By place in the table. The host is told what has changed.
+  void Enable(const std::vector<bool>& enabled);
+
   Clock ClockAt(double frame) const;
+  // As the image that is rendered says, else as the output or the project does.
+  double PixelAspect(const Properties& image) const;
   // The project, where the host tells one.
-  std::optional<Stage> ProjectStage() const;
+  std::optional<Stage> ProjectStage(const Properties& image = {}) const;
 
   // Shown to the person where the host can.
   void Complain(const std::string& text);
@@ -82,8 +87,10 @@ class Instance {
   Properties properties_;
   OfxImageClipHandle output_ = nullptr, source_ = nullptr, layer_ = nullptr;
   std::vector<OfxParamHandle> params_;  // as in the table; null: the host has none
+  std::vector<Properties> paramProperties_;
   mutable std::mutex guard_;
   std::string complaint_;
+  std::vector<bool> enabled_;  // as the host was told
   int openSequences_ = 0;
   double sequence_ = 0;
 };

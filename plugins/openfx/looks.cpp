@@ -1,42 +1,15 @@
 #include "plugins/openfx/looks.h"
 
-#include <list>
-#include <mutex>
 #include <nlohmann/json.hpp>
 #include <utility>
 
+#include "plugins/openfx/shelf.h"
 #include "stage/base/errors.h"
 
 namespace orvandel::ofx {
 namespace {
 
 namespace fs = std::filesystem;
-
-// The last few of a kind, by what they are made of.
-template <typename Key, typename Kept, std::size_t kMost>
-class Shelf {
- public:
-  template <typename Make>
-  std::shared_ptr<const Kept> Get(const Key& key, const Make& make) {
-    const std::lock_guard lock(guard_);
-    for (auto at = kept_.begin(); at != kept_.end(); ++at) {
-      if (at->first != key) continue;
-      kept_.splice(kept_.begin(), kept_, at);
-      return kept_.front().second;
-    }
-    kept_.emplace_front(key, make());
-    if (kept_.size() > kMost) kept_.pop_back();
-    return kept_.front().second;
-  }
-  void Clear() {
-    const std::lock_guard lock(guard_);
-    kept_.clear();
-  }
-
- private:
-  std::mutex guard_;
-  std::list<std::pair<Key, std::shared_ptr<const Kept>>> kept_;  // the most recently asked for first
-};
 
 // Never destroyed: a host may unload the plug-in from its own last destructors, when ours have run already.
 auto& Looks() {

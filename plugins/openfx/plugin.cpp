@@ -12,7 +12,9 @@
 #include <string_view>
 #include <unordered_map>
 
+#include "orvandel/effect.h"
 #include "plugins/bridge/effect_pool.h"
+#include "plugins/openfx/appearance.h"
 #include "plugins/openfx/describe.h"
 #include "plugins/openfx/looks.h"
 #include "plugins/openfx/render.h"
@@ -42,13 +44,14 @@ class Instances {
     const std::unique_lock lock(guard_);
     byHandle_[handle] = std::move(instance);
   }
-  void Remove(const void* handle) {
+  bool Remove(const void* handle) {
     std::shared_ptr<Instance> last;  // ends outside the lock
     const std::unique_lock lock(guard_);
-    if (const auto found = byHandle_.find(handle); found != byHandle_.end()) {
-      last = std::move(found->second);
-      byHandle_.erase(found);
-    }
+    const auto found = byHandle_.find(handle);
+    if (found == byHandle_.end()) return false;
+    last = std::move(found->second);
+    byHandle_.erase(found);
+    return true;
   }
   std::shared_ptr<Instance> Find(const void* handle) {
     const std::shared_lock lock(guard_);
@@ -98,12 +101,20 @@ OfxStatus OfDescriptor(std::string_view action, const void* handle, OfxPropertyH
   if (action == action::kDescribeInContext) {
     return DescribeInContext(suites, EffectOf(handle), Properties(suites, in).Text(prop::kContext), Table());
   }
-  The().Add(handle, std::make_shared<Instance>(suites, EffectOf(handle), Table()));
+  const auto instance = std::make_shared<Instance>(suites, EffectOf(handle), Table());
+  The().Add(handle, instance);
+  ShowWhatIsActive(*instance, 0);
+  return kOk;
+}
+
+OfxStatus InstanceChanged(Instance& instance, const Properties& in) {
+  const ShownParam* shown = instance.Table().Find(in.Text(prop::kName));
+  if (shown == nullptr || (shown->kind != Kind::kChoice && shown->kind != Kind::kSwitch)) return kReplyDefault;
+  ShowWhatIsActive(instance, in.Double(prop::kTime).value_or(0));
   return kOk;
 }
 
 OfxStatus OfInstance(std::string_view action, Instance& instance, OfxPropertyHandle in, OfxPropertyHandle out) {
-  const PlainArithmetic plain;
   const Properties asked(instance.Host(), in), answer(instance.Host(), out);
   if (action == action::kRender) return Render(instance, asked);
   if (action == action::kIsIdentity) return IsIdentity(instance, asked, answer);
@@ -123,29 +134,40 @@ OfxStatus OfInstance(std::string_view action, Instance& instance, OfxPropertyHan
     KeptFrames::The().Clear();
     return kOk;
   }
-  // Some hosts do not render while a message stands.
-  if (action == action::kInstanceChanged) instance.ClearComplaint();
-  return kReplyDefault;
+  instance.ClearComplaint();  // some hosts do not render while a message stands
+  return InstanceChanged(instance, asked);
 }
 
 bool Is(std::string_view action, std::initializer_list<Name> names) {
   return std::find(names.begin(), names.end(), action) != names.end();
 }
 
+bool IsOfMemory(const std::exception& error) {
+  const auto* ofEffect = dynamic_cast<const stage::EffectError*>(&error);
+  return dynamic_cast<const std::bad_alloc*>(&error) != nullptr ||
+         dynamic_cast<const stage::OutOfMemory*>(&error) != nullptr ||
+         (ofEffect != nullptr && ofEffect->code == ORV_OUT_OF_MEMORY);
+}
+
+// A host that tries again has the memory then.
+void DropCaches() {
+  KeptFrames::The().Clear();
+  bridge::EffectPool::The().DropIdle();
+}
+
 OfxStatus Dispatch(std::string_view action, const void* handle, OfxPropertyHandle in, OfxPropertyHandle out) {
+  const PlainArithmetic plain;
   if (action == action::kLoad) return Load();
   if (action == action::kUnload) {
-    KeptFrames::The().Clear();
     ForgetLooksAndPlayers();
-    bridge::EffectPool::The().DropIdle();
+    DropCaches();
     return kOk;
   }
   if (Is(action, {action::kDescribe, action::kDescribeInContext, action::kCreateInstance})) {
     return handle == nullptr ? kBadHandle : OfDescriptor(action, handle, in);
   }
   if (action == action::kDestroyInstance) {
-    The().Remove(handle);
-    return kOk;
+    return The().Remove(handle) ? kOk : kBadHandle;
   }
   const bool known =
       Is(action, {action::kRender, action::kIsIdentity, action::kGetRegionOfDefinition, action::kGetRegionsOfInterest,
@@ -157,11 +179,11 @@ OfxStatus Dispatch(std::string_view action, const void* handle, OfxPropertyHandl
   try {
     return OfInstance(action, *instance, in, out);
   } catch (const stage::Interrupted&) {
-    return kOk;  // nobody looks at what a host has stopped
-  } catch (const std::bad_alloc&) {
-    return kErrMemory;
+    return action == action::kRender ? kOk : kReplyDefault;  // nobody looks at what a host has stopped
   } catch (const std::exception& error) {
+    if (IsOfMemory(error)) DropCaches();
     if (action != action::kRender) return kReplyDefault;  // the render will say it
+    if (IsOfMemory(error)) return kErrMemory;
     instance->Complain(error.what());
     return kFailed;
   }

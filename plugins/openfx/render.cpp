@@ -7,6 +7,7 @@
 
 #include "plugins/openfx/clip_pictures.h"
 #include "stage/base/errors.h"
+#include "stage/scene/scene_limits.h"
 
 namespace orvandel::ofx {
 namespace {
@@ -34,17 +35,28 @@ std::optional<OfxRectD> RegionOf(const Instance& instance, OfxImageClipHandle cl
   return rect;
 }
 
-// A host that tells no project: the effect's layer is the picture that is asked for.
-Stage StageOf(const Instance& instance, const ImageView& output, const Properties& image, OfxPointD scale) {
-  if (const auto project = instance.ProjectStage()) return *project;
+// But for parts of pixels at the edges.
+bool Holds(const OfxRectD& whole, const OfxRectD& part, OfxPointD pixel) {
+  return whole.x1 < part.x1 + pixel.x && whole.x2 > part.x2 - pixel.x && whole.y1 < part.y1 + pixel.y &&
+         whole.y2 > part.y2 - pixel.y;
+}
+
+// A host that tells no project: the effect's layer is the picture that is asked for. What the image does not tell, the
+// clip may, as long as it holds the image (some give the region of the scaled picture) and has an end.
+Stage StageOf(const Instance& instance, const ClipImage& image, double time, OfxPointD scale) {
+  if (const auto project = instance.ProjectStage(image.Props())) return *project;
+  const ImageView& output = *image.View();
   Stage stage;
-  const double aspect = image.Double(prop::kPixelAspect).value_or(1);
-  stage.pixelAspect = aspect > 0 ? aspect : 1;
-  const OfxRectI told = image.IntRect(prop::kImageRegion).value_or(output.bounds);
-  const OfxRectI whole = told.x2 > told.x1 && told.y2 > told.y1 ? told : output.bounds;
+  stage.pixelAspect = instance.PixelAspect(image.Props());
+  const auto told = image.Props().IntRect(prop::kImageRegion);
+  const bool tells = told && told->x2 > told->x1 && told->y2 > told->y1;
+  const OfxRectI& whole = tells ? *told : output.bounds;
   const double rows = output.rows == Rows::kAll ? 1 : 2;
   stage.rect = {whole.x1 / scale.x * stage.pixelAspect, whole.y1 * rows / scale.y,
                 whole.x2 / scale.x * stage.pixelAspect, whole.y2 * rows / scale.y};
+  const auto clip = tells ? std::nullopt : RegionOf(instance, instance.OutputClip(), time);
+  const bool ends = clip && std::max(clip->x2 - clip->x1, clip->y2 - clip->y1) <= stage::kMaxLayerSide;
+  if (ends && Holds(*clip, stage.rect, {stage.pixelAspect / scale.x, rows / scale.y})) stage.rect = *clip;
   return stage;
 }
 
@@ -119,12 +131,15 @@ OfxStatus AllSet(bool all) { return all ? kOk : kReplyDefault; }
 OfxStatus Render(Instance& instance, const Properties& in) {
   const double time = TimeOf(in);
   const OfxPointD scale = ScaleOf(in);
+  const auto window = in.IntRect(prop::kRenderWindow);
+  if (window && (window->x1 >= window->x2 || window->y1 >= window->y2)) return kOk;
   const ClipImage output(instance.Host(), instance.OutputClip(), time, nullptr);
   if (!output.View()) {
+    if (instance.ShouldStop()) return kFailed;  // a host that stops may refuse its pictures
     instance.Complain("the output has no pixels, or pixels of an unknown kind");
     return kFailed;
   }
-  Moment moment(instance, time, scale, IsDraft(in), StageOf(instance, *output.View(), output.Props(), scale));
+  Moment moment(instance, time, scale, IsDraft(in), StageOf(instance, output, time, scale));
   SettleTracedClip(instance, moment);
   ClipPictures pictures(instance, moment);
   const FramePtr frame = moment.Render(&pictures);
@@ -135,7 +150,7 @@ OfxStatus Render(Instance& instance, const Properties& in) {
     source.emplace(instance.Host(), instance.SourceClip(), time, nullptr);
     behind = source->View();
   }
-  WindowWriter writer(*output.View(), in.IntRect(prop::kRenderWindow).value_or(output.View()->bounds), moment, *frame);
+  WindowWriter writer(*output.View(), window.value_or(output.View()->bounds), moment, *frame);
   writer.Write(RowsOf(in), behind);
   instance.ClearComplaint();
   return kOk;
@@ -212,9 +227,9 @@ OfxStatus GetFramesNeeded(Instance& instance, const Properties& in, const Proper
 }
 
 OfxStatus GetClipPreferences(Instance& instance, const Properties& out) {
-  // Straight alpha is what the effect draws; over a Source the Source's holds.
+  // Straight alpha is what the effect draws; over a Source the Source's holds. Composite has no keys.
   Name alpha = alpha::kStraight;
-  if (instance.SourceClip() != nullptr && instance.IsConnected(instance.SourceClip())) {
+  if (DrawsOverSource(instance, 0)) {
     switch (AlphaStateOf(instance.PropsOf(instance.SourceClip())).value_or(AlphaState::kStraight)) {
       case AlphaState::kOpaque:
         alpha = alpha::kOpaque;

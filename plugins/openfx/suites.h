@@ -17,7 +17,8 @@ struct Suites {
   const OfxPropertySuite* properties = nullptr;
   const OfxImageEffectSuite* effects = nullptr;
   const OfxParameterSuite* params = nullptr;
-  const OfxMessageSuite* messages = nullptr;  // version 2 or none: what it holds may be null all the same
+  const OfxMessageSuite* messages = nullptr;  // what it holds may be null all the same
+  bool messagesStand = false;                 // version 2
 
   bool Suffice() const { return properties != nullptr && effects != nullptr && params != nullptr; }
 };

@@ -20,6 +20,12 @@ class WorkError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+// There was not enough of it for the work: less of the same may do.
+class OutOfMemory : public WorkError {
+ public:
+  using WorkError::WorkError;
+};
+
 // The effect returned a code: `message` is its own text, line breaks resolved, empty when it gave none.
 class EffectError : public std::runtime_error {
  public:

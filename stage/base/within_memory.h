@@ -12,7 +12,7 @@ auto WithinMemory(const Work& work) {
   try {
     return work();
   } catch (const std::bad_alloc&) {
-    throw WorkError("not enough memory for the pictures of this render");
+    throw OutOfMemory("not enough memory for the pictures of this render");
   }
 }
 

@@ -57,6 +57,10 @@ TEST(Hosts, AllGetTheSameFrame) {
       {"cannot read parameters", [](Habits& h) { h.valuesFail = true; }},
       {"counts no keys, and knows no time", [](Habits& h) { h.keysUnknown = true, h.ignoresTime = true; }},
       {"has neither texts nor points nor choices", [](Habits& h) { h.refusesParamKinds = true; }},
+      {"takes neither halves nor alpha alone",
+       [](Habits& h) {
+         h.refusedTexts = {depth::kHalf, components::kAlpha, context::kFilter};
+       }},
       {"has blue first", [](Habits& h) { h.form.blueFirst = true; }},
   };
   for (const Habit& habit : habits) {
@@ -119,7 +123,10 @@ TEST(Windows, AreCutOutOfOneFrame) {
     habits.pixelAspect = seed % 3 == 0 ? 1.0667 : seed % 3 == 1 ? 2 : 1;
     habits.offsetX = dice.Whole(-40, 40);
     habits.offsetY = dice.Whole(-40, 40);
-    habits.border = dice.Whole(0, 5);
+    habits.tellsAspect = dice.OneIn(2);
+    habits.oneFieldOnly = dice.OneIn(2);
+    habits.tellsProject = seed % 4 != 0;
+    habits.border = habits.oneFieldOnly || !habits.tellsProject ? 0 : dice.Whole(0, 5);
     habits.rowsDownward = dice.OneIn(2);
     habits.form.depth = dice.OneIn(2) ? depth::kByte : depth::kFloat;
     const Host host(ThePlugin(), habits, context::kGenerator);
@@ -127,27 +134,34 @@ TEST(Windows, AreCutOutOfOneFrame) {
     Answer(*effect, "frequency", 6);
     const OfxRectI whole = host.WholeWindow();
     const auto frame = host.Render(*effect, 50), later = host.Render(*effect, 50.5);
-    const auto equal = [&](const Host::Rendered& part, OfxRectI window, const std::function<Image*(int y)>& from) {
-      if (part.status != kOk || !part.keptToWindow) return false;
+    for (int i = 0; i < 7; ++i) {
+      const int beyond = habits.tellsProject ? 9 : 0;
+      const int left = dice.Whole(whole.x1 - beyond, whole.x2 - 1), low = dice.Whole(whole.y1 - beyond, whole.y2 - 1);
+      const int right = left + dice.Whole(1, 40), high = low + dice.Whole(1, 40);
+      const OfxRectI window{left, low, std::min(right, whole.x2 + beyond), std::min(high, whole.y2 + beyond)};
+      const auto part = host.Render(*effect, 50, window);
+      ASSERT_TRUE(part.status == kOk && part.keptToWindow);
       for (int y = window.y1; y < window.y2; ++y) {
-        for (int x = window.x1; x < window.x2 && from(y) != nullptr; ++x) {
+        for (int x = window.x1; x < window.x2; ++x) {
           const bool inside = x >= whole.x1 && x < whole.x2 && y >= whole.y1 && y < whole.y2;
           for (int c = 0; c < 4; ++c) {
-            if (part.image->Channel(x, y, c) != (inside ? from(y)->Channel(x, y, c) : 0)) return false;
+            ASSERT_EQ(part.image->Channel(x, y, c), inside ? frame.image->Channel(x, y, c) : 0);
           }
         }
       }
-      return true;
-    };
-    for (int i = 0; i < 7; ++i) {
-      const int x = dice.Whole(whole.x1 - 9, whole.x2), y = dice.Whole(whole.y1 - 9, whole.y2);
-      const OfxRectI window{x, y, x + dice.Whole(1, 40), y + dice.Whole(1, 40)};
-      ASSERT_TRUE(equal(host.Render(*effect, 50, window), window, [&](int) { return frame.image.get(); }));
     }
-    const auto lower = host.Render(*effect, 50, whole, field::kLower);
-    const auto upper = host.Render(*effect, 50.5, whole, field::kUpper);
-    ASSERT_TRUE(equal(lower, whole, [&](int y) { return (y & 1) == 0 ? frame.image.get() : nullptr; }));
-    ASSERT_TRUE(equal(upper, whole, [&](int y) { return (y & 1) != 0 ? later.image.get() : nullptr; }));
+    for (const int upper : {0, 1}) {
+      const auto field = host.Render(*effect, 50 + upper * 0.5, whole, upper == 1 ? field::kUpper : field::kLower);
+      ASSERT_TRUE(field.status == kOk && field.keptToWindow);
+      for (int y = whole.y1; y < whole.y2; ++y) {
+        for (int x = whole.x1; x < whole.x2 && (y & 1) == upper; ++x) {
+          for (int c = 0; c < 4; ++c) {
+            ASSERT_EQ(field.image->Channel(x, habits.oneFieldOnly ? y >> 1 : y, c),
+                      (upper == 1 ? later : frame).image->Channel(x, y, c));
+          }
+        }
+      }
+    }
   }
 }
 
@@ -180,7 +194,8 @@ TEST(Pixels, OfEveryKind) {
           Habits habits;
           habits.form = {depth.name, components, state};
           // Of the same kind, and of another one.
-          habits.sourceForm = seed % 2 == 0 ? habits.form : Form{depths[seed % 4].name, kinds[0], states[seed / 4 % 3]};
+          const bool same = seed / 2 % 2 == 1;
+          habits.sourceForm = same ? habits.form : Form{depths[seed / 2 % 4].name, kinds[0], states[seed / 4 % 3]};
           const Host host(ThePlugin(), habits, context::kFilter);
           const auto effect = host.Create();
           const auto source = NoisePicture(host.Had(), seed);
@@ -209,7 +224,7 @@ TEST(Pixels, OfEveryKind) {
                 if (c == 3 && channels == 4 && state == std::string(alpha::kOpaque)) expected = 1;
                 ASSERT_NEAR(valueOf(*rendered.image, x, y, c), expected, steps) << x << ' ' << y << ' ' << c;
               }
-              if (overSource && top == 0 && seed % 2 == 0) {
+              if (overSource && top == 0 && same) {
                 ASSERT_TRUE(std::equal(source->At(x, y), source->At(x, y) + channels * habits.form.ChannelBytes(),
                                        rendered.image->At(x, y)));
               }
@@ -281,6 +296,7 @@ TEST(Contours, TheFramesThatAreAnnouncedAreThoseAskedFor) {
 TEST(Answers, SayWhatIsDrawnWhere) {
   Habits habits;
   habits.offsetX = 20;
+  habits.sourceForm.alpha = alpha::kOpaque;
   const Host host(ThePlugin(), habits, context::kFilter);
   const auto effect = host.Create();
   effect->clips[clip::kSource].pictures = [&](double) { return NoisePicture(host.Had(), 1); };
@@ -289,24 +305,30 @@ TEST(Answers, SayWhatIsDrawnWhere) {
     const OfxStatus status = host.Do(action::kIsIdentity, effect.get(), &in, &out);
     return status == kOk && out.Get<std::string>(prop::kName) == clip::kSource && out.Get<double>(prop::kTime) == time;
   };
+  const auto preferences = [&] {
+    OfxPropertySet out;
+    EXPECT_EQ(host.Do(action::kGetClipPreferences, effect.get(), nullptr, &out), kOk);
+    EXPECT_EQ(out.Get<int>(prop::kFrameVarying), 1);
+    return out.Get<std::string>(prop::kPreMultiplication);
+  };
   EXPECT_TRUE(isIdentity(-5));
   EXPECT_FALSE(isIdentity(40));
   Answer(*effect, "opacity", 0);
   EXPECT_TRUE(isIdentity(40));
+  EXPECT_EQ(preferences(), alpha::kOpaque);
   Answer(*effect, "composite", 1);
   EXPECT_FALSE(isIdentity(40)) << "without the Source nothing is something";
+  EXPECT_EQ(preferences(), alpha::kStraight) << "what no wave covers is to be seen through";
 
   OfxPropertySet in = host.Args(40), out;
   ASSERT_EQ(host.Do(action::kGetRegionOfDefinition, effect.get(), &in, &out), kOk);
   EXPECT_EQ(out.Get<double>(prop::kRegionOfDefinition, 0), 20);
   EXPECT_EQ(out.Get<double>(prop::kRegionOfDefinition, 2), 180);
-  OfxPropertySet preferences;
-  ASSERT_EQ(host.Do(action::kGetClipPreferences, effect.get(), nullptr, &preferences), kOk);
-  EXPECT_EQ(preferences.Get<int>(prop::kFrameVarying), 1);
 
   EXPECT_EQ(host.Do("OfxActionOfAnotherAge", effect.get()), kReplyDefault);
   EXPECT_EQ(host.Do(action::kRender, nullptr), kBadHandle);
   EXPECT_EQ(host.Do(action::kRender, &in), kBadHandle);
+  EXPECT_EQ(host.Do(action::kDestroyInstance, &in), kBadHandle);
   EXPECT_EQ(host.Do(action::kRender, effect.get()), kFailed) << "outside a render there is no output";
 }
 
@@ -320,6 +342,9 @@ TEST(Stops, AnyCheckMayEndARender) {
     host.Do(action::kPurgeCaches, effect.get());
     effect->abortChecks = 0;
     effect->stopAfter = after;
+    OfxPropertySet in = host.Args(40), out;
+    ASSERT_EQ(host.Do(action::kIsIdentity, effect.get(), &in, &out), kReplyDefault);
+    effect->abortChecks = 0;
     const auto stopped = host.Render(*effect, 40);
     ASSERT_TRUE(stopped.status == kOk || stopped.status == kFailed);
     ASSERT_TRUE(effect->lent.empty());
@@ -344,23 +369,53 @@ TEST(Faults, AreSurvivedAndSaid) {
     return image;
   };
   EXPECT_EQ(host.Render(*effect, 40).image->Bytes(), Reference(40));
+  EXPECT_EQ(host.Render(*effect, 40, {5, 5, 5, 5}).status, kOk) << "an empty window";
   EXPECT_TRUE(effect->lent.empty());
   for (const double odd : {std::nan(""), -1e300, 7e9}) {
     for (const auto& param : effect->params.params) {
-      if (param->type == type::kDouble) param->value = [odd](double) { return std::array<double, 3>{odd, odd, odd}; };
+      if (param->type == type::kInteger || param->type == type::kBoolean || param->type == type::kChoice) continue;
+      param->value = [odd](double) { return std::array<double, 3>{odd, odd, odd}; };
     }
     Answer(*effect, "frequency", 2);
     Answer(*effect, "frameRate", 25);
     EXPECT_EQ(host.Render(*effect, 40).status, kOk) << odd;
   }
-  Answer(*effect, "waveType", 2);
-  effect->params.Find("mask")->text = "/nowhere/logo.svg";
-  EXPECT_EQ(host.Render(*effect, 40).status, kFailed);
-  EXPECT_THAT(effect->messages, ElementsAre(testing::HasSubstr("/nowhere/logo.svg")));
   Habits bare;
+  for (const char* missing : {"", "OfxMessageSuite 2"}) {
+    bare.missingSuites = {missing};
+    const Host saying(ThePlugin(), bare, context::kGenerator);
+    const auto masked = saying.Create();
+    Answer(*masked, "waveType", 2);
+    masked->params.Find("mask")->text = "/nowhere/logo.svg";
+    EXPECT_EQ(saying.Render(*masked, 40).status, kFailed);
+    EXPECT_THAT(masked->messages, ElementsAre(testing::HasSubstr("/nowhere/logo.svg")));
+  }
   bare.missingSuites = {kParameterSuite};
   EXPECT_EQ(Host(ThePlugin(), bare, context::kFilter).Described(), kMissingHostFeature);
   EXPECT_EQ(Host(ThePlugin(), {}, "OfxImageEffectContextTransition").Described(), kMissingHostFeature);
+}
+
+// From the first look on, and whenever a choice is made.
+TEST(Panel, WhatIsOfNoUseIsDimmed) {
+  const Host host(ThePlugin(), {}, context::kGenerator);
+  const auto effect = host.Create();
+  const auto enabled = [&](double waveType, double star) {
+    Answer(*effect, "waveType", waveType);
+    Answer(*effect, "star", star);
+    OfxPropertySet in = host.Args(0);
+    in.Put(prop::kName, std::string("waveType"));
+    host.Do(action::kInstanceChanged, effect.get(), &in);
+    std::string names;
+    for (const char* name : {"sides", "starDepth", "sourceLayer", "mask", "frequency"}) {
+      const auto& properties = effect->params.Find(name)->properties;
+      if (properties.Get<int>(prop::kEnabled) == 1) names += name + std::string(" ");
+    }
+    return names;
+  };
+  EXPECT_EQ(effect->params.Find("mask")->properties.Get<int>(prop::kEnabled), 0);
+  EXPECT_EQ(enabled(1, 1), "sourceLayer frequency ");
+  EXPECT_EQ(enabled(2, 0), "mask frequency ");
+  EXPECT_EQ(enabled(0, 1), "sides starDepth frequency ");
 }
 
 // Projects hold these names, and choices by place or by text. What is here stays; what is new comes after it.

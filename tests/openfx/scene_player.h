@@ -35,10 +35,10 @@ inline std::unique_ptr<Image> ImageOf(const Habits& habits, const stage::Picture
   for (int y = 0; y < picture.height; ++y) {
     for (int x = 0; x < picture.width; ++x) {
       const std::uint8_t* pixel = &picture.bytes[static_cast<std::size_t>(y * picture.width + x) * 4];
-      const bool opaque = habits.sourceForm.alpha == std::string(alpha::kOpaque);
+      const int row = picture.height - 1 - y, channels = habits.sourceForm.Channels();
+      const bool opaque = channels == 4 && habits.sourceForm.alpha == std::string(alpha::kOpaque);
       const double a = opaque ? 1 : pixel[0] / 255.0;
       const double share = habits.sourceForm.alpha == std::string(alpha::kPremultiplied) ? a : 1;
-      const int row = picture.height - 1 - y, channels = habits.sourceForm.Channels();
       for (int c = 0; c < 3 && channels > 1; ++c) image->SetChannel(x, row, c, pixel[c + 1] / 255.0 * share);
       if (channels != 3) image->SetChannel(x, row, channels - 1, a);
     }

@@ -27,7 +27,7 @@ bool Known(const OfxPropertySet& set, const std::string& name) {
   static const std::set<std::string> kNeeded{
       prop::kLabel, prop::kContexts, prop::kDepths, prop::kSupportedComponents, prop::kDefault, prop::kChoiceOption};
   if (set.habits == nullptr) return true;
-  return set.habits->unknown.count(name) == 0 && (!set.habits->knowsOnlyTheNeeded || kNeeded.count(name) != 0);
+  return !set.habits->knowsOnlyTheNeeded || kNeeded.count(name) != 0;
 }
 
 template <typename T>
@@ -37,6 +37,9 @@ template <typename T>
 OfxStatus Set(OfxPropertyHandle set, const char* name, int index, T value) {
   if (set == nullptr) return kBadHandle;
   if (!Known(*set, name)) return set->habits->unknownAnswer;
+  if constexpr (std::is_same_v<T, const char*>) {
+    if (set->habits != nullptr && set->habits->refusedTexts.count(value) != 0) return kErrValue;
+  }
   auto& values = set->values[name];
   if (index < 0 || static_cast<std::size_t>(index) > values.size()) return kBadIndex;
   if (static_cast<std::size_t>(index) == values.size()) values.emplace_back();
@@ -154,7 +157,6 @@ OfxStatus ClipRegion(OfxImageClipHandle clip, OfxTime, OfxRectD* rect) {
 }
 
 int Aborts(OfxImageEffectHandle effect) {
-  if (effect->onAbortCheck) effect->onAbortCheck();
   const int asked = effect->abortChecks++;
   return effect->stopAfter >= 0 && asked >= effect->stopAfter ? 9 : 0;
 }
@@ -215,13 +217,6 @@ OfxStatus ValueAt(OfxParamHandle param, OfxTime time, va_list& out) {
   }
   return kOk;
 }
-OfxStatus GetValue(OfxParamHandle param, ...) {
-  va_list out;
-  va_start(out, param);
-  const OfxStatus status = ValueAt(param, renderTime, out);
-  va_end(out);
-  return status;
-}
 OfxStatus GetValueAtTime(OfxParamHandle param, OfxTime time, ...) {
   va_list out;
   va_start(out, time);
@@ -235,7 +230,7 @@ OfxStatus GetNumKeys(OfxParamHandle param, unsigned* count) {
   return kOk;
 }
 
-const OfxParameterSuite kParams{DefineParam, GetParam, nullptr, nullptr, GetValue,   GetValueAtTime,
+const OfxParameterSuite kParams{DefineParam, GetParam, nullptr, nullptr, nullptr,    GetValueAtTime,
                                 nullptr,     nullptr,  nullptr, nullptr, GetNumKeys, nullptr,
                                 nullptr,     nullptr,  nullptr, nullptr, nullptr,    nullptr};
 
@@ -253,12 +248,13 @@ OfxStatus Say(void* effect, const char*, const char*, const char* format, ...) {
 const OfxMessageSuite kMessages{Say, Say, [](void*) -> OfxStatus { return kOk; }};
 
 const void* FetchSuite(OfxPropertyHandle host, const char* name, int version) {
-  if (host->habits->missingSuites.count(name) != 0) return nullptr;
   const std::string wanted = name + (" " + std::to_string(version));
+  const auto& missing = host->habits->missingSuites;
+  if (missing.count(name) != 0 || missing.count(wanted) != 0) return nullptr;
   if (wanted == "OfxPropertySuite 1") return &kProperties;
   if (wanted == "OfxImageEffectSuite 1") return &kEffects;
   if (wanted == "OfxParameterSuite 1") return &kParams;
-  if (wanted == "OfxMessageSuite 2") return &kMessages;
+  if (wanted == "OfxMessageSuite 2" || wanted == "OfxMessageSuite 1") return &kMessages;
   return nullptr;
 }
 
@@ -411,7 +407,7 @@ std::unique_ptr<OfxImageEffect, std::function<void(OfxImageEffect*)>> Host::Crea
     const double told = habits_->projectIsZero ? 0 : 1;
     effect->properties.Put(prop::kProjectSize, habits_->width * told, habits_->height * told);
     effect->properties.Put(prop::kProjectOffset, habits_->offsetX, habits_->offsetY);
-    effect->properties.Put(prop::kProjectAspect, habits_->pixelAspect);
+    if (habits_->tellsAspect) effect->properties.Put(prop::kProjectAspect, habits_->pixelAspect);
   }
   if (habits_->tellsRate) effect->properties.Put(prop::kFrameRate, habits_->frameRate);
   for (const auto& [name, clip] : descriptor_->clips) {
@@ -461,7 +457,7 @@ Host::Rendered Host::Render(OfxImageEffect& effect, double time, OfxRectI window
   const int border = habits_->border;
   const bool half = habits_->oneFieldOnly && field != std::string(field::kNone);
   const int upper = field == std::string(field::kUpper) ? 1 : 0;
-  if (half) window = {window.x1, window.y1 / 2, window.x2, (window.y2 + 1 - upper) / 2};
+  if (half) window = {window.x1, window.y1 >> 1, window.x2, (window.y2 + 1 - upper) >> 1};
   Rendered rendered;
   rendered.image =
       std::make_unique<Image>(*habits_, habits_->form,

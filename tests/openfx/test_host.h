@@ -33,12 +33,12 @@ struct Form {
 
 struct Habits {
   // Property sets.
-  std::set<std::string> unknown;    // names that sets refuse and gets do not find
-  bool knowsOnlyTheNeeded = false;  // every set but a few is of an unknown name
+  std::set<std::string> refusedTexts;  // as values
+  bool knowsOnlyTheNeeded = false;     // every set but a few is of an unknown name
   OfxStatus unknownAnswer = kUnknown;
   bool textsShareOneBuffer = false;
   // What it offers.
-  std::set<std::string> missingSuites;
+  std::set<std::string> missingSuites;  // all versions, or "name version"
   bool givesOtherTimes = true;
   bool refusesParamKinds = false;  // texts, points and choices cannot be defined
   // Parameters.
@@ -48,7 +48,7 @@ struct Habits {
   bool keysUnknown = false;  // the number of keys is not told
   // The project.
   double width = 160, height = 90, offsetX = 0, offsetY = 0;  // canonical
-  bool tellsProject = true, projectIsZero = false, tellsRate = true;
+  bool tellsProject = true, projectIsZero = false, tellsRate = true, tellsAspect = true;
   double pixelAspect = 1, frameRate = 30;
   OfxPointD scale{1, 1};
   // Images.
@@ -131,7 +131,6 @@ struct OfxImageEffect {
   std::map<std::string, OfxImageClip> clips;
   std::atomic<int> abortChecks{0};
   std::atomic<int> stopAfter{-1};
-  std::function<void()> onAbortCheck;
   std::vector<std::string> messages;
   std::mutex books;
   std::set<OfxPropertySet*> lent;

@@ -69,6 +69,7 @@ enum Status : OfxStatus {
   kUnknown = 3,
   kMissingHostFeature = 4,
   kUnsupported = 5,
+  kExists = 6,
   kErrMemory = 8,
   kBadHandle = 9,
   kBadIndex = 10,

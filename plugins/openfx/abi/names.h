@@ -20,7 +20,6 @@ inline constexpr Name kLoad = "OfxActionLoad", kUnload = "OfxActionUnload", kDes
                       kGetFramesNeeded = "OfxImageEffectActionGetFramesNeeded",
                       kIsIdentity = "OfxImageEffectActionIsIdentity",
                       kGetClipPreferences = "OfxImageEffectActionGetClipPreferences",
-                      kGetTimeDomain = "OfxImageEffectActionGetTimeDomain",
                       kBeginSequenceRender = "OfxImageEffectActionBeginSequenceRender",
                       kRender = "OfxImageEffectActionRender",
                       kEndSequenceRender = "OfxImageEffectActionEndSequenceRender";
@@ -64,11 +63,8 @@ inline constexpr Name kInteger = "OfxParamTypeInteger", kDouble = "OfxParamTypeD
 // Properties of several kinds of objects.
 namespace prop {
 inline constexpr Name kName = "OfxPropName", kLabel = "OfxPropLabel", kShortLabel = "OfxPropShortLabel",
-                      kLongLabel = "OfxPropLongLabel", kTime = "OfxPropTime", kType = "OfxPropType",
-                      kInstanceData = "OfxPropInstanceData", kChangeReason = "OfxPropChangeReason",
-                      kDescription = "OfxPropPluginDescription", kVersion = "OfxPropVersion",
-                      kVersionLabel = "OfxPropVersionLabel", kGrouping = "OfxImageEffectPluginPropGrouping",
-                      kFilePath = "OfxPluginPropFilePath";
+                      kLongLabel = "OfxPropLongLabel", kTime = "OfxPropTime", kDescription = "OfxPropPluginDescription",
+                      kVersion = "OfxPropVersion", kGrouping = "OfxImageEffectPluginPropGrouping";
 
 inline constexpr Name kContext = "OfxImageEffectPropContext", kContexts = "OfxImageEffectPropSupportedContexts",
                       kDepths = "OfxImageEffectPropSupportedPixelDepths",
