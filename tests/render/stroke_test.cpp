@@ -5,12 +5,14 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <span>
 
 #include "effect/heap/heap.h"
 #include "effect/render/reference/stroke_scan.h"
 #include "effect/render/stroke_code.h"
 #include "effect/render/stroke_outline.h"
 #include "random_stroke.h"
+#include "tests/support/seeds.h"
 
 namespace orvandel {
 namespace {
@@ -35,7 +37,7 @@ TEST(Stroke, RandomOnesKeepTheirBytes) {
   const StrokeCode usual = CurrentStrokeCode();
   ASSERT_TRUE(ChooseStrokeCode(StrokeCode::kPlain));
   std::uint32_t seed = 0;
-  for (const std::uint64_t expected : kHashes) {
+  for (const std::uint64_t expected : std::span(kHashes).first(std::max<std::size_t>(16 / test::Thinning(), 1))) {
     Hash hash;
     for (const std::uint32_t end = seed + 250; seed < end; ++seed) {
       Dice dice(seed);
