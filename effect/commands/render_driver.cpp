@@ -12,11 +12,18 @@ namespace {
 // A wave that has not grown is neither outlined nor drawn, and stays in the list.
 bool HasGrown(const Wave& wave) { return wave.size > 0; }
 
-// A wave whose life is over leaves the list undrawn: nothing is built, traced or asked of the host for it.
+// A wave whose life is over leaves the list undrawn. Its outline is left out where nobody can tell: a polygon's always,
+// one that is traced or taken from a mask where the host promises that its answers stay the same.
+bool IsOutlined(const Wave& wave, EffectContext& context) {
+  const bool isOver = CurrentOpacity(wave) < 0.0F;
+  const bool asksHost = wave.waveType == kContourWave || wave.waveType == kMaskWave;
+  return !isOver || (asksHost && context.ChangeStamp() == 0);
+}
+
 std::int32_t OutlineWaves(WaveList& list, EffectContext& context, TraceMemory& traces) {
   for (Wave& wave : list.waves) {
     if (!HasGrown(wave)) continue;
-    if (CurrentOpacity(wave) >= 0.0F) {
+    if (IsOutlined(wave, context)) {
       if (const std::int32_t code = UpdateWaveOutline(wave, context, traces); code != 0) return code;
     }
     if (const std::int32_t code = context.CheckAbort(); code != 0) return code;

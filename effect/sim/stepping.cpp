@@ -145,6 +145,15 @@ void RemoveTheDead(WaveList& list) {
   }
 }
 
+// What a kept state was made for. One that was made for anything else is passed over, whatever the host still keeps.
+struct ResumeTerms {
+  std::uint64_t stamp;  // 0: the host promises nothing, so no state can be gone back to
+  FrameTerms frame;
+  bool operator==(const ResumeTerms&) const = default;
+};
+
+ResumeTerms ResumeTermsOf(const Stepper& stepper) { return {stepper.context->ChangeStamp(), stepper.state->terms}; }
+
 // At a whole tick. Nothing depends on its being kept.
 void OfferResumePoint(Stepper& stepper) {
   EffectContext& context = *stepper.context;
@@ -154,9 +163,12 @@ void OfferResumePoint(Stepper& stepper) {
   std::int32_t wanted = 0;
   const auto from = static_cast<std::int32_t>(stepper.startTime), to = static_cast<std::int32_t>(stepper.target);
   if (service == nullptr || service->wanted(ref, tick, from, to, &wanted) != 0 || wanted == 0) return;
+  const ResumeTerms terms = ResumeTermsOf(stepper);
+  if (terms.stamp == 0) return;
   try {
     RemoveTheDead(*stepper.list);
     ByteWriter writer;
+    writer.Append(terms);
     WriteWaveList(*stepper.list, writer);
     service->keep(ref, tick, writer.Bytes(), static_cast<std::uint64_t>(writer.Length()));
   } catch (const AllocFailed&) {  // goes on without
@@ -170,11 +182,14 @@ bool TakeResumePoint(Stepper& stepper, double best, double atOrBefore) {
   const void* bytes = nullptr;
   std::int32_t tick = 0;
   const OrvEffectRef ref = context.inRecord->effectRef;
-  if (service == nullptr || service->latest(ref, static_cast<std::int32_t>(atOrBefore), &tick, &bytes) != 0)
-    return false;
+  if (service == nullptr) return false;
+  const ResumeTerms terms = ResumeTermsOf(stepper);
+  if (terms.stamp == 0) return false;
+  if (service->latest(ref, static_cast<std::int32_t>(atOrBefore), &tick, &bytes) != 0) return false;
   if (bytes == nullptr || tick <= best || tick > atOrBefore) return false;
-  MakeList(stepper);
   ByteReader reader(static_cast<const std::uint8_t*>(bytes));
+  if (!(reader.Read<ResumeTerms>() == terms)) return false;
+  MakeList(stepper);
   ReadWaveList(reader, *stepper.list);
   stepper.time = tick;
   return true;

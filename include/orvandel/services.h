@@ -34,7 +34,8 @@ typedef struct OrvParamUtilsService {
 /*
  * Optional. A host that can tell cheaply whether anything changed spares the effect reading every parameter at every
  * tick up to the frame, which it otherwise does on each render: the cost of a frame then no longer grows with its time.
- * A host without it refuses to acquire it, and nothing else changes.
+ * Nor is anything asked then for waves whose life is over. A host without it refuses to acquire it, and nothing else
+ * changes.
  */
 #define ORV_CHANGE_STAMP_SERVICE "Orvandel Change Stamp"
 #define ORV_CHANGE_STAMP_VERSION 1
@@ -65,9 +66,9 @@ typedef struct OrvProgressIntervalService {
 
 /*
  * Optional. A host whose user scrubs backward keeps states of the simulation on the way, so that an earlier frame
- * begins at one of them instead of at the start. What is kept belongs to one sequence; it is forgotten when the
- * sequence ends or when any check-out may answer differently than it did (see the change stamp, which such a host has
- * as well).
+ * begins at one of them instead of at the start. What is kept belongs to one sequence and is forgotten when that ends.
+ * Such a host offers the change stamp as well: without one nothing is kept, and what was kept under another stamp, or
+ * for frames of another size or quality, is passed over; the host may forget it.
  */
 #define ORV_RESUME_POINTS_SERVICE "Orvandel Resume Points"
 #define ORV_RESUME_POINTS_VERSION 1

@@ -4,6 +4,7 @@
 
 #include <cstring>
 #include <memory>
+#include <new>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -230,7 +231,11 @@ std::int32_t ResumePointWanted(OrvEffectRef effectRef, std::int32_t tick, std::i
 
 std::int32_t KeepResumePoint(OrvEffectRef effectRef, std::int32_t tick, const void* bytes, std::uint64_t size) {
   return WithResumePoints(effectRef, [&](ResumePoints& points) {
-    points.Keep(tick, {static_cast<const std::uint8_t*>(bytes), static_cast<std::size_t>(size)});
+    try {
+      points.Keep(tick, {static_cast<const std::uint8_t*>(bytes), static_cast<std::size_t>(size)});
+    } catch (const std::bad_alloc&) {  // the frame may need what they take
+      points.Clear();
+    }
   });
 }
 

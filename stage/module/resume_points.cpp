@@ -21,10 +21,10 @@ bool ResumePoints::Wants(std::int32_t tick, std::int32_t from, std::int32_t to) 
 
 void ResumePoints::Keep(std::int32_t tick, std::span<const std::uint8_t> bytes) {
   if (bytes.size() > kMostBytes / 4) return;
-  std::vector<std::uint8_t>& state = states_[tick];
-  bytes_ -= state.size();
-  state.assign(bytes.begin(), bytes.end());
-  bytes_ += state.size();
+  std::vector<std::uint8_t> state(bytes.begin(), bytes.end());
+  std::vector<std::uint8_t>& place = states_[tick];
+  bytes_ += state.size() - place.size();
+  place.swap(state);
   while (states_.size() > kMostStates || bytes_ > kMostBytes) DropOne();
 }
 

@@ -117,6 +117,7 @@ void Walk::Use(const Sequence& sequence) {
   host_.changeStamp = 1 + sequence.variant;
   host_.rowsBetweenReports = static_cast<std::int32_t>(sequence.variant % 3) * 7;
   host_.hearsWaves = sequence.variant % 2 == 1;
+  host_.keepsResumePoints = sequence.variant != 1;
   host_.in.sequenceData = sequence.data;
 }
 

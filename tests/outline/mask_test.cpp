@@ -84,5 +84,16 @@ TEST_F(Mask, OpenPathsAndLengthsBeyondSenseAreRefused) {
   EXPECT_TRUE(!wave.shapeValid && host.Balanced());
 }
 
+// A jump meets a wave that no frame has dropped yet.
+TEST_F(Mask, IsTakenForWavesThatAreOverUnlessTheHostPromisesItsAnswers) {
+  host.SetWord(kWaveType, kMaskWave);
+  host.SetFixed(kFrequency, 0);
+  host.SetFixed(kLifespan, 0.5);
+  host.masks = {{{{30, 30}, {33, 30}}, true}};
+  EXPECT_EQ(host.RenderTick(60), 513);
+  host.changeStamp = 1;
+  EXPECT_EQ(host.RenderTick(60), 0);
+}
+
 }  // namespace
 }  // namespace orvandel

@@ -178,6 +178,7 @@ struct FakeCallbacks {
       current->problems_.insert("bytes behind a handle's block were written");
     }
     current->handles_.erase(handle);
+    current->resumePoints.erase(handle);
     delete block;
   }
   static void CopyString(char* destination, const char* source) { std::strcpy(destination, source); }
@@ -303,13 +304,32 @@ std::int32_t FakeCallbacks::Acquire(const char* name, std::int32_t version, cons
     return 0;
   }};
   static constexpr OrvWaveReportService kReport = {&ReportWave};
+  static constexpr OrvResumePointsService kResume = {
+      [](OrvEffectRef, std::int32_t tick, std::int32_t, std::int32_t, std::int32_t* wanted) {
+        *wanted = tick % 2;
+        return 0;
+      },
+      [](OrvEffectRef ref, std::int32_t tick, const void* bytes, std::uint64_t size) {
+        const auto* from = static_cast<const std::uint8_t*>(bytes);
+        Host(ref).resumePoints[Host(ref).in.sequenceData][tick].assign(from, from + size);
+        return 0;
+      },
+      [](OrvEffectRef ref, std::int32_t atOrBefore, std::int32_t* tick, const void** bytes) {
+        auto& points = Host(ref).resumePoints[Host(ref).in.sequenceData];
+        const auto after = points.upper_bound(atOrBefore);
+        if (after == points.begin()) return 0;
+        *tick = std::prev(after)->first;
+        *bytes = std::prev(after)->second.data();
+        return 0;
+      }};
   const auto isOffered = [name](const char* one, bool offered) { return offered && std::strcmp(name, one) == 0; };
   const bool isStamp = isOffered(ORV_CHANGE_STAMP_SERVICE, current->changeStamp != 0);
   const bool isInterval = isOffered(ORV_PROGRESS_INTERVAL_SERVICE, current->rowsBetweenReports != 0);
   const bool isReport = isOffered(ORV_WAVE_REPORT_SERVICE, current->hearsWaves);
+  const bool isResume = isOffered(ORV_RESUME_POINTS_SERVICE, current->keepsResumePoints);
   const Fault* fault = current->FaultAt(Callback::kAcquire);
   const bool isNeeded = std::strncmp(name, "PF ", 3) == 0;
-  if (!isNeeded && !isStamp && !isInterval && !isReport) return 1;
+  if (!isNeeded && !isStamp && !isInterval && !isReport && !isResume) return 1;
   if (fault != nullptr && isNeeded) current->neededRefused_ = true;
   if (fault != nullptr && fault->code != 0) return fault->code;
   ++current->services_;
@@ -318,6 +338,7 @@ std::int32_t FakeCallbacks::Acquire(const char* name, std::int32_t version, cons
   if (isStamp) *service = &kChangeStamp;
   if (isInterval) *service = &kInterval;
   if (isReport) *service = &kReport;
+  if (isResume) *service = &kResume;
   if (std::strcmp(name, ORV_PARAM_UTILS_SERVICE) == 0 && version == 3) *service = &kParamUtils;
   if (std::strcmp(name, ORV_PATH_QUERY_SERVICE) == 0 && version == 1) *service = &kPathQuery;
   if (std::strcmp(name, ORV_PATH_DATA_SERVICE) == 0 && version == 1) *service = &kPathData;

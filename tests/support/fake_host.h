@@ -145,9 +145,11 @@ class FakeHost {
   std::vector<std::int32_t> progressDone, progressTotal;
   std::uint8_t handleFill = 0xA5;
   bool passParamsToRender = true;
-  std::uint64_t changeStamp = 0;                             // offered as the optional service unless 0
-  std::int32_t rowsBetweenReports = 0;                       // the same
-  bool hearsWaves = false;                                   // the same
+  std::uint64_t changeStamp = 0;        // offered as the optional service unless 0
+  std::int32_t rowsBetweenReports = 0;  // the same
+  bool hearsWaves = false;              // the same
+  bool keepsResumePoints = false;       // the same; kept whatever changes, till the sequence ends
+  std::map<OrvHandle, std::map<std::int32_t, std::vector<std::uint8_t>>> resumePoints;  // by sequence and tick
   std::function<void()> onPoll;                              // before an abort check or progress report is answered
   std::function<double(double)> distortPaths;                // what the path services say of lengths and coordinates
   std::optional<OrvImage> lentOutput, lentInput, lentLayer;  // images of the test's own instead
