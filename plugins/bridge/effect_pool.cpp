@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <new>
 #include <thread>
 #include <utility>
 
@@ -65,10 +66,16 @@ std::unique_ptr<EffectPool::Seat> EffectPool::Take(std::uint64_t tenant, double 
   return seat;
 }
 
-void EffectPool::Return(std::unique_ptr<Seat> seat) {
+// A seat that there is no memory to remember is given up.
+void EffectPool::Return(std::unique_ptr<Seat> seat) noexcept {
   std::unique_ptr<Seat> dropped;  // unloaded outside the lock
   const std::lock_guard lock(guard_);
-  idle_.push_back(std::move(seat));
+  try {
+    idle_.push_back(std::move(seat));
+  } catch (const std::bad_alloc&) {
+    dropped = std::move(seat);
+    return;
+  }
   if (idle_.size() > MostIdle()) {
     dropped = std::move(idle_.front());
     idle_.erase(idle_.begin());
@@ -80,20 +87,17 @@ std::uint64_t EffectPool::NewTenant() {
   return ++tenants_;
 }
 
-void EffectPool::Forget(std::uint64_t tenant) {
-  std::vector<std::unique_ptr<Seat>> left;
-  {
-    const std::lock_guard lock(guard_);
-    for (auto at = idle_.begin(); at != idle_.end();) {
-      if ((*at)->tenant != tenant) {
-        ++at;
-        continue;
-      }
-      left.push_back(std::move(*at));
-      at = idle_.erase(at);
-    }
-  }
-  for (auto& seat : left) {
+std::unique_ptr<EffectPool::Seat> EffectPool::TakeAny(std::uint64_t tenant) {
+  const std::lock_guard lock(guard_);
+  const auto found = std::find_if(idle_.begin(), idle_.end(), [&](const auto& each) { return each->tenant == tenant; });
+  if (found == idle_.end()) return nullptr;
+  std::unique_ptr<Seat> seat = std::move(*found);
+  idle_.erase(found);
+  return seat;
+}
+
+void EffectPool::Forget(std::uint64_t tenant) noexcept {
+  while (std::unique_ptr<Seat> seat = TakeAny(tenant)) {
     seat->performance = nullptr;
     seat->tenant = 0;
     Return(std::move(seat));

@@ -49,7 +49,7 @@ class EffectPool {
 
   std::uint64_t NewTenant();
   // What is kept for it ends.
-  void Forget(std::uint64_t tenant);
+  void Forget(std::uint64_t tenant) noexcept;
   // Every idle module is unloaded.
   void DropIdle();
 
@@ -58,7 +58,8 @@ class EffectPool {
 
  private:
   std::unique_ptr<Seat> Take(std::uint64_t tenant, double seconds);
-  void Return(std::unique_ptr<Seat> seat);
+  std::unique_ptr<Seat> TakeAny(std::uint64_t tenant);
+  void Return(std::unique_ptr<Seat> seat) noexcept;
 
   std::mutex guard_;
   std::vector<std::unique_ptr<Seat>> idle_;  // the longest idle first

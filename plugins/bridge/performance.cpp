@@ -99,12 +99,6 @@ bool HasLayer(const FrameRequest& request, Layer layer) {
   return request.pictures != nullptr && request.pictures->Has(layer);
 }
 
-stage::Scene SceneOf(const FrameRequest& request) {
-  stage::Scene scene = request.look->SceneFor(request.frameRate, request.seconds);
-  if (request.pixelAspect.num > 0) scene.pixelAspect = stage::Reduced(request.pixelAspect);
-  return scene;
-}
-
 }  // namespace
 
 // The sources are there while a request is worked on.
@@ -135,7 +129,7 @@ Performance::Performance(stage::EffectModule& module, const FrameRequest& reques
       hasInput_(HasLayer(request, Layer::kInput)),
       hasFurther_(HasLayer(request, Layer::kFurther)),
       editor_(std::make_shared<Editor>()),
-      scene_(SceneOf(request)),
+      scene_(request.look->SceneFor(request.frameRate, request.seconds)),
       askedScale_(request.scale),
       scale_(request.scale ? *request.scale : stage::OutputScale::FittedTo(scene_, request.width, request.height)) {
   editor_->preroll = scene_.time.preroll;
@@ -158,11 +152,10 @@ Performance::Performance(stage::EffectModule& module, const FrameRequest& reques
 Performance::~Performance() = default;
 
 bool Performance::Fits(const FrameRequest& request) const {
-  const bool aspectHolds = request.pixelAspect.num <= 0 || stage::Reduced(request.pixelAspect) == scene_.pixelAspect;
   return look_ == request.look && frameRate_ == request.frameRate && scale_.width == request.width &&
-         scale_.height == request.height && askedScale_ == request.scale && aspectHolds &&
-         highQuality_ == request.highQuality && coarse_ == (request.seconds >= kLateSeconds) &&
-         hasInput_ == HasLayer(request, Layer::kInput) && hasFurther_ == HasLayer(request, Layer::kFurther);
+         scale_.height == request.height && askedScale_ == request.scale && highQuality_ == request.highQuality &&
+         coarse_ == (request.seconds >= kLateSeconds) && hasInput_ == HasLayer(request, Layer::kInput) &&
+         hasFurther_ == HasLayer(request, Layer::kFurther);
 }
 
 void Performance::OfferPictures(const FrameRequest& request) {
@@ -254,11 +247,19 @@ void Performance::Render(const FrameRequest& request, const Rows& rows) {
   for (std::int32_t y = 0; y < request.height; ++y) {
     stage::AlphaLast(rows.data + rows.rowBytes * y, static_cast<std::size_t>(request.width));
   }
+  GiveBackPictures(request);
 }
 
 stage::Picture16 Performance::Render16(const FrameRequest& request) {
   const Visit visit(*editor_, request);
-  return renderer_->Render16At(Prepare(request));
+  stage::Picture16 picture = renderer_->Render16At(Prepare(request));
+  GiveBackPictures(request);
+  return picture;
+}
+
+// Those that the next frame asks for anew would stay with every idle module.
+void Performance::GiveBackPictures(const FrameRequest& request) {
+  if (request.stamp == 0 && (hasInput_ || hasFurther_)) renderer_->SceneChanged();
 }
 
 }  // namespace orvandel::bridge

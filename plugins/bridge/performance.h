@@ -37,6 +37,7 @@ class Performance {
   bool TakeValues(const FrameRequest& request);
   bool Varies(const FrameRequest& request) const;
   bool MakeRoomFor(std::int32_t hostTime);
+  void GiveBackPictures(const FrameRequest& request);
 
   std::shared_ptr<const Look> look_;
   stage::Rational frameRate_;

@@ -24,7 +24,6 @@ struct FrameRequest {
   stage::Rational frameRate{0, 1};               // the editor's, when it is known; 0: not
   std::int32_t width = 0, height = 0;            // of the whole frame, whatever part of it is needed
   std::optional<stage::OutputScale> scale = {};  // how the look fills it; otherwise as OutputScale::FittedTo says
-  stage::Rational pixelAspect{0, 1};             // 0: the look's
   const ParamSource* params = nullptr;           // null: the look alone
   PictureSource* pictures = nullptr;             // null: the look's own
   // Two requests with one number other than 0 promise that varying values and pictures answer as they did. Constants

@@ -4,7 +4,6 @@
 
 #include <cmath>
 #include <cstring>
-#include <map>
 #include <mutex>
 #include <string_view>
 
@@ -40,13 +39,17 @@ TimeUnit UnitOfLibrary(const void* code) {
 
 }  // namespace
 
-TimeUnit UnitOfCaller(const void* code) {
+// Hosts call from one place. What is found there is kept, since the loader takes its lock to tell.
+TimeUnit UnitOfCaller(const void* code) noexcept {
   static std::mutex guard;
-  static std::map<const void*, TimeUnit> known;
+  static const void* known = nullptr;
+  static TimeUnit unit = TimeUnit::kSeconds;
   const std::lock_guard lock(guard);
-  const auto [place, isNew] = known.try_emplace(code, TimeUnit::kSeconds);
-  if (isNew) place->second = UnitOfLibrary(code);
-  return place->second;
+  if (known != code) {
+    unit = UnitOfLibrary(code);
+    known = code;
+  }
+  return unit;
 }
 
 double SecondsOfMilliseconds(double milliseconds, const Rational& sure, const Rational& likely) {

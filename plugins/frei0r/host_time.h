@@ -9,7 +9,7 @@ enum class TimeUnit { kAuto, kSeconds, kMilliseconds };
 
 // The unit of the program or library that contains an address of code. One host counts in milliseconds, whatever the
 // interface says; the others in seconds.
-TimeUnit UnitOfCaller(const void* code);
+TimeUnit UnitOfCaller(const void* code) noexcept;
 
 // Whole milliseconds are a frame's time rounded. The frame is looked for at `rates` in their order, those that are 0
 // left out, then at the usual ones; without any, the number stands for itself. One of `rates` that is `sure` is the

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <new>
 #include <utility>
 
 #include "plugins/frei0r/over.h"
@@ -199,19 +200,29 @@ void Instance::Get(int index, f0r_param_t value) {
   }
 }
 
-void Instance::Complain(const std::string& what) {
+// Called where nothing may be thrown any more.
+void Instance::Complain(const char* what) noexcept {
   if (complained_ == what) return;
-  complained_ = what;
-  std::fprintf(stderr, "orvandel: %s\n", what.c_str());
+  std::fprintf(stderr, "orvandel: %s\n", what);
+  try {
+    complained_ = what;
+  } catch (const std::bad_alloc&) {  // told again
+  }
 }
 
-// Under the guard.
+// Under the guard. One that is wrong is read once; what memory did not suffice for is tried again.
 void Instance::OpenLook() {
   const std::string& wanted = held_[0].text;
   if (scene_ == wanted) return;
-  scene_ = wanted;
+  scene_.reset();
   look_ = nullptr;
-  look_ = bridge::Look::Open(wanted);
+  try {
+    look_ = bridge::Look::Open(wanted);
+  } catch (const stage::InputError&) {
+    scene_ = wanted;
+    throw;
+  }
+  scene_ = wanted;
 }
 
 // FFmpeg's filter loses the time of frames whose width is no multiple of 64. It shows them in their order to one

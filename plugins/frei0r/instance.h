@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -37,7 +38,7 @@ class Instance {
   void Render(double time, TimeUnit callersUnit, const std::uint32_t* in, std::uint32_t* out);
   void OpenLook();
   double CountedSeconds(const stage::Rational& rate);
-  void Complain(const std::string& what);
+  void Complain(const char* what) noexcept;
   std::size_t Pixels() const { return static_cast<std::size_t>(width_) * static_cast<std::size_t>(height_); }
 
   const bool isFilter_;
@@ -46,7 +47,7 @@ class Instance {
   bridge::Player player_;
   std::mutex guard_;  // over what follows
   std::vector<Held> held_;
-  std::string scene_;                         // that look_ was opened for
+  std::optional<std::string> scene_ = "";     // that look_ was opened for
   std::shared_ptr<const bridge::Look> look_;  // null: it cannot be opened
   std::string complained_;
   std::int64_t untimed_ = 0;  // frames that came without a time

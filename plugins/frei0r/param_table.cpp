@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cctype>
 #include <charconv>
 #include <cmath>
 #include <string_view>
@@ -184,11 +183,13 @@ std::vector<Param> Table(bool isFilter) {
   return params;
 }
 
+// Whatever the host's language: in Turkish, the library's small letter of I is not i.
 std::string Bare(std::string_view text) {
   std::string bare;
   for (const char letter : text) {
-    const auto byte = static_cast<unsigned char>(letter);
-    if (std::isalnum(byte) != 0) bare += static_cast<char>(std::tolower(byte));
+    const bool isCapital = letter >= 'A' && letter <= 'Z';
+    const char small = isCapital ? static_cast<char>(letter - 'A' + 'a') : letter;
+    if ((small >= 'a' && small <= 'z') || (small >= '0' && small <= '9')) bare += small;
   }
   return bare;
 }

@@ -54,6 +54,11 @@ bool NeedsFreshSequences(const Scene& scene, const Emitter& emitter, const Param
   return sourceMoves(chosen ? std::get<Choice>(source->keys.front().value).index : 0);
 }
 
+bool NeedsFreshSequenceAfterChange(const Scene& scene, const Emitter& emitter, const ParamCatalog& catalog) {
+  const Tracks tracks{scene, emitter, catalog};
+  return tracks.Takes("Wave Type", "Image Contours") || tracks.Takes("Wave Type", "Mask");
+}
+
 bool TracesInput(const Scene& scene, const Emitter& emitter, const ParamCatalog& catalog) {
   const Tracks tracks{scene, emitter, catalog};
   if (!tracks.Takes("Wave Type", "Image Contours")) return false;

@@ -17,6 +17,10 @@ namespace orvandel::stage {
 bool NeedsFreshSequences(const Scene& scene, const Emitter& emitter, const ParamCatalog& catalog,
                          const std::function<bool(std::int32_t)>& sourceMoves);
 
+// Whether a sequence has to end once the scene or its live pictures change: drawn waves keep what they were traced
+// from, and those that found nothing to trace, or no mask, are gone.
+bool NeedsFreshSequenceAfterChange(const Scene& scene, const Emitter& emitter, const ParamCatalog& catalog);
+
 // Whether the emitter may draw the contours of the scene's input.
 bool TracesInput(const Scene& scene, const Emitter& emitter, const ParamCatalog& catalog);
 

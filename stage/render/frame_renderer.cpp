@@ -13,7 +13,8 @@
 
 namespace orvandel::stage {
 // A sequence is set up before the first frame and goes on from frame to frame. It ends early after a failure, because
-// only a sequence whose every command succeeded is known to be whole, and after every frame where the scene needs that.
+// only a sequence whose every command succeeded is known to be whole, after every frame where the scene needs that, and
+// after a change that its waves would not notice.
 struct FrameRenderer::Impl {
   Impl(EffectModule& effect, const Scene& played, std::size_t place, RenderOptions renderOptions)
       : module(effect.Internals()),
@@ -47,6 +48,7 @@ struct FrameRenderer::Impl {
     answers.SceneChanged();
     resumePoints.Clear();
     freshEveryFrame = NeedsFresh();
+    outdated = outdated || NeedsFreshSequenceAfterChange(scene, emitter, module.catalog);
   }
 
   CommandTime When(std::int32_t hostTime) const { return CommandTime::Of(scene, hostTime, scale, options.highQuality); }
@@ -74,7 +76,8 @@ struct FrameRenderer::Impl {
   }
 
   void RenderInto(std::int32_t hostTime, const OrvImage& image) {
-    if (freshEveryFrame || failed) EndSequence();
+    if (freshEveryFrame || failed || outdated) EndSequence();
+    outdated = false;
     failed = true;
     BeginSequence(hostTime);
     Draw(hostTime, image);
@@ -104,7 +107,8 @@ struct FrameRenderer::Impl {
   OrvHandle sequence = nullptr;
   ResumePoints resumePoints;
   bool freshEveryFrame = false;
-  bool failed = false;  // the last frame did not come to its end
+  bool failed = false;    // the last frame did not come to its end
+  bool outdated = false;  // the sequence's waves may have been drawn from other pictures or masks
 };
 
 FrameRenderer::FrameRenderer(EffectModule& module, const Scene& scene, std::size_t emitter, RenderOptions options)

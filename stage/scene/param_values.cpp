@@ -25,6 +25,7 @@ std::int32_t Saturated(double value) {
 }
 
 std::uint8_t ToChannel(double value) {
+  if (std::isnan(value)) return 0;
   return static_cast<std::uint8_t>(std::clamp(std::floor(value + 0.5), 0.0, 255.0));
 }
 

@@ -122,6 +122,31 @@ TEST(Bridge, ScrubbingGivesWhatAFreshPlayerGives) {
   }
 }
 
+// An editor's film may change where the effect does not look for changes. Waves that found nothing in it come back.
+TEST(Bridge, PicturesThatChangeLeaveNoMark) {
+  struct Square final : PictureSource {
+    bool Has(Layer layer) const override { return layer == Layer::kInput; }
+    bool Moves(Layer) const override { return true; }
+    stage::Picture PictureAt(Layer, const LookTime& time) override {
+      stage::Picture picture(96, 54);
+      const bool hasSquare = isShown || time.Seconds() < 0.1;
+      for (std::size_t y = 20; hasSquare && y < 30; ++y) std::fill_n(&picture.bytes[(y * 96 + 40) * 4], 40, 255);
+      return picture;
+    }
+    bool isShown = true;
+  } square;
+  FrameRequest request{.seconds = 0.5, .width = 96, .height = 54, .pictures = &square};
+  request.look = Look::FromText(R"({"version": 1, "width": 96, "height": 54, "frameRate": 24, "duration": 4,
+      "parameters": {"Wave Type": "Image Contours", "Frequency": 4, "Expansion": 1}})",
+                                "square.json");
+  const Player player;
+  for (const bool isShown : {true, false, true}) {
+    square.isShown = isShown;
+    EXPECT_EQ(Frame(player, request), Frame(Player(), request));
+    request.seconds += 0.5;
+  }
+}
+
 TEST(Bridge, AnEditorsKeyframesAreTheScenes) {
   stage::EffectModule module(BuiltInEffect());
   const std::int32_t spin = module.Catalog().Find("Spin")->hostIndex;
