@@ -126,7 +126,7 @@ constexpr const char* kZshAssignments = R"(_orvandel_set() {
 }
 )";
 
-// Colons and brackets separate the parts of an option specification for _arguments.
+// Colons and brackets separate the parts of an option as zsh's _arguments takes it.
 std::string ZshText(const std::string& text) {
   std::string escaped;
   for (const char c : text) {

@@ -1,6 +1,6 @@
 // Measured on filtered frames of 1080p (examples/scenes), milliseconds and bytes: ISA-L's level 1 5 to 7 ms for 510 to
 // 730 kB, zlib's level 1 22 to 30 for 5 % more, its level 6 88 to 126 for 380 to 570 kB, libdeflate's level 6 42 to 51
-// for as many.
+// for as many and its level 9 98 to 378 for 360 to 530.
 #include <isa-l/igzip_lib.h>
 #include <libdeflate.h>
 

@@ -1,5 +1,5 @@
-// How the bytes of PNG files are packed: an addition (addition.h). Without it the PNG library does it itself, five to
-// ten times as slowly.
+// How the bytes of PNG files are packed: an addition (addition.h). Without it the PNG library does it itself, more
+// slowly.
 #pragma once
 
 #include <cstddef>
@@ -12,7 +12,7 @@ namespace orvandel::stage {
 
 enum class PngEffort {
   kFast,  // rendering waits for writing
-  kSmall  // a quarter smaller, in ten to twenty times the time
+  kSmall  // a quarter to two fifths smaller, in twenty to sixty times the time
 };
 
 struct FreeMemory {
