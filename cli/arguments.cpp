@@ -73,9 +73,12 @@ void AddPicture(CLI::App& command, Requests& requests) {
   command.add_option("--depth", request.depth, "Bits per channel of .png pictures")
       ->check(CLI::IsMember({8, 16}))
       ->default_val(8);
-  command.add_option("--png-size", requests.pngSize, "fast, or small: .png files a quarter smaller, written slowly")
-      ->check(CLI::IsMember({"fast", "small"}))
-      ->default_val("fast");
+  command
+      .add_option(
+          "--png-size", requests.pngSize,
+          "How .png files are packed: fast writes larger ones sooner, and equal pictures may differ in packed bytes")
+      ->check(CLI::IsMember({"fast", "default", "small"}))
+      ->default_val("default");
   std::vector<std::string> codecs;
   for (const stage::FilmKind& kind : stage::FilmKinds()) codecs.push_back(kind.name);
   command.add_option("--codec", request.codec, "Codec of a film, where its extension has several (--list-formats)")
@@ -288,6 +291,7 @@ void ResolveWords(Requests& requests) {
                                                          {"none", ProgressKind::kNone}};
   RenderRequest& render = requests.render;
   render.highQuality = requests.quality == "full";
+  if (requests.pngSize == "fast") render.pngEffort = stage::PngEffort::kFast;
   if (requests.pngSize == "small") render.pngEffort = stage::PngEffort::kSmall;
   render.progress = requests.quiet ? ProgressKind::kQuiet : kinds.at(requests.progress);
   if (requests.overwrite) render.existing = Existing::kReplace;

@@ -21,7 +21,7 @@ struct Requests {
   SheetRequest sheet;
   NewRequest newScene;
   AboutRequest about, schema;
-  std::string quality = "full", pngSize = "fast", shell;
+  std::string quality = "full", pngSize = "default", shell;
   std::string progress = "auto";
   bool overwrite = false, resume = false, quiet = false;  // of render
   bool listFormats = false;

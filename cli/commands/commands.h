@@ -30,7 +30,7 @@ struct RenderRequest {
   bool highQuality = true;
   std::int32_t downsample = 1;
   int depth = 8;
-  stage::PngEffort pngEffort = stage::PngEffort::kFast;
+  stage::PngEffort pngEffort = stage::PngEffort::kDefault;
   std::string codec;       // empty: the extension's usual one
   std::string background;  // empty: the scene's own
   bool noSound = false;

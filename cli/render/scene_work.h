@@ -18,7 +18,7 @@ struct SceneWorkSettings {
   std::filesystem::path module;
   stage::RenderOptions render;
   int depth = 8;  // bits a channel of pictures
-  stage::PngEffort pngEffort = stage::PngEffort::kFast;
+  stage::PngEffort pngEffort = stage::PngEffort::kDefault;
   stage::IfTaken ifTaken = stage::IfTaken::kFail;
 };
 

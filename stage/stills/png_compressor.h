@@ -11,8 +11,9 @@
 namespace orvandel::stage {
 
 enum class PngEffort {
-  kFast,  // rendering waits for writing
-  kSmall  // a quarter to two fifths smaller, in twenty to sixty times the time
+  kFast,     // when rendering waits for writing: the same pixels, but not always the same packed bytes
+  kDefault,  // equal pictures are equal files with one version of the library, on all machines
+  kSmall     // an eighth to a fifth smaller, in one and a half to four times the time
 };
 
 struct FreeMemory {
@@ -27,7 +28,7 @@ class PngCompressor {
     MallocBytes bytes;  // null: there was not enough memory
     std::size_t size = 0;
   };
-  // A zlib stream. Any thread may call it. The same on every machine only once it is unpacked.
+  // A zlib stream. Any thread may call it. Its bytes, unpacked, are the same on all machines.
   virtual Packed Compress(std::span<const std::uint8_t> bytes, PngEffort effort) const = 0;
 };
 

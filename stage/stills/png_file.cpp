@@ -75,7 +75,7 @@ struct Encoded {
 
 // `rgba` as the library has it.
 Encoded Encode(const std::uint8_t* rgba, std::int32_t width, std::int32_t height, unsigned bits,
-               PngEffort effort = PngEffort::kFast) {
+               PngEffort effort = PngEffort::kDefault) {
   Codec codec;
   for (LodePNGColorMode* mode : {&codec->info_raw, &codec->info_png.color}) {
     mode->colortype = LCT_RGBA;

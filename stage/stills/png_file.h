@@ -29,9 +29,9 @@ std::string EncodePng(const Picture& rgba);
 // Writes 8-bit RGBA with exactly the picture's bytes (all four, also where alpha is 0). The file appears under its name
 // when it is whole. Throws WorkError with the file and the reason.
 void WritePng(const std::filesystem::path& file, Picture picture, IfTaken ifTaken = IfTaken::kReplace,
-              PngEffort effort = PngEffort::kFast);
+              PngEffort effort = PngEffort::kDefault);
 // The same with 16 bits a channel.
 void WritePng16(const std::filesystem::path& file, const Picture16& picture, IfTaken ifTaken = IfTaken::kReplace,
-                PngEffort effort = PngEffort::kFast);
+                PngEffort effort = PngEffort::kDefault);
 
 }  // namespace orvandel::stage
