@@ -5,8 +5,9 @@
 #include <algorithm>
 #include <cmath>
 
-#include "cli/waves/emitter_values.h"
-#include "cli/waves/reported_waves.h"
+#include "cli/waves/wave_limit.h"
+#include "stage/reports/emitter_values.h"
+#include "stage/reports/reported_waves.h"
 #include "stage/scene/mask_path.h"
 #include "stage/scene/path_measure.h"
 
@@ -18,7 +19,7 @@ constexpr double kFarOff = 0.25;  // of the picture's height
 constexpr float kFaint = 1.0F / 255, kSmallRadius = 1;
 
 // Also when the picture lies inside the outline, which has left it on all sides.
-bool IsOutside(const ReportedWave& wave, const stage::Scene& scene) {
+bool IsOutside(const stage::ReportedWave& wave, const stage::Scene& scene) {
   return std::all_of(wave.outline.begin(), wave.outline.end(), [&](const OrvWavePoint& point) {
     const stage::PointValue p = wave.OnLayer(point);
     return p.x < 0 || p.y < 0 || p.x > scene.width || p.y > scene.height;
@@ -29,7 +30,7 @@ bool IsOutside(const ReportedWave& wave, const stage::Scene& scene) {
 struct Obstacles {
   std::int64_t waves = 0, faint = 0, small = 0, outside = 0;
 
-  void Count(const ReportedWave& wave, double effectOpacity, const stage::Scene& scene) {
+  void Count(const stage::ReportedWave& wave, double effectOpacity, const stage::Scene& scene) {
     ++waves;
     faint += wave.wave.opacity * effectOpacity < kFaint ? 1 : 0;
     small += wave.wave.size < kSmallRadius ? 1 : 0;
@@ -38,7 +39,7 @@ struct Obstacles {
 };
 
 // Of a mask far from where it grows; else empty.
-std::string WhyOfMask(const stage::Scene& scene, const EmitterValues& values, std::int64_t tick) {
+std::string WhyOfMask(const stage::Scene& scene, const stage::EmitterValues& values, std::int64_t tick) {
   if (values.ChoiceText("Wave Type", tick) != "Mask") return {};
   const auto place = static_cast<std::size_t>(values.Number("Mask", tick));
   if (place == 0) return "Mask is null: these waves have no outline";
@@ -53,7 +54,8 @@ std::string WhyOfMask(const stage::Scene& scene, const EmitterValues& values, st
 }
 
 // Of an outline that is not there or lies elsewhere; else empty.
-std::string WhyOfOutline(const stage::Scene& scene, const EmitterValues& values, std::int64_t tick, bool isBorn) {
+std::string WhyOfOutline(const stage::Scene& scene, const stage::EmitterValues& values, std::int64_t tick,
+                         bool isBorn) {
   if (values.ChoiceText("Wave Type", tick) != "Image Contours") return WhyOfMask(scene, values, tick);
   if (isBorn) return {};
   return "the source layer has no contour at this Value Threshold, or none of the number that Contour names";
@@ -76,12 +78,12 @@ std::string WhyLittleIsShown(stage::EffectModule& module, const stage::Scene& sc
                              const std::vector<std::int32_t>& frames, std::int64_t maxWaves) {
   Obstacles all;
   const std::size_t step = 1 + frames.size() / kMostLookedAt;
-  WaveReports reports(module, scene, maxWaves);
+  stage::WaveReports reports(module, scene, LimitedTo(maxWaves));
   for (std::size_t i = 0; i < frames.size(); i += step) {
     const auto& effects = reports.Of(frames[i]);
     for (std::size_t effect = 0; effect < effects.size(); ++effect) {
       const double opacity = scene.emitters[effect].opacity;
-      for (const ReportedWave& wave : effects[effect]) all.Count(wave, opacity, scene);
+      for (const stage::ReportedWave& wave : effects[effect]) all.Count(wave, opacity, scene);
     }
   }
   const auto hidden = [](const stage::Emitter& emitter) { return emitter.opacity < kFaint; };
@@ -89,8 +91,8 @@ std::string WhyLittleIsShown(stage::EffectModule& module, const stage::Scene& sc
   if (2 * all.faint > all.waves) return "the waves are transparent: Opacity is 0, or they fade in or out";
   if (2 * all.small > all.waves) return "the waves are smaller than a pixel: Expansion is small, or they are just born";
   const std::int64_t tick =
-      scene.time.TimeOfFrame(frames.back()) * static_cast<std::int64_t>(kTicksPerSecond) / scene.time.timeScale;
-  const EmitterValues values(scene, scene.emitters.front(), module.Catalog());
+      scene.time.TimeOfFrame(frames.back()) * static_cast<std::int64_t>(stage::kTicksPerSecond) / scene.time.timeScale;
+  const stage::EmitterValues values(scene, scene.emitters.front(), module.Catalog());
   std::string ofOutline = WhyOfOutline(scene, values, tick, all.waves > 0);
   if (!ofOutline.empty()) return ofOutline;
   if (all.waves == 0) {

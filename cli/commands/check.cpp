@@ -16,17 +16,15 @@
 #include "cli/failure.h"
 #include "cli/frame_list.h"
 #include "cli/interrupt.h"
-#include "cli/media_use.h"
 #include "cli/module_file.h"
 #include "cli/render/film_sound.h"
 #include "cli/render/memory_need.h"
 #include "cli/scene_input.h"
-#include "cli/waves/wave_count.h"
 #include "stage/base/errors.h"
 #include "stage/media/media_in.h"
-#include "stage/media/sequence_rules.h"
 #include "stage/render/scene_renderer.h"
-#include "stage/scene/path_measure.h"
+#include "stage/reports/media_use.h"
+#include "stage/reports/scene_remarks.h"
 
 namespace orvandel::cli {
 namespace {
@@ -46,87 +44,12 @@ struct Estimates {
   std::int32_t costliestFrame = 0;
 };
 
-struct Findings {
+struct Findings : stage::Remarks {
   std::vector<stage::Complaint> errors;
-  std::vector<std::string> warnings, notes;
   Estimates estimates;
 
   void AddError(std::string message) { errors.push_back({std::move(message), {}, {}, {}}); }
 };
-
-// --- From the scene alone.
-
-void LookAtWaves(const stage::Scene& scene, const stage::ParamCatalog& catalog, std::int64_t maxWaves,
-                 Findings& findings) {
-  constexpr std::int64_t kMany = 2000;
-  const WaveCount waves = CountWaves(scene, catalog, AllFrames(scene.time.frameCount));
-  findings.estimates.waves = waves.alive;
-  findings.estimates.costliestFrame = waves.aliveFrame;
-  findings.notes.push_back(fmt::format("at most {} wave{} alive at once, in frame {}", waves.alive,
-                                       waves.alive == 1 ? "" : "s", waves.aliveFrame));
-  if (waves.held > maxWaves) {
-    findings.warnings.push_back(
-        fmt::format("frame {} needs up to {} waves at once; render refuses more than {} unless --max-waves is raised",
-                    waves.heldFrame, waves.held, maxWaves));
-  } else if (waves.alive > kMany) {
-    findings.warnings.push_back(
-        fmt::format("up to {} waves are drawn in frame {}: frames will take long; lower "
-                    "Frequency or Lifespan (sec)",
-                    waves.alive, waves.aliveFrame));
-  }
-}
-
-void LookAtSequences(const stage::Scene& scene, const stage::ParamCatalog& catalog, Findings& findings) {
-  constexpr std::int32_t kShort = 300;
-  if (scene.time.frameCount < kShort) return;
-  const auto fresh = [&](const stage::Emitter& emitter) {
-    return stage::NeedsFreshSequences(scene, emitter, catalog, [](std::int32_t) { return false; });
-  };
-  if (std::none_of(scene.emitters.begin(), scene.emitters.end(), fresh)) return;
-  findings.warnings.push_back(
-      "every frame starts anew from time 0, which makes late frames slow: the Mask parameter changes, or settings for "
-      "each frame meet a Lifespan that changes or a contour whose source changes");
-}
-
-void LookAtTimeBase(const stage::Scene& scene, Findings& findings) {
-  constexpr double kMostUnits = 1 << 30;
-  const double seconds = static_cast<double>(scene.time.duration) / scene.time.timeScale;
-  const double longest = kMostUnits / scene.time.timeScale - 1;
-  findings.notes.push_back(fmt::format("{} frames, {} a second; the longest film at this rate is {:.0f} s",
-                                       scene.time.frameCount, stage::TextOf(scene.time.frameRate), longest));
-  if (seconds > 0.9 * longest) {
-    findings.warnings.push_back(
-        fmt::format("the duration of {:.0f} s is near the {:.0f} s that this frame rate allows", seconds, longest));
-  }
-}
-
-// A wave of a mask grows about the layer's middle, not about the outline's own: where the two are apart, the outline
-// moves away from the producer point while it grows.
-void LookAtMasks(const stage::Scene& scene, Findings& findings) {
-  constexpr double kApart = 0.05;  // of the picture's height
-  constexpr double kAngular = 64;  // pixels
-  findings.notes.insert(findings.notes.end(), scene.notes.begin(), scene.notes.end());
-  for (const stage::Mask& mask : scene.masks) {
-    stage::PathBox box;
-    stage::TakeInto(box, mask.keys.front().path);
-    const stage::PointValue middle = box.Middle();
-    const double away = std::hypot(middle.x - scene.width * 0.5, middle.y - scene.height * 0.5);
-    std::string note = fmt::format("mask \"{}\" is {:.0f} x {:.0f} pixels around {:.0f}, {:.0f}", mask.name,
-                                   box.Width(), box.Height(), middle.x, middle.y);
-    if (away > kApart * scene.height) {
-      note += fmt::format(
-          ": it grows about the layer's middle, {:.0f} pixels away; \"anchor\": \"outline\" makes it "
-          "grow about the Producer Point",
-          away);
-    }
-    if (std::max(box.Width(), box.Height()) < kAngular) {
-      note +=
-          "; its waves look angular, because outlines are followed in steps of a pixel: \"fit\" or \"scale\" make them "
-          "finer";
-    }
-    findings.notes.push_back(std::move(note));
-  }
-}
 
 // --- From the media.
 
@@ -160,15 +83,12 @@ void LookAtMedia(const stage::Scene& scene, const stage::ParamCatalog& catalog, 
   if (scene.background.medium) {
     if (std::string fault = MediumFault(*scene.background.medium, scene); !fault.empty()) findings.AddError(fault);
   }
-  if (std::string note = NoteOfUnseen(scene, catalog); !note.empty()) findings.notes.push_back(std::move(note));
-  if (scene.background.IsNothing() && scene.blend != stage::Blend::kNormal) {
-    findings.notes.push_back("\"blend\" has nothing to lay the picture over unless there is a \"background\"");
-  }
+  stage::RemarkOnMedia(scene, catalog, findings);
   LookAtSound(scene, findings);
   for (std::size_t i = 0; i < scene.layers.size(); ++i) {
     std::string fault = MediumFault(scene.layers[i], scene);
     if (fault.empty()) continue;
-    if (IsLayerUsed(i, scene, catalog)) {
+    if (stage::IsLayerUsed(i, scene, catalog)) {
       findings.AddError(std::move(fault));
     } else {
       findings.warnings.push_back(fault + " (no parameter uses this layer)");
@@ -291,11 +211,11 @@ Findings CheckScene(stage::EffectModule& module, const CheckRequest& request) {
   if (!findings.errors.empty()) return findings;
   const stage::Scene scene = stage::ReadSceneText(text.text, text.file, module.Catalog(), wanted.options);
   findings.estimates.frames = scene.time.frameCount;
-  LookAtTimeBase(scene, findings);
-  LookAtMasks(scene, findings);
+  stage::RemarkOnForm(scene, findings);
   const std::size_t before = findings.warnings.size();
-  LookAtWaves(scene, module.Catalog(), wanted.maxWaves, findings);
-  LookAtSequences(scene, module.Catalog(), findings);
+  const stage::WaveCount waves = stage::RemarkOnWaves(scene, module.Catalog(), wanted.maxWaves, findings);
+  findings.estimates.waves = waves.alive;
+  findings.estimates.costliestFrame = waves.aliveFrame;
   LookAtMemory(scene, module.Catalog(), findings);
   const bool costly = findings.warnings.size() > before;
   LookAtMedia(scene, module.Catalog(), findings);

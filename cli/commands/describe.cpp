@@ -10,16 +10,17 @@
 #include "cli/console.h"
 #include "cli/interrupt.h"
 #include "cli/module_file.h"
-#include "cli/param_text.h"
 #include "cli/picture_facts.h"
 #include "cli/render/background_option.h"
 #include "cli/scene_input.h"
 #include "cli/text_table.h"
-#include "cli/waves/emitter_values.h"
-#include "cli/waves/reported_waves.h"
-#include "cli/waves/wave_count.h"
+#include "cli/waves/wave_limit.h"
 #include "stage/base/errors.h"
 #include "stage/render/scene_renderer.h"
+#include "stage/reports/emitter_values.h"
+#include "stage/reports/param_text.h"
+#include "stage/reports/reported_waves.h"
+#include "stage/reports/wave_count.h"
 
 namespace orvandel::cli {
 namespace {
@@ -34,7 +35,7 @@ constexpr const char* kPictureFrom = "measured in the rendered frame, without wh
 
 struct EffectAtTime {
   std::string waveType, setAt;
-  std::vector<ReportedWave> waves;  // alive, the oldest first
+  std::vector<stage::ReportedWave> waves;  // alive, the oldest first
 };
 
 struct Description {
@@ -55,14 +56,14 @@ std::int32_t FrameAt(const stage::Scene& scene, double seconds) {
 Description Look(stage::EffectModule& module, const stage::Scene& scene, const DescribeRequest& request) {
   Description description;
   description.frame = FrameAt(scene, request.seconds);
-  RefuseTooManyWaves(scene, CountWaves(scene, module.Catalog(), {description.frame}), request.scene.maxWaves);
+  RefuseTooManyWaves(scene, stage::CountWaves(scene, module.Catalog(), {description.frame}), request.scene.maxWaves);
   const std::int32_t hostTime = scene.time.TimeOfFrame(description.frame);
   description.seconds = static_cast<double>(hostTime - scene.time.preroll) / scene.time.timeScale;
-  const std::int64_t tick = hostTime * static_cast<std::int64_t>(kTicksPerSecond) / scene.time.timeScale;
-  WaveReports reports(module, scene, request.scene.maxWaves);
+  const std::int64_t tick = hostTime * static_cast<std::int64_t>(stage::kTicksPerSecond) / scene.time.timeScale;
+  stage::WaveReports reports(module, scene, LimitedTo(request.scene.maxWaves));
   const auto& waves = reports.Of(description.frame);
   for (std::size_t i = 0; i < waves.size(); ++i) {
-    const EmitterValues values(scene, scene.emitters[i], module.Catalog());
+    const stage::EmitterValues values(scene, scene.emitters[i], module.Catalog());
     description.effects.push_back(
         {values.ChoiceText("Wave Type", tick), values.ChoiceText("Parameters are set at", tick), waves[i]});
   }
@@ -81,10 +82,10 @@ std::string Span(double low, double high, const char* unit) {
 }
 
 template <typename Field>
-std::string SpanOf(const std::vector<ReportedWave>& waves, const Field& field) {
-  const auto [low, high] =
-      std::minmax_element(waves.begin(), waves.end(),
-                          [&](const ReportedWave& a, const ReportedWave& b) { return field(a.wave) < field(b.wave); });
+std::string SpanOf(const std::vector<stage::ReportedWave>& waves, const Field& field) {
+  const auto [low, high] = std::minmax_element(
+      waves.begin(), waves.end(),
+      [&](const stage::ReportedWave& a, const stage::ReportedWave& b) { return field(a.wave) < field(b.wave); });
   return Span(field(low->wave), field(high->wave), "px");
 }
 
@@ -99,7 +100,7 @@ std::string Sentence(const EffectAtTime& effect) {
                             SpanOf(waves, [](const OrvWave& wave) { return wave.centreY; }));
 }
 
-std::string WaveTable(const std::vector<ReportedWave>& waves) {
+std::string WaveTable(const std::vector<stage::ReportedWave>& waves) {
   std::vector<std::vector<std::string>> rows{{"age", "centre", "radius", "turn", "stroke", "opacity", "colour"}};
   const std::size_t count = std::min(waves.size(), kMostInText);
   for (std::size_t i = waves.size(); i > waves.size() - count; --i) {
@@ -107,7 +108,7 @@ std::string WaveTable(const std::vector<ReportedWave>& waves) {
     rows.push_back({fmt::format("{:.3f} s", wave.age), fmt::format("{:.1f}, {:.1f}", wave.centreX, wave.centreY),
                     fmt::format("{:.1f} px", wave.size), fmt::format("{:.1f}°", wave.angle),
                     fmt::format("{:.1f} px", wave.width), fmt::format("{:.0f} %", wave.opacity * 100),
-                    ColorText(waves[i - 1].Color())});
+                    stage::ColorText(waves[i - 1].Color())});
   }
   std::string text = TextTable(rows);
   if (waves.size() > count) text += fmt::format("and {} older\n", waves.size() - count);
@@ -118,8 +119,8 @@ std::string PictureSentence(const PictureFacts& picture) {
   if (picture.coverage == 0) return "Nothing is visible.";
   return fmt::format(
       "{:.1f} % of the picture is covered, between {}, {} and {}, {}; mean colour {}, mean alpha {:.3f}.",
-      picture.coverage * 100, picture.left, picture.top, picture.right, picture.bottom, ColorText(picture.meanColor),
-      picture.meanAlpha);
+      picture.coverage * 100, picture.left, picture.top, picture.right, picture.bottom,
+      stage::ColorText(picture.meanColor), picture.meanAlpha);
 }
 
 void PrintText(const stage::Scene& scene, const Description& description) {
@@ -140,7 +141,7 @@ void PrintText(const stage::Scene& scene, const Description& description) {
 
 // --- As JSON.
 
-ordered_json WaveJson(const ReportedWave& reported) {
+ordered_json WaveJson(const stage::ReportedWave& reported) {
   const OrvWave& wave = reported.wave;
   return {{"age", wave.age},
           {"centre", {wave.centreX, wave.centreY}},
@@ -148,7 +149,7 @@ ordered_json WaveJson(const ReportedWave& reported) {
           {"turn", wave.angle},
           {"strokeWidth", wave.width},
           {"opacity", wave.opacity},
-          {"color", ColorText(reported.Color())}};
+          {"color", stage::ColorText(reported.Color())}};
 }
 
 ordered_json EffectJson(const EffectAtTime& effect) {
@@ -164,7 +165,7 @@ ordered_json PictureJson(const PictureFacts& picture) {
   ordered_json json{{"from", kPictureFrom}, {"coverage", picture.coverage}, {"meanAlpha", picture.meanAlpha}};
   if (picture.coverage == 0) return json;
   json["box"] = {picture.left, picture.top, picture.right, picture.bottom};
-  json["meanColor"] = ColorText(picture.meanColor);
+  json["meanColor"] = stage::ColorText(picture.meanColor);
   return json;
 }
 

@@ -7,11 +7,11 @@
 #include "cli/commands/commands.h"
 #include "cli/console.h"
 #include "cli/module_file.h"
-#include "cli/param_text.h"
 #include "cli/scene_input.h"
 #include "cli/text_table.h"
 #include "stage/module/effect_module.h"
 #include "stage/render/param_view.h"
+#include "stage/reports/param_text.h"
 #include "stage/scene/param_values.h"
 #include "stage/scene/scene_reader.h"
 
@@ -42,7 +42,7 @@ std::vector<Entry> ShownEntries(stage::EffectModule& module, const stage::Scene&
     if (!entry.info->BearsValue()) continue;
     entry.shown = *row++;
     entry.value =
-        ValueJson(*entry.info, stage::ValueAtTime(scene, scene.emitters.front(), *entry.info, hostTime), scene);
+        stage::ValueJson(*entry.info, stage::ValueAtTime(scene, scene.emitters.front(), *entry.info, hostTime), scene);
   }
   return entries;
 }
@@ -55,8 +55,8 @@ std::string AsTable(const std::vector<Entry>& entries) {
   for (const auto& [info, shown, value] : entries) {
     if (info->Type() == ORV_PARAM_GROUP_END) continue;
     rows.push_back({fmt::format("{:5}", info->hostIndex), fmt::format("{:2}", info->definition.id), info->name,
-                    TypeWord(*info), shown ? shown->value : "", shown && shown->inactive ? "inactive" : "",
-                    RangeText(*info), DefaultText(*info), info->group, Joined(info->choices)});
+                    stage::TypeWord(*info), shown ? shown->value : "", shown && shown->inactive ? "inactive" : "",
+                    stage::RangeText(*info), stage::DefaultText(*info), info->group, Joined(info->choices)});
   }
   return TextTable(rows);
 }
@@ -66,10 +66,10 @@ ordered_json AsJson(const Entry& entry) {
   ordered_json json{{"index", info.hostIndex},
                     {"id", info.definition.id},
                     {"name", info.name},
-                    {"type", TypeWord(info)},
+                    {"type", stage::TypeWord(info)},
                     {"group", info.group}};
-  if (!RangeText(info).empty()) json["range"] = {info.ValidMin(), info.ValidMax()};
-  if (info.BearsValue()) json["default"] = DefaultJson(info);
+  if (!stage::RangeText(info).empty()) json["range"] = {info.ValidMin(), info.ValidMax()};
+  if (info.BearsValue()) json["default"] = stage::DefaultJson(info);
   if (!info.choices.empty()) json["choices"] = info.choices;
   if (entry.shown) {
     json["value"] = entry.value;

@@ -17,7 +17,6 @@
 #include "cli/console.h"
 #include "cli/frame_list.h"
 #include "cli/interrupt.h"
-#include "cli/media_use.h"
 #include "cli/module_file.h"
 #include "cli/render/background_option.h"
 #include "cli/render/film_sound.h"
@@ -28,10 +27,12 @@
 #include "cli/render/scene_work.h"
 #include "cli/scene_input.h"
 #include "cli/text_table.h"
-#include "cli/waves/wave_count.h"
+#include "cli/waves/wave_limit.h"
 #include "stage/base/errors.h"
 #include "stage/module/effect_module.h"
 #include "stage/picture/picture_scale.h"
+#include "stage/reports/media_use.h"
+#include "stage/reports/wave_count.h"
 
 namespace orvandel::cli {
 namespace {
@@ -141,7 +142,7 @@ Plan MakePlan(const RenderRequest& request) {
   plan.frames = FramesLeft(plan.output, frames, request.existing, plan.form);
   plan.kept = frames.size() - plan.frames.size();
   if (!plan.frames.empty()) {
-    const WaveCount waves = CountWaves(scene, module.Catalog(), plan.frames);
+    const stage::WaveCount waves = stage::CountWaves(scene, module.Catalog(), plan.frames);
     plan.mostWaves = waves.alive;
     RefuseTooManyWaves(scene, waves, request.scene.maxWaves);
     plan.memory = EstimateMemory(scene, MediaSizes(scene, module.Catalog()), plan.output, plan.form, request.codec,
@@ -150,7 +151,8 @@ Plan MakePlan(const RenderRequest& request) {
   }
   PlanFilm(request, plan);
   PlanSound(request, plan);
-  if (std::string note = NoteOfUnseen(scene, module.Catalog()); !note.empty()) plan.notes.push_back(std::move(note));
+  if (std::string note = stage::NoteOfUnseen(scene, module.Catalog()); !note.empty())
+    plan.notes.push_back(std::move(note));
   if (request.depth == 16 && HoldsEightBits(scene)) {
     plan.notes.push_back("--depth 16: the effect itself draws 8 bits a channel, which 16 hold without loss");
   }

@@ -9,17 +9,18 @@
 #include "cli/failure.h"
 #include "cli/frame_list.h"
 #include "cli/interrupt.h"
-#include "cli/media_use.h"
 #include "cli/module_file.h"
 #include "cli/render/background_option.h"
 #include "cli/render/output.h"
 #include "cli/scene_input.h"
 #include "cli/sheet/contact_sheet.h"
-#include "cli/waves/wave_count.h"
+#include "cli/waves/wave_limit.h"
 #include "stage/base/errors.h"
 #include "stage/base/partial_file.h"
 #include "stage/picture/picture_scale.h"
 #include "stage/render/scene_renderer.h"
+#include "stage/reports/media_use.h"
+#include "stage/reports/wave_count.h"
 #include "stage/stills/png_file.h"
 
 namespace orvandel::cli {
@@ -48,7 +49,7 @@ Output OutputOf(const SheetRequest& request) {
 
 void DrawSheet(const SheetRequest& request, stage::EffectModule& module, const stage::Scene& scene) {
   const auto frames = FramesOf(request.frames, scene.time);
-  RefuseTooManyWaves(scene, CountWaves(scene, module.Catalog(), frames), request.scene.maxWaves);
+  RefuseTooManyWaves(scene, stage::CountWaves(scene, module.Catalog(), frames), request.scene.maxWaves);
   stage::RenderOptions options;
   options.downsample = request.downsample > 0 ? request.downsample : (scene.width + kUsualWidth - 1) / kUsualWidth;
   options.shouldStop = StopRequested;
@@ -83,7 +84,7 @@ void Sheet(const SheetRequest& request) {
   stage::EffectModule module(stage::LoadEffect(ModuleFile(request.scene.module)));
   stage::Scene scene = ReadSceneOf(request.scene, module.Catalog());
   ReplaceBackground(request.background, scene);
-  if (const std::string note = NoteOfUnseen(scene, module.Catalog()); !note.empty()) PrintNote(note);
+  if (const std::string note = stage::NoteOfUnseen(scene, module.Catalog()); !note.empty()) PrintNote(note);
   DrawSheet(request, module, scene);
   module.SetDown();
 }

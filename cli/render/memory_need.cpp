@@ -7,13 +7,13 @@
 #include <string_view>
 #include <thread>
 
-#include "cli/media_use.h"
 #include "stage/base/errors.h"
 #include "stage/films/film_limits.h"
 #include "stage/films/film_out.h"
 #include "stage/media/layer_pictures.h"
 #include "stage/media/media_in.h"
 #include "stage/media/sequence_rules.h"
+#include "stage/reports/media_use.h"
 
 namespace orvandel::cli {
 namespace {
@@ -84,7 +84,7 @@ std::vector<MediumSize> MediaSizes(const stage::Scene& scene, const stage::Param
   if (scene.background.medium) add(*scene.background.medium, false, false);
   if (scene.input && isTraced) add(*scene.input, true, false);
   for (std::size_t i = 0; i < scene.layers.size(); ++i) {
-    if (IsLayerUsed(i, scene, catalog)) add(scene.layers[i], true, true);
+    if (stage::IsLayerUsed(i, scene, catalog)) add(scene.layers[i], true, true);
   }
   return sizes;
 }

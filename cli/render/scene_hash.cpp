@@ -9,7 +9,7 @@
 #include <utility>
 #include <variant>
 
-#include "cli/media_use.h"
+#include "stage/reports/media_use.h"
 #include "stage/scene/json_tree.h"
 #include "stage/scene/sequence_name.h"
 
@@ -148,10 +148,10 @@ std::string SceneHash(const std::string& sceneText, const stage::Scene& scene, c
 
 std::map<std::string, std::string> PartHashes(const stage::Scene& scene, const stage::ParamCatalog& catalog) {
   FileHashes files(scene.file.parent_path());
-  if (scene.input && NoteOfUnseen(scene, catalog).empty()) files.Add(scene.input->file);
+  if (scene.input && stage::NoteOfUnseen(scene, catalog).empty()) files.Add(scene.input->file);
   if (scene.background.medium) files.Add(scene.background.medium->file);
   for (std::size_t i = 0; i < scene.layers.size(); ++i) {
-    if (IsLayerUsed(i, scene, catalog)) files.Add(scene.layers[i].file);
+    if (stage::IsLayerUsed(i, scene, catalog)) files.Add(scene.layers[i].file);
   }
   ForEachSource<stage::AudioSource>(scene, [&](const stage::AudioSource& audio) { files.Add(audio.file); });
   auto parts = files.Take();

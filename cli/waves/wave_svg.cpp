@@ -7,7 +7,7 @@
 #include <iterator>
 #include <numbers>
 
-#include "cli/param_text.h"
+#include "stage/reports/param_text.h"
 
 namespace orvandel::cli {
 namespace {
@@ -47,7 +47,7 @@ double ProfileAt(std::int32_t profile, double u) {
 struct Box {
   double left = HUGE_VAL, top = HUGE_VAL, right = -HUGE_VAL, bottom = -HUGE_VAL;
 };
-Box BoxOf(const ReportedWave& wave) {
+Box BoxOf(const stage::ReportedWave& wave) {
   Box box;
   for (const OrvWavePoint& point : wave.outline) {
     const stage::PointValue at = wave.OnLayer(point);
@@ -65,7 +65,7 @@ class Writer {
 
   void AddEffect(const SvgEffect& effect) {
     Add(text_, "<g style=\"mix-blend-mode:{}\" opacity=\"{}\">\n", BlendMode(effect.blend), effect.opacity);
-    for (const ReportedWave& wave : *effect.waves) {
+    for (const stage::ReportedWave& wave : *effect.waves) {
       if (wave.outline.size() >= 3 && wave.wave.opacity > 0 && wave.wave.width > 0) AddWave(wave, effect.reflects);
     }
     Add(text_, "</g>\n");
@@ -90,7 +90,7 @@ class Writer {
     }
   }
 
-  void AddWave(const ReportedWave& wave, bool reflects) {
+  void AddWave(const stage::ReportedWave& wave, bool reflects) {
     const int number = ++count_;
     Add(text_, "<clipPath id=\"inside{0}\"><path id=\"outline{0}\" d=\"", number);
     char command = 'M';
@@ -104,7 +104,7 @@ class Writer {
     Add(text_, "<g id=\"wave{}\" opacity=\"{}\"><g transform=\"translate({} {}) scale({} 1)\"{}>", number,
         wave.wave.opacity, wave.wave.originX, wave.wave.originY, 1 / wave.pixelAspect,
         flat ? std::string() : fmt::format(" mask=\"url(#profile{})\"", number));
-    AddStroke(number, wave.wave.width, ColorText(wave.Color()));
+    AddStroke(number, wave.wave.width, stage::ColorText(wave.Color()));
     Add(text_, "</g></g>\n");
     if (reflects) AddReflections(BoxOf(wave), number);
   }
@@ -117,7 +117,7 @@ class Writer {
   }
 
   // From the whole band to its outermost part, each stroke over the one before: no seams between them.
-  void AddMask(const ReportedWave& wave, int number) {
+  void AddMask(const stage::ReportedWave& wave, int number) {
     constexpr int kSteps = 32;
     float reach = 0;
     for (const OrvWavePoint& point : wave.outline) reach = std::max({reach, std::fabs(point.x), std::fabs(point.y)});

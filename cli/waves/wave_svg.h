@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "cli/waves/reported_waves.h"
+#include "stage/reports/reported_waves.h"
 
 namespace orvandel::cli {
 
@@ -16,7 +16,7 @@ struct SvgEffect {
   stage::Blend blend = stage::Blend::kNormal;
   double opacity = 1;
   bool reflects = false;  // what lies beyond the picture is mirrored into it
-  const std::vector<ReportedWave>* waves = nullptr;
+  const std::vector<stage::ReportedWave>* waves = nullptr;
 };
 
 // The page is the scene's picture at full size.

@@ -78,7 +78,7 @@ std::int32_t HostTimeOf(const Timebase& time, double seconds) {
   const double units = seconds * time.timeScale;
   constexpr double kMost = 1 << 30;
   if (!(units >= 0 && units <= kMost)) throw InputError(fmt::format("there is no time {} s in a scene", seconds));
-  return static_cast<std::int32_t>(units);
+  return time.preroll + static_cast<std::int32_t>(units);
 }
 
 void AskForAppearance(EffectModule::Impl& module, const Scene& scene, const Emitter& emitter, std::int32_t hostTime) {
@@ -114,7 +114,7 @@ std::vector<ParamRow> ParamsAsShown(EffectModule& effect, const Scene& scene, do
     const bool open =
         std::none_of(groups.begin(), groups.end(), [](const ParamUiState* group) { return group->closed; });
     rows.push_back({info.group, info.name, ValueText(info, ValueAtTime(scene, instance, info, hostTime), scene),
-                    ui.inactive, open});
+                    ui.inactive, open, !groups.empty() && groups.back()->inactive});
   }
   return rows;
 }

@@ -9,12 +9,12 @@
 #include <string>
 
 #include "cli/frame_list.h"
-#include "cli/waves/reported_waves.h"
-#include "cli/waves/wave_count.h"
 #include "cli/waves/wave_svg.h"
 #include "stage/loading/loaded_effect.h"
 #include "stage/module/effect_module.h"
 #include "stage/render/scene_renderer.h"
+#include "stage/reports/reported_waves.h"
+#include "stage/reports/wave_count.h"
 #include "stage/scene/scene_reader.h"
 #include "stage/stills/png_file.h"
 #include "tests/cli/program.h"
@@ -62,7 +62,7 @@ TEST_F(Waves, AreReportedAsTheyAreDrawn) {
             Number(10, 20) + ", \"Reflection\": " + (round % 3 == 1 ? "true" : "false"),
         R"("masks": {"m": {"d": "M 100 100 L 160 110 L 150 170 L 90 150 Z"}}, "pixelAspect": )" +
             std::string(round % 3 == 0 ? "2, " : "1, "));
-    WaveReports reports(module_, scene, 0);
+    stage::WaveReports reports(module_, scene);
     stage::SceneRenderer renderer(module_, scene, {});
     const std::int32_t frame = Draw(50, scene.time.frameCount - 1);
     const auto& waves = reports.Of(frame).at(0);
@@ -97,13 +97,13 @@ TEST_F(Waves, AreBoundedByTheCount) {
       for (const std::int32_t frame : AllFrames(scene.time.frameCount)) {
         renderer.Render(frame);
         const std::int64_t waves = renderer.WaveCount();
-        const WaveCount alone = CountWaves(scene, module_.Catalog(), {frame});
+        const stage::WaveCount alone = stage::CountWaves(scene, module_.Catalog(), {frame});
         EXPECT_GE(alone.alive, waves) << frame;
         EXPECT_LE(alone.alive, waves + 10) << frame;  // births of three ticks, and one for the phase's last bit
         EXPECT_GE(alone.held, alone.alive) << frame;
         most = std::max(most, waves);
       }
-      const WaveCount all = CountWaves(scene, module_.Catalog(), AllFrames(scene.time.frameCount));
+      const stage::WaveCount all = stage::CountWaves(scene, module_.Catalog(), AllFrames(scene.time.frameCount));
       EXPECT_GE(all.alive, most);
       EXPECT_GE(all.held, all.alive);
       EXPECT_GT(most, 20);

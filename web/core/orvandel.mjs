@@ -99,6 +99,51 @@ export class Orvandel {
     return JSON.parse(this.#ask(this.#exports.orvandelSchema()));
   }
 
+  /** The effect's parameters in its order; no scene is needed. @returns {Parameter[]} see index.d.ts */
+  catalog() {
+    return this.#json(this.#exports.orvandelCatalog());
+  }
+
+  /**
+   * How the effect shows its parameters at a frame: which are inactive, and which groups it has open.
+   * @returns {{inactive: string[], open: string[], inactiveGroups: string[]}}
+   */
+  shown(effect, frame) {
+    return this.#json(this.#exports.orvandelShown(effect, frame));
+  }
+
+  /** The waves of a frame, the oldest first, as the effect reports them; places in full-size pixels. @returns {Wave[]} */
+  waves(effect, frame) {
+    return this.#json(this.#exports.orvandelWaves(effect, frame));
+  }
+
+  /**
+   * What a parameter is at frames, whether it comes from keys, a formula, a sound or random draws: a number, [x, y],
+   * "#rrggbb", true or false, a popup's number from 1, a layer's or mask's name, or null.
+   */
+  values(effect, parameter, first, count = 1, step = 1) {
+    return this.#json(
+      this.#lent([encoded(parameter)], (name, size) => this.#exports.orvandelValues(effect, name, size, first, count, step)),
+    );
+  }
+
+  /**
+   * The masks' paths at a frame as they lie in the picture; a segment is a cubic's four points.
+   * @returns {{name: string, closed: boolean, segments: number[][]}[]}
+   */
+  masks(frame) {
+    return this.#json(this.#exports.orvandelMasks(frame));
+  }
+
+  /** What is costly or not as one would expect, and the numbers behind it. @returns {{warnings: string[], notes: string[]}} */
+  remarks() {
+    return this.#json(this.#exports.orvandelRemarks());
+  }
+
+  #json(outcome) {
+    return JSON.parse(this.#ask(outcome));
+  }
+
   // Calls with the bytes in the module's memory: an address and a size for each.
   #lent(parts, call) {
     const places = [];

@@ -18,6 +18,7 @@ stage::RenderOptions OptionsFor(const FrameSize& size) {
   stage::RenderOptions options;
   options.highQuality = !size.draft;
   options.downsample = size.downsample;
+  options.keepResumePoints = true;  // pages scrub backward
   options.checkImages = false;
   return options;
 }
@@ -29,22 +30,43 @@ Session::Session() : module_(stage::LinkedEffect()) {}
 const stage::Scene& Session::Load(std::string_view text, const std::string& name) {
   whole_ = nullptr;
   single_.clear();
+  reports_ = nullptr;
   scene_ = std::nullopt;
   scene_ = stage::ReadSceneText(text, name, Catalog());
   single_.resize(scene_->emitters.size());
   return *scene_;
 }
 
-const stage::Scene& Session::Checked(std::int32_t frame, const FrameSize& size) const {
+const stage::Scene& Session::Loaded() const {
   if (!scene_) throw stage::InputError("no scene is loaded");
-  if (frame < 0 || frame >= scene_->time.frameCount) {
-    throw stage::InputError(fmt::format("frame {} is outside 0..{}", frame, scene_->time.frameCount - 1));
+  return *scene_;
+}
+
+const stage::Emitter& Session::Effect(std::int32_t effect) const {
+  const auto& all = Loaded().emitters;
+  if (effect < 0 || static_cast<std::size_t>(effect) >= all.size()) {
+    throw stage::InputError(fmt::format("effect {} is outside 0..{}", effect, all.size() - 1));
   }
+  return all[static_cast<std::size_t>(effect)];
+}
+
+std::int32_t Session::HostTimeOf(std::int32_t frame) const { return Checked(frame).time.TimeOfFrame(frame); }
+
+const stage::Scene& Session::Checked(std::int32_t frame) const {
+  const stage::Scene& scene = Loaded();
+  if (frame < 0 || frame >= scene.time.frameCount) {
+    throw stage::InputError(fmt::format("frame {} is outside 0..{}", frame, scene.time.frameCount - 1));
+  }
+  return scene;
+}
+
+const stage::Scene& Session::Checked(std::int32_t frame, const FrameSize& size) const {
+  const stage::Scene& scene = Checked(frame);
   if (size.downsample < 1 || size.downsample > kMostDownsample) {
     throw stage::InputError(
         fmt::format("a downsample factor of {} is outside 1..{}", size.downsample, kMostDownsample));
   }
-  return *scene_;
+  return scene;
 }
 
 void Session::RenderFrame(std::int32_t frame, const FrameSize& size) {
@@ -59,9 +81,7 @@ void Session::RenderFrame(std::int32_t frame, const FrameSize& size) {
 
 void Session::RenderEffect(std::int32_t effect, std::int32_t frame, const FrameSize& size) {
   const stage::Scene& scene = Checked(frame, size);
-  if (effect < 0 || static_cast<std::size_t>(effect) >= single_.size()) {
-    throw stage::InputError(fmt::format("effect {} is outside 0..{}", effect, single_.size() - 1));
-  }
+  Effect(effect);
   if (size != size_) {
     EndSequences();
     size_ = size;
@@ -72,6 +92,19 @@ void Session::RenderEffect(std::int32_t effect, std::int32_t frame, const FrameS
         std::make_unique<stage::FrameRenderer>(module_, scene, static_cast<std::size_t>(effect), OptionsFor(size));
   }
   Keep(renderer->Render(frame));
+}
+
+const std::vector<stage::ReportedWave>& Session::WavesOf(std::int32_t effect, std::int32_t frame) {
+  const stage::Scene& scene = Checked(frame);
+  Effect(effect);
+  if (reports_ == nullptr) {
+    stage::RenderOptions options;
+    options.checkImages = false;
+    options.highQuality = false;
+    options.keepResumePoints = true;
+    reports_ = std::make_unique<stage::WaveReports>(module_, scene, options);
+  }
+  return reports_->Of(static_cast<std::size_t>(effect), frame);
 }
 
 void Session::EndSequences() {

@@ -12,6 +12,7 @@
 #include "stage/picture/picture.h"
 #include "stage/render/frame_renderer.h"
 #include "stage/render/scene_renderer.h"
+#include "stage/reports/reported_waves.h"
 #include "stage/scene/scene.h"
 
 namespace orvandel::web {
@@ -33,10 +34,20 @@ class Session {
   void RenderFrame(std::int32_t frame, const FrameSize& size);
   void RenderEffect(std::int32_t effect, std::int32_t frame, const FrameSize& size);
 
+  stage::EffectModule& Module() { return module_; }
+  // InputError without a scene.
+  const stage::Scene& Loaded() const;
+  // InputError when there is none with that number.
+  const stage::Emitter& Effect(std::int32_t effect) const;
+  std::int32_t HostTimeOf(std::int32_t frame) const;
+  // Of one effect, the oldest first.
+  const std::vector<stage::ReportedWave>& WavesOf(std::int32_t effect, std::int32_t frame);
+
   // Alpha last.
   const stage::Picture& Last() const { return last_; }
 
  private:
+  const stage::Scene& Checked(std::int32_t frame) const;
   const stage::Scene& Checked(std::int32_t frame, const FrameSize& size) const;
   void EndSequences();
   void Keep(stage::Picture picture);
@@ -47,6 +58,7 @@ class Session {
   FrameSize size_;
   std::unique_ptr<stage::SceneRenderer> whole_;
   std::vector<std::unique_ptr<stage::FrameRenderer>> single_;  // by effect
+  std::unique_ptr<stage::WaveReports> reports_;
   stage::Picture last_;
 };
 

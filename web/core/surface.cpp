@@ -12,6 +12,7 @@
 #include "stage/scene/scene_reader.h"
 #include "stage/scene/scene_schema.h"
 #include "stage/stills/png_file.h"
+#include "web/core/answers.h"
 #include "web/core/given_files.h"
 #include "web/core/session.h"
 
@@ -125,6 +126,28 @@ int orvandelPng() {
 
 int orvandelSchema() {
   return Guarded([] { web::said = stage::SceneSchema(web::TheSession().Catalog()); });
+}
+
+int orvandelCatalog() {
+  return Guarded([] { web::said = web::CatalogJson(web::TheSession().Catalog()); });
+}
+int orvandelShown(std::int32_t effect, std::int32_t frame) {
+  return Guarded([&] { web::said = web::ShownJson(web::TheSession(), effect, frame); });
+}
+int orvandelWaves(std::int32_t effect, std::int32_t frame) {
+  return Guarded([&] { web::said = web::WavesJson(web::TheSession(), effect, frame); });
+}
+int orvandelValues(std::int32_t effect, const char* name, std::size_t nameSize, std::int32_t first, std::int32_t count,
+                   std::int32_t step) {
+  return Guarded([&] {
+    web::said = web::ValuesJson(web::TheSession(), effect, {name, nameSize}, {first, count, step});
+  });
+}
+int orvandelMasks(std::int32_t frame) {
+  return Guarded([&] { web::said = web::MasksJson(web::TheSession(), frame); });
+}
+int orvandelRemarks() {
+  return Guarded([] { web::said = web::RemarksJson(web::TheSession()); });
 }
 
 const char* orvandelText() { return web::said.data(); }

@@ -37,6 +37,15 @@ int orvandelPng();
 // The scene file's JSON Schema, from the effect's own parameters.
 int orvandelSchema();
 
+// As JSON in orvandelText: see answers.h.
+int orvandelCatalog();
+int orvandelShown(std::int32_t effect, std::int32_t frame);
+int orvandelWaves(std::int32_t effect, std::int32_t frame);
+int orvandelValues(std::int32_t effect, const char* name, std::size_t nameSize, std::int32_t first, std::int32_t count,
+                   std::int32_t step);
+int orvandelMasks(std::int32_t frame);
+int orvandelRemarks();
+
 // What the last call has to say: UTF-8 or a file's bytes, not ended by a zero.
 const char* orvandelText();
 std::size_t orvandelTextSize();

@@ -24,6 +24,60 @@ export interface SceneFacts {
   notes: string[];
 }
 
+/** A parameter as the effect registers it. */
+export interface Parameter {
+  name: string;
+  kind: "integer" | "number" | "angle" | "checkbox" | "color" | "point" | "popup" | "layer" | "mask";
+  /** Empty: outside of any. */
+  group: string;
+  /** Of integers and numbers, as all up to `precision`: what is valid, what a slider covers, the decimals shown. */
+  min?: number;
+  max?: number;
+  sliderMin?: number;
+  sliderMax?: number;
+  precision?: number;
+  /** As a scene writes it; a point's {percent: [x, y]} of the size; a mask's n: the scene's n-th mask. */
+  default: unknown;
+  choices?: string[];
+  unit: string;
+  description: string;
+  /** Whether it may be random, follow a sound or a formula. */
+  takesSources: boolean;
+}
+
+/** A wave as the effect reports it. Places in full-size pixels from the top left corner. */
+export interface Wave {
+  frame: number;
+  seconds: number;
+  /** From 1. */
+  effect: number;
+  /** From 0, the oldest. */
+  wave: number;
+  waveType: string;
+  /** Seconds. */
+  age: number;
+  lifespan: number;
+  centre: [number, number];
+  /** From the centre to the farthest point. */
+  size: number;
+  /** Degrees. */
+  angle: number;
+  strokeWidth: number;
+  profile: string;
+  /** 0..1, fades included. */
+  opacity: number;
+  color: string;
+  /** Closed from the last point to the first. */
+  outline: [number, number][];
+}
+
+/** A mask's path in the picture; a segment is a cubic's four points, x and y in turn. */
+export interface MaskOutline {
+  name: string;
+  closed: boolean;
+  segments: number[][];
+}
+
 export interface Picture {
   width: number;
   height: number;
@@ -57,6 +111,17 @@ export class Orvandel {
   png(): Uint8Array;
   /** The scene file's JSON Schema. */
   schema(): object;
+  /** The effect's parameters in its order; needs no scene. */
+  catalog(): Parameter[];
+  /** How the effect shows its parameters: which are inactive, which groups are open. */
+  shown(effect: number, frame: number): { inactive: string[]; open: string[]; inactiveGroups: string[] };
+  /** The waves alive in a frame, the oldest first. Curves have fewer points than the picture's. */
+  waves(effect: number, frame: number): Wave[];
+  /** What a parameter is at frames, whatever it comes from; a popup's number from 1. */
+  values(effect: number, parameter: string, first: number, count?: number, step?: number): unknown[];
+  masks(frame: number): MaskOutline[];
+  /** As `orvandel check --quick` prints them. */
+  remarks(): { warnings: string[]; notes: string[] };
 }
 
 /** An instance in node; all share one compiled module. */

@@ -11,7 +11,7 @@
 #include "stage/scene/param_catalog.h"
 #include "stage/scene/scene.h"
 
-namespace orvandel::cli {
+namespace orvandel::stage {
 
 struct WaveCount {
   std::int64_t alive = 0;  // most in any of the frames, over all emitters
@@ -21,10 +21,6 @@ struct WaveCount {
 };
 
 // `frames` in the order of rendering, at least one.
-WaveCount CountWaves(const stage::Scene& scene, const stage::ParamCatalog& catalog,
-                     const std::vector<std::int32_t>& frames);
+WaveCount CountWaves(const Scene& scene, const ParamCatalog& catalog, const std::vector<std::int32_t>& frames);
 
-// InputError when more would be held than `maxWaves`.
-void RefuseTooManyWaves(const stage::Scene& scene, const WaveCount& waves, std::int64_t maxWaves);
-
-}  // namespace orvandel::cli
+}  // namespace orvandel::stage

@@ -1,4 +1,4 @@
-#include "cli/waves/emitter_values.h"
+#include "stage/reports/emitter_values.h"
 
 #include <fmt/format.h>
 
@@ -7,11 +7,11 @@
 #include "stage/base/errors.h"
 #include "stage/scene/param_values.h"
 
-namespace orvandel::cli {
+namespace orvandel::stage {
 
-const stage::ParamInfo& EmitterValues::Info(std::string_view name) const {
-  const stage::ParamInfo* info = catalog_.Find(name);
-  if (info == nullptr) throw stage::WorkError(fmt::format("the effect has no parameter \"{}\"", name));
+const ParamInfo& EmitterValues::Info(std::string_view name) const {
+  const ParamInfo* info = catalog_.Find(name);
+  if (info == nullptr) throw WorkError(fmt::format("the effect has no parameter \"{}\"", name));
   return *info;
 }
 
@@ -21,8 +21,8 @@ double EmitterValues::Number(std::string_view name, std::int64_t tick) const {
 }
 
 double EmitterValues::NumberAt(std::string_view name, std::int32_t hostTime) const {
-  const stage::Value value = stage::ValueAtTime(scene_, emitter_, Info(name), hostTime);
-  if (const auto* choice = std::get_if<stage::Choice>(&value)) return choice->index;
+  const Value value = ValueAtTime(scene_, emitter_, Info(name), hostTime);
+  if (const auto* choice = std::get_if<Choice>(&value)) return choice->index;
   return std::get<double>(value);
 }
 
@@ -36,4 +36,4 @@ std::string EmitterValues::ChoiceText(std::string_view name, std::int64_t tick) 
   return place < choices.size() ? choices[place] : "?";
 }
 
-}  // namespace orvandel::cli
+}  // namespace orvandel::stage

@@ -7,12 +7,12 @@
 #include "stage/scene/param_catalog.h"
 #include "stage/scene/scene.h"
 
-namespace orvandel::cli {
+namespace orvandel::stage {
 
 // Whether a parameter names the layer at some time.
-bool IsLayerUsed(std::size_t layer, const stage::Scene& scene, const stage::ParamCatalog& catalog);
+bool IsLayerUsed(std::size_t layer, const Scene& scene, const ParamCatalog& catalog);
 
 // A sentence about an input that neither stands behind nor is traced by any effect; else empty.
-std::string NoteOfUnseen(const stage::Scene& scene, const stage::ParamCatalog& catalog);
+std::string NoteOfUnseen(const Scene& scene, const ParamCatalog& catalog);
 
-}  // namespace orvandel::cli
+}  // namespace orvandel::stage

@@ -1,4 +1,4 @@
-#include "cli/media_use.h"
+#include "stage/reports/media_use.h"
 
 #include <fmt/format.h>
 
@@ -7,29 +7,29 @@
 #include "orvandel/params.h"
 #include "stage/media/sequence_rules.h"
 
-namespace orvandel::cli {
+namespace orvandel::stage {
 
-bool IsLayerUsed(std::size_t layer, const stage::Scene& scene, const stage::ParamCatalog& catalog) {
-  const auto uses = [&](const stage::Track& track) {
-    return std::any_of(track.keys.begin(), track.keys.end(), [&](const stage::Key& key) {
-      const auto* choice = std::get_if<stage::Choice>(&key.value);
+bool IsLayerUsed(std::size_t layer, const Scene& scene, const ParamCatalog& catalog) {
+  const auto uses = [&](const Track& track) {
+    return std::any_of(track.keys.begin(), track.keys.end(), [&](const Key& key) {
+      const auto* choice = std::get_if<Choice>(&key.value);
       return choice != nullptr && choice->index == static_cast<std::int32_t>(layer) + 1;
     });
   };
-  for (const stage::ParamInfo& info : catalog.Params()) {
+  for (const ParamInfo& info : catalog.Params()) {
     if (info.Type() != ORV_PARAM_LAYER) continue;
-    for (const stage::Emitter& emitter : scene.emitters) {
+    for (const Emitter& emitter : scene.emitters) {
       if (uses(emitter.tracks[static_cast<std::size_t>(info.hostIndex)])) return true;
     }
   }
   return false;
 }
 
-std::string NoteOfUnseen(const stage::Scene& scene, const stage::ParamCatalog& catalog) {
+std::string NoteOfUnseen(const Scene& scene, const ParamCatalog& catalog) {
   if (!scene.input) return {};
   const auto& behind = scene.background.medium;
   if (behind && behind->file == scene.input->file) return {};
-  const auto traces = [&](const stage::Emitter& emitter) { return stage::TracesInput(scene, emitter, catalog); };
+  const auto traces = [&](const Emitter& emitter) { return TracesInput(scene, emitter, catalog); };
   if (std::any_of(scene.emitters.begin(), scene.emitters.end(), traces)) return {};
   return fmt::format(
       "\"input\" ({}) is not seen: the effect draws its waves alone, and no effect traces it; "
@@ -37,4 +37,4 @@ std::string NoteOfUnseen(const stage::Scene& scene, const stage::ParamCatalog& c
       scene.input->file.filename().string());
 }
 
-}  // namespace orvandel::cli
+}  // namespace orvandel::stage

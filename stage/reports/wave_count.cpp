@@ -1,15 +1,12 @@
-#include "cli/waves/wave_count.h"
-
-#include <fmt/format.h>
+#include "stage/reports/wave_count.h"
 
 #include <algorithm>
 #include <cmath>
 
-#include "cli/waves/emitter_values.h"
-#include "stage/base/errors.h"
 #include "stage/media/sequence_rules.h"
+#include "stage/reports/emitter_values.h"
 
-namespace orvandel::cli {
+namespace orvandel::stage {
 namespace {
 
 using Counts = std::vector<std::int64_t>;  // by tick
@@ -69,8 +66,7 @@ class Census {
 
 }  // namespace
 
-WaveCount CountWaves(const stage::Scene& scene, const stage::ParamCatalog& catalog,
-                     const std::vector<std::int32_t>& frames) {
+WaveCount CountWaves(const Scene& scene, const ParamCatalog& catalog, const std::vector<std::int32_t>& frames) {
   const std::int32_t unitsPerTick = scene.time.timeScale / static_cast<std::int32_t>(kTicksPerSecond);
   // The last tick that is run, whole or in part, on the way to a frame; -1 for time 0.
   const auto tickOf = [&](std::int32_t frame) {
@@ -78,11 +74,11 @@ WaveCount CountWaves(const stage::Scene& scene, const stage::ParamCatalog& catal
   };
   const std::int64_t lastTick = std::max<std::int64_t>(0, tickOf(*std::max_element(frames.begin(), frames.end())));
   Counts alive(frames.size(), 0), held(frames.size(), 0);
-  for (const stage::Emitter& emitter : scene.emitters) {
+  for (const Emitter& emitter : scene.emitters) {
     const EmitterValues values(scene, emitter, catalog);
     const Census census(values, lastTick);
     // Whether a source moves is known only once it is opened; assumed here.
-    const bool fresh = stage::NeedsFreshSequences(scene, emitter, catalog, [](std::int32_t) { return true; });
+    const bool fresh = NeedsFreshSequences(scene, emitter, catalog, [](std::int32_t) { return true; });
     std::int64_t before = -1;  // of the frame drawn before
     for (std::size_t i = 0; i < frames.size(); ++i) {
       const std::int64_t tick = tickOf(frames[i]);
@@ -98,12 +94,4 @@ WaveCount CountWaves(const stage::Scene& scene, const stage::ParamCatalog& catal
           frames[static_cast<std::size_t>(mostHeld - held.begin())]};
 }
 
-void RefuseTooManyWaves(const stage::Scene& scene, const WaveCount& waves, std::int64_t maxWaves) {
-  if (waves.held <= maxWaves) return;
-  throw stage::InputError(fmt::format(
-      "{}: frame {} needs up to {} waves at once, more than the {} that --max-waves allows; lower Frequency "
-      "or Lifespan, or raise --max-waves",
-      scene.file.string(), waves.heldFrame, waves.held, maxWaves));
-}
-
-}  // namespace orvandel::cli
+}  // namespace orvandel::stage

@@ -1,11 +1,11 @@
-#include "cli/param_text.h"
+#include "stage/reports/param_text.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <cmath>
 
-namespace orvandel::cli {
+namespace orvandel::stage {
 namespace {
 
 using nlohmann::ordered_json;
@@ -16,7 +16,7 @@ std::string ColorText(const OrvPixel& pixel) {
   return fmt::format("#{:02x}{:02x}{:02x}", pixel.red, pixel.green, pixel.blue);
 }
 
-std::string ChoiceText(const stage::ParamInfo& param, int number) {
+std::string ChoiceText(const ParamInfo& param, int number) {
   const bool known = number >= 1 && static_cast<std::size_t>(number) <= param.choices.size();
   return known ? param.choices[static_cast<std::size_t>(number) - 1] : fmt::format("{}", number);
 }
@@ -29,12 +29,12 @@ ordered_json NameAt(const std::vector<Named>& list, std::int32_t place) {
 
 }  // namespace
 
-std::string ColorText(const stage::ColorValue& color) {
+std::string ColorText(const ColorValue& color) {
   const auto byte = [](double channel) { return static_cast<std::uint8_t>(std::clamp(channel + 0.5, 0.0, 255.0)); };
   return ColorText(OrvPixel{255, byte(color.red), byte(color.green), byte(color.blue)});
 }
 
-std::string TypeWord(const stage::ParamInfo& param) {
+std::string TypeWord(const ParamInfo& param) {
   switch (param.Type()) {
     case ORV_PARAM_LAYER:
       return "layer";
@@ -62,12 +62,12 @@ std::string TypeWord(const stage::ParamInfo& param) {
   return fmt::format("type {}", param.definition.type);
 }
 
-std::string RangeText(const stage::ParamInfo& param) {
+std::string RangeText(const ParamInfo& param) {
   if (!param.BearsValue() || !std::isfinite(param.ValidMin()) || !std::isfinite(param.ValidMax())) return {};
   return fmt::format("{}..{}", param.ValidMin(), param.ValidMax());
 }
 
-ordered_json DefaultJson(const stage::ParamInfo& param) {
+ordered_json DefaultJson(const ParamInfo& param) {
   const OrvParamValue& value = param.definition.value;
   switch (param.Type()) {
     case ORV_PARAM_INTEGER:
@@ -91,7 +91,7 @@ ordered_json DefaultJson(const stage::ParamInfo& param) {
   }
 }
 
-std::string DefaultText(const stage::ParamInfo& param) {
+std::string DefaultText(const ParamInfo& param) {
   const OrvParamValue& value = param.definition.value;
   switch (param.Type()) {
     case ORV_PARAM_LAYER:
@@ -113,11 +113,11 @@ std::string DefaultText(const stage::ParamInfo& param) {
   return json.is_number_float() ? fmt::format("{}", json.get<double>()) : json.dump();
 }
 
-ordered_json ValueJson(const stage::ParamInfo& param, const stage::Value& value, const stage::Scene& scene) {
+ordered_json ValueJson(const ParamInfo& param, const Value& value, const Scene& scene) {
   if (const auto* number = std::get_if<double>(&value)) return *number;
-  if (const auto* point = std::get_if<stage::PointValue>(&value)) return {point->x, point->y};
-  if (const auto* color = std::get_if<stage::ColorValue>(&value)) return ColorText(*color);
-  const std::int32_t place = std::get<stage::Choice>(value).index;
+  if (const auto* point = std::get_if<PointValue>(&value)) return {point->x, point->y};
+  if (const auto* color = std::get_if<ColorValue>(&value)) return ColorText(*color);
+  const std::int32_t place = std::get<Choice>(value).index;
   switch (param.Type()) {
     case ORV_PARAM_CHECKBOX:
       return place != 0;
@@ -130,4 +130,4 @@ ordered_json ValueJson(const stage::ParamInfo& param, const stage::Value& value,
   }
 }
 
-}  // namespace orvandel::cli
+}  // namespace orvandel::stage

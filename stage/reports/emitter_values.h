@@ -9,14 +9,14 @@
 #include "stage/scene/param_catalog.h"
 #include "stage/scene/scene.h"
 
-namespace orvandel::cli {
+namespace orvandel::stage {
 
 inline constexpr double kTicksPerSecond = 30;
 
 class EmitterValues {
  public:
   // All references must outlive it.
-  EmitterValues(const stage::Scene& scene, const stage::Emitter& emitter, const stage::ParamCatalog& catalog)
+  EmitterValues(const Scene& scene, const Emitter& emitter, const ParamCatalog& catalog)
       : scene_(scene), emitter_(emitter), catalog_(catalog) {}
 
   // By the parameter's name, which must be one of the effect's. A checkbox is 0 or 1, a popup its number from 1.
@@ -30,11 +30,11 @@ class EmitterValues {
   bool SetAtBirth(std::int64_t tick) const { return Number("Parameters are set at", tick) == 1; }
 
  private:
-  const stage::ParamInfo& Info(std::string_view name) const;
+  const ParamInfo& Info(std::string_view name) const;
 
-  const stage::Scene& scene_;
-  const stage::Emitter& emitter_;
-  const stage::ParamCatalog& catalog_;
+  const Scene& scene_;
+  const Emitter& emitter_;
+  const ParamCatalog& catalog_;
 };
 
-}  // namespace orvandel::cli
+}  // namespace orvandel::stage
