@@ -1,5 +1,7 @@
 #include "plugins/openfx/looks.h"
 
+#include <fmt/format.h>
+
 #include <nlohmann/json.hpp>
 #include <utility>
 
@@ -35,16 +37,17 @@ std::string WrittenAt(const fs::path& file) {
   return none ? std::string() : std::to_string(time.time_since_epoch().count());
 }
 
+// Only texts become values of the JSON library: its objects ask for memory when they are destroyed, and end the process
+// where there is none.
+std::string JsonText(const std::string& text) { return nlohmann::json(text).dump(); }
+
 }  // namespace
 
 std::shared_ptr<const bridge::Look> LookOf(const FrameGrid& grid, const stage::Rational& frameRate,
                                            const MaskChoice& mask) {
-  nlohmann::json scene{{"version", 1},
-                       {"width", grid.layerWidth},
-                       {"height", grid.layerHeight},
-                       {"pixelAspect", stage::TextOf(grid.pixelAspect)},
-                       {"frameRate", stage::TextOf(frameRate)},
-                       {"duration", 1}};
+  std::string text =
+      fmt::format(R"({{"version":1,"width":{},"height":{},"pixelAspect":"{}","frameRate":"{}","duration":1)",
+                  grid.layerWidth, grid.layerHeight, stage::TextOf(grid.pixelAspect), stage::TextOf(frameRate));
   fs::path sceneFile = "Orvandel.json";
   std::string written;
   if (!mask.file.empty()) {
@@ -54,17 +57,12 @@ std::shared_ptr<const bridge::Look> LookOf(const FrameGrid& grid, const stage::R
     const fs::path whole = fs::weakly_canonical(file, none);
     if (none || !fs::is_regular_file(whole, none)) throw stage::InputError("there is no file " + file.string());
     sceneFile = whole.parent_path() / sceneFile;
-    nlohmann::json outline{{"file", whole.filename().string()}};
-    if (!part.empty()) outline["id"] = part;
-    if (mask.severalOutlines) {
-      scene["parameters"]["Wave Type"] = "Mask";
-    } else {
-      outline["part"] = "largest";
-    }
-    scene["masks"]["mask"] = outline;
     written = WrittenAt(whole);
+    text += R"(,"masks":{"mask":{"file":)" + JsonText(whole.filename().string());
+    if (!part.empty()) text += R"(,"id":)" + JsonText(part);
+    text += mask.severalOutlines ? R"(}},"parameters":{"Wave Type":"Mask"})" : R"(,"part":"largest"}})";
   }
-  const std::string text = scene.dump();
+  text += '}';
   return Looks().Get(sceneFile.string() + '\n' + written + '\n' + text,
                      [&] { return bridge::Look::FromText(text, sceneFile); });
 }
