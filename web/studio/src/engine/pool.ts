@@ -1,0 +1,147 @@
+// Workers, each with an instance of the core, and the queue of what they are asked.
+import { type Answers, type Answer, CoreError, type Method, type SceneMessage } from "./core";
+
+/** Lower goes first. */
+export enum Urgency {
+  Now,
+  Soon,
+  Ahead,
+  Background,
+}
+
+interface Job {
+  id: number;
+  method: Method;
+  args: unknown[];
+  urgency: Urgency;
+  scene: SceneMessage;
+  resolve(value: unknown, ms: number): void;
+  reject(reason: unknown): void;
+}
+
+interface Hand {
+  worker: Worker;
+  scene: number;
+  files: unknown;
+  job?: Job;
+  begun: number;
+}
+
+export class Dropped extends Error {}
+
+export interface Timed<T> {
+  value: T;
+  ms: number;
+}
+
+// A frame of a scene that is gone may take seconds: then a new worker is quicker than to wait for it.
+const kPatience = 400;
+
+export class Pool {
+  #hands: Hand[] = [];
+  #queue: Job[] = [];
+  #scene: SceneMessage = { scene: 0, text: "", name: "", files: {} };
+  #asked = 0;
+
+  constructor(
+    readonly module: WebAssembly.Module,
+    readonly size: number,
+  ) {
+    for (let i = 0; i < size; ++i) this.#hands.push(this.#hired());
+  }
+
+  get scene(): number {
+    return this.#scene.scene;
+  }
+
+  /** Asked before and not begun: dropped, when it was about the scene before. */
+  setScene(text: string, name: string, files: Record<string, Uint8Array>): void {
+    this.#scene = { scene: this.#scene.scene + 1, text, name, files };
+    this.drop((job) => job.urgency !== Urgency.Background || job.method !== "framePng");
+    for (const hand of this.#hands) {
+      if (hand.job && performance.now() - hand.begun > kPatience && hand.job.urgency !== Urgency.Background) this.#replace(hand);
+    }
+  }
+
+  drop(which: (job: { urgency: Urgency; method: Method }) => boolean): void {
+    const dropped = this.#queue.filter(which);
+    this.#queue = this.#queue.filter((job) => !which(job));
+    for (const job of dropped) job.reject(new Dropped());
+  }
+
+  timed<M extends Method>(urgency: Urgency, method: M, ...args: Parameters<Answers[M]>): Promise<Timed<ReturnType<Answers[M]>>> {
+    return new Promise((done, failed) => {
+      const resolve = (value: unknown, ms: number) => done({ value: value as ReturnType<Answers[M]>, ms });
+      const job: Job = { id: ++this.#asked, method, args, urgency, scene: this.#scene, resolve, reject: failed };
+      const behind = this.#queue.findIndex((other) => other.urgency > urgency);
+      this.#queue.splice(behind < 0 ? this.#queue.length : behind, 0, job);
+      this.#handOut();
+    });
+  }
+
+  async ask<M extends Method>(urgency: Urgency, method: M, ...args: Parameters<Answers[M]>): Promise<ReturnType<Answers[M]>> {
+    return (await this.timed(urgency, method, ...args)).value;
+  }
+
+  close(): void {
+    for (const hand of this.#hands) {
+      hand.worker.terminate();
+      hand.job?.reject(new Dropped());
+    }
+    this.#hands = [];
+    this.drop(() => true);
+  }
+
+  #hired(): Hand {
+    const worker = new Worker(new URL("./worker.ts", import.meta.url), { type: "module" });
+    const hand: Hand = { worker, scene: -1, files: undefined, begun: 0 };
+    worker.postMessage(this.module);
+    worker.onmessage = ({ data }: MessageEvent<Answer>) => this.#finished(hand, data);
+    worker.onerror = (event) => {
+      event.preventDefault();
+      hand.job?.reject(new Error(event.message || "a worker of the page ended"));
+      hand.job = undefined;
+      this.#replace(hand);
+    };
+    return hand;
+  }
+
+  #replace(hand: Hand): void {
+    hand.worker.terminate();
+    hand.job?.reject(new Dropped());
+    this.#hands[this.#hands.indexOf(hand)] = this.#hired();
+    this.#handOut();
+  }
+
+  #finished(hand: Hand, answer: Answer): void {
+    const job = hand.job;
+    hand.job = undefined;
+    if (job && answer.error) job.reject(new CoreError(answer.error.message, answer.error.complaints));
+    else job?.resolve(answer.value, answer.ms);
+    this.#handOut();
+  }
+
+  // A worker that knows the scene already is the better one.
+  #handOut(): void {
+    while (this.#queue.length > 0) {
+      const job = this.#queue[0]!;
+      const idle = this.#hands.filter((hand) => !hand.job);
+      // One is kept for what is wanted now.
+      if (idle.length === 0 || (job.urgency === Urgency.Background && idle.length < Math.min(2, this.size))) return;
+      this.#queue.shift();
+      this.#give(idle.find((hand) => hand.scene === job.scene.scene) ?? idle[0]!, job);
+    }
+  }
+
+  #give(hand: Hand, job: Job): void {
+    if (hand.scene !== job.scene.scene) {
+      const { files, ...rest } = job.scene;
+      hand.worker.postMessage(hand.files === files ? rest : job.scene);
+      hand.scene = job.scene.scene;
+      hand.files = files;
+    }
+    hand.job = job;
+    hand.begun = performance.now();
+    hand.worker.postMessage({ id: job.id, method: job.method, args: job.args, scene: job.scene.scene });
+  }
+}

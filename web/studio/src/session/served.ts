@@ -1,0 +1,119 @@
+// The program that serves the page on this machine, when one does: the scene's file on disk and what lies beside it.
+import { signal } from "@preact/signals";
+
+import { SceneDocument } from "../document/document";
+import { addTo, fetchMissing, type Named } from "./media_files";
+import { dialog, open, say } from "./state";
+
+const kFiles = "files/";
+
+interface DiskScene {
+  text: string;
+  tag: string;
+}
+
+/** The file on disk is another one meanwhile. */
+export const conflict = signal<DiskScene | undefined>(undefined);
+
+class Server {
+  #document: SceneDocument | undefined;
+
+  constructor(
+    readonly base: string,
+    readonly sceneName: string | undefined,
+  ) {}
+
+  async open(): Promise<void> {
+    if (this.sceneName === undefined) return;
+    const { text, tag } = await this.#fetchScene();
+    const document = new SceneDocument(text, this.sceneName);
+    document.tag = tag;
+    this.#document = document;
+    open(document);
+    await fetchMissing(document, this.base + kFiles);
+    this.#listen();
+  }
+
+  async save(document: SceneDocument, over = document.tag!): Promise<void> {
+    const text = document.text.peek();
+    const answer = await fetch(`${this.base}scene`, { method: "PUT", headers: { "If-Match": over, "Content-Type": "application/json" }, body: text });
+    const tag = answer.headers.get("ETag") ?? "";
+    if (answer.status === 412) {
+      conflict.value = { text: await answer.text(), tag };
+      dialog.value = "conflict";
+    } else if (answer.ok) {
+      document.tag = tag;
+      document.saved.value = text;
+      say(`Saved to ${this.sceneName}.`);
+    } else {
+      say(await reason(answer), "bad");
+    }
+  }
+
+  /** The name under which it was kept. */
+  async putFile(name: string, bytes: Uint8Array): Promise<string> {
+    for (let i = 1; ; ++i) {
+      const tried = i === 1 ? name : name.replace(/(\.[^.]*)?$/, `-${i}$1`);
+      const answer = await fetch(this.base + kFiles + tried.split("/").map(encodeURIComponent).join("/"), { method: "PUT", body: bytes.slice() });
+      if (answer.ok) return tried;
+      if (answer.status !== 412) throw new Error(await reason(answer));
+    }
+  }
+
+  /** What is on disk stands in the place of what is here; undo brings that back. */
+  take({ text, tag }: DiskScene): void {
+    const document = this.#document!;
+    document.change("take the file on disk", text);
+    document.saved.value = text;
+    document.tag = tag;
+    conflict.value = undefined;
+    void fetchMissing(document, this.base + kFiles);
+  }
+
+  async keepMine(): Promise<void> {
+    const there = conflict.peek();
+    conflict.value = undefined;
+    if (there && this.#document) await this.save(this.#document, there.tag);
+  }
+
+  async #fetchScene(): Promise<DiskScene> {
+    const answer = await fetch(`${this.base}scene`);
+    if (!answer.ok) throw new Error(await reason(answer));
+    return { text: await answer.text(), tag: answer.headers.get("ETag") ?? "" };
+  }
+
+  #listen(): void {
+    const events = new EventSource(`${this.base}events`);
+    events.addEventListener("scene", async (event) => {
+      const document = this.#document!;
+      if (JSON.parse(event.data).etag === document.tag) return;
+      const there = await this.#fetchScene();
+      if (there.tag === document.tag) return;
+      if (!document.changed.peek()) return this.take(there);
+      conflict.value = there;
+      dialog.value = "conflict";
+    });
+    events.addEventListener("files", async (event) => {
+      const document = this.#document!;
+      const changed: Named = {};
+      for (const name of JSON.parse(event.data).names as string[]) {
+        if (!(name in document.files.peek())) continue;
+        const answer = await fetch(this.base + kFiles + name.split("/").map(encodeURIComponent).join("/"));
+        if (answer.ok) changed[name] = new Uint8Array(await answer.arrayBuffer());
+      }
+      await addTo(document, changed);
+      await fetchMissing(document, this.base + kFiles);
+    });
+  }
+}
+
+async function reason(answer: Response): Promise<string> {
+  try {
+    return (await answer.json()).error;
+  } catch {
+    return `The program answered ${answer.status}.`;
+  }
+}
+
+const element = document.querySelector<HTMLMetaElement>('meta[name="orvandel-server"]');
+export const served = element ? new Server(element.content, element.dataset.scene) : undefined;

@@ -1,0 +1,53 @@
+// The page as static files: relative addresses, the core and the presets beside it, and a list for use offline.
+import { createHash } from "node:crypto";
+import { cpSync, existsSync, readdirSync, readFileSync, writeFileSync } from "node:fs";
+import { join, relative } from "node:path";
+import { defineConfig, type Plugin } from "vite";
+
+const root = join(import.meta.dirname ?? ".", "../..");
+const out = join(root, "build/studio");
+const wasm = join(root, "build/web/bin/orvandel.wasm");
+
+function filesBelow(folder: string): string[] {
+  return readdirSync(folder, { recursive: true, withFileTypes: true })
+    .filter((entry) => entry.isFile())
+    .map((entry) => relative(folder, join(entry.parentPath ?? entry.path, entry.name)).replaceAll("\\", "/"))
+    .sort();
+}
+
+// The first comment of a scene says what it is.
+function titleOf(text: string): string {
+  return (/^\s*\/\/\s*(.*)/.exec(text)?.[1] ?? "").replace(/[:.].*$/, "");
+}
+
+function beside(): Plugin {
+  return {
+    name: "beside",
+    closeBundle() {
+      if (!existsSync(wasm)) throw new Error(`${wasm} is missing: script/test_web --build-only makes it`);
+      cpSync(wasm, join(out, "orvandel.wasm"));
+      const scenes = join(root, "examples/scenes");
+      cpSync(scenes, join(out, "presets"), { recursive: true, filter: (name) => !/README|\.mp4$/.test(name) });
+      const presets = readdirSync(scenes)
+        .filter((name) => name.endsWith(".json"))
+        .sort()
+        .map((name) => ({ name: name.replace(".json", ""), title: titleOf(readFileSync(join(scenes, name), "utf8")) }));
+      writeFileSync(join(out, "presets/index.json"), JSON.stringify(presets));
+      const files = filesBelow(out).filter((name) => name !== "sw.js");
+      const hash = createHash("sha256");
+      for (const name of files) hash.update(name).update(readFileSync(join(out, name)));
+      const worker = readFileSync(join(root, "web/studio/src/app/service_worker.js"), "utf8");
+      const listed = JSON.stringify(["./", ...files.filter((name) => name !== "index.html")]);
+      writeFileSync(join(out, "sw.js"), worker.replace("kFiles = []", `kFiles = ${listed}`).replace("kVersion = \"\"", `kVersion = "${hash.digest("hex").slice(0, 16)}"`));
+    },
+  };
+}
+
+export default defineConfig({
+  base: "./",
+  root: import.meta.dirname,
+  plugins: [beside()],
+  worker: { format: "es" },
+  server: { fs: { allow: [root] } },
+  build: { target: "es2022", outDir: out, emptyOutDir: true, assetsInlineLimit: 0, modulePreload: { polyfill: false } },
+});
