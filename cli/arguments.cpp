@@ -220,6 +220,16 @@ void AddNew(CLI::App& app, Requests& requests) {
   presets.footer(kPresetsHelp);
 }
 
+void AddStudio(CLI::App& app, StudioRequest& request) {
+  CLI::App& command = *app.add_subcommand("studio", "Make and change scenes in a browser page");
+  command.add_option("scene", request.scene, "Scene file (JSON) that the page opens and saves")->type_name("SCENE");
+  command.add_option("--port", request.port, "Serve the page on this port; default: any that is free")
+      ->check(CLI::Range(1, 65535))
+      ->type_name("N");
+  command.add_flag("--no-browser", request.noBrowser, "Print the address, and open no browser");
+  command.footer(kStudioHelp);
+}
+
 void AddAbout(CLI::App& app, Requests& requests) {
   CLI::App& about = *app.add_subcommand("about", "Show what the effect's module reports about itself");
   AddModuleOption(about, requests.about.module);
@@ -280,6 +290,7 @@ void AddCommands(CLI::App& app, Requests& requests) {
   AddWaves(app, requests.waves);
   AddParams(app, requests.params);
   AddNew(app, requests);
+  AddStudio(app, requests.studio);
   AddAbout(app, requests);
 }
 

@@ -20,6 +20,7 @@ struct Requests {
   WavesRequest waves;
   SheetRequest sheet;
   NewRequest newScene;
+  StudioRequest studio;
   AboutRequest about, schema;
   std::string quality = "full", pngSize = "default", shell;
   std::string progress = "auto";

@@ -7,6 +7,7 @@ inline constexpr const char* kProgramHelp = R"(
 Start here:
   orvandel presets
   orvandel new scene.json --from ripple
+  orvandel studio scene.json
   orvandel sheet scene.json -o sheet.png
   orvandel render scene.json -o scene.mov
   orvandel COMMAND --help
@@ -132,6 +133,19 @@ inline constexpr const char* kPresetsHelp = R"(
 Examples:
   orvandel presets
   orvandel new mine.json --from sonar
+)";
+
+inline constexpr const char* kStudioHelp = R"(
+What it does:
+  Prints the page's address and serves it until Ctrl-C, to browsers of this machine alone: nobody who does not know the
+  address is answered. The page shows the scene while you change it and saves it to its file; a change that another
+  program makes to the file shows at once, and is never overwritten unasked. The page sees the pictures, sounds and
+  films in the scene's folder and below, and puts there what you drop on it; it can name no other file.
+  Without SCENE it is the page alone, which keeps scenes in the browser.
+
+Examples:
+  orvandel new mine.json --from ripple && orvandel studio mine.json
+  orvandel studio mine.json --port 8080 --no-browser
 )";
 
 inline constexpr const char* kSchemaHelp = R"(

@@ -36,6 +36,7 @@ void RunCommand(const CLI::App& app, Requests& requests) {
   if (command == "waves") Waves(requests.waves);
   if (command == "sheet") Sheet(requests.sheet);
   if (command == "new") New(requests.newScene);
+  if (command == "studio") Studio(requests.studio);
   if (command == "presets") Presets(requests.presetsAsJson);
   if (command == "about") About(requests.about);
   if (command == "schema") Schema(requests.schema);

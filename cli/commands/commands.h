@@ -94,6 +94,13 @@ struct NewRequest {
 void New(const NewRequest& request);
 void Presets(bool asJson);
 
+struct StudioRequest {
+  std::filesystem::path scene;  // empty: the page alone
+  int port = 0;                 // 0: any that is free
+  bool noBrowser = false;
+};
+void Studio(const StudioRequest& request);
+
 struct AboutRequest {
   std::filesystem::path module;
 };

@@ -163,12 +163,21 @@ void PartialFile::Open() {
   } while (flock(descriptor_, LOCK_EX) == 0 && !IsNamed(descriptor_, workName_));
 }
 
+void PartialFile::Append(std::span<const std::uint8_t> bytes) {
+  if (const int failure = WriteAll(descriptor_, bytes); failure != 0) Fail("cannot be written", failure);
+}
+
 void PartialFile::Write(std::span<const std::uint8_t> bytes) {
   Open();
   int failure = WriteAll(descriptor_, bytes);
   // What a network file system could not store shows at a close; the first descriptor keeps the lock.
   if (const int second = dup(descriptor_); second >= 0 && close(second) != 0 && failure == 0) failure = errno;
   if (failure != 0) Fail("cannot be written", failure);
+}
+
+void PartialFile::Sync() {
+  // Some file systems know no such wait.
+  if (fsync(descriptor_) != 0 && errno != EINVAL && errno != ENOTSUP) Fail("cannot be written", errno);
 }
 
 void PartialFile::Keep() {

@@ -32,8 +32,12 @@ class PartialFile {
   // Creates the file WorkName(), empty, and marks it as in use for as long as this object lives. For libraries that
   // open the file themselves: call it first. WorkError.
   void Open();
+  // Behind what was appended before, once it is open; WorkError.
+  void Append(std::span<const std::uint8_t> bytes);
   // Opens and writes everything at once; WorkError.
   void Write(std::span<const std::uint8_t> bytes);
+  // Waits until the disk has what was written, for files that are somebody's only copy; WorkError.
+  void Sync();
   // Gives the file its own name; WorkError.
   void Keep();
 

@@ -1,0 +1,21 @@
+// The page's files, which are a part of the program where they had been built when it was (CMake: ORVANDEL_STUDIO).
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace orvandel::cli {
+
+bool HasPage();
+
+// By its path in the page's folder; "" is "index.html". None: there is no such file.
+std::optional<std::string_view> PageFile(std::string_view path);
+
+// What is told to a browser, by the file's ending; empty: a kind that is not served.
+std::string_view ContentTypeOf(std::string_view name);
+
+// index.html with the element by which the page learns that a program serves it, and which scene.
+std::string ServedIndex(std::string_view index, const std::string& sceneName);
+
+}  // namespace orvandel::cli
