@@ -1,17 +1,46 @@
 // The page, as people go through it: node --test tests/studio
 import assert from "node:assert/strict";
-import { readFileSync } from "node:fs";
+import { execFileSync } from "node:child_process";
+import { mkdtempSync, readFileSync, rmSync, writeFileSync } from "node:fs";
+import { tmpdir } from "node:os";
 import { join } from "node:path";
 import { after, test } from "node:test";
 
-import { browser, opened, root, served } from "./support.mjs";
+import { axeSource, browser, filesBelow, hashOf, opened, picturesOf, ready, root, served, taken } from "./support.mjs";
 
 const server = await served();
 const chromium = await browser();
+const folder = mkdtempSync(join(tmpdir(), "orvandel-studio-files-"));
 after(async () => {
   await chromium.close();
   server.close();
+  rmSync(folder, { recursive: true, force: true });
 });
+
+const scene = `// Kept: what stands here.
+{
+  "version": 1, "width": 192, "height": 108, "frameRate": 25, "duration": 1, "preroll": 1,
+  "parameters": {
+    "Frequency": 5, // kept, too
+    "Expansion": { "keyframes": [ { "time": 0, "value": 3 }, { "time": 0.8, "value": 6 } ] }
+  }
+}
+`;
+const field = (page, name) => page.getByRole("spinbutton", { name, exact: true });
+const button = (page, name) => page.getByRole("button", { name, exact: true });
+const text = (page) => page.evaluate(() => window.orvandel.save());
+const load = (page, sceneText, files = {}, name) => page.evaluate(([...all]) => window.orvandel.load(...all), [sceneText, files, name]);
+const still = () => assert.deepEqual(chromium.troubles.splice(0), []);
+
+async function dragged(page, from, by) {
+  await from.scrollIntoViewIfNeeded();
+  const box = await from.boundingBox();
+  const [x, y] = [box.x + box.width / 2, box.y + box.height / 2];
+  await page.mouse.move(x, y);
+  await page.mouse.down();
+  for (let i = 1; i <= 8; ++i) await page.mouse.move(x + (by[0] * i) / 8, y + (by[1] * i) / 8);
+  await page.mouse.up();
+}
 
 test("the page opens with a picture, offline too, and says and fetches nothing that it should not", async () => {
   const page = await opened(await chromium.page(), server.address);
@@ -20,5 +49,192 @@ test("the page opens with a picture, offline too, and says and fetches nothing t
   await page.context().setOffline(true);
   await opened(page, server.address);
   await page.context().setOffline(false);
-  assert.deepEqual(chromium.troubles, []);
+  await page.close();
+  still();
+});
+
+test("open, change, key, scrub, undo, save, reload: the file differs only where it was changed", async () => {
+  const page = await opened(await chromium.page(), server.address);
+  const file = join(folder, "mine.json");
+  writeFileSync(file, scene);
+  const [chooser] = await Promise.all([page.waitForEvent("filechooser"), button(page, "Open").click()]);
+  await chooser.setFiles(file);
+  await page.getByText("192 × 108").waitFor();
+
+  await field(page, "Frequency").fill("7.5");
+  await field(page, "Frequency").press("Enter");
+  await dragged(page, field(page, "Start Width"), [80, 0]);
+  assert.equal(await field(page, "Start Width").inputValue(), "7.00");
+  await page.getByRole("combobox", { name: "Profile", exact: true }).selectOption("Bell");
+  await dragged(page, page.getByRole("button", { name: /^Producer Point/ }), [60, 30]);
+  const [, x] = /"Producer Point": \[([\d.]+), /.exec(await text(page));
+  assert.ok(Number(x) > 96);
+
+  // A key at frame 10, one moved by the keyboard, one dragged onto another place, all of it taken back again.
+  const before = await text(page);
+  await field(page, "Frame").fill("10");
+  await button(page, "Key for Expansion").click();
+  assert.match(await text(page), /"time": 0.4, "value": 4.5/);
+  await button(page, "Key of Expansion at frame 10").press("ArrowRight");
+  await dragged(page, button(page, "Key of Expansion at frame 11"), [-120, 0]);
+  assert.equal(await page.getByRole("button", { name: /^Key of Expansion/ }).count(), 3);
+  await page.getByRole("combobox", { name: "Ease", exact: true }).selectOption("ease-in-out");
+  await field(page, "Curve y1").fill("0.25");
+  assert.match(await text(page), /"interp": \[0.42, 0.25, 0.58, 1\]/);
+  for (let i = 0; i < 5; ++i) await page.keyboard.press("Control+z");
+  assert.equal(await text(page), before);
+  for (let i = 0; i < 5; ++i) await page.keyboard.press("Control+Shift+z");
+  await dragged(page, page.getByRole("slider", { name: "Play head" }), [200, 0]);
+  assert.ok(Number(await field(page, "Frame").inputValue()) > 10);
+
+  const saved = await taken(page, () => button(page, "Save").click());
+  const lines = saved.bytes.toString().split("\n");
+  assert.equal(saved.name, "mine.json");
+  assert.deepEqual(lines.slice(0, 3), scene.split("\n").slice(0, 3));
+  assert.ok(lines.includes('    "Frequency": 7.5, // kept, too'), saved.bytes.toString());
+  await page.waitForTimeout(700);
+  await page.reload();
+  await ready(page);
+  assert.equal(await text(page), saved.bytes.toString());
+  await page.close();
+  still();
+});
+
+test("every reference frame has its bytes", async () => {
+  const page = await opened(await chromium.page(), server.address);
+  await page.evaluate(`window.hashOf = ${hashOf}`);
+  const golden = join(root, "tests/golden");
+  const files = Object.fromEntries(filesBelow(join(golden, "scenes")).map(([name, bytes]) => [name, bytes.toString("base64")]));
+  await page.evaluate((encoded) => (window.files = Object.fromEntries(Object.entries(encoded).map(([name, bytes]) => [name, Uint8Array.from(atob(bytes), (c) => c.charCodeAt(0))]))), files);
+  const rows = readFileSync(join(golden, "reference_frames.tsv"), "utf8").split("\n").filter((row) => row && row[0] !== "#").map((row) => row.split("\t"));
+  const differing = [];
+  for (const name of new Set(rows.map(([each]) => each))) {
+    const wanted = rows.filter(([each]) => each === name);
+    const hashes = await page.evaluate(async ([sceneText, sceneName, frames]) => {
+      await window.orvandel.load(sceneText, window.files, sceneName);
+      return Promise.all(frames.map(async ([, frame, quality, downsample]) => window.hashOf(await window.orvandel.frame(+frame, { quality, downsample: +downsample, effect: 0 }))));
+    }, [Buffer.from(files[name], "base64").toString(), name, wanted]);
+    wanted.forEach((row, i) => row[4] !== hashes[i] && differing.push(`${row.join(" ")}: ${hashes[i]}`));
+  }
+  assert.ok(rows.length > 0);
+  assert.deepEqual(differing, []);
+  await page.close();
+  still();
+});
+
+test("what is taken away holds the frames", async () => {
+  const page = await opened(await chromium.page(), server.address);
+  await load(page, scene, {}, "out.json");
+  await page.evaluate(`window.hashOf = ${hashOf}`);
+  const frames = await page.evaluate(() => Promise.all(Array.from({ length: 25 }, async (_, i) => window.hashOf(await window.orvandel.frame(i)))));
+  const exported = async (kind) => {
+    await page.keyboard.press("Control+e");
+    await page.getByRole("combobox", { name: "What to export" }).selectOption(kind);
+    const { name, bytes } = await taken(page, () => page.getByRole("dialog").getByRole("button", { name: "Export", exact: true }).click());
+    await page.getByRole("dialog").getByRole("button", { name: "Close" }).click();
+    writeFileSync(join(folder, name), bytes);
+    return join(folder, name);
+  };
+  execFileSync("python3", ["-m", "zipfile", "-e", await exported("zip"), folder]);
+  const pngs = Array.from({ length: 25 }, (_, i) => readFileSync(join(folder, `out.${String(i).padStart(4, "0")}.png`)));
+  assert.deepEqual(pngs.flatMap(picturesOf).map(hashOf), frames);
+  assert.deepEqual(picturesOf(readFileSync(await exported("apng"))).map(hashOf), frames);
+  assert.deepEqual(readFileSync(await exported("png")), pngs[0]);
+  for (const kind of ["webm", "mp4"]) {
+    const bytes = readFileSync(await exported(kind)).toString("base64");
+    const film = await page.evaluate(async ([encoded, type]) => {
+      const video = document.createElement("video");
+      video.src = URL.createObjectURL(new Blob([Uint8Array.from(atob(encoded), (c) => c.charCodeAt(0))], { type }));
+      await new Promise((done, failed) => Object.assign(video, { onloadeddata: done, onerror: () => failed(new Error(video.error.message)) }));
+      return [video.videoWidth, video.videoHeight, Math.round(video.duration * 25)];
+    }, [bytes, `video/${kind}`]);
+    assert.deepEqual(film, [192, 108, 25], kind);
+  }
+  await page.close();
+  still();
+});
+
+test("everything is reached and named without a mouse, in dark and light", async () => {
+  const page = await opened(await chromium.page(), server.address);
+  await page.evaluate(axeSource);
+  const findings = async (where) => {
+    const { violations } = await page.evaluate(() => window.axe.run(document, { runOnly: ["wcag2a", "wcag2aa", "wcag21a", "wcag21aa", "wcag22aa", "best-practice"] }));
+    return violations.map(({ id, nodes }) => `${where}: ${id}: ${nodes.slice(0, 3).map(({ html }) => html.slice(0, 160)).join(" | ")}`);
+  };
+  const found = [];
+  await load(page, scene);
+  await page.keyboard.press("Control+a");
+  for (const colours of ["dark", "light"]) {
+    await page.emulateMedia({ reducedMotion: "reduce" });
+    if ((await page.evaluate(() => document.documentElement.dataset.theme)) !== colours) await page.keyboard.press("Shift+D");
+    for (const tab of ["Effect", "Scene", "Media & masks"]) {
+      await page.getByRole("tab", { name: tab, exact: true }).click();
+      found.push(...(await findings(`${colours} ${tab}`)));
+    }
+    for (const [keys, title] of colours === "light" ? [] : [["?", "Keys"], ["Control+e", "Export"], ["t", "The scene as text"], ["p", "Presets"]]) {
+      await page.getByRole("tab", { name: "Effect", exact: true }).focus();
+      await page.keyboard.press(keys);
+      await page.getByRole("dialog", { name: title }).waitFor();
+      if (title === "Presets") await page.getByText("Rain on still water").waitFor();
+      found.push(...(await findings(`${colours} ${title}`)));
+      await page.keyboard.press("Escape");
+      await page.getByRole("dialog").waitFor({ state: "hidden" });
+    }
+  }
+  assert.deepEqual(found, []);
+
+  // A look, a key, a loop and a save with keys alone.
+  await page.keyboard.press("/");
+  await page.keyboard.type("spin");
+  await page.keyboard.press("Tab");
+  const seen = new Set();
+  for (let i = 0; i < 12 && !seen.has("Spin"); ++i) {
+    seen.add(await page.evaluate(() => document.activeElement.getAttribute("aria-label") ?? document.activeElement.textContent));
+    if (!seen.has("Spin")) await page.keyboard.press("Tab");
+  }
+  await page.keyboard.press("PageUp");
+  await page.keyboard.press("Shift+Tab");
+  await page.keyboard.press("Enter");
+  assert.match(await text(page), /"Spin": { "keyframes": \[{ "time": 0, "value": 10 }\] }/);
+  await page.getByRole("slider", { name: "Play head" }).focus();
+  await page.keyboard.press("PageUp");
+  await page.keyboard.press("d");
+  await page.keyboard.press("Control+a");
+  await page.keyboard.press("Control+c");
+  await page.keyboard.press("End");
+  await page.keyboard.press("Control+v");
+  assert.match(await text(page), /"time": 0.4, "value": 10 },\s+{ "time": 0.96, "value": 10 },\s+{ "time": 1.36, "value": 10 }/);
+  const saved = await taken(page, () => page.keyboard.press("Control+s"));
+  assert.equal(saved.bytes.toString(), await text(page));
+  await page.close();
+  still();
+});
+
+test("how fast frames follow a hand is told", async (context) => {
+  const page = await opened(await chromium.page(), server.address);
+  await load(page, readFileSync(join(root, "examples/scenes/ripple.json"), "utf8").replace('"width": 1280, "height": 720', '"width": 960, "height": 540'), {}, "ripple.json");
+  await field(page, "Frame").fill("90");
+  await page.waitForTimeout(1500);
+  await page.evaluate(() => {
+    window.painted = [];
+    const put = CanvasRenderingContext2D.prototype.putImageData;
+    CanvasRenderingContext2D.prototype.putImageData = function (...all) {
+      window.painted.push(performance.now());
+      return put.apply(this, all);
+    };
+  });
+  const box = await field(page, "Expansion").boundingBox();
+  await page.mouse.move(box.x + 20, box.y + 10);
+  await page.mouse.down();
+  for (let i = 0; i < 120; ++i) {
+    await page.mouse.move(box.x + 20 + 60 * Math.sin(i / 12), box.y + 10);
+    await page.waitForTimeout(8);
+  }
+  await page.mouse.up();
+  const times = await page.evaluate(() => window.painted);
+  const gaps = times.slice(1).map((time, i) => time - times[i]).sort((a, b) => a - b);
+  context.diagnostic(`${times.length} pictures while dragging at 960 x 540: one every ${gaps[gaps.length >> 1].toFixed(1)} ms, 95 % within ${gaps[Math.floor(gaps.length * 0.95)].toFixed(1)} ms`);
+  assert.ok(times.length > 5);
+  await page.close();
+  still();
 });

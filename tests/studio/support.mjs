@@ -1,9 +1,10 @@
 // The built page in a real browser, from a plain static server, with everything that it should not say or fetch noted.
 import { createServer } from "node:http";
 import { createRequire } from "node:module";
-import { mkdtempSync, readFileSync, rmSync, statSync } from "node:fs";
+import { mkdtempSync, readFileSync, readdirSync, rmSync, statSync } from "node:fs";
 import { tmpdir } from "node:os";
-import { extname, join, normalize } from "node:path";
+import { inflateSync } from "node:zlib";
+import { extname, join, normalize, relative } from "node:path";
 
 export const root = new URL("../../", import.meta.url).pathname;
 const require = createRequire(join(root, "web/studio/package.json"));
@@ -66,4 +67,47 @@ export async function ready(page) {
 export async function taken(page, act) {
   const [download] = await Promise.all([page.waitForEvent("download", { timeout: 60000 }), act()]);
   return { name: download.suggestedFilename(), bytes: readFileSync(await download.path()) };
+}
+
+export function filesBelow(folder, top = folder) {
+  return readdirSync(folder).flatMap((name) => {
+    const file = join(folder, name);
+    return statSync(file).isDirectory() ? filesBelow(file, top) : [[relative(top, file), readFileSync(file)]];
+  });
+}
+
+/** The hash of the reference tables, FNV-1a over alpha, red, green, blue; it also runs in the page. */
+export function hashOf({ data }) {
+  let high = 0xcbf29ce4, low = 0x84222325;
+  for (let pixel = 0; pixel < data.length; pixel += 4) {
+    for (let channel = 3; channel < 7; ++channel) {
+      low = (low ^ data[pixel + (channel & 3)]) >>> 0;
+      const product = low * 0x1b3;
+      high = (Math.imul(high, 0x1b3) + Math.floor(product / 2 ** 32) + (low << 8)) >>> 0;
+      low = product >>> 0;
+    }
+  }
+  return high.toString(16).padStart(8, "0") + low.toString(16).padStart(8, "0");
+}
+
+/** The pictures of a PNG, animated or not, with rows as they are or as differences to the row above. */
+export function picturesOf(png) {
+  const [width, height] = [png.readUInt32BE(16), png.readUInt32BE(20)];
+  const packed = [];
+  for (let at = 8; at < png.length; at += 12 + png.readUInt32BE(at)) {
+    const type = png.toString("latin1", at + 4, at + 8);
+    const body = png.subarray(at + 8, at + 8 + png.readUInt32BE(at));
+    if (type === "fcTL" || (type === "IDAT" && packed.length === 0)) packed.push([]);
+    if (type === "IDAT" || type === "fdAT") packed[packed.length - 1].push(type === "IDAT" ? body : body.subarray(4));
+  }
+  return packed.map((parts) => {
+    const rows = inflateSync(Buffer.concat(parts));
+    const data = new Uint8Array(width * height * 4);
+    for (let y = 0; y < height; ++y) {
+      const from = y * (4 * width + 1);
+      if (![0, 2].includes(rows[from])) throw new Error(`filter ${rows[from]}`);
+      for (let x = 0; x < 4 * width; ++x) data[4 * width * y + x] = rows[from + 1 + x] + (rows[from] && y ? data[4 * width * (y - 1) + x] : 0);
+    }
+    return { data };
+  });
 }

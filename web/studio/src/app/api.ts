@@ -5,7 +5,7 @@ import type { FrameOptions, Picture, SceneFacts } from "../engine/core";
 import { workers } from "../engine/engine";
 import { Urgency } from "../engine/pool";
 import { addTo } from "../session/media_files";
-import { open } from "../session/state";
+import { close, open } from "../session/state";
 
 export interface PageApi {
   /** Opens a scene; `files` are those that it names. Refused: an OrvandelError with `complaints`. */
@@ -16,11 +16,16 @@ export interface PageApi {
   save(): string;
 }
 
+let loaded: SceneDocument | undefined;
+
 const api: PageApi = {
   async load(sceneText, files = {}, name = "scene.json") {
     const document = new SceneDocument(sceneText, name);
     await addTo(document, files);
     open(document);
+    // What a script loaded before and nobody changed gives way.
+    if (loaded && !loaded.changed.peek()) close(loaded);
+    loaded = document;
     return workers().ask(Urgency.Now, "load");
   },
   async frame(number, options = {}) {

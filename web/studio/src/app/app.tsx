@@ -26,10 +26,10 @@ export function App() {
       <TopBar />
       <View />
       <Panel />
-      <div class="lower">
+      <section class="lower" aria-label="Time">
         <Transport />
         <Timeline />
-      </div>
+      </section>
       <Notice />
       <Dialogs />
     </div>

@@ -95,7 +95,9 @@ export const commands: Command[] = [
 
 function focusSearch(): void {
   panelTab.value = "effect";
-  requestAnimationFrame(() => document.querySelector<HTMLInputElement>('input[type="search"]')?.focus());
+  const field = () => document.querySelector<HTMLInputElement>('input[type="search"]');
+  if (field()) field()!.focus();
+  else requestAnimationFrame(() => field()?.focus());
 }
 
 export function command(id: string): Command {
@@ -115,7 +117,7 @@ function typesInto(target: EventTarget | null): boolean {
 
 export function followKeys(): void {
   addEventListener("keydown", (event) => {
-    if (event.defaultPrevented || (dialog.peek() && event.key !== "Escape")) return;
+    if (event.defaultPrevented || document.querySelector("dialog[open]")) return;
     const name = nameOf(event);
     const found = commands.find(({ keys }) => keys.includes(name));
     if (!found || (typesInto(event.target) && !found.always)) return;

@@ -17,6 +17,7 @@ function Window({ title, wide, children }: { title: string; wide?: boolean; chil
   const element = useRef<HTMLDialogElement>(null);
   useEffect(() => {
     element.current?.showModal();
+    element.current?.querySelector<HTMLElement>("[data-first]")?.focus();
     return () => element.current?.close();
   }, []);
   const close = () => (dialog.value = undefined);
@@ -51,7 +52,7 @@ function Text() {
   };
   return (
     <>
-      <textarea ref={area} class="scenetext" aria-label="The scene as text" spellcheck={false} value={document.text.value}
+      <textarea ref={area} data-first class="scenetext" aria-label="The scene as text" spellcheck={false} value={document.text.value}
         onInput={(event) => document.change("edit the text", event.currentTarget.value, "text")} />
       {said.length === 0 && <p class="hint" role="status">No complaints: the scene is drawn as it stands here.</p>}
       {said.map(({ message, pointer }) => <p class="complaint" role="alert" key={message}>{message} {pointer && <button class="chip" onClick={() => goTo(pointer)}>Show</button>}</p>)}

@@ -2,16 +2,23 @@
 import { pngOf } from "./png";
 import { isPicture, isSound } from "./media";
 
-// Straight alpha: a canvas would multiply it in and lose colours.
+// Straight alpha: a canvas of two dimensions and ImageDecoder multiply it in, a texture does not.
 async function pngBytes(bytes: Uint8Array): Promise<Uint8Array> {
-  const type = bytes[0] === 0xff ? "image/jpeg" : bytes[0] === 0x47 ? "image/gif" : bytes[0] === 0x42 ? "image/bmp" : bytes[4] === 0x66 ? "image/avif" : "image/webp";
-  const decoder = new ImageDecoder({ data: bytes.slice(), type, premultiplyAlpha: "none", colorSpaceConversion: "none" });
-  const { image } = await decoder.decode();
-  const { width, height } = image.visibleRect!;
+  const image = await createImageBitmap(new Blob([bytes.slice()]), { premultiplyAlpha: "none", colorSpaceConversion: "none", imageOrientation: "from-image" });
+  const { width, height } = image;
+  const gl = new OffscreenCanvas(1, 1).getContext("webgl2");
+  if (!gl) throw new Error("WebGL is missing");
+  gl.bindTexture(gl.TEXTURE_2D, gl.createTexture());
+  gl.pixelStorei(gl.UNPACK_PREMULTIPLY_ALPHA_WEBGL, false);
+  gl.pixelStorei(gl.UNPACK_COLORSPACE_CONVERSION_WEBGL, gl.NONE);
+  gl.texImage2D(gl.TEXTURE_2D, 0, gl.RGBA, gl.RGBA, gl.UNSIGNED_BYTE, image);
+  gl.bindFramebuffer(gl.FRAMEBUFFER, gl.createFramebuffer());
+  gl.framebufferTexture2D(gl.FRAMEBUFFER, gl.COLOR_ATTACHMENT0, gl.TEXTURE_2D, gl.getParameter(gl.TEXTURE_BINDING_2D), 0);
+  if (gl.getError() !== gl.NO_ERROR) throw new Error(`a picture of ${width} × ${height} is too large`);
   const data = new Uint8Array(width * height * 4);
-  await image.copyTo(data, { format: "RGBA" } as VideoFrameCopyToOptions);
+  gl.readPixels(0, 0, width, height, gl.RGBA, gl.UNSIGNED_BYTE, data);
+  gl.getExtension("WEBGL_lose_context")?.loseContext();
   image.close();
-  decoder.close();
   return pngOf(width, height, data);
 }
 

@@ -35,7 +35,7 @@ export interface Timed<T> {
 }
 
 // A frame of a scene that is gone may take seconds: then a new worker is quicker than to wait for it.
-const kPatience = 400;
+const kPatience = 1500;
 
 export class Pool {
   #hands: Hand[] = [];
@@ -54,16 +54,16 @@ export class Pool {
     return this.#scene.scene;
   }
 
-  /** Asked before and not begun: dropped, when it was about the scene before. */
+  /** What was asked about the scene before and is not begun is dropped, but for what runs in the background. */
   setScene(text: string, name: string, files: Record<string, Uint8Array>): void {
     this.#scene = { scene: this.#scene.scene + 1, text, name, files };
-    this.drop((job) => job.urgency !== Urgency.Background || job.method !== "framePng");
+    this.drop((job) => job.urgency !== Urgency.Background);
     for (const hand of this.#hands) {
       if (hand.job && performance.now() - hand.begun > kPatience && hand.job.urgency !== Urgency.Background) this.#replace(hand);
     }
   }
 
-  drop(which: (job: { urgency: Urgency; method: Method }) => boolean): void {
+  drop(which: (job: { urgency: Urgency }) => boolean): void {
     const dropped = this.#queue.filter(which);
     this.#queue = this.#queue.filter((job) => !which(job));
     for (const job of dropped) job.reject(new Dropped());
@@ -126,8 +126,7 @@ export class Pool {
     while (this.#queue.length > 0) {
       const job = this.#queue[0]!;
       const idle = this.#hands.filter((hand) => !hand.job);
-      // One is kept for what is wanted now.
-      if (idle.length === 0 || (job.urgency === Urgency.Background && idle.length < Math.min(2, this.size))) return;
+      if (idle.length === 0) return;
       this.#queue.shift();
       this.#give(idle.find((hand) => hand.scene === job.scene.scene) ?? idle[0]!, job);
     }

@@ -107,7 +107,7 @@ export function ExportDialog() {
           <button class="chip" onClick={() => running.value && (running.value = { ...running.value, cancelled: true })}>Cancel the export</button>
         </div>
       ) : (
-        <button class="primary" onClick={() => void take(kind.value)}>Export</button>
+        <button class="primary" data-first onClick={() => void take(kind.value)}>Export</button>
       )}
     </>
   );

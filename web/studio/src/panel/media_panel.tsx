@@ -57,7 +57,7 @@ function Entries({ kind, title }: { kind: Kind; title: string }) {
   const entries = Object.entries((current.value.scene.value[kind] as JsonObject | undefined) ?? {});
   return (
     <section class="group" aria-label={title}>
-      <h3>{title}</h3>
+      <h2>{title}</h2>
       {entries.map(([name, entry]) => (
         <div class="medium" key={name}>
           <Thumbnail kind={kind} name={name} />

@@ -61,8 +61,8 @@ function SourceFields({ label, source, onChange }: { label: string; source: Json
   );
 }
 
-export function Motion({ edit, value }: { edit: ParameterEdit; value: Json }) {
-  const { parameter, setting } = edit;
+export function Motion({ edit, setting, value }: { edit: ParameterEdit; setting: Json | undefined; value: Json }) {
+  const { parameter } = edit;
   const now: MotionKind = keysOf(setting) ? "keyframes" : (sourceOf(setting) ?? "constant");
   const kinds: MotionKind[] = ["constant", "keyframes", ...(parameter.takesSources ? kSourceKinds : [])];
   const become = (kind: MotionKind) => {

@@ -1,11 +1,12 @@
 // The panel: the chosen effect's parameters by group, the scene, its media.
 import { signal } from "@preact/signals";
+import type { VNode } from "preact";
 
 import { chooseEffect, current, effectIndex } from "../document/open";
 import { panelTab, search } from "../session/state";
 import { withItem, without, withValue } from "../document/edits";
 import { isObject, type Json, type JsonObject, valueAt } from "../document/json";
-import { effectCount, moves, parametersPath } from "../document/parameters";
+import { effectCount, parametersPath, setting } from "../document/parameters";
 import { shown } from "../engine/analysis";
 import type { Parameter } from "../document/catalog";
 import { parameters } from "../engine/engine";
@@ -28,17 +29,25 @@ function matches({ name, description }: Parameter): boolean {
   return words.every((word) => `${name} ${description}`.toLowerCase().includes(word));
 }
 
+// The same element is not looked at again when the panel is drawn anew.
+const rows = new Map<Parameter, VNode>();
+function rowOf(parameter: Parameter): VNode {
+  const row = rows.get(parameter) ?? <ParameterRow key={parameter.name} parameter={parameter} />;
+  rows.set(parameter, row);
+  return row;
+}
+
 function Group({ name, members }: { name: string; members: Parameter[] }) {
   const open = search.value !== "" || onlyChanged.value || isOpen(name);
   if (members.length === 0) return null;
-  if (name === "") return <>{members.map((parameter) => <ParameterRow key={parameter.name} parameter={parameter} />)}</>;
+  if (name === "") return <>{members.map(rowOf)}</>;
   const inactive = shown.value?.inactiveGroups.has(name) === true;
   return (
     <section aria-label={name} class={inactive ? "group inactive" : "group"}>
-      <h3>
+      <h2>
         <button aria-expanded={open} onClick={() => (folded.value = new Map(folded.value).set(name, !open))}><Icon name="fold" />{name}</button>
-      </h3>
-      {open && members.map((parameter) => <ParameterRow key={parameter.name} parameter={parameter} />)}
+      </h2>
+      {open && members.map(rowOf)}
     </section>
   );
 }
@@ -95,9 +104,8 @@ function Effects() {
 }
 
 function EffectPanel() {
-  const scene = current.value.scene.value;
-  const settings = (valueAt(scene, parametersPath(scene, effectIndex.value)) ?? {}) as JsonObject;
-  const all = parameters.value.filter(matches).filter(({ name }) => !onlyChanged.value || name in settings || moves(settings[name]));
+  const isSet = ({ name }: Parameter) => setting(current.value.scene.value, effectIndex.value, name) !== undefined;
+  const all = parameters.value.filter(matches).filter((parameter) => !onlyChanged.value || isSet(parameter));
   const groups = [...new Set(parameters.value.map(({ group }) => group))];
   return (
     <>

@@ -74,9 +74,9 @@ function Section({ name, entry }: { name: string; entry: Entry }) {
   const begin = Object.fromEntries((entry.required ?? []).map((key) => [key, kLeftOut[key] ?? 1]));
   return (
     <section class="group" aria-label={titleOf(name)} title={entry.description}>
-      <h3 class="switch">
+      <h2 class="switch">
         <label><input type="checkbox" checked={there} onChange={() => change(there ? `remove ${name}` : `add ${name}`, [name], there ? undefined : begin)} />{titleOf(name)}</label>
-      </h3>
+      </h2>
       {there && Object.entries(entry.properties ?? {}).map(([key, inner]) => <Field key={key} path={[name, key]} entry={inner} />)}
     </section>
   );

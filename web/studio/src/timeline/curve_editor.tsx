@@ -85,7 +85,7 @@ export function CurveEditor() {
   };
   return (
     <section class="curveeditor" aria-label="Chosen key">
-      <h3>{parameter.name}{selectedKeys.value.length > 1 && ` and ${selectedKeys.value.length - 1} more`}</h3>
+      <h2>{parameter.name}{selectedKeys.value.length > 1 && ` and ${selectedKeys.value.length - 1} more`}</h2>
       <label class="part"><span>frame</span><NumberField label="Key frame" value={frameOf(key.time, rate.value)} step={1} precision={0} onChange={move} /></label>
       <div class="part control"><Control parameter={{ ...parameter, name: `Key value of ${parameter.name}` }} value={key.value} onChange={(value, gesture) => edit.setKey(key.time, value, gesture)} /></div>
       {goesOn && index < keys.length - 1 && (

@@ -60,6 +60,21 @@ function LoopEnd({ end }: { end: "first" | "last" }) {
   );
 }
 
+function Head() {
+  const keys = (event: KeyboardEvent) => {
+    const by = { ArrowLeft: -1, ArrowRight: 1, ArrowDown: -1, ArrowUp: 1, PageDown: -10, PageUp: 10 }[event.key];
+    const to = event.key === "Home" ? 0 : event.key === "End" ? frameCount.peek() - 1 : by === undefined ? undefined : frame.peek() + by * (event.shiftKey ? 10 : 1);
+    if (to === undefined) return;
+    event.preventDefault();
+    event.stopPropagation();
+    goTo(to);
+  };
+  return (
+    <span class="head" role="slider" tabIndex={0} aria-label="Play head" aria-valuemin={0} aria-valuemax={frameCount.value - 1} aria-valuenow={frame.value}
+      aria-valuetext={`frame ${frame.value}, ${timeCode(frame.value, rate.value)}`} style={{ left: `${placeOfFrame(frame.value)}%` }} onKeyDown={keys} />
+  );
+}
+
 function Ruler() {
   const element = useRef<HTMLDivElement>(null);
   loopRange.value;
@@ -73,22 +88,13 @@ function Ruler() {
     element.current!.addEventListener("wheel", wheel, { passive: false });
     return () => element.current?.removeEventListener("wheel", wheel);
   }, []);
-  const keys = (event: KeyboardEvent) => {
-    const by = { ArrowLeft: -1, ArrowRight: 1, ArrowDown: -1, ArrowUp: 1, PageDown: -10, PageUp: 10 }[event.key];
-    const to = event.key === "Home" ? 0 : event.key === "End" ? frameCount.peek() - 1 : by === undefined ? undefined : frame.peek() + by * (event.shiftKey ? 10 : 1);
-    if (to === undefined) return;
-    event.preventDefault();
-    event.stopPropagation();
-    goTo(to);
-  };
   return (
     <div class="ruler" ref={element} onPointerDown={scrub}>
       <span class="loop" style={{ left: `${placeOfFrame(first - 0.5)}%`, width: `${placeOfFrame(last + 0.5) - placeOfFrame(first - 0.5)}%` }} />
       {ticks.value.map((tick) => <span key={tick} class="tick" style={{ left: `${placeOfFrame(tick)}%` }}>{timeCode(Math.max(0, tick), rate.value)}</span>)}
       <LoopEnd end="first" />
       <LoopEnd end="last" />
-      <span class="head" role="slider" tabIndex={0} aria-label="Play head" aria-valuemin={0} aria-valuemax={frameCount.value - 1} aria-valuenow={frame.value}
-        aria-valuetext={`frame ${frame.value}, ${timeCode(frame.value, rate.value)}`} style={{ left: `${placeOfFrame(frame.value)}%` }} onKeyDown={keys} />
+      <Head />
     </div>
   );
 }
@@ -145,10 +151,14 @@ function AddMotion() {
   );
 }
 
+function HeadLine() {
+  const head = placeOfFrame(frame.value);
+  return head >= 0 && head <= 100 ? <span class="headline" style={{ "--at": head / 100 }} /> : null;
+}
+
 export function Timeline() {
   const scene = current.value.scene.value;
   const moving = parameters.value.filter(({ name }) => moves(setting(scene, effectIndex.value, name)));
-  const head = placeOfFrame(frame.value);
   return (
     <section class="timeline" aria-label="Time line">
       <div class="tracks">
@@ -158,7 +168,7 @@ export function Timeline() {
           {moving.map((parameter) => <Row key={parameter.name} parameter={parameter} />)}
           {moving.length === 0 && <p class="hint">Nothing moves yet. Set a key with a parameter’s diamond, or choose one under “Animate…”.</p>}
         </div>
-        {head >= 0 && head <= 100 && <span class="headline" style={{ "--at": head / 100 }} />}
+        <HeadLine />
       </div>
       <CurveEditor />
     </section>
