@@ -55,7 +55,7 @@ export class Orvandel {
    * @param {Record<string, Uint8Array>} files what it names, by the names that it uses
    * @param {string} name of the scene file, for messages
    * @returns {{width: number, height: number, frames: number, frameRate: string, seconds: number, effects: number,
-   *   notes: string[]}}
+   *   notes: string[], parts: {pointer: string, file: string, message: string}[]}} `parts` cannot be shown here
    */
   load(sceneText, files = {}, name = "scene.json") {
     this.#exports.orvandelForgetFiles();

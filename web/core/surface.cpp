@@ -15,6 +15,7 @@
 #include "web/core/answers.h"
 #include "web/core/given_files.h"
 #include "web/core/session.h"
+#include "web/core/unseen_media.h"
 
 namespace orvandel::web {
 namespace {
@@ -57,6 +58,14 @@ int Guarded(const Work& work) {
   }
 }
 
+ordered_json PartsJson(const stage::Scene& scene) {
+  ordered_json list = ordered_json::array();
+  for (const UnseenPart& part : UnseenParts(scene, TheSession().Catalog())) {
+    list.push_back({{"pointer", part.pointer}, {"file", part.file}, {"message", part.message}});
+  }
+  return list;
+}
+
 ordered_json Facts(const stage::Scene& scene) {
   return {{"width", scene.width},
           {"height", scene.height},
@@ -64,7 +73,8 @@ ordered_json Facts(const stage::Scene& scene) {
           {"frameRate", stage::TextOf(scene.time.frameRate)},
           {"seconds", static_cast<double>(scene.time.duration) / scene.time.timeScale},
           {"effects", scene.emitters.size()},
-          {"notes", scene.notes}};
+          {"notes", scene.notes},
+          {"parts", PartsJson(scene)}};
 }
 
 ordered_json Complaints(const std::vector<stage::Complaint>& faults) {

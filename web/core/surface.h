@@ -19,7 +19,8 @@ int orvandelPutFile(const char* name, std::size_t nameSize, const std::uint8_t* 
 int orvandelForgetFiles();
 
 // A scene file's text; `name` stands in messages. 0: orvandelText is {"width", "height", "frames", "frameRate" (a text
-// of two whole numbers), "seconds", "effects", "notes"}. 1: it is [{"message", "pointer", "allowed", "nearest"}], every
+// of two whole numbers), "seconds", "effects", "notes", "parts"}, where parts are what cannot be
+// shown here: [{"pointer", "file", "message"}]. 1: it is [{"message", "pointer", "allowed", "nearest"}], every
 // complaint there is.
 int orvandelLoad(const char* text, std::size_t size, const char* name, std::size_t nameSize);
 

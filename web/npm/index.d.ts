@@ -10,6 +10,14 @@ export interface Complaint {
   nearest: string;
 }
 
+export interface UnseenPart {
+  /** Of the place in the scene; empty: wherever the file is named. */
+  pointer: string;
+  /** As the scene names it. */
+  file: string;
+  message: string;
+}
+
 export interface SceneFacts {
   /** Full-size pixels. */
   width: number;
@@ -22,6 +30,8 @@ export interface SceneFacts {
   effects: number;
   /** What the reader chose where the scene left a choice. */
   notes: string[];
+  /** What cannot be shown here, while the rest is: films, pictures that are no PNG, sounds that are no WAV. */
+  parts: UnseenPart[];
 }
 
 /** A parameter as the effect registers it. */

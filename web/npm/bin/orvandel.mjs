@@ -46,7 +46,7 @@ function sceneAt(file) {
 
 async function check([file]) {
   const scene = sceneAt(file);
-  const facts = (await open()).load(scene.text, scene.files, scene.name);
+  const facts = await wholly(scene);
   for (const note of facts.notes) console.log(`note: ${note}`);
   console.log(`${file}: good; ${facts.width} x ${facts.height}, ${facts.frames} frames at ${facts.frameRate} a second`);
 }
@@ -125,9 +125,16 @@ async function renderAll({ scene, frames, fileOf, jobs, options }, progress) {
   await Promise.all(Array.from({ length: jobs }, work));
 }
 
+// Pictures without a part of the scene are no rendering of it.
+async function wholly(scene) {
+  const facts = (await open()).load(scene.text, scene.files, scene.name);
+  if (facts.parts.length > 0) throw new OrvandelError(facts.parts.map(({ pointer, message }) => `${scene.name}: ${pointer}${pointer && ": "}${message}`).join("\n"));
+  return facts;
+}
+
 async function render([file], values) {
   const scene = sceneAt(file);
-  const facts = (await open()).load(scene.text, scene.files, scene.name);
+  const facts = await wholly(scene);
   const job = plan(scene, facts, values);
   const say = values.quiet ? () => {} : (text) => process.stderr.write(text);
   for (const note of facts.notes) say(`note: ${note}\n`);
