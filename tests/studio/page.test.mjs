@@ -1,6 +1,6 @@
 // The page, as people go through it: node --test tests/studio
 import assert from "node:assert/strict";
-import { execFileSync } from "node:child_process";
+import { execFileSync, spawn } from "node:child_process";
 import { mkdtempSync, readFileSync, rmSync, writeFileSync } from "node:fs";
 import { tmpdir } from "node:os";
 import { join } from "node:path";
@@ -204,6 +204,9 @@ test("everything is reached and named without a mouse, in dark and light", async
   await page.keyboard.press("End");
   await page.keyboard.press("Control+v");
   assert.match(await text(page), /"time": 0.4, "value": 10 },\s+{ "time": 0.96, "value": 10 },\s+{ "time": 1.36, "value": 10 }/);
+  await page.getByRole("button", { name: /^Producer Point/ }).focus();
+  for (const key of ["ArrowRight", "Shift+ArrowDown"]) await page.keyboard.press(key);
+  assert.match(await text(page), /"Producer Point": \[97, 64\]/);
   const saved = await taken(page, () => page.keyboard.press("Control+s"));
   assert.equal(saved.bytes.toString(), await text(page));
   await page.close();
@@ -237,4 +240,38 @@ test("how fast frames follow a hand is told", async (context) => {
   assert.ok(times.length > 5);
   await page.close();
   still();
+});
+
+test("served by the program: saves reach the disk, what changes there shows, and neither is lost", async () => {
+  const file = join(folder, "served.json");
+  writeFileSync(file, scene);
+  const program = spawn(process.env.ORVANDEL ?? join(root, "build/release/bin/orvandel"), ["studio", file, "--no-browser"]);
+  try {
+    const address = await new Promise((resolve, reject) => {
+      program.stdout.once("data", (line) => resolve(String(line).trim()));
+      program.stderr.on("data", (line) => /error/.test(line) && reject(new Error(line)));
+    });
+    const page = await opened(await chromium.page(), address);
+    await page.getByText("192 × 108").waitFor();
+    await field(page, "Spin").fill("12");
+    await page.keyboard.press("Control+s");
+    await page.getByText("Saved to served.json.").waitFor();
+    assert.equal(readFileSync(file, "utf8"), await text(page));
+    assert.match(readFileSync(file, "utf8"), /"Spin": 12/);
+
+    writeFileSync(file, scene.replace('"Frequency": 5', '"Frequency": 8'));
+    await page.waitForFunction(() => window.orvandel.save().includes('"Frequency": 8'));
+    await page.keyboard.press("Control+z");
+    assert.match(await text(page), /"Spin": 12/);
+
+    writeFileSync(file, scene.replace('"Frequency": 5', '"Frequency": 9'));
+    await page.getByRole("dialog", { name: "The file changed on disk" }).waitFor();
+    await button(page, "Save mine over it").click();
+    await page.getByText("Saved to served.json.").waitFor();
+    assert.match(readFileSync(file, "utf8"), /"Spin": 12/);
+    await page.close();
+    still();
+  } finally {
+    program.kill("SIGKILL");
+  }
 });

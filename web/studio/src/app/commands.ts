@@ -116,6 +116,8 @@ function typesInto(target: EventTarget | null): boolean {
 }
 
 export function followKeys(): void {
+  // A button that was clicked does not keep the space bar to itself; one that was reached by keys does.
+  addEventListener("click", (event) => event.detail > 0 && (event.target as Element).closest<HTMLElement>("button")?.blur());
   addEventListener("keydown", (event) => {
     if (event.defaultPrevented || document.querySelector("dialog[open]")) return;
     const name = nameOf(event);

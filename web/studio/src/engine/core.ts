@@ -1,14 +1,8 @@
 // What the core answers, and how a worker is asked. The core's loader is ../../../core/orvandel.mjs.
-import type { Complaint, FrameOptions, Orvandel, Picture as CorePicture, SceneFacts as CoreFacts } from "../../../npm/index";
+import type { Complaint, FrameOptions, Orvandel, Picture as CorePicture, SceneFacts } from "../../../npm/index";
 
-export type { Complaint, FrameOptions, MaskOutline, Wave } from "../../../npm/index";
+export type { Complaint, FrameOptions, MaskOutline, SceneFacts, Wave } from "../../../npm/index";
 
-/** What of a scene the page cannot show while the rest is drawn. */
-export interface MissingPart {
-  pointer: string;
-  message: string;
-}
-export type SceneFacts = CoreFacts & { parts?: MissingPart[] };
 export type Picture = CorePicture & { data: Uint8ClampedArray<ArrayBuffer> };
 export type Value = number | string | boolean | [number, number] | null;
 

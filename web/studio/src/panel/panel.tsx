@@ -86,7 +86,7 @@ function Effects() {
           <button key={i} class="chip" aria-pressed={i === index} onClick={() => chooseEffect(i)}>Effect {i + 1}</button>
         ))}
         <button class="small" aria-label="Add an effect" title="Add an effect" onClick={() => addEffect(false)}><Icon name="add" /></button>
-        <button class="small" aria-label="Duplicate the effect" title="Duplicate the effect" onClick={() => addEffect(true)}><Icon name="more" /></button>
+        <button class="small" aria-label="Duplicate the effect" title="Duplicate the effect" onClick={() => addEffect(true)}><Icon name="copy" /></button>
         {count > 1 && <button class="small" aria-label="Remove the effect" title="Remove the effect" onClick={removeEffect}><Icon name="remove" /></button>}
       </div>
       {isObject(entry) && (

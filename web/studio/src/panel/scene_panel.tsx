@@ -92,7 +92,7 @@ function Background() {
   const colour = typeof value === "string" && value.startsWith("#");
   const file = colour ? "" : fileOf(value);
   const kind = value === undefined ? "none" : colour ? "colour" : file;
-  const choices = [["none", "None: the picture keeps its alpha"], ["colour", "A colour"], ["input", "The scene's input"], ...[...new Set([...(file && file !== "input" ? [file] : []), ...names])].map((name) => [name, name])] as [string, string][];
+  const choices = [["none", "None: alpha stays"], ["colour", "A colour"], ["input", "The scene's input"], ...[...new Set([...(file && file !== "input" ? [file] : []), ...names])].map((name) => [name, name])] as [string, string][];
   const set = (next: string) => change("change the background", ["background"], next === "none" ? undefined : next === "colour" ? "#101418" : next === "input" ? next : { file: next });
   return (
     <div class="row">
@@ -111,7 +111,7 @@ function Sound() {
   const file = fileOf(value);
   const names = [...new Set([...(file ? [file] : []), ...Object.keys(current.value.files.value).filter(isSound)])];
   const kind = value === undefined ? "auto" : value === null ? "none" : file;
-  const choices = [["auto", "What parameters follow"], ["none", "None"], ...names.map((name) => [name, name])] as [string, string][];
+  const choices = [["auto", "As parameters follow"], ["none", "None"], ...names.map((name) => [name, name])] as [string, string][];
   const start = isObject(value) ? Number(value.start ?? 0) : 0;
   return (
     <div class="row">

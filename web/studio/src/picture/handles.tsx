@@ -7,7 +7,7 @@ import type { Parameter } from "../document/catalog";
 import { parameters } from "../engine/engine";
 import { dragging, playing } from "../engine/frames";
 import { valueNow } from "../session/value_now";
-import { chosenParameter, currentTime, newGesture, panelTab } from "../session/state";
+import { chosenParameter, currentTime, newGesture } from "../session/state";
 import { MaskHandles } from "./mask_handles";
 
 export type Point = [number, number];
@@ -63,7 +63,7 @@ export function Handle({ label, at, scale, shape = "M-7 0a7 7 0 1 0 14 0a7 7 0 1
     onMove([at[0] + step[0] * size, at[1] + step[1] * size], newGesture());
   };
   return (
-    <g class="handle" data-handle tabIndex={0} role="button" aria-roledescription="handle" aria-label={`${label}: ${at.map((value) => value.toFixed(0)).join(", ")}. Arrow keys move it.`}
+    <g class="handle" data-handle tabindex={0} role="button" aria-roledescription="handle" aria-label={`${label}: ${at.map((value) => value.toFixed(0)).join(", ")}. Arrow keys move it.`}
       transform={`translate(${at.join(" ")}) scale(${1 / scale})`} onPointerDown={drag} onKeyDown={keys}>
       <circle class="grip" r="14" />
       <path class="halo" d={shape} />
@@ -79,7 +79,11 @@ function usePoint(name: string): { at: Point; set(to: Json, gesture: string): vo
   const value = valueNow(parameter, now);
   if (!Array.isArray(value)) return undefined;
   const edit = new ParameterEdit(current.value, effectIndex.value, parameter);
-  return { at: value.map(Number) as Point, free: sourceOf(now) === undefined, set: (to, gesture) => edit.set(to, currentTime.peek(), gesture) };
+  const set = (to: Json, gesture: string) => {
+    chosenParameter.value = name;
+    edit.set(to, currentTime.peek(), gesture);
+  };
+  return { at: value.map(Number) as Point, free: sourceOf(now) === undefined, set };
 }
 
 function numberOf(parameter: Parameter | undefined): number {
@@ -132,7 +136,7 @@ export function Handles({ scale }: { scale: number }) {
   const source = usePoint("Source Center");
   if (playing.value) return null;
   return (
-    <g onFocusCapture={() => panelTab.value === "effect" && (chosenParameter.value = undefined)}>
+    <g>
       <MaskHandles scale={scale} />
       {producer && <Arrow from={producer.at} scale={scale} />}
       {producer?.free && <Handle label="Producer Point" at={producer.at} scale={scale} onMove={producer.set} />}

@@ -71,7 +71,7 @@ function Trouble() {
     );
   }
   if (parts.length === 0) return null;
-  return <div class="trouble mild" role="status">{parts.map(({ pointer, message }) => <p key={pointer}>Not shown here: {message}</p>)}</div>;
+  return <div class="trouble mild" role="status">{parts.map(({ pointer, file, message }) => <p key={pointer}>Not shown here: {pointer.split("/").slice(1).join(", ")} ({file}): {message}</p>)}</div>;
 }
 
 export function View() {

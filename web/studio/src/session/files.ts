@@ -40,6 +40,8 @@ function use(document: SceneDocument, name: string): void {
     const layer = freeName(stem, entries("layers"));
     text = withValue(text, ["layers", layer], name);
     text = withValue(withValue(text, [...parameters, "Wave Type"], "Image Contours"), [...parameters, "Source Layer"], layer);
+    // What has no alpha is all outline in it.
+    if (/jpe?g|bmp$/i.test(name)) text = withValue(text, [...parameters, "Value Channel"], "Intensity");
     say(`Waves now grow from the contour of ${name}. Undo takes that back.`);
   } else if (isSound(name)) {
     text = withValue(text, ["sound"], name);
