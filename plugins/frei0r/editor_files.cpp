@@ -45,6 +45,12 @@ bool IsShown(const Param& param) {
 
 // --- Kdenlive
 
+// A generator's dialog does not scroll: with all rows its buttons lie below a screen of 1080 lines. What is about traced
+// pictures goes, since a generator has none but those of a scene file, which says how it traces them.
+bool IsInGeneratorDialog(const Param& param) {
+  return IsShown(param) && (param.info == nullptr || param.info->group != "Image Contour");
+}
+
 std::string KdenliveParam(const Param& param, std::size_t index) {
   const std::string name =
       fmt::format("<name>{}</name><comment><![CDATA[{}]]></comment>", param.name, param.explanation);
@@ -80,7 +86,7 @@ std::string Kdenlive(bool isFilter) {
       isFilter ? "Expanding shapes over the picture, or traced from it" : "Expanding shapes");
   const auto& params = Params(isFilter);
   for (std::size_t i = 0; i < params.size(); ++i) {
-    if (IsShown(params[i])) text += KdenliveParam(params[i], i);
+    if (isFilter ? IsShown(params[i]) : IsInGeneratorDialog(params[i])) text += KdenliveParam(params[i], i);
   }
   return text + fmt::format("</{}>\n", element);
 }
