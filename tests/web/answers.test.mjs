@@ -66,7 +66,11 @@ test("a scene that cannot be shown whole shows the rest and says which part is m
   const { parts } = orvandel.load(scene({ ...film, Opacity: { audio: { file: "a.ogg", min: 1, max: 0.2 } } }, more), { "clip.mp4": junk, "a.jpg": junk, "s.01.webp": junk, "a.ogg": junk });
   assert.deepEqual(parts.map(({ pointer, file }) => [pointer, file]), [["/input/file", "s.%02d.webp"], ["/background", "clip.mp4"], ["/layers/a", "a.jpg"], ["", "a.ogg"]]);
   assert.match(parts[3].message, /Opacity is as in silence/);
-  assert.deepEqual(orvandel.frame(30, { effect: 0 }).data, data);
+  const into = new ArrayBuffer(data.length + 5);
+  const again = orvandel.frame(30, { effect: 0, into });
+  assert.deepEqual(again.data, data);
+  assert.equal(again.data.buffer, into);
+  assert.notEqual(orvandel.frame(30, { effect: 0, into: new ArrayBuffer(9) }).data.length, 9);
   assert.equal(orvandel.frame(30).data.length, data.length);
 });
 

@@ -70,11 +70,12 @@ export class Orvandel {
   /**
    * A frame as it goes to a file, or that of one effect alone.
    * @param {number} number from 0
-   * @param {{quality?: "full" | "draft", downsample?: number, effect?: number}} options
+   * @param {{quality?: "full" | "draft", downsample?: number, effect?: number, into?: ArrayBuffer}} options `into`:
+   *   memory for the picture, so that none has to be found for every frame; another is made when it is too small
    * @returns {{width: number, height: number, data: Uint8ClampedArray}} rows from the top; red, green, blue, alpha,
    *   colour not multiplied by alpha. A copy: it is the caller's.
    */
-  frame(number, { quality = "full", downsample = 1, effect } = {}) {
+  frame(number, { quality = "full", downsample = 1, effect, into } = {}) {
     const draft = quality === "draft" ? 1 : 0;
     this.#ask(
       effect === undefined
@@ -84,7 +85,10 @@ export class Orvandel {
     const width = this.#exports.orvandelWidth();
     const height = this.#exports.orvandelHeight();
     const start = this.#exports.orvandelPixels() >>> 0;
-    const data = new Uint8ClampedArray(this.#exports.memory.buffer, start, width * height * 4).slice();
+    const pixels = new Uint8ClampedArray(this.#exports.memory.buffer, start, width * height * 4);
+    if (into === undefined || into.byteLength < pixels.length) return { width, height, data: pixels.slice() };
+    const data = new Uint8ClampedArray(into, 0, pixels.length);
+    data.set(pixels);
     return { width, height, data };
   }
 

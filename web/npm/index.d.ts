@@ -102,6 +102,8 @@ export interface FrameOptions {
   downsample?: number;
   /** That effect's picture alone, from 0. Default: all of them, laid over one another and over what stands behind. */
   effect?: number;
+  /** Memory for the picture; another is made when it is too small. Default: new memory for every frame. */
+  into?: ArrayBuffer;
 }
 
 export class OrvandelError extends Error {

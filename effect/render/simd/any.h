@@ -1,8 +1,10 @@
-// What processors have that no other file here is for: vectors of 16 bytes.
+// What processors have that no other file here is for, and browsers: vectors of 16 bytes.
 #pragma once
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
+#elif defined(__wasm_simd128__)
+#include <wasm_simd128.h>
 #endif
 
 #include "effect/render/simd/portable.h"
@@ -14,6 +16,37 @@ inline constexpr int kRowGroup = 4;
 
 #if defined(__SSE2__)
 ORVANDEL_INLINE unsigned MaskBits(const FourInts& mask) { return static_cast<unsigned>(_mm_movemask_ps((__m128)mask)); }
+#elif defined(__wasm_simd128__)
+template <typename V>
+concept Is16Bytes = sizeof(V) == 16;
+
+ORVANDEL_INLINE unsigned MaskBits(const FourInts& mask) {
+  return static_cast<unsigned>(wasm_i32x4_bitmask((v128_t)mask));
+}
+template <Is16Bytes V>
+ORVANDEL_INLINE bool Any(const V& v) {
+  return wasm_v128_any_true((v128_t)v);
+}
+template <Is16Bytes V>
+ORVANDEL_INLINE V Select(const Like<std::int32_t, V>& mask, const V& a, const V& b) {
+  return (V)wasm_v128_bitselect((v128_t)a, (v128_t)b, (v128_t)mask);
+}
+template <Is16Bytes V>
+ORVANDEL_INLINE FourInts Floor(const V& v) {
+  return (FourInts)wasm_i32x4_trunc_sat_f32x4(wasm_f32x4_floor((v128_t)v));
+}
+template <Is16Bytes V>
+ORVANDEL_INLINE FourInts Ceiling(const V& v) {
+  return (FourInts)wasm_i32x4_trunc_sat_f32x4(wasm_f32x4_ceil((v128_t)v));
+}
+template <Is16Bytes V>
+ORVANDEL_INLINE V WholePart(const V& v) {
+  return (V)wasm_f32x4_trunc((v128_t)v);
+}
+template <Is16Bytes V>
+ORVANDEL_INLINE V NextWhole(const V& v) {
+  return (V)wasm_f32x4_ceil((v128_t)v);
+}
 #endif
 
 class AlphaLookup {
@@ -21,6 +54,7 @@ class AlphaLookup {
   explicit AlphaLookup(const std::uint8_t* alphas) : alphas_(alphas) {}
   // sums += alphas[a] + alphas[b] + alphas[c] + alphas[d]
   void Add(const FourInts& a, const FourInts& b, const FourInts& c, const FourInts& d, FourInts& sums) const {
+    ORVANDEL_EACH_LANE
     for (int i = 0; i < kLanes; ++i) sums[i] += alphas_[a[i]] + alphas_[b[i]] + alphas_[c[i]] + alphas_[d[i]];
   }
 

@@ -18,6 +18,13 @@
 // For what runs once a row or more often.
 #define ORVANDEL_INLINE __attribute__((always_inline)) inline
 
+// Before loops over lanes. Clang otherwise keeps some of them, and then each lane takes a way through memory.
+#if defined(__clang__)
+#define ORVANDEL_EACH_LANE _Pragma("clang loop unroll(full)")
+#else
+#define ORVANDEL_EACH_LANE
+#endif
+
 namespace orvandel::fast::ORVANDEL_KERNELS {
 
 template <typename T, int N>
@@ -115,6 +122,7 @@ ORVANDEL_INLINE V WrappingDifference(const V& a, const V& b) {
 template <typename V>
 ORVANDEL_INLINE V LaneNumbers() {
   V v;
+  ORVANDEL_EACH_LANE
   for (int i = 0; i < kLanesOf<V>; ++i) v[i] = static_cast<LaneOf<V>>(i);
   return v;
 }
@@ -159,6 +167,7 @@ ORVANDEL_INLINE V NextWhole(const V& v) {
 template <typename V>
 ORVANDEL_INLINE V SquareRoot(const V& v) {
   V roots;
+  ORVANDEL_EACH_LANE
   for (int i = 0; i < kLanesOf<V>; ++i) roots[i] = __builtin_sqrtf(v[i]);
   return roots;
 }
@@ -173,6 +182,7 @@ template <typename V>
 ORVANDEL_INLINE bool Any(const V& v) {
   const auto words = (Vec<std::uint64_t, sizeof(V) / 8>)v;
   std::uint64_t any = 0;
+  ORVANDEL_EACH_LANE
   for (int i = 0; i < kLanesOf<decltype(words)>; ++i) any |= words[i];
   return any != 0;
 }
@@ -185,6 +195,7 @@ ORVANDEL_INLINE bool AnyWhere(const Like<std::int32_t, V>& mask, const V& v) {
 template <typename V>
 ORVANDEL_INLINE unsigned MaskBits(const V& mask) {
   unsigned bits = 0;
+  ORVANDEL_EACH_LANE
   for (int i = 0; i < kLanesOf<V>; ++i) bits |= static_cast<unsigned>(mask[i]) & 1U << i;
   return bits;
 }
@@ -357,6 +368,7 @@ inline constexpr bool kHasFourRowCounts = false;
 template <typename Bytes>
 ORVANDEL_INLINE Bytes SpreadBits(std::uint64_t bits) {
   Bytes bytes;
+  ORVANDEL_EACH_LANE
   for (int i = 0; i < kLanesOf<Bytes>; ++i) bytes[i] = bits >> i & 1U;
   return bytes;
 }
