@@ -243,4 +243,21 @@ double Instance::SequenceNumber() const {
   return sequence_ != 0 ? sequence_ : NextNumber();
 }
 
+std::uint64_t Instance::StampIn(const std::vector<double>& circumstances) {
+  const std::lock_guard lock(guard_);
+  if (sequence_ == 0) return 0;
+  std::vector<double> now = circumstances;
+  now.push_back(sequence_);
+  if (now != stampOf_) {
+    stampOf_ = std::move(now);
+    stamp_ = static_cast<std::uint64_t>(NextNumber());
+  }
+  return stamp_;
+}
+
+void Instance::Edited() {
+  const std::lock_guard lock(guard_);
+  if (openSequences_ > 0) sequence_ = NextNumber();
+}
+
 }  // namespace orvandel::ofx

@@ -74,6 +74,10 @@ class Instance {
   void BeginSequence();
   void EndSequence();
   double SequenceNumber() const;
+  // The same number for the same circumstances of one sequence, as FrameRequest::stamp promises; 0 outside sequences.
+  std::uint64_t StampIn(const std::vector<double>& circumstances);
+  // The person, or another part of the host, has changed something, within a sequence too.
+  void Edited();
 
   KeptTimes tracedFrames;
 
@@ -93,6 +97,8 @@ class Instance {
   std::vector<bool> enabled_;  // as the host was told
   int openSequences_ = 0;
   double sequence_ = 0;
+  std::uint64_t stamp_ = 0;
+  std::vector<double> stampOf_;
 };
 
 }  // namespace orvandel::ofx

@@ -120,12 +120,16 @@ Moment::Moment(Instance& instance, double frame, OfxPointD scale, bool draft, co
 // The picture that stands then: it begins with its frame. One unit more, since the effect asks up to one too early.
 double Moment::FrameOf(const bridge::LookTime& time) const { return std::floor(clock_.FrameAt(time.units + 1)); }
 
+// Where the traced picture is taken from.
+std::vector<double> Moment::TracedPlace() const {
+  return {stage_.rect.x1, stage_.rect.y1,     stage_.rect.x2,
+          stage_.rect.y2, stage_.pixelAspect, TracedClip() == instance_.LayerClip() ? 1.0 : 0.0};
+}
+
 FrameKey Moment::Key() const {
   FrameKey key{grid_, draft_, values_.Key(), StampOf(Mask().file)};
-  for (const double side : {stage_.rect.x1, stage_.rect.y1, stage_.rect.x2, stage_.rect.y2, stage_.pixelAspect}) {
-    key.values.push_back(side);
-  }
-  key.values.push_back(TracedClip() == instance_.LayerClip() ? 1 : 0);
+  const std::vector<double> place = TracedPlace();
+  key.values.insert(key.values.end(), place.begin(), place.end());
   return key;
 }
 
@@ -154,7 +158,7 @@ FramePtr Moment::Render(bridge::PictureSource* pictures) {
   // What is traced cannot be compared: within a sequence of renders it stays, otherwise no frame is like another.
   key.values.push_back(TracedClip() == nullptr ? 0.0 : instance_.SequenceNumber());
   return KeptFrames::The().Get(
-      key, [&] { return Make(*PlayerOf(Signature()), pictures); }, shouldStop);
+      key, [&] { return Make(*PlayerOf(Signature()), pictures, instance_.StampIn(TracedPlace())); }, shouldStop);
 }
 
 // A player of its own: waves that have found nothing to trace are not to be met again.
@@ -163,12 +167,12 @@ std::vector<double> Moment::FramesTraced() {
   const FrameKey key = Key();
   if (const auto known = instance_.tracedFrames.Find(key)) return *known;
   AskedFrames asked(*this);
-  Make(bridge::Player(), &asked);
+  Make(bridge::Player(), &asked, 0);
   instance_.tracedFrames.Keep(key, asked.asked);
   return asked.asked;
 }
 
-Frame Moment::Make(const bridge::Player& player, bridge::PictureSource* pictures) {
+Frame Moment::Make(const bridge::Player& player, bridge::PictureSource* pictures, std::uint64_t stamp) {
   Params params(*this);
   bridge::FrameRequest request;
   request.look = LookOf(grid_, clock_.time.frameRate, Mask());
@@ -180,6 +184,7 @@ Frame Moment::Make(const bridge::Player& player, bridge::PictureSource* pictures
                                      grid_.layerHeight, grid_.scaleX,   grid_.scaleY};
   request.params = &params;
   request.pictures = TracedClip() == nullptr ? nullptr : pictures;
+  request.stamp = stamp;
   request.highQuality = !draft_;
   request.shouldStop = [this] { return instance_.ShouldStop(); };
   Frame frame(grid_.Width(), grid_.Height());

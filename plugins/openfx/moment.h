@@ -41,10 +41,11 @@ class Moment {
  private:
   class Params;
 
-  Frame Make(const bridge::Player& player, bridge::PictureSource* pictures);
+  Frame Make(const bridge::Player& player, bridge::PictureSource* pictures, std::uint64_t stamp);
   MaskChoice Mask() const;
   // Of all that stays the same from frame to frame.
   std::vector<double> Signature() const;
+  std::vector<double> TracedPlace() const;
   FrameKey Key() const;  // pictures apart
 
   Instance& instance_;

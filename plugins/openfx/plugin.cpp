@@ -135,6 +135,7 @@ OfxStatus OfInstance(std::string_view action, Instance& instance, OfxPropertyHan
     return kOk;
   }
   instance.ClearComplaint();  // some hosts do not render while a message stands
+  if (asked.Text(prop::kChangeReason) != kChangedByTime) instance.Edited();
   return InstanceChanged(instance, asked);
 }
 

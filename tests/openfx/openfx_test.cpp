@@ -293,6 +293,31 @@ TEST(Contours, TheFramesThatAreAnnouncedAreThoseAskedFor) {
   }
 }
 
+TEST(Contours, AnEditEndsWhatASequencePromised) {
+  const Host host(ThePlugin(), {}, context::kFilter);
+  const auto shown = [&](bool edited, OfxImageEffect& effect) {
+    Answer(effect, "waveType", 1);
+    Answer(effect, "frequency", 4);
+    effect.params.Find("expansion")->value = [=](double time) {
+      return std::array<double, 3>{(edited ? 2 : 1) + time / 100, 0, 0};
+    };
+    effect.clips[clip::kSource].pictures = [&, edited](double time) {
+      return SquareAt(host.Had(), edited ? 90 - time : time);
+    };
+    return host.Render(effect, 75).image->Bytes();
+  };
+  const auto before = host.Create(), after = host.Create();
+  const auto first = shown(false, *before), second = shown(true, *after);
+  ASSERT_NE(first, second);
+  const auto effect = host.Create();
+  host.Do(action::kBeginSequenceRender, effect.get());
+  EXPECT_EQ(shown(false, *effect), first);
+  OfxPropertySet in = host.Args(75);
+  in.Put(prop::kName, std::string(clip::kSource));
+  host.Do(action::kInstanceChanged, effect.get(), &in);
+  EXPECT_EQ(shown(true, *effect), second);
+}
+
 TEST(Answers, SayWhatIsDrawnWhere) {
   Habits habits;
   habits.offsetX = 20;

@@ -60,11 +60,14 @@ inline constexpr Name kInteger = "OfxParamTypeInteger", kDouble = "OfxParamTypeD
                       kGroup = "OfxParamTypeGroup", kPage = "OfxParamTypePage";
 }  // namespace type
 
+inline constexpr Name kChangedByTime = "OfxChangeTime";  // a change reason
+
 // Properties of several kinds of objects.
 namespace prop {
 inline constexpr Name kName = "OfxPropName", kLabel = "OfxPropLabel", kShortLabel = "OfxPropShortLabel",
-                      kLongLabel = "OfxPropLongLabel", kTime = "OfxPropTime", kDescription = "OfxPropPluginDescription",
-                      kVersion = "OfxPropVersion", kGrouping = "OfxImageEffectPluginPropGrouping";
+                      kLongLabel = "OfxPropLongLabel", kTime = "OfxPropTime", kChangeReason = "OfxPropChangeReason",
+                      kDescription = "OfxPropPluginDescription", kVersion = "OfxPropVersion",
+                      kGrouping = "OfxImageEffectPluginPropGrouping";
 
 inline constexpr Name kContext = "OfxImageEffectPropContext", kContexts = "OfxImageEffectPropSupportedContexts",
                       kDepths = "OfxImageEffectPropSupportedPixelDepths",
