@@ -89,6 +89,10 @@ void AddPicture(CLI::App& command, Requests& requests) {
                   "What a film with losses is worth: smaller files for medium and low")
       ->check(CLI::IsMember({"high", "medium", "low"}))
       ->default_val("high");
+  command
+      .add_option("--from-pictures", request.fromPictures,
+                  "Make the film of numbered pictures that were rendered before: NAME.####.png")
+      ->type_name("NAME");
   command.add_flag("--no-sound", request.noSound, "A film without the scene's sound");
 }
 

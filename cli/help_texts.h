@@ -36,6 +36,7 @@ Output:
   NAME.####.exr   for compositing: half floats in linear light, colour times alpha
   NAME.mp4        a film without alpha at the scene's frame rate, from frames that rise, over the background or black
   NAME.mov        a film with alpha; also .webm, .mkv, .apng and .webp (--list-formats)
+                  --from-pictures makes it of pictures that are there, with the scene's frame rate and sound.
                   Films carry the scene's sound, where their format can, unless --no-sound is given.
   -               raw frames on standard output: bytes red, green, blue, alpha, straight alpha, no header
   Files appear under their names only when they are complete. Existing files are kept unless --overwrite is given;

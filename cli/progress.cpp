@@ -171,7 +171,7 @@ std::string SummaryText(const RenderSummary& summary) {
   if (summary.slowestFrame >= 0) {
     text += fmt::format("; slowest: frame {}, {:.0f} ms", summary.slowestFrame, summary.slowestSeconds * 1000);
   }
-  if (summary.start.total == 0) return text;
+  if (summary.mostWaves == 0) return text;
   return text + fmt::format("; at most {} wave{} alive", summary.mostWaves, summary.mostWaves == 1 ? "" : "s");
 }
 

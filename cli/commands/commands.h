@@ -31,8 +31,9 @@ struct RenderRequest {
   std::int32_t downsample = 1;
   int depth = 8;
   stage::PngEffort pngEffort = stage::PngEffort::kDefault;
-  std::string codec;       // empty: the extension's usual one
-  std::string background;  // empty: the scene's own
+  std::string codec;         // empty: the extension's usual one
+  std::string background;    // empty: the scene's own
+  std::string fromPictures;  // pattern of pictures that stand in place of rendering; empty: render
   bool noSound = false;
   std::string filmQuality = "high";  // or medium, low
   Existing existing = Existing::kRefuse;

@@ -22,6 +22,7 @@
 #include "cli/render/film_sound.h"
 #include "cli/render/memory_need.h"
 #include "cli/render/ordered_sink.h"
+#include "cli/render/picture_work.h"
 #include "cli/render/render_record.h"
 #include "cli/render/scene_hash.h"
 #include "cli/render/scene_work.h"
@@ -45,6 +46,7 @@ double SecondsSince(Clock::time_point start) { return std::chrono::duration<doub
 struct Plan {
   stage::Scene scene;
   Output output;
+  std::optional<OutputPattern> pictures;  // that the film is made of, in place of rendering
   std::vector<std::int32_t> frames;
   std::size_t kept = 0;
   PictureForm form;
@@ -133,6 +135,10 @@ Plan MakePlan(const RenderRequest& request) {
   const auto asked = ChosenFrames(request.frames, scene.time);
   plan.output = ParseOutput(request.output, asked);
   RefuseImpossibleSettings(request, plan.output);
+  if (!request.fromPictures.empty()) {
+    plan.pictures.emplace(request.fromPictures, "--from-pictures");
+    RefuseImpossiblePictures(*plan.pictures, plan.output);
+  }
   plan.form = {stage::CellsOf(scene.width, request.downsample), stage::CellsOf(scene.height, request.downsample),
                request.depth};
   if (plan.output.kind == OutputKind::kFilm) RefuseImpossibleFilm(scene, plan.form);
@@ -207,6 +213,11 @@ SceneWorkSettings WorkOf(const RenderRequest& request) {
   return settings;
 }
 
+std::unique_ptr<FrameWork> WorkFor(const Plan& plan, const SceneWorkSettings& settings) {
+  if (plan.pictures) return MakePictureWork(*plan.pictures, plan.form);
+  return MakeSceneWork(settings, plan.scene, plan.output);
+}
+
 // Receives finished frames: updates the summary, passes ordered frames to the sink, reports progress.
 class FrameCollector {
  public:
@@ -242,7 +253,7 @@ class FrameCollector {
 
 void RenderFrames(const RenderRequest& request, const Plan& plan, Progress& progress, RenderSummary& summary) {
   const SceneWorkSettings work = WorkOf(request);
-  WorkerPool pool(PoolOf(request, plan), [&] { return MakeSceneWork(work, plan.scene, plan.output); });
+  WorkerPool pool(PoolOf(request, plan), [&] { return WorkFor(plan, work); });
   // After the workers have been forked: encoders start threads.
   const auto sink = plan.output.IsOrdered() ? OpenSink(plan.output, FilmOf(plan, request)) : nullptr;
   FrameCollector collector(plan, progress, summary);

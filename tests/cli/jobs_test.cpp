@@ -58,6 +58,9 @@ TEST_F(Jobs, AnyNumberGivesTheSameBytes) {
   ASSERT_EQ(raw.size(), std::size_t{kFrames} * 96 * 54 * 4);
   for (const char* film : {"a.mkv", "a.mp4", "a.apng"}) {
     ASSERT_EQ(Render(std::string("one_") + film).exitCode, 0);
+    const Arguments fromPictures{"--from-pictures", (folder_ / "one/f.####.png").string(), "--jobs", "2"};
+    ASSERT_EQ(Render(std::string("made_") + film, fromPictures).exitCode, 0);
+    EXPECT_EQ(ReadFile(folder_ / (std::string("made_") + film)), ReadFile(folder_ / (std::string("one_") + film)));
     for (const char* jobs : {"2", "5"}) {
       ASSERT_EQ(Render(film, {"--jobs", jobs, "--overwrite"}).exitCode, 0);
       EXPECT_EQ(ReadFile(folder_ / film), ReadFile(folder_ / (std::string("one_") + film))) << film << " " << jobs;
