@@ -89,15 +89,11 @@ void AddPicture(CLI::App& command, Requests& requests) {
                   "What a film with losses is worth: smaller files for medium and low")
       ->check(CLI::IsMember({"high", "medium", "low"}))
       ->default_val("high");
-  command
-      .add_option("--from-pictures", request.fromPictures,
-                  "Make the film of numbered pictures that were rendered before: NAME.####.png")
-      ->type_name("NAME");
   command.add_flag("--no-sound", request.noSound, "A film without the scene's sound");
 }
 
-void AddWork(CLI::App& command, Requests& requests) {
-  RenderRequest& request = requests.render;
+// What renders may take.
+void AddLimits(CLI::App& command, RenderRequest& request) {
   command.add_option("-j,--jobs", request.jobs, "Render with N processes; 0: one per processor")
       ->check(CLI::Range(0, kMostJobs))
       ->type_name("N")
@@ -106,15 +102,18 @@ void AddWork(CLI::App& command, Requests& requests) {
       .add_option("--max-memory", request.maxMemory, "Refuse renders that need more memory: 8G; default: the machine's")
       ->transform(CLI::AsSizeValue(false))
       ->type_name("BYTES");
-  command.add_flag("--dry-run", request.dryRun, "Say what would be rendered, and render nothing");
-  CLI::Option* overwrite = command.add_flag("--overwrite", requests.overwrite, "Replace files that exist");
-  command.add_flag("--resume", requests.resume, "Keep pictures that exist, render those that are missing")
-      ->excludes(overwrite);
   command
       .add_option("--max-frame-seconds", request.maxFrameSeconds, "Fail when a single frame takes longer; 0: no limit")
       ->check(CLI::Range(0.0, 1e9))
       ->type_name("S");
   AddWaveLimit(command, request.scene);
+}
+
+void AddWork(CLI::App& command, Requests& requests) {
+  command.add_flag("--dry-run", requests.render.dryRun, "Say what would be rendered, and render nothing");
+  CLI::Option* overwrite = command.add_flag("--overwrite", requests.overwrite, "Replace files that exist");
+  command.add_flag("--resume", requests.resume, "Keep pictures that exist, render those that are missing")
+      ->excludes(overwrite);
   CLI::Option* progress = command
                               .add_option("--progress", requests.progress,
                                           "How to show progress; auto: a bar on a terminal, lines elsewhere")
@@ -133,6 +132,11 @@ void AddRender(CLI::App& app, Requests& requests) {
           ->type_name("NAME");
   AddFrames(command, request.frames, "Frames to render; default: all");
   AddPicture(command, requests);
+  command
+      .add_option("--from-pictures", request.fromPictures,
+                  "Make the film of numbered pictures that were rendered before: NAME.####.png")
+      ->type_name("NAME");
+  AddLimits(command, requests.render);
   AddWork(command, requests);
   // It needs neither scene nor output, which the parser otherwise asks for first.
   command
@@ -146,6 +150,77 @@ void AddRender(CLI::App& app, Requests& requests) {
           "List the outputs that can be written")
       ->trigger_on_parse();
   command.footer(kRenderHelp);
+}
+
+void AddFarmFolder(CLI::App& command, FarmFolderRequest& request) {
+  command.add_option("folder", request.folder, "The folder that orvandel farm named")->required()->type_name("FOLDER");
+}
+
+void AddFarmSteps(CLI::App& farm, Requests& requests) {
+  CLI::App& status = *farm.add_subcommand("status", "Show how far a farm is");
+  AddFarmFolder(status, requests.farmFolder);
+  status.add_flag("--json", requests.farmFolder.asJson, "As JSON");
+  status.footer(kFarmStatusHelp);
+  CLI::App& resume = *farm.add_subcommand("resume", "Render what is missing, and join");
+  AddFarmFolder(resume, requests.farmFolder);
+  resume.add_flag("--restart", requests.farmFolder.restart, "Cancel what is still in the queue, and begin again");
+  CLI::Option* noSubmit =
+      resume.add_flag("--no-submit", requests.farmFolder.noSubmit, "Print the line for GNU parallel, submit nothing");
+  resume.add_flag("--wait", requests.farmFolder.wait, "Wait for the end; Ctrl-C cancels the job")->excludes(noSubmit);
+  resume.footer(kFarmResumeHelp);
+  CLI::App& join = *farm.add_subcommand("join", "Check the pictures here and now, and make the film");
+  AddFarmFolder(join, requests.farmFolder);
+  join.footer(kFarmJoinHelp);
+}
+
+void AddFarmWork(CLI::App& command, Requests& requests) {
+  FarmRequest& request = requests.farm;
+  command.add_option("--chunk", request.chunk, "Frames of a task, or auto: by what a few frames take here")
+      ->type_name("N")
+      ->default_val("auto");
+  command.add_option("--film", request.film, "A film to make of the pictures in the end")->type_name("NAME");
+  command.add_option("--folder", request.folder, "For scripts, logs and reports; default: NAME.farm beside the output")
+      ->type_name("FOLDER");
+  command.add_option("--partition", request.partition, "The part of the farm that renders")->type_name("NAME");
+  command.add_option("--at-once", request.atOnce, "Tasks that run at once, at most; 0: no limit")
+      ->check(CLI::Range(0, 1000000))
+      ->type_name("N")
+      ->default_val(0);
+  command.add_option("--tries", request.tries, "How often a task tries its chunk before it fails")
+      ->check(CLI::Range(1, 100))
+      ->type_name("N")
+      ->default_val(3);
+  command.add_option("--sbatch", request.sbatch, "A further option for sbatch; repeatable: --sbatch=--time=2:00:00")
+      ->allow_extra_args(false)
+      ->type_name("OPTION");
+  command.add_flag("--overwrite", requests.overwrite, "Replace a film that exists; pictures that fit are always kept");
+  CLI::Option* dryRun =
+      command.add_flag("--dry-run", request.dryRun, "Print the scripts and commands, write and submit nothing");
+  CLI::Option* noSubmit =
+      command.add_flag("--no-submit", request.noSubmit, "Write the scripts, print the line for GNU parallel")
+          ->excludes(dryRun);
+  command.add_flag("--wait", request.wait, "Wait for the end; Ctrl-C cancels the job")
+      ->excludes(dryRun)
+      ->excludes(noSubmit);
+}
+
+void AddFarm(CLI::App& app, Requests& requests) {
+  CLI::App& command = *app.add_subcommand("farm", "Render a scene in chunks on the machines of a Slurm farm");
+  // Not required as far as the parser goes: a required word would be taken for the scene even where it names a step.
+  AddScene(command, requests.render.scene, "Scene file (JSON)");
+  CLI::Option* output = command.add_option("-o,--output", requests.render.output, "Numbered .png pictures, or a film")
+                            ->required()
+                            ->type_name("NAME");
+  AddFrames(command, requests.render.frames, "Frames to render; default: all");
+  AddFarmWork(command, requests);
+  AddPicture(command, requests);
+  AddLimits(command, requests.render);
+  AddFarmSteps(command, requests);
+  for (CLI::App* step : command.get_subcommands(nullptr)) {
+    step->preparse_callback([output](std::size_t) { output->required(false); });
+  }
+  command.require_subcommand(0, 1);
+  command.footer(kFarmHelp);
 }
 
 CLI::Option* AddTime(CLI::App& command, double& seconds, const char* help) {
@@ -288,6 +363,7 @@ OptionHelp HelpOf(const CLI::Option& option) {
 void AddCommands(CLI::App& app, Requests& requests) {
   app.footer(kProgramHelp);
   AddRender(app, requests);
+  AddFarm(app, requests);
   AddSheet(app, requests.sheet);
   AddCheck(app, requests.check);
   AddDescribe(app, requests.describe);
@@ -311,6 +387,7 @@ void ResolveWords(Requests& requests) {
   render.progress = requests.quiet ? ProgressKind::kQuiet : kinds.at(requests.progress);
   if (requests.overwrite) render.existing = Existing::kReplace;
   if (requests.resume) render.existing = Existing::kKeep;
+  requests.farm.render = render;
 }
 
 CommandHelp TreeOf(const CLI::App& app) {

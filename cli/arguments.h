@@ -14,6 +14,8 @@ namespace orvandel::cli {
 // All that the arguments can set; the command that was named decides which part is used.
 struct Requests {
   RenderRequest render;
+  FarmRequest farm;
+  FarmFolderRequest farmFolder;
   ParamsRequest params;
   CheckRequest check;
   DescribeRequest describe;

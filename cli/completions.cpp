@@ -11,7 +11,7 @@ namespace {
 
 // Values that the shell completes with existing files.
 bool IsFile(const OptionHelp& option) {
-  return option.value == "FILE" || option.value == "SCENE" || option.value == "NAME";
+  return option.value == "FILE" || option.value == "SCENE" || option.value == "NAME" || option.value == "FOLDER";
 }
 bool IsPreset(const OptionHelp& option) { return option.value == "PRESET"; }
 bool IsAssignment(const OptionHelp& option) { return option.value == "NAME=VALUE"; }
@@ -85,33 +85,44 @@ std::string BashValueCase(const OptionHelp& option) {
   return fmt::format("        {}) {}return ;;\n", names, IsFile(option) ? "compopt -o default; " : "");
 }
 
-std::string BashCommand(const CommandHelp& command) {
+std::string BashCommand(const std::string& name, const CommandHelp& command) {
   std::string values, dashed, words;
   for (const OptionHelp& option : command.options) {
     if (option.positional) {
       if (!option.choices.empty()) words = fmt::format("{}", fmt::join(option.choices, " "));
       continue;
     }
-    for (const std::string& name : option.names) dashed += (dashed.empty() ? "" : " ") + name;
+    for (const std::string& dash : option.names) dashed += (dashed.empty() ? "" : " ") + dash;
     if (!option.value.empty() || !option.choices.empty()) values += BashValueCase(option);
   }
-  const std::string other =
-      words.empty() ? "compopt -o default" : fmt::format("COMPREPLY=($(compgen -W \"{}\" -- \"$current\"))", words);
+  const bool takesFiles = words.empty();
+  if (!command.commands.empty()) words = Words(command.commands);
+  std::string other;
+  if (!words.empty()) other = fmt::format("COMPREPLY=($(compgen -W \"{}\" -- \"$current\")); ", words);
+  if (takesFiles) other += "compopt -o default";
   return fmt::format(
-      "    {})\n      case \"$previous\" in\n{}        *) ;;\n      esac\n      case \"$current\" in\n"
+      "    \"{}\")\n      case \"$previous\" in\n{}        *) ;;\n      esac\n      case \"$current\" in\n"
       "        -*) COMPREPLY=($(compgen -W \"{}\" -- \"$current\")) ;;\n        *) {} ;;\n      esac\n      ;;\n",
-      command.name, values, dashed, other);
+      name, values, dashed, other);
 }
 
 std::string Bash(const CommandHelp& program) {
-  std::string cases;
-  for (const CommandHelp& command : program.commands) cases += BashCommand(command);
+  std::string cases, steps;
+  for (const CommandHelp& command : program.commands) {
+    cases += BashCommand(command.name, command);
+    for (const CommandHelp& step : command.commands) {
+      const std::string name = command.name + " " + step.name;
+      cases += BashCommand(name, step);
+      steps += fmt::format("  [[ \"$command $step\" == \"{0}\" ]] && command=\"{0}\"\n", name);
+    }
+  }
   return fmt::format(
       "{3}_{0}() {{\n  local current=\"${{COMP_WORDS[COMP_CWORD]}}\" previous=\"${{COMP_WORDS[COMP_CWORD-1]}}\"\n"
       "  COMPREPLY=()\n  if ((COMP_CWORD == 1)); then\n"
       "    COMPREPLY=($(compgen -W \"{1} --help --version\" -- \"$current\"))\n    return\n  fi\n{4}"
-      "  case \"${{COMP_WORDS[1]}}\" in\n{2}  esac\n}}\ncomplete -F _{0} {0}\n",
-      program.name, Words(program.commands), cases, kBashAssignments, kBashFindsAssignment);
+      "  local command=\"${{COMP_WORDS[1]}}\" step=\"\"\n  ((COMP_CWORD > 2)) && step=\"${{COMP_WORDS[2]}}\"\n{5}"
+      "  case \"$command\" in\n{2}  esac\n}}\ncomplete -F _{0} {0}\n",
+      program.name, Words(program.commands), cases, kBashAssignments, kBashFindsAssignment, steps);
 }
 
 // --- zsh
@@ -145,38 +156,49 @@ std::string ZshValue(const OptionHelp& option) {
   return option.value.empty() ? "" : fmt::format(":{}: ", label);
 }
 
-std::string ZshCommand(const CommandHelp& command) {
-  std::string text = fmt::format("    {})\n      _arguments", command.name);
+std::string ZshCommand(const std::string& name, const CommandHelp& command) {
+  std::string text = fmt::format("    '{}')\n      _arguments", name);
   for (const OptionHelp& option : command.options) {
     if (option.positional) {
-      text += " \\\n        " + Quoted((option.required ? "" : ":") + ZshValue(option));
+      const std::string value =
+          command.commands.empty() ? ZshValue(option)
+                                   : fmt::format(":{}:{{ compadd {}; _files }}", option.value, Words(command.commands));
+      text += " \\\n        " + Quoted((option.required ? "" : ":") + value);
       continue;
     }
-    for (const std::string& name : option.names) {
-      text += " \\\n        " + Quoted(fmt::format("*{}[{}]{}", name, ZshText(option.help), ZshValue(option)));
+    for (const std::string& dash : option.names) {
+      text += " \\\n        " + Quoted(fmt::format("*{}[{}]{}", dash, ZshText(option.help), ZshValue(option)));
     }
   }
   return text + "\n      ;;\n";
 }
 
 std::string Zsh(const CommandHelp& program) {
-  std::string names, cases;
+  std::string names, cases, steps;
   for (const CommandHelp& command : program.commands) {
+    for (const CommandHelp& step : command.commands) {
+      const std::string name = command.name + " " + step.name;
+      cases += ZshCommand(name, step);
+      steps += fmt::format("  [[ \"$command $step\" == \"{0}\" ]] && command=\"{0}\"\n", name);
+    }
     names += "    " + Quoted(fmt::format("{}:{}", command.name, ZshText(command.description))) + "\n";
-    cases += ZshCommand(command);
+    cases += ZshCommand(command.name, command);
   }
   return fmt::format(
       "#compdef {0}\n{3}_{0}() {{\n  local -a commands=(\n{1}  )\n  if ((CURRENT == 2)); then\n"
       "    _describe command commands\n    return\n  fi\n  local command=$words[2]\n  shift words\n"
-      "  ((CURRENT--))\n  case $command in\n{2}  esac\n}}\nif [[ $funcstack[1] == _{0} ]]; then\n  _{0} \"$@\"\n"
+      "  ((CURRENT--))\n  local step=\"\"\n  ((CURRENT > 2)) && step=$words[2]\n{4}"
+      "  if [[ $command == *' '* ]]; then\n    shift words\n    ((CURRENT--))\n  fi\n  case $command in\n{2}  "
+      "esac\n}}\nif [[ $funcstack[1] == _{0} ]]; then\n  _{0} \"$@\"\n"
       "else\n  compdef _{0} {0}\nfi\n",
-      program.name, names, cases, kZshAssignments);
+      program.name, names, cases, kZshAssignments, steps);
 }
 
 // --- fish
 
-std::string FishOption(const std::string& program, const CommandHelp& command, const OptionHelp& option) {
-  std::string text = fmt::format("complete -c {} -n '__fish_seen_subcommand_from {}'", program, command.name);
+// `seen`: the condition under which it is offered.
+std::string FishOption(const std::string& program, const std::string& seen, const OptionHelp& option) {
+  std::string text = fmt::format("complete -c {} -n '{}'", program, seen);
   for (const std::string& name : option.names) {
     text += name.starts_with("--") ? " -l " + name.substr(2) : " -s " + name.substr(1);
   }
@@ -192,16 +214,30 @@ std::string FishOption(const std::string& program, const CommandHelp& command, c
   return text + " -d " + Quoted(option.help) + "\n";
 }
 
-std::string FishCommand(const std::string& program, const CommandHelp& command) {
-  std::string text = fmt::format("complete -c {} -n __fish_use_subcommand -x -a {} -d {}\n", program, command.name,
-                                 Quoted(command.description));
+std::string FishOptions(const std::string& program, const std::string& seen, const CommandHelp& command) {
+  std::string text;
   for (const OptionHelp& option : command.options) {
     if (!option.positional) {
-      text += FishOption(program, command, option);
+      text += FishOption(program, seen, option);
     } else if (!option.choices.empty()) {
-      text += fmt::format("complete -c {} -n '__fish_seen_subcommand_from {}' -x -a '{}'\n", program, command.name,
-                          fmt::join(option.choices, " "));
+      text += fmt::format("complete -c {} -n '{}' -x -a '{}'\n", program, seen, fmt::join(option.choices, " "));
     }
+  }
+  return text;
+}
+
+std::string FishCommand(const std::string& program, const CommandHelp& command) {
+  const std::string seen = "__fish_seen_subcommand_from " + command.name;
+  std::string text = fmt::format("complete -c {} -n __fish_use_subcommand -x -a {} -d {}\n", program, command.name,
+                                 Quoted(command.description));
+  if (command.commands.empty()) return text + FishOptions(program, seen, command);
+  // A step has options of its own in place of the command's.
+  const std::string steps = "__fish_seen_subcommand_from " + Words(command.commands);
+  text += FishOptions(program, fmt::format("not {}; and {}", steps, seen), command);
+  for (const CommandHelp& step : command.commands) {
+    text += fmt::format("complete -c {} -n '{}; and not {}' -a {} -d {}\n", program, seen, steps, step.name,
+                        Quoted(step.description));
+    text += FishOptions(program, fmt::format("{}; and __fish_seen_subcommand_from {}", seen, step.name), step);
   }
   return text;
 }

@@ -64,6 +64,47 @@ Examples:
   orvandel render ripple.json -o - | ffplay -f rawvideo -pixel_format rgba -video_size 1280x720 -framerate 30 -
 )";
 
+inline constexpr const char* kFarmHelp = R"(
+What happens:
+  The frames are shared out in chunks, an array of Slurm tasks that each run orvandel render --resume and try again when
+  it fails; then a join checks every picture, makes the film where one is wanted, and writes a report. When --output is a
+  film, the pictures stay in the farm's folder. The program, the scene and the output must have the same names on all
+  machines. docs/farm.md leads through a first one.
+  --dry-run prints the scripts; with --no-submit they can be run with GNU parallel on one machine, or by another queue.
+  Pictures that are there and fit are kept, so that a longer scene renders only what is new.
+
+Examples:
+  orvandel farm ripple.json -o 'out/ripple.####.png' --wait
+  orvandel farm ripple.json -o ripple.mov --chunk 50 --partition render --at-once 20
+  orvandel farm ripple.json -o 'out/ripple.####.png' --film out/ripple.mp4 --sbatch=--time=2:00:00
+  orvandel farm ripple.json -o ripple.mov --no-submit
+  orvandel farm status out/ripple.farm
+  orvandel farm resume out/ripple.farm --wait
+)";
+
+inline constexpr const char* kFarmStatusHelp = R"(
+Example:
+  orvandel farm status out/ripple.farm
+)";
+
+inline constexpr const char* kFarmResumeHelp = R"(
+What is rendered:
+  The chunks with pictures that are missing, or that the join found damaged. Nothing while the job is still in the queue,
+  unless --restart cancels it.
+
+Example:
+  orvandel farm resume out/ripple.farm --wait
+)";
+
+inline constexpr const char* kFarmJoinHelp = R"(
+What is written:
+  report.txt, report.json, and frames.tsv with a hash of every picture's pixels, in the farm's folder; the film. Exit
+  code 1 when a picture is missing or damaged, or the film could not be made.
+
+Example:
+  orvandel farm join out/ripple.farm
+)";
+
 inline constexpr const char* kParamsHelp = R"(
 Examples:
   orvandel params

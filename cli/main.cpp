@@ -22,6 +22,14 @@ void RunRender(const Requests& requests) {
   }
 }
 
+void RunFarm(const CLI::App& farm, const Requests& requests) {
+  if (farm.get_subcommands().empty()) return Farm(requests.farm);
+  const std::string step = farm.get_subcommands().front()->get_name();
+  if (step == "status") FarmStatus(requests.farmFolder);
+  if (step == "resume") FarmResume(requests.farmFolder);
+  if (step == "join") FarmJoin(requests.farmFolder);
+}
+
 void RunCommand(const CLI::App& app, Requests& requests) {
   if (app.get_subcommands().empty()) {
     throw stage::InputError("no command given (orvandel --help)");
@@ -30,6 +38,7 @@ void RunCommand(const CLI::App& app, Requests& requests) {
   ResolveWords(requests);
   const std::string command = app.get_subcommands().front()->get_name();
   if (command == "render") RunRender(requests);
+  if (command == "farm") RunFarm(*app.get_subcommands().front(), requests);
   if (command == "params") Params(requests.params);
   if (command == "check") Check(requests.check);
   if (command == "describe") Describe(requests.describe);

@@ -88,7 +88,9 @@ std::string CommandText(const std::string& program, const CommandHelp& command) 
   std::string text = fmt::format(".SS {} {}\n{}.PP\n{}.\n", program, command.name, Synopsis(program, command),
                                  Literal(command.description));
   for (const OptionHelp& option : command.options) text += OptionText(option);
-  return text + FooterText(command.footer, ".PP\n.I");
+  text += FooterText(command.footer, ".PP\n.I");
+  for (const CommandHelp& step : command.commands) text += CommandText(program + " " + command.name, step);
+  return text;
 }
 
 }  // namespace

@@ -46,6 +46,28 @@ struct RenderRequest {
 void Render(const RenderRequest& request);
 void ListFormats();
 
+struct FarmRequest {
+  RenderRequest render;  // its output: numbered pictures or a film
+  std::string chunk = "auto";
+  std::string film;              // beside pictures; empty: none
+  std::filesystem::path folder;  // of the scripts; empty: beside the output
+  std::string partition;
+  std::vector<std::string> sbatch;  // further options for it
+  int atOnce = 0;                   // tasks; 0: no bound
+  int tries = 3;
+  bool dryRun = false, noSubmit = false, wait = false;
+};
+void Farm(const FarmRequest& request);
+
+struct FarmFolderRequest {
+  std::filesystem::path folder;
+  bool asJson = false;                                   // status
+  bool restart = false, noSubmit = false, wait = false;  // resume
+};
+void FarmStatus(const FarmFolderRequest& request);
+void FarmResume(const FarmFolderRequest& request);
+void FarmJoin(const FarmFolderRequest& request);
+
 struct ParamsRequest {
   SceneRequest scene;
   double seconds = 0;  // when the scene's values are shown

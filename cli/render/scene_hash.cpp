@@ -4,11 +4,11 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstring>
 #include <fstream>
 #include <utility>
 #include <variant>
 
+#include "cli/render/content_hash.h"
 #include "stage/reports/media_use.h"
 #include "stage/scene/json_tree.h"
 #include "stage/scene/sequence_name.h"
@@ -16,36 +16,7 @@
 namespace orvandel::cli {
 namespace {
 
-// FNV-1a over eight bytes at a time, twice 64 bits.
-class Hash {
- public:
-  void Add(std::string_view bytes) {
-    AddBytes(bytes.data(), bytes.size());
-    AddWord(bytes.size());  // so that moving a letter to the neighbour changes the hash
-  }
-  void Add(double number) { AddBytes(&number, sizeof number); }
-  void AddBytes(const void* bytes, std::size_t size) {
-    const auto* at = static_cast<const char*>(bytes);
-    for (; size > 0; at += std::min<std::size_t>(size, 8), size -= std::min<std::size_t>(size, 8)) {
-      std::uint64_t word = 0;
-      std::memcpy(&word, at, std::min<std::size_t>(size, 8));
-      AddWord(word);
-    }
-  }
-  std::string Text() const { return fmt::format("{:016x}{:016x}", first_, second_); }
-
- private:
-  void AddWord(std::uint64_t word) {
-    constexpr std::uint64_t kPrime = 0x9E3779B97F4A7C15;
-    first_ = (first_ ^ word) * kPrime;
-    first_ ^= first_ >> 29;  // the high bytes of a word reach the low ones of the next
-    second_ = (second_ ^ (word + 0x55)) * kPrime;
-    second_ ^= second_ >> 31;
-  }
-  std::uint64_t first_ = 0xCBF29CE484222325, second_ = 0x9AE16A3B2F90404F;
-};
-
-void AddTree(Hash& hash, const stage::JsonNode& node) {
+void AddTree(ContentHash& hash, const stage::JsonNode& node) {
   hash.Add(fmt::format("{} {} {}", static_cast<int>(node.kind), node.truth, node.items.size()));
   hash.Add(node.text);
   for (const std::string& key : node.keys) hash.Add(key);
@@ -71,7 +42,7 @@ bool GoesByDuration(const stage::Scene& scene) {
 }
 
 std::string MasksHash(const stage::Scene& scene) {
-  Hash hash;
+  ContentHash hash;
   for (const stage::Mask& mask : scene.masks) {
     for (const stage::MaskKey& key : mask.keys) {
       hash.Add(fmt::format("{} {} {}", key.time, key.path.closed, key.path.segments.size()));
@@ -96,7 +67,7 @@ class FileHashes {
     const std::filesystem::path within = file.lexically_relative(folder_);
     std::string& text = hashes_[(within.empty() ? file : within).string()];
     if (!text.empty()) return;
-    Hash hash;
+    ContentHash hash;
     if (const auto sequence = stage::ParseSequenceName(file)) {
       for (const std::int64_t number : sequence->Existing()) AddOne(sequence->FileOf(number), hash);
     } else {
@@ -107,7 +78,7 @@ class FileHashes {
   std::map<std::string, std::string> Take() { return std::move(hashes_); }
 
  private:
-  void AddOne(const std::filesystem::path& file, Hash& hash) {
+  void AddOne(const std::filesystem::path& file, ContentHash& hash) {
     std::error_code none;
     const std::uintmax_t size = std::filesystem::file_size(file, none);
     hash.Add(fmt::format("{}", size));
@@ -133,7 +104,7 @@ class FileHashes {
 std::string SceneHash(const std::string& sceneText, const stage::Scene& scene, const stage::ReadOptions& options) {
   const stage::JsonNode tree = stage::ParseJson(sceneText, scene.file.string());
   const bool goesByDuration = GoesByDuration(scene);
-  Hash hash;
+  ContentHash hash;
   for (std::size_t i = 0; i < tree.keys.size(); ++i) {
     const std::string& key = tree.keys[i];
     if (key == "$schema" || key == "sound" || (key == "duration" && !goesByDuration)) continue;

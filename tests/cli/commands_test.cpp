@@ -17,8 +17,8 @@ using nlohmann::json;
 using testing::HasSubstr;
 using testing::StartsWith;
 
-const std::vector<std::string> kCommands{"render", "sheet",   "check", "describe", "waves",       "params",
-                                         "new",    "presets", "about", "schema",   "completions", "man"};
+const std::vector<std::string> kCommands{"render", "farm",    "sheet", "check",  "describe",    "waves", "params",
+                                         "new",    "presets", "about", "schema", "completions", "man"};
 
 class Commands : public testing::Test {
  protected:
@@ -89,6 +89,8 @@ TEST_F(Commands, BashCompletes) {
   EXPECT_EQ(complete("orvandel render --quality ''", 3), "full draft ");
   EXPECT_EQ(complete("orvandel render --max", 2), "--max-memory --max-frame-seconds --max-waves ");
   EXPECT_EQ(complete("orvandel completions ''", 2), "bash zsh fish ");
+  EXPECT_EQ(complete("orvandel farm re", 2), "resume ");
+  EXPECT_EQ(complete("orvandel farm status --j", 3), "--json ");
   // The equals sign is a word; quotes and backslashes stay as they were typed.
   EXPECT_EQ(complete("orvandel render --set Wave", 3), "Wave\\ Type= ");
   EXPECT_EQ(complete(R"(orvandel render --set 'Wave\ Type' =)", 4), "Polygon Image\\ Contours Mask ");

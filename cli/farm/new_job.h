@@ -1,0 +1,20 @@
+// A farm's job from what a person asks for.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "cli/commands/commands.h"
+#include "cli/farm/farm_job.h"
+
+namespace orvandel::cli {
+
+struct NewJob {
+  FarmJob job;
+  std::vector<std::string> notes;
+};
+
+// Refuses all that its renders would refuse, and writes nothing but temporary files. InputError, WorkError.
+NewJob MakeFarmJob(const FarmRequest& request);
+
+}  // namespace orvandel::cli
