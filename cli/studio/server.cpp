@@ -150,10 +150,11 @@ StudioServer::Impl::Impl(const std::filesystem::path& file, int port) {
   });
   if (port == 0) {
     port = http.bind_to_any_port("127.0.0.1");
+    if (port < 0) throw stage::WorkError("no port of this machine can be had");
   } else if (!http.bind_to_port("127.0.0.1", port)) {
-    port = -1;
+    throw stage::WorkError(
+        fmt::format("port {} cannot be had: another program has it, or it needs other rights", port));
   }
-  if (port < 0) throw stage::WorkError("the port cannot be had: another program has it, or it needs other rights");
   gate.emplace(RandomWord(), port);
   if (!file.empty()) {
     scene.emplace(file);

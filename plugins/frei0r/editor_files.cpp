@@ -45,8 +45,8 @@ bool IsShown(const Param& param) {
 
 // --- Kdenlive
 
-// A generator's dialog does not scroll: with all rows its buttons lie below a screen of 1080 lines. What is about traced
-// pictures goes, since a generator has none but those of a scene file, which says how it traces them.
+// A generator's dialog does not scroll: with all rows its buttons lie below a screen of 1080 lines. What is about
+// traced pictures goes, since a generator has none but those of a scene file, which says how it traces them.
 bool IsInGeneratorDialog(const Param& param) {
   return IsShown(param) && (param.info == nullptr || param.info->group != "Image Contour");
 }

@@ -43,7 +43,9 @@ test("a stranger's scene reads its own folder alone, and mistakes are told", () 
     const { status, said } = orvandel("check", "inside/scene.json");
     assert.deepEqual([status, said.includes("does not exist")], [2, true], said);
   }
+  writeFileSync(join(home, "film.json"), JSON.stringify({ version: 1, width: 64, height: 36, frameRate: 30, duration: 1, background: "mask.svg" }));
   for (const [words, reason] of [
+    [["render", "film.json", "-o", "x.png"], /film\.json: \/background: mask\.svg is not shown/],
     [["render"], /a scene file is missing/],
     [["rende", "mine.json"], /'rende' is none of render, check/],
     [["render", "mine.json", "-o", "film.mp4"], /does not end in \.png/],
