@@ -27,7 +27,7 @@ function beside(): Plugin {
       if (!existsSync(wasm)) throw new Error(`${wasm} is missing: script/test_web --build-only makes it`);
       cpSync(wasm, join(out, "orvandel.wasm"));
       const scenes = join(root, "examples/scenes");
-      cpSync(scenes, join(out, "presets"), { recursive: true, filter: (name) => !/README|\.mp4$/.test(name) });
+      cpSync(scenes, join(out, "presets"), { recursive: true, filter: (name) => !/README/.test(name) });
       const presets = readdirSync(scenes)
         .filter((name) => name.endsWith(".json"))
         .sort()

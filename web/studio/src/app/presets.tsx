@@ -5,8 +5,8 @@ import { SceneDocument } from "../document/document";
 import type { Picture } from "../engine/core";
 import { workers } from "../engine/engine";
 import { Pool, Urgency } from "../engine/pool";
-import { fetchMissing, missingFiles } from "../session/media_files";
-import { dialog, open, say } from "../session/state";
+import { fetchMissing } from "../session/media_files";
+import { dialog, open } from "../session/state";
 
 interface Preset {
   name: string;
@@ -86,8 +86,6 @@ export function Presets() {
     fresh.addFiles(document.files.peek(), document.readable.peek());
     open(fresh);
     dialog.value = undefined;
-    const missing = missingFiles(fresh);
-    if (missing.length > 0) say(`${missing.join(", ")} is not part of the page.`, "bad");
   };
   return (
     <ul class="presets">

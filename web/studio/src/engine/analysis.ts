@@ -3,7 +3,7 @@ import { effect, signal } from "@preact/signals";
 
 import { current, effectIndex } from "../document/open";
 import { moves, setting } from "../document/parameters";
-import type { MaskOutline, Value, Wave } from "./core";
+import { CoreError, type MaskOutline, type Value, type Wave } from "./core";
 import { frameCount, parameters, revision, workers } from "./engine";
 import { dragging, frame, playing } from "./frames";
 import { Urgency } from "./pool";
@@ -58,12 +58,17 @@ export async function masksNow(): Promise<MaskOutline[]> {
   return workers().ask(Urgency.Soon, "masks", Math.min(frame.peek(), frameCount.peek() - 1));
 }
 
+// A scene that is refused moves nothing.
+function refused(error: unknown): void {
+  if (error instanceof CoreError) curves.value = new Map();
+}
+
 // After a change the picture comes first.
 function later(task: () => Promise<void>): () => void {
   let timer = 0;
   return () => {
     clearTimeout(timer);
-    timer = window.setTimeout(() => void task().catch(() => undefined), dragging.peek() ? 250 : 60);
+    timer = window.setTimeout(() => void task().catch(refused), dragging.peek() ? 250 : 60);
   };
 }
 

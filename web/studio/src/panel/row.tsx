@@ -46,7 +46,7 @@ export function ParameterRow({ parameter }: { parameter: Parameter }) {
   const source = sourceOf(now);
   return (
     <div class={`row ${inactive ? "inactive" : ""} ${chosen ? "chosen" : ""}`} data-parameter={name} onFocusIn={() => (chosenParameter.value = name)}>
-      {source ? <span class="diamond source" title={`Moved by: ${source}`} aria-hidden="true"><Icon name={source} /></span> : <KeyButton key={effectIndex.value} edit={edit} value={value} />}
+      {source ? <span class="diamond source" title={`Moved by: ${source}`} aria-hidden="true"><Icon name={source} /></span> : <KeyButton key={`${current.value.id} ${effectIndex.value}`} edit={edit} value={value} />}
       <span class="name" title={parameter.description}>{name}</span>
       <span class="control">
         <Control parameter={parameter} value={value} disabled={source !== undefined} onChange={(next, gesture) => edit.set(next, currentTime.peek(), gesture)} />

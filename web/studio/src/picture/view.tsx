@@ -46,7 +46,12 @@ function Canvas() {
     effect(() => {
       const shown = picture.value;
       const element = canvas.current;
-      if (!shown || !element) return;
+      if (!element) return;
+      if (!shown) {
+        element.width = element.height = 1;
+        delete element.dataset.quality;
+        return;
+      }
       if (element.width !== shown.width) element.width = shown.width;
       if (element.height !== shown.height) element.height = shown.height;
       element.getContext("2d")!.putImageData(new ImageData(shown.data, shown.width, shown.height), 0, 0);
@@ -64,7 +69,7 @@ function Trouble() {
   if (first) {
     return (
       <div class="trouble" role="alert">
-        <strong>The last scene that could be drawn is shown.</strong>
+        <strong>{picture.value ? "What could be drawn last is shown." : "The scene cannot be drawn yet."}</strong>
         {complaints.value.slice(0, 4).map(({ message }) => <p key={message}>{message}</p>)}
         {complaints.value.length > 4 && <p>and {complaints.value.length - 4} more</p>}
       </div>

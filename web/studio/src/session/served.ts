@@ -17,6 +17,8 @@ export const conflict = signal<DiskScene | undefined>(undefined);
 
 class Server {
   #document: SceneDocument | undefined;
+  // News of a change on disk may overtake the answer to the save that made it.
+  #saving: Promise<void> = Promise.resolve();
 
   constructor(
     readonly base: string,
@@ -34,9 +36,14 @@ class Server {
     this.#listen();
   }
 
-  async save(document: SceneDocument, over = document.tag!): Promise<void> {
+  save(document: SceneDocument, over = document.tag!): Promise<void> {
+    return (this.#saving = this.#saving.then(() => this.#put(document, over)));
+  }
+
+  async #put(document: SceneDocument, over: string): Promise<void> {
     const text = document.text.peek();
-    const answer = await fetch(`${this.base}scene`, { method: "PUT", headers: { "If-Match": over, "Content-Type": "application/json" }, body: text });
+    const answer = await fetch(`${this.base}scene`, { method: "PUT", headers: { "If-Match": over, "Content-Type": "application/json" }, body: text }).catch(() => undefined);
+    if (!answer) return say("The program does not answer: is it still running? Export the scene file to keep it.", "bad");
     const tag = answer.headers.get("ETag") ?? "";
     if (answer.status === 412) {
       conflict.value = { text: await answer.text(), tag };
@@ -86,9 +93,11 @@ class Server {
     const events = new EventSource(`${this.base}events`);
     events.addEventListener("scene", async (event) => {
       const document = this.#document!;
-      if (JSON.parse(event.data).etag === document.tag) return;
+      await this.#saving;
+      const known = () => [document.tag, conflict.peek()?.tag];
+      if (known().includes(JSON.parse(event.data).etag)) return;
       const there = await this.#fetchScene();
-      if (there.tag === document.tag) return;
+      if (known().includes(there.tag)) return;
       if (!document.changed.peek()) return this.take(there);
       conflict.value = there;
       dialog.value = "conflict";

@@ -5,7 +5,7 @@ import { SceneDocument } from "../document/document";
 import type { KeyPlace } from "../document/keys";
 import { chooseEffect, current, documents, kNewScene } from "../document/open";
 import { timeOf } from "../document/time";
-import { frame } from "../engine/frames";
+import { frame, picture } from "../engine/frames";
 import { rate } from "../engine/engine";
 
 export const currentTime = computed(() => timeOf(frame.value, rate.value));
@@ -42,6 +42,7 @@ export function open(document: SceneDocument): void {
 
 export function show(document: SceneDocument): void {
   selectedKeys.value = [];
+  picture.value = undefined;
   chooseEffect(0);
   frame.value = 0;
   current.value = document;
