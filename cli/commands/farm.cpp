@@ -232,7 +232,7 @@ void FarmJoin(const FarmFolderRequest& request) {
   const FarmJob job = LoadFarmJob(request.folder);
   RemoveReports(job);
   RefuseOtherScene(job);
-  const PictureCheck check = CheckPictures(job);
+  const PictureCheck check = CheckPictures(job, *MakeProgress(ProgressKind::kFromTerminal));
   const std::string filmFault = !check.faults.empty() ? "not made, because frames are missing" : MakeFilm(job);
   const FarmReport report = WriteReport(job, check, filmFault);
   Print("{}", report.text);

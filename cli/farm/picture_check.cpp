@@ -10,7 +10,6 @@
 #include <thread>
 
 #include "cli/interrupt.h"
-#include "cli/progress.h"
 #include "cli/render/content_hash.h"
 #include "cli/render/png_form.h"
 #include "stage/base/errors.h"
@@ -58,21 +57,20 @@ unsigned Processors() {
 }
 
 // Looks at every frame from several threads; only the caller's speaks and decides to stop.
-std::vector<Found> LookAtAll(const FarmJob& job, const std::vector<std::int32_t>& frames) {
+std::vector<Found> LookAtAll(const FarmJob& job, const std::vector<std::int32_t>& frames, Progress& progress) {
   std::vector<Found> found(frames.size());
   std::atomic<std::size_t> next{0}, done{0};
   std::atomic<bool> stop{false};
   const auto work = [&] {
     for (std::size_t i; !stop && (i = next.fetch_add(1)) < frames.size(); ++done) found[i] = Look(job, frames[i]);
   };
-  const auto progress = MakeProgress(ProgressKind::kFromTerminal);
   std::vector<std::thread> threads;
   for (unsigned i = 0; i < Processors(); ++i) threads.emplace_back(work);
   while (!stop && done < frames.size()) {
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
     stop = StopRequested();
     const auto count = static_cast<std::int64_t>(done.load());
-    progress->Frame({frames.front(), count, static_cast<std::int64_t>(frames.size()), 0, 0, {}});
+    progress.Frame({frames.front(), count, static_cast<std::int64_t>(frames.size()), 0, 0, {}});
   }
   for (std::thread& thread : threads) thread.join();
   if (stop) throw stage::Interrupted();
@@ -90,10 +88,10 @@ std::vector<std::int32_t> FramesMissing(const FarmJob& job, const std::vector<st
   return missing;
 }
 
-PictureCheck CheckPictures(const FarmJob& job) {
+PictureCheck CheckPictures(const FarmJob& job, Progress& progress) {
   std::vector<std::int32_t> frames;
   for (const auto& chunk : job.chunks) frames.insert(frames.end(), chunk.begin(), chunk.end());
-  const std::vector<Found> found = LookAtAll(job, frames);
+  const std::vector<Found> found = LookAtAll(job, frames, progress);
   PictureCheck check;
   check.list = "frame\twidth\theight\tpixels\n";
   ContentHash all;

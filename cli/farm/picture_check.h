@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "cli/farm/farm_job.h"
+#include "cli/progress.h"
 
 namespace orvandel::cli {
 
@@ -23,8 +24,8 @@ struct PictureCheck {
   std::string list;                  // of what is whole: frame, width, height, a hash of the pixels
   std::string fingerprint;           // of all pixels; empty where any are missing
 };
-// Decodes every picture, on all processors that this process may use, with progress on standard error. Interrupted.
-PictureCheck CheckPictures(const FarmJob& job);
+// Decodes every picture, on all processors that this process may use. Interrupted.
+PictureCheck CheckPictures(const FarmJob& job, Progress& progress);
 
 // Removes these frames' files where they still are no pictures that can be decoded: a resumed render keeps whatever
 // looks whole. Files of another size are left for the render to refuse.
