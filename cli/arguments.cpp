@@ -110,7 +110,8 @@ void AddLimits(CLI::App& command, RenderRequest& request) {
 }
 
 void AddWork(CLI::App& command, Requests& requests) {
-  command.add_flag("--dry-run", requests.render.dryRun, "Say what would be rendered, and render nothing");
+  RenderRequest& request = requests.render;
+  command.add_flag("--dry-run", request.dryRun, "Say what would be rendered, and render nothing");
   CLI::Option* overwrite = command.add_flag("--overwrite", requests.overwrite, "Replace files that exist");
   command.add_flag("--resume", requests.resume, "Keep pictures that exist, render those that are missing")
       ->excludes(overwrite);
@@ -119,6 +120,18 @@ void AddWork(CLI::App& command, Requests& requests) {
                                           "How to show progress; auto: a bar on a terminal, lines elsewhere")
                               ->check(CLI::IsMember({"auto", "bar", "lines", "json", "none"}))
                               ->default_val("auto");
+  CLI::Option* snapshots =
+      command
+          .add_option("--snapshots", request.snapshots,
+                      "Keep states of the waves in this folder, for renders that begin late in the scene")
+          ->type_name("DIR");
+  command.add_option("--snapshot-seconds", request.snapshotSeconds, "Seconds of the scene from one state to the next")
+      ->needs(snapshots)
+      ->check(CLI::Range(1, 86400))
+      ->type_name("S")
+      ->default_val(request.snapshotSeconds);
+  command.add_flag("--stats", request.stats,
+                   "Say at the end what reading, drawing, compositing, encoding and writing took");
   command.add_flag("-q,--quiet", requests.quiet, "Print neither progress nor summary")->excludes(progress);
 }
 

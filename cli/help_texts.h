@@ -44,11 +44,19 @@ Output:
   those recorded beside the pictures; a longer duration is fine. A film cannot be resumed.
 
 Jobs:
-  --jobs N renders with N processes; the result is the same, byte for byte, for any N.
+  --jobs N renders with N processes; the result is the same, byte for byte, for any N. Each packs and writes a picture
+  while it draws the next one; a film or a stream is encoded and written beside them.
+
+Late frames:
+  --snapshots DIR keeps the state of the waves every 20 seconds of the scene (--snapshot-seconds), once for all renders
+  of the same scene by the same program. A render that begins at an hour then begins at the state before it. Any number
+  of renders may share a folder; the frames are the same with and without. A folder per scene in it can be deleted at
+  any time.
 
 Progress:
   bar, lines (every two seconds), none, or json: one object a line on standard error, the events start, note, frame,
-  end and, when it fails, error.
+  end and, when it fails, error. --stats tells at the end what reading media, drawing, compositing, encoding and
+  writing took, as each frame waited for them; json tells it of every frame.
 
 Scenes from untrusted sources:
   Media must lie in the scene's folder or below (--allow-outside). --max-waves and --max-memory refuse renders that are

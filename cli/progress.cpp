@@ -9,6 +9,7 @@
 
 #include "cli/console.h"
 #include "cli/failure.h"
+#include "cli/text_table.h"
 
 namespace orvandel::cli {
 namespace {
@@ -27,6 +28,15 @@ double PerSecond(const RenderSummary& summary) {
   return summary.seconds > 0 ? static_cast<double>(summary.start.total) / summary.seconds : 0;
 }
 
+std::string StagesText(const std::vector<StageSummary>& stages) {
+  std::vector<std::vector<std::string>> rows{{"", "fastest ms", "median ms", "sum s"}};
+  for (const StageSummary& stage : stages) {
+    rows.push_back({std::string(stage.name), fmt::format("{:.2f}", stage.fastest * 1000),
+                    fmt::format("{:.2f}", stage.median * 1000), fmt::format("{:.2f}", stage.sum)});
+  }
+  return TextTable(rows);
+}
+
 // Nothing while it goes on; at the end one line.
 class SummaryOnly : public Progress {
  public:
@@ -37,6 +47,7 @@ class SummaryOnly : public Progress {
   void Frame(const FrameDone&) override {}
   void End(const RenderSummary& summary) override {
     Tell(SummaryText(summary) + "\n");
+    if (summary.showStages) Tell(StagesText(summary.stages));
     if (!summary.warning.empty()) Tell("orvandel: warning: " + summary.warning + "\n");
   }
 };
@@ -114,6 +125,9 @@ class JsonLines final : public Progress {
                       {"total", frame.total},
                       {"ms", Milliseconds(frame.seconds)},
                       {"waves", frame.waves}};
+    for (std::size_t i = 0; i < frame.stages.size(); ++i) {
+      if (frame.stages[i] > 0) json["stages"][stage::kStageNames[i]] = Milliseconds(frame.stages[i]);
+    }
     if (!frame.file.empty()) json["file"] = frame.file;
     Write(json);
   }
@@ -129,6 +143,11 @@ class JsonLines final : public Progress {
       json["slowestMs"] = Milliseconds(summary.slowestSeconds);
     }
     json["mostWaves"] = summary.mostWaves;
+    for (const StageSummary& stage : summary.stages) {
+      json["stages"][std::string(stage.name)] = {{"fastestMs", Milliseconds(stage.fastest)},
+                                                 {"medianMs", Milliseconds(stage.median)},
+                                                 {"sumMs", Milliseconds(stage.sum)}};
+    }
     if (!summary.warning.empty()) json["warning"] = summary.warning;
     Write(json);
   }

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "cli/render/stage_stats.h"
+
 namespace orvandel::cli {
 
 enum class ProgressKind { kFromTerminal, kBar, kLines, kJson, kNone, kQuiet };
@@ -23,6 +25,7 @@ struct FrameDone {
   double seconds = 0;                // that the frame took
   std::int64_t waves = 0;            // alive in it
   std::string file;                  // empty where frames have no file of their own
+  stage::StageSeconds stages{};      // of `seconds`, and of what came after
 };
 struct RenderSummary {
   RenderStart start;
@@ -30,7 +33,9 @@ struct RenderSummary {
   std::int32_t slowestFrame = -1;
   double slowestSeconds = 0;
   std::int64_t mostWaves = 0;  // alive at once in a frame that was rendered, at most
-  std::string warning;         // empty: none
+  std::vector<StageSummary> stages;
+  bool showStages = false;  // to people; programs get them always
+  std::string warning;      // empty: none
 };
 
 // Begin, Frame for every frame, End when all went well. Destroying it leaves the cursor at the start of an empty line.

@@ -15,6 +15,8 @@ class ShownCounter {
   void Add(double coverage);  // as SceneRenderer::Coverage
   // Less than a thousandth of all pixels of all pictures.
   bool IsLittle() const { return count_ > 0 && covered_ < kLittle * static_cast<double>(count_); }
+  // What the coverages of that many pictures must add up to for it to be enough.
+  static double EnoughOf(std::size_t pictures) { return kLittle * static_cast<double>(pictures); }
   // "less than 0.1 % of the pictures is covered".
   std::string Text() const;
 

@@ -41,6 +41,9 @@ struct RenderRequest {
   std::uint64_t maxMemory = 0;  // bytes; 0: what the machine has
   bool dryRun = false;
   double maxFrameSeconds = 0;
+  bool stats = false;
+  std::filesystem::path snapshots;  // empty: none
+  std::int32_t snapshotSeconds = 20;
   ProgressKind progress = ProgressKind::kFromTerminal;
 };
 void Render(const RenderRequest& request);

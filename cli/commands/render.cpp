@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <set>
 #include <string>
 #include <thread>
 
@@ -19,6 +20,7 @@
 #include "cli/interrupt.h"
 #include "cli/module_file.h"
 #include "cli/render/background_option.h"
+#include "cli/render/content_hash.h"
 #include "cli/render/film_sound.h"
 #include "cli/render/memory_need.h"
 #include "cli/render/ordered_sink.h"
@@ -40,6 +42,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
+constexpr std::int32_t kTicksPerSecond = 30;  // of the effect's simulation
+
 double SecondsSince(Clock::time_point start) { return std::chrono::duration<double>(Clock::now() - start).count(); }
 
 // What a render will do, checked to be possible.
@@ -52,7 +56,8 @@ struct Plan {
   PictureForm form;
   RenderRun run;
   MemoryNeed memory;
-  std::int64_t mostWaves = 0;  // counted before rendering
+  std::filesystem::path snapshots;  // of this scene; empty: none are kept
+  std::int64_t mostWaves = 0;       // counted before rendering
   std::optional<stage::FilmSound> sound;
   std::vector<std::string> notes;
 };
@@ -70,6 +75,22 @@ RenderRun RunOf(const RenderRequest& request, const std::string& sceneText, cons
   if (!request.background.empty()) settings += " --background " + request.background;
   settings += fmt::format(", orvandel {}, effect {:#x}", ORVANDEL_VERSION, module.GetIdentity().effectVersion);
   return {SceneHash(sceneText, scene, request.scene.options), settings, PartHashes(scene, module.Catalog())};
+}
+
+// Named by everything that the states in it depend on. The module's own bytes are among them: waves that another build
+// moved by another bit would not show.
+std::filesystem::path SnapshotFolder(const RenderRequest& request, const RenderRun& run) {
+  ContentHash hash;
+  for (const std::string& text :
+       {run.scene, std::string(ORVANDEL_VERSION), FileHash(ModuleFile(request.scene.module)),
+        std::string(request.highQuality ? "full" : "draft"), std::to_string(request.downsample)}) {
+    hash.Add(text);
+  }
+  for (const auto& [name, part] : run.parts) {
+    hash.Add(name);
+    hash.Add(part);
+  }
+  return request.snapshots / hash.Text();
 }
 
 void RefuseImpossibleSettings(const RenderRequest& request, const Output& output) {
@@ -142,7 +163,9 @@ Plan MakePlan(const RenderRequest& request) {
   plan.form = {stage::CellsOf(scene.width, request.downsample), stage::CellsOf(scene.height, request.downsample),
                request.depth};
   if (plan.output.kind == OutputKind::kFilm) RefuseImpossibleFilm(scene, plan.form);
-  if (RenderRecord::IsKeptFor(plan.output)) plan.run = RunOf(request, text.text, scene, module);
+  const bool keepsSnapshots = !request.snapshots.empty();
+  if (keepsSnapshots || RenderRecord::IsKeptFor(plan.output)) plan.run = RunOf(request, text.text, scene, module);
+  if (keepsSnapshots) plan.snapshots = SnapshotFolder(request, plan.run);
   if (request.existing == Existing::kKeep) RenderRecord(plan.output).RefuseOther(plan.run);
   const auto frames = plan.output.IsOrdered() ? asked : WithoutRepeats(asked);
   plan.frames = FramesLeft(plan.output, frames, request.existing, plan.form);
@@ -199,7 +222,7 @@ PoolOptions PoolOf(const RenderRequest& request, const Plan& plan) {
   return pool;
 }
 
-SceneWorkSettings WorkOf(const RenderRequest& request) {
+SceneWorkSettings WorkOf(const RenderRequest& request, const Plan& plan) {
   SceneWorkSettings settings;
   settings.module = ModuleFile(request.scene.module);
   settings.render.highQuality = request.highQuality;
@@ -210,19 +233,27 @@ SceneWorkSettings WorkOf(const RenderRequest& request) {
   settings.depth = request.depth;
   settings.pngEffort = request.pngEffort;
   settings.ifTaken = IfTakenOf(request.existing);
+  // Also for those who never go back: on a long way to the first frame, waves whose life is over are dropped where a
+  // state is kept, and would otherwise be moved to its end.
+  settings.render.keepResumePoints = true;
+  settings.render.snapshots = plan.snapshots;
+  settings.render.ticksBetweenSnapshots = request.snapshotSeconds * kTicksPerSecond;
+  settings.enoughShown = ShownCounter::EnoughOf(plan.frames.size());
   return settings;
 }
 
 std::unique_ptr<FrameWork> WorkFor(const Plan& plan, const SceneWorkSettings& settings) {
-  if (plan.pictures) return MakePictureWork(*plan.pictures, plan.form);
+  if (plan.pictures) return MakePictureWork(*plan.pictures, plan.form, plan.output.kind);
   return MakeSceneWork(settings, plan.scene, plan.output);
 }
 
 // Receives finished frames: updates the summary, passes ordered frames to the sink, reports progress.
 class FrameCollector {
  public:
-  // A film that shows nothing is rarely meant; nobody may look at it before it is in use.
-  void TellIfLittleIsShown() const {
+  void Finish() {
+    stats_.AddRest(stage::TakeStageSeconds());
+    summary_.stages = stats_.Summaries();
+    // A film that shows nothing is rarely meant; nobody may look at it before it is in use.
     if (shown_.IsLittle()) summary_.warning = shown_.Text();
   }
 
@@ -231,14 +262,18 @@ class FrameCollector {
 
   void Take(const FinishedFrame& finished, OrderedSink* sink) {
     if (sink != nullptr) sink->Put(finished.bytes);
+    stage::StageSeconds stages = stage::TakeStageSeconds();  // the sink's
+    for (std::size_t i = 0; i < stages.size(); ++i) stages[i] += finished.stages[i];
+    stats_.AddFrame(stages);
     shown_.Add(finished.shown);
     if (finished.seconds > summary_.slowestSeconds) {
       summary_.slowestSeconds = finished.seconds;
       summary_.slowestFrame = finished.frame;
     }
     summary_.mostWaves = std::max(summary_.mostWaves, finished.waves);
-    FrameDone done{finished.frame,   ++done_,        static_cast<std::int64_t>(plan_.frames.size()),
-                   finished.seconds, finished.waves, {}};
+    FrameDone done{
+        finished.frame, ++done_, static_cast<std::int64_t>(plan_.frames.size()), finished.seconds, finished.waves, {},
+        stages};
     if (!plan_.output.IsOrdered()) done.file = plan_.output.FileOf(finished.frame).string();
     progress_.Frame(done);
   }
@@ -249,18 +284,23 @@ class FrameCollector {
   RenderSummary& summary_;
   std::int64_t done_ = 0;
   ShownCounter shown_;
+  StageStats stats_;
 };
 
 void RenderFrames(const RenderRequest& request, const Plan& plan, Progress& progress, RenderSummary& summary) {
-  const SceneWorkSettings work = WorkOf(request);
-  WorkerPool pool(PoolOf(request, plan), [&] { return WorkFor(plan, work); });
+  const SceneWorkSettings work = WorkOf(request, plan);
+  PoolOptions options = PoolOf(request, plan);
+  options.onNote = [&, told = std::set<std::string>()](const std::string& note) mutable {
+    if (told.insert(note).second) progress.Note(note);
+  };
+  WorkerPool pool(options, [&] { return WorkFor(plan, work); });
   // After the workers have been forked: encoders start threads.
   const auto sink = plan.output.IsOrdered() ? OpenSink(plan.output, FilmOf(plan, request)) : nullptr;
   FrameCollector collector(plan, progress, summary);
   pool.Run(plan.frames, [&](const FinishedFrame& finished) { collector.Take(finished, sink.get()); });
   if (StopRequested()) throw stage::Interrupted();
   if (sink != nullptr) sink->Finish();
-  collector.TellIfLittleIsShown();
+  collector.Finish();
 }
 
 std::string WhyOf(const Plan& plan, const RenderRequest& request) {
@@ -306,6 +346,7 @@ void Render(const RenderRequest& request) {
   }
   const auto progress = MakeProgress(request.progress);
   RenderSummary summary;
+  summary.showStages = request.stats;
   summary.start = {plan.scene.file.string(),
                    plan.output.Name(),
                    static_cast<std::int64_t>(plan.frames.size()),

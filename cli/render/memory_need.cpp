@@ -101,7 +101,7 @@ MemoryNeed EstimateMemory(const stage::Scene& scene, const std::vector<MediumSiz
     if (medium.moves) need.encoder += medium.pixels * 9;  // of having looked at it beforehand
   }
   // Finished frames wait in memory that all processes share.
-  if (output.IsOrdered()) need.encoder += kFixed + pixels * 4 * (2 * static_cast<std::uint64_t>(jobs) + 1);
+  if (output.IsOrdered()) need.encoder += kFixed + pixels * 4 * (static_cast<std::uint64_t>(jobs) + 4);
   if (output.kind == OutputKind::kFilm) {
     need.encoder += pixels * EncoderBytesPerPixel(stage::KindOf(output.FileOf(0), codec).name);
   }

@@ -13,6 +13,7 @@
 
 #include "cli/interrupt.h"
 #include "stage/base/errors.h"
+#include "stage/base/stage_clock.h"
 #include "stage/picture/pixel_order.h"
 
 namespace orvandel::cli {
@@ -23,18 +24,18 @@ class Film final : public OrderedSink {
   Film(const std::filesystem::path& file, const stage::FilmOptions& options)
       : unfinished_(stage::PartialFile(file, options.ifTaken).WorkName()),
         writer_(stage::OpenFilm(file, options)),
-        picture_(options.width, options.height) {}
+        width_(options.width),
+        height_(options.height) {}
 
   void Put(std::span<const std::uint8_t> picture) override {
-    std::memcpy(picture_.bytes.data(), picture.data(), picture_.bytes.size());
-    writer_->Add(picture_);
+    writer_->Add({width_, height_, picture.data(), std::ptrdiff_t{width_} * 4});
   }
   void Finish() override { writer_->Finish(); }
 
  private:
   UnfinishedFile unfinished_;
   std::unique_ptr<stage::FilmWriter> writer_;
-  stage::Picture picture_;
+  std::int32_t width_, height_;
 };
 
 constexpr int kPollMilliseconds = 100;
@@ -78,17 +79,16 @@ class StandardOutput {
 class RawStream final : public OrderedSink {
  public:
   void Put(std::span<const std::uint8_t> picture) override {
-    bytes_.assign(picture.begin(), picture.end());
-    stage::AlphaLast(bytes_.data(), bytes_.size() / 4);
-    for (std::size_t done = 0; done < bytes_.size();) done += WriteSome(done);
+    const stage::StageTimer writing(stage::WorkStage::kWriting);
+    while (!picture.empty()) picture = picture.subspan(WriteSome(picture));
     ++pictures_;
   }
   void Finish() override {}
 
  private:
-  std::size_t WriteSome(std::size_t from) const {
+  std::size_t WriteSome(std::span<const std::uint8_t> bytes) const {
     if (StopRequested()) throw stage::Interrupted();
-    const ssize_t written = output_.WriteSome(bytes_.data() + from, bytes_.size() - from);
+    const ssize_t written = output_.WriteSome(bytes.data(), bytes.size());
     if (written >= 0) return static_cast<std::size_t>(written);
     if (errno == EPIPE) {
       throw stage::WorkError(
@@ -98,11 +98,22 @@ class RawStream final : public OrderedSink {
   }
 
   StandardOutput output_;
-  std::vector<std::uint8_t> bytes_;
   std::int64_t pictures_ = 0;  // written whole
 };
 
 }  // namespace
+
+void FillSlot(const stage::PictureRows& picture, OutputKind kind, std::span<std::uint8_t> slot) {
+  const stage::StageTimer encoding(stage::WorkStage::kEncoding);
+  std::uint8_t* out = slot.data();
+  for (std::int32_t y = 0; y < picture.height; ++y, out += picture.RowSize()) {
+    if (kind == OutputKind::kStream) {
+      stage::CopyAlphaLast(picture.Row(y), out, static_cast<std::size_t>(picture.width));
+    } else {
+      std::memcpy(out, picture.Row(y), picture.RowSize());
+    }
+  }
+}
 
 std::unique_ptr<OrderedSink> OpenSink(const Output& output, const stage::FilmOptions& film) {
   if (output.kind == OutputKind::kStream) return std::make_unique<RawStream>();

@@ -14,9 +14,12 @@ namespace orvandel::cli {
 class OrderedSink {
  public:
   virtual ~OrderedSink() = default;
-  virtual void Put(std::span<const std::uint8_t> picture) = 0;  // as in stage::Picture
+  virtual void Put(std::span<const std::uint8_t> picture) = 0;  // as FillSlot leaves it
   virtual void Finish() = 0;
 };
+
+// A picture as the sink takes it: rows packed from the top; alpha first for a film, last for a stream.
+void FillSlot(const stage::PictureRows& picture, OutputKind kind, std::span<std::uint8_t> slot);
 
 std::unique_ptr<OrderedSink> OpenSink(const Output& output, const stage::FilmOptions& film);
 

@@ -2,9 +2,9 @@
 
 #include <fmt/format.h>
 
-#include <cstring>
-
+#include "cli/render/ordered_sink.h"
 #include "stage/base/errors.h"
+#include "stage/base/stage_clock.h"
 #include "stage/stills/png_file.h"
 
 namespace orvandel::cli {
@@ -12,27 +12,31 @@ namespace {
 
 class PictureWork final : public FrameWork {
  public:
-  PictureWork(const OutputPattern& pictures, const PictureForm& form) : pictures_(pictures), form_(form) {}
+  PictureWork(const OutputPattern& pictures, const PictureForm& form, OutputKind into)
+      : pictures_(pictures), form_(form), into_(into) {}
 
-  void Make(std::int32_t frame, std::span<std::uint8_t> slot) override {
+  std::function<void()> Make(std::int32_t frame, std::span<std::uint8_t> slot) override {
+    const stage::StageTimer reading(stage::WorkStage::kReading);
     const std::filesystem::path file = pictures_.For(frame);
     const stage::Picture picture = stage::ReadPng(file);
     if (picture.width != form_.width || picture.height != form_.height) {
       throw stage::InputError(fmt::format("{}: is {} x {}, not {} x {} as the film", file.string(), picture.width,
                                           picture.height, form_.width, form_.height));
     }
-    std::memcpy(slot.data(), picture.bytes.data(), slot.size());
+    FillSlot(picture, into_, slot);
+    return {};
   }
 
  private:
   const OutputPattern& pictures_;
   PictureForm form_;
+  OutputKind into_;
 };
 
 }  // namespace
 
-std::unique_ptr<FrameWork> MakePictureWork(const OutputPattern& pictures, const PictureForm& form) {
-  return std::make_unique<PictureWork>(pictures, form);
+std::unique_ptr<FrameWork> MakePictureWork(const OutputPattern& pictures, const PictureForm& form, OutputKind into) {
+  return std::make_unique<PictureWork>(pictures, form, into);
 }
 
 void RefuseImpossiblePictures(const OutputPattern& pictures, const Output& output) {

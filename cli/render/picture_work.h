@@ -10,7 +10,7 @@
 namespace orvandel::cli {
 
 // `pictures` must outlive the work. InputError for one that is missing, damaged or of another size.
-std::unique_ptr<FrameWork> MakePictureWork(const OutputPattern& pictures, const PictureForm& form);
+std::unique_ptr<FrameWork> MakePictureWork(const OutputPattern& pictures, const PictureForm& form, OutputKind into);
 
 // InputError when these cannot be the pictures of an output: one that is no film or stream, or names without numbers.
 void RefuseImpossiblePictures(const OutputPattern& pictures, const Output& output);

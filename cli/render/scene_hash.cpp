@@ -117,6 +117,12 @@ std::string SceneHash(const std::string& sceneText, const stage::Scene& scene, c
   return hash.Text();
 }
 
+std::string FileHash(const std::filesystem::path& file) {
+  FileHashes files({});
+  files.Add(file);
+  return files.Take().begin()->second;
+}
+
 std::map<std::string, std::string> PartHashes(const stage::Scene& scene, const stage::ParamCatalog& catalog) {
   FileHashes files(scene.file.parent_path());
   if (scene.input && stage::NoteOfUnseen(scene, catalog).empty()) files.Add(scene.input->file);

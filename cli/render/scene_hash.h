@@ -2,6 +2,7 @@
 // forgery.
 #pragma once
 
+#include <filesystem>
 #include <map>
 #include <string>
 #include <vector>
@@ -19,5 +20,8 @@ std::string SceneHash(const std::string& sceneText, const stage::Scene& scene, c
 // Of the scene's masks, wherever they come from, and of each file that its pictures are made of, by name. Of files
 // beyond 256 MB in all, size and time of change count in place of the content. InputError.
 std::map<std::string, std::string> PartHashes(const stage::Scene& scene, const stage::ParamCatalog& catalog);
+
+// Of a file's content and of its name, size and time of change beyond 256 MB.
+std::string FileHash(const std::filesystem::path& file);
 
 }  // namespace orvandel::cli

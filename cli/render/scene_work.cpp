@@ -2,10 +2,12 @@
 
 #include <fmt/format.h>
 
-#include <cstring>
+#include <array>
 #include <optional>
+#include <utility>
 
 #include "cli/interrupt.h"
+#include "cli/render/ordered_sink.h"
 #include "stage/base/errors.h"
 #include "stage/films/film_out.h"
 #include "stage/loading/loaded_effect.h"
@@ -24,16 +26,19 @@ class SceneWork final : public FrameWork {
         pngEffort_(settings.pngEffort),
         ifTaken_(settings.ifTaken),
         module_(stage::LoadEffect(settings.module)),
-        renderer_(std::in_place, module_, scene, settings.render) {}
+        enoughShown_(settings.enoughShown),
+        renderer_(std::in_place, module_, scene, OptionsOf(settings)) {}
 
-  void Make(std::int32_t frame, std::span<std::uint8_t> slot) override {
+  std::function<void()> Make(std::int32_t frame, std::span<std::uint8_t> slot) override {
     try {
+      std::function<void()> rest;
       if (output_.IsOrdered()) {
-        const stage::Picture picture = renderer_->Render(frame);
-        std::memcpy(slot.data(), picture.bytes.data(), slot.size());
+        FillSlot(renderer_->RenderRows(frame), output_.kind, slot);
       } else {
-        Write(frame, output_.FileOf(frame));
+        rest = Picture(frame);
       }
+      Measured(renderer_->Coverage());
+      return rest;
     } catch (const stage::EffectError& error) {
       if (error.message.empty()) throw;
       throw stage::EffectError(error.code, fmt::format("frame {}: {}", frame, error.message));
@@ -41,7 +46,8 @@ class SceneWork final : public FrameWork {
   }
 
   std::int64_t WaveCount() const override { return renderer_->WaveCount(); }
-  double Shown() const override { return renderer_->Coverage(); }
+  double Shown() const override { return shown_; }
+  std::vector<std::string> TakeNotes() override { return std::exchange(notes_, {}); }
 
   void Finish() override {
     renderer_.reset();
@@ -49,18 +55,39 @@ class SceneWork final : public FrameWork {
   }
 
  private:
-  void Write(std::int32_t frame, const std::filesystem::path& file) {
-    const UnfinishedFile unfinished(stage::PartialFile(file, ifTaken_).WorkName());
-    if (output_.IsExr() || depth_ == 16) {
-      const stage::Picture16 picture = renderer_->Render16(frame);
-      if (output_.IsExr()) {
+  stage::RenderOptions OptionsOf(const SceneWorkSettings& settings) {
+    stage::RenderOptions options = settings.render;
+    options.onNote = [this](const std::string& note) { notes_.push_back(note); };
+    return options;
+  }
+
+  // Once enough is seen for the whole run, nobody needs to know how much more there is.
+  void Measured(double coverage) {
+    shown_ = isEnough_ ? 0 : coverage;
+    seen_ += shown_;
+    isEnough_ = seen_ >= enoughShown_;
+    renderer_->MeasureCoverage(!isEnough_);
+  }
+
+  std::function<void()> Picture(std::int32_t frame) {
+    const std::filesystem::path file = output_.FileOf(frame);
+    if (output_.IsExr()) {
+      return [this, file, picture = renderer_->Render16(frame)] {
+        const UnfinishedFile unfinished(stage::PartialFile(file, ifTaken_).WorkName());
         stage::WriteExr(file, picture, ifTaken_);
-      } else {
-        stage::WritePng16(file, picture, ifTaken_, pngEffort_);
-      }
-    } else {
-      stage::WritePng(file, renderer_->Render(frame), ifTaken_, pngEffort_);
+      };
     }
+    // While one is written, the other takes the next picture.
+    stage::PngWriter& writer = writers_[made_++ % writers_.size()];
+    if (depth_ == 16) {
+      writer.Take(renderer_->Render16(frame));
+    } else {
+      writer.Take(renderer_->RenderRows(frame));
+    }
+    return [this, file, &writer] {
+      const UnfinishedFile unfinished(stage::PartialFile(file, ifTaken_).WorkName());
+      writer.Write(file, ifTaken_, pngEffort_);
+    };
   }
 
   const Output& output_;
@@ -68,7 +95,13 @@ class SceneWork final : public FrameWork {
   stage::PngEffort pngEffort_;
   stage::IfTaken ifTaken_;
   stage::EffectModule module_;
+  double enoughShown_;
+  std::vector<std::string> notes_;
   std::optional<stage::SceneRenderer> renderer_;
+  std::array<stage::PngWriter, 2> writers_;
+  std::size_t made_ = 0;
+  double shown_ = 0, seen_ = 0;  // of the last frame, and of all
+  bool isEnough_ = false;
 };
 
 }  // namespace

@@ -20,9 +20,11 @@ struct SceneWorkSettings {
   int depth = 8;  // bits a channel of pictures
   stage::PngEffort pngEffort = stage::PngEffort::kDefault;
   stage::IfTaken ifTaken = stage::IfTaken::kFail;
+  double enoughShown = 0;  // the sum of what frames show beyond which it is not measured
 };
 
-// Pictures are written under their names; frames for an ordered output are put into the slot. All references must
+// Pictures are written under their names; frames for an ordered output are put into the slot, for a stream with
+// their alpha last. All references must
 // outlive the work.
 std::unique_ptr<FrameWork> MakeSceneWork(const SceneWorkSettings& settings, const stage::Scene& scene,
                                          const Output& output);

@@ -15,13 +15,16 @@ namespace {
 
 using Fault = WorkerReport::Fault;
 
+void SetText(WorkerReport& report, std::string_view text) {
+  std::memcpy(report.text, text.data(), std::min(text.size(), sizeof report.text - 1));
+}
+
 WorkerReport Failure(std::int32_t index, Fault fault, std::string_view text) {
   WorkerReport report;
   report.kind = WorkerReport::Kind::kFailed;
   report.index = index;
   report.fault = fault;
-  const std::size_t size = std::min(text.size(), sizeof report.text - 1);
-  std::memcpy(report.text, text.data(), size);
+  SetText(report, text);
   return report;
 }
 
@@ -43,6 +46,13 @@ WorkerReport ReportOfFailure(std::int32_t index) {
   } catch (const std::exception& error) {
     return Failure(index, Fault::kWork, error.what());
   }
+}
+
+WorkerReport NoteReport(const std::string& text) {
+  WorkerReport report;
+  report.kind = WorkerReport::Kind::kNote;
+  SetText(report, text);
+  return report;
 }
 
 void ThrowReported(const WorkerReport& report) {

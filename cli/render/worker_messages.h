@@ -3,6 +3,9 @@
 
 #include <cstdint>
 #include <exception>
+#include <string>
+
+#include "stage/base/stage_clock.h"
 
 namespace orvandel::cli {
 
@@ -13,12 +16,13 @@ struct FrameOrder {
 };
 
 struct WorkerReport {
-  enum class Kind : std::int32_t { kStarted, kFinished, kFailed, kEnded };
+  enum class Kind : std::int32_t { kStarted, kNote, kFinished, kFailed, kEnded };
   enum class Fault : std::int32_t { kNone, kInput, kWork, kEffect, kMemory, kInterrupted };
 
   Kind kind = Kind::kStarted;
   std::int32_t index = -1;  // of the order; -1: outside any
   double seconds = 0;
+  stage::StageSeconds stages{};
   std::int64_t waves = 0;  // alive in the finished frame
   double shown = 1;
   Fault fault = Fault::kNone;
@@ -28,6 +32,7 @@ struct WorkerReport {
 
 // The running exception as a report, and a report thrown again as what it was.
 WorkerReport ReportOfFailure(std::int32_t index);
+WorkerReport NoteReport(const std::string& text);
 [[noreturn]] void ThrowReported(const WorkerReport& report);
 
 // False when the other side is gone. Whole records only; a signal does not interrupt them.

@@ -17,23 +17,23 @@ namespace {
 
 using Kind = WorkerReport::Kind;
 
-// One order is queued at the worker while it works on another.
-constexpr std::size_t kOrdersAhead = 2;
+// One order is queued at the worker while it draws another and finishes a third.
+constexpr std::size_t kOrdersAhead = 3;
+// Frames that wait for their turn, beside those that workers work on.
+constexpr std::size_t kWaitingFrames = 4;
 // How often the parent checks for a request to stop and for frames that take too long while no worker reports.
 constexpr int kPollMilliseconds = 100;
 
 struct Result {
   FrameOrder order;
-  double seconds = 0;
-  std::int64_t waves = 0;
-  double shown = 1;
+  WorkerReport report;
 };
 
 }  // namespace
 
 struct WorkerPool::Impl {
   explicit Impl(const PoolOptions& poolOptions)
-      : options(poolOptions), slots(options.slotBytes, static_cast<std::size_t>(options.jobs) * kOrdersAhead + 1) {
+      : options(poolOptions), slots(options.slotBytes, static_cast<std::size_t>(options.jobs) + kWaitingFrames) {
     for (std::size_t slot = slots.Count(); slot > 0; --slot) freeSlots.push_back(static_cast<std::int32_t>(slot) - 1);
   }
 
@@ -82,9 +82,12 @@ struct WorkerPool::Impl {
     switch (report.kind) {
       case Kind::kStarted:
         return worker.OrderStarted();
+      case Kind::kNote:
+        if (options.onNote) options.onNote(report.text);
+        return;
       case Kind::kFinished: {
         const FrameOrder order = worker.OrderFinished();
-        results.emplace(order.index, Result{order, report.seconds, report.waves, report.shown});
+        results.emplace(order.index, Result{order, report});
         return;
       }
       case Kind::kFailed:
@@ -95,8 +98,9 @@ struct WorkerPool::Impl {
   }
 
   [[noreturn]] static void ThrowDeathOf(WorkerProcess& worker) {
-    const std::string where =
-        worker.Orders().empty() ? "" : fmt::format(" while it made frame {}", worker.Orders().front().frame);
+    const auto& orders = worker.Orders();
+    std::string where = orders.empty() ? "" : fmt::format(" while it made frame {}", orders.front().frame);
+    if (worker.StartedOrders() > 1) where += fmt::format(" or {}", orders[1].frame);
     throw stage::WorkError(fmt::format("a render process {}{}", worker.Death(), where));
   }
 
@@ -108,7 +112,8 @@ struct WorkerPool::Impl {
     const Result result = first->second;
     results.erase(first);
     ++delivered;
-    FinishedFrame finished{result.order.frame, result.seconds, result.waves, result.shown, {}};
+    const WorkerReport& report = result.report;
+    FinishedFrame finished{result.order.frame, report.seconds, report.stages, report.waves, report.shown, {}};
     if (HasSlots()) finished.bytes = slots.Slot(static_cast<std::size_t>(result.order.slot));
     take(finished);
     if (HasSlots()) freeSlots.push_back(result.order.slot);

@@ -6,7 +6,7 @@
 //
 // Workers are forked while the process has a single thread, and each makes its own work
 // object after the fork. A worker that fails, or dies, ends the whole run with an error; whatever ends the parent ends
-// the workers.
+// the workers. Within a worker, what is left to do for a frame that has been drawn is done while the next one is drawn.
 #pragma once
 
 #include <cstddef>
@@ -14,7 +14,10 @@
 #include <functional>
 #include <memory>
 #include <span>
+#include <string>
 #include <vector>
+
+#include "stage/base/stage_clock.h"
 
 namespace orvandel::cli {
 
@@ -22,12 +25,15 @@ namespace orvandel::cli {
 class FrameWork {
  public:
   virtual ~FrameWork() = default;
-  // `slot` is empty when the pool has none. Throws what a render throws.
-  virtual void Make(std::int32_t frame, std::span<std::uint8_t> slot) = 0;
+  // `slot` is empty when the pool has none. Returns what is left to do, which may be done on another thread while the
+  // next frame is made, one frame at a time; empty: nothing. Both throw what a render throws.
+  virtual std::function<void()> Make(std::int32_t frame, std::span<std::uint8_t> slot) = 0;
   // How many waves were alive in the frame made last.
   virtual std::int64_t WaveCount() const { return 0; }
   // Part of the last frame's pixels that shows something, 0..1.
   virtual double Shown() const { return 1; }
+  // What people should know of the last frame, each once.
+  virtual std::vector<std::string> TakeNotes() { return {}; }
   // After the last frame.
   virtual void Finish() {}
 };
@@ -36,11 +42,13 @@ struct PoolOptions {
   int jobs = 1;
   std::size_t slotBytes = 0;   // of one result; 0: workers write their results themselves
   double maxFrameSeconds = 0;  // 0: no bound
+  std::function<void(const std::string&)> onNote = {};
 };
 
 struct FinishedFrame {
   std::int32_t frame = 0;
   double seconds = 0;                   // that the worker spent on it
+  stage::StageSeconds stages{};         // of them
   std::int64_t waves = 0;               // alive in it
   double shown = 1;                     // part of its pixels that shows something, 0..1
   std::span<const std::uint8_t> bytes;  // the slot; valid during the call

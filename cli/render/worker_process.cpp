@@ -6,13 +6,16 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
 #include <exception>
+#include <utility>
 
 #include "cli/exit_codes.h"
 #include "cli/interrupt.h"
+#include "cli/render/rest_lane.h"
 #include "stage/base/errors.h"
 
 namespace orvandel::cli {
@@ -27,38 +30,89 @@ double SecondsSince(Clock::time_point start) { return std::chrono::duration<doub
 
 bool SendReport(int socket, const WorkerReport& report) { return SendRecord(socket, &report, sizeof report); }
 
-WorkerReport Plain(Kind kind, std::int32_t index, double seconds = 0) {
+WorkerReport Plain(Kind kind, std::int32_t index) {
   WorkerReport report;
   report.kind = kind;
   report.index = index;
-  report.seconds = seconds;
   return report;
 }
 
-// False once the parent is gone.
-bool Serve(FrameWork& work, const FrameOrder& order, const SharedSlots& slots, int socket) {
-  if (StopRequested()) throw stage::Interrupted();
-  if (!SendReport(socket, Plain(Kind::kStarted, order.index))) return false;
-  const auto start = Clock::now();
-  work.Make(order.frame,
-            slots.Count() > 0 ? slots.Slot(static_cast<std::size_t>(order.slot)) : std::span<std::uint8_t>());
-  WorkerReport finished = Plain(Kind::kFinished, order.index, SecondsSince(start));
-  finished.waves = work.WaveCount();
-  finished.shown = work.Shown();
-  return SendReport(socket, finished);
+void Spend(WorkerReport& report, Clock::time_point start) {
+  report.seconds += SecondsSince(start);
+  const stage::StageSeconds spent = stage::TakeStageSeconds();
+  for (std::size_t i = 0; i < spent.size(); ++i) report.stages[i] += spent[i];
 }
+
+class Server {
+ public:
+  Server(FrameWork& work, const SharedSlots& slots, int socket) : work_(work), slots_(slots), socket_(socket) {}
+
+  // Until there are no more orders, the parent is gone or a frame has failed. Throws what drawing threw.
+  void ServeAll() {
+    FrameOrder order;
+    while (!failed_ && ReceiveRecord(socket_, &order, sizeof order)) {
+      index_ = order.index;
+      if (StopRequested()) throw stage::Interrupted();
+      if (!SendReport(socket_, Plain(Kind::kStarted, order.index))) return;
+      Serve(order);
+    }
+    index_ = -1;
+    lane_.Wait();
+    if (failed_) return;
+    work_.Finish();
+    SendReport(socket_, Plain(Kind::kEnded, -1));
+  }
+  // Of the order being worked on; -1: none.
+  std::int32_t Index() const { return index_; }
+
+ private:
+  void Serve(const FrameOrder& order) {
+    WorkerReport finished = Plain(Kind::kFinished, order.index);
+    const auto start = Clock::now();
+    auto rest = work_.Make(order.frame, slots_.Count() > 0 ? slots_.Slot(static_cast<std::size_t>(order.slot))
+                                                           : std::span<std::uint8_t>());
+    Spend(finished, start);
+    for (const std::string& note : work_.TakeNotes()) SendReport(socket_, NoteReport(note));
+    finished.waves = work_.WaveCount();
+    finished.shown = work_.Shown();
+    if (!rest) {
+      lane_.Wait();
+      SendReport(socket_, finished);
+      return;
+    }
+    lane_.Run([this, finished, rest = std::move(rest)]() mutable {
+      if (failed_) return;  // the frame before it
+      try {
+        const auto begun = Clock::now();
+        rest();
+        Spend(finished, begun);
+        SendReport(socket_, finished);
+      } catch (...) {
+        failed_ = true;
+        SendReport(socket_, ReportOfFailure(finished.index));
+      }
+    });
+  }
+
+  FrameWork& work_;
+  const SharedSlots& slots_;
+  int socket_;
+  std::int32_t index_ = -1;
+  std::atomic<bool> failed_ = false;  // and told
+  RestLane lane_;
+};
 
 void ServeAll(const std::function<std::unique_ptr<FrameWork>()>& makeWork, const SharedSlots& slots, int socket) {
   std::int32_t index = -1;
   try {
     const std::unique_ptr<FrameWork> work = makeWork();
-    for (FrameOrder order; ReceiveRecord(socket, &order, sizeof order);) {
-      index = order.index;
-      if (!Serve(*work, order, slots, socket)) return;
+    Server server(*work, slots, socket);
+    try {
+      server.ServeAll();
+    } catch (...) {
+      index = server.Index();
+      throw;
     }
-    index = -1;
-    work->Finish();
-    SendReport(socket, Plain(Kind::kEnded, -1));
   } catch (...) {
     SendReport(socket, ReportOfFailure(index));
   }
@@ -130,18 +184,18 @@ void WorkerProcess::Send(const FrameOrder& order) {
 }
 
 void WorkerProcess::OrderStarted() {
-  startedAt_ = Clock::now();
-  started_ = true;
+  if (started_++ == 0) since_ = Clock::now();
 }
 
 FrameOrder WorkerProcess::OrderFinished() {
   const FrameOrder order = orders_.front();
   orders_.pop_front();
-  started_ = false;
+  --started_;
+  since_ = Clock::now();
   return order;
 }
 
-double WorkerProcess::SecondsInFrame() const { return started_ ? SecondsSince(startedAt_) : 0; }
+double WorkerProcess::SecondsInFrame() const { return started_ > 0 ? SecondsSince(since_) : 0; }
 
 void WorkerProcess::NoMoreOrders() { shutdown(socket_, SHUT_WR); }
 

@@ -27,11 +27,12 @@ class WorkerProcess {
   WorkerProcess& operator=(const WorkerProcess&) = delete;
 
   int Socket() const { return socket_; }
-  const std::deque<FrameOrder>& Orders() const { return orders_; }  // not finished yet; the first is being made
+  const std::deque<FrameOrder>& Orders() const { return orders_; }  // not finished yet, those being made first
+  std::size_t StartedOrders() const { return started_; }
   void Send(const FrameOrder& order);
   void OrderStarted();
   FrameOrder OrderFinished();
-  // Seconds since the first order was begun; 0 when none is being made yet.
+  // Seconds since the first order was begun or the one before it was finished; 0 when none is being made.
   double SecondsInFrame() const;
 
   // No more orders: the worker ends when it has done what it was asked for.
@@ -52,8 +53,8 @@ class WorkerProcess {
   int socket_ = -1;
   int status_ = 0;
   std::deque<FrameOrder> orders_;
-  Clock::time_point startedAt_{};
-  bool started_ = false;
+  Clock::time_point since_{};
+  std::size_t started_ = 0;
   bool ended_ = false;  // reported by the worker
 };
 

@@ -1,6 +1,7 @@
-// A growing writer and a reader over plain bytes: native (little-endian) order, packed, no alignment.
+// A growing writer and a bounded reader over plain bytes: native (little-endian) order, packed, no alignment.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 
@@ -47,16 +48,21 @@ class ByteWriter {
   std::uint8_t* buffer_ = nullptr;
 };
 
-// Over bytes that a ByteWriter of this process made; it checks no bounds.
+// Over bytes that a ByteWriter made, or that only claim it: past their end zeros are read, and HasFailed tells.
 class ByteReader {
  public:
-  explicit ByteReader(const std::uint8_t* bytes) : bytes_(bytes) {}
+  ByteReader(const std::uint8_t* bytes, std::size_t size) : bytes_(bytes), size_(size) {}
 
   template <typename Value>
   Value Read() {
-    Value value;
+    Value value{};
+    if (Left() < sizeof(value)) {
+      position_ = size_;
+      failed_ = true;
+      return value;
+    }
     std::memcpy(&value, bytes_ + position_, sizeof(value));
-    position_ += static_cast<std::int32_t>(sizeof(value));
+    position_ += sizeof(value);
     return value;
   }
   template <typename Value>
@@ -66,11 +72,15 @@ class ByteReader {
   // True only for the byte 1.
   void ReadInto(bool& value) { value = Read<std::uint8_t>() == 1; }
 
-  std::int32_t Position() const { return position_; }
+  std::size_t Left() const { return size_ - position_; }
+  bool HasFailed() const { return failed_; }
+  // What was read cannot be followed by what must come.
+  void Fail() { failed_ = true; }
 
  private:
-  std::int32_t position_ = 0;
   const std::uint8_t* bytes_;
+  std::size_t size_, position_ = 0;
+  bool failed_ = false;
 };
 
 }  // namespace orvandel

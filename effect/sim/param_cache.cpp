@@ -62,10 +62,15 @@ void RemoveEntriesFrom(Stepper& stepper, double f) {
 }
 
 // Whether the host promises that nothing has changed since the cache was last checked; then ticks before checkedTo are
-// not checked again. Asking costs as much as checking some ticks, so short sequences do not ask.
+// not checked again. Asking costs as much as checking some ticks, so short sequences do not ask, unless the picture
+// that they would fingerprint is large.
 bool RenewStamp(Stepper& stepper) {
   constexpr double kTicksWorthAsking = 128;
-  const std::uint64_t stamp = stepper.target >= kTicksWorthAsking ? stepper.context->ChangeStamp() : 0;
+  constexpr std::int64_t kPixelsWorthAsking = 1 << 16;
+  const ImageBuffer& input = stepper.context->input;
+  const bool isWorth =
+      stepper.target >= kTicksWorthAsking || std::int64_t{input.width} * input.height >= kPixelsWorthAsking;
+  const std::uint64_t stamp = isWorth ? stepper.context->ChangeStamp() : 0;
   const bool unchanged = stamp != 0 && stamp == stepper.stamp;
   stepper.stamp = stamp;
   return unchanged;

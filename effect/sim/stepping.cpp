@@ -30,10 +30,6 @@ constexpr double kTickSeconds = 0.03333333333333333;
 // another type, whose value may be so large that subtracting 1 from the phase does not change it.
 constexpr float kMostBirthsAStep = 4096;
 
-// Eight times the valid ranges: outlines of millions of rows on which a frame would work for minutes.
-constexpr float kLargestExpansion = 8000;
-constexpr float kLargestCurveSize = 8;
-
 void RefuseEndlessOutlines(const WaveSettings& settings) {
   const bool rounds = settings.waveType == kPolygonWave;
   if (settings.expansion > kLargestExpansion || (rounds && settings.curveSize > kLargestCurveSize)) {
@@ -106,8 +102,10 @@ void RestoreSnapshot(Stepper& stepper) {
   MakeList(stepper);
   const OrvUtilities& utilities = *stepper.context->inRecord->utilities;
   utilities.lockHandle(stepper.snapshotBlock);
-  // After the byte count; the list's own counts tell where it ends.
-  ByteReader reader(static_cast<const std::uint8_t*>(*stepper.snapshotBlock) + sizeof(std::uint32_t));
+  const auto* block = static_cast<const std::uint8_t*>(*stepper.snapshotBlock);
+  std::uint32_t count = 0;
+  std::memcpy(&count, block, sizeof(count));
+  ByteReader reader(block + sizeof(count), count);
   try {
     ReadWaveList(reader, *stepper.list);
   } catch (...) {
@@ -180,17 +178,20 @@ bool TakeResumePoint(Stepper& stepper, double best, double atOrBefore) {
   EffectContext& context = *stepper.context;
   const OrvResumePointsService* service = context.services.ResumePoints();
   const void* bytes = nullptr;
+  std::uint64_t size = 0;
   std::int32_t tick = 0;
   const OrvEffectRef ref = context.inRecord->effectRef;
   if (service == nullptr) return false;
   const ResumeTerms terms = ResumeTermsOf(stepper);
   if (terms.stamp == 0) return false;
-  if (service->latest(ref, static_cast<std::int32_t>(atOrBefore), &tick, &bytes) != 0) return false;
+  if (service->latest(ref, static_cast<std::int32_t>(atOrBefore), &tick, &bytes, &size) != 0) return false;
   if (bytes == nullptr || tick <= best || tick > atOrBefore) return false;
-  ByteReader reader(static_cast<const std::uint8_t*>(bytes));
-  if (!(reader.Read<ResumeTerms>() == terms)) return false;
+  ByteReader reader(static_cast<const std::uint8_t*>(bytes), static_cast<std::size_t>(size));
+  WaveList kept;
+  if (!(reader.Read<ResumeTerms>() == terms) || !ReadWaveList(reader, kept) || !IsPossible(kept)) return false;
   MakeList(stepper);
-  ReadWaveList(reader, *stepper.list);
+  stepper.list->settings = kept.settings;
+  stepper.list->waves.swap(kept.waves);
   stepper.time = tick;
   return true;
 }

@@ -47,6 +47,10 @@ struct Wave {
 // are skipped, dead waves stay in the list until one is drawn.
 inline constexpr std::size_t kMostWaves = std::size_t{1} << 22;
 
+// Eight times the valid ranges: outlines of millions of rows on which a frame would work for minutes.
+inline constexpr float kLargestExpansion = 8000;
+inline constexpr float kLargestCurveSize = 8;
+
 struct WaveList {
   using Waves = HeapList<Wave>;
   using Position = Waves::iterator;

@@ -1,5 +1,9 @@
 #include "effect/sim/wave_bytes.h"
 
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+
 namespace orvandel {
 namespace {
 
@@ -72,6 +76,18 @@ void VisitWaveFields(AnyWave& w, Visit visit) {
   visit(w.sampleTime);
 }
 
+// Beyond what the waves of two million ticks reach; no number at all is beyond it as well. Words are taken as they are:
+// parameters hand in any.
+bool IsPossible(float number) { return std::abs(number) <= 1e10F; }
+template <typename Pair>
+bool IsPossible(const Pair& pair) requires requires {
+  pair.x;
+}
+{ return IsPossible(pair.x) && IsPossible(pair.y); }
+bool IsPossible(std::uint32_t) { return true; }
+bool IsPossible(std::int32_t) { return true; }
+bool IsPossible(bool) { return true; }
+
 }  // namespace
 
 void WriteWaveList(const WaveList& list, ByteWriter& writer) {
@@ -92,22 +108,39 @@ void WriteWave(const Wave& wave, ByteWriter& writer) {
   writer.Append(wave.eachFrame);
 }
 
-void ReadWaveList(ByteReader& reader, WaveList& list) {
+bool ReadWaveList(ByteReader& reader, WaveList& list) {
   reader.Read<float>();
   VisitListFields(list.settings, [&](auto& field) { reader.ReadInto(field); });
-  for (auto count = reader.Read<std::int32_t>(); count >= 1; --count) ReadWave(reader, list.Append());
+  for (auto count = reader.Read<std::int32_t>(); count >= 1 && !reader.HasFailed(); --count) {
+    ReadWave(reader, list.Append());
+  }
+  return !reader.HasFailed();
 }
 
 void ReadWave(ByteReader& reader, Wave& wave) {
   reader.ReadInto(wave.shapeValid);
   if (wave.shapeValid) {
-    wave.shape.resize(static_cast<std::size_t>(reader.Read<std::int32_t>()));
+    const auto count = reader.Read<std::int32_t>();
+    if (count < 0 || static_cast<std::size_t>(count) > reader.Left() / sizeof(UnitPoint)) return reader.Fail();
+    wave.shape.resize(static_cast<std::size_t>(count));
     for (UnitPoint& point : wave.shape) reader.ReadInto(point);
   }
   VisitWaveFields(wave, [&](auto& field) { reader.ReadInto(field); });
   reader.Read<std::uint32_t>();
   reader.ReadInto(wave.eachFrame);
   wave.placedValid = false;
+}
+
+// Of the settings only the phase outlives the next step.
+bool IsPossible(const WaveList& list) {
+  const float phase = list.settings.emitPhase;
+  return phase >= 0 && phase <= 1 && std::all_of(list.waves.begin(), list.waves.end(), [](const Wave& wave) {
+           bool possible =
+               wave.expansion <= kLargestExpansion && wave.curveSize <= kLargestCurveSize && wave.sampleTime >= 0;
+           for (const UnitPoint& point : wave.shape) possible &= IsPossible(point);
+           VisitWaveFields(wave, [&](const auto& field) { possible &= IsPossible(field); });
+           return possible;
+         });
 }
 
 }  // namespace orvandel

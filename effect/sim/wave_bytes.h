@@ -1,5 +1,5 @@
-// The byte forms of a wave list and of a wave: how the resume snapshot holds them in host memory. They never reach a
-// file, carry no version, and are written and read by the same process.
+// The byte forms of a wave list and of a wave: how the resume snapshot and the host's resume points hold them. They
+// carry no version. A host may keep its resume points in files: those are read like anything from outside.
 //
 // Wave list                                   Wave (S = 5 + 8n with a valid shape of n points, else 1)
 //   0  4  reserved f32, 0                       0  1  shapeValid; the next two only when it is 1
@@ -40,8 +40,12 @@ namespace orvandel {
 void WriteWaveList(const WaveList& list, ByteWriter& writer);
 void WriteWave(const Wave& wave, ByteWriter& writer);
 
-// Reads into a fresh list; AllocFailed leaves it half filled, to be discarded.
-void ReadWaveList(ByteReader& reader, WaveList& list);
+// Reads into a fresh list. False when the bytes end early; that, or AllocFailed, leaves it half filled, to be
+// discarded.
+bool ReadWaveList(ByteReader& reader, WaveList& list);
 void ReadWave(ByteReader& reader, Wave& wave);
+// Whether stepping can have left the list, as far as the code that works on it goes by that: numbers that are finite,
+// and nothing that would keep a frame busy for minutes.
+bool IsPossible(const WaveList& list);
 
 }  // namespace orvandel

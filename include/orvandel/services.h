@@ -71,15 +71,17 @@ typedef struct OrvProgressIntervalService {
  * for frames of another size or quality, is passed over; the host may forget it.
  */
 #define ORV_RESUME_POINTS_SERVICE "Orvandel Resume Points"
-#define ORV_RESUME_POINTS_VERSION 1
+#define ORV_RESUME_POINTS_VERSION 2
 
 typedef struct OrvResumePointsService {
   /* Whether the state at `tick` (of 1/30 s) shall be kept, on a way that began at tick `from` and ends at `to`. */
   int32_t (*wanted)(OrvEffectRef effectRef, int32_t tick, int32_t from, int32_t to, int32_t* wanted);
-  /* Takes a copy of the bytes. They mean something to this effect in this process alone. */
+  /* Takes a copy of the bytes. They mean something to this version of the effect alone, on every machine whose bytes
+     lie in this one's order. A host that keeps them longer than the process knows what they are for by itself. */
   int32_t (*keep)(OrvEffectRef effectRef, int32_t tick, const void* bytes, uint64_t size);
-  /* The latest one at or before a tick; *bytes null: there is none. Valid until the next call of this service. */
-  int32_t (*latest)(OrvEffectRef effectRef, int32_t atOrBefore, int32_t* tick, const void** bytes);
+  /* The latest one at or before a tick; *bytes null: there is none. Valid until the next call of this service. The
+     effect passes over bytes that it cannot have handed out; those that were altered with care give other waves. */
+  int32_t (*latest)(OrvEffectRef effectRef, int32_t atOrBefore, int32_t* tick, const void** bytes, uint64_t* size);
 } OrvResumePointsService;
 
 /* A mask path lent by the host for one time; 0: no such mask. */

@@ -86,6 +86,9 @@ class Deflate final : public PngCompressor {
     if (effort == PngEffort::kFast) return FastStream().Pack(bytes);
     return AlwaysTheSame(bytes, effort == PngEffort::kSmall ? kSmallLevel : kDefaultLevel);
   }
+  std::uint32_t Crc(std::span<const std::uint8_t> bytes) const override {
+    return libdeflate_crc32(0, bytes.data(), bytes.size());
+  }
 };
 
 const Deflate compressor;

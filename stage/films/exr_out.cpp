@@ -2,6 +2,7 @@
 #include <cstdint>
 
 #include "stage/base/partial_file.h"
+#include "stage/base/stage_clock.h"
 #include "stage/ffmpeg/ffmpeg_support.h"
 #include "stage/films/film_out.h"
 #include "stage/picture/light_curve.h"
@@ -32,6 +33,7 @@ void Fill(const Picture16& picture, AVFrame& frame) {
 }  // namespace
 
 void WriteExr(const std::filesystem::path& file, const Picture16& picture, IfTaken ifTaken) {
+  const StageTimer encoding(WorkStage::kEncoding);
   PartialFile partial(file, ifTaken);
   const AvComplaints complaints;
   const auto check = [&](int code) {
@@ -58,6 +60,7 @@ void WriteExr(const std::filesystem::path& file, const Picture16& picture, IfTak
   const AvPacket packet = NewPacket();
   check(avcodec_send_frame(codec.get(), frame.get()));
   check(avcodec_receive_packet(codec.get(), packet.get()));
+  const StageTimer writing(WorkStage::kWriting);
   partial.Write({packet->data, static_cast<std::size_t>(packet->size)});
   partial.Keep();
 }

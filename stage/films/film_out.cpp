@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "stage/base/errors.h"
+#include "stage/base/stage_clock.h"
 #include "stage/ffmpeg/ffmpeg_support.h"
 #include "stage/films/film_out.h"
 #include "stage/films/sound_track.h"
@@ -150,9 +151,10 @@ class EncodedFilm final : public FilmWriter {
     PrepareFrames();
   }
 
-  void Add(const Picture& picture) override {
+  void Add(const PictureRows& picture) override {
     if (picture.width != options_.width || picture.height != options_.height)
       partial_.Fail("a picture of another size came");
+    const StageTimer encoding(WorkStage::kEncoding);
     const AvComplaints complaints;
     // The encoder may still hold the frame before this one.
     Check(av_frame_make_writable(frame_.get()), complaints);
@@ -165,6 +167,7 @@ class EncodedFilm final : public FilmWriter {
 
   void Finish() override {
     if (pictures_ == 0) partial_.Fail("a film needs at least one picture");
+    const StageTimer encoding(WorkStage::kEncoding);
     const AvComplaints complaints;
     Check(avcodec_send_frame(codec_.get(), nullptr), complaints);
     WritePackets(complaints);
@@ -287,10 +290,10 @@ class EncodedFilm final : public FilmWriter {
     return source_->data[0] + static_cast<std::ptrdiff_t>(y) * source_->linesize[0];
   }
 
-  void FillFrame(const Picture& picture) {
-    const std::uint8_t* in = picture.bytes.data();
-    const std::size_t rowBytes = static_cast<std::size_t>(picture.width) * 4;
-    for (std::int32_t y = 0; y < picture.height; ++y, in += rowBytes) {
+  void FillFrame(const PictureRows& picture) {
+    const std::size_t rowBytes = picture.RowSize();
+    for (std::int32_t y = 0; y < picture.height; ++y) {
+      const std::uint8_t* const in = picture.Row(y);
       std::uint8_t* out = SourceRow(y);
       if (format_.overBlack) {
         CopyOverBlack(in, picture.width, out);
@@ -336,6 +339,7 @@ class EncodedFilm final : public FilmWriter {
   }
 
   void Write(AVPacket& packet, int stream, AVRational timeBase, const AvComplaints& complaints) {
+    const StageTimer writing(WorkStage::kWriting);
     packet.stream_index = stream;
     av_packet_rescale_ts(&packet, timeBase, output_->streams[stream]->time_base);
     Check(av_interleaved_write_frame(output_.get(), &packet), complaints);

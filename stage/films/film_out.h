@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "stage/base/partial_file.h"
-#include "stage/picture/picture.h"
 #include "stage/picture/picture16.h"
+#include "stage/picture/picture_rows.h"
 #include "stage/scene/timebase.h"
 
 namespace orvandel::stage {
@@ -19,7 +19,7 @@ namespace orvandel::stage {
 class FilmWriter {
  public:
   virtual ~FilmWriter() = default;  // without Finish: the unfinished file is removed
-  virtual void Add(const Picture& picture) = 0;
+  virtual void Add(const PictureRows& picture) = 0;
   virtual void Finish() = 0;
 };
 

@@ -104,7 +104,7 @@ Background::Background(const Scene& scene, const OutputScale& scale) : scene_(sc
 }
 
 Picture Background::PixelsAt(std::int32_t hostTime) {
-  return pictures_ == nullptr ? Picture() : pictures_->At(hostTime)->ToPicture();
+  return pictures_ == nullptr ? Picture() : CopyOf(pictures_->At(hostTime)->Rows());
 }
 
 Picture16 Background::Behind(const Picture16& picture, std::int32_t hostTime) {
@@ -113,16 +113,19 @@ Picture16 Background::Behind(const Picture16& picture, std::int32_t hostTime) {
   return scene_.linear ? LayBy<Light>(scene_.blend, picture, behinds) : LayBy<Stored>(scene_.blend, picture, behinds);
 }
 
-Picture Background::Behind(const Picture& picture, std::int32_t hostTime) {
-  if (scene_.linear || scene_.blend != Blend::kNormal) return Narrowed(Behind(Widened(picture), hostTime));
+Picture Background::Behind(const PictureRows& rows, std::int32_t hostTime) {
+  if (scene_.linear || scene_.blend != Blend::kNormal) return Narrowed(Behind(Widened(CopyOf(rows)), hostTime));
   const Picture pixels = PixelsAt(hostTime);
   const Behinds behinds(pixels, scene_.background.color.value_or(0));
-  Picture result(picture.width, picture.height);
-  for (std::size_t at = 0; at < picture.bytes.size(); at += 4) {
-    const std::uint8_t* top = &picture.bytes[at];
-    const Rgb behind = behinds.At(at);
-    result.bytes[at] = 255;
-    for (std::size_t c = 0; c < 3; ++c) result.bytes[at + 1 + c] = Over(top[1 + c], top[0], behind[c]);
+  Picture result(rows.width, rows.height);
+  std::size_t at = 0;
+  for (std::int32_t y = 0; y < rows.height; ++y) {
+    const std::uint8_t* top = rows.Row(y);
+    for (std::int32_t x = 0; x < rows.width; ++x, top += 4, at += 4) {
+      const Rgb behind = behinds.At(at);
+      result.bytes[at] = 255;
+      for (std::size_t c = 0; c < 3; ++c) result.bytes[at + 1 + c] = Over(top[1 + c], top[0], behind[c]);
+    }
   }
   return result;
 }

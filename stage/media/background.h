@@ -7,6 +7,7 @@
 #include "stage/media/layer_pictures.h"
 #include "stage/picture/picture.h"
 #include "stage/picture/picture16.h"
+#include "stage/picture/picture_rows.h"
 #include "stage/scene/scene.h"
 
 namespace orvandel::stage {
@@ -22,7 +23,7 @@ class Background {
   Picture16 Behind(const Picture16& picture, std::int32_t hostTime);
   // With normal blend in stored values each channel is (colour x alpha + background x (255 - alpha) + 127) / 255 in
   // integers; otherwise the same as above, rounded.
-  Picture Behind(const Picture& picture, std::int32_t hostTime);
+  Picture Behind(const PictureRows& rows, std::int32_t hostTime);
 
  private:
   // The background's pixels at the time; empty where it is a colour.

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <iterator>
 
+#include "stage/base/stage_clock.h"
 #include "stage/picture/picture_scale.h"
 
 namespace orvandel::stage {
@@ -53,6 +54,7 @@ std::shared_ptr<HostImage> LayerPictures::At(std::int32_t hostTime) {
 }
 
 std::shared_ptr<HostImage> LayerPictures::Prepare(std::int64_t key) {
+  const StageTimer reading(WorkStage::kReading);
   Picture picture = source_->Decode(key);
   return std::make_shared<HostImage>(source_->IsScaled() ? std::move(picture) : Scaled(std::move(picture)));
 }

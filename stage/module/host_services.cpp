@@ -239,9 +239,13 @@ std::int32_t KeepResumePoint(OrvEffectRef effectRef, std::int32_t tick, const vo
   });
 }
 
-std::int32_t LatestResumePoint(OrvEffectRef effectRef, std::int32_t atOrBefore, std::int32_t* tick,
-                               const void** bytes) {
-  return WithResumePoints(effectRef, [&](ResumePoints& points) { *bytes = points.Latest(atOrBefore, *tick); });
+std::int32_t LatestResumePoint(OrvEffectRef effectRef, std::int32_t atOrBefore, std::int32_t* tick, const void** bytes,
+                               std::uint64_t* size) {
+  return WithResumePoints(effectRef, [&](ResumePoints& points) {
+    const std::span<const std::uint8_t> latest = points.Latest(atOrBefore, *tick);
+    *bytes = latest.data();
+    *size = latest.size();
+  });
 }
 
 std::int32_t ReportWave(OrvEffectRef effectRef, const OrvWave* wave) {

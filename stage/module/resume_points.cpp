@@ -13,13 +13,13 @@ constexpr std::size_t kMostBytes = std::size_t{16} << 20;
 
 }  // namespace
 
-bool ResumePoints::Wants(std::int32_t tick, std::int32_t from, std::int32_t to) const {
+bool RecentPoints::Wants(std::int32_t tick, std::int32_t from, std::int32_t to) {
   const std::int32_t left = to - tick;
   const bool nearTheEnd = to - from >= kShortWay && left > 0 && left < kGrid && (left & (left - 1)) == 0;
   return (nearTheEnd || tick % kGrid == 0) && states_.count(tick) == 0;
 }
 
-void ResumePoints::Keep(std::int32_t tick, std::span<const std::uint8_t> bytes) {
+void RecentPoints::Keep(std::int32_t tick, std::span<const std::uint8_t> bytes) {
   if (bytes.size() > kMostBytes / 4) return;
   std::vector<std::uint8_t> state(bytes.begin(), bytes.end());
   std::vector<std::uint8_t>& place = states_[tick];
@@ -29,7 +29,7 @@ void ResumePoints::Keep(std::int32_t tick, std::span<const std::uint8_t> bytes) 
 }
 
 // Of the inner ones; the first and the last have no gap to be measured.
-void ResumePoints::DropOne() {
+void RecentPoints::DropOne() {
   auto worst = states_.begin();
   double least = -1;
   for (auto at = states_.begin(); at != states_.end(); ++at) {
@@ -46,16 +46,16 @@ void ResumePoints::DropOne() {
   states_.erase(worst);
 }
 
-const void* ResumePoints::Latest(std::int32_t atOrBefore, std::int32_t& tick) {
+std::span<const std::uint8_t> RecentPoints::Latest(std::int32_t atOrBefore, std::int32_t& tick) {
   asked_ = atOrBefore;
   auto after = states_.upper_bound(atOrBefore);
-  if (after == states_.begin()) return nullptr;
+  if (after == states_.begin()) return {};
   --after;
   tick = after->first;
-  return after->second.data();
+  return after->second;
 }
 
-void ResumePoints::Clear() {
+void RecentPoints::Clear() {
   states_.clear();
   bytes_ = 0;
 }

@@ -1,8 +1,4 @@
-// States of a sequence's simulation, kept on the way so that an earlier frame need not begin at the start.
-//
-// A way of some length leaves one state every 32 ticks, and before its end one at 16, 8, 4, 2 and 1 ticks: whoever
-// steps backward then finds one near by, each further step adding what it needs. They are bounded in number and bytes;
-// those go first that lie closest to their neighbours for how far they are from the latest place asked for.
+// States of a sequence's simulation, kept on the way so that another frame need not begin at the start.
 #pragma once
 
 #include <cstddef>
@@ -15,11 +11,27 @@ namespace orvandel::stage {
 
 class ResumePoints {
  public:
-  bool Wants(std::int32_t tick, std::int32_t from, std::int32_t to) const;
-  void Keep(std::int32_t tick, std::span<const std::uint8_t> bytes);
-  // Null: none at or before it. Valid until the next call.
-  const void* Latest(std::int32_t atOrBefore, std::int32_t& tick);
-  void Clear();
+  virtual ~ResumePoints() = default;
+  // Whether the state at this tick is to be kept, on the way between two others.
+  virtual bool Wants(std::int32_t tick, std::int32_t from, std::int32_t to) = 0;
+  virtual void Keep(std::int32_t tick, std::span<const std::uint8_t> bytes) = 0;
+  // Empty: none at or before it. Valid until the next call.
+  virtual std::span<const std::uint8_t> Latest(std::int32_t atOrBefore, std::int32_t& tick) = 0;
+  // The sequence has ended, or its values have changed.
+  virtual void Clear() = 0;
+};
+
+// In memory, for frames asked for backward.
+//
+// A way of some length leaves one state every 32 ticks, and before its end one at 16, 8, 4, 2 and 1 ticks: whoever
+// steps backward then finds one near by, each further step adding what it needs. They are bounded in number and bytes;
+// those go first that lie closest to their neighbours for how far they are from the latest place asked for.
+class RecentPoints final : public ResumePoints {
+ public:
+  bool Wants(std::int32_t tick, std::int32_t from, std::int32_t to) override;
+  void Keep(std::int32_t tick, std::span<const std::uint8_t> bytes) override;
+  std::span<const std::uint8_t> Latest(std::int32_t atOrBefore, std::int32_t& tick) override;
+  void Clear() override;
 
  private:
   void DropOne();

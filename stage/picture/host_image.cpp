@@ -36,17 +36,6 @@ HostImage::HostImage(const Picture& picture) : HostImage(picture.width, picture.
   checksum_ = Checksum();
 }
 
-// Appended row by row, so that no byte of the result is written twice.
-Picture HostImage::ToPicture() const {
-  Picture picture;
-  picture.width = width_;
-  picture.height = height_;
-  const std::size_t rowSize = static_cast<std::size_t>(width_) * 4;
-  picture.bytes.reserve(rowSize * static_cast<std::size_t>(height_));
-  for (std::int32_t y = 0; y < height_; ++y) picture.bytes.insert(picture.bytes.end(), Row(y), Row(y) + rowSize);
-  return picture;
-}
-
 bool HostImage::PaddingIntact() const {
   for (std::int32_t y = 0; y < height_; ++y) {
     const std::uint8_t* row = Row(y);

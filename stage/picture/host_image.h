@@ -8,7 +8,7 @@
 #include <memory>
 
 #include "orvandel/types.h"
-#include "stage/picture/picture.h"
+#include "stage/picture/picture_rows.h"
 
 namespace orvandel::stage {
 
@@ -20,7 +20,7 @@ class HostImage {
   explicit HostImage(const Picture& picture);
 
   OrvImage Record() { return {data_.get(), width_, height_, rowBytes_, 0, this}; }
-  Picture ToPicture() const;
+  PictureRows Rows() const { return {width_, height_, data_.get(), rowBytes_}; }
   std::size_t ByteCount() const { return static_cast<std::size_t>(rowBytes_) * static_cast<std::size_t>(height_); }
 
   // Whether nothing was written behind the rows.

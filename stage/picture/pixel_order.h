@@ -10,5 +10,12 @@ namespace orvandel::stage {
 // In place.
 void AlphaLast(std::uint8_t* row, std::size_t pixels);
 void AlphaFirst(std::uint8_t* row, std::size_t pixels);
+// From one place to another.
+void CopyAlphaLast(const std::uint8_t* row, std::uint8_t* out, std::size_t pixels);
+// `row` less `above`, byte by byte, the alpha last.
+void DifferenceAlphaLast(const std::uint8_t* row, const std::uint8_t* above, std::uint8_t* out, std::size_t pixels);
+
+// How many pixels of a row with its alpha first are not transparent.
+std::size_t CountVisible(const std::uint8_t* row, std::size_t pixels);
 
 }  // namespace orvandel::stage

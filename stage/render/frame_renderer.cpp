@@ -1,15 +1,19 @@
 #include "stage/render/frame_renderer.h"
 
+#include <fmt/format.h>
+
 #include <cstdio>
 #include <exception>
 #include <string>
 #include <utility>
 
+#include "stage/base/stage_clock.h"
 #include "stage/base/within_memory.h"
 #include "stage/media/sequence_rules.h"
 #include "stage/module/module_session.h"
 #include "stage/picture/host_image.h"
 #include "stage/render/scene_answers.h"
+#include "stage/render/snapshot_files.h"
 
 namespace orvandel::stage {
 // A sequence is set up before the first frame and goes on from frame to frame. It ends early after a failure, because
@@ -28,6 +32,20 @@ struct FrameRenderer::Impl {
     answers.onWave = options.onWave;
     answers.maxWaves = options.maxWaves;
     freshEveryFrame = NeedsFresh();
+    resumePoints = MakeResumePoints(place);
+    if (freshEveryFrame && !options.snapshots.empty() && options.onNote) {
+      options.onNote(
+          fmt::format("no snapshots of effect {}: each of its frames is made from the scene's start", place + 1));
+    }
+  }
+
+  // Null: none are kept.
+  std::unique_ptr<ResumePoints> MakeResumePoints(std::size_t place) const {
+    if (options.snapshots.empty()) return options.keepResumePoints ? std::make_unique<RecentPoints>() : nullptr;
+    return std::make_unique<SnapshotFiles>(options.snapshots, fmt::format("effect{}", place + 1),
+                                           options.ticksBetweenSnapshots, [this](const std::string& text) {
+                                             if (options.onNote) options.onNote(text);
+                                           });
   }
 
   ~Impl() {
@@ -46,7 +64,7 @@ struct FrameRenderer::Impl {
 
   void SceneChanged() {
     answers.SceneChanged();
-    resumePoints.Clear();
+    if (resumePoints != nullptr) resumePoints->Clear();
     freshEveryFrame = NeedsFresh();
     outdated = outdated || NeedsFreshSequenceAfterChange(scene, emitter, module.catalog);
   }
@@ -59,9 +77,11 @@ struct FrameRenderer::Impl {
   }
 
   void EndSequence() {
-    resumePoints.Clear();
+    if (resumePoints != nullptr) resumePoints->Clear();
     if (sequence == nullptr) return;
+    answers.sequenceEnds = true;
     module.Send({.selector = ORV_SEQUENCE_SET_DOWN}, answers, When(0), sequence);
+    answers.sequenceEnds = false;
     if (const std::string left = module.ledger.EndOwner(static_cast<const HostAnswers*>(&answers)); !left.empty())
       throw WorkError(left);
   }
@@ -71,11 +91,12 @@ struct FrameRenderer::Impl {
     render.params = answers.ParamsAt(hostTime);
     render.output = &image;
     answers.wavesReported = 0;
-    answers.resumePoints = options.keepResumePoints && !freshEveryFrame ? &resumePoints : nullptr;
+    answers.resumePoints = freshEveryFrame ? nullptr : resumePoints.get();
     module.Send(render, answers, When(hostTime), sequence);
   }
 
   void RenderInto(std::int32_t hostTime, const OrvImage& image) {
+    const StageTimer drawing(WorkStage::kDrawing);
     if (freshEveryFrame || failed || outdated) EndSequence();
     outdated = false;
     failed = true;
@@ -84,7 +105,7 @@ struct FrameRenderer::Impl {
     failed = false;
   }
 
-  Picture RenderAt(std::int32_t hostTime) {
+  PictureRows RenderRows(std::int32_t hostTime) {
     if (output == nullptr) output = std::make_unique<HostImage>(scale.width, scale.height);
     answers.output = output.get();
     try {
@@ -94,7 +115,7 @@ struct FrameRenderer::Impl {
       throw;
     }
     answers.output = nullptr;
-    return output->ToPicture();
+    return output->Rows();
   }
 
   EffectModule::Impl& module;
@@ -105,7 +126,7 @@ struct FrameRenderer::Impl {
   SceneAnswers answers;
   std::unique_ptr<HostImage> output;  // made when the picture is to be kept here
   OrvHandle sequence = nullptr;
-  ResumePoints resumePoints;
+  std::unique_ptr<ResumePoints> resumePoints;
   bool freshEveryFrame = false;
   bool failed = false;    // the last frame did not come to its end
   bool outdated = false;  // the sequence's waves may have been drawn from other pictures or masks
@@ -119,7 +140,11 @@ FrameRenderer::~FrameRenderer() = default;
 Picture FrameRenderer::Render(std::int32_t frame) { return RenderAt(impl_->scene.time.TimeOfFrame(frame)); }
 
 Picture FrameRenderer::RenderAt(std::int32_t hostTime) {
-  return WithinMemory([&] { return impl_->RenderAt(hostTime); });
+  return WithinMemory([&] { return CopyOf(impl_->RenderRows(hostTime)); });
+}
+
+PictureRows FrameRenderer::RenderRows(std::int32_t hostTime) {
+  return WithinMemory([&] { return impl_->RenderRows(hostTime); });
 }
 
 void FrameRenderer::RenderInto(std::int32_t hostTime, std::uint8_t* top, std::int32_t rowBytes) {

@@ -2,12 +2,14 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <optional>
+#include <string>
 
 #include "stage/module/effect_module.h"
-#include "stage/picture/picture.h"
+#include "stage/picture/picture_rows.h"
 #include "stage/scene/output_scale.h"
 #include "stage/scene/scene.h"
 
@@ -25,13 +27,19 @@ struct RenderOptions {
   // frame then ends with what was thrown.
   std::function<void(const OrvWave&)> onWave = {};
   std::int64_t maxWaves = 0;  // a frame with more waves alive is refused before it is drawn: InputError; 0: no bound
-  // After every command: nothing written beside the output's pixels, nothing at all into the input and the layers. It
-  // costs one reading of every picture lent, about half a millisecond each at full HD.
+  // Nothing may be written beside the output's pixels, which is checked after every command, and nothing at all into
+  // the input and the layers, which is checked after the first ones, some of the later ones, and the last: it costs one
+  // reading of every picture lent, about half a millisecond each at full HD.
   bool checkImages = true;
   bool measureCoverage = false;  // for SceneRenderer::Coverage
 
   // States of the simulation are kept on the way, for frames asked for backward.
   bool keepResumePoints = false;
+  // They are kept in files instead, in this folder, which must be of this very scene, module and size: every render
+  // finds them (snapshot_files.h). Empty: not.
+  std::filesystem::path snapshots = {};
+  std::int32_t ticksBetweenSnapshots = 600;
+  std::function<void(const std::string&)> onNote = {};  // what people should know of them
 
   OutputScale ScaleOf(const Scene& scene) const { return scale ? *scale : OutputScale::Downsampled(scene, downsample); }
 };
@@ -50,6 +58,8 @@ class FrameRenderer {
   Picture Render(std::int32_t frame);
   // The same at a host time, for samples between frames.
   Picture RenderAt(std::int32_t hostTime);
+  // The same without a copy: valid until the next frame.
+  PictureRows RenderRows(std::int32_t hostTime);
   // The same into memory of the output's size, from its top row; alpha, red, green, blue. After an exception it holds
   // anything.
   void RenderInto(std::int32_t hostTime, std::uint8_t* top, std::int32_t rowBytes);

@@ -22,7 +22,8 @@ class SceneAnswers final : public HostAnswers {
   SceneAnswers(EffectModule::Impl& module, const Scene& scene, const Emitter& emitter, const OutputScale& scale);
 
   std::function<bool()> shouldStop;            // empty: never
-  bool checkImages = true;                     // after every command; see RenderOptions
+  bool checkImages = true;                     // see RenderOptions
+  bool sequenceEnds = false;                   // with the running command
   HostImage* output = nullptr;                 // of the running command: only its padding is watched
   std::function<void(const OrvWave&)> onWave;  // see RenderOptions
   std::int64_t maxWaves = 0;
@@ -64,6 +65,7 @@ class SceneAnswers final : public HostAnswers {
  private:
   void OpenMedia();
   std::unique_ptr<LayerPictures>& OpenLayer(std::size_t place);
+  bool LentPicturesAreWhole();
   OrvImage Lend(const std::shared_ptr<HostImage>& image);
 
   EffectModule::Impl& module_;
@@ -76,6 +78,8 @@ class SceneAnswers final : public HostAnswers {
   std::unique_ptr<LayerPictures> input_;
   std::vector<std::unique_ptr<LayerPictures>> layers_;  // by place; null where the emitter never chooses it
   std::vector<std::shared_ptr<HostImage>> lent_;        // in this command, each once
+  std::vector<std::shared_ptr<HostImage>> unchecked_;   // lent since they were last checked
+  std::uint32_t commands_ = 0;
   std::vector<OrvParamDef> params_;
   std::vector<OrvParamDef*> paramPointers_;
 };

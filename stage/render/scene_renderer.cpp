@@ -8,8 +8,10 @@
 #include <fmt/format.h>
 
 #include "stage/base/errors.h"
+#include "stage/base/stage_clock.h"
 #include "stage/base/within_memory.h"
 #include "stage/media/background.h"
+#include "stage/picture/pixel_order.h"
 #include "stage/render/composite.h"
 #include "stage/render/glow.h"
 #include "stage/render/motion_blur.h"
@@ -18,11 +20,17 @@ namespace orvandel::stage {
 
 namespace {
 
-template <typename Channel, typename IsSeen>
-double ShareOf(const std::vector<Channel>& channels, const IsSeen& isSeen) {
+double CoverageOf(const Picture16& picture) {
   std::size_t seen = 0;
-  for (std::size_t i = 0; i < channels.size(); i += 4) seen += isSeen(channels[i]) ? 1 : 0;
-  return static_cast<double>(seen) / static_cast<double>(channels.size() / 4);
+  for (std::size_t i = 0; i < picture.words.size(); i += 4) seen += EightBits(picture.words[i]) != 0 ? 1 : 0;
+  return static_cast<double>(seen) / static_cast<double>(picture.words.size() / 4);
+}
+
+double CoverageOf(const PictureRows& rows) {
+  std::size_t seen = 0;
+  for (std::int32_t y = 0; y < rows.height; ++y)
+    seen += CountVisible(rows.Row(y), static_cast<std::size_t>(rows.width));
+  return static_cast<double>(seen) / (static_cast<double>(rows.width) * rows.height);
 }
 
 }  // namespace
@@ -93,32 +101,45 @@ struct SceneRenderer::Impl {
   }
 
   Picture16 Effects16(std::int32_t hostTime) {
+    const StageTimer compositing(WorkStage::kCompositing);
     mostWaves = 0;
     Picture16 picture = BlurredAt(hostTime);
     if (scene.glow) picture = WithGlow(picture, *scene.glow, scale.Map().y, scene.linear, glowRoom);
-    if (measureCoverage) coverage = ShareOf(picture.words, [](std::uint16_t alpha) { return EightBits(alpha) != 0; });
+    if (measureCoverage) coverage = CoverageOf(picture);
     return picture;
   }
 
   // The bytes of a scene's only effect.
-  Picture Untouched(std::int32_t hostTime) {
+  PictureRows Untouched(std::int32_t hostTime) {
+    const StageTimer compositing(WorkStage::kCompositing);
     mostWaves = 0;
-    Picture picture = PictureOf(0, hostTime);
+    PictureRows rows;
+    AtEffect(0, [&](FrameRenderer& renderer) { rows = renderer.RenderRows(hostTime); });
     CountWaves();
-    if (measureCoverage) coverage = ShareOf(picture.bytes, [](std::uint8_t alpha) { return alpha != 0; });
-    return picture;
+    if (measureCoverage) coverage = CoverageOf(rows);
+    return rows;
   }
 
-  Picture Effects(std::int32_t hostTime) { return IsUntouched() ? Untouched(hostTime) : Narrowed(Effects16(hostTime)); }
+  Picture Effects(std::int32_t hostTime) {
+    return IsUntouched() ? CopyOf(Untouched(hostTime)) : Narrowed(Effects16(hostTime));
+  }
 
   Picture16 Render16(std::int32_t hostTime) {
+    const StageTimer compositing(WorkStage::kCompositing);
     Picture16 picture = Effects16(hostTime);
     return background ? background->Behind(picture, hostTime) : picture;
   }
 
   Picture Render(std::int32_t hostTime) {
+    const StageTimer compositing(WorkStage::kCompositing);
     if (!background) return Effects(hostTime);
     return IsUntouched() ? background->Behind(Untouched(hostTime), hostTime) : Narrowed(Render16(hostTime));
+  }
+
+  PictureRows RenderRows(std::int32_t hostTime) {
+    if (IsUntouched() && !background) return Untouched(hostTime);
+    composed = Render(hostTime);
+    return composed;
   }
 
   const Scene& scene;
@@ -127,6 +148,7 @@ struct SceneRenderer::Impl {
   std::vector<std::unique_ptr<FrameRenderer>> renderers;
   std::int64_t mostWaves = 0;  // of the frame
   double coverage = 0;
+  Picture composed;  // of RenderRows
   GlowRoom glowRoom;
   std::optional<Background> background;
 };
@@ -147,6 +169,12 @@ Picture SceneRenderer::RenderAt(std::int32_t hostTime) {
 Picture16 SceneRenderer::Render16At(std::int32_t hostTime) {
   return WithinMemory([&] { return impl_->Render16(hostTime); });
 }
+
+PictureRows SceneRenderer::RenderRows(std::int32_t frame) {
+  return WithinMemory([&] { return impl_->RenderRows(impl_->scene.time.TimeOfFrame(frame)); });
+}
+
+void SceneRenderer::MeasureCoverage(bool measure) { impl_->measureCoverage = measure; }
 
 void SceneRenderer::RenderInto(std::int32_t hostTime, std::uint8_t* top, std::int32_t rowBytes) {
   if (impl_->IsUntouched() && !impl_->background) {

@@ -11,6 +11,7 @@
 
 #include "stage/module/effect_module.h"
 #include "stage/picture/picture16.h"
+#include "stage/picture/picture_rows.h"
 #include "stage/render/frame_renderer.h"
 #include "stage/scene/scene.h"
 
@@ -31,6 +32,8 @@ class SceneRenderer {
   // The same at a host time, which may lie between frames.
   Picture RenderAt(std::int32_t hostTime);
   Picture16 Render16At(std::int32_t hostTime);
+  // Without a copy where the effect's own bytes are the picture: valid until the next frame.
+  PictureRows RenderRows(std::int32_t frame);
   // Into memory of the output's size, from its top row: alpha, red, green, blue. After an exception it holds anything.
   void RenderInto(std::int32_t hostTime, std::uint8_t* top, std::int32_t rowBytes);
   // The scene has other values than at the last frame, or its live pictures show something else.
@@ -40,6 +43,8 @@ class SceneRenderer {
 
   // How many waves of all effects were alive at once in the last frame rendered; with motion blur, at most.
   std::int64_t WaveCount() const;
+  // Reading every picture once more costs a tenth of a simple scene's time: whoever knows enough turns it off.
+  void MeasureCoverage(bool measure);
   // Part of the last frame's pixels, 0..1, on which the effects leave anything, whatever stands behind.
   double Coverage() const;
   // The effects' picture alone, without what stands behind.

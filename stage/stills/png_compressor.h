@@ -30,6 +30,8 @@ class PngCompressor {
   };
   // A zlib stream. Any thread may call it. Its bytes, unpacked, are the same on all machines.
   virtual Packed Compress(std::span<const std::uint8_t> bytes, PngEffort effort) const = 0;
+  // The checksum of PNG's chunks.
+  virtual std::uint32_t Crc(std::span<const std::uint8_t> bytes) const = 0;
 };
 
 }  // namespace orvandel::stage

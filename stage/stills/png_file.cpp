@@ -14,7 +14,7 @@
 #include "stage/base/addition.h"
 #include "stage/base/errors.h"
 #include "stage/base/file_bytes.h"
-#include "stage/base/partial_file.h"
+#include "stage/base/stage_clock.h"
 #include "stage/picture/pixel_order.h"
 
 namespace orvandel::stage {
@@ -52,57 +52,42 @@ Picture FromRgba(const std::uint8_t* in, std::int32_t width, std::int32_t height
   return picture;
 }
 
-unsigned Compress(unsigned char** out, std::size_t* outSize, const unsigned char* in, std::size_t inSize,
-                  const LodePNGCompressSettings* settings) {
-  const auto effort = *static_cast<const PngEffort*>(settings->custom_context);
-  try {
-    auto [bytes, size] = Addition<PngCompressor>::Find()->Compress({in, inSize}, effort);
-    *out = bytes.release();
-    *outSize = size;
-  } catch (const std::bad_alloc&) {
-    *out = nullptr;
+using Packed = PngCompressor::Packed;
+
+// A zlib stream. Throws std::bad_alloc.
+Packed Compressed(std::span<const std::uint8_t> bytes, PngEffort effort) {
+  Packed packed;
+  if (const PngCompressor* compressor = Addition<PngCompressor>::Find()) {
+    packed = compressor->Compress(bytes, effort);
+  } else {
+    LodePNGCompressSettings settings;
+    lodepng_compress_settings_init(&settings);
+    unsigned char* out = nullptr;
+    if (lodepng_zlib_compress(&out, &packed.size, bytes.data(), bytes.size(), &settings) == 0) packed.bytes.reset(out);
   }
-  return *out == nullptr ? kOutOfMemory : 0;
+  if (packed.bytes == nullptr) throw std::bad_alloc();
+  return packed;
 }
 
-struct Encoded {
-  Bytes bytes;
-  std::size_t size = 0;
-  unsigned code = 0;  // not 0: failed
-
-  std::string Complaint() const { return std::string("cannot be encoded: ") + lodepng_error_text(code); }
-};
-
-// `rgba` as the library has it.
-Encoded Encode(const std::uint8_t* rgba, std::int32_t width, std::int32_t height, unsigned bits,
-               PngEffort effort = PngEffort::kDefault) {
-  Codec codec;
-  for (LodePNGColorMode* mode : {&codec->info_raw, &codec->info_png.color}) {
-    mode->colortype = LCT_RGBA;
-    mode->bitdepth = bits;
-  }
-  codec->encoder.auto_convert = 0;
-  // Differences to the row above: a quarter to a half smaller than the rows themselves, and faster to pack.
-  codec->encoder.filter_strategy = LFS_TWO;
-  if (Addition<PngCompressor>::Find() != nullptr) {
-    codec->encoder.zlibsettings.custom_zlib = Compress;
-    codec->encoder.zlibsettings.custom_context = &effort;
-  }
-  unsigned char* bytes = nullptr;
-  Encoded encoded;
-  encoded.code = lodepng_encode(&bytes, &encoded.size, rgba, static_cast<unsigned>(width),
-                                static_cast<unsigned>(height), codec.Address());
-  encoded.bytes.reset(bytes);
-  if (encoded.code == kOutOfMemory) throw std::bad_alloc();
-  return encoded;
+std::uint32_t Crc(std::span<const std::uint8_t> bytes) {
+  const PngCompressor* compressor = Addition<PngCompressor>::Find();
+  return compressor != nullptr ? compressor->Crc(bytes) : lodepng_crc32(bytes.data(), bytes.size());
 }
 
-void Write(const std::filesystem::path& file, const Encoded& encoded, IfTaken ifTaken) {
-  PartialFile partial(file, ifTaken);
-  if (encoded.code != 0) partial.Fail(encoded.Complaint());
-  partial.Write({encoded.bytes.get(), encoded.size});
-  partial.Keep();
+// A chunk: the length of its data, high byte first, a name of four letters, the data, a checksum of name and data.
+void AppendNumber(std::vector<std::uint8_t>& file, std::size_t number) {
+  for (int shift = 24; shift >= 0; shift -= 8) file.push_back(static_cast<std::uint8_t>(number >> shift));
 }
+
+void AppendChunk(std::vector<std::uint8_t>& file, std::string_view name, std::span<const std::uint8_t> data) {
+  AppendNumber(file, data.size());
+  const std::size_t checkedFrom = file.size();
+  file.insert(file.end(), name.begin(), name.end());
+  file.insert(file.end(), data.begin(), data.end());
+  AppendNumber(file, Crc({file.data() + checkedFrom, file.size() - checkedFrom}));
+}
+
+constexpr std::size_t kLargestChunk = 0x7FFFFFFF;
 
 }  // namespace
 
@@ -143,28 +128,92 @@ Picture ReadPng(const std::filesystem::path& file) {
   return FromRgba(decoded, static_cast<std::int32_t>(width), static_cast<std::int32_t>(height), bits / 8);
 }
 
-std::string EncodePng(const Picture& rgba) {
-  const Encoded encoded = Encode(rgba.bytes.data(), rgba.width, rgba.height, 8);
-  if (encoded.code != 0) throw WorkError("the picture " + encoded.Complaint());
-  return {reinterpret_cast<const char*>(encoded.bytes.get()), encoded.size};
+// Differences to the row above: a quarter to a half smaller than the rows themselves, and faster to pack.
+std::uint8_t* PngWriter::BeginRow(std::int32_t y) {
+  constexpr std::uint8_t kDifferenceToAbove = 2;
+  std::uint8_t* const row = scanlines_.data() + static_cast<std::size_t>(y) * (1 + rowBytes_);
+  *row = kDifferenceToAbove;
+  return row + 1;
 }
 
-void WritePng(const std::filesystem::path& file, Picture picture, IfTaken ifTaken, PngEffort effort) {
-  std::uint8_t* const bytes = picture.bytes.data();
-  AlphaLast(bytes, picture.bytes.size() / 4);
-  Write(file, Encode(bytes, picture.width, picture.height, 8, effort), ifTaken);
+void PngWriter::Begin(std::int32_t width, std::int32_t height, int bits) {
+  width_ = width;
+  height_ = height;
+  bits_ = bits;
+  rowBytes_ = static_cast<std::size_t>(width) * static_cast<std::size_t>(bits) / 2;
+  scanlines_.resize(static_cast<std::size_t>(height) * (1 + rowBytes_));
+  row_.assign(rowBytes_, 0);  // above the first one
+}
+
+void PngWriter::Take(const PictureRows& picture) {
+  const StageTimer encoding(WorkStage::kEncoding);
+  Begin(picture.width, picture.height, 8);
+  const std::uint8_t* above = row_.data();
+  for (std::int32_t y = 0; y < height_; ++y, above = picture.Row(y - 1)) {
+    DifferenceAlphaLast(picture.Row(y), above, BeginRow(y), static_cast<std::size_t>(width_));
+  }
+}
+
+void PngWriter::Take(const Picture16& picture) {
+  const StageTimer encoding(WorkStage::kEncoding);
+  Begin(picture.width, picture.height, 16);
+  const std::uint16_t* in = picture.words.data();
+  for (std::int32_t y = 0; y < height_; ++y) {
+    std::uint8_t *out = BeginRow(y), *above = row_.data();
+    for (std::int32_t x = 0; x < width_; ++x, in += 4) {
+      for (const int channel : {1, 2, 3, 0}) {
+        for (const int byte : {in[channel] >> 8, in[channel] & 0xFF}) {  // the high one first
+          *out++ = static_cast<std::uint8_t>(byte - *above);
+          *above++ = static_cast<std::uint8_t>(byte);
+        }
+      }
+    }
+  }
+}
+
+std::span<const std::uint8_t> PngWriter::Pack(PngEffort effort) {
+  const StageTimer encoding(WorkStage::kEncoding);
+  const Packed packed = Compressed(scanlines_, effort);
+  if (packed.size > kLargestChunk) throw WorkError("the picture is too large for a PNG file");
+  file_.assign(kSignature.begin(), kSignature.end());
+  file_.reserve(packed.size + 64);
+  constexpr std::uint8_t kRedGreenBlueAlpha = 6;
+  std::vector<std::uint8_t> header;
+  AppendNumber(header, static_cast<std::size_t>(width_));
+  AppendNumber(header, static_cast<std::size_t>(height_));
+  header.insert(header.end(), {static_cast<std::uint8_t>(bits_), kRedGreenBlueAlpha, 0, 0, 0});
+  AppendChunk(file_, "IHDR", header);
+  AppendChunk(file_, "IDAT", {packed.bytes.get(), packed.size});
+  AppendChunk(file_, "IEND", {});
+  return file_;
+}
+
+void PngWriter::Write(const std::filesystem::path& file, IfTaken ifTaken, PngEffort effort) {
+  const std::span<const std::uint8_t> bytes = Pack(effort);
+  const StageTimer writing(WorkStage::kWriting);
+  PartialFile partial(file, ifTaken);
+  partial.Write(bytes);
+  partial.Keep();
+}
+
+std::string EncodePng(Picture rgba) {
+  AlphaFirst(rgba.bytes.data(), rgba.bytes.size() / 4);
+  PngWriter writer;
+  writer.Take(rgba);
+  const std::span<const std::uint8_t> bytes = writer.Pack(PngEffort::kDefault);
+  return {bytes.begin(), bytes.end()};
+}
+
+void WritePng(const std::filesystem::path& file, const Picture& picture, IfTaken ifTaken, PngEffort effort) {
+  PngWriter writer;
+  writer.Take(picture);
+  writer.Write(file, ifTaken, effort);
 }
 
 void WritePng16(const std::filesystem::path& file, const Picture16& picture, IfTaken ifTaken, PngEffort effort) {
-  std::vector<std::uint8_t> rgba;
-  rgba.reserve(picture.words.size() * 2);
-  for (std::size_t at = 0; at < picture.words.size(); at += 4) {
-    for (const std::size_t channel : {1, 2, 3, 0}) {
-      rgba.push_back(static_cast<std::uint8_t>(picture.words[at + channel] >> 8));
-      rgba.push_back(static_cast<std::uint8_t>(picture.words[at + channel] & 0xFF));
-    }
-  }
-  Write(file, Encode(rgba.data(), picture.width, picture.height, 16, effort), ifTaken);
+  PngWriter writer;
+  writer.Take(picture);
+  writer.Write(file, ifTaken, effort);
 }
 
 }  // namespace orvandel::stage

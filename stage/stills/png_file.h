@@ -3,11 +3,14 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <span>
 #include <string>
+#include <vector>
 
 #include "stage/base/partial_file.h"
 #include "stage/picture/picture.h"
 #include "stage/picture/picture16.h"
+#include "stage/picture/picture_rows.h"
 #include "stage/stills/png_compressor.h"
 
 namespace orvandel::stage {
@@ -23,14 +26,34 @@ bool IsPng(const std::filesystem::path& file);
 // than shown in part. Throws InputError with the file's name.
 Picture ReadPng(const std::filesystem::path& file);
 
-// A file's bytes of a picture whose alpha stands last: 8-bit RGBA. Throws WorkError.
-std::string EncodePng(const Picture& rgba);
+// Makes PNG files of four channels with exactly the picture's samples (all four, also where alpha is 0). Its memory
+// serves the next picture as well; taking and writing may happen on different threads, one after the other.
+class PngWriter {
+ public:
+  // What the file will hold: 8 bits a channel, or 16. The picture is not needed afterwards.
+  void Take(const PictureRows& picture);
+  void Take(const Picture16& picture);
+  // The file appears under its name when it is whole. Throws WorkError with the file and the reason.
+  void Write(const std::filesystem::path& file, IfTaken ifTaken, PngEffort effort);
+  // The file's bytes, valid until the next call. Throws WorkError.
+  std::span<const std::uint8_t> Pack(PngEffort effort);
 
-// Writes 8-bit RGBA with exactly the picture's bytes (all four, also where alpha is 0). The file appears under its name
-// when it is whole. Throws WorkError with the file and the reason.
-void WritePng(const std::filesystem::path& file, Picture picture, IfTaken ifTaken = IfTaken::kReplace,
+ private:
+  void Begin(std::int32_t width, std::int32_t height, int bits);
+  std::uint8_t* BeginRow(std::int32_t y);
+
+  std::int32_t width_ = 0, height_ = 0;
+  int bits_ = 8;
+  std::size_t rowBytes_ = 0;
+  std::vector<std::uint8_t> scanlines_, row_, file_;
+};
+
+// A file's bytes of a picture whose alpha stands last: 8-bit RGBA. Throws WorkError.
+std::string EncodePng(Picture rgba);
+
+// PngWriter, for one picture.
+void WritePng(const std::filesystem::path& file, const Picture& picture, IfTaken ifTaken = IfTaken::kReplace,
               PngEffort effort = PngEffort::kDefault);
-// The same with 16 bits a channel.
 void WritePng16(const std::filesystem::path& file, const Picture16& picture, IfTaken ifTaken = IfTaken::kReplace,
                 PngEffort effort = PngEffort::kDefault);
 

@@ -264,6 +264,10 @@ TEST_F(Jobs, JsonProgressTellsEveryFrame) {
     EXPECT_EQ(lines[i]["done"], i);
     EXPECT_TRUE(std::filesystem::exists(lines[i]["file"].get<std::string>()));
     frames.insert(lines[i]["frame"].get<int>());
+    double inStages = 0;
+    for (const auto& [stage, ms] : lines[i]["stages"].items()) inStages += ms.get<double>();
+    EXPECT_GT(inStages, 0);
+    EXPECT_LT(inStages, lines[i]["ms"].get<double>() + 0.01) << "no time counts twice";
   }
   EXPECT_EQ(frames.size(), std::size_t{kFrames});
   EXPECT_EQ(lines.back()["event"], "end");
@@ -273,6 +277,37 @@ TEST_F(Jobs, JsonProgressTellsEveryFrame) {
   ASSERT_EQ(refused.size(), 1u);
   EXPECT_EQ(refused[0]["event"], "error");
   EXPECT_EQ(refused[0]["exit"], 2);
+}
+
+// Renders of one scene share them, those of another never find them, and damaged ones are told and written anew.
+TEST_F(Jobs, SnapshotsChangeNoByte) {
+  const Arguments last{"--frames", "44-47"};
+  ASSERT_EQ(Render("plain/f.png", last).exitCode, 0);
+  ASSERT_EQ(Render("seven/f.png", {"--frames", "44-47", "--set", "Frequency=7"}).exitCode, 0);
+  const Arguments kept{"--frames",           "44-47", "--jobs",      "2",
+                       "--snapshot-seconds", "1",     "--snapshots", folder_ / "states"};
+  const auto states = [&] {
+    std::vector<std::filesystem::path> files;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder_ / "states")) {
+      if (entry.is_regular_file()) files.push_back(entry.path());
+    }
+    return files;
+  };
+  for (const char* name : {"first", "second", "third"}) {
+    const Outcome outcome = Render(std::string(name) + "/f.png", kept);
+    ASSERT_EQ(outcome.exitCode, 0) << outcome.error;
+    EXPECT_EQ(Contents(name), Contents("plain"));
+    ASSERT_EQ(states().size(), 1U);
+    const bool isDamaged = std::string(name) == "third";
+    EXPECT_EQ(outcome.error.find("a snapshot is passed over") != std::string::npos, isDamaged) << outcome.error;
+    if (std::string(name) == "second") WriteFile(states()[0], "orvstate");
+  }
+  EXPECT_GT(std::filesystem::file_size(states()[0]), 100U);
+  Arguments other = kept;
+  other.insert(other.end(), {"--set", "Frequency=7"});
+  ASSERT_EQ(Render("other/f.png", other).exitCode, 0);
+  EXPECT_EQ(Contents("other"), Contents("seven"));
+  EXPECT_EQ(states().size(), 2U);
 }
 
 TEST_F(Jobs, LimitsAreNamedByWhatLiftsThem) {

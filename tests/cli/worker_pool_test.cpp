@@ -26,7 +26,12 @@ using Work = std::function<void(std::int32_t frame, std::span<std::uint8_t> slot
 class TestWork final : public FrameWork {
  public:
   explicit TestWork(Work work) : work_(std::move(work)) {}
-  void Make(std::int32_t frame, std::span<std::uint8_t> slot) override { work_(frame, slot); }
+  // The rest runs beside the next frame where there are no slots.
+  std::function<void()> Make(std::int32_t frame, std::span<std::uint8_t> slot) override {
+    if (slot.empty()) return [this, frame] { work_(frame, {}); };
+    work_(frame, slot);
+    return {};
+  }
 
  private:
   Work work_;

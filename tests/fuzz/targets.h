@@ -21,9 +21,11 @@ void DrawSvgFrom(Bytes bytes);           // an SVG file's outlines
 void ReadRegistrationFrom(Bytes bytes);  // the effect's walk of its resource, and the host's reading of a module file
 void RunCommandsFrom(Bytes bytes);       // a string of commands
 void RenderWordsFrom(Bytes bytes);       // parameter words and records
+void ResumeFrom(Bytes bytes);            // a state of the simulation that the host kept
 
 inline constexpr NamedTarget kTargets[] = {{"scene", ReadSceneFrom},      {"svg_path", ReadSvgPathFrom},
                                            {"svg", DrawSvgFrom},          {"registration", ReadRegistrationFrom},
-                                           {"commands", RunCommandsFrom}, {"words", RenderWordsFrom}};
+                                           {"commands", RunCommandsFrom}, {"words", RenderWordsFrom},
+                                           {"resume", ResumeFrom}};
 
 }  // namespace orvandel::fuzz

@@ -106,6 +106,46 @@ TEST_F(RealEffect, AnyOrderOfFramesGivesTheSameBytes) {
   }
 }
 
+// Every frame from every folder: empty, filled by another render, with some of its files damaged in any way.
+TEST_F(RealEffect, FramesFromSnapshotsAreThoseFromTheStart) {
+  std::mt19937 random(5);
+  for (int i = 0; i < 2 * static_cast<int>(std::size(kScenes)); ++i) {
+    const Scene scene = Read(kScenes[i / 2], i % 2 == 0 ? 24 : 30);
+    std::vector<int> frames(60);
+    std::iota(frames.begin(), frames.end(), 0);
+    std::shuffle(frames.begin(), frames.end(), random);
+    std::vector<std::string> notes;
+    RenderOptions options;
+    options.downsample = 2;
+    options.snapshots = folder / std::to_string(i);
+    options.ticksBetweenSnapshots = static_cast<std::int32_t>(1 + random() % 30);
+    options.onNote = [&](const std::string& note) { notes.push_back(note); };
+    FrameRenderer(module, scene, 0, options).Render(59);
+    const bool keeps = std::filesystem::exists(options.snapshots);
+    EXPECT_EQ(notes.empty(), keeps) << kScenes[i / 2];
+    FrameRenderer plain(module, scene, 0, {.downsample = 2});
+    for (int round = 0; round < 20; ++round) {
+      notes.clear();
+      std::size_t damaged = 0;
+      if (keeps && round % 2 == 1) {
+        for (const auto& entry : std::filesystem::directory_iterator(options.snapshots)) {
+          std::string bytes = test::ReadFile(entry.path());
+          if (random() % 2 == 0) bytes.resize(random() % bytes.size());
+          if (!bytes.empty()) bytes[random() % bytes.size()] ^= 0x10;
+          test::WriteFile(entry.path(), bytes);
+          ++damaged;
+        }
+      }
+      FrameRenderer renderer(module, scene, 0, options);
+      const int frame = frames[static_cast<std::size_t>(round)];
+      ASSERT_EQ(renderer.Render(frame).bytes, plain.Render(frame).bytes) << frame << " of " << kScenes[i / 2];
+      if (damaged > 0 && frame > 40) {
+        EXPECT_FALSE(notes.empty()) << frame;
+      }
+    }
+  }
+}
+
 // A stop at any poll ends the frame, and the next frame is still right.
 TEST_F(RealEffect, CanBeStoppedAtEveryPoll) {
   for (const char* text : kScenes) {

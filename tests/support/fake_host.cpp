@@ -314,12 +314,13 @@ std::int32_t FakeCallbacks::Acquire(const char* name, std::int32_t version, cons
         Host(ref).resumePoints[Host(ref).in.sequenceData][tick].assign(from, from + size);
         return 0;
       },
-      [](OrvEffectRef ref, std::int32_t atOrBefore, std::int32_t* tick, const void** bytes) {
+      [](OrvEffectRef ref, std::int32_t atOrBefore, std::int32_t* tick, const void** bytes, std::uint64_t* size) {
         auto& points = Host(ref).resumePoints[Host(ref).in.sequenceData];
         const auto after = points.upper_bound(atOrBefore);
         if (after == points.begin()) return 0;
         *tick = std::prev(after)->first;
         *bytes = std::prev(after)->second.data();
+        *size = std::prev(after)->second.size();
         return 0;
       }};
   const auto isOffered = [name](const char* one, bool offered) { return offered && std::strcmp(name, one) == 0; };

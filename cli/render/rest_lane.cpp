@@ -1,0 +1,53 @@
+#include "cli/render/rest_lane.h"
+
+#include <system_error>
+#include <utility>
+
+namespace orvandel::cli {
+
+RestLane::~RestLane() {
+  if (!thread_.joinable()) return;
+  {
+    const std::lock_guard lock(guard_);
+    ending_ = true;
+  }
+  changed_.notify_all();
+  thread_.join();
+}
+
+void RestLane::Run(std::function<void()> rest) {
+  Wait();
+  if (!thread_.joinable()) {
+    try {
+      thread_ = std::thread([this] { Work(); });
+    } catch (const std::system_error&) {
+      rest();
+      return;
+    }
+  }
+  {
+    const std::lock_guard lock(guard_);
+    rest_ = std::move(rest);
+  }
+  changed_.notify_all();
+}
+
+void RestLane::Wait() {
+  std::unique_lock lock(guard_);
+  changed_.wait(lock, [&] { return !rest_; });
+}
+
+void RestLane::Work() {
+  std::unique_lock lock(guard_);
+  for (;;) {
+    changed_.wait(lock, [&] { return rest_ || ending_; });
+    if (!rest_) return;
+    lock.unlock();
+    rest_();
+    lock.lock();
+    rest_ = nullptr;
+    changed_.notify_all();
+  }
+}
+
+}  // namespace orvandel::cli
