@@ -42,3 +42,14 @@ build_preset() {
   say "Building $build${*:+ ($*)}"
   cmake --build "$build" "${targets[@]}"
 }
+
+# The names that the effect's module exports, by effect/exports.map.
+exported_names() { sed -n 's/^ *\([A-Za-z_0-9]*\);$/\1/p' effect/exports.map | grep -v '^$' | LC_ALL=C sort; }
+
+# wine_prefix FOLDER: what Windows programs take for their computer, new, and gone when the script ends; `$wine` runs them.
+wine_prefix() {
+  export WINEPREFIX=$PWD/$1 WINEDEBUG=-all WINEDLLOVERRIDES='mscoree,mshtml='
+  wine=/usr/lib/wine/wine64
+  rm -rf "$WINEPREFIX"
+  trap '/usr/lib/wine/wineserver64 -k || true; rm -rf "$WINEPREFIX"' EXIT
+}

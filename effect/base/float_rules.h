@@ -2,15 +2,16 @@
 //
 // The same frame must give the same bytes everywhere, so the effect refuses compilers that keep more precision than the
 // source asks for or that reorder arithmetic. Fused multiply-add is off in the build (-ffp-contract=off): contraction
-// alone changes a third of all strokes. Single-precision sine, cosine and exponential go through the double functions,
-// because C libraries differ in the last bit of the single-precision ones and the double ones agree after rounding to
-// float.
+// alone changes a third of all strokes. Single-precision sine, cosine and exponential are the double ones of
+// elementary.h, rounded.
 #pragma once
 
 #include <cfloat>
 #include <cmath>
 #include <cstdint>
 #include <limits>
+
+#include "effect/base/elementary.h"
 
 #if defined(__FAST_MATH__)
 #error "the effect's arithmetic must not be reordered: build without -ffast-math"
@@ -21,9 +22,9 @@
 
 namespace orvandel {
 
-inline float SinF(float x) { return static_cast<float>(std::sin(static_cast<double>(x))); }
-inline float CosF(float x) { return static_cast<float>(std::cos(static_cast<double>(x))); }
-inline float ExpF(float x) { return static_cast<float>(std::exp(static_cast<double>(x))); }
+inline float SinF(float x) { return static_cast<float>(Sine(static_cast<double>(x))); }
+inline float CosF(float x) { return static_cast<float>(Cosine(static_cast<double>(x))); }
+inline float ExpF(float x) { return static_cast<float>(Exponential(static_cast<double>(x))); }
 
 // The one way from floating point to integers: truncates toward zero, saturates, NaN gives 0.
 template <typename Integer>

@@ -189,7 +189,7 @@ HeapVector<std::uint16_t> MakeBlurKernel(double radius, std::int64_t tapCount) {
   for (std::size_t i = 0; i < count; ++i) {
     const double d = static_cast<double>(static_cast<std::ptrdiff_t>(i) - middle);
     const double scaled = 2.0 * d / radius;
-    shares[i] = std::exp(-(scaled * scaled));
+    shares[i] = Exponential(-(scaled * scaled));
     sum += shares[i];
   }
   Weights kernel(count);

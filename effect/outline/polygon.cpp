@@ -1,7 +1,8 @@
 #include "effect/outline/polygon.h"
 
-#include <cmath>
 #include <cstdint>
+
+#include "effect/base/elementary.h"
 
 namespace orvandel {
 namespace {
@@ -33,7 +34,7 @@ void BuildPolygonShape(Wave& wave) {
   StartShape(wave.shape, sides);
   for (std::int64_t i = 0; i < sides; ++i) {
     const double angle = VertexAngle(i, sides);
-    wave.shape.push_back(Rounded(std::cos(angle), std::sin(angle)));
+    wave.shape.push_back(Rounded(Cosine(angle), Sine(angle)));
   }
 }
 
@@ -42,7 +43,7 @@ void BuildStarShape(Wave& wave) {
   const std::int64_t pointCount = 2 * sides;
   StartShape(wave.shape, pointCount);
 
-  const double apothem = static_cast<float>(std::cos(kPi / static_cast<double>(sides)));
+  const double apothem = static_cast<float>(Cosine(kPi / static_cast<double>(sides)));
   // Written so that NaN counts as the limit as well.
   const float depth = wave.starDepth >= kDeepestStar ? wave.starDepth : kDeepestStar;
   const double innerRadius = depth + 1.0F;
@@ -50,8 +51,8 @@ void BuildStarShape(Wave& wave) {
   for (std::int64_t i = 0; i < pointCount; i += 2) {
     const double outer = VertexAngle(i, pointCount);
     const double inner = VertexAngle(i + 1, pointCount);
-    wave.shape.push_back(Rounded(std::cos(outer), std::sin(outer)));
-    wave.shape.push_back(Rounded(std::cos(inner) * innerRadius * apothem, std::sin(inner) * innerRadius * apothem));
+    wave.shape.push_back(Rounded(Cosine(outer), Sine(outer)));
+    wave.shape.push_back(Rounded(Cosine(inner) * innerRadius * apothem, Sine(inner) * innerRadius * apothem));
   }
 }
 

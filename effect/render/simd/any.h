@@ -49,18 +49,7 @@ ORVANDEL_INLINE V NextWhole(const V& v) {
 }
 #endif
 
-class AlphaLookup {
- public:
-  explicit AlphaLookup(const std::uint8_t* alphas) : alphas_(alphas) {}
-  // sums += alphas[a] + alphas[b] + alphas[c] + alphas[d]
-  void Add(const FourInts& a, const FourInts& b, const FourInts& c, const FourInts& d, FourInts& sums) const {
-    ORVANDEL_EACH_LANE
-    for (int i = 0; i < kLanes; ++i) sums[i] += alphas_[a[i]] + alphas_[b[i]] + alphas_[c[i]] + alphas_[d[i]];
-  }
-
- private:
-  const std::uint8_t* alphas_;
-};
+using AlphaLookup = AlphaLookupOneByOne;
 
 // Without look-ups in vectors there are no windows of alphas.
 struct AlphaWindow {

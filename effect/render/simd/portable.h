@@ -147,7 +147,7 @@ ORVANDEL_INLINE Like<std::int32_t, V> Ceiling(const V& v) {
   return WrappingDifference(truncated, (Like<std::int32_t, V>)(ToFloats(truncated) < v));
 }
 ORVANDEL_INLINE std::int32_t Floor(float v) {
-#if defined(__SSE4_1__)
+#if defined(__SSE4_1__) || defined(__aarch64__)
   return static_cast<std::int32_t>(__builtin_floorf(v));
 #else
   const auto truncated = static_cast<std::int32_t>(v);
@@ -406,5 +406,18 @@ ORVANDEL_INLINE void ForItems(const V (&v)[parts], Visit visit) {
     first += 64 / bits;
   }
 }
+
+// Look-ups of a profile's alphas where vectors have none for so many: sums += alphas[a] + alphas[b] + ...
+class AlphaLookupOneByOne {
+ public:
+  explicit AlphaLookupOneByOne(const std::uint8_t* alphas) : alphas_(alphas) {}
+  void Add(const FourInts& a, const FourInts& b, const FourInts& c, const FourInts& d, FourInts& sums) const {
+    ORVANDEL_EACH_LANE
+    for (int i = 0; i < 4; ++i) sums[i] += alphas_[a[i]] + alphas_[b[i]] + alphas_[c[i]] + alphas_[d[i]];
+  }
+
+ private:
+  const std::uint8_t* alphas_;
+};
 
 }  // namespace orvandel::fast::ORVANDEL_KERNELS

@@ -9,6 +9,8 @@
 #include "effect/render/simd/avx512.h"
 #elif defined(__AVX2__)
 #include "effect/render/simd/avx2.h"
+#elif defined(__aarch64__)
+#include "effect/render/simd/neon.h"
 #else
 #include "effect/render/simd/any.h"
 #endif
