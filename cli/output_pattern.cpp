@@ -6,6 +6,7 @@
 #include <cctype>
 
 #include "stage/base/errors.h"
+#include "stage/base/path_text.h"
 
 namespace orvandel::cli {
 namespace {
@@ -50,7 +51,7 @@ Place FindPlace(const std::string& name, std::size_t from, std::string_view opti
 }  // namespace
 
 OutputPattern::OutputPattern(std::string_view text, std::string_view option) {
-  const std::filesystem::path path(text);
+  const std::filesystem::path path = stage::PathOf(text);
   folder_ = path.parent_path();
   before_ = path.filename().string();
   if (before_.empty() || before_ == "." || before_ == "..") {
@@ -71,7 +72,7 @@ OutputPattern::OutputPattern(std::string_view text, std::string_view option) {
 }
 
 void OutputPattern::AddNumber() {
-  const std::string extension = std::filesystem::path(before_).extension().string();
+  const std::string extension = stage::PathOf(before_).extension().string();
   before_.resize(before_.size() - extension.size());
   before_ += '.';
   after_ = extension;
@@ -80,12 +81,12 @@ void OutputPattern::AddNumber() {
 }
 
 std::filesystem::path OutputPattern::For(std::int32_t frame) const {
-  if (!hasNumber_) return folder_ / before_;
-  return folder_ / fmt::format("{}{:0{}}{}", before_, frame, digits_, after_);
+  if (!hasNumber_) return folder_ / stage::PathOf(before_);
+  return folder_ / stage::PathOf(fmt::format("{}{:0{}}{}", before_, frame, digits_, after_));
 }
 
 std::string OutputPattern::Extension() const {
-  std::string extension = std::filesystem::path(hasNumber_ ? "x" + after_ : before_).extension().string();
+  std::string extension = stage::PathOf(hasNumber_ ? "x" + after_ : before_).extension().string();
   std::transform(extension.begin(), extension.end(), extension.begin(),
                  [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
   return extension;
@@ -93,7 +94,8 @@ std::string OutputPattern::Extension() const {
 
 std::string OutputPattern::Text() const {
   if (!hasNumber_) return For(0).string();
-  return (folder_ / fmt::format("{}{}{}", before_, std::string(static_cast<std::size_t>(digits_), '#'), after_))
+  return (folder_ /
+          stage::PathOf(fmt::format("{}{}{}", before_, std::string(static_cast<std::size_t>(digits_), '#'), after_)))
       .string();
 }
 

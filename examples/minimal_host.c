@@ -10,7 +10,11 @@
  * Everything that the host lends is counted. The program fails when a count is not back at zero where it has to be,
  * when a byte beside the picture was written, or when a frame stays empty.
  */
+#if defined(_WIN32)
+#include <windows.h>
+#else
 #include <dlfcn.h>
+#endif
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -384,10 +388,35 @@ static int32_t registerEffect(void* hostRef, const char* name, const char* match
   return 0;
 }
 
-/* C has no conversion from an object pointer to a function pointer; the bytes are the same on every system with dlsym.
- */
+#if defined(_WIN32)
+static void* openLibrary(const char* file) { return LoadLibraryA(file); }
+static void closeLibrary(void* library) { FreeLibrary(library); }
+static const char* reason(void) { return "the library cannot be loaded"; }
+static void* symbolOf(void* library, const char* name) {
+  FARPROC found = GetProcAddress(library, name);
+  void* symbol;
+  memcpy(&symbol, &found, sizeof symbol);
+  return symbol;
+}
+/* Elsewhere the resource lies in a section that is read from the file: docs/host_contract.md. */
+static void expectResource(void* library) {
+  HRSRC resource = FindResourceA(library, MAKEINTRESOURCEA(ORV_REGISTRATION_ID), ORV_REGISTRATION_TYPE);
+  expect(resource != NULL && SizeofResource(library, resource) > 8, "the module has a registration resource");
+  if (resource == NULL) return;
+  const uint8_t* bytes = LockResource(LoadResource(library, resource));
+  expect(memcmp(bytes + 12, "dnik", 4) == 0, "its first property is the kind");
+}
+#else
+static void* openLibrary(const char* file) { return dlopen(file, RTLD_NOW | RTLD_LOCAL); }
+static void closeLibrary(void* library) { dlclose(library); }
+static const char* reason(void) { return dlerror(); }
+static void* symbolOf(void* library, const char* name) { return dlsym(library, name); }
+static void expectResource(void* library) { (void)library; }
+#endif
+
+/* C has no conversion from an object pointer to a function pointer; the bytes are the same on every such system. */
 static void findFunction(void* library, const char* name, void* function, size_t size) {
-  void* symbol = dlsym(library, name);
+  void* symbol = symbolOf(library, name);
   if (symbol == NULL) printf("%s is not exported\n", name);
   memcpy(function, &symbol, size);
 }
@@ -397,11 +426,12 @@ int main(int argc, char** argv) {
     fprintf(stderr, "usage: %s path/to/orvandel.so\n", argv[0]);
     return 2;
   }
-  void* library = dlopen(argv[1], RTLD_NOW | RTLD_LOCAL);
+  void* library = openLibrary(argv[1]);
   if (library == NULL) {
-    fprintf(stderr, "%s\n", dlerror());
+    fprintf(stderr, "%s\n", reason());
     return 1;
   }
+  expectResource(library);
   OrvPluginDataEntryFunction entry = NULL;
   OrvFilterMain filterMain = NULL;
   findFunction(library, "PluginDataEntryFunction", &entry, sizeof entry);
@@ -409,7 +439,7 @@ int main(int argc, char** argv) {
   findFunction(library, entryPoint, &filterMain, sizeof filterMain);
   if (filterMain == NULL) return 1;
   play(filterMain);
-  dlclose(library);
+  closeLibrary(library);
   if (failures == 0) {
     printf("all is balanced\n");
   } else {

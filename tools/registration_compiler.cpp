@@ -1,5 +1,6 @@
 // Compiles the list of registration properties (effect/host/registration.txt) into a C++ source that places them in the
-// module's resource section.   usage: registration_compiler PROPERTIES OUTPUT.cpp
+// module's resource section, or into the resource's bytes.   usage: registration_compiler PROPERTIES
+// OUTPUT.cpp|OUTPUT.bin
 //
 // The resource: an 8-byte header (four zero bytes, property count as a 32-bit number), then the properties, each a
 // vendor word, a key, an id (0), a data length n and n data bytes padded with zeros to a multiple of four. All
@@ -120,8 +121,13 @@ int main(int argc, char** argv) {
     std::ifstream properties(argv[1]);
     if (!properties) throw std::runtime_error(std::string("cannot read ") + argv[1]);
     const Bytes resource = CompileResource(properties);
-    std::ofstream out(argv[2]);
-    WriteSource(out, resource);
+    const std::string name = argv[2];
+    std::ofstream out(name, std::ios::binary);
+    if (name.ends_with(".cpp")) {
+      WriteSource(out, resource);
+    } else {
+      out.write(reinterpret_cast<const char*>(resource.data()), static_cast<std::streamsize>(resource.size()));
+    }
     if (!out.flush()) throw std::runtime_error(std::string("cannot write ") + argv[2]);
   } catch (const std::exception& failure) {
     std::cerr << "registration_compiler: " << failure.what() << '\n';

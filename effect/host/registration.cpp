@@ -95,10 +95,10 @@ const char* NameKey() { return nameKey; }
 
 std::int32_t ReadRegistration(EffectContext& context) {
   const platform::ModuleHandle module = platform::KeptModuleHandle();
-  const OrvResourceEntry* resource = platform::FindResourceA(module, ORV_REGISTRATION_ID, ORV_REGISTRATION_TYPE);
+  const platform::ResourceHandle resource = platform::FindResourceA(module, ORV_REGISTRATION_ID, ORV_REGISTRATION_TYPE);
   if (resource == nullptr) return ORV_INVALID_CALLBACK;
   const PropertyList properties(platform::LockResource(platform::LoadResource(module, resource)),
-                                platform::SizeofResource(resource));
+                                platform::SizeofResource(module, resource));
   if (!CopyName(properties.Find(kKeyName))) return ORV_INVALID_CALLBACK;
   const Property version = properties.Find(kKeyVersion);
   if (version.size != 4) return ORV_INVALID_CALLBACK;

@@ -1,24 +1,23 @@
-// The module's own resources, found without help from the operating system: they lie in a section of the module, headed
-// by a directory (OrvResourceEntry), and are reached through the module handle kept when the module is loaded.
+// The module's own resources: found, loaded and locked through the module handle kept when the module is loaded. One
+// body a kind of system: Windows has such calls itself; elsewhere the resources lie in a section of the module, headed
+// by a directory (OrvResourceEntry).
 #pragma once
 
 #include <cstdint>
 
-#include "orvandel/effect.h"
-
 namespace orvandel::platform {
 
-// The module's resource directory in memory.
-using ModuleHandle = const OrvResourceEntry*;
+using ModuleHandle = const struct Module*;
+using ResourceHandle = const struct Resource*;
 
-// The handle kept at load: the resource section that the build made, unless replaced.
+// The handle kept at load, unless replaced.
 ModuleHandle KeptModuleHandle();
 void KeepModuleHandle(ModuleHandle module);
 
 // Null when the module has no such resource.
-const OrvResourceEntry* FindResourceA(ModuleHandle module, std::uint16_t id, const char* type);
-const void* LoadResource(ModuleHandle module, const OrvResourceEntry* resource);
+ResourceHandle FindResourceA(ModuleHandle module, std::uint16_t id, const char* type);
+const void* LoadResource(ModuleHandle module, ResourceHandle resource);
 const std::uint8_t* LockResource(const void* loaded);
-std::uint32_t SizeofResource(const OrvResourceEntry* resource);
+std::uint32_t SizeofResource(ModuleHandle module, ResourceHandle resource);
 
 }  // namespace orvandel::platform

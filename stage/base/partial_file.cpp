@@ -1,19 +1,9 @@
-// Work names: "." STEM "." MACHINE "." PROCESS ".part". A writer holds a lock on its file, and the system drops the
-// lock with the process, however that ends: a file without one is abandoned.
+// Work names: "." STEM "." MACHINE "." PROCESS ".part".
 #include "stage/base/partial_file.h"
 
-#include <fcntl.h>
 #include <fmt/format.h>
-#include <sys/file.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <cctype>
-#include <cerrno>
 #include <charconv>
-#include <chrono>
-#include <csignal>
-#include <cstdio>
 #include <map>
 #include <optional>
 #include <set>
@@ -22,25 +12,13 @@
 #include <utility>
 
 #include "stage/base/errors.h"
+#include "stage/base/partial_file_system.h"
+#include "stage/base/path_text.h"
 
 namespace orvandel::stage {
 namespace {
 
 constexpr std::string_view kEnding = ".part";
-
-// Letters, digits and hyphens.
-const std::string& MachineName() {
-  static const std::string name = [] {
-    char text[65] = {};
-    if (gethostname(text, sizeof text - 1) != 0) return std::string("unknown");
-    std::string plain(text);
-    for (char& c : plain) {
-      if (std::isalnum(static_cast<unsigned char>(c)) == 0) c = '-';
-    }
-    return plain;
-  }();
-  return name;
-}
 
 std::string StemOf(const std::filesystem::path& file) { return ShortStem(file.filename().string()); }
 
@@ -60,10 +38,6 @@ std::filesystem::path Followed(std::filesystem::path file) {
   return file;
 }
 
-struct WorkName {
-  std::string stem, machine;
-  pid_t process = 0;
-};
 std::optional<WorkName> ParseWorkName(std::string_view name) {
   if (!name.starts_with('.') || !name.ends_with(kEnding)) return std::nullopt;
   const std::string_view inner = name.substr(1, name.size() - 1 - kEnding.size());
@@ -79,60 +53,6 @@ std::optional<WorkName> ParseWorkName(std::string_view name) {
   return work;
 }
 
-bool IsOlderThanADay(const std::filesystem::path& file) {
-  std::error_code failed;
-  const auto written = std::filesystem::last_write_time(file, failed);
-  return !failed && std::filesystem::file_time_type::clock::now() - written > std::chrono::hours(24);
-}
-
-void RemoveIfAbandoned(const std::filesystem::path& file, const WorkName& work) {
-  const int descriptor = open(file.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
-  if (descriptor < 0) return;
-  const bool locked = flock(descriptor, LOCK_EX | LOCK_NB) == 0;
-  const bool locksWork = locked || errno == EWOULDBLOCK;
-  const bool isHere = work.machine == MachineName();
-  bool abandoned = locked;
-  // Not every network file system shares locks between machines.
-  if (!isHere) abandoned = locked && IsOlderThanADay(file);
-  if (isHere && !locksWork) abandoned = kill(work.process, 0) < 0 && errno == ESRCH;
-  std::error_code ignored;
-  if (abandoned) std::filesystem::remove(file, ignored);
-  close(descriptor);
-}
-
-// Writes all of it; 0 or the system's error number.
-int WriteAll(int descriptor, std::span<const std::uint8_t> bytes) {
-  while (!bytes.empty()) {
-    const ssize_t written = write(descriptor, bytes.data(), bytes.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) return errno;
-    bytes = bytes.subspan(static_cast<std::size_t>(written));
-  }
-  return 0;
-}
-
-// Whether the name still refers to the open file: another process may have taken it for an abandoned one between its
-// creation and its lock.
-bool IsNamed(int descriptor, const std::filesystem::path& name) {
-  struct stat open {
-  }, named{};
-  return fstat(descriptor, &open) == 0 && lstat(name.c_str(), &named) == 0 && open.st_dev == named.st_dev &&
-         open.st_ino == named.st_ino;
-}
-
-// 0 or the system's error number. Without hard links (FAT, some network file systems) a file that comes between the
-// look and the renaming is replaced.
-int GiveFreeName(const std::filesystem::path& from, const std::filesystem::path& to) {
-  if (link(from.c_str(), to.c_str()) == 0) {
-    unlink(from.c_str());
-    return 0;
-  }
-  if (errno != EPERM && errno != EOPNOTSUPP && errno != ENOSYS && errno != EMLINK) return errno;
-  struct stat found {};
-  if (lstat(to.c_str(), &found) == 0) return EEXIST;
-  return std::rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
-}
-
 }  // namespace
 
 std::string ShortStem(const std::string& fileName) {
@@ -146,51 +66,9 @@ std::string ShortStem(const std::string& fileName) {
 PartialFile::PartialFile(std::filesystem::path file, IfTaken ifTaken)
     : file_(std::move(file)),
       target_(ifTaken == IfTaken::kReplace ? Followed(file_) : file_),
-      workName_(target_.parent_path() / fmt::format(".{}.{}.{}{}", StemOf(target_), MachineName(), getpid(), kEnding)),
+      workName_(target_.parent_path() /
+                PathOf(fmt::format(".{}.{}.{}{}", StemOf(target_), MachineName(), ThisProcess(), kEnding))),
       ifTaken_(ifTaken) {}
-
-PartialFile::~PartialFile() {
-  if (descriptor_ < 0) return;
-  if (!kept_) unlink(workName_.c_str());
-  close(descriptor_);
-}
-
-void PartialFile::Open() {
-  do {
-    if (descriptor_ >= 0) close(descriptor_);
-    descriptor_ = open(workName_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0666);
-    if (descriptor_ < 0) Fail("cannot be written", errno);
-  } while (flock(descriptor_, LOCK_EX) == 0 && !IsNamed(descriptor_, workName_));
-}
-
-void PartialFile::Append(std::span<const std::uint8_t> bytes) {
-  if (const int failure = WriteAll(descriptor_, bytes); failure != 0) Fail("cannot be written", failure);
-}
-
-void PartialFile::Write(std::span<const std::uint8_t> bytes) {
-  Open();
-  int failure = WriteAll(descriptor_, bytes);
-  // What a network file system could not store shows at a close; the first descriptor keeps the lock.
-  if (const int second = dup(descriptor_); second >= 0 && close(second) != 0 && failure == 0) failure = errno;
-  if (failure != 0) Fail("cannot be written", failure);
-}
-
-void PartialFile::Sync() {
-  // Some file systems know no such wait.
-  if (fsync(descriptor_) != 0 && errno != EINVAL && errno != ENOTSUP) Fail("cannot be written", errno);
-}
-
-void PartialFile::Keep() {
-  int failure = 0;
-  if (ifTaken_ == IfTaken::kFail) {
-    failure = GiveFreeName(workName_, target_);
-  } else if (std::rename(workName_.c_str(), target_.c_str()) != 0) {
-    failure = errno;
-  }
-  if (failure == EEXIST && ifTaken_ == IfTaken::kFail) Fail("appeared while this one was being made, and was kept");
-  if (failure != 0) Fail("cannot be given its name", failure);
-  kept_ = true;
-}
 
 void PartialFile::Fail(const std::string& what, int errorNumber) const {
   Fail(what + ": " + std::generic_category().message(errorNumber));

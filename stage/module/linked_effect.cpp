@@ -1,28 +1,18 @@
 #include "stage/module/linked_effect.h"
 
 #include <atomic>
-#include <cstring>
 
+#include "effect/platform/module_resource.h"
 #include "stage/base/errors.h"
-
-// Made by the build; the directory stands first.
-struct OrvandelResourceSection;
-extern "C" const OrvandelResourceSection orvandelModuleResources;
 
 namespace orvandel::stage {
 namespace {
 
 std::span<const std::uint8_t> RegistrationResource() {
-  const auto* section = reinterpret_cast<const std::uint8_t*>(&orvandelModuleResources);
-  for (std::size_t at = 0;; at += sizeof(OrvResourceEntry)) {
-    OrvResourceEntry entry;
-    std::memcpy(&entry, section + at, sizeof entry);
-    constexpr char kEnd[4] = {};
-    if (std::memcmp(entry.type, kEnd, 4) == 0) return {};
-    if (std::memcmp(entry.type, ORV_REGISTRATION_TYPE, 4) == 0 && entry.id == ORV_REGISTRATION_ID) {
-      return {section + entry.offset, entry.size};
-    }
-  }
+  const platform::ModuleHandle module = platform::KeptModuleHandle();
+  const platform::ResourceHandle resource = platform::FindResourceA(module, ORV_REGISTRATION_ID, ORV_REGISTRATION_TYPE);
+  if (resource == nullptr) return {};
+  return {platform::LockResource(platform::LoadResource(module, resource)), platform::SizeofResource(module, resource)};
 }
 
 std::atomic<bool> inUse = false;

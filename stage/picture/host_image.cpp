@@ -1,7 +1,6 @@
 #include "stage/picture/host_image.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 #include <new>
 
@@ -19,12 +18,11 @@ std::int32_t PaddedRowBytes(std::int32_t width) {
 
 }  // namespace
 
-void HostImage::Free::operator()(std::uint8_t* memory) const { std::free(memory); }
+void HostImage::Free::operator()(std::uint8_t* memory) const { ::operator delete(memory, std::align_val_t{kCacheLine}); }
 
 HostImage::HostImage(std::int32_t width, std::int32_t height)
     : width_(width), height_(height), rowBytes_(PaddedRowBytes(width)) {
-  data_.reset(static_cast<std::uint8_t*>(std::aligned_alloc(kCacheLine, ByteCount())));
-  if (data_ == nullptr) throw std::bad_alloc();
+  data_.reset(static_cast<std::uint8_t*>(::operator new(ByteCount(), std::align_val_t{kCacheLine})));
   std::memset(data_.get(), kPadding, ByteCount());
 }
 

@@ -8,6 +8,7 @@
 
 #include "stage/base/file_bytes.h"
 #include "stage/base/names.h"
+#include "stage/base/path_text.h"
 #include "stage/scene/sequence_name.h"
 
 namespace orvandel::stage {
@@ -41,7 +42,7 @@ std::filesystem::path SceneFiles::Resolved(const JsonPlace& place) const {
   if (name.find("://") != std::string::npos) {
     place.Fail(fmt::format("{} is an address; only files are read", place.Found()));
   }
-  return folder_ / std::filesystem::path(name);
+  return folder_ / PathOf(name);
 }
 
 void SceneFiles::MustBeInside(const JsonPlace& place, const std::filesystem::path& file) const {

@@ -6,6 +6,7 @@
 #include <fmt/format.h>
 
 #include "stage/base/file_bytes.h"
+#include "stage/base/path_text.h"
 
 namespace orvandel::stage {
 namespace {
@@ -17,7 +18,7 @@ bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 }  // namespace
 
 std::filesystem::path SequenceName::FileOf(std::int64_t number) const {
-  return folder / fmt::format("{}{:0{}}{}", before, number, digits, after);
+  return folder / PathOf(fmt::format("{}{:0{}}{}", before, number, digits, after));
 }
 
 std::optional<std::int64_t> SequenceName::NumberOf(std::string_view fileName) const {

@@ -108,6 +108,7 @@ TEST_F(Matrix, ChangesComeAfterWhatTheMatrixDid) {
 }
 
 TEST_F(Matrix, NoChangeLeavesEveryBit) {
+  const volatile double quarterTurn = std::numbers::pi / 2;  // compilers know better cosines than some libraries
   const OrvMatrix before{{0.1, std::nan(""), -0.0, 1e300, 5, 6, 7, 8, 9}};
   OrvMatrix m = before;
   M_ScaleMatrix(&m, 1, 1, 5, 6);
@@ -117,7 +118,7 @@ TEST_F(Matrix, NoChangeLeavesEveryBit) {
   m = kIdentity;
   M_RotateMatrix(&m, 90, 0, 0);
   const OrvPointD turned = Through(m, {1, 0});
-  EXPECT_EQ(turned.x, std::cos(std::numbers::pi / 2));
+  EXPECT_EQ(turned.x, std::cos(quarterTurn));
   EXPECT_EQ(turned.y, 1);
   EXPECT_EQ(M_SetIdentityMatrix(&m), 0);
   EXPECT_TRUE(SameBytes(m, kIdentity));

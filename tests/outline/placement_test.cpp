@@ -5,6 +5,7 @@
 
 #include <cmath>
 #include <limits>
+#include <numbers>
 
 #include "effect/base/errors.h"
 #include "effect/outline/bezier.h"
@@ -43,8 +44,8 @@ TEST_F(Placement, CornersAreRoundedFromTheMiddleOfTheirEdges) {
     const double middle = 100 - 25 * (0.5 + 3 * 0.9 * 0.5 * curvyness);  // of every corner's curve
     for (std::size_t i = 0; i < 4; ++i) {
       const PlacedPoint point = placed[(2 * i + 1) * placed.size() / 8];
-      EXPECT_NEAR(point.x, middle * std::cos(static_cast<double>(i) * M_PI / 2), 1e-4);
-      EXPECT_NEAR(point.y, middle * std::sin(static_cast<double>(i) * M_PI / 2), 1e-4);
+      EXPECT_NEAR(point.x, middle * std::cos(static_cast<double>(i) * std::numbers::pi / 2), 1e-4);
+      EXPECT_NEAR(point.y, middle * std::sin(static_cast<double>(i) * std::numbers::pi / 2), 1e-4);
     }
   }
   for (const float none : {0.0F, -1.0F, std::nanf("")}) {
