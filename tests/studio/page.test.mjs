@@ -29,7 +29,8 @@ const scene = `// Kept: what stands here.
 const field = (page, name) => page.getByRole("spinbutton", { name, exact: true });
 const button = (page, name) => page.getByRole("button", { name, exact: true });
 const text = (page) => page.evaluate(() => window.orvandel.save());
-const load = (page, sceneText, files = {}, name) => page.evaluate(([...all]) => window.orvandel.load(...all), [sceneText, files, name]);
+const load = (page, sceneText, files = {}, name) =>
+  page.evaluate(([...all]) => window.orvandel.load(...all), [sceneText, files, name]);
 const still = () => assert.deepEqual(chromium.troubles.splice(0), []);
 
 async function dragged(page, from, by) {
@@ -104,16 +105,34 @@ test("every reference frame has its bytes", async () => {
   const page = await opened(await chromium.page(), server.address);
   await page.evaluate(`window.hashOf = ${hashOf}`);
   const golden = join(root, "tests/golden");
-  const files = Object.fromEntries(filesBelow(join(golden, "scenes")).map(([name, bytes]) => [name, bytes.toString("base64")]));
-  await page.evaluate((encoded) => (window.files = Object.fromEntries(Object.entries(encoded).map(([name, bytes]) => [name, Uint8Array.from(atob(bytes), (c) => c.charCodeAt(0))]))), files);
-  const rows = readFileSync(join(golden, "reference_frames.tsv"), "utf8").split("\n").filter((row) => row && row[0] !== "#").map((row) => row.split("\t"));
+  const files = Object.fromEntries(
+    filesBelow(join(golden, "scenes")).map(([name, bytes]) => [name, bytes.toString("base64")]),
+  );
+  await page.evaluate(
+    (encoded) =>
+      (window.files = Object.fromEntries(
+        Object.entries(encoded).map(([name, bytes]) => [name, Uint8Array.from(atob(bytes), (c) => c.charCodeAt(0))]),
+      )),
+    files,
+  );
+  const rows = readFileSync(join(golden, "reference_frames.tsv"), "utf8")
+    .split("\n")
+    .filter((row) => row && row[0] !== "#")
+    .map((row) => row.split("\t"));
   const differing = [];
   for (const name of new Set(rows.map(([each]) => each))) {
     const wanted = rows.filter(([each]) => each === name);
-    const hashes = await page.evaluate(async ([sceneText, sceneName, frames]) => {
-      await window.orvandel.load(sceneText, window.files, sceneName);
-      return Promise.all(frames.map(async ([, frame, quality, downsample]) => window.hashOf(await window.orvandel.frame(+frame, { quality, downsample: +downsample, effect: 0 }))));
-    }, [Buffer.from(files[name], "base64").toString(), name, wanted]);
+    const hashes = await page.evaluate(
+      async ([sceneText, sceneName, frames]) => {
+        await window.orvandel.load(sceneText, window.files, sceneName);
+        return Promise.all(
+          frames.map(async ([, frame, quality, downsample]) =>
+            window.hashOf(await window.orvandel.frame(+frame, { quality, downsample: +downsample, effect: 0 })),
+          ),
+        );
+      },
+      [Buffer.from(files[name], "base64").toString(), name, wanted],
+    );
     wanted.forEach((row, i) => row[4] !== hashes[i] && differing.push(`${row.join(" ")}: ${hashes[i]}`));
   }
   assert.ok(rows.length > 0);
@@ -126,28 +145,39 @@ test("what is taken away holds the frames", async () => {
   const page = await opened(await chromium.page(), server.address);
   await load(page, scene, {}, "out.json");
   await page.evaluate(`window.hashOf = ${hashOf}`);
-  const frames = await page.evaluate(() => Promise.all(Array.from({ length: 25 }, async (_, i) => window.hashOf(await window.orvandel.frame(i)))));
+  const frames = await page.evaluate(() =>
+    Promise.all(Array.from({ length: 25 }, async (_, i) => window.hashOf(await window.orvandel.frame(i)))),
+  );
   const exported = async (kind) => {
     await page.keyboard.press("Control+e");
     await page.getByRole("combobox", { name: "What to export" }).selectOption(kind);
-    const { name, bytes } = await taken(page, () => page.getByRole("dialog").getByRole("button", { name: "Export", exact: true }).click());
+    const { name, bytes } = await taken(page, () =>
+      page.getByRole("dialog").getByRole("button", { name: "Export", exact: true }).click(),
+    );
     await page.getByRole("dialog").getByRole("button", { name: "Close" }).click();
     writeFileSync(join(folder, name), bytes);
     return join(folder, name);
   };
   execFileSync("python3", ["-m", "zipfile", "-e", await exported("zip"), folder]);
-  const pngs = Array.from({ length: 25 }, (_, i) => readFileSync(join(folder, `out.${String(i).padStart(4, "0")}.png`)));
+  const pngs = Array.from({ length: 25 }, (_, i) =>
+    readFileSync(join(folder, `out.${String(i).padStart(4, "0")}.png`)),
+  );
   assert.deepEqual(pngs.flatMap(picturesOf).map(hashOf), frames);
   assert.deepEqual(picturesOf(readFileSync(await exported("apng"))).map(hashOf), frames);
   assert.deepEqual(readFileSync(await exported("png")), pngs[0]);
   for (const kind of ["webm", "mp4"]) {
     const bytes = readFileSync(await exported(kind)).toString("base64");
-    const film = await page.evaluate(async ([encoded, type]) => {
-      const video = document.createElement("video");
-      video.src = URL.createObjectURL(new Blob([Uint8Array.from(atob(encoded), (c) => c.charCodeAt(0))], { type }));
-      await new Promise((done, failed) => Object.assign(video, { onloadeddata: done, onerror: () => failed(new Error(video.error.message)) }));
-      return [video.videoWidth, video.videoHeight, Math.round(video.duration * 25)];
-    }, [bytes, `video/${kind}`]);
+    const film = await page.evaluate(
+      async ([encoded, type]) => {
+        const video = document.createElement("video");
+        video.src = URL.createObjectURL(new Blob([Uint8Array.from(atob(encoded), (c) => c.charCodeAt(0))], { type }));
+        await new Promise((done, failed) =>
+          Object.assign(video, { onloadeddata: done, onerror: () => failed(new Error(video.error.message)) }),
+        );
+        return [video.videoWidth, video.videoHeight, Math.round(video.duration * 25)];
+      },
+      [bytes, `video/${kind}`],
+    );
     assert.deepEqual(film, [192, 108, 25], kind);
   }
   await page.close();
@@ -158,20 +188,36 @@ test("everything is reached and named without a mouse, in dark and light", async
   const page = await opened(await chromium.page(), server.address);
   await page.evaluate(axeSource);
   const findings = async (where) => {
-    const { violations } = await page.evaluate(() => window.axe.run(document, { runOnly: ["wcag2a", "wcag2aa", "wcag21a", "wcag21aa", "wcag22aa", "best-practice"] }));
-    return violations.map(({ id, nodes }) => `${where}: ${id}: ${nodes.slice(0, 3).map(({ html }) => html.slice(0, 160)).join(" | ")}`);
+    const { violations } = await page.evaluate(() =>
+      window.axe.run(document, { runOnly: ["wcag2a", "wcag2aa", "wcag21a", "wcag21aa", "wcag22aa", "best-practice"] }),
+    );
+    return violations.map(
+      ({ id, nodes }) =>
+        `${where}: ${id}: ${nodes
+          .slice(0, 3)
+          .map(({ html }) => html.slice(0, 160))
+          .join(" | ")}`,
+    );
   };
   const found = [];
   await load(page, scene);
   await page.keyboard.press("Control+a");
   for (const colours of ["dark", "light"]) {
     await page.emulateMedia({ reducedMotion: "reduce" });
-    if ((await page.evaluate(() => document.documentElement.dataset.theme)) !== colours) await page.keyboard.press("Shift+D");
+    if ((await page.evaluate(() => document.documentElement.dataset.theme)) !== colours)
+      await page.keyboard.press("Shift+D");
     for (const tab of ["Effect", "Scene", "Media & masks"]) {
       await page.getByRole("tab", { name: tab, exact: true }).click();
       found.push(...(await findings(`${colours} ${tab}`)));
     }
-    for (const [keys, title] of colours === "light" ? [] : [["?", "Keys"], ["Control+e", "Export"], ["t", "The scene as text"], ["p", "Presets"]]) {
+    for (const [keys, title] of colours === "light"
+      ? []
+      : [
+          ["?", "Keys"],
+          ["Control+e", "Export"],
+          ["t", "The scene as text"],
+          ["p", "Presets"],
+        ]) {
       await page.getByRole("tab", { name: "Effect", exact: true }).focus();
       await page.keyboard.press(keys);
       await page.getByRole("dialog", { name: title }).waitFor();
@@ -189,7 +235,11 @@ test("everything is reached and named without a mouse, in dark and light", async
   await page.keyboard.press("Tab");
   const seen = new Set();
   for (let i = 0; i < 12 && !seen.has("Spin"); ++i) {
-    seen.add(await page.evaluate(() => document.activeElement.getAttribute("aria-label") ?? document.activeElement.textContent));
+    seen.add(
+      await page.evaluate(
+        () => document.activeElement.getAttribute("aria-label") ?? document.activeElement.textContent,
+      ),
+    );
     if (!seen.has("Spin")) await page.keyboard.press("Tab");
   }
   await page.keyboard.press("PageUp");
@@ -203,7 +253,10 @@ test("everything is reached and named without a mouse, in dark and light", async
   await page.keyboard.press("Control+c");
   await page.keyboard.press("End");
   await page.keyboard.press("Control+v");
-  assert.match(await text(page), /"time": 0.4, "value": 10 },\s+{ "time": 0.96, "value": 10 },\s+{ "time": 1.36, "value": 10 }/);
+  assert.match(
+    await text(page),
+    /"time": 0.4, "value": 10 },\s+{ "time": 0.96, "value": 10 },\s+{ "time": 1.36, "value": 10 }/,
+  );
   await page.getByRole("button", { name: /^Producer Point/ }).focus();
   for (const key of ["ArrowRight", "Shift+ArrowDown"]) await page.keyboard.press(key);
   assert.match(await text(page), /"Producer Point": \[97, 64\]/);
@@ -215,7 +268,15 @@ test("everything is reached and named without a mouse, in dark and light", async
 
 test("how fast frames follow a hand is told", async (context) => {
   const page = await opened(await chromium.page(), server.address);
-  await load(page, readFileSync(join(root, "examples/scenes/ripple.json"), "utf8").replace('"width": 1280, "height": 720', '"width": 960, "height": 540'), {}, "ripple.json");
+  await load(
+    page,
+    readFileSync(join(root, "examples/scenes/ripple.json"), "utf8").replace(
+      '"width": 1280, "height": 720',
+      '"width": 960, "height": 540',
+    ),
+    {},
+    "ripple.json",
+  );
   await field(page, "Frame").fill("90");
   await page.waitForTimeout(1500);
   await page.evaluate(() => {
@@ -235,8 +296,13 @@ test("how fast frames follow a hand is told", async (context) => {
   }
   await page.mouse.up();
   const times = await page.evaluate(() => window.painted);
-  const gaps = times.slice(1).map((time, i) => time - times[i]).sort((a, b) => a - b);
-  context.diagnostic(`${times.length} pictures while dragging at 960 x 540: one every ${gaps[gaps.length >> 1].toFixed(1)} ms, 95 % within ${gaps[Math.floor(gaps.length * 0.95)].toFixed(1)} ms`);
+  const gaps = times
+    .slice(1)
+    .map((time, i) => time - times[i])
+    .sort((a, b) => a - b);
+  context.diagnostic(
+    `${times.length} pictures while dragging at 960 x 540: one every ${gaps[gaps.length >> 1].toFixed(1)} ms, 95 % within ${gaps[Math.floor(gaps.length * 0.95)].toFixed(1)} ms`,
+  );
   assert.ok(times.length > 5);
   await page.close();
   still();
@@ -245,7 +311,11 @@ test("how fast frames follow a hand is told", async (context) => {
 test("served by the program: saves reach the disk, what changes there shows, and neither is lost", async () => {
   const file = join(folder, "served.json");
   writeFileSync(file, scene);
-  const program = spawn(process.env.ORVANDEL ?? join(root, "build/release/bin/orvandel"), ["studio", file, "--no-browser"]);
+  const program = spawn(process.env.ORVANDEL ?? join(root, "build/release/bin/orvandel"), [
+    "studio",
+    file,
+    "--no-browser",
+  ]);
   try {
     const address = await new Promise((resolve, reject) => {
       program.stdout.once("data", (line) => resolve(String(line).trim()));

@@ -11,14 +11,28 @@ const require = createRequire(join(root, "web/studio/package.json"));
 const { chromium } = require("playwright-core");
 export const axeSource = readFileSync(require.resolve("axe-core/axe.min.js"), "utf8");
 
-const kTypes = { ".html": "text/html", ".js": "text/javascript", ".css": "text/css", ".wasm": "application/wasm", ".json": "application/json", ".svg": "image/svg+xml", ".png": "image/png", ".wav": "audio/wav" };
+const kTypes = {
+  ".html": "text/html",
+  ".js": "text/javascript",
+  ".css": "text/css",
+  ".wasm": "application/wasm",
+  ".json": "application/json",
+  ".svg": "image/svg+xml",
+  ".png": "image/png",
+  ".wav": "audio/wav",
+};
 
 export async function served(folder = join(root, "build/studio")) {
   const server = createServer((request, response) => {
     const path = normalize(decodeURIComponent(new URL(request.url, "http://x").pathname));
     const file = join(folder, path.endsWith("/") ? `${path}index.html` : path);
     try {
-      response.writeHead(200, { "Content-Type": kTypes[extname(file)] ?? "application/octet-stream", "Content-Length": statSync(file).size }).end(readFileSync(file));
+      response
+        .writeHead(200, {
+          "Content-Type": kTypes[extname(file)] ?? "application/octet-stream",
+          "Content-Length": statSync(file).size,
+        })
+        .end(readFileSync(file));
     } catch {
       response.writeHead(404).end();
     }
@@ -30,12 +44,28 @@ export async function served(folder = join(root, "build/studio")) {
 export async function browser({ width = 1440, height = 900 } = {}) {
   const profile = mkdtempSync(join(tmpdir(), "orvandel-studio-"));
   const context = await chromium.launchPersistentContext(profile, {
-    executablePath: "/usr/bin/chromium", headless: true, viewport: { width, height }, acceptDownloads: true, permissions: ["clipboard-read", "clipboard-write"],
-    args: ["--no-sandbox", "--disable-gpu", "--no-first-run", "--disable-background-networking", "--disable-component-update", "--disable-sync", "--autoplay-policy=no-user-gesture-required"],
+    executablePath: "/usr/bin/chromium",
+    headless: true,
+    viewport: { width, height },
+    acceptDownloads: true,
+    permissions: ["clipboard-read", "clipboard-write"],
+    args: [
+      "--no-sandbox",
+      "--disable-gpu",
+      "--no-first-run",
+      "--disable-background-networking",
+      "--disable-component-update",
+      "--disable-sync",
+      "--autoplay-policy=no-user-gesture-required",
+    ],
   });
   context.setDefaultTimeout(20000);
   const troubles = [];
-  context.on("request", (request) => /^(http:\/\/127\.0\.0\.1|blob:|data:)/.test(request.url()) || troubles.push(`fetched ${request.url()}`));
+  context.on(
+    "request",
+    (request) =>
+      /^(http:\/\/127\.0\.0\.1|blob:|data:)/.test(request.url()) || troubles.push(`fetched ${request.url()}`),
+  );
   context.on("page", (page) => {
     page.on("console", (message) => ["error", "warning"].includes(message.type()) && troubles.push(message.text()));
     page.on("pageerror", (error) => troubles.push(String(error)));
@@ -78,7 +108,8 @@ export function filesBelow(folder, top = folder) {
 
 /** The hash of the reference tables, FNV-1a over alpha, red, green, blue; it also runs in the page. */
 export function hashOf({ data }) {
-  let high = 0xcbf29ce4, low = 0x84222325;
+  let high = 0xcbf29ce4,
+    low = 0x84222325;
   for (let pixel = 0; pixel < data.length; pixel += 4) {
     for (let channel = 3; channel < 7; ++channel) {
       low = (low ^ data[pixel + (channel & 3)]) >>> 0;
@@ -106,7 +137,8 @@ export function picturesOf(png) {
     for (let y = 0; y < height; ++y) {
       const from = y * (4 * width + 1);
       if (![0, 2].includes(rows[from])) throw new Error(`filter ${rows[from]}`);
-      for (let x = 0; x < 4 * width; ++x) data[4 * width * y + x] = rows[from + 1 + x] + (rows[from] && y ? data[4 * width * (y - 1) + x] : 0);
+      for (let x = 0; x < 4 * width; ++x)
+        data[4 * width * y + x] = rows[from + 1 + x] + (rows[from] && y ? data[4 * width * (y - 1) + x] : 0);
     }
     return { data };
   });

@@ -38,7 +38,12 @@ function beside(): Plugin {
       for (const name of files) hash.update(name).update(readFileSync(join(out, name)));
       const worker = readFileSync(join(root, "web/studio/src/app/service_worker.js"), "utf8");
       const listed = JSON.stringify(["./", ...files.filter((name) => name !== "index.html")]);
-      writeFileSync(join(out, "sw.js"), worker.replace("kFiles = []", `kFiles = ${listed}`).replace("kVersion = \"\"", `kVersion = "${hash.digest("hex").slice(0, 16)}"`));
+      writeFileSync(
+        join(out, "sw.js"),
+        worker
+          .replace("kFiles = []", `kFiles = ${listed}`)
+          .replace('kVersion = ""', `kVersion = "${hash.digest("hex").slice(0, 16)}"`),
+      );
     },
   };
 }

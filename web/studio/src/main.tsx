@@ -28,10 +28,10 @@ async function begin(): Promise<void> {
   // What was being made before comes back, unless the address or the program says otherwise.
   if (!served?.sceneName) await restore().catch(() => false);
   if (link) open(link);
-  await engine;
   follow(() => current.value);
   followFrames();
   render(<App />, document.getElementById("app")!);
+  await engine;
   void askCatalog();
   followPlaying();
   followAnalysis();
@@ -40,9 +40,11 @@ async function begin(): Promise<void> {
   followChanges();
   offerApi();
   await served?.open().catch((error: Error) => say(error.message, "bad"));
-  if (!served && "serviceWorker" in navigator && !import.meta.env?.DEV) await navigator.serviceWorker.register("./sw.js").catch(() => undefined);
+  if (!served && "serviceWorker" in navigator && !import.meta.env?.DEV)
+    await navigator.serviceWorker.register("./sw.js").catch(() => undefined);
 }
 
 begin().catch((error: Error) => {
-  document.getElementById("app")!.textContent = `The page cannot start: ${error.message}. It needs a current browser with WebAssembly and module workers.`;
+  document.getElementById("app")!.textContent =
+    `The page cannot start: ${error.message}. It needs a current browser with WebAssembly and module workers.`;
 });

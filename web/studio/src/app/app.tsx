@@ -9,7 +9,11 @@ import { Dialogs } from "./dialogs";
 import { TopBar } from "./topbar";
 
 function Notice() {
-  return <p class={`notice ${notice.value?.kind ?? ""}`} role="status" hidden={!notice.value}>{notice.value?.text}</p>;
+  return (
+    <p class={`notice ${notice.value?.kind ?? ""}`} role="status" hidden={!notice.value}>
+      {notice.value?.text}
+    </p>
+  );
 }
 
 export function App() {

@@ -1,12 +1,11 @@
 // Everything that can be done from the keyboard, in one table: the keys, the menus and the list under "?" come from it.
 import { SceneDocument } from "../document/document";
 import { type CopiedKey, copyKeys, pasteKeys } from "../document/keys";
-import { current, kNewScene } from "../document/open";
+import { current, effectIndex, kNewScene } from "../document/open";
 import { ParameterEdit } from "../document/parameters";
 import { frameCount, parameters } from "../engine/engine";
 import { frame, playing } from "../engine/frames";
 import { looping, loopRange, playedRange } from "../engine/playing";
-import { effectIndex } from "../document/open";
 import { handlesShown, zoomBy, zoomTo } from "../picture/view";
 import { wavesShown } from "../picture/waves";
 import { pick, save, take } from "../session/files";
@@ -40,10 +39,13 @@ function toggleKey(): void {
 }
 
 function toKey(by: 1 | -1): void {
-  const times = allKeys().map(({ time }) => time).sort((a, b) => a - b);
+  const times = allKeys()
+    .map(({ time }) => time)
+    .sort((a, b) => a - b);
   const now = currentTime.peek();
   const next = by > 0 ? times.find((time) => time > now + 1e-4) : times.reverse().find((time) => time < now - 1e-4);
-  if (next !== undefined) goTo(Math.round((next * frameCount.peek()) / Math.max(1e-9, Number(current.peek().scene.peek().duration))));
+  if (next !== undefined)
+    goTo(Math.round((next * frameCount.peek()) / Math.max(1e-9, Number(current.peek().scene.peek().duration))));
 }
 
 function setLoop(end: "first" | "last"): void {
@@ -66,8 +68,18 @@ export const commands: Command[] = [
   { id: "loopAll", label: "Loop over everything", keys: ["Shift+L"], run: () => (loopRange.value = undefined) },
   { id: "key", label: "Set or remove a key of the chosen parameter", keys: ["D"], run: toggleKey },
   { id: "deleteKeys", label: "Delete the chosen keys", keys: ["Delete", "Backspace"], run: deleteSelected },
-  { id: "copyKeys", label: "Copy the chosen keys", keys: ["Mod+C"], run: () => (copied = copyKeys(current.peek(), selectedKeys.peek())) },
-  { id: "pasteKeys", label: "Paste keys at the play head", keys: ["Mod+V"], run: () => copied.length > 0 && (selectedKeys.value = pasteKeys(current.peek(), copied, currentTime.peek())) },
+  {
+    id: "copyKeys",
+    label: "Copy the chosen keys",
+    keys: ["Mod+C"],
+    run: () => (copied = copyKeys(current.peek(), selectedKeys.peek())),
+  },
+  {
+    id: "pasteKeys",
+    label: "Paste keys at the play head",
+    keys: ["Mod+V"],
+    run: () => copied.length > 0 && (selectedKeys.value = pasteKeys(current.peek(), copied, currentTime.peek())),
+  },
   { id: "allKeys", label: "Choose all keys", keys: ["Mod+A"], run: () => (selectedKeys.value = allKeys()) },
   { id: "keysBack", label: "Chosen keys a frame back", keys: ["Alt+ArrowLeft"], run: () => nudgeKeys(-1) },
   { id: "keysOn", label: "Chosen keys a frame on", keys: ["Alt+ArrowRight"], run: () => nudgeKeys(1) },
@@ -78,18 +90,33 @@ export const commands: Command[] = [
   { id: "save", label: "Save the scene file", keys: ["Mod+S"], run: () => void save(), always: true },
   { id: "presets", label: "Presets…", keys: ["P"], run: () => (dialog.value = "presets") },
   { id: "export", label: "Export…", keys: ["Mod+E"], run: () => (dialog.value = "export"), always: true },
-  { id: "link", label: "Copy a link that holds the scene", keys: ["Shift+C"], run: () => void copyLink(current.peek()) },
+  {
+    id: "link",
+    label: "Copy a link that holds the scene",
+    keys: ["Shift+C"],
+    run: () => void copyLink(current.peek()),
+  },
   { id: "surprise", label: "Surprise me", keys: ["R"], run: surprise },
   { id: "text", label: "The scene as text…", keys: ["T"], run: () => (dialog.value = "text") },
   { id: "search", label: "Search parameters", keys: ["/"], run: () => focusSearch() },
   { id: "waves", label: "Outlines of the waves", keys: ["W"], run: () => (wavesShown.value = !wavesShown.peek()) },
-  { id: "handles", label: "Handles on the picture", keys: ["H"], run: () => (handlesShown.value = !handlesShown.peek()) },
+  {
+    id: "handles",
+    label: "Handles on the picture",
+    keys: ["H"],
+    run: () => (handlesShown.value = !handlesShown.peek()),
+  },
   { id: "fit", label: "Fit the picture", keys: ["F"], run: () => zoomTo("fit") },
   { id: "whole", label: "Picture at 100 %", keys: ["1"], run: () => zoomTo(1) },
   { id: "zoomIn", label: "Zoom in", keys: ["+", "="], run: () => zoomBy(1.25) },
   { id: "zoomOut", label: "Zoom out", keys: ["-"], run: () => zoomBy(1 / 1.25) },
   { id: "allTime", label: "Whole time line", keys: ["Shift+F"], run: showAll },
-  { id: "theme", label: "Dark or light", keys: ["Shift+D"], run: () => (theme.value = theme.peek() === "dark" ? "light" : "dark") },
+  {
+    id: "theme",
+    label: "Dark or light",
+    keys: ["Shift+D"],
+    run: () => (theme.value = theme.peek() === "dark" ? "light" : "dark"),
+  },
   { id: "help", label: "This list", keys: ["?"], run: () => (dialog.value = "help") },
 ];
 
@@ -108,23 +135,37 @@ function nameOf(event: KeyboardEvent): string {
   const letter = event.key === " " ? "Space" : event.key.length === 1 ? event.key.toUpperCase() : event.key;
   // The character says already that Shift was held, unless it is a letter.
   const shift = event.shiftKey && (letter.length > 1 || /[A-Z]/.test(letter));
-  return [event.ctrlKey || event.metaKey ? "Mod" : "", event.altKey ? "Alt" : "", shift ? "Shift" : "", letter].filter(Boolean).join("+");
+  return [event.ctrlKey || event.metaKey ? "Mod" : "", event.altKey ? "Alt" : "", shift ? "Shift" : "", letter]
+    .filter(Boolean)
+    .join("+");
 }
 
 function typesInto(target: EventTarget | null): boolean {
-  return target instanceof HTMLTextAreaElement || target instanceof HTMLSelectElement || (target instanceof HTMLInputElement && !["checkbox", "range", "color"].includes(target.type));
+  return (
+    target instanceof HTMLTextAreaElement ||
+    target instanceof HTMLSelectElement ||
+    (target instanceof HTMLInputElement && !["checkbox", "range", "color"].includes(target.type))
+  );
 }
 
 export function followKeys(): void {
   // A button that was clicked does not keep the space bar to itself; one that was reached by keys does.
-  addEventListener("click", (event) => event.detail > 0 && (event.target as Element).closest<HTMLElement>("button")?.blur());
+  addEventListener(
+    "click",
+    (event) => event.detail > 0 && (event.target as Element).closest<HTMLElement>("button")?.blur(),
+  );
   addEventListener("keydown", (event) => {
     if (event.defaultPrevented || document.querySelector("dialog[open]")) return;
     const name = nameOf(event);
     const found = commands.find(({ keys }) => keys.includes(name));
     if (!found || (typesInto(event.target) && !found.always)) return;
     // Buttons are pressed with the space bar.
-    if (name === "Space" && event.target instanceof HTMLElement && event.target.closest("button, [role=tab], input, [data-handle], summary")) return;
+    if (
+      name === "Space" &&
+      event.target instanceof HTMLElement &&
+      event.target.closest("button, [role=tab], input, [data-handle], summary")
+    )
+      return;
     event.preventDefault();
     found.run();
   });

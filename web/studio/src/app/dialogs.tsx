@@ -22,21 +22,49 @@ function Window({ title, wide, children }: { title: string; wide?: boolean; chil
   }, []);
   const close = () => (dialog.value = undefined);
   return (
-    <dialog ref={element} class={wide ? "wide" : ""} aria-label={title} onClose={close} onClick={(event) => event.target === element.current && close()}>
-      <header><h2>{title}</h2><button class="tool" aria-label="Close" onClick={close}><Icon name="close" /></button></header>
+    <dialog
+      ref={element}
+      class={wide ? "wide" : ""}
+      aria-label={title}
+      onClose={close}
+      onClick={(event) => event.target === element.current && close()}
+    >
+      <header>
+        <h2>{title}</h2>
+        <button class="tool" aria-label="Close" onClick={close}>
+          <Icon name="close" />
+        </button>
+      </header>
       <div class="content">{children}</div>
     </dialog>
   );
 }
 
 function Help() {
-  const written = (key: string) => key.replace("Mod", navigator.platform.startsWith("Mac") ? "⌘" : "Ctrl").replace("Arrow", "").replace("Left", "←").replace("Right", "→");
+  const written = (key: string) =>
+    key
+      .replace("Mod", navigator.platform.startsWith("Mac") ? "⌘" : "Ctrl")
+      .replace("Arrow", "")
+      .replace("Left", "←")
+      .replace("Right", "→");
   return (
     <>
       <dl class="keys">
-        {commands.map(({ id, label, keys }) => <div key={id}><dt>{keys.map((key) => <kbd key={key}>{written(key)}</kbd>)}</dt><dd>{label}</dd></div>)}
+        {commands.map(({ id, label, keys }) => (
+          <div key={id}>
+            <dt>
+              {keys.map((key) => (
+                <kbd key={key}>{written(key)}</kbd>
+              ))}
+            </dt>
+            <dd>{label}</dd>
+          </div>
+        ))}
       </dl>
-      <p class="hint">Numbers: drag, type, or use ↑ and ↓; Shift is coarse, Alt fine. Handles and keys move with the arrow keys while they have the focus. The wheel zooms the picture and the time line; drag beside the handles to move the picture.</p>
+      <p class="hint">
+        Numbers: drag, type, or use ↑ and ↓; Shift is coarse, Alt fine. Handles and keys move with the arrow keys while
+        they have the focus. The wheel zooms the picture and the time line; drag beside the handles to move the picture.
+      </p>
     </>
   );
 }
@@ -52,10 +80,30 @@ function Text() {
   };
   return (
     <>
-      <textarea ref={area} data-first class="scenetext" aria-label="The scene as text" spellcheck={false} value={document.text.value}
-        onInput={(event) => document.change("edit the text", event.currentTarget.value, "text")} />
-      {said.length === 0 && <p class="hint" role="status">No complaints: the scene is drawn as it stands here.</p>}
-      {said.map(({ message, pointer }) => <p class="complaint" role="alert" key={message}>{message} {pointer && <button class="chip" onClick={() => goTo(pointer)}>Show</button>}</p>)}
+      <textarea
+        ref={area}
+        data-first
+        class="scenetext"
+        aria-label="The scene as text"
+        spellcheck={false}
+        value={document.text.value}
+        onInput={(event) => document.change("edit the text", event.currentTarget.value, "text")}
+      />
+      {said.length === 0 && (
+        <p class="hint" role="status">
+          No complaints: the scene is drawn as it stands here.
+        </p>
+      )}
+      {said.map(({ message, pointer }) => (
+        <p class="complaint" role="alert" key={message}>
+          {message}{" "}
+          {pointer && (
+            <button class="chip" onClick={() => goTo(pointer)}>
+              Show
+            </button>
+          )}
+        </p>
+      ))}
     </>
   );
 }
@@ -67,10 +115,16 @@ function Conflict() {
   };
   return (
     <>
-      <p>{served?.sceneName} was changed on disk since it was loaded here, and there are changes here that are not saved.</p>
+      <p>
+        {served?.sceneName} was changed on disk since it was loaded here, and there are changes here that are not saved.
+      </p>
       <p class="chips">
-        <button class="primary" onClick={done(() => conflict.peek() && served?.take(conflict.peek()!))}>Take the one on disk</button>
-        <button class="chip" onClick={done(() => void served?.keepMine())}>Save mine over it</button>
+        <button class="primary" onClick={done(() => conflict.peek() && served?.take(conflict.peek()!))}>
+          Take the one on disk
+        </button>
+        <button class="chip" onClick={done(() => void served?.keepMine())}>
+          Save mine over it
+        </button>
       </p>
       <p class="hint">Taking the one on disk can be undone.</p>
     </>
@@ -80,15 +134,35 @@ function Conflict() {
 export function Dialogs() {
   switch (dialog.value) {
     case "help":
-      return <Window title="Keys" wide><Help /></Window>;
+      return (
+        <Window title="Keys" wide>
+          <Help />
+        </Window>
+      );
     case "presets":
-      return <Window title="Presets" wide><Presets /></Window>;
+      return (
+        <Window title="Presets" wide>
+          <Presets />
+        </Window>
+      );
     case "export":
-      return <Window title="Export"><ExportDialog /></Window>;
+      return (
+        <Window title="Export">
+          <ExportDialog />
+        </Window>
+      );
     case "text":
-      return <Window title="The scene as text" wide><Text /></Window>;
+      return (
+        <Window title="The scene as text" wide>
+          <Text />
+        </Window>
+      );
     case "conflict":
-      return <Window title="The file changed on disk"><Conflict /></Window>;
+      return (
+        <Window title="The file changed on disk">
+          <Conflict />
+        </Window>
+      );
     default:
       return null;
   }

@@ -21,10 +21,12 @@ const kMilliseconds = 120;
 
 async function presetsOf(): Promise<Preset[]> {
   const list = (await (await fetch("./presets/index.json")).json()) as { name: string; title: string }[];
-  return Promise.all(list.map(async ({ name, title }) => {
-    const text = await (await fetch(`./presets/${name}.json`)).text();
-    return { name, title, document: new SceneDocument(text, `${name}.json`), pictures: [], trouble: "" };
-  }));
+  return Promise.all(
+    list.map(async ({ name, title }) => {
+      const text = await (await fetch(`./presets/${name}.json`)).text();
+      return { name, title, document: new SceneDocument(text, `${name}.json`), pictures: [], trouble: "" };
+    }),
+  );
 }
 
 // The middle of the film shows more than its empty beginning.

@@ -60,7 +60,10 @@ export class SceneDocument {
     else this.#past.push({ label, before, after, gesture });
     this.#future = [];
     let size = 0;
-    this.#past = this.#past.reverse().filter((step) => (size += 2 * step.after.length) < kHistorySize).reverse();
+    this.#past = this.#past
+      .reverse()
+      .filter((step) => (size += 2 * step.after.length) < kHistorySize)
+      .reverse();
     this.#show(after);
   }
 

@@ -35,7 +35,14 @@ function intoEmpty(text: string, parent: Node, key: string | number, value: Json
 }
 
 // Before the child at `index`, or behind the last one.
-function inserted(text: string, parent: Node, index: number, key: string | number, value: Json, broken: boolean): string {
+function inserted(
+  text: string,
+  parent: Node,
+  index: number,
+  key: string | number,
+  value: Json,
+  broken: boolean,
+): string {
   const children = parent.children ?? [];
   if (children.length === 0) return intoEmpty(text, parent, key, value, broken);
   const next = children[index];
@@ -62,7 +69,11 @@ function inserted(text: string, parent: Node, index: number, key: string | numbe
 /** The text with `value` at `path`; what is missing on the way is made. */
 export function withValue(text: string, path: Path, value: Json): string {
   const root = parseTree(text);
-  if (!root) return written(path.reduceRight<Json>((inner, step) => ({ [step]: inner }), value), "");
+  if (!root)
+    return written(
+      path.reduceRight<Json>((inner, step) => ({ [step]: inner }), value),
+      "",
+    );
   const node = findNodeAtLocation(root, path);
   if (node) return replaced(text, node, value);
   const key = path[path.length - 1]!;

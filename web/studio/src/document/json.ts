@@ -41,5 +41,8 @@ export function valueAt(root: Json | undefined, path: Path): Json | undefined {
 
 /** A JSON pointer's steps: "/parameters/Color" is ["parameters", "Color"]. */
 export function pathOf(pointer: string): string[] {
-  return pointer.split("/").slice(1).map((step) => step.replaceAll("~1", "/").replaceAll("~0", "~"));
+  return pointer
+    .split("/")
+    .slice(1)
+    .map((step) => step.replaceAll("~1", "/").replaceAll("~0", "~"));
 }

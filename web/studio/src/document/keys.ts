@@ -24,7 +24,8 @@ function byParameter<T extends KeyPlace>(places: readonly T[]): Map<string, T[]>
   return grouped;
 }
 
-const stands = (places: readonly KeyPlace[], time: number) => places.some((place) => Math.abs(place.time - time) < kSameTime);
+const stands = (places: readonly KeyPlace[], time: number) =>
+  places.some((place) => Math.abs(place.time - time) < kSameTime);
 
 // Later in the list wins where two stand at one time.
 function inOrder(keys: Key[]): Key[] {
@@ -41,7 +42,14 @@ function round(time: number): number {
 }
 
 /** Keys that are run over give way. Answers where the moved ones stand now. */
-export function moveKeys(document: SceneDocument, base: string, places: readonly KeyPlace[], by: number, gesture: string, scene: JsonObject): KeyPlace[] {
+export function moveKeys(
+  document: SceneDocument,
+  base: string,
+  places: readonly KeyPlace[],
+  by: number,
+  gesture: string,
+  scene: JsonObject,
+): KeyPlace[] {
   let text = base;
   for (const group of byParameter(places).values()) {
     const keys = keysOf(setting(scene, group[0]!.effect, group[0]!.name)) ?? [];
@@ -49,7 +57,11 @@ export function moveKeys(document: SceneDocument, base: string, places: readonly
     const moved = keys.filter((key) => stands(group, key.time)).map((key) => ({ ...key, time: round(key.time + by) }));
     text = withKeys(text, scene, group[0]!, inOrder([...resting, ...moved]));
   }
-  document.change(places.length === 1 ? `move a key of ${places[0]!.name}` : `move ${places.length} keys`, text, gesture);
+  document.change(
+    places.length === 1 ? `move a key of ${places[0]!.name}` : `move ${places.length} keys`,
+    text,
+    gesture,
+  );
   return places.map((place) => ({ ...place, time: round(place.time + by) }));
 }
 
@@ -70,7 +82,9 @@ export function removeKeys(document: SceneDocument, places: readonly KeyPlace[])
 export function copyKeys(document: SceneDocument, places: readonly KeyPlace[]): CopiedKey[] {
   const scene = document.scene.value;
   return places.flatMap((place) => {
-    const key = keysOf(setting(scene, place.effect, place.name))?.find((each) => Math.abs(each.time - place.time) < kSameTime);
+    const key = keysOf(setting(scene, place.effect, place.name))?.find(
+      (each) => Math.abs(each.time - place.time) < kSameTime,
+    );
     return key ? [{ ...place, key }] : [];
   });
 }

@@ -2,7 +2,10 @@
 import { isObject, type Json, type JsonObject } from "./json";
 
 const ending = (name: string) => name.slice(name.lastIndexOf(".") + 1).toLowerCase();
-const oneOf = (...endings: string[]) => (name: string) => endings.includes(ending(name));
+const oneOf =
+  (...endings: string[]) =>
+  (name: string) =>
+    endings.includes(ending(name));
 
 export const isScene = oneOf("json", "jsonc");
 export const isSvg = oneOf("svg");
@@ -17,7 +20,13 @@ export function namedFiles(scene: JsonObject): string[] {
   const add = (entry: Json | undefined) => {
     if (typeof entry === "string" && entry !== "input" && !entry.startsWith("#")) names.add(entry);
   };
-  for (const entry of [scene.input, scene.background, scene.sound, ...Object.values((scene.layers as JsonObject | undefined) ?? {})]) add(entry);
+  for (const entry of [
+    scene.input,
+    scene.background,
+    scene.sound,
+    ...Object.values((scene.layers as JsonObject | undefined) ?? {}),
+  ])
+    add(entry);
   const walk = (value: Json | undefined): void => {
     if (Array.isArray(value)) value.forEach(walk);
     else if (isObject(value)) {

@@ -51,7 +51,8 @@ export function plainValue(value: Json | undefined, parameter: Parameter, scene:
   if (value !== undefined && !moves(value)) return value;
   const { percent } = (isObject(parameter.default) ? parameter.default : {}) as { percent?: [number, number] };
   if (percent) return [(Number(scene.width ?? 0) * percent[0]) / 100, (Number(scene.height ?? 0) * percent[1]) / 100];
-  if (parameter.kind === "mask") return Object.keys((scene.masks as JsonObject | undefined) ?? {})[Number(parameter.default) - 1] ?? null;
+  if (parameter.kind === "mask")
+    return Object.keys((scene.masks as JsonObject | undefined) ?? {})[Number(parameter.default) - 1] ?? null;
   return parameter.default;
 }
 
@@ -106,7 +107,8 @@ export class ParameterEdit {
   removeKeys(indices: number[]): void {
     const keys = keysOf(this.setting);
     if (!keys) return;
-    const label = indices.length === 1 ? `delete a key of ${this.parameter.name}` : `delete keys of ${this.parameter.name}`;
+    const label =
+      indices.length === 1 ? `delete a key of ${this.parameter.name}` : `delete keys of ${this.parameter.name}`;
     if (indices.length >= keys.length) return this.replace(keys[indices[0] ?? 0]!.value, label);
     const falling = [...indices].sort((a, b) => b - a);
     this.#change(label, (text) => falling.reduce((rest, i) => without(rest, [...this.#path, "keyframes", i]), text));

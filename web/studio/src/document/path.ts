@@ -12,11 +12,19 @@ interface Token {
   y?: boolean;
 }
 
-const kPairs: Record<string, boolean[]> = { M: [false], L: [false], T: [false], C: [true, true, false], S: [true, false], Q: [true, false] };
+const kPairs: Record<string, boolean[]> = {
+  M: [false],
+  L: [false],
+  T: [false],
+  C: [true, true, false],
+  S: [true, false],
+  Q: [true, false],
+};
 
 // Relative commands become absolute: a point that is moved leaves the others where they are.
 function read(d: string): { tokens: Token[]; points: PathPoint[] } {
-  const tokens: Token[] = d.match(/[a-zA-Z]|[-+]?(?:\d+\.?\d*|\.\d+)(?:[eE][-+]?\d+)?|[\s,]+/g)?.map((text) => ({ text })) ?? [];
+  const tokens: Token[] =
+    d.match(/[a-zA-Z]|[-+]?(?:\d+\.?\d*|\.\d+)(?:[eE][-+]?\d+)?|[\s,]+/g)?.map((text) => ({ text })) ?? [];
   const points: PathPoint[] = [];
   let numbers: Token[] = [];
   let command = "";
@@ -25,7 +33,8 @@ function read(d: string): { tokens: Token[]; points: PathPoint[] } {
   let start: [number, number] = [0, 0];
   const shift = (axes: (0 | 1)[], from = 0) => {
     const base = [...here];
-    if (relative) axes.forEach((axis, i) => (numbers[from + i]!.text = rounded(Number(numbers[from + i]!.text) + base[axis]!)));
+    if (relative)
+      axes.forEach((axis, i) => (numbers[from + i]!.text = rounded(Number(numbers[from + i]!.text) + base[axis]!)));
   };
   const takePoint = (at: number, control: boolean) => {
     const [x, y] = [numbers[at]!, numbers[at + 1]!];

@@ -33,7 +33,7 @@ export function chunk(type: string, ...parts: Uint8Array[]): Uint8Array {
 /** The chunks of a PNG file, by type and content. */
 export function* chunksOf(png: Uint8Array): Generator<{ type: string; body: Uint8Array }> {
   const view = new DataView(png.buffer, png.byteOffset, png.byteLength);
-  for (let at = kSignature.length; at < png.length; ) {
+  for (let at = kSignature.length; at < png.length;) {
     const size = view.getUint32(at);
     yield { type: new TextDecoder().decode(png.subarray(at + 4, at + 8)), body: png.subarray(at + 8, at + 8 + size) };
     at += size + 12;

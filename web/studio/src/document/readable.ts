@@ -7,7 +7,11 @@ export const kFilmHead = 65536;
 
 // Straight alpha: a canvas of two dimensions and ImageDecoder multiply it in, a texture does not.
 async function pngBytes(bytes: Uint8Array): Promise<Uint8Array> {
-  const image = await createImageBitmap(new Blob([bytes.slice()]), { premultiplyAlpha: "none", colorSpaceConversion: "none", imageOrientation: "from-image" });
+  const image = await createImageBitmap(new Blob([bytes.slice()]), {
+    premultiplyAlpha: "none",
+    colorSpaceConversion: "none",
+    imageOrientation: "from-image",
+  });
   const { width, height } = image;
   const gl = new OffscreenCanvas(1, 1).getContext("webgl2");
   if (!gl) throw new Error("WebGL is missing");
@@ -16,7 +20,13 @@ async function pngBytes(bytes: Uint8Array): Promise<Uint8Array> {
   gl.pixelStorei(gl.UNPACK_COLORSPACE_CONVERSION_WEBGL, gl.NONE);
   gl.texImage2D(gl.TEXTURE_2D, 0, gl.RGBA, gl.RGBA, gl.UNSIGNED_BYTE, image);
   gl.bindFramebuffer(gl.FRAMEBUFFER, gl.createFramebuffer());
-  gl.framebufferTexture2D(gl.FRAMEBUFFER, gl.COLOR_ATTACHMENT0, gl.TEXTURE_2D, gl.getParameter(gl.TEXTURE_BINDING_2D), 0);
+  gl.framebufferTexture2D(
+    gl.FRAMEBUFFER,
+    gl.COLOR_ATTACHMENT0,
+    gl.TEXTURE_2D,
+    gl.getParameter(gl.TEXTURE_BINDING_2D),
+    0,
+  );
   if (gl.getError() !== gl.NO_ERROR) throw new Error(`a picture of ${width} × ${height} is too large`);
   const data = new Uint8Array(width * height * 4);
   gl.readPixels(0, 0, width, height, gl.RGBA, gl.UNSIGNED_BYTE, data);
@@ -44,7 +54,9 @@ export function wavOf(buffer: AudioBuffer): Uint8Array {
   text(36, "data");
   view.setUint32(40, bytes.length - 44, true);
   for (let channel = 0; channel < channels; ++channel) {
-    buffer.getChannelData(channel).forEach((sample, i) => view.setFloat32(44 + (i * channels + channel) * 4, sample, true));
+    buffer
+      .getChannelData(channel)
+      .forEach((sample, i) => view.setFloat32(44 + (i * channels + channel) * 4, sample, true));
   }
   return bytes;
 }

@@ -6,8 +6,12 @@ export interface Rate {
 }
 
 export function rateOf(written: unknown): Rate {
-  const [top, bottom] = String(written ?? 30).split("/").map(Number);
-  return top && top > 0 ? { numerator: top, denominator: bottom && bottom > 0 ? bottom : 1 } : { numerator: 30, denominator: 1 };
+  const [top, bottom] = String(written ?? 30)
+    .split("/")
+    .map(Number);
+  return top && top > 0
+    ? { numerator: top, denominator: bottom && bottom > 0 ? bottom : 1 }
+    : { numerator: 30, denominator: 1 };
 }
 
 export function perSecond(rate: Rate): number {

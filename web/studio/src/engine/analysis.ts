@@ -36,14 +36,25 @@ async function askCurves(): Promise<void> {
   const step = Math.ceil(frameCount.peek() / kMostSamples);
   const count = Math.ceil(frameCount.peek() / step);
   const entries = await Promise.all(
-    moving.map(async ({ name }) => [name, { step, values: (await workers().ask(Urgency.Ahead, "values", index, name, 0, count, step)) as Value[] }] as const),
+    moving.map(
+      async ({ name }) =>
+        [
+          name,
+          { step, values: (await workers().ask(Urgency.Ahead, "values", index, name, 0, count, step)) as Value[] },
+        ] as const,
+    ),
   );
   curves.value = new Map(entries);
 }
 
 let shownText = "";
 async function askShown(): Promise<void> {
-  const answer = await workers().ask(Urgency.Ahead, "shown", effectIndex.peek(), Math.min(frame.peek(), frameCount.peek() - 1));
+  const answer = await workers().ask(
+    Urgency.Ahead,
+    "shown",
+    effectIndex.peek(),
+    Math.min(frame.peek(), frameCount.peek() - 1),
+  );
   if (JSON.stringify(answer) === shownText) return;
   shownText = JSON.stringify(answer);
   shown.value = { inactive: new Set(answer.inactive), inactiveGroups: new Set(answer.inactiveGroups) };

@@ -27,9 +27,11 @@ export function workers(): Pool {
 
 const kMostWorkers = 16;
 
+/** Resolved when the core is there. */
 export async function openEngine(): Promise<void> {
-  const module = await WebAssembly.compileStreaming(fetch("./orvandel.wasm"));
+  const module = WebAssembly.compileStreaming(fetch("./orvandel.wasm"));
   pool = new Pool(module, Math.min(kMostWorkers, Math.max(2, navigator.hardwareConcurrency || 2)));
+  await module;
 }
 
 /** After the first picture: nothing waits for these. */

@@ -28,7 +28,8 @@ const cache = new Map<string, ShownPicture>();
 let cached = 0;
 let cacheOf = -1;
 
-const keyOf = (number: number, { downsample = 1, quality = "full" }: FrameOptions) => `${number} ${downsample} ${quality}`;
+const keyOf = (number: number, { downsample = 1, quality = "full" }: FrameOptions) =>
+  `${number} ${downsample} ${quality}`;
 
 function kept(key: string): ShownPicture | undefined {
   if (cacheOf !== workers().scene) {
@@ -55,7 +56,11 @@ export function whenKept(number: number, options: FrameOptions): ShownPicture | 
 }
 
 /** A frame of the scene as it is now; `ms`: what it cost, 0 when it was at hand. */
-export async function drawn(urgency: Urgency, number: number, options: FrameOptions): Promise<{ made: ShownPicture; ms: number }> {
+export async function drawn(
+  urgency: Urgency,
+  number: number,
+  options: FrameOptions,
+): Promise<{ made: ShownPicture; ms: number }> {
   const key = keyOf(number, options);
   const there = kept(key);
   if (there) return { made: there, ms: 0 };
@@ -117,7 +122,8 @@ async function draw(): Promise<void> {
       continue;
     }
     // What takes long is seen small before.
-    if (!there && wholeCost > kDragBudget * 4) await drawOne({ quality: "draft", downsample: Math.max(3, dragDownsample) });
+    if (!there && wholeCost > kDragBudget * 4)
+      await drawOne({ quality: "draft", downsample: Math.max(3, dragDownsample) });
     if (!wanted) await drawOne({});
   }
   busy = false;

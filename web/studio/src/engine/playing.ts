@@ -49,7 +49,8 @@ function drawAhead(from: number): void {
 function adapt(): void {
   const budget = (1000 / perSecond(rate.peek())) * Math.max(1, workers().size - 0.5);
   if (cost > budget && downsample < kMostDownsample) ++downsample;
-  else if (cost > 0 && cost * (downsample / Math.max(1, downsample - 1)) ** 2 < 0.6 * budget && downsample > 1) --downsample;
+  else if (cost > 0 && cost * (downsample / Math.max(1, downsample - 1)) ** 2 < 0.6 * budget && downsample > 1)
+    --downsample;
   else return;
   cost = 0;
 }

@@ -44,7 +44,8 @@ export class Pool {
   #asked = 0;
 
   constructor(
-    readonly module: WebAssembly.Module,
+    /** Workers start while it is still being compiled. */
+    readonly module: Promise<WebAssembly.Module>,
     readonly size: number,
   ) {
     for (let i = 0; i < size; ++i) this.#hands.push(this.#hired());
@@ -59,7 +60,8 @@ export class Pool {
     this.#scene = { scene: this.#scene.scene + 1, text, name, files };
     this.drop((job) => job.urgency !== Urgency.Background);
     for (const hand of this.#hands) {
-      if (hand.job && performance.now() - hand.begun > kPatience && hand.job.urgency !== Urgency.Background) this.#replace(hand);
+      if (hand.job && performance.now() - hand.begun > kPatience && hand.job.urgency !== Urgency.Background)
+        this.#replace(hand);
     }
   }
 
@@ -69,7 +71,11 @@ export class Pool {
     for (const job of dropped) job.reject(new Dropped());
   }
 
-  timed<M extends Method>(urgency: Urgency, method: M, ...args: Parameters<Answers[M]>): Promise<Timed<ReturnType<Answers[M]>>> {
+  timed<M extends Method>(
+    urgency: Urgency,
+    method: M,
+    ...args: Parameters<Answers[M]>
+  ): Promise<Timed<ReturnType<Answers[M]>>> {
     return new Promise((done, failed) => {
       const resolve = (value: unknown, ms: number) => done({ value: value as ReturnType<Answers[M]>, ms });
       const job: Job = { id: ++this.#asked, method, args, urgency, scene: this.#scene, resolve, reject: failed };
@@ -79,7 +85,11 @@ export class Pool {
     });
   }
 
-  async ask<M extends Method>(urgency: Urgency, method: M, ...args: Parameters<Answers[M]>): Promise<ReturnType<Answers[M]>> {
+  async ask<M extends Method>(
+    urgency: Urgency,
+    method: M,
+    ...args: Parameters<Answers[M]>
+  ): Promise<ReturnType<Answers[M]>> {
     return (await this.timed(urgency, method, ...args)).value;
   }
 
@@ -95,7 +105,7 @@ export class Pool {
   #hired(): Hand {
     const worker = new Worker(new URL("./worker.ts", import.meta.url), { type: "module" });
     const hand: Hand = { worker, scene: -1, files: undefined, begun: 0 };
-    worker.postMessage(this.module);
+    void this.module.then((module) => worker.postMessage(module));
     worker.onmessage = ({ data }: MessageEvent<Answer>) => this.#finished(hand, data);
     worker.onerror = (event) => {
       event.preventDefault();

@@ -3,7 +3,8 @@ import { Orvandel } from "../../../core/orvandel.mjs";
 import type { Orvandel as Core } from "../../../npm/index";
 import type { Answer, Ask, FrameOptions, SceneFacts, SceneMessage } from "./core";
 
-let core: Promise<Core> | undefined;
+let open: (core: Core | PromiseLike<Core>) => void;
+const core = new Promise<Core>((resolve) => (open = resolve));
 let waiting: SceneMessage | undefined;
 let files: Record<string, Uint8Array> = {};
 let facts: SceneFacts | undefined;
@@ -42,7 +43,7 @@ function handedOver(value: unknown): Transferable[] {
 
 self.onmessage = async ({ data }: MessageEvent<WebAssembly.Module | SceneMessage | Ask>) => {
   if (data instanceof WebAssembly.Module) {
-    core = Orvandel.open(data) as unknown as Promise<Core>;
+    open(Orvandel.open(data) as unknown as Promise<Core>);
   } else if ("text" in data) {
     if (data.files) files = data.files;
     waiting = data;
@@ -50,7 +51,7 @@ self.onmessage = async ({ data }: MessageEvent<WebAssembly.Module | SceneMessage
     const begun = performance.now();
     const answer: Answer = { id: data.id, ms: 0 };
     try {
-      answer.value = answered(await core!, data);
+      answer.value = answered(await core, data);
     } catch (error) {
       const { message, complaints } = error as { message: string; complaints?: [] };
       answer.error = { message, complaints: complaints ?? [] };

@@ -46,7 +46,10 @@ async function bundle(): Promise<Blob> {
   const document = current.peek();
   const files = document.files.peek();
   const named = namedFiles(document.scene.peek()).filter((name) => name in files);
-  const entries = Object.fromEntries([[document.name.peek(), strToU8(document.text.peek())], ...named.map((name) => [name, files[name]!])]);
+  const entries = Object.fromEntries([
+    [document.name.peek(), strToU8(document.text.peek())],
+    ...named.map((name) => [name, files[name]!]),
+  ]);
   return new Blob([zipSync(entries, { mtime: "1980-01-01" }) as Uint8Array<ArrayBuffer>], { type: "application/zip" });
 }
 
@@ -90,24 +93,62 @@ export function ExportDialog() {
   const set = (part: "first" | "last") => (value: number) => (range.value = { ...chosen, [part]: value });
   return (
     <>
-      <label class="part wide"><span>What</span><Choice label="What to export" value={kind.value} choices={Object.entries(kKinds)} onChange={(next) => (kind.value = next as Kind)} /></label>
-      {(many || kind.value === "png") && <label class="part wide"><span>Size</span><Choice label="Size" value={downsample.value} choices={sizes} onChange={(next) => (downsample.value = next)} /></label>}
+      <label class="part wide">
+        <span>What</span>
+        <Choice
+          label="What to export"
+          value={kind.value}
+          choices={Object.entries(kKinds)}
+          onChange={(next) => (kind.value = next as Kind)}
+        />
+      </label>
+      {(many || kind.value === "png") && (
+        <label class="part wide">
+          <span>Size</span>
+          <Choice
+            label="Size"
+            value={downsample.value}
+            choices={sizes}
+            onChange={(next) => (downsample.value = next)}
+          />
+        </label>
+      )}
       {many && (
         <div class="part wide">
           <span>Frames</span>
-          <NumberField label="First frame of the export" value={chosen.first} min={0} max={chosen.last} precision={0} onChange={set("first")} />
+          <NumberField
+            label="First frame of the export"
+            value={chosen.first}
+            min={0}
+            max={chosen.last}
+            precision={0}
+            onChange={set("first")}
+          />
           <span>to</span>
-          <NumberField label="Last frame of the export" value={chosen.last} min={chosen.first} max={frames - 1} precision={0} onChange={set("last")} />
+          <NumberField
+            label="Last frame of the export"
+            value={chosen.last}
+            min={chosen.first}
+            max={frames - 1}
+            precision={0}
+            onChange={set("last")}
+          />
         </div>
       )}
       {running.value ? (
         <div class="progress">
           <progress aria-label="Progress of the export" value={running.value.done} max={running.value.of} />
-          <span role="status">{running.value.done} of {running.value.of}</span>
-          <button class="chip" onClick={() => running.value && (running.value = { ...running.value, cancelled: true })}>Cancel the export</button>
+          <span role="status">
+            {running.value.done} of {running.value.of}
+          </span>
+          <button class="chip" onClick={() => running.value && (running.value = { ...running.value, cancelled: true })}>
+            Cancel the export
+          </button>
         </div>
       ) : (
-        <button class="primary" data-first onClick={() => void take(kind.value)}>Export</button>
+        <button class="primary" data-first onClick={() => void take(kind.value)}>
+          Export
+        </button>
       )}
     </>
   );

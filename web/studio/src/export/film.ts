@@ -1,5 +1,15 @@
 // WebM and MP4 through the browser's encoders, with the scene's sound.
-import { AudioBufferSource, BufferTarget, canEncodeAudio, getFirstEncodableVideoCodec, Mp4OutputFormat, Output, VideoSample, VideoSampleSource, WebMOutputFormat } from "mediabunny";
+import {
+  AudioBufferSource,
+  BufferTarget,
+  canEncodeAudio,
+  getFirstEncodableVideoCodec,
+  Mp4OutputFormat,
+  Output,
+  VideoSample,
+  VideoSampleSource,
+  WebMOutputFormat,
+} from "mediabunny";
 
 import { perSecond, type Rate, timeOf } from "../document/time";
 import type { SceneSound } from "../engine/sound";
@@ -52,11 +62,20 @@ function overBlack(data: Uint8ClampedArray): void {
   }
 }
 
-export async function film(job: Job, container: Container, rate: Rate, size: { width: number; height: number }, sound: SceneSound | undefined): Promise<Film> {
+export async function film(
+  job: Job,
+  container: Container,
+  rate: Rate,
+  size: { width: number; height: number },
+  sound: SceneSound | undefined,
+): Promise<Film> {
   const format = container === "webm" ? new WebMOutputFormat() : new Mp4OutputFormat({ fastStart: "in-memory" });
   const [width, height] = [size.width + (size.width % 2), size.height + (size.height % 2)];
   const bitrate = Math.max(500_000, Math.round(width * height * perSecond(rate) * kBitsPerPixel));
-  const codec = await getFirstEncodableVideoCodec(container === "webm" ? ["vp9", "vp8", "av1"] : ["avc", "av1", "vp9"], { width, height, bitrate });
+  const codec = await getFirstEncodableVideoCodec(
+    container === "webm" ? ["vp9", "vp8", "av1"] : ["avc", "av1", "vp9"],
+    { width, height, bitrate },
+  );
   if (!codec) throw new Error(`this browser encodes no film of ${width} × ${height} for .${container}`);
   const output = new Output({ format, target: new BufferTarget() });
   const pictures = new VideoSampleSource({ codec, bitrate, keyFrameInterval: 2 });
@@ -78,7 +97,13 @@ export async function film(job: Job, container: Container, rate: Rate, size: { w
       transparent ||= picture.data[3] !== 255;
       overBlack(picture.data);
       const { data, w, h } = evenSized(picture.data, picture.width, picture.height);
-      const sample = new VideoSample(data, { format: "RGBX", codedWidth: w, codedHeight: h, timestamp: timeOf(index, rate), duration: timeOf(1, rate) });
+      const sample = new VideoSample(data, {
+        format: "RGBX",
+        codedWidth: w,
+        codedHeight: h,
+        timestamp: timeOf(index, rate),
+        duration: timeOf(1, rate),
+      });
       await pictures.add(sample);
       sample.close();
     });
@@ -88,5 +113,8 @@ export async function film(job: Job, container: Container, rate: Rate, size: { w
     await output.cancel();
     throw error;
   }
-  return { blob: new Blob([output.target.buffer!], { type: container === "webm" ? "video/webm" : "video/mp4" }), lacks };
+  return {
+    blob: new Blob([output.target.buffer!], { type: container === "webm" ? "video/webm" : "video/mp4" }),
+    lacks,
+  };
 }

@@ -17,7 +17,11 @@ export interface Job {
   progress(done: number, of: number): void;
 }
 
-async function inOrder<T>(job: Job, draw: (frame: number) => Promise<T>, take: (made: T, index: number) => Promise<void> | void): Promise<void> {
+async function inOrder<T>(
+  job: Job,
+  draw: (frame: number) => Promise<T>,
+  take: (made: T, index: number) => Promise<void> | void,
+): Promise<void> {
   const { first, last } = job.range;
   const ahead: Promise<T>[] = [];
   let next = first;
@@ -34,10 +38,17 @@ async function inOrder<T>(job: Job, draw: (frame: number) => Promise<T>, take: (
   }
 }
 
-export function eachPng(job: Job, take: (png: Uint8Array<ArrayBuffer>, index: number) => Promise<void> | void): Promise<void> {
+export function eachPng(
+  job: Job,
+  take: (png: Uint8Array<ArrayBuffer>, index: number) => Promise<void> | void,
+): Promise<void> {
   return inOrder(job, (frame) => workers().ask(Urgency.Background, "framePng", frame, job.options), take);
 }
 
 export function eachPicture(job: Job, take: (picture: Picture, index: number) => Promise<void> | void): Promise<void> {
-  return inOrder(job, (frame) => workers().ask(Urgency.Background, "frame", frame, job.options) as Promise<Picture>, take);
+  return inOrder(
+    job,
+    (frame) => workers().ask(Urgency.Background, "frame", frame, job.options) as Promise<Picture>,
+    take,
+  );
 }

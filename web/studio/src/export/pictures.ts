@@ -27,11 +27,15 @@ export async function animatedPng(job: Job, rate: Rate, plays: number): Promise<
   const parts: Uint8Array[] = [];
   let sequence = 0;
   // A frame's time is a fraction of 16 bits each.
-  const [over, under] = rate.denominator < 65536 && rate.numerator < 65536 ? [rate.denominator, rate.numerator] : [1, Math.round(rate.numerator / rate.denominator)];
+  const [over, under] =
+    rate.denominator < 65536 && rate.numerator < 65536
+      ? [rate.denominator, rate.numerator]
+      : [1, Math.round(rate.numerator / rate.denominator)];
   await eachPng(job, (png, index) => {
     const chunks = [...chunksOf(png)];
     const header = chunks.find(({ type }) => type === "IHDR")!.body;
-    if (index === 0) parts.push(kSignature, chunk("IHDR", header), chunk("acTL", words(job.range.last - job.range.first + 1, plays)));
+    if (index === 0)
+      parts.push(kSignature, chunk("IHDR", header), chunk("acTL", words(job.range.last - job.range.first + 1, plays)));
     const delay = Uint8Array.of(over >> 8, over & 255, under >> 8, under & 255, 0, 0);
     parts.push(chunk("fcTL", words(sequence++), header.slice(0, 8), words(0, 0), delay));
     for (const { type, body } of chunks) {

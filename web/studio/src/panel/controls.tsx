@@ -45,7 +45,12 @@ export function Slider({ parameter, value, disabled, onChange }: ControlProps) {
         dragging.value = true;
         addEventListener("pointerup", end, { once: true });
       }}
-      onInput={(event) => onChange(Number(Number(event.currentTarget.value).toFixed(Math.max(parameter.precision, 2))), gesture || undefined)}
+      onInput={(event) =>
+        onChange(
+          Number(Number(event.currentTarget.value).toFixed(Math.max(parameter.precision, 2))),
+          gesture || undefined,
+        )
+      }
       onChange={end}
     />
   );
@@ -56,8 +61,16 @@ function NumberControl(props: ControlProps) {
   return (
     <>
       <Slider {...props} />
-      <NumberField label={parameter.name.trim()} value={Number(value)} min={parameter.min} max={parameter.max} step={stepOf(parameter)}
-        precision={parameter.kind === "integer" ? 0 : parameter.precision} disabled={disabled} onChange={onChange} />
+      <NumberField
+        label={parameter.name.trim()}
+        value={Number(value)}
+        min={parameter.min}
+        max={parameter.max}
+        step={stepOf(parameter)}
+        precision={parameter.kind === "integer" ? 0 : parameter.precision}
+        disabled={disabled}
+        onChange={onChange}
+      />
     </>
   );
 }
@@ -68,7 +81,8 @@ function AngleControl({ parameter, value, disabled, onChange }: ControlProps) {
     const box = dial.getBoundingClientRect();
     const gesture = newGesture();
     const turned = (event: PointerEvent) => {
-      const angle = (Math.atan2(event.clientX - box.x - box.width / 2, box.y + box.height / 2 - event.clientY) * 180) / Math.PI;
+      const angle =
+        (Math.atan2(event.clientX - box.x - box.width / 2, box.y + box.height / 2 - event.clientY) * 180) / Math.PI;
       // Whole turns are kept: the nearest angle that points there.
       const near = Number(value) + ((((angle - Number(value)) % 360) + 540) % 360) - 180;
       onChange(event.shiftKey ? Math.round(near / 15) * 15 : Math.round(near), gesture);
@@ -88,7 +102,16 @@ function AngleControl({ parameter, value, disabled, onChange }: ControlProps) {
         <circle r="10.5" />
         <line y2="-10.5" transform={`rotate(${Number(value)})`} />
       </svg>
-      <NumberField label={parameter.name} value={Number(value)} min={-32768} max={32767.99} precision={1} unit="°" disabled={disabled} onChange={onChange} />
+      <NumberField
+        label={parameter.name}
+        value={Number(value)}
+        min={-32768}
+        max={32767.99}
+        precision={1}
+        unit="°"
+        disabled={disabled}
+        onChange={onChange}
+      />
     </>
   );
 }
@@ -98,18 +121,51 @@ function PointControl({ parameter, value, disabled, onChange }: ControlProps) {
   const shared = { min: -32768, max: 32767.99, precision: 1, disabled };
   return (
     <>
-      <NumberField {...shared} label={`${parameter.name} x`} value={x!} onChange={(next, gesture) => onChange([next, y!], gesture)} />
-      <NumberField {...shared} label={`${parameter.name} y`} value={y!} onChange={(next, gesture) => onChange([x!, next], gesture)} />
+      <NumberField
+        {...shared}
+        label={`${parameter.name} x`}
+        value={x!}
+        onChange={(next, gesture) => onChange([next, y!], gesture)}
+      />
+      <NumberField
+        {...shared}
+        label={`${parameter.name} y`}
+        value={y!}
+        onChange={(next, gesture) => onChange([x!, next], gesture)}
+      />
     </>
   );
 }
 
-export function ColourField({ label, value, disabled, onChange }: { label: string; value: string; disabled?: boolean; onChange(value: string, gesture?: string): void }) {
+export function ColourField({
+  label,
+  value,
+  disabled,
+  onChange,
+}: {
+  label: string;
+  value: string;
+  disabled?: boolean;
+  onChange(value: string, gesture?: string): void;
+}) {
   const gesture = newGesture();
   return (
     <>
-      <input type="color" aria-label={label} value={value} disabled={disabled} onInput={(event) => onChange(event.currentTarget.value, gesture)} />
-      <input type="text" class="hex" aria-label={`${label} as text`} value={value} disabled={disabled} spellcheck={false} maxLength={7}
+      <input
+        type="color"
+        aria-label={label}
+        value={value}
+        disabled={disabled}
+        onInput={(event) => onChange(event.currentTarget.value, gesture)}
+      />
+      <input
+        type="text"
+        class="hex"
+        aria-label={`${label} as text`}
+        value={value}
+        disabled={disabled}
+        spellcheck={false}
+        maxLength={7}
         onChange={(event) => {
           const text = event.currentTarget.value.trim().replace(/^#?/, "#").toLowerCase();
           if (/^#[0-9a-f]{6}$/.test(text)) onChange(text);
@@ -120,14 +176,35 @@ export function ColourField({ label, value, disabled, onChange }: { label: strin
   );
 }
 
-export function Choice({ label, value, disabled, choices, onChange, children }: {
-  label: string; value: string; disabled?: boolean; choices: readonly (readonly [string, string])[]; onChange(value: string): void; children?: ComponentChildren;
+export function Choice({
+  label,
+  value,
+  disabled,
+  choices,
+  onChange,
+  children,
+}: {
+  label: string;
+  value: string;
+  disabled?: boolean;
+  choices: readonly (readonly [string, string])[];
+  onChange(value: string): void;
+  children?: ComponentChildren;
 }) {
   return (
     <>
       {children}
-      <select aria-label={label} value={value} disabled={disabled} onChange={(event) => onChange(event.currentTarget.value)}>
-        {choices.map(([id, text]) => <option key={id} value={id}>{text}</option>)}
+      <select
+        aria-label={label}
+        value={value}
+        disabled={disabled}
+        onChange={(event) => onChange(event.currentTarget.value)}
+      >
+        {choices.map(([id, text]) => (
+          <option key={id} value={id}>
+            {text}
+          </option>
+        ))}
       </select>
     </>
   );
@@ -138,8 +215,13 @@ function NamedControl({ parameter, value, disabled, onChange }: ControlProps) {
   const names = Object.keys((current.value.scene.value[kind] as JsonObject | undefined) ?? {});
   const none = parameter.kind === "layer" ? "The effect's own layer" : "None";
   return (
-    <Choice label={parameter.name} value={value === null ? "" : String(value)} disabled={disabled}
-      choices={[["", none], ...names.map((name) => [name, name] as const)]} onChange={(name) => onChange(name === "" ? null : name)}>
+    <Choice
+      label={parameter.name}
+      value={value === null ? "" : String(value)}
+      disabled={disabled}
+      choices={[["", none], ...names.map((name) => [name, name] as const)]}
+      onChange={(name) => onChange(name === "" ? null : name)}
+    >
       {value !== null && <Thumbnail kind={kind} name={String(value)} />}
     </Choice>
   );
@@ -158,10 +240,26 @@ export function Control(props: ControlProps) {
     case "color":
       return <ColourField label={parameter.name} value={String(value)} disabled={disabled} onChange={onChange} />;
     case "checkbox":
-      return <input type="checkbox" aria-label={parameter.name} checked={value === true} disabled={disabled} onChange={(event) => onChange(event.currentTarget.checked)} />;
+      return (
+        <input
+          type="checkbox"
+          aria-label={parameter.name}
+          checked={value === true}
+          disabled={disabled}
+          onChange={(event) => onChange(event.currentTarget.checked)}
+        />
+      );
     case "popup": {
-      const text = typeof value === "number" ? parameter.choices[value - 1] ?? "" : String(value);
-      return <Choice label={parameter.name} value={text} disabled={disabled} choices={parameter.choices.map((choice) => [choice, choice] as const)} onChange={onChange} />;
+      const text = typeof value === "number" ? (parameter.choices[value - 1] ?? "") : String(value);
+      return (
+        <Choice
+          label={parameter.name}
+          value={text}
+          disabled={disabled}
+          choices={parameter.choices.map((choice) => [choice, choice] as const)}
+          onChange={onChange}
+        />
+      );
     }
     default:
       return <NamedControl {...props} />;

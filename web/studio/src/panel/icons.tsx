@@ -15,7 +15,8 @@ const kPaths: Record<string, string> = {
   random: "M3 3h10v10H3zM5 5v2h2V5zM9 5v2h2V5zM5 9v2h2V9zM9 9v2h2V9z",
   audio: "M2 6h3l4-3v10l-4-3H2zM11 5.500c1.5 1.5 1.5 3.5 0 5l.9.9c2-2 2-4.8 0-6.800z",
   muted: "M2 6h3l4-3v10l-4-3H2zM11 6l1-1 1.5 1.500L15 5l1 1-1.5 1.500L16 9l-1 1-1.5-1.500L12 10l-1-1 1.5-1.500z",
-  expression: "M3 12c2 1 3-1 3.5-4S8 3 10.5 3.500l-.3 1.300C8.8 4.600 8.300 6 8 8s-1.5 6-5.300 5.200zM9 8h1.500l1 1.400L12.700 8h1.500l-2 2.5 2 2.500h-1.500l-1.200-1.500L10.300 13H8.900l2-2.500z",
+  expression:
+    "M3 12c2 1 3-1 3.5-4S8 3 10.5 3.500l-.3 1.300C8.8 4.600 8.300 6 8 8s-1.5 6-5.300 5.200zM9 8h1.500l1 1.400L12.700 8h1.500l-2 2.5 2 2.500h-1.500l-1.200-1.500L10.300 13H8.900l2-2.500z",
   add: "M7 3h2v4h4v2H9v4H7V9H3V7h4z",
   copy: "M5 2h8v9h-2v3H3V5h2zM6.5 3.500V9.500h5V3.500zM4.5 6.500v6h5V11H5V6.500z",
   remove: "M3 7h10v2H3z",
@@ -27,9 +28,17 @@ const kPaths: Record<string, string> = {
 };
 
 export function Icon({ name }: { name: string }) {
-  return <svg class="icon" viewBox="0 0 16 16" aria-hidden="true"><path fill-rule="evenodd" d={kPaths[name] ?? ""} /></svg>;
+  return (
+    <svg class="icon" viewBox="0 0 16 16" aria-hidden="true">
+      <path fill-rule="evenodd" d={kPaths[name] ?? ""} />
+    </svg>
+  );
 }
 
 export function Diamond() {
-  return <svg class="icon" viewBox="0 0 16 16" aria-hidden="true"><path d="M8 2.5 13.5 8 8 13.5 2.5 8z" /></svg>;
+  return (
+    <svg class="icon" viewBox="0 0 16 16" aria-hidden="true">
+      <path d="M8 2.5 13.5 8 8 13.5 2.5 8z" />
+    </svg>
+  );
 }

@@ -23,10 +23,15 @@ function rename(kind: Kind, from: string, to: string): void {
   const parameter = kind === "layers" ? "Source Layer" : "Mask";
   const scene = current.peek().scene.value;
   const entries = Object.keys((scene[kind] as JsonObject | undefined) ?? {});
-  const free = freeName(to, entries.filter((each) => each !== from));
+  const free = freeName(
+    to,
+    entries.filter((each) => each !== from),
+  );
   change(`rename ${from}`, (text) => {
     let next = renamed(text, [kind, from], free);
-    const lists = Array.isArray(scene.effects) ? scene.effects.map((each, i) => [["effects", i, "parameters"], (each as JsonObject).parameters] as const) : [[["parameters"], scene.parameters] as const];
+    const lists = Array.isArray(scene.effects)
+      ? scene.effects.map((each, i) => [["effects", i, "parameters"], (each as JsonObject).parameters] as const)
+      : [[["parameters"], scene.parameters] as const];
     for (const [path, settings] of lists) {
       if (isObject(settings) && settings[parameter] === from) next = withValue(next, [...path, parameter], free);
     }
@@ -36,19 +41,79 @@ function rename(kind: Kind, from: string, to: string): void {
 
 function MaskFields({ name, mask }: { name: string; mask: JsonObject }) {
   const set = (key: string, value: Json | undefined, gesture?: string) =>
-    change(`change ${key} of ${name}`, (text) => (value === undefined ? without(text, ["masks", name, key]) : withValue(text, ["masks", name, key], value)), gesture);
-  const plain = (key: string, fallback: string) => (typeof mask[key] === "string" ? String(mask[key]) : mask[key] === undefined ? fallback : "custom");
+    change(
+      `change ${key} of ${name}`,
+      (text) =>
+        value === undefined ? without(text, ["masks", name, key]) : withValue(text, ["masks", name, key], value),
+      gesture,
+    );
+  const plain = (key: string, fallback: string) =>
+    typeof mask[key] === "string" ? String(mask[key]) : mask[key] === undefined ? fallback : "custom";
   const fits = ["none", "contain", "cover", ...(isObject(mask.fit) ? ["custom"] : [])];
   return (
     <div class="motion">
       {typeof mask.d === "string" && (
-        <textarea aria-label={`Path of ${name}`} class="formula" rows={2} spellcheck={false} value={mask.d} onChange={(event) => set("d", event.currentTarget.value)} />
+        <textarea
+          aria-label={`Path of ${name}`}
+          class="formula"
+          rows={2}
+          spellcheck={false}
+          value={mask.d}
+          onChange={(event) => set("d", event.currentTarget.value)}
+        />
       )}
-      <label class="part"><span>fit</span><Choice label={`Fit of ${name}`} value={plain("fit", "none")} choices={fits.map((each) => [each, each] as const)} onChange={(fit) => fit !== "custom" && set("fit", fit === "none" ? undefined : fit)} /></label>
-      <label class="part"><span>anchor</span><Choice label={`Anchor of ${name}`} value={plain("anchor", "layer")} choices={[["layer", "layer"], ["outline", "outline"]]} onChange={(anchor) => set("anchor", anchor)} /></label>
-      <label class="part"><span>scale</span><NumberField label={`Scale of ${name}`} value={Number(Array.isArray(mask.scale) ? mask.scale[0] : (mask.scale ?? 1))} min={-1000} max={1000} step={0.01} onChange={(scale, gesture) => set("scale", scale, gesture)} /></label>
-      <label class="part"><span>rotate</span><NumberField label={`Rotation of ${name}`} value={Number(mask.rotate ?? 0)} min={-32768} max={32768} unit="°" precision={1} onChange={(rotate, gesture) => set("rotate", rotate, gesture)} /></label>
-      <label class="part"><input type="checkbox" checked={mask.close === true} onChange={(event) => set("close", event.currentTarget.checked || undefined)} /><span>close open paths</span></label>
+      <label class="part">
+        <span>fit</span>
+        <Choice
+          label={`Fit of ${name}`}
+          value={plain("fit", "none")}
+          choices={fits.map((each) => [each, each] as const)}
+          onChange={(fit) => fit !== "custom" && set("fit", fit === "none" ? undefined : fit)}
+        />
+      </label>
+      <label class="part">
+        <span>anchor</span>
+        <Choice
+          label={`Anchor of ${name}`}
+          value={plain("anchor", "layer")}
+          choices={[
+            ["layer", "layer"],
+            ["outline", "outline"],
+          ]}
+          onChange={(anchor) => set("anchor", anchor)}
+        />
+      </label>
+      <label class="part">
+        <span>scale</span>
+        <NumberField
+          label={`Scale of ${name}`}
+          value={Number(Array.isArray(mask.scale) ? mask.scale[0] : (mask.scale ?? 1))}
+          min={-1000}
+          max={1000}
+          step={0.01}
+          onChange={(scale, gesture) => set("scale", scale, gesture)}
+        />
+      </label>
+      <label class="part">
+        <span>rotate</span>
+        <NumberField
+          label={`Rotation of ${name}`}
+          value={Number(mask.rotate ?? 0)}
+          min={-32768}
+          max={32768}
+          unit="°"
+          precision={1}
+          onChange={(rotate, gesture) => set("rotate", rotate, gesture)}
+        />
+      </label>
+      <label class="part">
+        <input
+          type="checkbox"
+          checked={mask.close === true}
+          onChange={(event) => set("close", event.currentTarget.checked || undefined)}
+        />
+        <span>close open paths</span>
+      </label>
     </div>
   );
 }
@@ -62,10 +127,21 @@ function Entries({ kind, title }: { kind: Kind; title: string }) {
         <div class="medium" key={name}>
           <Thumbnail kind={kind} name={name} />
           <span class="names">
-            <input type="text" aria-label={`Name of ${name}`} value={name} onChange={(event) => rename(kind, name, event.currentTarget.value.trim())} />
+            <input
+              type="text"
+              aria-label={`Name of ${name}`}
+              value={name}
+              onChange={(event) => rename(kind, name, event.currentTarget.value.trim())}
+            />
             <small>{fileOf(entry) ?? (isObject(entry) && entry.keyframes ? "moving path" : "path")}</small>
           </span>
-          <button class="small" aria-label={`Remove ${name}`} onClick={() => change(`remove ${name}`, (text) => without(text, [kind, name]))}><Icon name="remove" /></button>
+          <button
+            class="small"
+            aria-label={`Remove ${name}`}
+            onClick={() => change(`remove ${name}`, (text) => without(text, [kind, name]))}
+          >
+            <Icon name="remove" />
+          </button>
           {kind === "masks" && isObject(entry) && <MaskFields name={name} mask={entry} />}
         </div>
       ))}
@@ -93,16 +169,28 @@ export function MediaPanel() {
   return (
     <div onDragOver={(event) => event.preventDefault()} onDrop={dropped}>
       {missing.map((name) => (
-        <p class="complaint" role="alert" key={name}>{name} is not here. <button class="chip" onClick={async () => {
-          const [bytes] = Object.values(await pick());
-          if (bytes) await take({ [name.replace(/^.*\//, "")]: bytes });
-        }}>Choose the file…</button></p>
+        <p class="complaint" role="alert" key={name}>
+          {name} is not here.{" "}
+          <button
+            class="chip"
+            onClick={async () => {
+              const [bytes] = Object.values(await pick());
+              if (bytes) await take({ [name.replace(/^.*\//, "")]: bytes });
+            }}
+          >
+            Choose the file…
+          </button>
+        </p>
       ))}
       <Entries kind="layers" title="Pictures" />
       <Entries kind="masks" title="Masks" />
       <div class="chips pad">
-        <button class="chip" onClick={async () => take(await pick("image/*,.svg,audio/*"))}>Add a file…</button>
-        <button class="chip" onClick={addPath}>Add a path</button>
+        <button class="chip" onClick={async () => take(await pick("image/*,.svg,audio/*"))}>
+          Add a file…
+        </button>
+        <button class="chip" onClick={addPath}>
+          Add a path
+        </button>
       </div>
       <p class="hint">Pictures, SVG files, sounds and scenes can also be dropped anywhere onto the page.</p>
     </div>

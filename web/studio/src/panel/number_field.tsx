@@ -29,7 +29,18 @@ export function shownNumber(value: number, precision: number): string {
 const kStill = 3;
 
 export function NumberField(props: NumberFieldProps) {
-  const { label, value, min = -Infinity, max = Infinity, step = 1, precision = 2, unit, title, disabled, onChange } = props;
+  const {
+    label,
+    value,
+    min = -Infinity,
+    max = Infinity,
+    step = 1,
+    precision = 2,
+    unit,
+    title,
+    disabled,
+    onChange,
+  } = props;
   const gesture = useRef("");
   const typed = useRef(false);
   const input = useRef<HTMLInputElement>(null);
@@ -91,7 +102,8 @@ export function NumberField(props: NumberFieldProps) {
         onInput={(event) => {
           const text = event.currentTarget.value.trim().replace(",", ".");
           typed.current = true;
-          if (text !== "" && Number.isFinite(Number(text)) && Number(text) >= min && Number(text) <= max) change(Number(text));
+          if (text !== "" && Number.isFinite(Number(text)) && Number(text) >= min && Number(text) <= max)
+            change(Number(text));
         }}
         onKeyDown={keys}
         onBlur={(event) => {
@@ -101,7 +113,11 @@ export function NumberField(props: NumberFieldProps) {
           event.currentTarget.value = shownNumber(props.value, precision);
         }}
       />
-      {unit && <span class="unit" aria-hidden="true">{unit}</span>}
+      {unit && (
+        <span class="unit" aria-hidden="true">
+          {unit}
+        </span>
+      )}
     </span>
   );
 }

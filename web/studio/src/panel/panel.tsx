@@ -45,7 +45,10 @@ function Group({ name, members }: { name: string; members: Parameter[] }) {
   return (
     <section aria-label={name} class={inactive ? "group inactive" : "group"}>
       <h2>
-        <button aria-expanded={open} onClick={() => (folded.value = new Map(folded.value).set(name, !open))}><Icon name="fold" />{name}</button>
+        <button aria-expanded={open} onClick={() => (folded.value = new Map(folded.value).set(name, !open))}>
+          <Icon name="fold" />
+          {name}
+        </button>
       </h2>
       {open && members.map(rowOf)}
     </section>
@@ -77,25 +80,58 @@ function Effects() {
   const index = effectIndex.value;
   const entry = Array.isArray(scene.effects) ? scene.effects[index] : undefined;
   const set = (key: string, value: Json, gesture?: string) => {
-    current.peek().change(`change ${key} of the effect`, withValue(current.peek().text.value, ["effects", index, key], value), gesture);
+    current
+      .peek()
+      .change(
+        `change ${key} of the effect`,
+        withValue(current.peek().text.value, ["effects", index, key], value),
+        gesture,
+      );
   };
   return (
     <div class="effects">
       <div role="group" aria-label="Effects" class="chips">
         {Array.from({ length: count }, (_, i) => (
-          <button key={i} class="chip" aria-pressed={i === index} onClick={() => chooseEffect(i)}>Effect {i + 1}</button>
+          <button key={i} class="chip" aria-pressed={i === index} onClick={() => chooseEffect(i)}>
+            Effect {i + 1}
+          </button>
         ))}
-        <button class="small" aria-label="Add an effect" title="Add an effect" onClick={() => addEffect(false)}><Icon name="add" /></button>
-        <button class="small" aria-label="Duplicate the effect" title="Duplicate the effect" onClick={() => addEffect(true)}><Icon name="copy" /></button>
-        {count > 1 && <button class="small" aria-label="Remove the effect" title="Remove the effect" onClick={removeEffect}><Icon name="remove" /></button>}
+        <button class="small" aria-label="Add an effect" title="Add an effect" onClick={() => addEffect(false)}>
+          <Icon name="add" />
+        </button>
+        <button
+          class="small"
+          aria-label="Duplicate the effect"
+          title="Duplicate the effect"
+          onClick={() => addEffect(true)}
+        >
+          <Icon name="copy" />
+        </button>
+        {count > 1 && (
+          <button class="small" aria-label="Remove the effect" title="Remove the effect" onClick={removeEffect}>
+            <Icon name="remove" />
+          </button>
+        )}
       </div>
       {isObject(entry) && (
         <div class="row">
           <span class="diamond" />
           <span class="name">Laid over</span>
           <span class="control">
-            <Choice label="Blend of the effect" value={String(entry.blend ?? "normal")} choices={["normal", "add", "screen", "multiply"].map((each) => [each, each] as const)} onChange={(blend) => set("blend", blend)} />
-            <NumberField label="Opacity of the effect" value={Number(entry.opacity ?? 1)} min={0} max={1} step={0.01} onChange={(value, gesture) => set("opacity", value, gesture)} />
+            <Choice
+              label="Blend of the effect"
+              value={String(entry.blend ?? "normal")}
+              choices={["normal", "add", "screen", "multiply"].map((each) => [each, each] as const)}
+              onChange={(blend) => set("blend", blend)}
+            />
+            <NumberField
+              label="Opacity of the effect"
+              value={Number(entry.opacity ?? 1)}
+              min={0}
+              max={1}
+              step={0.01}
+              onChange={(value, gesture) => set("opacity", value, gesture)}
+            />
           </span>
         </div>
       )}
@@ -112,16 +148,35 @@ function EffectPanel() {
       <Effects />
       <div class="search">
         <Icon name="search" />
-        <input type="search" aria-label="Search parameters" placeholder="Search" value={search.value} onInput={(event) => (search.value = event.currentTarget.value)} />
-        <button class="chip" aria-pressed={onlyChanged.value} title="Show only what the scene sets" onClick={() => (onlyChanged.value = !onlyChanged.value)}>Changed</button>
+        <input
+          type="search"
+          aria-label="Search parameters"
+          placeholder="Search"
+          value={search.value}
+          onInput={(event) => (search.value = event.currentTarget.value)}
+        />
+        <button
+          class="chip"
+          aria-pressed={onlyChanged.value}
+          title="Show only what the scene sets"
+          onClick={() => (onlyChanged.value = !onlyChanged.value)}
+        >
+          Changed
+        </button>
       </div>
-      {groups.map((group) => <Group key={group} name={group} members={all.filter((parameter) => parameter.group === group)} />)}
+      {groups.map((group) => (
+        <Group key={group} name={group} members={all.filter((parameter) => parameter.group === group)} />
+      ))}
       {all.length === 0 && parameters.value.length > 0 && <p class="hint">No parameter of that name.</p>}
     </>
   );
 }
 
-const kTabs = [["effect", "Effect"], ["scene", "Scene"], ["media", "Media & masks"]] as const;
+const kTabs = [
+  ["effect", "Effect"],
+  ["scene", "Scene"],
+  ["media", "Media & masks"],
+] as const;
 
 export function Panel() {
   const move = (event: KeyboardEvent) => {
@@ -135,7 +190,17 @@ export function Panel() {
     <aside class="panel" aria-label="Panel">
       <div role="tablist" aria-label="Panel" onKeyDown={move}>
         {kTabs.map(([id, text]) => (
-          <button key={id} role="tab" id={`tab-${id}`} aria-controls="panel-body" aria-selected={panelTab.value === id} tabIndex={panelTab.value === id ? 0 : -1} onClick={() => (panelTab.value = id)}>{text}</button>
+          <button
+            key={id}
+            role="tab"
+            id={`tab-${id}`}
+            aria-controls="panel-body"
+            aria-selected={panelTab.value === id}
+            tabIndex={panelTab.value === id ? 0 : -1}
+            onClick={() => (panelTab.value = id)}
+          >
+            {text}
+          </button>
         ))}
       </div>
       <div role="tabpanel" id="panel-body" aria-labelledby={`tab-${panelTab.value}`} class="body" tabIndex={0}>

@@ -22,11 +22,35 @@ interface Entry {
 }
 
 // What a field holds while the scene leaves it out, and where a new group begins.
-const kLeftOut: Record<string, Json> = { pixelAspect: 1, preroll: 0, loop: false, samples: 8, shutter: 180, phase: 0, radius: 40, strength: 1, threshold: 0 };
-const kTitles: Record<string, string> = {
-  frameRate: "Frame rate", pixelAspect: "Pixel aspect", motionBlur: "Motion blur", preroll: "Preroll", width: "Width", height: "Height",
+const kLeftOut: Record<string, Json> = {
+  pixelAspect: 1,
+  preroll: 0,
+  loop: false,
+  samples: 8,
+  shutter: 180,
+  phase: 0,
+  radius: 40,
+  strength: 1,
+  threshold: 0,
 };
-const kUnits: Record<string, string> = { width: "px", height: "px", duration: "s", preroll: "s", shutter: "°", phase: "°", radius: "px", frameRate: "/s" };
+const kTitles: Record<string, string> = {
+  frameRate: "Frame rate",
+  pixelAspect: "Pixel aspect",
+  motionBlur: "Motion blur",
+  preroll: "Preroll",
+  width: "Width",
+  height: "Height",
+};
+const kUnits: Record<string, string> = {
+  width: "px",
+  height: "px",
+  duration: "s",
+  preroll: "s",
+  shutter: "°",
+  phase: "°",
+  radius: "px",
+  frameRate: "/s",
+};
 
 const titleOf = (key: string) => kTitles[key] ?? key[0]!.toUpperCase() + key.slice(1);
 
@@ -42,7 +66,8 @@ function Field({ path, entry }: { path: Path; entry: Entry }) {
   const label = path.length > 1 ? `${titleOf(String(path[0]))} ${key}` : titleOf(key);
   const set = (next: Json, gesture?: string) => change(`change ${label.toLowerCase()}`, path, next, gesture);
   const now = value ?? kLeftOut[key] ?? entry.default ?? 0;
-  const number = entry.type === "number" || entry.type === "integer" || entry.anyOf?.some(({ type }) => type === "number");
+  const number =
+    entry.type === "number" || entry.type === "integer" || entry.anyOf?.some(({ type }) => type === "number");
   const said = complaints.value.filter(({ pointer }) => pointer === `/${path.join("/")}`);
   const whole = entry.type === "integer";
   const fraction = typeof now === "string" && now.includes("/");
@@ -52,19 +77,54 @@ function Field({ path, entry }: { path: Path; entry: Entry }) {
       <span class="name">{titleOf(key)}</span>
       <span class="control">
         {entry.enum ? (
-          <Choice label={label} value={String(now)} choices={entry.enum.map((each) => [each, each] as const)} onChange={set} />
+          <Choice
+            label={label}
+            value={String(now)}
+            choices={entry.enum.map((each) => [each, each] as const)}
+            onChange={set}
+          />
         ) : entry.type === "boolean" ? (
-          <input type="checkbox" aria-label={label} checked={now === true} onChange={(event) => set(event.currentTarget.checked)} />
+          <input
+            type="checkbox"
+            aria-label={label}
+            checked={now === true}
+            onChange={(event) => set(event.currentTarget.checked)}
+          />
         ) : fraction ? (
-          <input type="text" class="hex" aria-label={label} value={String(now)} onChange={(event) => set(Number(event.currentTarget.value) || event.currentTarget.value)} />
+          <input
+            type="text"
+            class="hex"
+            aria-label={label}
+            value={String(now)}
+            onChange={(event) => set(Number(event.currentTarget.value) || event.currentTarget.value)}
+          />
         ) : number ? (
-          <NumberField label={label} value={Number(now)} min={entry.minimum ?? (whole ? 1 : entry.exclusiveMinimum !== undefined || entry.anyOf ? 0.001 : undefined)} max={entry.maximum}
-            step={whole ? 1 : 0.1} precision={whole ? 0 : 2} unit={kUnits[key]} onChange={set} />
+          <NumberField
+            label={label}
+            value={Number(now)}
+            min={entry.minimum ?? (whole ? 1 : entry.exclusiveMinimum !== undefined || entry.anyOf ? 0.001 : undefined)}
+            max={entry.maximum}
+            step={whole ? 1 : 0.1}
+            precision={whole ? 0 : 2}
+            unit={kUnits[key]}
+            onChange={set}
+          />
         ) : null}
       </span>
       <span />
-      <button class="small" aria-label={`Reset ${label}`} disabled={value === undefined || ["width", "height", "duration", "frameRate"].includes(key)} onClick={() => change(`reset ${label.toLowerCase()}`, path, undefined)}><Icon name="reset" /></button>
-      {said.map(({ message }) => <p class="complaint" role="alert">{message}</p>)}
+      <button
+        class="small"
+        aria-label={`Reset ${label}`}
+        disabled={value === undefined || ["width", "height", "duration", "frameRate"].includes(key)}
+        onClick={() => change(`reset ${label.toLowerCase()}`, path, undefined)}
+      >
+        <Icon name="reset" />
+      </button>
+      {said.map(({ message }) => (
+        <p class="complaint" role="alert">
+          {message}
+        </p>
+      ))}
     </div>
   );
 }
@@ -75,9 +135,19 @@ function Section({ name, entry }: { name: string; entry: Entry }) {
   return (
     <section class="group" aria-label={titleOf(name)} title={entry.description}>
       <h2 class="switch">
-        <label><input type="checkbox" checked={there} onChange={() => change(there ? `remove ${name}` : `add ${name}`, [name], there ? undefined : begin)} />{titleOf(name)}</label>
+        <label>
+          <input
+            type="checkbox"
+            checked={there}
+            onChange={() => change(there ? `remove ${name}` : `add ${name}`, [name], there ? undefined : begin)}
+          />
+          {titleOf(name)}
+        </label>
       </h2>
-      {there && Object.entries(entry.properties ?? {}).map(([key, inner]) => <Field key={key} path={[name, key]} entry={inner} />)}
+      {there &&
+        Object.entries(entry.properties ?? {}).map(([key, inner]) => (
+          <Field key={key} path={[name, key]} entry={inner} />
+        ))}
     </section>
   );
 }
@@ -92,14 +162,30 @@ function Background() {
   const colour = typeof value === "string" && value.startsWith("#");
   const file = colour ? "" : fileOf(value);
   const kind = value === undefined ? "none" : colour ? "colour" : file;
-  const choices = [["none", "None: alpha stays"], ["colour", "A colour"], ["input", "The scene's input"], ...[...new Set([...(file && file !== "input" ? [file] : []), ...names])].map((name) => [name, name])] as [string, string][];
-  const set = (next: string) => change("change the background", ["background"], next === "none" ? undefined : next === "colour" ? "#101418" : next === "input" ? next : { file: next });
+  const choices = [
+    ["none", "None: alpha stays"],
+    ["colour", "A colour"],
+    ["input", "The scene's input"],
+    ...[...new Set([...(file && file !== "input" ? [file] : []), ...names])].map((name) => [name, name]),
+  ] as [string, string][];
+  const set = (next: string) =>
+    change(
+      "change the background",
+      ["background"],
+      next === "none" ? undefined : next === "colour" ? "#101418" : next === "input" ? next : { file: next },
+    );
   return (
     <div class="row">
       <span class="diamond" />
       <span class="name">Background</span>
       <span class="control">
-        {colour && <ColourField label="Background colour" value={value} onChange={(next, gesture) => change("change the background", ["background"], next, gesture)} />}
+        {colour && (
+          <ColourField
+            label="Background colour"
+            value={value}
+            onChange={(next, gesture) => change("change the background", ["background"], next, gesture)}
+          />
+        )}
         <Choice label="Background" value={kind} choices={choices} onChange={set} />
       </span>
     </div>
@@ -111,15 +197,33 @@ function Sound() {
   const file = fileOf(value);
   const names = [...new Set([...(file ? [file] : []), ...Object.keys(current.value.files.value).filter(isSound)])];
   const kind = value === undefined ? "auto" : value === null ? "none" : file;
-  const choices = [["auto", "As parameters follow"], ["none", "None"], ...names.map((name) => [name, name])] as [string, string][];
+  const choices = [["auto", "As parameters follow"], ["none", "None"], ...names.map((name) => [name, name])] as [
+    string,
+    string,
+  ][];
   const start = isObject(value) ? Number(value.start ?? 0) : 0;
   return (
     <div class="row">
       <span class="diamond" />
       <span class="name">Sound</span>
       <span class="control">
-        <Choice label="Sound" value={kind} choices={choices} onChange={(next) => change("change the sound", ["sound"], next === "auto" ? undefined : next === "none" ? null : next)} />
-        {file && <NumberField label="Sound start" value={start} step={0.1} unit="s" onChange={(next, gesture) => change("change the sound's start", ["sound"], { file, start: next }, gesture)} />}
+        <Choice
+          label="Sound"
+          value={kind}
+          choices={choices}
+          onChange={(next) =>
+            change("change the sound", ["sound"], next === "auto" ? undefined : next === "none" ? null : next)
+          }
+        />
+        {file && (
+          <NumberField
+            label="Sound start"
+            value={start}
+            step={0.1}
+            unit="s"
+            onChange={(next, gesture) => change("change the sound's start", ["sound"], { file, start: next }, gesture)}
+          />
+        )}
       </span>
     </div>
   );
@@ -127,8 +231,21 @@ function Sound() {
 
 export function ScenePanel() {
   const properties = (schema.value.properties ?? {}) as Record<string, Entry>;
-  const plain = (...keys: string[]) => keys.filter((key) => key in properties).map((key) => <Field key={key} path={[key]} entry={properties[key]!} />);
-  const known = new Set(["version", "$schema", "input", "layers", "masks", "parameters", "effects", "background", "sound", "blend", "compositing"]);
+  const plain = (...keys: string[]) =>
+    keys.filter((key) => key in properties).map((key) => <Field key={key} path={[key]} entry={properties[key]!} />);
+  const known = new Set([
+    "version",
+    "$schema",
+    "input",
+    "layers",
+    "masks",
+    "parameters",
+    "effects",
+    "background",
+    "sound",
+    "blend",
+    "compositing",
+  ]);
   const rest = Object.keys(properties).filter((key) => !known.has(key));
   const sections = rest.filter((key) => properties[key]!.type === "object");
   return (
@@ -137,8 +254,9 @@ export function ScenePanel() {
       <Background />
       {plain("blend", "compositing")}
       <Sound />
-      {sections.map((key) => <Section key={key} name={key} entry={properties[key]!} />)}
+      {sections.map((key) => (
+        <Section key={key} name={key} entry={properties[key]!} />
+      ))}
     </>
   );
 }
-

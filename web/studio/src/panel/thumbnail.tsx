@@ -8,7 +8,17 @@ const addresses = new WeakMap<Uint8Array, string>();
 
 export function typeOf(name: string): string {
   const ending = name.split(".").pop()!.toLowerCase();
-  return { svg: "image/svg+xml", png: "image/png", jpg: "image/jpeg", jpeg: "image/jpeg", webp: "image/webp", gif: "image/gif", avif: "image/avif" }[ending] ?? "";
+  return (
+    {
+      svg: "image/svg+xml",
+      png: "image/png",
+      jpg: "image/jpeg",
+      jpeg: "image/jpeg",
+      webp: "image/webp",
+      gif: "image/gif",
+      avif: "image/avif",
+    }[ending] ?? ""
+  );
 }
 
 export function addressOf(name: string, bytes: Uint8Array): string {
@@ -24,7 +34,10 @@ export function fileOf(entry: Json | undefined): string | undefined {
   return isObject(entry) && typeof entry.file === "string" ? entry.file : undefined;
 }
 
-const size = computed(() => [Number(current.value.scene.value.width ?? 1), Number(current.value.scene.value.height ?? 1)]);
+const size = computed(() => [
+  Number(current.value.scene.value.width ?? 1),
+  Number(current.value.scene.value.height ?? 1),
+]);
 
 export function Thumbnail({ kind, name }: { kind: "layers" | "masks"; name: string }) {
   const entry = (current.value.scene.value[kind] as JsonObject | undefined)?.[name];
@@ -34,7 +47,11 @@ export function Thumbnail({ kind, name }: { kind: "layers" | "masks"; name: stri
   if (isObject(entry)) {
     const key = Array.isArray(entry.keyframes) ? (entry.keyframes[0] as JsonObject) : entry;
     if (typeof key.d === "string") {
-      return <svg class="thumbnail" viewBox={`0 0 ${size.value.join(" ")}`} aria-hidden="true"><path d={key.d} /></svg>;
+      return (
+        <svg class="thumbnail" viewBox={`0 0 ${size.value.join(" ")}`} aria-hidden="true">
+          <path d={key.d} />
+        </svg>
+      );
     }
   }
   return <span class="thumbnail" aria-hidden="true" />;

@@ -34,7 +34,13 @@ export interface HandleProps {
 const kSteps: Record<string, Point> = { ArrowLeft: [-1, 0], ArrowRight: [1, 0], ArrowUp: [0, -1], ArrowDown: [0, 1] };
 
 /** `shape`: a path around the origin in CSS pixels. */
-export function Handle({ label, at, scale, shape = "M-7 0a7 7 0 1 0 14 0a7 7 0 1 0 -14 0M-12 0H-3M3 0H12M0 -12V-3M0 3V12", onMove }: HandleProps) {
+export function Handle({
+  label,
+  at,
+  scale,
+  shape = "M-7 0a7 7 0 1 0 14 0a7 7 0 1 0 -14 0M-12 0H-3M3 0H12M0 -12V-3M0 3V12",
+  onMove,
+}: HandleProps) {
   const drag = (down: PointerEvent) => {
     if (down.button !== 0) return;
     down.stopPropagation();
@@ -63,8 +69,17 @@ export function Handle({ label, at, scale, shape = "M-7 0a7 7 0 1 0 14 0a7 7 0 1
     onMove([at[0] + step[0] * size, at[1] + step[1] * size], newGesture());
   };
   return (
-    <g class="handle" data-handle tabindex={0} role="button" aria-roledescription="handle" aria-label={`${label}: ${at.map((value) => value.toFixed(0)).join(", ")}. Arrow keys move it.`}
-      transform={`translate(${at.join(" ")}) scale(${1 / scale})`} onPointerDown={drag} onKeyDown={keys}>
+    <g
+      class="handle"
+      data-handle
+      tabindex={0}
+      role="button"
+      aria-roledescription="handle"
+      aria-label={`${label}: ${at.map((value) => value.toFixed(0)).join(", ")}. Arrow keys move it.`}
+      transform={`translate(${at.join(" ")}) scale(${1 / scale})`}
+      onPointerDown={drag}
+      onKeyDown={keys}
+    >
       <circle class="grip" r="14" />
       <path class="halo" d={shape} />
       <path class="mark" d={shape} />
@@ -110,15 +125,31 @@ function Arrow({ from, scale }: { from: Point; scale: number }) {
     const near = angle + ((((turned - angle) % 360) + 540) % 360) - 180;
     const far = Math.max(0, Math.hypot(x - from[0], y - from[1]) - kShortest / scale) / kArrowSeconds;
     const time = currentTime.peek();
-    new ParameterEdit(current.value, effectIndex.value, direction).set(event?.shiftKey ? Math.round(near / 15) * 15 : Math.round(near * 10) / 10, time, gesture);
-    new ParameterEdit(current.value, effectIndex.value, velocity).set(Math.min(velocity.max, Math.round(far)), time, gesture);
+    new ParameterEdit(current.value, effectIndex.value, direction).set(
+      event?.shiftKey ? Math.round(near / 15) * 15 : Math.round(near * 10) / 10,
+      time,
+      gesture,
+    );
+    new ParameterEdit(current.value, effectIndex.value, velocity).set(
+      Math.min(velocity.max, Math.round(far)),
+      time,
+      gesture,
+    );
   };
   const line = { x1: from[0], y1: from[1], x2: tip[0], y2: tip[1] };
   return (
     <>
       <line class="arrow halo" {...line} stroke-width={4 / scale} />
       <line class="arrow" {...line} stroke-width={1.5 / scale} />
-      {!moving && <Handle label={`Direction ${angle.toFixed(0)} degrees, velocity ${speed.toFixed(0)}`} at={tip} scale={scale} shape={arrowHead(angle)} onMove={move} />}
+      {!moving && (
+        <Handle
+          label={`Direction ${angle.toFixed(0)} degrees, velocity ${speed.toFixed(0)}`}
+          at={tip}
+          scale={scale}
+          shape={arrowHead(angle)}
+          onMove={move}
+        />
+      )}
     </>
   );
 }
@@ -140,7 +171,15 @@ export function Handles({ scale }: { scale: number }) {
       <MaskHandles scale={scale} />
       {producer && <Arrow from={producer.at} scale={scale} />}
       {producer?.free && <Handle label="Producer Point" at={producer.at} scale={scale} onMove={producer.set} />}
-      {source?.free && <Handle label="Source Center" at={source.at} scale={scale} shape="M-8 -8H8V8H-8ZM0 -4V4M-4 0H4" onMove={source.set} />}
+      {source?.free && (
+        <Handle
+          label="Source Center"
+          at={source.at}
+          scale={scale}
+          shape="M-8 -8H8V8H-8ZM0 -4V4M-4 0H4"
+          onMove={source.set}
+        />
+      )}
     </g>
   );
 }

@@ -17,7 +17,8 @@ const outlines = signal<MaskOutline[]>([]);
 const kMostPoints = 400;
 
 const pathOf = ({ segments, closed }: MaskOutline) =>
-  segments.map(([x0, y0, ...rest], i) => `${i === 0 ? `M${x0} ${y0}` : ""}C${rest.join(" ")}`).join("") + (closed ? "Z" : "");
+  segments.map(([x0, y0, ...rest], i) => `${i === 0 ? `M${x0} ${y0}` : ""}C${rest.join(" ")}`).join("") +
+  (closed ? "Z" : "");
 
 function boxOf({ segments }: MaskOutline): { x: number; y: number; width: number; height: number } {
   const xs = segments.flatMap((each) => each.filter((_, i) => i % 2 === 0));
@@ -28,7 +29,10 @@ function boxOf({ segments }: MaskOutline): { x: number; y: number; width: number
 
 function change(label: string, name: string, changes: JsonObject, gesture: string): void {
   const document = current.peek();
-  const edited = Object.entries(changes).reduce((text, [key, value]) => withValue(text, ["masks", name, key], value as Json), document.text.value);
+  const edited = Object.entries(changes).reduce(
+    (text, [key, value]) => withValue(text, ["masks", name, key], value as Json),
+    document.text.value,
+  );
   document.change(label, edited, gesture);
 }
 
@@ -40,8 +44,14 @@ function Points({ name, mask, scale }: { name: string; mask: JsonObject; scale: 
   return (
     <>
       {points.map(({ at, control }, i) => (
-        <Handle key={i} label={`Point ${i + 1} of ${name}`} at={at} scale={scale} shape={control ? "M-3 0a3 3 0 1 0 6 0a3 3 0 1 0 -6 0" : "M-4 -4H4V4H-4Z"}
-          onMove={(to, gesture) => change(`move a point of ${name}`, name, { d: movedPoint(d, i, to) }, gesture)} />
+        <Handle
+          key={i}
+          label={`Point ${i + 1} of ${name}`}
+          at={at}
+          scale={scale}
+          shape={control ? "M-3 0a3 3 0 1 0 6 0a3 3 0 1 0 -6 0" : "M-4 -4H4V4H-4Z"}
+          onMove={(to, gesture) => change(`move a point of ${name}`, name, { d: movedPoint(d, i, to) }, gesture)}
+        />
       ))}
     </>
   );
@@ -55,28 +65,59 @@ function Box({ name, mask, outline, scale }: { name: string; mask: JsonObject; o
   const top: Point = [middle[0], box.y - 24 / scale];
   const reach = Math.hypot(corner[0] - middle[0], corner[1] - middle[1]);
   const grow = ([x, y]: Point, gesture: string) =>
-    change(`scale ${name}`, name, { scale: Number(((size * Math.hypot(x - middle[0], y - middle[1])) / reach).toFixed(4)) }, gesture);
+    change(
+      `scale ${name}`,
+      name,
+      { scale: Number(((size * Math.hypot(x - middle[0], y - middle[1])) / reach).toFixed(4)) },
+      gesture,
+    );
   const turn = ([x, y]: Point, gesture: string) =>
-    change(`turn ${name}`, name, { rotate: Math.round(((Math.atan2(x - middle[0], middle[1] - y) * 180) / Math.PI) * 10) / 10 }, gesture);
+    change(
+      `turn ${name}`,
+      name,
+      { rotate: Math.round(((Math.atan2(x - middle[0], middle[1] - y) * 180) / Math.PI) * 10) / 10 },
+      gesture,
+    );
   const anchored = mask.anchor === "outline";
   return (
     <g>
       <rect class="box" {...box} stroke-width={1 / scale} stroke-dasharray={`${4 / scale}`} />
-      {!anchored && <Handle label={`Middle of ${name}`} at={middle} scale={scale} shape="M-6 0H6M0 -6V6" onMove={(to, gesture) => change(`move ${name}`, name, { position: to }, gesture)} />}
+      {!anchored && (
+        <Handle
+          label={`Middle of ${name}`}
+          at={middle}
+          scale={scale}
+          shape="M-6 0H6M0 -6V6"
+          onMove={(to, gesture) => change(`move ${name}`, name, { position: to }, gesture)}
+        />
+      )}
       <Handle label={`Size of ${name}`} at={corner} scale={scale} shape="M-5 -5H5V5H-5Z" onMove={grow} />
-      {mask.keyframes === undefined && <Handle label={`Rotation of ${name}`} at={top} scale={scale} shape="M-5 0a5 5 0 1 0 10 0a5 5 0 1 0 -10 0" onMove={turn} />}
+      {mask.keyframes === undefined && (
+        <Handle
+          label={`Rotation of ${name}`}
+          at={top}
+          scale={scale}
+          shape="M-5 0a5 5 0 1 0 10 0a5 5 0 1 0 -10 0"
+          onMove={turn}
+        />
+      )}
     </g>
   );
 }
 
 export function MaskHandles({ scale }: { scale: number }) {
-  useEffect(() =>
-    effect(() => {
-      revision.value;
-      frame.value;
-      if (playing.value) return;
-      masksNow().then((found) => (outlines.value = found)).catch(() => undefined);
-    }), []);
+  useEffect(
+    () =>
+      effect(() => {
+        revision.value;
+        frame.value;
+        if (playing.value) return;
+        masksNow()
+          .then((found) => (outlines.value = found))
+          .catch(() => undefined);
+      }),
+    [],
+  );
   const parameter = parameters.value.find(({ kind }) => kind === "mask");
   if (!parameter || !shown.value || shown.value.inactive.has(parameter.name)) return null;
   const scene = current.value.scene.value;
@@ -87,8 +128,14 @@ export function MaskHandles({ scale }: { scale: number }) {
   const placed = ["fit", "scale", "rotate", "position", "anchor"].some((key) => key in mask);
   return (
     <g class="mask">
-      {drawn.map((outline, i) => <path key={i} class="maskline" d={pathOf(outline)} stroke-width={1 / scale} />)}
-      {typeof mask.d === "string" && !placed ? <Points name={String(name)} mask={mask} scale={scale} /> : <Box name={String(name)} mask={mask} outline={drawn[0]} scale={scale} />}
+      {drawn.map((outline, i) => (
+        <path key={i} class="maskline" d={pathOf(outline)} stroke-width={1 / scale} />
+      ))}
+      {typeof mask.d === "string" && !placed ? (
+        <Points name={String(name)} mask={mask} scale={scale} />
+      ) : (
+        <Box name={String(name)} mask={mask} outline={drawn[0]} scale={scale} />
+      )}
     </g>
   );
 }

@@ -22,7 +22,11 @@ const size = computed(() => {
 });
 export const scale = computed(() => {
   if (zoom.value !== "fit") return zoom.value;
-  return Math.min((room.value.width - kMargin) / size.value.width, (room.value.height - kMargin) / size.value.height, 4);
+  return Math.min(
+    (room.value.width - kMargin) / size.value.width,
+    (room.value.height - kMargin) / size.value.height,
+    4,
+  );
 });
 
 export function zoomBy(factor: number, about?: { x: number; y: number }): void {
@@ -42,54 +46,84 @@ export function zoomTo(next: "fit" | number): void {
 
 function Canvas() {
   const canvas = useRef<HTMLCanvasElement>(null);
-  useEffect(() =>
-    effect(() => {
-      const shown = picture.value;
-      const element = canvas.current;
-      if (!element) return;
-      if (!shown) {
-        element.width = element.height = 1;
-        delete element.dataset.quality;
-        return;
-      }
-      if (element.width !== shown.width) element.width = shown.width;
-      if (element.height !== shown.height) element.height = shown.height;
-      element.getContext("2d")!.putImageData(new ImageData(shown.data, shown.width, shown.height), 0, 0);
-      element.dataset.frame = String(shown.frame);
-      element.dataset.quality = shown.draft || shown.downsample > 1 ? "preview" : "full";
-      document.body.dataset.ready = "yes";
-    }), []);
-  return <canvas ref={canvas} role="img" aria-label={`Picture, frame ${frame.value}`} class={scale.value > 2 ? "blocks" : ""} />;
+  useEffect(
+    () =>
+      effect(() => {
+        const shown = picture.value;
+        const element = canvas.current;
+        if (!element) return;
+        if (!shown) {
+          element.width = element.height = 1;
+          delete element.dataset.quality;
+          return;
+        }
+        if (element.width !== shown.width) element.width = shown.width;
+        if (element.height !== shown.height) element.height = shown.height;
+        element.getContext("2d")!.putImageData(new ImageData(shown.data, shown.width, shown.height), 0, 0);
+        element.dataset.frame = String(shown.frame);
+        element.dataset.quality = shown.draft || shown.downsample > 1 ? "preview" : "full";
+        document.body.dataset.ready = "yes";
+      }),
+    [],
+  );
+  return (
+    <canvas
+      ref={canvas}
+      role="img"
+      aria-label={`Picture, frame ${frame.value}`}
+      class={scale.value > 2 ? "blocks" : ""}
+    />
+  );
 }
 
 function Trouble() {
   const first = complaints.value[0];
   const parts = facts.value?.parts ?? [];
-  if (failure.value) return <p class="trouble" role="alert">{failure.value}</p>;
+  if (failure.value)
+    return (
+      <p class="trouble" role="alert">
+        {failure.value}
+      </p>
+    );
   if (first) {
     return (
       <div class="trouble" role="alert">
         <strong>{picture.value ? "What could be drawn last is shown." : "The scene cannot be drawn yet."}</strong>
-        {complaints.value.slice(0, 4).map(({ message }) => <p key={message}>{message}</p>)}
+        {complaints.value.slice(0, 4).map(({ message }) => (
+          <p key={message}>{message}</p>
+        ))}
         {complaints.value.length > 4 && <p>and {complaints.value.length - 4} more</p>}
       </div>
     );
   }
   if (parts.length === 0) return null;
-  return <div class="trouble mild" role="status">{parts.map(({ pointer, file, message }) => <p key={pointer}>Not shown here: {pointer.split("/").slice(1).join(", ")} ({file}): {message}</p>)}</div>;
+  return (
+    <div class="trouble mild" role="status">
+      {parts.map(({ pointer, file, message }) => (
+        <p key={pointer}>
+          Not shown here: {pointer.split("/").slice(1).join(", ")} ({file}): {message}
+        </p>
+      ))}
+    </div>
+  );
 }
 
 export function View() {
   const host = useRef<HTMLDivElement>(null);
   useEffect(() => {
-    const watch = new ResizeObserver(([entry]) => (room.value = { width: entry!.contentRect.width, height: entry!.contentRect.height }));
+    const watch = new ResizeObserver(
+      ([entry]) => (room.value = { width: entry!.contentRect.width, height: entry!.contentRect.height }),
+    );
     watch.observe(host.current!);
     return () => watch.disconnect();
   }, []);
   const wheel = (event: WheelEvent) => {
     event.preventDefault();
     const box = host.current!.getBoundingClientRect();
-    zoomBy(Math.exp(-event.deltaY / 400), { x: event.clientX - box.x - box.width / 2, y: event.clientY - box.y - box.height / 2 });
+    zoomBy(Math.exp(-event.deltaY / 400), {
+      x: event.clientX - box.x - box.width / 2,
+      y: event.clientY - box.y - box.height / 2,
+    });
   };
   const pan = (down: PointerEvent) => {
     if (down.button > 1 || (down.target as Element).closest("[data-handle], .trouble")) return;
@@ -100,7 +134,11 @@ export function View() {
     element.onpointerup = element.onpointercancel = () => (element.onpointermove = null);
   };
   const { width, height } = size.value;
-  const box = { width: `${width * scale.value}px`, height: `${height * scale.value}px`, transform: `translate(-50%, -50%) translate(${moved.value.x}px, ${moved.value.y}px)` };
+  const box = {
+    width: `${width * scale.value}px`,
+    height: `${height * scale.value}px`,
+    transform: `translate(-50%, -50%) translate(${moved.value.x}px, ${moved.value.y}px)`,
+  };
   return (
     <main class="view" aria-label="Picture" ref={host} onWheel={wheel} onPointerDown={pan}>
       <div class={`stage ${backdrop.value}`} style={box}>

@@ -11,10 +11,10 @@ import { served } from "./served";
 import { current, effectIndex } from "../document/open";
 import { open, say } from "./state";
 
-
 function matched(scene: SceneDocument, files: Named): Named {
   const wanted = namedFiles(scene.scene.value);
-  const byName = (name: string) => wanted.find((each) => each === name || each.endsWith(`/${name}`) || name.endsWith(`/${each}`)) ?? name;
+  const byName = (name: string) =>
+    wanted.find((each) => each === name || each.endsWith(`/${name}`) || name.endsWith(`/${each}`)) ?? name;
   return Object.fromEntries(Object.entries(files).map(([name, bytes]) => [byName(name), bytes]));
 }
 
@@ -39,7 +39,11 @@ function use(document: SceneDocument, name: string): void {
   } else if (isPicture(name)) {
     const layer = freeName(stem, entries("layers"));
     text = withValue(text, ["layers", layer], name);
-    text = withValue(withValue(text, [...parameters, "Wave Type"], "Image Contours"), [...parameters, "Source Layer"], layer);
+    text = withValue(
+      withValue(text, [...parameters, "Wave Type"], "Image Contours"),
+      [...parameters, "Source Layer"],
+      layer,
+    );
     // What has no alpha is all outline in it.
     if (/jpe?g|bmp$/i.test(name)) text = withValue(text, [...parameters, "Value Channel"], "Intensity");
     say(`Waves now grow from the contour of ${name}. Undo takes that back.`);

@@ -14,7 +14,11 @@ export async function copyLink(document: SceneDocument): Promise<void> {
   const media = namedFiles(document.scene.peek());
   try {
     await navigator.clipboard.writeText(address);
-    say(media.length > 0 ? `Link copied. It holds the scene, not its files (${media.join(", ")}).` : "Link copied. It holds the whole scene.");
+    say(
+      media.length > 0
+        ? `Link copied. It holds the scene, not its files (${media.join(", ")}).`
+        : "Link copied. It holds the whole scene.",
+    );
   } catch {
     history.replaceState(null, "", address);
     say("The page's address now holds the scene: copy it from there.");

@@ -42,8 +42,13 @@ class Server {
 
   async #put(document: SceneDocument, over: string): Promise<void> {
     const text = document.text.peek();
-    const answer = await fetch(`${this.base}scene`, { method: "PUT", headers: { "If-Match": over, "Content-Type": "application/json" }, body: text }).catch(() => undefined);
-    if (!answer) return say("The program does not answer: is it still running? Export the scene file to keep it.", "bad");
+    const answer = await fetch(`${this.base}scene`, {
+      method: "PUT",
+      headers: { "If-Match": over, "Content-Type": "application/json" },
+      body: text,
+    }).catch(() => undefined);
+    if (!answer)
+      return say("The program does not answer: is it still running? Export the scene file to keep it.", "bad");
     const tag = answer.headers.get("ETag") ?? "";
     if (answer.status === 412) {
       conflict.value = { text: await answer.text(), tag };
@@ -61,7 +66,10 @@ class Server {
   async putFile(name: string, bytes: Uint8Array): Promise<string> {
     for (let i = 1; ; ++i) {
       const tried = i === 1 ? name : name.replace(/(\.[^.]*)?$/, `-${i}$1`);
-      const answer = await fetch(this.base + kFiles + tried.split("/").map(encodeURIComponent).join("/"), { method: "PUT", body: bytes.slice() });
+      const answer = await fetch(this.base + kFiles + tried.split("/").map(encodeURIComponent).join("/"), {
+        method: "PUT",
+        body: bytes.slice(),
+      });
       if (answer.ok) return tried;
       if (answer.status !== 412) throw new Error(await reason(answer));
     }

@@ -30,7 +30,8 @@ export function say(text: string, kind: Notice["kind"] = "good"): void {
 }
 
 export const theme = signal<"dark" | "light">(
-  (localStorage.getItem("theme") as "dark" | "light" | null) ?? (matchMedia("(prefers-color-scheme: light)").matches ? "light" : "dark"),
+  (localStorage.getItem("theme") as "dark" | "light" | null) ??
+    (matchMedia("(prefers-color-scheme: light)").matches ? "light" : "dark"),
 );
 
 export function open(document: SceneDocument): void {

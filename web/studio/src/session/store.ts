@@ -6,7 +6,6 @@ import { current, documents, kNewScene } from "../document/open";
 import { addTo } from "./media_files";
 
 interface Kept {
-  id: string;
   name: string;
   text: string;
   saved: string;
@@ -29,14 +28,17 @@ async function store(mode: IDBTransactionMode): Promise<IDBObjectStore> {
 }
 
 export async function restore(): Promise<boolean> {
-  const kept = (await asked((await store("readonly")).get("scenes"))) as { scenes: Kept[]; current: number } | undefined;
+  const kept = (await asked((await store("readonly")).get("scenes"))) as
+    { scenes: Kept[]; current: number } | undefined;
   if (!kept || kept.scenes.length === 0) return false;
-  const opened = await Promise.all(kept.scenes.map(async ({ name, text, saved, files }) => {
-    const document = new SceneDocument(text, name);
-    document.saved.value = saved;
-    await addTo(document, files);
-    return document;
-  }));
+  const opened = await Promise.all(
+    kept.scenes.map(async ({ name, text, saved, files }) => {
+      const document = new SceneDocument(text, name);
+      document.saved.value = saved;
+      await addTo(document, files);
+      return document;
+    }),
+  );
   documents.value = opened;
   current.value = opened[kept.current] ?? opened[0]!;
   return true;
@@ -44,8 +46,15 @@ export async function restore(): Promise<boolean> {
 
 async function keep(): Promise<void> {
   // What lies on disk, and what was never touched, needs no keeping.
-  const scenes = documents.peek().filter((each) => each.tag === undefined && (each.changed.peek() || each.text.peek() !== kNewScene));
-  const kept = scenes.map((each): Kept => ({ id: each.id, name: each.name.peek(), text: each.text.peek(), saved: each.saved.peek(), files: each.files.peek() }));
+  const scenes = documents
+    .peek()
+    .filter((each) => each.tag === undefined && (each.changed.peek() || each.text.peek() !== kNewScene));
+  const kept = scenes.map((each): Kept => ({
+    name: each.name.peek(),
+    text: each.text.peek(),
+    saved: each.saved.peek(),
+    files: each.files.peek(),
+  }));
   const place = await store("readwrite");
   await asked(place.put({ scenes: kept, current: Math.max(0, scenes.indexOf(current.peek())) }, "scenes"));
 }
@@ -56,7 +65,10 @@ export function followChanges(): void {
   let timer = 0;
   const now = () => {
     clearTimeout(timer);
-    if (kept.pending) void keep().catch(() => undefined).then(() => (kept.pending = false));
+    if (kept.pending)
+      void keep()
+        .catch(() => undefined)
+        .then(() => (kept.pending = false));
   };
   effect(() => {
     for (const each of documents.value) [each.text.value, each.files.value, each.name.value, each.saved.value];

@@ -14,7 +14,9 @@ function colour(): string {
   const hue = Math.random() * 360;
   const channel = (n: number) => {
     const k = (n + hue / 30) % 12;
-    return Math.round(255 * (0.6 - 0.35 * Math.max(-1, Math.min(k - 3, 9 - k, 1)))).toString(16).padStart(2, "0");
+    return Math.round(255 * (0.6 - 0.35 * Math.max(-1, Math.min(k - 3, 9 - k, 1))))
+      .toString(16)
+      .padStart(2, "0");
   };
   return `#${channel(0)}${channel(8)}${channel(4)}`;
 }

@@ -21,4 +21,3 @@ export function valueNow(parameter: Parameter, setting: Json | undefined): Json 
   const before = keys?.filter((key) => key.time <= currentTime.value).pop() ?? keys?.[0];
   return before?.value ?? plainValue(undefined, parameter, scene);
 }
-

@@ -11,7 +11,12 @@ import { newGesture, selectedKeys } from "../session/state";
 
 type Four = [number, number, number, number];
 
-const kNamed: Record<string, Four> = { linear: [0, 0, 1, 1], "ease-in": [0.42, 0, 1, 1], "ease-out": [0, 0, 0.58, 1], "ease-in-out": [0.42, 0, 0.58, 1] };
+const kNamed: Record<string, Four> = {
+  linear: [0, 0, 1, 1],
+  "ease-in": [0.42, 0, 1, 1],
+  "ease-out": [0, 0, 0.58, 1],
+  "ease-in-out": [0.42, 0, 0.58, 1],
+};
 
 function fourOf(easing: Easing): Four {
   return Array.isArray(easing) ? easing : (kNamed[easing] ?? kNamed.linear!);
@@ -85,19 +90,48 @@ export function CurveEditor() {
   };
   return (
     <section class="curveeditor" aria-label="Chosen key">
-      <h2>{parameter.name}{selectedKeys.value.length > 1 && ` and ${selectedKeys.value.length - 1} more`}</h2>
-      <label class="part"><span>frame</span><NumberField label="Key frame" value={frameOf(key.time, rate.value)} step={1} precision={0} onChange={move} /></label>
-      <div class="part control"><Control parameter={{ ...parameter, name: `Key value of ${parameter.name}` }} value={key.value} onChange={(value, gesture) => edit.setKey(key.time, value, gesture)} /></div>
+      <h2>
+        {parameter.name}
+        {selectedKeys.value.length > 1 && ` and ${selectedKeys.value.length - 1} more`}
+      </h2>
+      <label class="part">
+        <span>frame</span>
+        <NumberField label="Key frame" value={frameOf(key.time, rate.value)} step={1} precision={0} onChange={move} />
+      </label>
+      <div class="part control">
+        <Control
+          parameter={{ ...parameter, name: `Key value of ${parameter.name}` }}
+          value={key.value}
+          onChange={(value, gesture) => edit.setKey(key.time, value, gesture)}
+        />
+      </div>
       {goesOn && index < keys.length - 1 && (
         <>
-          <label class="part"><span>to the next</span><Choice label="Ease" value={chosen} choices={choices} onChange={(name) => setEasing(name === "curve" ? fourOf(easing) : name)} /></label>
+          <label class="part">
+            <span>to the next</span>
+            <Choice
+              label="Ease"
+              value={chosen}
+              choices={choices}
+              onChange={(name) => setEasing(name === "curve" ? fourOf(easing) : name)}
+            />
+          </label>
           {easing !== "hold" && (
             <>
               <Graph four={fourOf(easing)} onChange={setEasing} />
               <div class="four">
                 {kNumbers.map((name, i) => (
-                  <NumberField key={name} label={`Curve ${name}`} value={fourOf(easing)[i]!} min={i % 2 === 0 ? 0 : -1000} max={i % 2 === 0 ? 1 : 1000} step={0.01}
-                    onChange={(value, gesture) => setEasing(fourOf(easing).map((old, j) => (i === j ? value : old)) as Four, gesture)} />
+                  <NumberField
+                    key={name}
+                    label={`Curve ${name}`}
+                    value={fourOf(easing)[i]!}
+                    min={i % 2 === 0 ? 0 : -1000}
+                    max={i % 2 === 0 ? 1 : 1000}
+                    step={0.01}
+                    onChange={(value, gesture) =>
+                      setEasing(fourOf(easing).map((old, j) => (i === j ? value : old)) as Four, gesture)
+                    }
+                  />
                 ))}
               </div>
             </>

@@ -13,14 +13,18 @@ import { valueNow } from "../session/value_now";
 import { Icon } from "../panel/icons";
 import { frameAt, placeOfFrame, range } from "./ruler";
 
-const same = (a: KeyPlace, b: KeyPlace) => a.effect === b.effect && a.name === b.name && Math.abs(a.time - b.time) < kSameTime;
+const same = (a: KeyPlace, b: KeyPlace) =>
+  a.effect === b.effect && a.name === b.name && Math.abs(a.time - b.time) < kSameTime;
 
 export function isSelected(place: KeyPlace): boolean {
   return selectedKeys.value.some((each) => same(each, place));
 }
 
 function select(place: KeyPlace, add: boolean): void {
-  if (add) selectedKeys.value = isSelected(place) ? selectedKeys.value.filter((each) => !same(each, place)) : [...selectedKeys.value, place];
+  if (add)
+    selectedKeys.value = isSelected(place)
+      ? selectedKeys.value.filter((each) => !same(each, place))
+      : [...selectedKeys.value, place];
   else if (!isSelected(place)) selectedKeys.value = [place];
 }
 
@@ -76,8 +80,13 @@ function KeyMark({ parameter, at }: { parameter: Parameter; at: Key }) {
     nudgeKeys(by * (event.shiftKey ? 10 : 1));
   };
   return (
-    <button class={`key ${at.interp === "hold" ? "hold" : ""} ${Array.isArray(at.interp) || String(at.interp).startsWith("ease") ? "ease" : ""}`} data-name={parameter.name} data-time={at.time}
-      aria-pressed={isSelected(place)} aria-label={`Key of ${parameter.name} at frame ${number}`} style={{ left: `${left}%` }}
+    <button
+      class={`key ${at.interp === "hold" ? "hold" : ""} ${Array.isArray(at.interp) || String(at.interp).startsWith("ease") ? "ease" : ""}`}
+      data-name={parameter.name}
+      data-time={at.time}
+      aria-pressed={isSelected(place)}
+      aria-label={`Key of ${parameter.name} at frame ${number}`}
+      style={{ left: `${left}%` }}
       title={`${parameter.name}: ${JSON.stringify(at.value)} at ${at.time} s. Drag to move; double-click goes there.`}
       onPointerDown={(event) => {
         if (event.button !== 0) return;
@@ -90,7 +99,8 @@ function KeyMark({ parameter, at }: { parameter: Parameter; at: Key }) {
         playing.value = false;
         frame.value = Math.max(0, number);
       }}
-      onKeyDown={keys}>
+      onKeyDown={keys}
+    >
       <span />
     </button>
   );
@@ -111,16 +121,31 @@ function CurveLine({ name }: { name: string }) {
   if (!curve || curve.values.length === 0) return null;
   if (typeof curve.values[0] === "string") {
     const stops = curve.values.filter((_, i) => i % Math.ceil(curve.values.length / 40) === 0);
-    return <span class="colours" style={{ left: `${placeOfFrame(-0.5)}%`, width: `${placeOfFrame(curve.values.length * curve.step - 0.5) - placeOfFrame(-0.5)}%`, background: `linear-gradient(90deg, ${stops.length > 1 ? stops.join(", ") : `${stops[0]}, ${stops[0]}`})` }} />;
+    return (
+      <span
+        class="colours"
+        style={{
+          left: `${placeOfFrame(-0.5)}%`,
+          width: `${placeOfFrame(curve.values.length * curve.step - 0.5) - placeOfFrame(-0.5)}%`,
+          background: `linear-gradient(90deg, ${stops.length > 1 ? stops.join(", ") : `${stops[0]}, ${stops[0]}`})`,
+        }}
+      />
+    );
   }
   const lines = curve.values.map(numbersOf);
   const flat = lines.flat();
   const [low, high] = [Math.min(...flat), Math.max(...flat)];
-  const y = (value: number) => (high > low ? kHeight - 4 - ((value - low) / (high - low)) * (kHeight - 8) : kHeight / 2);
+  const y = (value: number) =>
+    high > low ? kHeight - 4 - ((value - low) / (high - low)) * (kHeight - 8) : kHeight / 2;
   const { from, to } = range.value;
   return (
     <svg class="curve" viewBox={`${from} 0 ${to - from} ${kHeight}`} preserveAspectRatio="none" aria-hidden="true">
-      {(lines[0] ?? []).map((_, axis) => <polyline key={axis} points={lines.map((each, i) => `${i * curve.step},${y(each[axis] ?? low).toFixed(2)}`).join(" ")} />)}
+      {(lines[0] ?? []).map((_, axis) => (
+        <polyline
+          key={axis}
+          points={lines.map((each, i) => `${i * curve.step},${y(each[axis] ?? low).toFixed(2)}`).join(" ")}
+        />
+      ))}
     </svg>
   );
 }
@@ -137,11 +162,20 @@ export function Row({ parameter }: { parameter: Parameter }) {
     edit.setKey(timeOf(number, rate.peek()), valueNow(parameter, edit.setting));
   };
   return (
-    <div class={`trackrow ${chosenParameter.value === parameter.name ? "chosen" : ""}`} role="group" aria-label={`Motion of ${parameter.name}`}>
-      <span class="rowname" onClick={() => (chosenParameter.value = parameter.name)}>{source && <Icon name={source} />}{parameter.name}</span>
+    <div
+      class={`trackrow ${chosenParameter.value === parameter.name ? "chosen" : ""}`}
+      role="group"
+      aria-label={`Motion of ${parameter.name}`}
+    >
+      <span class="rowname" onClick={() => (chosenParameter.value = parameter.name)}>
+        {source && <Icon name={source} />}
+        {parameter.name}
+      </span>
       <div class="track" onDblClick={addKey}>
         <CurveLine name={parameter.name} />
-        {keys?.map((key) => <KeyMark key={key.time} parameter={parameter} at={key} />)}
+        {keys?.map((key) => (
+          <KeyMark key={key.time} parameter={parameter} at={key} />
+        ))}
       </div>
     </div>
   );

@@ -49,7 +49,10 @@ export const ticks = computed(() => {
   const { from, to } = range.value;
   const second = Math.max(1, Math.round(perSecond(rate.value)));
   const wanted = (to - from) / kMostTicks;
-  const steps = [...kSteps.filter((step) => step < second), ...[1, 2, 5, 10, 15, 30, 60, 120, 300, 600, 1800, 3600].map((seconds) => seconds * second)];
+  const steps = [
+    ...kSteps.filter((step) => step < second),
+    ...[1, 2, 5, 10, 15, 30, 60, 120, 300, 600, 1800, 3600].map((seconds) => seconds * second),
+  ];
   const step = steps.find((each) => each >= wanted) ?? steps[steps.length - 1]!;
   const first = Math.ceil(from / step);
   return Array.from({ length: Math.max(0, Math.floor(to / step) - first + 1) }, (_, i) => (first + i) * step);

@@ -38,7 +38,10 @@ function LoopEnd({ end }: { end: "first" | "last" }) {
   const set = (to: number) => {
     const inside = Math.min(frameCount.peek() - 1, Math.max(0, Math.round(to)));
     const now = playedRange();
-    loopRange.value = end === "first" ? { first: Math.min(inside, now.last - 1), last: now.last } : { first: now.first, last: Math.max(inside, now.first + 1) };
+    loopRange.value =
+      end === "first"
+        ? { first: Math.min(inside, now.last - 1), last: now.last }
+        : { first: now.first, last: Math.max(inside, now.first + 1) };
   };
   const drag = (down: PointerEvent) => {
     down.stopPropagation();
@@ -55,23 +58,50 @@ function LoopEnd({ end }: { end: "first" | "last" }) {
     set(at + by * (event.shiftKey ? 10 : 1));
   };
   return (
-    <span class={`loopend ${end}`} role="slider" tabIndex={0} aria-label={end === "first" ? "Loop start" : "Loop end"} aria-valuemin={0} aria-valuemax={frameCount.value - 1} aria-valuenow={at}
-      style={{ left: `${placeOfFrame(end === "first" ? at - 0.5 : at + 0.5)}%` }} onPointerDown={drag} onKeyDown={keys} />
+    <span
+      class={`loopend ${end}`}
+      role="slider"
+      tabIndex={0}
+      aria-label={end === "first" ? "Loop start" : "Loop end"}
+      aria-valuemin={0}
+      aria-valuemax={frameCount.value - 1}
+      aria-valuenow={at}
+      style={{ left: `${placeOfFrame(end === "first" ? at - 0.5 : at + 0.5)}%` }}
+      onPointerDown={drag}
+      onKeyDown={keys}
+    />
   );
 }
 
 function Head() {
   const keys = (event: KeyboardEvent) => {
     const by = { ArrowLeft: -1, ArrowRight: 1, ArrowDown: -1, ArrowUp: 1, PageDown: -10, PageUp: 10 }[event.key];
-    const to = event.key === "Home" ? 0 : event.key === "End" ? frameCount.peek() - 1 : by === undefined ? undefined : frame.peek() + by * (event.shiftKey ? 10 : 1);
+    const to =
+      event.key === "Home"
+        ? 0
+        : event.key === "End"
+          ? frameCount.peek() - 1
+          : by === undefined
+            ? undefined
+            : frame.peek() + by * (event.shiftKey ? 10 : 1);
     if (to === undefined) return;
     event.preventDefault();
     event.stopPropagation();
     goTo(to);
   };
   return (
-    <span class="head" role="slider" tabIndex={0} aria-label="Play head" aria-valuemin={0} aria-valuemax={frameCount.value - 1} aria-valuenow={frame.value}
-      aria-valuetext={`frame ${frame.value}, ${timeCode(frame.value, rate.value)}`} style={{ left: `${placeOfFrame(frame.value)}%` }} onKeyDown={keys} />
+    <span
+      class="head"
+      role="slider"
+      tabIndex={0}
+      aria-label="Play head"
+      aria-valuemin={0}
+      aria-valuemax={frameCount.value - 1}
+      aria-valuenow={frame.value}
+      aria-valuetext={`frame ${frame.value}, ${timeCode(frame.value, rate.value)}`}
+      style={{ left: `${placeOfFrame(frame.value)}%` }}
+      onKeyDown={keys}
+    />
   );
 }
 
@@ -82,7 +112,8 @@ function Ruler() {
   useEffect(() => {
     const wheel = (event: WheelEvent) => {
       event.preventDefault();
-      if (event.ctrlKey || Math.abs(event.deltaY) > Math.abs(event.deltaX)) zoomTime(Math.exp(event.deltaY / 400), frameAt(element.current!, event.clientX));
+      if (event.ctrlKey || Math.abs(event.deltaY) > Math.abs(event.deltaX))
+        zoomTime(Math.exp(event.deltaY / 400), frameAt(element.current!, event.clientX));
       else moveTime(event.deltaX / 600);
     };
     element.current!.addEventListener("wheel", wheel, { passive: false });
@@ -90,8 +121,18 @@ function Ruler() {
   }, []);
   return (
     <div class="ruler" ref={element} onPointerDown={scrub}>
-      <span class="loop" style={{ left: `${placeOfFrame(first - 0.5)}%`, width: `${placeOfFrame(last + 0.5) - placeOfFrame(first - 0.5)}%` }} />
-      {ticks.value.map((tick) => <span key={tick} class="tick" style={{ left: `${placeOfFrame(tick)}%` }}>{timeCode(Math.max(0, tick), rate.value)}</span>)}
+      <span
+        class="loop"
+        style={{
+          left: `${placeOfFrame(first - 0.5)}%`,
+          width: `${placeOfFrame(last + 0.5) - placeOfFrame(first - 0.5)}%`,
+        }}
+      />
+      {ticks.value.map((tick) => (
+        <span key={tick} class="tick" style={{ left: `${placeOfFrame(tick)}%` }}>
+          {timeCode(Math.max(0, tick), rate.value)}
+        </span>
+      ))}
       <LoopEnd end="first" />
       <LoopEnd end="last" />
       <Head />
@@ -103,7 +144,9 @@ function Ruler() {
 export function allKeys(): KeyPlace[] {
   const scene = current.peek().scene.peek();
   const effect = effectIndex.peek();
-  return parameters.peek().flatMap(({ name }) => (keysOf(setting(scene, effect, name)) ?? []).map(({ time }) => ({ effect, name, time })));
+  return parameters
+    .peek()
+    .flatMap(({ name }) => (keysOf(setting(scene, effect, name)) ?? []).map(({ time }) => ({ effect, name, time })));
 }
 
 // A frame around keys chooses them.
@@ -121,12 +164,20 @@ function chooseInside(down: PointerEvent): void {
   rows.onpointermove = (move) => {
     const [left, right] = [Math.min(down.clientX, move.clientX), Math.max(down.clientX, move.clientX)];
     const [top, bottom] = [Math.min(down.clientY, move.clientY), Math.max(down.clientY, move.clientY)];
-    Object.assign(frameElement.style, { left: `${left - origin.x}px`, top: `${top - origin.y + rows.scrollTop}px`, width: `${right - left}px`, height: `${bottom - top}px` });
+    Object.assign(frameElement.style, {
+      left: `${left - origin.x}px`,
+      top: `${top - origin.y + rows.scrollTop}px`,
+      width: `${right - left}px`,
+      height: `${bottom - top}px`,
+    });
     const inside = [...rows.querySelectorAll<HTMLElement>(".key")].filter((key) => {
       const box = key.getBoundingClientRect();
       return box.right > left && box.x < right && box.bottom > top && box.y < bottom;
     });
-    selectedKeys.value = [...before, ...inside.map(({ dataset }) => ({ effect: effectIndex.peek(), name: dataset.name!, time: Number(dataset.time) }))];
+    selectedKeys.value = [
+      ...before,
+      ...inside.map(({ dataset }) => ({ effect: effectIndex.peek(), name: dataset.name!, time: Number(dataset.time) })),
+    ];
   };
   rows.onpointerup = rows.onpointercancel = () => {
     rows.onpointermove = rows.onpointerup = rows.onpointercancel = null;
@@ -138,15 +189,24 @@ function AddMotion() {
   const scene = current.value.scene.value;
   const resting = parameters.value.filter(({ name }) => !moves(setting(scene, effectIndex.value, name)));
   return (
-    <select class="addmotion" aria-label="Add a row" value="" onChange={(event) => {
-      const parameter = parameters.peek().find(({ name }) => name === event.currentTarget.value);
-      event.currentTarget.value = "";
-      if (!parameter) return;
-      const edit = new ParameterEdit(current.peek(), effectIndex.peek(), parameter);
-      edit.setKey(currentTime.peek(), plainValue(edit.setting, parameter, current.peek().scene.peek()));
-    }}>
+    <select
+      class="addmotion"
+      aria-label="Add a row"
+      value=""
+      onChange={(event) => {
+        const parameter = parameters.peek().find(({ name }) => name === event.currentTarget.value);
+        event.currentTarget.value = "";
+        if (!parameter) return;
+        const edit = new ParameterEdit(current.peek(), effectIndex.peek(), parameter);
+        edit.setKey(currentTime.peek(), plainValue(edit.setting, parameter, current.peek().scene.peek()));
+      }}
+    >
       <option value="">Animate…</option>
-      {resting.map(({ name }) => <option key={name} value={name}>{name}</option>)}
+      {resting.map(({ name }) => (
+        <option key={name} value={name}>
+          {name}
+        </option>
+      ))}
     </select>
   );
 }
@@ -162,11 +222,17 @@ export function Timeline() {
   return (
     <section class="timeline" aria-label="Time line">
       <div class="tracks">
-        <div class="corner"><AddMotion /></div>
+        <div class="corner">
+          <AddMotion />
+        </div>
         <Ruler />
         <div class="rows" onPointerDown={chooseInside}>
-          {moving.map((parameter) => <Row key={parameter.name} parameter={parameter} />)}
-          {moving.length === 0 && <p class="hint">Nothing moves yet. Set a key with a parameter’s diamond, or choose one under “Animate…”.</p>}
+          {moving.map((parameter) => (
+            <Row key={parameter.name} parameter={parameter} />
+          ))}
+          {moving.length === 0 && (
+            <p class="hint">Nothing moves yet. Set a key with a parameter’s diamond, or choose one under “Animate…”.</p>
+          )}
         </div>
         <HeadLine />
       </div>
@@ -174,4 +240,3 @@ export function Timeline() {
     </section>
   );
 }
-
