@@ -55,6 +55,7 @@ class Pipe {
 // Zero: started.
 int Spawn(pid_t& process, const std::vector<std::string>& words, ChildOutput output, int writeEnd) {
   std::vector<char*> pointers;
+  pointers.reserve(words.size() + 1);
   for (const std::string& word : words) pointers.push_back(const_cast<char*>(word.c_str()));
   pointers.push_back(nullptr);
   posix_spawn_file_actions_t actions;
