@@ -3,7 +3,7 @@ import { effect, signal } from "@preact/signals";
 
 import { perSecond } from "../document/time";
 import { frameCount, rate, revision } from "./engine";
-import { drawn, frame, kMostDownsample, picture, playing, whenKept } from "./frames";
+import { drawn, frame, kMostDownsample, picture, playing, type ShownPicture, whenKept } from "./frames";
 import { workers } from "./engine";
 import { Urgency } from "./pool";
 import { soundClock } from "./sound";
@@ -17,6 +17,8 @@ export const playedPerSecond = signal(0);
 
 let downsample = 1;
 let cost = 0;
+// Frames that a picture may come late.
+const kLatest = 30;
 const inFlight = new Set<string>();
 
 export function playedRange(): { first: number; last: number } {
@@ -55,6 +57,16 @@ function adapt(): void {
   cost = 0;
 }
 
+// What was not ready in time is better late than never.
+function newestReady(number: number, shown: number): ShownPicture | undefined {
+  const oldest = number > shown ? Math.max(shown + 1, number - kLatest) : number;
+  for (let each = number; each >= oldest; --each) {
+    const there = whenKept(each, options()) ?? whenKept(each, {});
+    if (there) return there;
+  }
+  return undefined;
+}
+
 function play(): () => void {
   let running = true;
   let shown = -1;
@@ -80,12 +92,14 @@ function play(): () => void {
       begun = number;
     }
     adapt();
-    drawAhead(number);
+    // A frame that cannot be ready in time is not begun.
+    const late = Math.min(kLatest / 2, Math.floor((cost * perSecond(rate.peek())) / 1000));
+    drawAhead(Math.min(range.last, number + late));
     if (number !== shown) {
-      const there = whenKept(number, options()) ?? whenKept(number, {});
+      const there = newestReady(number, shown);
       if (there) {
         picture.value = there;
-        shown = number;
+        shown = there.frame;
         ++count;
       }
       frame.value = number;

@@ -54,7 +54,7 @@ export function Waves({ scale }: { scale: number }) {
       ))}
       {under && (
         <g transform={`translate(${under.centre.join(" ")}) scale(${1 / scale})`} class="numbers">
-          <rect x="8" y="-46" width="212" height="92" rx="4" />
+          <rect x="8" y="-46" width="258" height="92" rx="4" />
           {[
             `Wave ${under.wave} · ${under.waveType}`,
             `age ${under.age.toFixed(2)} s of ${under.lifespan.toFixed(2)} s`,
