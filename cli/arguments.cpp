@@ -106,6 +106,16 @@ void AddLimits(CLI::App& command, RenderRequest& request) {
       .add_option("--max-frame-seconds", request.maxFrameSeconds, "Fail when a single frame takes longer; 0: no limit")
       ->check(CLI::Range(0.0, 1e9))
       ->type_name("S");
+  CLI::Option* snapshots =
+      command
+          .add_option("--snapshots", request.snapshots,
+                      "Keep states of the waves in this folder, for renders that begin late in the scene")
+          ->type_name("DIR");
+  command.add_option("--snapshot-seconds", request.snapshotSeconds, "Seconds of the scene from one state to the next")
+      ->needs(snapshots)
+      ->check(CLI::Range(1, 86400))
+      ->type_name("S")
+      ->default_val(request.snapshotSeconds);
   AddWaveLimit(command, request.scene);
 }
 
@@ -120,16 +130,6 @@ void AddWork(CLI::App& command, Requests& requests) {
                                           "How to show progress; auto: a bar on a terminal, lines elsewhere")
                               ->check(CLI::IsMember({"auto", "bar", "lines", "json", "none"}))
                               ->default_val("auto");
-  CLI::Option* snapshots =
-      command
-          .add_option("--snapshots", request.snapshots,
-                      "Keep states of the waves in this folder, for renders that begin late in the scene")
-          ->type_name("DIR");
-  command.add_option("--snapshot-seconds", request.snapshotSeconds, "Seconds of the scene from one state to the next")
-      ->needs(snapshots)
-      ->check(CLI::Range(1, 86400))
-      ->type_name("S")
-      ->default_val(request.snapshotSeconds);
   command.add_flag("--stats", request.stats,
                    "Say at the end what reading, drawing, compositing, encoding and writing took");
   command.add_flag("-q,--quiet", requests.quiet, "Print neither progress nor summary")->excludes(progress);

@@ -67,6 +67,10 @@ Words PictureArguments(const RenderRequest& request, const std::string& pictures
   arguments.Add("--quality", request.highQuality ? "full" : "draft");
   arguments.Add("--depth", fmt::format("{}", request.depth));
   arguments.Add("--png-size", WordOf(request.pngEffort));
+  if (!request.snapshots.empty()) {
+    arguments.Add("--snapshots", Absolute(request.snapshots));
+    arguments.Add("--snapshot-seconds", fmt::format("{}", request.snapshotSeconds));
+  }
   arguments.Add("--progress", "lines");
   arguments.Add("--resume");
   return arguments.Take();
