@@ -22,13 +22,17 @@ export class OrvandelError extends Error {
 const kRefused = 1;
 const kNoFiles = -1; // any answer but 0: there is no such descriptor
 
-// All that the module asks of its surroundings. It reads no files, so nothing but an end is ever meant by these.
-function surroundings() {
+// All that the module asks of its surroundings: an end, and a clock. It reads no files, so the others are never meant.
+function surroundings(memory) {
   const noFiles = () => kNoFiles;
   const named = {
     emscripten_notify_memory_growth() {},
     proc_exit(code) {
       throw new Error(`the module ended with ${code}`);
+    },
+    clock_time_get(_clock, _precision, at) {
+      new DataView(memory().buffer).setBigUint64(at, BigInt(Math.round(performance.now() * 1e6)), true);
+      return 0;
     },
   };
   const module = () => new Proxy(named, { get: (known, name) => known[name] ?? noFiles, has: () => true });
@@ -41,7 +45,8 @@ export class Orvandel {
   /** @param {BufferSource | WebAssembly.Module} wasm orvandel.wasm, as bytes or compiled */
   static async open(wasm) {
     const compiled = wasm instanceof WebAssembly.Module ? wasm : await WebAssembly.compile(wasm);
-    return new Orvandel(await WebAssembly.instantiate(compiled, surroundings()));
+    const instance = await WebAssembly.instantiate(compiled, surroundings(() => instance.exports.memory));
+    return new Orvandel(instance);
   }
 
   /** @param {WebAssembly.Instance} instance */
