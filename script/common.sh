@@ -50,6 +50,10 @@ exported_names() { sed -n 's/^ *\([A-Za-z_0-9]*\);$/\1/p' effect/exports.map | g
 wine_prefix() {
   export WINEPREFIX=$PWD/$1 WINEDEBUG=-all WINEDLLOVERRIDES='mscoree,mshtml='
   wine=/usr/lib/wine/wine64
+  /usr/lib/wine/wineserver64 -k 2>/dev/null || true  # of a run before, which would still answer for the folder
   rm -rf "$WINEPREFIX"
   trap '/usr/lib/wine/wineserver64 -k || true; rm -rf "$WINEPREFIX"' EXIT
+  # Programs that start while it is being filled do not find the system's libraries.
+  "$wine" wineboot --init >/dev/null 2>&1
+  /usr/lib/wine/wineserver64 -w
 }
