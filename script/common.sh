@@ -43,17 +43,32 @@ build_preset() {
   cmake --build "$build" "${targets[@]}"
 }
 
-# The names that the effect's module exports, by effect/exports.map.
-exported_names() { sed -n 's/^ *\([A-Za-z_0-9]*\);$/\1/p' effect/exports.map | grep -v '^$' | LC_ALL=C sort; }
+# exported_names MAP: the names that a module exports.
+exported_names() { sed -n 's/^ *\([A-Za-z_0-9]*\);$/\1/p' "$1" | grep -v '^$' | LC_ALL=C sort; }
 
-# wine_prefix FOLDER: what Windows programs take for their computer, new, and gone when the script ends; `$wine` runs them.
+# at_exit COMMAND: when the script ends, however that comes about; the last one first.
+at_exit_commands=
+at_exit() {
+  at_exit_commands="$1; $at_exit_commands"
+  trap 'set +e; eval "$at_exit_commands"' EXIT
+}
+
+# wine_prefix FOLDER: what Windows programs take for their computer, new, and gone when the script ends; `$wine` runs
+# them. Nothing of this person's is read or written: the folder is their home as well.
 wine_prefix() {
-  export WINEPREFIX=$PWD/$1 WINEDEBUG=-all WINEDLLOVERRIDES='mscoree,mshtml='
+  export WINEPREFIX=$PWD/$1 WINEDEBUG=-all WINEDLLOVERRIDES='mscoree,mshtml,winemenubuilder.exe='
+  unset DISPLAY WAYLAND_DISPLAY
   wine=/usr/lib/wine/wine64
-  /usr/lib/wine/wineserver64 -k 2>/dev/null || true  # of a run before, which would still answer for the folder
-  rm -rf "$WINEPREFIX"
-  trap '/usr/lib/wine/wineserver64 -k || true; rm -rf "$WINEPREFIX"' EXIT
+  end_wine  # of a run before, which would still answer for the folder
+  mkdir -p "$WINEPREFIX"
+  export HOME=$WINEPREFIX
+  at_exit end_wine
   # Programs that start while it is being filled do not find the system's libraries.
   "$wine" wineboot --init >/dev/null 2>&1
   /usr/lib/wine/wineserver64 -w
+}
+end_wine() {
+  /usr/lib/wine/wineserver64 -k 2>/dev/null || true
+  /usr/lib/wine/wineserver64 -w || true
+  rm -rf "$WINEPREFIX"
 }

@@ -10,6 +10,7 @@
 #include "stage/base/errors.h"
 #include "stage/base/file_bytes.h"
 #include "stage/base/names.h"
+#include "stage/base/path_text.h"
 #include "stage/media/sequence_rules.h"
 #include "stage/scene/json_tree.h"
 #include "stage/scene/scene_reader.h"
@@ -32,7 +33,7 @@ std::optional<fs::path> PresetFile(const std::string& name) {
   if (name.find('/') != std::string::npos) return std::nullopt;
   std::error_code none;
   for (const fs::path& folder : PresetFolders()) {
-    fs::path file = folder / (name + ".json");
+    fs::path file = folder / stage::PathOf(name + ".json");
     if (fs::is_regular_file(file, none)) return file;
   }
   return std::nullopt;
@@ -103,7 +104,8 @@ std::shared_ptr<const Look> Look::Open(const std::string& name) {
   if (trimmed.empty()) return Plain();
   std::error_code none;
   if (const auto preset = PresetFile(trimmed)) return FromText(ReadFile(*preset), *preset);
-  if (fs::is_regular_file(trimmed, none)) return FromText(ReadFile(trimmed), fs::absolute(trimmed, none));
+  const fs::path file = stage::PathOf(trimmed);
+  if (fs::is_regular_file(file, none)) return FromText(ReadFile(file), fs::absolute(file, none));
   if (const BuiltInPreset* builtIn = FindBuiltIn(trimmed)) return FromText(builtIn->text, trimmed + ".json");
   Unknown(trimmed);
 }

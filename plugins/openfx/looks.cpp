@@ -7,6 +7,7 @@
 
 #include "plugins/openfx/shelf.h"
 #include "stage/base/errors.h"
+#include "stage/base/path_text.h"
 
 namespace orvandel::ofx {
 namespace {
@@ -27,8 +28,8 @@ auto& Players() {
 std::pair<fs::path, std::string> FileAndPart(const std::string& name) {
   std::error_code none;
   const std::size_t mark = name.rfind('#');
-  if (mark == std::string::npos || fs::exists(name, none)) return {name, {}};
-  return {name.substr(0, mark), name.substr(mark + 1)};
+  if (mark == std::string::npos || fs::exists(stage::PathOf(name), none)) return {stage::PathOf(name), {}};
+  return {stage::PathOf(std::string_view(name).substr(0, mark)), name.substr(mark + 1)};
 }
 
 std::string WrittenAt(const fs::path& file) {

@@ -127,15 +127,15 @@ TEST_F(SameBytes, ScenesOfRandomValues) {
 TEST_F(SameBytes, DrawingsOfSeveralOutlines) {
   for (const std::string name : {"crow.svg", "mark.svg"}) {
     SCOPED_TRACE(name);
-    const fs::path media = ORVANDEL_MEDIA;
+    const fs::path media = fs::absolute(ORVANDEL_MEDIA);
     const stage::Scene scene = stage::ReadSceneText(
         R"({"version": 1, "width": 160, "height": 90, "frameRate": 30, "duration": 4, "masks": {"m": {"file": ")" +
             name +
             R"("}}, "parameters": {"Wave Type": "Mask", "Spin": {"keyframes": [{"time": 0, "value": 0},
             {"time": 3, "value": 90}]}}})",
         media / "scene.json", Catalog());
-    Compare(scene, media / name, 1, {50, 20});
-    Compare(scene, media / name, 2, {50});
+    Compare(scene, (media / name).string(), 1, {50, 20});
+    Compare(scene, (media / name).string(), 2, {50});
   }
 }
 

@@ -57,10 +57,10 @@ class ScenePlayer {
       const stage::ParamInfo* info = catalog_.Find(param->properties.Get<std::string>(prop::kLabel));
       if (info == nullptr || info->Type() == ORV_PARAM_LAYER) continue;
       if (info->Type() == ORV_PARAM_PATH) {
-        if (maskPath.rfind('/', 0) == 0) {
+        if (std::filesystem::path(maskPath).is_absolute()) {
           param->text = maskPath;
         } else if (!maskPath.empty()) {
-          param->text = folder_ / "mask.svg";
+          param->text = (folder_ / "mask.svg").string();
           orvandel::test::WriteFile(param->text, "<svg><path d=\"" + maskPath + "\"/></svg>");
         }
         continue;

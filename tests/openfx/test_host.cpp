@@ -1,6 +1,10 @@
 #include "test_host.h"
 
+#if defined(_WIN32)
+#include <windows.h>
+#else
 #include <dlfcn.h>
+#endif
 
 #include <algorithm>
 #include <cmath>
@@ -359,17 +363,33 @@ OfxParam* OfxParamSet::Find(const std::string& name) const {
 
 namespace orvandel::ofx::test {
 
-Binary::Binary(const std::filesystem::path& file) : library_(dlopen(file.c_str(), RTLD_LAZY | RTLD_LOCAL)) {
-  if (library_ == nullptr) throw std::runtime_error(dlerror());
-  const auto count = reinterpret_cast<int (*)()>(dlsym(library_, "OfxGetNumberOfPlugins"));
-  const auto get = reinterpret_cast<OfxPlugin* (*)(int)>(dlsym(library_, "OfxGetPlugin"));
+namespace {
+
+#if defined(_WIN32)
+void* Load(const std::filesystem::path& file) { return LoadLibraryW(file.c_str()); }
+void* FindIn(void* library, const char* name) {
+  return reinterpret_cast<void*>(GetProcAddress(static_cast<HMODULE>(library), name));
+}
+void Unload(void* library) { FreeLibrary(static_cast<HMODULE>(library)); }
+#else
+void* Load(const std::filesystem::path& file) { return dlopen(file.c_str(), RTLD_LAZY | RTLD_LOCAL); }
+void* FindIn(void* library, const char* name) { return dlsym(library, name); }
+void Unload(void* library) { dlclose(library); }
+#endif
+
+}  // namespace
+
+Binary::Binary(const std::filesystem::path& file) : library_(Load(file)) {
+  if (library_ == nullptr) throw std::runtime_error(file.string() + " cannot be loaded");
+  const auto count = reinterpret_cast<int (*)()>(FindIn(library_, "OfxGetNumberOfPlugins"));
+  const auto get = reinterpret_cast<OfxPlugin* (*)(int)>(FindIn(library_, "OfxGetPlugin"));
   if (count == nullptr || get == nullptr || count() != 1) throw std::runtime_error("no plug-in");
   plugin_ = get(0);
 }
 
 Binary::~Binary() {
   plugin_->mainEntry("OfxActionUnload", nullptr, nullptr, nullptr);
-  dlclose(library_);
+  Unload(library_);
 }
 
 Host::Host(const Binary& binary, Habits habits, Name context)

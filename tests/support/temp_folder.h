@@ -1,12 +1,11 @@
 // Files that tests make for themselves.
 #pragma once
 
-#include <stdlib.h>
-
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <random>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -27,7 +26,8 @@ inline void WriteFile(const std::filesystem::path& file, const std::string& text
 inline std::vector<std::string> NamesIn(const std::filesystem::path& folder) {
   std::vector<std::string> names;
   std::error_code error;
-  for (const auto& entry : std::filesystem::directory_iterator(folder, error)) names.push_back(entry.path().filename());
+  for (const auto& entry : std::filesystem::directory_iterator(folder, error))
+    names.push_back(entry.path().filename().string());
   std::sort(names.begin(), names.end());
   return names;
 }
@@ -36,9 +36,10 @@ inline std::vector<std::string> NamesIn(const std::filesystem::path& folder) {
 class TempFolder {
  public:
   TempFolder() {
-    std::string name = (std::filesystem::temp_directory_path() / "orvandel_XXXXXX").string();
-    if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("mkdtemp " + name);
-    folder_ = name;
+    std::random_device dice;
+    do {
+      folder_ = std::filesystem::temp_directory_path() / ("orvandel_" + std::to_string(dice()));
+    } while (!std::filesystem::create_directory(folder_));
   }
   ~TempFolder() {
     std::error_code ignored;
