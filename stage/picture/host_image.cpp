@@ -18,11 +18,13 @@ std::int32_t PaddedRowBytes(std::int32_t width) {
 
 }  // namespace
 
-void HostImage::Free::operator()(std::uint8_t* memory) const { ::operator delete(memory, std::align_val_t{kCacheLine}); }
+void HostImage::Free::operator()(std::uint8_t* memory) const {
+  ::operator delete (memory, std::align_val_t{kCacheLine});
+}
 
 HostImage::HostImage(std::int32_t width, std::int32_t height)
     : width_(width), height_(height), rowBytes_(PaddedRowBytes(width)) {
-  data_.reset(static_cast<std::uint8_t*>(::operator new(ByteCount(), std::align_val_t{kCacheLine})));
+  data_.reset(static_cast<std::uint8_t*>(::operator new (ByteCount(), std::align_val_t{kCacheLine})));
   std::memset(data_.get(), kPadding, ByteCount());
 }
 

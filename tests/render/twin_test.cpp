@@ -137,6 +137,21 @@ TEST(Twins, DrawTheSameBytes) {
   EXPECT_EQ(heap::BytesInUse(), 0U);
 }
 
+// Below the level edge at 22 and above the one at 25 a width below 0 draws inside this outline, and nothing between:
+// rows that lie two heights of the picture apart follow each other.
+TEST(Twins, BlendOnceWhatFoldsOntoARowWithNothingDrawnBetween) {
+  StrokeCase stroke;
+  stroke.points = {{-27, -23}, {31, -23}, {-6, 22}, {-34, 22}, {-34, 25}, {37, 25}};
+  stroke.opacity = 0.5F;
+  stroke.reflection = true;
+  const Picture ground(60, 1);
+  for (stroke.quality = 1; stroke.quality <= 16; ++stroke.quality) {
+    for (stroke.width = -0.1F; stroke.width > -1.0F; stroke.width *= 1.5F) {
+      for (const StrokeCode code : CodesAtHand()) EXPECT_FALSE(Differs(code, stroke, ground)) << Describe(stroke);
+    }
+  }
+}
+
 // Around the width from which on the plain code draws by itself.
 TEST(Twins, DrawTheWidestStrokes) {
   for (const std::int32_t quality : {1, 2, 3, 4, 16}) {
