@@ -150,9 +150,11 @@ void RegisterAll() {
   for (const Scene& scene : scenes) {
     Register("every_row/" + scene.name, scene, kUsualQuality, best, Progress::kEveryRow);
   }
-  for (const std::int32_t quality : {1, 2, 3, 8, 16}) {
-    for (const Scene& scene : scenes)
+  for (std::int32_t quality = 1; quality <= 16; ++quality) {
+    if (quality == kUsualQuality) continue;
+    for (const Scene& scene : scenes) {
       Register(scene.name + "/quality_" + std::to_string(quality), scene, quality, best);
+    }
   }
   const char* const profiles[] = {"square", "triangle", "sawtooth_out", "sawtooth_in", "gaussian", "bell", "sine"};
   for (std::int32_t profile = kSquareProfile; profile <= kSineProfile; ++profile) {
@@ -161,11 +163,30 @@ void RegisterAll() {
   }
 }
 
+// What draws unless a benchmark's name says otherwise.
+const char* CodeName() {
+  switch (CurrentStrokeCode()) {
+    case StrokeCode::kAvx512:
+      return "AVX-512";
+    case StrokeCode::kAvx2:
+      return "AVX2";
+    case StrokeCode::kPlain:
+      return "plain";
+    default:
+#if defined(__aarch64__)
+      return "NEON";
+#else
+      return "portable";
+#endif
+  }
+}
+
 }  // namespace
 }  // namespace orvandel::bench
 
 int main(int argc, char** argv) {
   benchmark::AddCustomContext("commit", ORVANDEL_COMMIT);
+  benchmark::AddCustomContext("code", orvandel::bench::CodeName());
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
   orvandel::bench::RegisterAll();

@@ -108,7 +108,6 @@ void StrokeRecord::Plan(const ImageBuffer& output, const StrokeLook& look, std::
   job.flat = table.flat;
 
   job.firstPixel = FloorOf(FloorOf(job.lo, q), kPixelStep) * kPixelStep;
-  job.pixelsPerWord = 64 / q;
   job.words = WordsFor(job.hi - job.firstPixel * q, q);
   const RowSizes sizes(job.words, q);
   job.wordStride = sizes.wordStride;

@@ -80,18 +80,6 @@ template <Is32Bytes V>
 ORVANDEL_INLINE V ShiftedLeft(const V& v, const V& counts) {
   return (V)_mm256_sllv_epi64((__m256i)v, (__m256i)counts);
 }
-template <Is32Bytes V>
-ORVANDEL_INLINE V ShiftedRight(const V& v, const V& counts) {
-  return (V)_mm256_srlv_epi64((__m256i)v, (__m256i)counts);
-}
-template <Is32Bytes V>
-ORVANDEL_INLINE V BitsOfWords(const V& v) {
-  const auto ofNibble = _mm256_broadcastsi128_si256(_mm_setr_epi8(0, 1, 1, 2, 1, 2, 2, 3, 1, 2, 2, 3, 2, 3, 3, 4));
-  const __m256i nibble = _mm256_set1_epi8(15);
-  const __m256i low = _mm256_shuffle_epi8(ofNibble, _mm256_and_si256((__m256i)v, nibble));
-  const __m256i high = _mm256_shuffle_epi8(ofNibble, _mm256_and_si256(_mm256_srli_epi16((__m256i)v, 4), nibble));
-  return (V)_mm256_sad_epu8(_mm256_add_epi8(low, high), __m256i{});
-}
 template <typename Bytes>
 requires(sizeof(Bytes) == 8) ORVANDEL_INLINE Bytes SpreadBits(std::uint64_t bits) {
   return (Bytes)_pdep_u64(bits, 0x0101010101010101U);
@@ -170,10 +158,13 @@ class AlphaWindow {
   }
   // All columns of the rows in a mask.
   static Mask AllOf(const Vec<std::int32_t, 8>& rows) { return (Mask)InBytes(rows); }
+  static Mask FirstColumns(std::int32_t count) {
+    return (Mask)_mm256_cmpgt_epi8(_mm256_set1_epi8(static_cast<char>(count)), Columns());
+  }
   // Column from + k of each row when first <= from + k < end.
   ORVANDEL_INLINE static Mask Within(const Vec<std::int32_t, 8>& first, const Vec<std::int32_t, 8>& end,
                                      std::int32_t from) {
-    const __m256i columns = _mm256_broadcastsi128_si256(_mm_setr_epi32(0, 0x01010101, 0x02020202, 0x03030303));
+    const __m256i columns = Columns();
     const auto distance = [&](const auto& v) __attribute__((always_inline)) {
       return InBytes(WrappingDifference(v, Vec<std::int32_t, 8>{} + from));
     };
@@ -182,6 +173,9 @@ class AlphaWindow {
   }
 
  private:
+  static __m256i Columns() {
+    return _mm256_broadcastsi128_si256(_mm_setr_epi32(0, 0x01010101, 0x02020202, 0x03030303));
+  }
   // Each number as the four bytes for its row, cut off at the range of a byte.
   ORVANDEL_INLINE static __m256i InBytes(const Vec<std::int32_t, 8>& numbers) {
     const __m256i halves = _mm256_packs_epi32((__m256i)numbers, (__m256i)numbers);

@@ -119,19 +119,11 @@ ORVANDEL_INLINE V ShiftedLeft(const V& v, const V& counts) {
   return (V)_mm512_sllv_epi64((__m512i)v, (__m512i)counts);
 }
 template <Is64Bytes V>
-ORVANDEL_INLINE V ShiftedRight(const V& v, const V& counts) {
-  return (V)_mm512_srlv_epi64((__m512i)v, (__m512i)counts);
-}
-template <Is64Bytes V>
 ORVANDEL_INLINE V Parities(const V& v) {
   // The product without carries by a number of all ones.
   const auto words = (__m512i)v, ones = _mm512_set1_epi64(-1);
   return (V)_mm512_unpacklo_epi64(_mm512_clmulepi64_epi128(words, ones, 0x00),
                                   _mm512_clmulepi64_epi128(words, ones, 0x01));
-}
-template <Is64Bytes V>
-ORVANDEL_INLINE V BitsOfWords(const V& v) {
-  return (V)_mm512_popcnt_epi64((__m512i)v);
 }
 template <Is16Bytes Bytes>
 ORVANDEL_INLINE Bytes SpreadBits(std::uint64_t bits) {
@@ -152,18 +144,6 @@ ORVANDEL_INLINE void WordSpansOf(const SixteenInts& first, const SixteenInts& la
   high = WordSpanOf(_mm256_extracti128_si256(firstWords, 1), _mm256_extracti128_si256(lastWords, 1));
 }
 
-template <Is64Bytes V>
-ORVANDEL_INLINE void LoadFirst(V (&v)[2], const std::uint64_t* from, std::int32_t count) {
-  const unsigned all = (1U << count) - 1;
-  v[0] = (V)_mm512_maskz_loadu_epi64(static_cast<__mmask8>(all), from);
-  v[1] = (V)_mm512_maskz_loadu_epi64(static_cast<__mmask8>(all >> 8), from + 8);
-}
-template <Is64Bytes V>
-ORVANDEL_INLINE void StoreFirst(std::uint64_t* to, const V (&v)[2], std::int32_t count) {
-  const unsigned all = (1U << count) - 1;
-  _mm512_mask_storeu_epi64(to, static_cast<__mmask8>(all), (__m512i)v[0]);
-  _mm512_mask_storeu_epi64(to + 8, static_cast<__mmask8>(all >> 8), (__m512i)v[1]);
-}
 // Most items are 0: they are left out at once.
 template <int bits, Is64Bytes V, typename Visit>
 requires(bits == 16) ORVANDEL_INLINE void ForItems(const V (&v)[1], Visit visit) {
@@ -277,6 +257,9 @@ class AlphaWindow {
   static Bytes Ones(Mask mask) { return (Bytes)_mm512_maskz_set1_epi8(mask, 1); }
   // All columns of the rows in a mask.
   static Mask AllOf(const SixteenInts& rows) { return _mm512_movepi8_mask(InBytes((__m512i)rows)); }
+  static Mask FirstColumns(std::int32_t count) {
+    return _cvtu64_mask64((~std::uint64_t{0} >> (64 - 4 * count)) * 0x0001000100010001U);
+  }
   // Column from + k of each row when first <= from + k < end.
   ORVANDEL_INLINE static Mask Within(const SixteenInts& first, const SixteenInts& end, std::int32_t from) {
     const __m512i columns = _mm512_broadcast_i32x4(_mm_setr_epi32(0, 0x01010101, 0x02020202, 0x03030303));

@@ -51,10 +51,6 @@ ORVANDEL_INLINE unsigned MaskBits(const V& mask) {
 ORVANDEL_INLINE Vec<std::uint64_t, 2> SumsOfEight(const Vec<std::uint8_t, 16>& bytes) {
   return (Vec<std::uint64_t, 2>)vpaddlq_u32(vpaddlq_u16(vpaddlq_u8((uint8x16_t)bytes)));
 }
-template <Is16Bytes V>
-ORVANDEL_INLINE V BitsOfWords(const V& v) {
-  return (V)SumsOfEight((Vec<std::uint8_t, 16>)vcntq_u8((uint8x16_t)v));
-}
 
 using AlphaLookup = AlphaLookupOneByOne;
 
@@ -79,16 +75,19 @@ class AlphaWindow {
   }
   // All columns of the rows in a mask.
   ORVANDEL_INLINE static Mask AllOf(const FourInts& rows) { return (Mask)InBytes(rows); }
+  ORVANDEL_INLINE static Mask FirstColumns(std::int32_t count) {
+    return (Mask)vcgtq_s8(vdupq_n_s8(static_cast<std::int8_t>(count)), kColumns);
+  }
   // Column from + k of each row when first <= from + k < end.
   ORVANDEL_INLINE static Mask Within(const FourInts& first, const FourInts& end, std::int32_t from) {
-    const int8x16_t columns = {0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 2, 2, 3, 3, 3, 3};
     const auto distance = [&](const FourInts& v) __attribute__((always_inline)) {
       return InBytes(WrappingDifference(v, FourInts{} + from));
     };
-    return (Mask)(vcleq_s8(distance(first), columns) & vcgtq_s8(distance(end), columns));
+    return (Mask)(vcleq_s8(distance(first), kColumns) & vcgtq_s8(distance(end), kColumns));
   }
 
  private:
+  static constexpr int8x16_t kColumns = {0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 2, 2, 3, 3, 3, 3};
   // Each number as the byte for its row, in every column, cut off at the range of a byte.
   ORVANDEL_INLINE static int8x16_t InBytes(const FourInts& numbers) {
     const int16x4_t halves = vqmovn_s32((int32x4_t)numbers);

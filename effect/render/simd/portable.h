@@ -335,10 +335,6 @@ template <typename V>
 ORVANDEL_INLINE V ShiftedLeft(const V& v, const V& counts) {
   return counts < 64 ? v << (counts & 63) : V{};
 }
-template <typename V>
-ORVANDEL_INLINE V ShiftedRight(const V& v, const V& counts) {
-  return counts < 64 ? v >> (counts & 63) : V{};
-}
 // Bit i of the result: the parity of bits 0 to i.
 template <typename V>
 ORVANDEL_INLINE V Parities(const V& v) {
@@ -353,13 +349,7 @@ ORVANDEL_INLINE V BitsOfFields(V v) {
   if constexpr (width >= 4) v = (v & 0x3333333333333333U) + (v >> 2 & 0x3333333333333333U);
   if constexpr (width >= 8) v = (v + (v >> 4)) & 0x0F0F0F0F0F0F0F0FU;
   if constexpr (width >= 16) v = (v + (v >> 8)) & 0x00FF00FF00FF00FFU;
-  if constexpr (width >= 32) v = (v + (v >> 16)) & 0x0000FFFF0000FFFFU;
-  if constexpr (width >= 64) v = (v + (v >> 32)) & 0x00000000FFFFFFFFU;
   return v;
-}
-template <typename V>
-ORVANDEL_INLINE V BitsOfWords(const V& v) {
-  return BitsOfFields<64>(v);
 }
 // Whether FourRowCounts counts the set bits that each nibble of four words has in all of them, a byte a nibble.
 template <typename V>
@@ -380,16 +370,6 @@ ORVANDEL_INLINE std::int32_t ListSetBits(Word set, std::uint32_t base, std::uint
   return count;
 }
 
-// The first `count` words of an array of vectors; the others are 0.
-template <typename V, int parts>
-ORVANDEL_INLINE void LoadFirst(V (&v)[parts], const std::uint64_t* from, std::int32_t count) {
-  for (V& part : v) part = V{};
-  __builtin_memcpy(v, from, 8 * static_cast<std::size_t>(count));
-}
-template <typename V, int parts>
-ORVANDEL_INLINE void StoreFirst(std::uint64_t* to, const V (&v)[parts], std::int32_t count) {
-  __builtin_memcpy(to, v, 8 * static_cast<std::size_t>(count));
-}
 // visit(k) for every k-th item of `bits` bits, in an array of vectors, that is not 0.
 template <int bits, typename V, int parts, typename Visit>
 ORVANDEL_INLINE void ForItems(const V (&v)[parts], Visit visit) {

@@ -1,18 +1,16 @@
-// The words of one strip and word column, one a subsample row, as vectors.
+// The words of one strip and word column, one a row, as vectors.
 #pragma once
 
 #include "effect/render/simd/simd.h"
 
 namespace orvandel::fast::ORVANDEL_KERNELS {
 
-inline constexpr std::int32_t kLargestQuality = 16;
 inline constexpr int kWordLanes = kLanes / 2;
 using WordVector = Vec<std::uint64_t, kWordLanes>;
 
-// n words; 0: as many as are told when they are used, up to kLargestQuality.
 template <int n>
 struct StripWords {
-  static constexpr int kParts = (n == 0 ? kLargestQuality : n) / kWordLanes;
+  static constexpr int kParts = n / kWordLanes;
   WordVector parts[kParts];
 
   ORVANDEL_INLINE static StripWords Zeros() {
@@ -20,21 +18,13 @@ struct StripWords {
     for (WordVector& part : zeros.parts) part = WordVector{};
     return zeros;
   }
-  ORVANDEL_INLINE static StripWords Load(const std::uint64_t* from, std::int32_t rows) {
+  ORVANDEL_INLINE static StripWords Load(const std::uint64_t* from) {
     StripWords words;
-    if constexpr (n == 0) {
-      LoadFirst(words.parts, from, rows);
-    } else {
-      for (int i = 0; i < kParts; ++i) words.parts[i] = fast::ORVANDEL_KERNELS::Load<WordVector>(from + i * kWordLanes);
-    }
+    for (int i = 0; i < kParts; ++i) words.parts[i] = fast::ORVANDEL_KERNELS::Load<WordVector>(from + i * kWordLanes);
     return words;
   }
-  ORVANDEL_INLINE void StoreTo(std::uint64_t* to, std::int32_t rows) const {
-    if constexpr (n == 0) {
-      StoreFirst(to, parts, rows);
-    } else {
-      for (int i = 0; i < kParts; ++i) Store(to + i * kWordLanes, parts[i]);
-    }
+  ORVANDEL_INLINE void StoreTo(std::uint64_t* to) const {
+    for (int i = 0; i < kParts; ++i) Store(to + i * kWordLanes, parts[i]);
   }
 
   template <typename Change>
@@ -64,6 +54,10 @@ ORVANDEL_INLINE StripWords<n> operator^(const StripWords<n>& a, const StripWords
 template <int n>
 ORVANDEL_INLINE StripWords<n> operator&(const StripWords<n>& a, const StripWords<n>& b) {
   return a.Changed([&](const WordVector& v, int i) { return v & b.parts[i]; });
+}
+template <int n>
+ORVANDEL_INLINE StripWords<n> operator&(const StripWords<n>& a, std::uint64_t inEach) {
+  return a.Changed([&](const WordVector& v, int) { return v & inEach; });
 }
 template <int n>
 ORVANDEL_INLINE StripWords<n> operator|(const StripWords<n>& a, const StripWords<n>& b) {

@@ -6,7 +6,7 @@
 
 namespace orvandel::fast::ORVANDEL_KERNELS {
 
-template <int Q, bool flat>
+template <int P, bool flat>
 class StrokeDrawing {
  public:
   explicit StrokeDrawing(DrawJob& job) : job_(job), loader_(job), rowsPerBand_(job.bandRows * job.quality) {}
@@ -40,11 +40,11 @@ class StrokeDrawing {
     const std::int32_t end = isLast ? job_.endRow : Smaller(bandRow + rowsPerBand_, job_.endRow);
     const std::int32_t pixelRows = (end - bandRow + job_.quality - 1) / job_.quality;
     if constexpr (flat) {
-      FlatBand<Q> band(job_, bandRow);
+      FlatBand<P> band(job_, bandRow);
       for (std::int32_t i = 0; i < count; ++i) band.Walk(job_.live[i], y, end);
       band.Finish(pixelRows);
     } else {
-      ProfileBand<Q> band(job_, bandRow);
+      ProfileBand<P> band(job_, bandRow);
       for (std::int32_t i = 0; i < count; ++i) band.Walk(job_.live[i], y, end);
       band.Resolve(pixelRows);
       for (std::int32_t i = 0; i < count; ++i) band.WalkAgain(job_.live[i], y, end);
@@ -69,19 +69,19 @@ class StrokeDrawing {
   std::int32_t rowsPerBand_;
 };
 
-inline void Begin(DrawJob& job) { StrokeDrawing<0, true>(job).ChainPieces(); }
+inline void Begin(DrawJob& job) { StrokeDrawing<1, true>(job).ChainPieces(); }
 
-template <int Q>
+template <int P>
 inline void DrawBandAt(DrawJob& job, std::int32_t band) {
   if (job.flat) {
-    StrokeDrawing<Q, true>(job).DrawBand(band);
+    StrokeDrawing<P, true>(job).DrawBand(band);
   } else {
-    StrokeDrawing<Q, false>(job).DrawBand(band);
+    StrokeDrawing<P, false>(job).DrawBand(band);
   }
 }
 
 inline void DrawBand(DrawJob& job, std::int32_t band) {
-  switch (job.quality) {
+  switch (PitchOf(job.quality)) {
     case 1:
       return DrawBandAt<1>(job, band);
     case 2:
@@ -90,10 +90,8 @@ inline void DrawBand(DrawJob& job, std::int32_t band) {
       return DrawBandAt<4>(job, band);
     case 8:
       return DrawBandAt<8>(job, band);
-    case 16:
-      return DrawBandAt<16>(job, band);
     default:
-      return DrawBandAt<0>(job, band);
+      return DrawBandAt<16>(job, band);
   }
 }
 

@@ -11,13 +11,13 @@
 
 namespace orvandel::fast::ORVANDEL_KERNELS {
 
-template <int Q>
+template <int P>
 class FlatBand {
  public:
   FlatBand(const DrawJob& job, std::int32_t firstRow) : band_(job, firstRow), painter_(job), queue_(band_) {}
 
   __attribute__((noinline)) void Walk(LivePiece& piece, std::int32_t y, std::int32_t end) {
-    if constexpr (kInGroups<Q>) {
+    if constexpr (kInGroups) {
       FourFloats xBehind;
       if (queue_.AddTamePiece(piece, y, end, xBehind)) return Store(piece.x, xBehind);
     }
@@ -29,20 +29,19 @@ class FlatBand {
   }
 
   void OneRow(std::int32_t y, const Cut& cut, bool wild) {
-    const std::int32_t row = y - band_.FirstRow();
     Samples run;
     if (!MakeSamples(cut, band_.Job().lo, band_.Job().hi, run)) return;
-    const std::int32_t first = run.first - band_.FirstColumn(), last = first + run.count;
-    if (!wild && run.count <= kLongestRun) {
-      MarkRun<Q, false>(band_, row, first, last, cut.outline);
-      return;
-    }
+    const std::int32_t first = run.first, last = first + run.count;
+    const auto mark = [&](std::int32_t from, std::int32_t to, OutlineSide side) {
+      MarkSamples<P, false>(band_, y, from, to, side);
+    };
+    if (!wild && run.count <= kLongestRun) return mark(first, last, cut.outline);
     // Crossings by themselves, then stretches of samples within the band.
-    MarkRun<Q, false>(band_, row, first, first, cut.outline == OutlineSide::kLeft ? cut.outline : kNone);
-    MarkRun<Q, false>(band_, row, last, last, cut.outline == OutlineSide::kRight ? cut.outline : kNone);
+    mark(first, first, cut.outline == OutlineSide::kLeft ? cut.outline : OutlineSide::kNone);
+    mark(last, last, cut.outline == OutlineSide::kRight ? cut.outline : OutlineSide::kNone);
     for (std::int32_t x = first, begin = first; x <= last; ++x, run.u += run.dudx) {
       if (x < last && SafeIndexAt(run.u) < kFirstDropped) continue;
-      if (begin < x) MarkRun<Q, false>(band_, row, begin, x, kNone);
+      if (begin < x) mark(begin, x, OutlineSide::kNone);
       begin = x + 1;
     }
   }
@@ -51,17 +50,15 @@ class FlatBand {
   __attribute__((noinline)) void Finish(std::int32_t pixelRows) {
     queue_.Flush();
     const PictureRows rows(band_, painter_, pixelRows);
-    const ChunkPass<Q> pass(band_, painter_);
+    const ChunkPass<P> pass(band_, painter_);
     const auto draw = [&](const WordColumn* columns, std::int32_t count) { pass.Draw(rows, columns, count); };
     band_.template ForTouched<true>(pixelRows, rows.MeetInStrip(), draw);
   }
 
  private:
-  static constexpr OutlineSide kNone = OutlineSide::kNone;
-
-  Band<Q> band_;
-  Painter<ChunkPass<Q>::kPixels> painter_;
-  MarkQueue<Q, false> queue_;
+  Band<P> band_;
+  Painter<ChunkPass<P>::kPixels> painter_;
+  MarkQueue<P, false> queue_;
 };
 
 }  // namespace orvandel::fast::ORVANDEL_KERNELS

@@ -16,11 +16,11 @@
 
 namespace orvandel::fast::ORVANDEL_KERNELS {
 
-template <int Q>
+template <int P>
 class ProfileBand {
  public:
   // Pixels blended at a time.
-  static constexpr int kPixels = Q != 0 ? kLanes : kLanes == 4 ? 4 : 8;
+  static constexpr int kPixels = kLanes;
 
   ProfileBand(const DrawJob& job, std::int32_t firstRow)
       : band_(job, firstRow), painter_(job), shape_(band_), samples_(band_) {}
@@ -44,11 +44,11 @@ class ProfileBand {
       Blend(rows, columns, count);
     };
     band_.template ForTouched<true>(pixelRows, rows.MeetInStrip(), finish);
-    for (std::int32_t strip = 0; strip < Band<Q>::StripsOf(pixelRows); ++strip) band_.Bad(strip) = 0;
+    for (std::int32_t strip = 0; strip < Band<P>::StripsOf(pixelRows); ++strip) band_.Bad(strip) = 0;
   }
 
  private:
-  static constexpr std::int32_t kRows = kStripPixelRows<Q>;
+  static constexpr std::int32_t kRows = kStripPixelRows<P>;
 
   void Blend(const PictureRows& rows, const WordColumn* columns, std::int32_t count) const {
     const auto blend = [&](std::int32_t i, std::int32_t k) {
@@ -68,8 +68,8 @@ class ProfileBand {
   // Whole vectors of counters: what belongs to words beside this one is blended with it.
   ORVANDEL_INLINE void BlendWord(const PictureRows& rows, std::int32_t pixelRow, std::int32_t word) const {
     std::int32_t first = band_.FirstPixelOf(word);
-    const std::int32_t end = first + band_.Sizes().PixelsPerWord();
-    if constexpr (Q > 4) first &= ~(kPixels - 1);  // several words a vector
+    const std::int32_t end = first + kWordCells / P;
+    if constexpr (P > 4) first &= ~(kPixels - 1);  // several words a vector
     std::uint16_t* counters = band_.Counters(pixelRow);
     for (std::int32_t pixel = first; pixel < end; pixel += kPixels) {
       const auto sums = LoadWidened<Vec<std::uint32_t, kPixels>>(counters + pixel);
@@ -79,10 +79,10 @@ class ProfileBand {
     }
   }
 
-  Band<Q> band_;
+  Band<P> band_;
   Painter<kPixels> painter_;
-  ShapePass<Q> shape_;
-  SamplePass<Q> samples_;
+  ShapePass<P> shape_;
+  SamplePass<P> samples_;
 };
 
 }  // namespace orvandel::fast::ORVANDEL_KERNELS

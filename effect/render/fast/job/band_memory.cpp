@@ -27,11 +27,12 @@ std::size_t Counters(const BandPlan& plan, const RowSizes& sizes) {
 
 RowSizes::RowSizes(std::int32_t words, std::int32_t quality)
     // Strides are odd numbers of cache lines: rows of a tall piece spread over the cache's sets.
-    : wordStride(
-          (((static_cast<std::size_t>(words) + 1) * static_cast<std::size_t>(2 * quality) + 7) / kWordsPerLine | 1) *
-          kWordsPerLine),
+    : wordStride((((static_cast<std::size_t>(words) + 1) * static_cast<std::size_t>(2 * PitchOf(quality)) + 7) /
+                      kWordsPerLine |
+                  1) *
+                 kWordsPerLine),
       dirtyStride((static_cast<std::size_t>(words) + 63) / 64),
-      counterStride(static_cast<std::size_t>(words) * (kBitsPerWord / static_cast<std::size_t>(quality)) + 32),
+      counterStride(static_cast<std::size_t>(words) * (kBitsPerWord / static_cast<std::size_t>(PitchOf(quality))) + 32),
       columnRoom(words + 128) {}
 
 std::int32_t BandRows(std::int32_t pictureWidth, std::int32_t quality, bool varies) {
@@ -43,13 +44,13 @@ std::int32_t BandRows(std::int32_t pictureWidth, std::int32_t quality, bool vari
   const std::size_t fit = std::min(kMostMarks / (words * sizeof(std::uint64_t)),
                                    minima == 0 ? kMostBandRows : kMostMinima / (minima * sizeof(std::uint16_t)));
   const std::size_t rows = std::clamp<std::size_t>(fit, 1, kMostBandRows);
-  // At powers of two whole groups of eight subsample rows.
-  const std::size_t step = std::max<std::size_t>(8 / static_cast<std::size_t>(quality), 2);
+  // Whole groups of eight rows of cells.
+  const std::size_t step = std::max<std::size_t>(8 / static_cast<std::size_t>(PitchOf(quality)), 2);
   return static_cast<std::int32_t>(rows < step ? 1 : rows / step * step);
 }
 
 std::int32_t WordsFor(std::int32_t columns, std::int32_t quality) {
-  return columns / (static_cast<std::int32_t>(kBitsPerWord) / quality * quality) + 1;
+  return columns / (static_cast<std::int32_t>(kBitsPerWord) / PitchOf(quality) * quality) + 1;
 }
 
 std::int32_t WordsOfPicture(std::int32_t width, std::int32_t quality) {
@@ -62,8 +63,9 @@ void LayBand(Arena& arena, const BandPlan& plan, BandMemory& memory) {
   const std::size_t rows = Rows(plan);
   arena.Cut(memory.shape, rows * sizes.wordStride);
   arena.Cut(memory.dirty, rows * sizes.dirtyStride);
-  arena.Cut(memory.samples, Columns(sizes) * static_cast<std::size_t>(SampleBytes(plan.quality)) + Arena::kLine);
-  arena.Cut(memory.chunks, Columns(sizes) * static_cast<std::size_t>(MostChunks(plan.quality)) + 1);
+  arena.Cut(memory.samples,
+            Columns(sizes) * static_cast<std::size_t>(SampleBytes(PitchOf(plan.quality))) + Arena::kLine);
+  arena.Cut(memory.chunks, Columns(sizes) * static_cast<std::size_t>(MostChunks(PitchOf(plan.quality))) + 1);
   arena.Cut(memory.columns, Columns(sizes) + kColumnSlack);
   if (!plan.varies) return;
   arena.Cut(memory.twice, rows * sizes.wordStride / 2);

@@ -29,7 +29,7 @@ struct BandPlan {
   }
 };
 
-// Words that `columns` subsample columns touch at most; a word holds 64 / quality whole pixels.
+// Words that `columns` subsample columns touch at most.
 std::int32_t WordsFor(std::int32_t columns, std::int32_t quality);
 // The most that a stroke within the picture touches, or one as wide as they get.
 std::int32_t WordsOfPicture(std::int32_t width, std::int32_t quality);

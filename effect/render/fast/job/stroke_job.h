@@ -108,7 +108,7 @@ struct DrawJob {
 
   // The columns that have marks, and the bands of rows: `bandRows` pixel rows each, the first one begins at pixel row
   // firstBand * bandRows. The last one takes all that is left; that may be one pixel row more.
-  std::int32_t firstPixel, words, pixelsPerWord;
+  std::int32_t firstPixel, words;
   std::int32_t bandRows, firstBand, bandCount;
   std::size_t wordStride, dirtyStride, counterStride;  // of a pixel row, in elements
   std::int32_t columnRoom;                             // at least a pixel row's words
@@ -131,11 +131,18 @@ inline constexpr std::int32_t kMostRowsOfBatch = 16;  // that are sampled togeth
 // cache of the second level.
 inline constexpr std::int32_t kMostBandRows = 24;
 
+// Cells that a pixel has room for in each direction, see grid.h: the quality, or the next power of two.
+constexpr std::int32_t PitchOf(std::int32_t quality) {
+  std::int32_t pitch = 1;
+  while (pitch < quality) pitch *= 2;
+  return pitch;
+}
+
 // Lists of word columns are written in whole vectors.
 inline constexpr std::size_t kColumnSlack = 32;
 
 // Chunks of a word column, at most, and the bytes that their samples take with room for a whole vector.
-constexpr std::int32_t MostChunks(std::int32_t quality) { return quality == 1 ? 64 : 16; }
-constexpr std::int32_t SampleBytes(std::int32_t quality) { return quality == 1 ? 512 : quality == 2 ? 128 : 64; }
+constexpr std::int32_t MostChunks(std::int32_t pitch) { return pitch == 1 ? 64 : 16; }
+constexpr std::int32_t SampleBytes(std::int32_t pitch) { return pitch == 1 ? 512 : pitch == 2 ? 128 : 64; }
 
 }  // namespace orvandel::fast

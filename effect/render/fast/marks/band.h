@@ -1,9 +1,9 @@
 // A band of output rows under work, as bits: which subsamples the pieces cover, and where the outline crosses.
 //
 // The rows of a stroke are drawn in bands that stay in the processor's cache. All pieces leave their marks in a band
-// before its pixels are made. Marks are bits, one a subsample, in words that hold whole pixels (quality 4: 16 pixels of
-// 4 bits). A band is made of strips, each of one pixel row (or of as many as fill a vector with their subsample
-// rows). The words of one strip of n subsample rows and one word column lie together:
+// before its pixels are made. Marks are bits, one a cell (see grid.h), in words that hold whole pixels (of 4 x 4 cells:
+// 16 pixels). A band is made of strips, each of one pixel row (or of as many as fill a vector with their rows). The
+// words of one strip of n rows and one word column lie together:
 //
 //   cover  row 0 .. row n-1     1: a sample of some piece
 //   cross  row 0 .. row n-1     toggled by every outline crossing
@@ -15,55 +15,27 @@
 // zero between bands, whoever reads the marks clears them.
 #pragma once
 
-#include "effect/render/fast/job/stroke_job.h"
+#include "effect/render/fast/pieces/grid.h"
 #include "effect/render/simd/words.h"
 
 namespace orvandel::fast::ORVANDEL_KERNELS {
 
-// Subsample rows of a strip, at least: a vector's.
-inline constexpr std::int32_t kLeastStripRows = kRowGroup;
-// Pixel rows of a strip.
-template <int Q>
-inline constexpr std::int32_t kStripPixelRows = Q == 1 || Q == 2 || Q == 4 ? kLeastStripRows / Q : 1;
-// Subsample rows of a strip; 0 for qualities without code of their own.
-template <int Q>
-inline constexpr int kStripRows = Q* kStripPixelRows<Q>;
+// Pixel rows of a strip: as many as fill a group of rows of cells.
+template <int P>
+inline constexpr std::int32_t kStripPixelRows = Larger(kRowGroup / P, 1);
+template <int P>
+inline constexpr std::int32_t kStripRows = P* kStripPixelRows<P>;
+inline constexpr std::int32_t kWordCells = 64;
 
-// Sizes that follow from the quality; Q = 0 stands for those without code of their own.
-template <int Q>
-class Grid {
- public:
-  explicit Grid(const DrawJob& job) : quality_(job.quality), bitsPerWord_(job.quality * job.pixelsPerWord) {}
-
-  std::int32_t Quality() const { return Q != 0 ? Q : quality_; }
-  std::int32_t StripRows() const { return Q != 0 ? kStripRows<Q> : quality_; }
-  std::int32_t BitsPerWord() const { return Q != 0 ? 64 : bitsPerWord_; }
-  std::int32_t PixelsPerWord() const { return BitsPerWord() / Quality(); }
-  // `x` >= 0
-  std::int32_t WordOf(std::int32_t x) const {
-    return static_cast<std::int32_t>(static_cast<std::uint32_t>(x) / static_cast<std::uint32_t>(BitsPerWord()));
-  }
-  std::int32_t RowOf(std::int32_t y) const {
-    return static_cast<std::int32_t>(static_cast<std::uint32_t>(y) / static_cast<std::uint32_t>(Quality()));
-  }
-  std::int32_t PixelOf(std::int32_t x) const { return RowOf(x); }
-  std::int32_t StripOf(std::int32_t y) const {
-    return static_cast<std::int32_t>(static_cast<std::uint32_t>(y) / static_cast<std::uint32_t>(StripRows()));
-  }
-
- private:
-  std::int32_t quality_, bitsPerWord_;
-};
-
-// Where one subsample row of a band has its words. In strips of n rows word column w is at w * 2n in `cover` and
+// Where one row of cells of a band has its words. In strips of n rows word column w is at w * 2n in `cover` and
 // `cross`, at w * n in `twice`.
 struct RowPlace {
   std::uint64_t *cover, *cross;
   std::uint64_t* twice;  // cells that more than one piece covers; only for profiles that vary
 };
 
-// Rows and columns here count from the band's first subsample row and from the first counter's first column.
-template <int Q>
+// Rows and columns here are those of cells, from the band's first row and from the first counter's first column.
+template <int P>
 class Band {
  public:
   Band(const DrawJob& job, std::int32_t firstRow)
@@ -74,20 +46,23 @@ class Band {
         shape_(job.band.shape),
         twice_(job.band.twice),
         dirty_(job.band.dirty),
-        stripStride_(job.wordStride * kStripPixelRows<Q>),
+        stripStride_(job.wordStride * kStripPixelRows<P>),
         dirtyStride_(job.dirtyStride) {}
 
   const DrawJob& Job() const { return job_; }
-  const Grid<Q>& Sizes() const { return grid_; }
+  const Grid<P>& Sizes() const { return grid_; }
+  // In samples, unfolded.
   std::int32_t FirstRow() const { return firstRow_; }
   std::int32_t FirstColumn() const { return firstColumn_; }
   std::int32_t FirstPixelRow() const { return firstRow_ / grid_.Quality(); }  // unfolded; firstRow_ is a multiple
 
+  static std::int32_t PixelRowOf(std::int32_t row) { return row / P; }
+  static std::int32_t StripOf(std::int32_t row) { return row / kStripRows<P>; }
+  static std::int32_t RowOfStrip(std::int32_t row) { return row % kStripRows<P>; }
   ORVANDEL_INLINE RowPlace PlaceOf(std::int32_t row) const {
-    const std::int32_t strip = grid_.StripOf(row);
-    const auto subRow = static_cast<std::size_t>(row - strip * grid_.StripRows());
-    std::uint64_t* cover = Words(strip, 0) + subRow;
-    return {cover, cover + grid_.StripRows(), twice_ == nullptr ? nullptr : Twice(strip, 0) + subRow};
+    std::uint64_t* cover = Words(StripOf(row), 0) + RowOfStrip(row);
+    std::uint64_t* twice = twice_ == nullptr ? nullptr : Twice(StripOf(row), 0) + RowOfStrip(row);
+    return {cover, cover + kStripRows<P>, twice};
   }
 
   // Words of one strip of n rows and word column: cover at [0, n), crossings at [n, 2n).
@@ -147,50 +122,50 @@ class Band {
   }
 
   static std::int32_t StripsOf(std::int32_t pixelRows) {
-    return (pixelRows + kStripPixelRows<Q> - 1) / kStripPixelRows<Q>;
+    return (pixelRows + kStripPixelRows<P> - 1) / kStripPixelRows<P>;
   }
   // The word's first pixel, as a counter.
-  std::int32_t FirstPixelOf(std::int32_t word) const { return word * grid_.PixelsPerWord(); }
+  std::int32_t FirstPixelOf(std::int32_t word) const { return word * (kWordCells / P); }
 
  private:
   std::size_t WordOffset(std::int32_t word) const {
-    return static_cast<std::size_t>(word) * static_cast<std::size_t>(2 * grid_.StripRows());
+    return static_cast<std::size_t>(word) * static_cast<std::size_t>(2 * kStripRows<P>);
   }
 
   const DrawJob& job_;
-  Grid<Q> grid_;
+  Grid<P> grid_;
   std::int32_t firstRow_, firstColumn_;
   std::uint64_t *shape_, *twice_, *dirty_;
   std::size_t stripStride_, dirtyStride_;
 };
 
 // Which cells lie inside the shape, word column by word column from left to right.
-template <int Q>
+template <int P>
 class InsideWalk {
  public:
-  using Words = StripWords<kStripRows<Q>>;
+  using Words = StripWords<kStripRows<P>>;
 
   // Cells that are covered and cells inside; the marks are cleared.
-  ORVANDEL_INLINE void Next(const Band<Q>& band, const WordColumn& at, Words& cover, Words& inside) {
-    const std::int32_t rows = band.Sizes().StripRows();
+  ORVANDEL_INLINE void Next(const Band<P>& band, const WordColumn& at, Words& cover, Words& inside) {
+    constexpr std::int32_t kRows = kStripRows<P>;
     std::uint64_t* words = band.WordsOf(at);
     if (at.strip != strip_) carry_ = Words::Zeros();
     strip_ = at.strip;
-    cover = Words::Load(words, rows);
-    Words::Zeros().StoreTo(words, rows);
-    inside = Words::Load(words + rows, rows);
+    cover = Words::Load(words);
+    Words::Zeros().StoreTo(words);
+    inside = Words::Load(words + kRows);
     if (kOftenCrossless && !Any(inside)) {
       inside = carry_;
       return;
     }
     inside = inside.Parities() ^ carry_;
     carry_ = inside.HighestBits();
-    Words::Zeros().StoreTo(words + rows, rows);
+    Words::Zeros().StoreTo(words + kRows);
   }
 
  private:
   // A word of quality 16 is four pixels wide: most lie between the outline and the stroke's other edge.
-  static constexpr bool kOftenCrossless = Q == 16;
+  static constexpr bool kOftenCrossless = P == 16;
   Words carry_ = Words::Zeros();  // all ones in rows where the words so far leave us inside
   std::int32_t strip_ = -1;
 };

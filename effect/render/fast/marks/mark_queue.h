@@ -8,51 +8,51 @@ namespace orvandel::fast::ORVANDEL_KERNELS {
 // Where the runs of a band's pieces wait to become marks, in any order. What leads to a mark is one long chain of
 // operations; each part of it is done for many pieces or groups of rows together, so that the processor, which looks
 // ahead only so far, finds work that waits for nothing.
-template <int Q, bool countTwice>
+template <int P, bool countTwice>
 class MarkQueue {
  public:
-  explicit MarkQueue(const Band<Q>& band) : band_(band) {}
+  explicit MarkQueue(const Band<P>& band) : band_(band) {}
 
   // All runs between the edges in slots a and b, rows y .. end - 1.
   ORVANDEL_INLINE void Add(LivePiece& piece, int a, int b, OutlineSide side, std::int32_t y, std::int32_t end) {
     const RowInts atLeft = RowInts{} - (side == OutlineSide::kLeft ? 1 : 0);
     const RowInts atRight = RowInts{} - (side == OutlineSide::kRight ? 1 : 0);
-    const CellBounds<RowInts> bounds(band_.Job(), band_.FirstColumn());
+    const CellBounds<P, RowInts> bounds(band_.Job(), band_.Sizes(), band_.FirstColumn());
     std::int32_t count = count_;
     const auto mark = [&](std::int32_t row, const RowCuts& cuts) __attribute__((always_inline)) {
       CellLanes<RowInts> cells;
       CutLanes(cuts.leftX, cuts.rightX, atLeft, atRight, bounds, cells, cuts.used);
-      if constexpr (kInGroups<Q>) {
+      if constexpr (kInGroups) {
         waiting_[count].row = row;
         PrepareGroup(WordSpanOf(cells.first, cells.last), cells.first, cells.last, cells.crossing, waiting_[count]);
         count = Keep(count, Any(cells.traced));
       } else {
         for (int k = 0; k < kRowGroup; ++k) {
-          if (cells.traced[k] != 0) MarkRun<Q, countTwice>(band_, row + k, cells.first[k], cells.last[k], side);
+          if (cells.traced[k] != 0) MarkRun<P, countTwice>(band_, row + k, cells.first[k], cells.last[k], side);
         }
       }
     };
-    ForRowGroups(piece, a, b, y, end, band_.FirstRow(), mark);
+    ForRowGroups(piece, a, b, y, end, band_.FirstRow(), band_.Sizes(), mark);
     count_ = count;
   }
 
   // All rows y .. end - 1 of a tame piece whose steps are alike; `xBehind`: x of its edges on row `end`. False for
   // other pieces.
   ORVANDEL_INLINE bool AddTamePiece(const LivePiece& piece, std::int32_t y, std::int32_t end, FourFloats& xBehind) {
-    if (!kInGroups<Q> || !piece.tame) return false;
+    if (!kInGroups || !piece.tame) return false;
     y = Larger(y, piece.firstBegin);
     end = Smaller(end, piece.lastEnd);
     if (y >= end) {
       xBehind = Load<FourFloats>(piece.x);
       return true;
     }
-    if (!pieces_[pieceCount_].Fill(piece, y, end, band_.FirstRow(), xBehind)) return false;
+    if (!pieces_[pieceCount_].Fill(piece, y, end, band_.FirstRow(), band_.Sizes(), xBehind)) return false;
     if (++pieceCount_ == kMostPieces) CutPieces();
     return true;
   }
 
   __attribute__((noinline)) void Flush() {
-    if constexpr (kInGroups<Q>) {
+    if constexpr (kInGroups) {
       CutPieces();
       SetMarks();
     }
@@ -60,24 +60,25 @@ class MarkQueue {
 
  private:
   __attribute__((noinline)) void CutPieces() {
-    const CellBounds<TameInts> bounds(band_.Job(), band_.FirstColumn());
-    const std::int32_t firstRow = band_.FirstRow();
+    const Grid<P> grid = band_.Sizes();
+    const CellBounds<P, TameInts> bounds(band_.Job(), grid, band_.FirstColumn());
+    const auto firstRow = Spread<TameInts>(band_.FirstRow());
     std::int32_t count = count_;
     for (std::int32_t i = 0; i < pieceCount_; ++i) {
       const TameEdges edges(pieces_[i]);
       const std::int32_t end = pieces_[i].end;
-      for (std::int32_t y = pieces_[i].firstGroup; y < end; y += kTameRows) {
+      for (std::int32_t row = pieces_[i].firstGroup; row < end; row += kTameRows) {
         CellLanes<TameInts> cells;
-        edges.Cut(y, bounds, cells);
+        edges.Cut(WrappingSum(grid.template RowsFrom<TameInts>(row), firstRow), bounds, cells);
         WordSpan lowWords, highWords;
         WordSpansOf(cells.first, cells.last, lowWords, highWords);
         // A group without a trace leaves its place to the next one.
         GroupMarks& low = waiting_[count];
-        low.row = y - firstRow;
+        low.row = row;
         PrepareGroup(lowWords, LowHalf(cells.first), LowHalf(cells.last), LowHalf(cells.crossing), low);
         count += Any(LowHalf(cells.traced)) ? 1 : 0;
         GroupMarks& high = waiting_[count];
-        high.row = y - firstRow + kRowGroup;
+        high.row = row + kRowGroup;
         PrepareGroup(highWords, HighHalf(cells.first), HighHalf(cells.last), HighHalf(cells.crossing), high);
         count = Keep(count, Any(HighHalf(cells.traced)));
       }
@@ -87,7 +88,7 @@ class MarkQueue {
   }
 
   void SetMarks() {
-    for (std::int32_t i = 0; i < count_; ++i) MarkGroup<Q, countTwice>(band_, waiting_[i]);
+    for (std::int32_t i = 0; i < count_; ++i) MarkGroup<P, countTwice>(band_, waiting_[i]);
     count_ = 0;
   }
 
@@ -100,9 +101,9 @@ class MarkQueue {
     return 0;
   }
 
-  static constexpr std::int32_t kMost = kInGroups<Q> ? 64 : 1, kMostPieces = kInGroups<Q> ? 32 : 1;
+  static constexpr std::int32_t kMost = kInGroups ? 64 : 1, kMostPieces = kInGroups ? 32 : 1;
 
-  const Band<Q>& band_;
+  const Band<P>& band_;
   std::int32_t count_ = 0, pieceCount_ = 0;
   GroupMarks waiting_[kMost + 2];
   TamePiece pieces_[kMostPieces];

@@ -6,21 +6,20 @@
 
 namespace orvandel::fast::ORVANDEL_KERNELS {
 
-// Sets the marks of one run; columns count from the band's first.
-template <int Q, bool countTwice>
-ORVANDEL_INLINE void MarkRun(const Band<Q>& band, std::int32_t row, std::int32_t first, std::int32_t last,
+// Sets the marks of one run; of rows and columns of cells.
+template <int P, bool countTwice>
+ORVANDEL_INLINE void MarkRun(const Band<P>& band, std::int32_t row, std::int32_t first, std::int32_t last,
                              OutlineSide side) {
-  const Grid<Q>& grid = band.Sizes();
   const RowPlace place = band.PlaceOf(row);
-  const std::int32_t firstWord = grid.WordOf(first), lastWord = grid.WordOf(last);
-  const std::uint64_t firstBit = std::uint64_t{1} << (first - firstWord * grid.BitsPerWord());
-  const std::uint64_t lastBit = std::uint64_t{1} << (last - lastWord * grid.BitsPerWord());
-  const std::ptrdiff_t rows = grid.StripRows();
-  const std::int32_t strip = grid.StripOf(row);
+  const std::int32_t firstWord = first / kWordCells, lastWord = last / kWordCells;
+  const std::uint64_t firstBit = std::uint64_t{1} << first % kWordCells,
+                      lastBit = std::uint64_t{1} << last % kWordCells;
+  constexpr std::ptrdiff_t kRows = kStripRows<P>;
+  const std::int32_t strip = band.StripOf(row);
   const auto cover = [&](std::int32_t word, std::uint64_t bits) __attribute__((always_inline)) {
-    std::uint64_t& covered = place.cover[word * 2 * rows];
+    std::uint64_t& covered = place.cover[word * 2 * kRows];
     if (countTwice && (covered & bits) != 0) {
-      place.twice[word * rows] |= covered & bits;
+      place.twice[word * kRows] |= covered & bits;
       band.Bad(strip) = 1;
     }
     covered |= bits;
@@ -28,19 +27,26 @@ ORVANDEL_INLINE void MarkRun(const Band<Q>& band, std::int32_t row, std::int32_t
   if (firstWord == lastWord) {
     cover(firstWord, lastBit - firstBit);
   } else {
-    const std::uint64_t whole = ~std::uint64_t{0} >> (64 - grid.BitsPerWord());
-    cover(firstWord, whole & (0 - firstBit));
-    for (std::int32_t word = firstWord + 1; word < lastWord; ++word) cover(word, whole);
+    cover(firstWord, 0 - firstBit);
+    for (std::int32_t word = firstWord + 1; word < lastWord; ++word) cover(word, ~std::uint64_t{0});
     cover(lastWord, lastBit - 1);
   }
-  if (side == OutlineSide::kLeft) place.cross[firstWord * 2 * rows] ^= firstBit;
-  if (side == OutlineSide::kRight) place.cross[lastWord * 2 * rows] ^= lastBit;
+  if (side == OutlineSide::kLeft) place.cross[firstWord * 2 * kRows] ^= firstBit;
+  if (side == OutlineSide::kRight) place.cross[lastWord * 2 * kRows] ^= lastBit;
   band.Touch(strip, firstWord, lastWord);
 }
 
-// Whether groups of rows are marked together: strips are whole groups, and a vector shifts each lane by its own count.
-template <int Q>
-inline constexpr bool kInGroups = kLanes > 4 && Q != 0 && kStripRows<Q> % kRowGroup == 0;
+// The same for unfolded rows and columns of samples.
+template <int P, bool countTwice>
+ORVANDEL_INLINE void MarkSamples(const Band<P>& band, std::int32_t row, std::int32_t first, std::int32_t last,
+                                 OutlineSide side) {
+  const Grid<P>& grid = band.Sizes();
+  MarkRun<P, countTwice>(band, grid.CellOf(row - band.FirstRow()), grid.CellOf(first - band.FirstColumn()),
+                         grid.CellOf(last - band.FirstColumn()), side);
+}
+
+// Whether groups of rows are marked together: vectors shift each lane by its own count.
+inline constexpr bool kInGroups = kLanes > 4;
 
 // A group's marks, ready to be set.
 struct GroupMarks {
@@ -61,12 +67,11 @@ ORVANDEL_INLINE void PrepareGroup(const WordSpan& words, const RowInts& first, c
 }
 
 // Sets the marks of a group in one strip, word column by word column.
-template <int Q, bool countTwice>
-ORVANDEL_INLINE void MarkGroup(const Band<Q>& band, const GroupMarks& marks) {
+template <int P, bool countTwice>
+ORVANDEL_INLINE void MarkGroup(const Band<P>& band, const GroupMarks& marks) {
   using Words = Vec<std::uint64_t, kRowGroup>;
-  static_assert(kStripRows<Q> % kRowGroup == 0);
-  constexpr std::ptrdiff_t kRows = kStripRows<Q>;
-  const std::int32_t strip = band.Sizes().StripOf(marks.row);
+  constexpr std::ptrdiff_t kRows = kStripRows<P>;
+  const std::int32_t strip = band.StripOf(marks.row);
   const RowPlace place = band.PlaceOf(marks.row);
   RowInts first = marks.first, last = marks.last, crossing = marks.crossing;
   const auto markWord = [&](std::int32_t word) __attribute__((always_inline)) {

@@ -6,17 +6,17 @@
 
 namespace orvandel::fast::ORVANDEL_KERNELS {
 
-template <int Q>
+template <int P>
 class ShapePass {
  public:
-  explicit ShapePass(const Band<Q>& band) : band_(band), queue_(band) {}
+  explicit ShapePass(const Band<P>& band) : band_(band), queue_(band) {}
 
   void Run(LivePiece& piece, int a, int b, OutlineSide side, std::int32_t y, std::int32_t end) {
     queue_.Add(piece, a, b, side, y, end);
   }
 
   void Walk(const LivePiece& piece, std::int32_t y, std::int32_t end) {
-    if constexpr (kInGroups<Q>) {
+    if constexpr (kInGroups) {
       FourFloats xBehind;
       if (queue_.AddTamePiece(piece, y, end, xBehind)) return;
     }
@@ -25,10 +25,9 @@ class ShapePass {
   }
 
   void OneRow(std::int32_t y, const Cut& cut, bool) {
-    Cells cells;
-    if (!ClipCells(cut.leftX, cut.rightX, band_.Job().lo, band_.Job().hi, cells)) return;
-    const std::int32_t firstColumn = band_.FirstColumn();
-    MarkRun<Q, true>(band_, y - band_.FirstRow(), cells.first - firstColumn, cells.last - firstColumn, cut.outline);
+    Columns run;
+    if (!ClipColumns(cut.leftX, cut.rightX, band_.Job().lo, band_.Job().hi, run)) return;
+    MarkSamples<P, true>(band_, y, run.first, run.last, cut.outline);
   }
 
   // What the second pass needs of word columns with cells that are not simple: crossings become "inside", `Twice`
@@ -41,33 +40,31 @@ class ShapePass {
   }
 
  private:
-  using Words = StripWords<kStripRows<Q>>;
+  using Words = StripWords<kStripRows<P>>;
 
   // Those of whole strips.
   void ResolveColumns(const WordColumn* columns, std::int32_t count) const {
-    InsideWalk<Q> walk;
+    InsideWalk<P> walk;
     for (std::int32_t i = 0; i < count; ++i) {
       const WordColumn& at = columns[i];
       Words cover, inside;
       walk.Next(band_, at, cover, inside);
       Words bad = cover & ~inside;
-      if (band_.Bad(at.strip) != 0) bad = bad | Words::Load(band_.Twice(at.strip, at.word), StripRows());
-      if (Any(bad)) KeepBadCells(at, inside, bad);
+      if (band_.Bad(at.strip) != 0) bad = bad | Words::Load(band_.Twice(at.strip, at.word));
+      if (Any(bad)) KeepBadCells(at, inside, bad & band_.Sizes().SamplesOfWord());
     }
   }
 
   void KeepBadCells(const WordColumn& at, const Words& inside, const Words& bad) const {
-    inside.StoreTo(band_.WordsOf(at) + StripRows(), StripRows());
-    bad.StoreTo(band_.Twice(at.strip, at.word), StripRows());
+    inside.StoreTo(band_.WordsOf(at) + kStripRows<P>);
+    bad.StoreTo(band_.Twice(at.strip, at.word));
     band_.Bad(at.strip) = 1;
     std::uint16_t* smallest = band_.Smallest(at.strip, at.word);
-    for (std::int32_t i = 0; i < 64 * StripRows(); ++i) smallest[i] = kIndexEntries - 1;
+    for (std::int32_t i = 0; i < kWordCells * kStripRows<P>; ++i) smallest[i] = kIndexEntries - 1;
   }
 
-  std::int32_t StripRows() const { return band_.Sizes().StripRows(); }
-
-  const Band<Q>& band_;
-  MarkQueue<Q, true> queue_;
+  const Band<P>& band_;
+  MarkQueue<P, true> queue_;
 };
 
 }  // namespace orvandel::fast::ORVANDEL_KERNELS

@@ -21,11 +21,13 @@ struct TamePiece {
   float x[4], step[4];                   // on the edge's first row, and its change per row
   std::int32_t start[4], rows[4];        // that row, and how many rows it takes part in
   std::int32_t rowsAtLeft, rowsAtRight;  // in which the outline is slot 0, and slot 3
-  std::int32_t firstGroup, end;          // rows
+  std::int32_t firstGroup, end;          // rows of cells, from the band's first
 
   // Rows y .. rowEnd - 1 of a piece, y < rowEnd. False when its steps are not alike. `xBehind`: x on row `rowEnd` of
   // the edges that go on there.
-  bool Fill(const LivePiece& piece, std::int32_t y, std::int32_t rowEnd, std::int32_t bandRow, FourFloats& xBehind) {
+  template <int P>
+  bool Fill(const LivePiece& piece, std::int32_t y, std::int32_t rowEnd, std::int32_t bandRow, const Grid<P>& grid,
+            FourFloats& xBehind) {
     const FourInts first = Load<FourInts>(piece.first), behind = Load<FourInts>(piece.end);
     const FourInts from = Larger(first, FourInts{} + y), to = Smaller(behind, FourInts{} + rowEnd);
     const FourInts count = from < to ? WrappingDifference(to, from) : FourInts{};
@@ -36,8 +38,8 @@ struct TamePiece {
     Store(rows, count);
     rowsAtLeft = piece.outlineSlot == 0 ? count[0] : 0;
     rowsAtRight = piece.outlineSlot == 0 ? 0 : count[3];
-    firstGroup = y - ((y - bandRow) & (kTameRows - 1));
-    end = rowEnd;
+    firstGroup = grid.CellOf(y - bandRow) & -kTameRows;
+    end = grid.CellOf(rowEnd - bandRow);
     xBehind = even.end;
     return even.all;
   }
@@ -56,10 +58,9 @@ class TameEdges {
     }
   }
 
-  // The cells of rows y .. y + kTameRows - 1. Where only one edge is active there is no crossing, and at most a run
-  // without samples.
-  ORVANDEL_INLINE void Cut(std::int32_t y, const CellBounds<TameInts>& bounds, CellLanes<TameInts>& cells) const {
-    const TameInts rows = WrappingSum(LaneNumbers<TameInts>(), Spread<TameInts>(y));
+  // Where only one edge is active on a row there is no crossing, and at most a run without samples.
+  template <typename Bounds>
+  ORVANDEL_INLINE void Cut(const TameInts& rows, const Bounds& bounds, CellLanes<TameInts>& cells) const {
     TameFloats at[4];
     TameInts row[4];  // from the edge's first
     MaskOf<TameInts> active[4];

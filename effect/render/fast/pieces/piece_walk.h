@@ -62,18 +62,18 @@ ORVANDEL_INLINE bool OrderCut(OutlineSide side, float& leftX, float& rightX) {
   return leftX <= rightX;
 }
 
-// The cells of a run, already within the columns that may be touched. Crossings fall on `first` or `last`, samples on
+// The columns of a run, already within those that may be touched. Crossings fall on `first` or `last`, samples on
 // first .. last - 1.
-struct Cells {
+struct Columns {
   std::int32_t first, last;
 };
 
 // False when the piece leaves no trace on the row.
-ORVANDEL_INLINE bool ClipCells(float leftX, float rightX, std::int32_t lo, std::int32_t hi, Cells& cells) {
+ORVANDEL_INLINE bool ClipColumns(float leftX, float rightX, std::int32_t lo, std::int32_t hi, Columns& run) {
   const std::int32_t first = Floor(leftX);
   if (first > hi) return false;
-  cells.first = Larger(first, lo);
-  cells.last = Larger(Smaller(Floor(rightX), hi), cells.first);
+  run.first = Larger(first, lo);
+  run.last = Larger(Smaller(Floor(rightX), hi), run.first);
   return true;
 }
 
@@ -220,7 +220,7 @@ class PieceLoader {
         hi_(job.hi),
         firstRow_(job.firstRow),
         endRow_(job.endRow),
-        inWholeGroups_(job.bandRows * job.quality % kMostRowsTogether == 0) {}
+        inWholeGroups_(job.bandRows * PitchOf(job.quality) % kMostRowsTogether == 0) {}
 
   void Load(std::int32_t i, LivePiece& piece) const {
     const bool outlineLeft = edges_.y[i - 1] > edges_.y[i];

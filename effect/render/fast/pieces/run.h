@@ -16,9 +16,9 @@ struct Samples {
 // False when the piece leaves no trace on the row.
 inline bool MakeSamples(const Cut& cut, std::int32_t lo, std::int32_t hi, Samples& run) {
   const std::int32_t first = Floor(cut.leftX);
-  Cells cells;
-  if (!ClipCells(cut.leftX, cut.rightX, lo, hi, cells)) return false;
-  run = {cells.first, cells.last - cells.first, 0.0F, 0.0F};
+  Columns columns;
+  if (!ClipColumns(cut.leftX, cut.rightX, lo, hi, columns)) return false;
+  run = {columns.first, columns.last - columns.first, 0.0F, 0.0F};
   const float extent = cut.rightX - cut.leftX;
   if (extent != 0.0F) {
     run.dudx = (cut.rightU - cut.leftU) / extent;

@@ -10,12 +10,12 @@
 
 namespace orvandel::fast::ORVANDEL_KERNELS {
 
-template <int Q>
+template <int P>
 class ChunkPass {
  public:
-  static constexpr int kPixels = PixelCounts<Q>::kPixels;
+  static constexpr int kPixels = PixelCounts<P>::kPixels;
 
-  ChunkPass(const Band<Q>& band, const Painter<kPixels>& painter) : band_(band), painter_(painter) {}
+  ChunkPass(const Band<P>& band, const Painter<kPixels>& painter) : band_(band), painter_(painter) {}
 
   ORVANDEL_INLINE void Draw(const PictureRows& rows, const WordColumn* columns, std::int32_t count) const {
     const std::int32_t chunks = ListChunks(rows, columns, count);
@@ -23,10 +23,9 @@ class ChunkPass {
   }
 
  private:
-  using Count = typename PixelCounts<Q>::Count;
+  using Count = typename PixelCounts<P>::Count;
   using Uints = Vec<std::uint32_t, kPixels>;
-  static_assert(kStripPixelRows<Q> * ((64 / Larger(Q, 3) + kPixels - 1) / kPixels) <= MostChunks(Q));
-  static_assert(sizeof(Count) * kStripPixelRows<Q> * 64 / Larger(Q, 2) <= static_cast<std::size_t>(SampleBytes(Q)));
+  static_assert(kStripPixelRows<P> * ((kWordCells / P + kPixels - 1) / kPixels) <= MostChunks(P));
 
   // Alphas by count of samples: a table of all where they are few and vectors look up.
   class CountAlphas {
@@ -46,7 +45,7 @@ class ChunkPass {
     }
 
    private:
-    static constexpr bool kInTable = kHasLookUp<Uints> && Q != 0 && Q * Q < 2 * kPixels;
+    static constexpr bool kInTable = kHasLookUp<Uints> && P * P < 2 * kPixels;
     ORVANDEL_INLINE Uints Made(const Uints& samples) const { return painter_.AlphasOf(ToFloats(samples) * one_); }
     const Painter<kPixels>& painter_;
     float one_;
@@ -61,23 +60,24 @@ class ChunkPass {
   // without one.
   __attribute__((noinline)) std::int32_t ListChunks(const PictureRows& rows, const WordColumn* columns,
                                                     std::int32_t count) const {
-    const Band<Q> band = band_;  // marks might alias it, but no copy
+    const Band<P> band = band_;  // marks might alias it, but no copy
     Chunk* const chunks = band.Job().band.chunks;
     Count* const counts = CountsOf(0);
-    InsideWalk<Q> walk;
+    const std::uint64_t samplesOfWord = band.Sizes().SamplesOfWord();
+    InsideWalk<P> walk;
     std::int32_t size = 0;
     for (std::int32_t i = 0; i < count; ++i) {
       const WordColumn at = columns[i];
-      typename InsideWalk<Q>::Words cover, inside;
+      typename InsideWalk<P>::Words cover, inside;
       walk.Next(band, at, cover, inside);
-      const std::int32_t firstRow = at.strip * kStripPixelRows<Q>, firstPixel = band.FirstPixelOf(at.word);
+      const std::int32_t firstRow = at.strip * kStripPixelRows<P>, firstPixel = band.FirstPixelOf(at.word);
       const auto append = [&](int row, int pixel, const auto& samples, bool any) __attribute__((always_inline)) {
         rows.Prefetch(firstRow + row, firstPixel + pixel);
         Store(counts + static_cast<std::ptrdiff_t>(size) * kPixels, samples);
         chunks[size] = {static_cast<std::uint32_t>((firstRow + row) << 24 | (firstPixel + pixel))};
         size += any ? 1 : 0;
       };
-      PixelCounts<Q>::ForEach(band.Sizes(), cover & inside, append);
+      PixelCounts<P>::ForEach(cover & inside & samplesOfWord, append);
     }
     return size;
   }
@@ -90,9 +90,9 @@ class ChunkPass {
   // Of one strip, whose rows meet: from its first row to the last one.
   __attribute__((noinline)) void BlendRowByRow(const PictureRows& rows, std::int32_t count) const {
     const CountAlphas alphas(painter_, static_cast<float>(band_.Job().counts[0]));
-    for (int row = 0; row < kStripPixelRows<Q>; ++row) {
+    for (int row = 0; row < kStripPixelRows<P>; ++row) {
       for (std::int32_t i = 0; i < count; ++i) {
-        if (band_.Job().band.chunks[i].PixelRow() % kStripPixelRows<Q> == row) BlendChunk(painter_, alphas, rows, i);
+        if (band_.Job().band.chunks[i].PixelRow() % kStripPixelRows<P> == row) BlendChunk(painter_, alphas, rows, i);
       }
     }
   }
@@ -104,7 +104,7 @@ class ChunkPass {
                   alphas.Of(samples));
   }
 
-  const Band<Q>& band_;
+  const Band<P>& band_;
   const Painter<kPixels>& painter_;
 };
 

@@ -8,10 +8,10 @@ namespace orvandel::fast::ORVANDEL_KERNELS {
 // Addresses of a band's pixel rows in the picture, those of whole strips.
 class PictureRows {
  public:
-  template <int Q, typename Painter>
-  PictureRows(const Band<Q>& band, const Painter& painter, std::int32_t pixelRows) {
-    constexpr std::int32_t kStrip = kStripPixelRows<Q>;
-    const std::int32_t rows = Band<Q>::StripsOf(pixelRows) * kStrip;
+  template <int P, typename Painter>
+  PictureRows(const Band<P>& band, const Painter& painter, std::int32_t pixelRows) {
+    constexpr std::int32_t kStrip = kStripPixelRows<P>;
+    const std::int32_t rows = Band<P>::StripsOf(pixelRows) * kStrip;
     for (std::int32_t row = 0; row < rows; ++row) rows_[row] = painter.Row(band.FirstPixelRow() + row);
     for (std::int32_t row = 0; row < pixelRows; ++row) {
       for (std::int32_t before = row / kStrip * kStrip; before < row; ++before) meet_ |= rows_[row] == rows_[before];

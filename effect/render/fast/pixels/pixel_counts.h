@@ -1,6 +1,6 @@
 // Marks of a strip's word column -> samples of its pixels.
 //
-// One way for all powers of two: bits are added to pairs, pairs to fours, until a field of q bits holds a pixel's
+// Bits are added to pairs, pairs to fours, until a field of P bits holds a pixel's
 // samples in one row; then rows are added. Fields of two and four bits become bytes before they overflow.
 #pragma once
 
@@ -8,19 +8,19 @@
 
 namespace orvandel::fast::ORVANDEL_KERNELS {
 
-template <int Q>
+template <int P>
 class PixelCounts {
  public:
-  static constexpr int kPixels = Q < 8 ? kLanes : Smaller(kLanes, 8);      // of a chunk, which is blended together
-  using Count = std::conditional_t<Q == 16, std::uint16_t, std::uint8_t>;  // of a pixel's samples
+  static constexpr int kPixels = P < 8 ? kLanes : Smaller(kLanes, 8);      // of a chunk, which is blended together
+  using Count = std::conditional_t<P == 16, std::uint16_t, std::uint8_t>;  // of a pixel's samples
   using Counts = Vec<Count, kPixels>;
-  using Words = StripWords<kStripRows<Q>>;
+  using Words = StripWords<kStripRows<P>>;
 
   // visit(row, pixel, counts, any): a chunk's pixel row in the strip and first pixel in the word column, and whether
   // any of its pixels has samples. Chunks come row by row from left to right; some without samples are left out.
   template <typename Visit>
-  ORVANDEL_INLINE static void ForEach(const Grid<Q>& grid, const Words& drawn, Visit visit) {
-    if constexpr (Q == 1) {
+  ORVANDEL_INLINE static void ForEach(const Words& drawn, Visit visit) {
+    if constexpr (P == 1) {
       // Most chunks are empty.
       constexpr int kChunks = 64 / kPixels;
       const auto visitItem = [&](int item, std::uint64_t bits) __attribute__((always_inline)) {
@@ -29,11 +29,11 @@ class PixelCounts {
       ForItems<kPixels>(drawn.parts, visitItem);
     } else {
       // Rows of pixels, in parts of kPart.
-      constexpr int kRows = kStripPixelRows<Q>, kPart = Q == 0 ? 32 : Q < 8 ? 16 : kMostOfByte;
-      Count counts[Q == 2 ? 2 : 1][kRows][kPart];
-      Make(grid, drawn, counts);
+      constexpr int kRows = kStripPixelRows<P>, kPart = P < 8 ? 16 : kMostOfByte;
+      Count counts[P == 2 ? 2 : 1][kRows][kPart];
+      Make(drawn, counts);
       for (int row = 0; row < kRows; ++row) {
-        for (int pixel = 0; pixel < grid.PixelsPerWord(); pixel += kPixels) {
+        for (int pixel = 0; pixel < kWordCells / P; pixel += kPixels) {
           const auto chunk = Load<Counts>(counts[pixel / kPart][row] + pixel % kPart);
           visit(row, pixel, chunk, AnyCount(chunk));
         }
@@ -53,25 +53,23 @@ class PixelCounts {
   }
 
   template <int parts, int rows, int size>
-  ORVANDEL_INLINE static void Make(const Grid<Q>& grid, const Words& drawn, Count (&counts)[parts][rows][size]) {
-    if constexpr (Q == 0) {
-      MakeFieldByField(grid.Quality(), grid.PixelsPerWord(), drawn, counts[0][0]);
-    } else if constexpr (Q == 4 && kHasFourRowCounts<WordVector>) {
+  ORVANDEL_INLINE static void Make(const Words& drawn, Count (&counts)[parts][rows][size]) {
+    if constexpr (P == 4 && kHasFourRowCounts<WordVector>) {
       Store(counts, FourRowCounts(drawn.parts[0]));
-    } else if constexpr (Q >= 8) {
+    } else if constexpr (P >= 8) {
       WordVector sums{};
-      for (const WordVector& part : drawn.parts) sums += BitsOfFields<Q>(part);
+      for (const WordVector& part : drawn.parts) sums += BitsOfFields<P>(part);
       __builtin_memset(counts, 0, sizeof counts);
       Store(counts, SumOfLanes(sums));
     } else {
-      constexpr std::uint64_t kEven = Q == 4 ? 0x0F0F0F0F0F0F0F0FU : 0x3333333333333333U, kBytes = 0x0F0F0F0F0F0F0F0FU;
+      constexpr std::uint64_t kEven = P == 4 ? 0x0F0F0F0F0F0F0F0FU : 0x3333333333333333U, kBytes = 0x0F0F0F0F0F0F0F0FU;
       constexpr int kPairs = kWordLanes / 2;  // of rows in a vector, 16 bytes each
-      std::uint8_t pairs[kStripRows<Q> / 2][16];
+      std::uint8_t pairs[kStripRows<P> / 2][16];
       for (int i = 0; i < Words::kParts; ++i) {
-        const WordVector fields = BitsOfFields<Q>(drawn.parts[i]);
-        const WordVector even = fields & kEven, odd = fields >> Q & kEven;
+        const WordVector fields = BitsOfFields<P>(drawn.parts[i]);
+        const WordVector even = fields & kEven, odd = fields >> P & kEven;
         const WordVector sums = MergedLow<1>(even, odd) + MergedHigh<1>(even, odd);
-        if constexpr (Q == 4) {
+        if constexpr (P == 4) {
           Store(pairs[kPairs * i], sums);
         } else {
           const WordVector a = sums & kBytes, b = sums >> 4 & kBytes;
@@ -79,36 +77,12 @@ class PixelCounts {
           Store(counts[parts - 1][kPairs * i], MergedHigh<2>(a, b));
         }
       }
-      if constexpr (Q == 4) {
+      if constexpr (P == 4) {
         using Sixteen = Vec<std::uint8_t, 16>;
         for (int row = 0; row < rows; ++row) {
           Store(counts[0][row], Load<Sixteen>(pairs[2 * row]) + Load<Sixteen>(pairs[2 * row + 1]));
         }
       }
-    }
-  }
-
-  // Where a pixel's rows are no whole part of a word: each field of q bits by itself.
-  ORVANDEL_INLINE static void MakeFieldByField(std::int32_t q, std::int32_t pixels, const Words& drawn, Count* counts) {
-    std::uint64_t words[kLargestQuality];
-    Store(words, drawn.parts);
-    const auto width = static_cast<std::uint64_t>(q);
-    const WordVector field = WordVector{} + ((std::uint64_t{1} << q) - 1);
-    WordVector place = LaneNumbers<WordVector>() * width;
-    const auto next = [&](std::int32_t first) __attribute__((always_inline)) {
-      WordVector samples{};
-      if (first < pixels) {
-        for (std::int32_t row = 0; row < q; ++row)
-          samples += BitsOfWords(ShiftedRight(WordVector{} + words[row], place) & field);
-      }
-      place += kWordLanes * width;
-      return __builtin_convertvector(samples, Vec<Count, kWordLanes>);
-    };
-    // Stored as they are loaded: processors wait where a load needs several stores.
-    static_assert(kPixels == 2 * kWordLanes);
-    for (std::int32_t i = 0; i < pixels; i += kPixels) {
-      const auto low = next(i), high = next(i + kWordLanes);
-      Store(counts + i, Joined(low, high));
     }
   }
 

@@ -10,28 +10,19 @@ static_assert(kLanes <= kMostRowsOfBatch);
 
 // Lanes whose rows lie in one pixel row: a group. A batch of rows begins at a multiple of this, and a group's lanes
 // begin at the same pixel.
-constexpr int LanesOfGroup(int quality) {
-  if (quality == 0) return 1;
-  if (quality < 4) return quality;
-  if (quality % kLanes == 0) return kLanes;
-  return quality % 8 == 0 && kLanes > 8 ? 8 : 4;
-}
-template <int Q>
-inline constexpr int kLanesOfGroup = LanesOfGroup(Q);
-template <int Q>
-inline constexpr int kGroups = kLanes / kLanesOfGroup<Q>;
-// Where groups differ from batch to batch, all lanes begin at one pixel.
-template <int Q>
-inline constexpr int kLanesFromOnePixel = Q == 0 ? kLanes : kLanesOfGroup<Q>;
+template <int P>
+inline constexpr int kLanesOfGroup = Smaller(P, kLanes);
+template <int P>
+inline constexpr int kGroups = kLanes / kLanesOfGroup<P>;
 
-template <int Q>
+template <int P>
 struct LaneBatch {
   Floats u, dudx;
   Ints filled;     // all ones in lanes that have samples
-  Ints skip, end;  // the lane's columns, skip .. end - 1, from its group's first pixel
+  Ints skip, end;  // the lane's columns of cells, skip .. end - 1, from its group's first pixel
   // All filled lanes have samples in columns allFrom .. allTo - 1; none has any from `columns` on.
   std::int32_t allFrom, allTo, columns;
-  std::uint16_t* counters[kGroups<Q>];  // of each group's first pixel
+  std::uint16_t* counters[kGroups<P>];  // of each group's first pixel
 };
 
 // Over the lanes where `filled`, of which there are some: the largest skip, the smallest and the largest end.
@@ -47,20 +38,22 @@ inline LaneLimits LimitsOf(const Ints& filled, const Ints& skip, const Ints& end
   return {-all[0], all[1], -all[2]};
 }
 
-// u of columns from .. from + 3, lane by lane; `at` is u in the first of them and goes on to the next four. Whether all
-// filled lanes have samples in all of them: the others stand still until they begin.
-template <int Q>
-ORVANDEL_INLINE bool StepFourColumns(const LaneBatch<Q>& batch, std::int32_t from, Floats& at, Floats (&u)[4]) {
+// u of columns from .. from + 3, of which the first `count` have samples, lane by lane; `at` is u in the first of them
+// and goes on to the next four. Whether all filled lanes have samples in all of them: the others stand still until they
+// begin.
+template <int P>
+ORVANDEL_INLINE bool StepFourColumns(const LaneBatch<P>& batch, std::int32_t from, std::int32_t count, Floats& at,
+                                     Floats (&u)[4]) {
   const bool all = from >= batch.allFrom && from + 4 <= batch.allTo;
   if (all) {
-    for (Floats& each : u) {
-      each = at;
-      at += batch.dudx;
+    for (std::int32_t k = 0; k < 4; ++k) {
+      u[k] = at;
+      if (k < count) at += batch.dudx;
     }
   } else {
     for (std::int32_t k = 0; k < 4; ++k) {
       u[k] = at;
-      at = batch.skip <= from + k ? at + batch.dudx : at;
+      if (k < count) at = batch.skip <= from + k ? at + batch.dudx : at;
     }
   }
   return all;
@@ -80,26 +73,15 @@ ORVANDEL_INLINE void AddFourCounters(std::uint16_t* place, std::uint64_t total) 
 
 // Adds to the counters of the four pixels from column x on. Groups that end before are padded with zeros. For every
 // group, or every four lanes of a larger one, `totals` has `step` totals, of which the first one counts.
-template <int Q, int step, typename V>
-ORVANDEL_INLINE void AddToCounters(const V& totals, std::int32_t x, std::uint16_t* const (&counters)[kGroups<Q>]) {
-  constexpr int kFours = Larger(kLanesOfGroup<Q> / 4, 1);
+template <int P, int step, typename V>
+ORVANDEL_INLINE void AddToCounters(const V& totals, std::int32_t x, std::uint16_t* const (&counters)[kGroups<P>]) {
+  constexpr int kFours = Larger(kLanesOfGroup<P> / 4, 1);
   std::uint64_t each[sizeof(V) / 8];
   Store(each, totals);
-  for (int group = 0; group < kGroups<Q>; ++group) {
+  for (int group = 0; group < kGroups<P>; ++group) {
     std::uint64_t total = 0;
     for (int four = 0; four < kFours; ++four) total += each[(group * kFours + four) * step];
-    AddFourCounters(counters[group] + x / Q, total);
-  }
-}
-
-// The same for every lane by itself, whose counters may be those of the lane before.
-ORVANDEL_INLINE void AddToCountersOfLanes(const Ints (&sums)[4], std::int32_t pixel,
-                                          std::uint16_t* const (&counters)[kLanes]) {
-  std::uint32_t low[kLanes], high[kLanes];
-  Store(low, (Uints)sums[0] | (Uints)sums[1] << 16);
-  Store(high, (Uints)sums[2] | (Uints)sums[3] << 16);
-  for (int lane = 0; lane < kLanes; ++lane) {
-    AddFourCounters(counters[lane] + pixel, low[lane] | std::uint64_t{high[lane]} << 32);
+    AddFourCounters(counters[group] + x / P, total);
   }
 }
 

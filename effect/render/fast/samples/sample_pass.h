@@ -2,9 +2,7 @@
 //
 // Runs of simple cells are summed for several rows at once, one row a lane: each lane adds up its own u from column to
 // column, exactly as the plain scan does (u += dudx, rounded every time). The rows of a group of lanes belong to one
-// pixel row and begin at the same pixel, so that their sums can be added before they touch the counters. Where a
-// pixel's rows are no whole part of a vector, all lanes begin at one pixel, and each one's sums are added by
-// themselves.
+// pixel row and begin at the same pixel, so that their sums can be added before they touch the counters.
 #pragma once
 
 #include "effect/render/fast/marks/band.h"
@@ -13,21 +11,22 @@
 
 namespace orvandel::fast::ORVANDEL_KERNELS {
 
-template <int Q>
+template <int P>
 class SamplePass {
  public:
-  explicit SamplePass(const Band<Q>& band) : band_(band), lookup_(band.Job().alphas) {}
+  explicit SamplePass(const Band<P>& band) : band_(band), lookup_(band.Job().alphas), windows_(band.Sizes()) {}
 
   void Run(LivePiece& piece, int a, int b, OutlineSide side, std::int32_t y, std::int32_t end) {
     LaneCuts cuts;
-    const std::int32_t first = y - band_.FirstRow(), behind = end - band_.FirstRow();
-    std::int32_t batch = first & ~(kBatchStep - 1);  // row of the first lane
+    const Grid<P>& grid = band_.Sizes();
+    const std::int32_t first = y - band_.FirstRow(), behind = end - band_.FirstRow();  // rows of samples
+    std::int32_t batch = grid.CellOf(first) & -kBatchStep;                             // row of the first lane
     const auto add = [&] {
-      const Ints row = LaneNumbers<Ints>() + batch;
+      const Ints row = grid.template RowsFrom<Ints>(batch);
       cuts.used = (row >= first) & (row < behind);
       Add(side, batch, cuts);
     };
-    ForRowGroups(piece, a, b, y, end, band_.FirstRow(), [&](std::int32_t row, const RowCuts& group) {
+    ForRowGroups(piece, a, b, y, end, band_.FirstRow(), grid, [&](std::int32_t row, const RowCuts& group) {
       if (row == batch + kLanes) {
         add();
         batch = row;
@@ -39,7 +38,7 @@ class SamplePass {
 
   void OneRow(std::int32_t y, const Cut& cut, bool) {
     Samples run;
-    if (MakeSamples(cut, band_.Job().lo, band_.Job().hi, run)) AddRun(y - band_.FirstRow(), run);
+    if (MakeSamples(cut, band_.Job().lo, band_.Job().hi, run)) AddRun(band_.Sizes().CellOf(y - band_.FirstRow()), run);
   }
 
   // Adds what still waits.
@@ -51,9 +50,11 @@ class SamplePass {
   }
 
  private:
+  static constexpr std::uint64_t kPixelBits = (std::uint64_t{1} << P) - 1;
+
   // Without windows lanes do not pay at qualities 1 and 2.
-  static constexpr bool kInLanes = Q % 4 == 0 || AlphaWindow::kEntries >= 128;
-  static constexpr int kBatchStep = kInLanes ? Larger(kLanesOfGroup<Q>, kRowGroup) : kRowGroup;
+  static constexpr bool kInLanes = P % 4 == 0 || AlphaWindow::kEntries >= 128;
+  static constexpr int kBatchStep = kInLanes ? Larger(kLanesOfGroup<P>, kRowGroup) : kRowGroup;
 
   // One row a lane.
   struct LaneCuts {
@@ -105,66 +106,39 @@ class SamplePass {
     }
   }
 
-  // Any run: cell by cell, the parts in whole words without bad cells pixel by pixel.
+  // Any run, pixel by pixel.
   void AddRun(std::int32_t row, Samples run) const {
-    const Grid<Q>& grid = band_.Sizes();
-    const std::int32_t strip = grid.StripOf(row), subRow = row - strip * grid.StripRows();
+    const Grid<P>& grid = band_.Sizes();
+    const std::int32_t strip = band_.StripOf(row), x = run.first - band_.FirstColumn(), end = x + run.count;
     const std::uint64_t* bad = band_.Bad(strip) != 0 ? band_.PlaceOf(row).twice : nullptr;
-    std::uint16_t* counters = band_.Counters(grid.RowOf(row));
-    std::int32_t x = run.first - band_.FirstColumn();
-    const std::int32_t end = x + run.count;
-    while (x < end) {
-      const std::int32_t word = grid.WordOf(x), wordStart = word * grid.BitsPerWord();
-      const std::int32_t wordEnd = Smaller(wordStart + grid.BitsPerWord(), end);
-      const std::uint64_t badBits = bad != nullptr ? bad[word * grid.StripRows()] : 0;
-      if (badBits == 0) {
-        AddSimpleCells(counters, x, wordEnd, run);
-      } else {
-        AddMixedCells(counters, x, wordEnd, run, badBits, wordStart, band_.Smallest(strip, word) + 64 * subRow);
-      }
-      x = wordEnd;
-    }
-  }
-
-  std::uint32_t NextCount(Samples& run) const {
-    const std::uint16_t count = band_.Job().counts[SafeIndexAt(run.u)];
-    run.u += run.dudx;
-    return count;
-  }
-
-  // Columns x .. end - 1, one pixel after the other.
-  void AddSimpleCells(std::uint16_t* counters, std::int32_t x, std::int32_t end, Samples& run) const {
-    std::int32_t pixel = band_.Sizes().PixelOf(x);
-    while (x < end) {
-      const std::int32_t pixelEnd = Smaller((pixel + 1) * band_.Sizes().Quality(), end);
+    std::uint16_t* counters = band_.Counters(band_.PixelRowOf(row));
+    std::int32_t pixel = grid.PixelOf(x);
+    for (std::int32_t from = x; from < end; ++pixel) {
+      const std::int32_t start = pixel * grid.Quality(), to = Smaller(start + grid.Quality(), end);
+      const std::int32_t word = pixel * P / kWordCells, bit = pixel * P % kWordCells;
+      const std::uint64_t badBits = bad != nullptr ? bad[word * kStripRows<P>] >> bit & kPixelBits : 0;
+      std::uint16_t* smallest =
+          badBits == 0 ? nullptr : band_.Smallest(strip, word) + kWordCells * band_.RowOfStrip(row) + bit;
       std::uint32_t sum = counters[pixel];
-      for (; x < pixelEnd; ++x) sum += NextCount(run);
-      counters[pixel++] = static_cast<std::uint16_t>(sum);
-    }
-  }
-
-  void AddMixedCells(std::uint16_t* counters, std::int32_t x, std::int32_t end, Samples& run, std::uint64_t bad,
-                     std::int32_t wordStart, std::uint16_t* smallest) const {
-    for (; x < end; ++x) {
-      if ((bad >> (x - wordStart) & 1U) != 0) {
-        std::uint16_t& index = smallest[x - wordStart];
-        index = Smaller(index, static_cast<std::uint16_t>(SafeIndexAt(run.u)));
-        run.u += run.dudx;
-      } else {
-        std::uint16_t& counter = counters[band_.Sizes().PixelOf(x)];
-        counter = static_cast<std::uint16_t>(counter + NextCount(run));
+      for (; from < to; ++from, run.u += run.dudx) {
+        const std::int32_t index = SafeIndexAt(run.u), cell = from - start;
+        if ((badBits >> cell & 1U) == 0) {
+          sum += band_.Job().counts[index];
+        } else {
+          smallest[cell] = Smaller(smallest[cell], static_cast<std::uint16_t>(index));
+        }
       }
+      counters[pixel] = static_cast<std::uint16_t>(sum);
     }
   }
 
   // Whether words that the run lies in have cells that are not simple.
   bool AnyBad(std::int32_t row, std::int32_t first, std::int32_t count) const {
-    const Grid<Q>& grid = band_.Sizes();
-    if (band_.Bad(grid.StripOf(row)) == 0) return false;
+    if (band_.Bad(band_.StripOf(row)) == 0) return false;
     const std::uint64_t* bad = band_.PlaceOf(row).twice;
-    const std::int32_t lastWord = grid.WordOf(first + count - 1);
+    const auto wordOf = [&](std::int32_t x) { return band_.Sizes().CellOf(x) / kWordCells; };
     std::uint64_t any = 0;
-    for (std::int32_t word = grid.WordOf(first); word <= lastWord; ++word) any |= bad[word * grid.StripRows()];
+    for (std::int32_t word = wordOf(first); word <= wordOf(first + count - 1); ++word) any |= bad[word * kStripRows<P>];
     return any != 0;
   }
 
@@ -197,11 +171,11 @@ class SamplePass {
 
   // Whether cells that are not simple lie in the strips of a batch.
   ORVANDEL_INLINE bool AnyBadStrip(std::int32_t batch) const {
-    constexpr std::size_t kStrips = Q == 0 ? 8 : Larger(kLanes / Larger(kStripRows<Q>, 1), 1);  // or more
-    std::uint64_t bad[2] = {};
+    constexpr std::size_t kStrips = Larger(kLanes / kStripRows<P>, 1);
+    std::uint32_t bad = 0;
     static_assert(kStrips <= sizeof bad);
-    __builtin_memcpy(bad, &band_.Bad(band_.Sizes().StripOf(batch)), kStrips);
-    return (bad[0] | bad[1]) != 0;
+    __builtin_memcpy(&bad, &band_.Bad(band_.StripOf(batch)), kStrips);
+    return bad != 0;
   }
 
   // Removes the lanes that meet such cells, and adds them one by one.
@@ -222,121 +196,86 @@ class SamplePass {
   }
 
   void AddSimpleLanes(std::int32_t row, const LaneRuns& runs) {
-    LaneBatch<Q>& batch = windows_.Next();
+    LaneBatch<P>& batch = windows_.Next();
     Prepare(row, runs, batch);
     if (windows_.Add(band_.Job().alphas)) return;
-    if constexpr (Q % 4 == 0) {
+    if constexpr (P % 4 == 0) {
       AddBatch(batch);
     } else {
       AddLaneByLane(row, runs);
     }
   }
 
-  void Prepare(std::int32_t row, const LaneRuns& runs, LaneBatch<Q>& batch) const {
+  void Prepare(std::int32_t row, const LaneRuns& runs, LaneBatch<P>& batch) const {
     constexpr float kDroppedU = 1.003F;  // index 501
-    const std::int32_t quality = band_.Sizes().Quality();
+    const Grid<P>& grid = band_.Sizes();
     batch.filled = runs.count > 0;
     batch.u = batch.filled ? runs.u : Floats{} + kDroppedU;
     batch.dudx = batch.filled ? runs.dudx : Floats{};
-    const Ints pixel = batch.filled ? PixelsOf(runs.first) : Ints{} + kNoFirstRow;
-    const Ints start = SmallestOfGroup<kLanesFromOnePixel<Q>>(pixel);
-    batch.skip = batch.filled
-                     ? WrappingDifference(runs.first, (Ints)((Uints)start * static_cast<std::uint32_t>(quality)))
-                     : Ints{};
-    batch.end = batch.skip + runs.count;
+    const Ints pixel = batch.filled ? grid.PixelsOf(runs.first) : Ints{} + kNoFirstRow;
+    const Ints start = SmallestOfGroup<kLanesOfGroup<P>>(pixel);
+    const Ints startColumn = (Ints)((Uints)start * static_cast<std::uint32_t>(grid.Quality()));
+    const Ints skip = batch.filled ? WrappingDifference(runs.first, startColumn) : Ints{};
+    batch.skip = grid.CellsOf(skip);
+    batch.end = grid.CellsOf(skip + runs.count);
     const LaneLimits limits = LimitsOf(batch.filled, batch.skip, batch.end);
     batch.allFrom = limits.largestSkip;
     batch.allTo = limits.smallestEnd;
     batch.columns = limits.largestEnd;
     // A group without samples may lie behind the band, where nobody looks at its zeros.
-    for (int group = 0; group < kGroups<Q>; ++group) {
-      const std::int32_t first = start[kLanesOfGroup<Q> * group];
-      const std::int32_t pixelRow = band_.Sizes().RowOf(row + kLanesOfGroup<Q> * group);
+    for (int group = 0; group < kGroups<P>; ++group) {
+      const std::int32_t first = start[kLanesOfGroup<P> * group];
+      const std::int32_t pixelRow = band_.PixelRowOf(row + kLanesOfGroup<P> * group);
       batch.counters[group] = band_.Counters(pixelRow) + (first != kNoFirstRow ? first : 0);
     }
   }
 
-  // `columns` >= 0
-  Ints PixelsOf(const Ints& columns) const {
-    if constexpr (Q != 0) return columns / Q;
-    // Columns are little more than 2^18: the product's error is far less than half a column.
-    const float perColumn = 1.0F / static_cast<float>(band_.Sizes().Quality());
-    return Truncate((ToFloats(columns) + 0.5F) * perColumn);
-  }
-
   // The columns of a batch that fits no window.
-  void AddBatch(LaneBatch<Q>& batch) const {
-    const std::int32_t quality = band_.Sizes().Quality();
-    for (std::int32_t x = 0, pixel = 0; x < batch.columns; x += 4 * quality, pixel += 4) {
+  void AddBatch(LaneBatch<P>& batch) const {
+    for (std::int32_t x = 0; x < batch.columns; x += 4 * P) {
       Ints sums[4];
-      for (int pixelInTurn = 0; pixelInTurn < 4; ++pixelInTurn) {
-        sums[pixelInTurn] = Ints{};
-        AddPixel(x + pixelInTurn * quality, batch, sums[pixelInTurn]);
+      for (int pixel = 0; pixel < 4; ++pixel) {
+        sums[pixel] = Ints{};
+        for (std::int32_t cell = 0; cell < P; cell += 4) AddFourColumns(x + pixel * P + cell, cell, batch, sums[pixel]);
       }
-      if constexpr (Q == 0) {
-        AddToCountersOfLanes(sums, pixel, batch.counters);
-      } else {
-        AddToCounters<Q, 1>(TotalsOf(sums), x, batch.counters);
-      }
+      AddToCounters<P, 1>(TotalsOf(sums), x, batch.counters);
     }
   }
 
-  ORVANDEL_INLINE void AddPixel(std::int32_t from, LaneBatch<Q>& batch, Ints& sums) const {
-    const std::int32_t end = from + band_.Sizes().Quality();
-    for (; from < end; from += 4) {
-      const std::int32_t count = Q != 0 ? 4 : Smaller(end - from, 4);
-      if (from >= batch.allFrom && from + count <= batch.allTo) {
-        AddColumns(count, batch, sums);
-      } else {
-        AddColumnsMasked(from, count, batch, sums);
-      }
-    }
-  }
-
-  // Up to four columns.
-  ORVANDEL_INLINE void AddColumns(std::int32_t count, LaneBatch<Q>& batch, Ints& sums) const {
+  // Those from column `from` on, the `cell`-th of its pixel.
+  ORVANDEL_INLINE void AddFourColumns(std::int32_t from, std::int32_t cell, LaneBatch<P>& batch, Ints& sums) const {
+    const std::int32_t count = Smaller(band_.Sizes().Quality() - cell, 4);
     Ints index[4];
+    Floats u[4];
+    const bool all = StepFourColumns(batch, from, count, batch.u, u);
     for (std::int32_t k = 0; k < 4; ++k) {
-      index[k] = Ints{} + kFirstDropped;
-      if (k >= count) continue;
-      index[k] = Truncate(batch.u * kEntriesPerBand);
-      batch.u += batch.dudx;
-    }
-    lookup_.Add(index[0], index[1], index[2], index[3], sums);
-  }
-
-  ORVANDEL_INLINE void AddColumnsMasked(std::int32_t from, std::int32_t count, LaneBatch<Q>& batch, Ints& sums) const {
-    Ints index[4];
-    for (std::int32_t k = 0; k < 4; ++k) {
-      index[k] = Ints{} + kFirstDropped;
-      if (k >= count) continue;
-      const Ints within = (batch.skip <= from + k) & (batch.end > from + k);
-      index[k] = within ? Truncate(batch.u * kEntriesPerBand) : index[k];
-      batch.u = within ? batch.u + batch.dudx : batch.u;
+      const Ints within = (batch.skip <= from + k) & (batch.end > from + k), none = Ints{} + kFirstDropped;
+      const Ints each = Truncate(u[k] * kEntriesPerBand);
+      index[k] = k >= count ? none : all ? each : Select(within, each, none);
     }
     lookup_.Add(index[0], index[1], index[2], index[3], sums);
   }
 
   void CountBadCells(const WordColumn& at) const {
-    const std::int32_t rows = band_.Sizes().StripRows(), firstColumn = at.word * band_.Sizes().BitsPerWord();
-    std::uint64_t* inside = band_.WordsOf(at) + rows;
+    constexpr std::int32_t kRows = kStripRows<P>;
+    std::uint64_t* inside = band_.WordsOf(at) + kRows;
     std::uint64_t* bad = band_.Twice(at.strip, at.word);
     const std::uint16_t* smallest = band_.Smallest(at.strip, at.word);
-    for (std::int32_t row = 0; row < rows; ++row) {
-      std::uint16_t* counters = band_.Counters(band_.Sizes().RowOf(at.strip * rows + row));
+    for (std::int32_t row = 0; row < kRows; ++row) {
+      std::uint16_t* counters = band_.Counters(band_.PixelRowOf(at.strip * kRows + row)) + band_.FirstPixelOf(at.word);
       std::uint64_t bits = bad[row] & inside[row];
       bad[row] = inside[row] = 0;
       for (; bits != 0; bits &= bits - 1) {
         const std::int32_t bit = __builtin_ctzll(bits);
-        std::uint16_t& counter = counters[band_.Sizes().PixelOf(firstColumn + bit)];
-        counter = static_cast<std::uint16_t>(counter + band_.Job().counts[smallest[64 * row + bit]]);
+        std::uint16_t& counter = counters[bit / P];
+        counter = static_cast<std::uint16_t>(counter + band_.Job().counts[smallest[kWordCells * row + bit]]);
       }
     }
   }
 
-  const Band<Q>& band_;
+  const Band<P>& band_;
   AlphaLookup lookup_;
-  typename WindowsOf<Q>::Type windows_;
+  typename WindowsOf<P>::Type windows_;
 };
 
 }  // namespace orvandel::fast::ORVANDEL_KERNELS

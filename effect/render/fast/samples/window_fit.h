@@ -12,16 +12,17 @@ namespace orvandel::fast::ORVANDEL_KERNELS {
 // Places a window of `entries` alphas along the columns of a batch, which are done some at a time.
 class WindowFit {
  public:
-  // Whether the indices of any `together` columns that follow on each other fit, columns 0 .. batch.columns - 1.
+  // Whether the indices of any `together` columns that follow on each other fit, from column 0 on; columns of samples.
   //
   // The smallest of several linear functions lies nowhere below the line between its values at the ends, the largest
   // nowhere above.
-  template <int Q>
-  bool Fits(const LaneBatch<Q>& batch, std::int32_t together, std::int32_t entries) {
+  template <int P>
+  bool Fits(const LaneBatch<P>& batch, const Grid<P>& grid, std::int32_t together, std::int32_t entries) {
     constexpr float kMargin = 2;  // how far rounding may carry u from the line, and more; see piece_walk.h
     // The smallest index in the first column and behind the last, and the largest with their signs turned.
-    const FourFloats ends = IndicesAtEnds(batch);
-    const float part = static_cast<float>(together) / static_cast<float>(batch.columns);
+    const std::int32_t columns = grid.SamplesBefore(batch.columns);
+    const FourFloats ends = IndicesAtEnds(batch, grid, columns);
+    const float part = static_cast<float>(together) / static_cast<float>(columns);
     const float rise = (ends[1] - ends[0]) * part, highestRise = (ends[2] - ends[3]) * part;
     const float apart = Larger(-ends[2] - ends[0], -ends[3] - ends[1]);
     rise_ = rise;
@@ -31,19 +32,19 @@ class WindowFit {
            static_cast<float>(entries) - 2 * kMargin - 1;
   }
 
-  // The first entry for the next columns. The first call is for the first ones.
-  ORVANDEL_INLINE std::int32_t Next() {
+  // The first entry for the next columns, `part` of as many as fit. The first call is for the first ones.
+  ORVANDEL_INLINE std::int32_t Next(float part) {
     const auto first = static_cast<std::int32_t>(Smaller(Larger(next_, 0.0F), last_));
-    next_ += rise_;
+    next_ += rise_ * part;
     return first;
   }
 
  private:
-  template <int Q>
-  static FourFloats IndicesAtEnds(const LaneBatch<Q>& batch) {
+  template <int P>
+  static FourFloats IndicesAtEnds(const LaneBatch<P>& batch, const Grid<P>& grid, std::int32_t columns) {
     const Floats rise = batch.dudx * kEntriesPerBand, far = Floats{} + 1E30F;
-    const Floats first = batch.u * kEntriesPerBand - ToFloats(batch.skip) * rise;
-    const Floats last = first + static_cast<float>(batch.columns) * rise;
+    const Floats first = batch.u * kEntriesPerBand - ToFloats(grid.SamplesBefore(batch.skip)) * rise;
+    const Floats last = first + static_cast<float>(columns) * rise;
     const auto kept = [&](const Floats& v) __attribute__((always_inline)) { return batch.filled ? v : far; };
     const auto smaller = [](const auto& a, const auto& b) __attribute__((always_inline)) { return Smaller(a, b); };
     return JoinToFour(JoinGroupsOfFour(kept(first), kept(last), kept(-first), kept(-last), smaller), smaller);
