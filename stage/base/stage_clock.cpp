@@ -31,4 +31,8 @@ StageTimer::~StageTimer() { running.Switch(interrupted_); }
 
 StageSeconds TakeStageSeconds() { return std::exchange(running.seconds, StageSeconds{}); }
 
+void AddStageSeconds(const StageSeconds& seconds) {
+  for (std::size_t i = 0; i < seconds.size(); ++i) running.seconds[i] += seconds[i];
+}
+
 }  // namespace orvandel::stage

@@ -24,5 +24,7 @@ class StageTimer {
 
 // What this thread has spent since it last asked; never while a stage is under way.
 StageSeconds TakeStageSeconds();
+// Adds what other clocks of this thread have counted.
+void AddStageSeconds(const StageSeconds& seconds);
 
 }  // namespace orvandel::stage

@@ -1,10 +1,11 @@
 // Single pictures: OpenEXR with half floats, linear light, colour times alpha, as programs for compositing expect them.
+#include "stage/films/exr_out.h"
+
 #include <cstdint>
 
 #include "stage/base/partial_file.h"
 #include "stage/base/stage_clock.h"
 #include "stage/ffmpeg/ffmpeg_support.h"
-#include "stage/films/film_out.h"
 #include "stage/picture/light_curve.h"
 
 namespace orvandel::stage {
@@ -32,7 +33,7 @@ void Fill(const Picture16& picture, AVFrame& frame) {
 
 }  // namespace
 
-void WriteExr(const std::filesystem::path& file, const Picture16& picture, IfTaken ifTaken) {
+void WriteExrFile(const std::filesystem::path& file, const Picture16& picture, IfTaken ifTaken) {
   const StageTimer encoding(WorkStage::kEncoding);
   PartialFile partial(file, ifTaken);
   const AvComplaints complaints;

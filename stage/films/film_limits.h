@@ -1,4 +1,4 @@
-// Which film libraries are loaded, and which picture sizes they accept.
+// Which film libraries there are, and which picture sizes they accept.
 #pragma once
 
 #include <cstdint>
@@ -11,7 +11,7 @@ inline constexpr std::int32_t kLargestSquareFilm = 16255;  // pixels a side; a l
 // Whether a film of this size can be encoded at all. A codec may have a lower limit, which OpenFilm reports.
 bool CanBeFilm(std::int32_t width, std::int32_t height);
 
-// Names and versions of the loaded libraries: "libavformat 59.27.100, ...".
+// Names and versions of the libraries, which are loaded for it: "libavformat 59.27.100, ...".
 std::string FilmLibraries();
 
 }  // namespace orvandel::stage

@@ -1,4 +1,4 @@
-// Films. A format is one row of kFormats; what a row cannot express is in FillFrame.
+// Films. How a kind is made is one row of kFormats; what a row cannot express is in FillFrame.
 //
 // Formats with alpha get straight alpha. The others show the picture over black. Wherever YUV is written it is BT.709
 // in the narrow range, and tagged so. The settings give the same bytes on every machine with the same libraries:
@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <cerrno>
 #include <climits>
 #include <cstring>
@@ -16,10 +15,12 @@
 #include <utility>
 #include <vector>
 
+#include "stage/base/addition.h"
 #include "stage/base/errors.h"
 #include "stage/base/stage_clock.h"
 #include "stage/ffmpeg/ffmpeg_support.h"
-#include "stage/films/film_out.h"
+#include "stage/films/exr_out.h"
+#include "stage/films/film_files.h"
 #include "stage/films/sound_track.h"
 
 extern "C" {
@@ -41,19 +42,14 @@ struct Quality {
 };
 constexpr Quality kLossless{};
 
+// How a kind of film is made.
 struct FilmFormat {
-  std::string_view name;       // as FilmOptions::format names it
-  std::string_view extension;  // the first row of an extension is its usual one
+  std::string_view name;  // of its FilmKind
   const char* encoder;
   AVPixelFormat pixels;
-  bool overBlack;  // the format has no alpha
-  bool evenSize;   // odd sizes repeat their last column or row
   std::array<Option, 4> codecOptions;
   Quality quality;
   std::array<Option, 1> containerOptions;
-  const char* description;
-  bool lossless;
-  const char* soundName;  // null: a film without sound
   SoundCoding sound;
 };
 
@@ -65,59 +61,29 @@ constexpr SoundCoding kNoSound{};
 
 // clang-format off
 constexpr FilmFormat kFormats[] = {
-    {"h264", ".mp4", "libx264", AV_PIX_FMT_YUV420P, true, true,
-     {{{"preset", "medium"}, {"profile", "high"}, {"mbtree", "0"}}}, {"crf", {"16", "21", "27"}},
-     {{{"movflags", "+faststart"}}}, "H.264, plays everywhere", false, "AAC", kAac},
+    {"h264", "libx264", AV_PIX_FMT_YUV420P, {{{"preset", "medium"}, {"profile", "high"}, {"mbtree", "0"}}},
+     {"crf", {"16", "21", "27"}}, {{{"movflags", "+faststart"}}}, kAac},
     // The pictures have 8 bits of alpha: 16 would make films a quarter larger and add nothing.
-    {"prores4444", ".mov", "prores_ks", AV_PIX_FMT_YUVA444P10LE, false, false,
-     {{{"profile", "4444"}, {"alpha_bits", "8"}}}, {"bits_per_mb", {"0", "1200", "600"}}, {},
-     "ProRes 4444, for editors", false, "PCM", kPcm},
-    {"qtrle", ".mov", "qtrle", AV_PIX_FMT_ARGB, false, false, {}, kLossless, {}, "QuickTime Animation, for editors", true, "PCM", kPcm},
-    {"vp9", ".webm", "libvpx-vp9", AV_PIX_FMT_YUVA420P, false, false,
-     {{{"b", "0"}, {"cpu-used", "4"}, {"row-mt", "1"}}}, {"crf", {"20", "30", "42"}}, {}, "VP9, for browsers", false, "Opus", kOpus},
-    {"ffv1", ".mkv", "ffv1", AV_PIX_FMT_BGRA, false, false, {{{"level", "3"}, {"slicecrc", "1"}}}, kLossless, {}, "FFV1, for archives", true, "FLAC", kFlac},
-    {"apng", ".apng", "apng", AV_PIX_FMT_RGBA, false, false, {{{"compression_level", "3"}}}, kLossless, {{{"plays", "0"}}}, "animated PNG, for web pages", true, nullptr, kNoSound},
-    {"webp", ".webp", "libwebp_anim", AV_PIX_FMT_BGRA, false, false, {{{"lossless", "1"}}}, kLossless, {{{"loop", "0"}}}, "animated WebP, for web pages", true, nullptr, kNoSound},
+    {"prores4444", "prores_ks", AV_PIX_FMT_YUVA444P10LE, {{{"profile", "4444"}, {"alpha_bits", "8"}}},
+     {"bits_per_mb", {"0", "1200", "600"}}, {}, kPcm},
+    {"qtrle", "qtrle", AV_PIX_FMT_ARGB, {}, kLossless, {}, kPcm},
+    {"vp9", "libvpx-vp9", AV_PIX_FMT_YUVA420P, {{{"b", "0"}, {"cpu-used", "4"}, {"row-mt", "1"}}},
+     {"crf", {"20", "30", "42"}}, {}, kOpus},
+    {"ffv1", "ffv1", AV_PIX_FMT_BGRA, {{{"level", "3"}, {"slicecrc", "1"}}}, kLossless, {}, kFlac},
+    {"apng", "apng", AV_PIX_FMT_RGBA, {{{"compression_level", "3"}}}, kLossless, {{{"plays", "0"}}}, kNoSound},
+    {"webp", "libwebp_anim", AV_PIX_FMT_BGRA, {{{"lossless", "1"}}}, kLossless, {{{"loop", "0"}}}, kNoSound},
 };
 // clang-format on
 
 constexpr const char* kThreads = "4";  // fixed: some encoders' output depends on it
 
-std::string ExtensionOf(const std::filesystem::path& file) {
-  std::string extension = file.extension().string();
-  for (char& c : extension) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return extension;
-}
-
-std::string KnownFormats() {
-  std::string list;
-  for (const FilmFormat& format : kFormats)
-    list += fmt::format("{}{} ({})", list.empty() ? "" : ", ", format.extension, format.name);
-  return list;
-}
-
-const FilmFormat& ChooseFormat(const std::filesystem::path& file, const std::string& wanted) {
-  const std::string extension = ExtensionOf(file);
-  for (const FilmFormat& format : kFormats) {
-    if (format.extension == extension && (wanted.empty() || format.name == wanted)) return format;
-  }
-  const std::string found = wanted.empty() ? "\"" + extension + "\"" : "\"" + wanted + "\" in \"" + extension + "\"";
-  throw InputError(
-      fmt::format("{}: {} is not a film that can be written; there are {}", file.string(), found, KnownFormats()));
+const FilmFormat& FormatOf(const FilmKind& kind) {
+  return *std::find_if(std::begin(kFormats), std::end(kFormats),
+                       [&](const FilmFormat& format) { return format.name == kind.name; });
 }
 
 // Formats that viewers show as pictures, not as films.
-bool IsForWebPages(const FilmFormat& format) { return format.extension == ".apng" || format.extension == ".webp"; }
-
-FilmKind KindOf(const FilmFormat& format) {
-  return {std::string(format.extension),
-          std::string(format.name),
-          format.description,
-          !format.overBlack,
-          format.lossless,
-          format.evenSize,
-          format.soundName == nullptr ? "" : format.soundName};
-}
+bool IsForWebPages(const FilmKind& kind) { return kind.extension == ".apng" || kind.extension == ".webp"; }
 
 struct CloseOutput {
   void operator()(AVFormatContext* output) const {
@@ -138,8 +104,9 @@ void CheckSize(const std::filesystem::path& file, const FilmOptions& options) {
 
 class EncodedFilm final : public FilmWriter {
  public:
-  EncodedFilm(const std::filesystem::path& file, const FilmFormat& format, const FilmOptions& options)
-      : format_(format),
+  EncodedFilm(const std::filesystem::path& file, const FilmKind& kind, const FilmOptions& options)
+      : kind_(kind),
+        format_(FormatOf(kind)),
         options_(options),
         partial_(file, options.ifTaken),
         packet_(NewPacket()),
@@ -187,7 +154,7 @@ class EncodedFilm final : public FilmWriter {
     const AVCodec* encoder = avcodec_find_encoder_by_name(format_.encoder);
     if (encoder == nullptr) partial_.Fail(fmt::format("the libraries at hand have no encoder \"{}\"", format_.encoder));
     codec_ = NewCodec(encoder);
-    const int even = format_.evenSize ? 1 : 0;
+    const int even = kind_.evenSize ? 1 : 0;
     codec_->width = (options_.width + even) & ~even;
     codec_->height = (options_.height + even) & ~even;
     codec_->pix_fmt = format_.pixels;
@@ -196,7 +163,7 @@ class EncodedFilm final : public FilmWriter {
     codec_->sample_aspect_ratio = ToAvRational(options_.pixelAspect.num, options_.pixelAspect.den);
     // A browser assumes its own colour space for untagged pictures. The tags would become gamma and chroma chunks,
     // which describe BT.709 slightly differently, and the browser would shift the colours.
-    if (!IsForWebPages(format_)) {
+    if (!IsForWebPages(kind_)) {
       codec_->color_primaries = AVCOL_PRI_BT709;
       codec_->color_trc = AVCOL_TRC_BT709;
     }
@@ -221,7 +188,7 @@ class EncodedFilm final : public FilmWriter {
 
   void OpenSound() {
     if (!options_.sound) return;
-    if (format_.soundName == nullptr) partial_.Fail("this kind of film carries no sound");
+    if (kind_.sound.empty()) partial_.Fail("this kind of film carries no sound");
     const bool globalHeader = (output_->oformat->flags & AVFMT_GLOBALHEADER) != 0;
     sound_ = std::make_unique<SoundTrack>(*options_.sound, format_.sound, globalHeader, partial_);
   }
@@ -229,7 +196,7 @@ class EncodedFilm final : public FilmWriter {
   AVRational SecondsSoFar() const { return ToAvRational(pictures_ * options_.frameRate.den, options_.frameRate.num); }
 
   // The library chooses the container by the extension, and the temporary file has another one.
-  std::string ContainerName() const { return "film" + std::string(format_.extension); }
+  std::string ContainerName() const { return "film" + kind_.extension; }
 
   void OpenContainer() {
     const AvComplaints complaints;
@@ -295,7 +262,7 @@ class EncodedFilm final : public FilmWriter {
     for (std::int32_t y = 0; y < picture.height; ++y) {
       const std::uint8_t* const in = picture.Row(y);
       std::uint8_t* out = SourceRow(y);
-      if (format_.overBlack) {
+      if (!kind_.hasAlpha) {
         CopyOverBlack(in, picture.width, out);
       } else {
         std::memcpy(out, in, rowBytes);
@@ -345,6 +312,7 @@ class EncodedFilm final : public FilmWriter {
     Check(av_interleaved_write_frame(output_.get(), &packet), complaints);
   }
 
+  FilmKind kind_;
   const FilmFormat& format_;
   FilmOptions options_;
   PartialFile partial_;  // outlives output_, which keeps it open
@@ -357,28 +325,27 @@ class EncodedFilm final : public FilmWriter {
   std::int64_t pictures_ = 0;
 };
 
+class Films final : public FilmFiles {
+ public:
+  std::unique_ptr<FilmWriter> Open(const std::filesystem::path& file, const FilmOptions& options) const override {
+    const FilmKind kind = KindOf(file, options.format);
+    CheckSize(file, options);
+    return std::make_unique<EncodedFilm>(file, kind, options);
+  }
+  void WriteExr(const std::filesystem::path& file, const Picture16& picture, IfTaken ifTaken) const override {
+    WriteExrFile(file, picture, ifTaken);
+  }
+  std::string Libraries() const override {
+    const auto text = [](const char* name, unsigned version) {
+      return fmt::format("{} {}.{}.{}", name, version >> 16, version >> 8 & 255, version & 255);
+    };
+    return fmt::format("{}, {}, {}, {}", text("libavformat", avformat_version()), text("libavcodec", avcodec_version()),
+                       text("libavutil", avutil_version()), text("libswscale", swscale_version()));
+  }
+};
+
+const Films films;
+const Addition<FilmFiles> entered(films);
+
 }  // namespace
-
-std::unique_ptr<FilmWriter> OpenFilm(const std::filesystem::path& file, const FilmOptions& options) {
-  const FilmFormat& format = ChooseFormat(file, options.format);
-  CheckSize(file, options);
-  return std::make_unique<EncodedFilm>(file, format, options);
-}
-
-std::vector<FilmKind> FilmKinds() {
-  std::vector<FilmKind> kinds;
-  for (const FilmFormat& format : kFormats) kinds.push_back(KindOf(format));
-  return kinds;
-}
-
-FilmKind KindOf(const std::filesystem::path& file, const std::string& format) {
-  return KindOf(ChooseFormat(file, format));
-}
-
-bool IsFilmName(const std::filesystem::path& file) {
-  const std::string extension = ExtensionOf(file);
-  return std::any_of(std::begin(kFormats), std::end(kFormats),
-                     [&](const FilmFormat& format) { return format.extension == extension; });
-}
-
 }  // namespace orvandel::stage

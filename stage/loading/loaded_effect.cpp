@@ -170,12 +170,16 @@ std::unique_ptr<EffectLibrary> LoadEffectBytes(std::span<const std::uint8_t> mod
   return std::make_unique<LoadedBytes>(module);
 }
 
-std::filesystem::path DefaultModulePath() {
-  if (const char* named = std::getenv("ORVANDEL_MODULE"); named != nullptr && *named != '\0') return named;
+std::filesystem::path LibraryFolder() {
   std::error_code failed;
   const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", failed);
   const std::filesystem::path folder = failed ? std::filesystem::path("bin") : program.parent_path();
-  return folder.parent_path() / "lib" / "orvandel" / "orvandel.so";
+  return folder.parent_path() / "lib" / "orvandel";
+}
+
+std::filesystem::path DefaultModulePath() {
+  if (const char* named = std::getenv("ORVANDEL_MODULE"); named != nullptr && *named != '\0') return named;
+  return LibraryFolder() / "orvandel.so";
 }
 
 }  // namespace orvandel::stage

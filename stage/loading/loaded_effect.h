@@ -17,7 +17,10 @@ std::unique_ptr<EffectLibrary> LoadEffect(const std::filesystem::path& file);
 // The same from the bytes of a module file, which must stay.
 std::unique_ptr<EffectLibrary> LoadEffectBytes(std::span<const std::uint8_t> module);
 
-// Where the module lies beside the running program: <bin>/../lib/orvandel/orvandel.so, or $ORVANDEL_MODULE.
+// Where modules lie beside the running program: <bin>/../lib/orvandel.
+std::filesystem::path LibraryFolder();
+
+// orvandel.so there, or $ORVANDEL_MODULE.
 std::filesystem::path DefaultModulePath();
 
 }  // namespace orvandel::stage

@@ -12,13 +12,11 @@ namespace orvandel::cli {
 namespace {
 
 // In the child, after fork: only calls that are safe there.
-[[noreturn]] void Execute(const std::vector<std::string>& arguments) {
-  std::vector<char*> pointers;
-  static std::string program = ORVANDEL_PROGRAM;
-  pointers.push_back(program.data());
+[[noreturn]] void Execute(const std::vector<std::string>& arguments, const char* program = ORVANDEL_PROGRAM) {
+  std::vector<char*> pointers{const_cast<char*>(program)};
   for (const std::string& argument : arguments) pointers.push_back(const_cast<char*>(argument.c_str()));
   pointers.push_back(nullptr);
-  execv(program.c_str(), pointers.data());
+  execv(program, pointers.data());
   _exit(127);
 }
 
@@ -27,7 +25,7 @@ int CodeOf(int status) { return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERM
 }  // namespace
 
 Program::Program(const std::vector<std::string>& arguments, const std::filesystem::path& outputFile,
-                 const std::filesystem::path& errorFile) {
+                 const std::filesystem::path& errorFile, const std::filesystem::path& program) {
   process_ = fork();
   if (process_ < 0) throw std::runtime_error("fork");
   if (process_ > 0) return;
@@ -35,7 +33,7 @@ Program::Program(const std::vector<std::string>& arguments, const std::filesyste
   const int output = open(outputFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
   const int error = open(errorFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
   if (dup2(input, STDIN_FILENO) < 0 || dup2(output, STDOUT_FILENO) < 0 || dup2(error, STDERR_FILENO) < 0) _exit(126);
-  Execute(arguments);
+  Execute(arguments, program.c_str());
 }
 
 Program::~Program() {
@@ -53,10 +51,10 @@ int Program::Wait() {
   return CodeOf(status);
 }
 
-Outcome RunProgram(const std::vector<std::string>& arguments) {
+Outcome RunProgram(const std::vector<std::string>& arguments, const std::filesystem::path& program) {
   const TempFolder folder;
   Outcome outcome;
-  outcome.exitCode = Program(arguments, folder / "output", folder / "error").Wait();
+  outcome.exitCode = Program(arguments, folder / "output", folder / "error", program).Wait();
   outcome.output = ReadFile(folder / "output");
   outcome.error = ReadFile(folder / "error");
   return outcome;

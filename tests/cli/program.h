@@ -25,7 +25,7 @@ struct Outcome {
 class Program {
  public:
   Program(const std::vector<std::string>& arguments, const std::filesystem::path& outputFile,
-          const std::filesystem::path& errorFile);
+          const std::filesystem::path& errorFile, const std::filesystem::path& program = ORVANDEL_PROGRAM);
   ~Program();  // kills it when nobody waited
   Program(const Program&) = delete;
   Program& operator=(const Program&) = delete;
@@ -38,7 +38,7 @@ class Program {
   pid_t process_ = -1;
 };
 
-Outcome RunProgram(const std::vector<std::string>& arguments);
+Outcome RunProgram(const std::vector<std::string>& arguments, const std::filesystem::path& program = ORVANDEL_PROGRAM);
 // The same with the program's standard error on a terminal; `error` holds what the terminal received.
 Outcome RunOnTerminal(const std::vector<std::string>& arguments);
 

@@ -72,6 +72,24 @@ TEST_F(ProgramTest, RendersAFilm) {
   EXPECT_THAT(NamesIn(Out()), ElementsAre("rings.mp4"));
 }
 
+// The film libraries lie in a module of their own, which nobody needs who writes PNG pictures.
+TEST_F(ProgramTest, NeedsItsFilmModuleForFilmsOnly) {
+  const std::filesystem::path program = folder_ / "bin/orvandel", modules = folder_ / "lib/orvandel";
+  std::filesystem::create_directories(program.parent_path());
+  std::filesystem::create_directories(modules);
+  std::filesystem::copy_file(ORVANDEL_PROGRAM, program);
+  const auto built = std::filesystem::path(ORVANDEL_PROGRAM).parent_path().parent_path() / "lib/orvandel";
+  std::filesystem::copy_file(built / "orvandel.so", modules / "orvandel.so");
+  const auto render = [&](const std::string& output) {
+    return RunProgram({"render", Scene(), "--frames", "3", "-o", (Out() / output).string()}, program);
+  };
+  EXPECT_EQ(render("a.png").exitCode, 0);
+  ExpectFailure(render("a.mkv"), 1, (modules / "films.so").string());
+  WriteFile(modules / "films.so", "no module");
+  ExpectFailure(render("a.exr"), 1, "cannot be loaded");
+  EXPECT_THAT(NamesIn(Out()), ElementsAre("a.png"));
+}
+
 TEST_F(ProgramTest, ShowsABarOnATerminalAndPlainLinesElsewhere) {
   const Outcome plain = Render("f.####.png");
   EXPECT_THAT(plain.error, HasSubstr("60 of 60 frames, "));
