@@ -1,6 +1,8 @@
 #include "plugins/openfx/appearance.h"
 
 #include <exception>
+#include <set>
+#include <string>
 
 #include "plugins/bridge/effect_pool.h"
 #include "plugins/bridge/look.h"
@@ -12,11 +14,11 @@ namespace {
 
 // Those that may decide what else is of use.
 bool Decides(const ShownParam& shown) {
-  const bool isChoice = shown.kind == Kind::kChoice && shown.label != "Source Layer";  // the clips are not the effect's
+  const bool isChoice = shown.kind == Kind::kChoice && shown.name != kSourceLayer;  // the clips are not the effect's
   return shown.hostIndex != 0 && (isChoice || shown.kind == Kind::kSwitch);
 }
 
-// Of those that are the effect's, which come first in the table.
+// Parameters, those of the effect first, then groups.
 std::vector<bool> ActiveWith(const ParamTable& table, std::vector<double> choices) {
   stage::Scene scene = bridge::Look::Plain()->SceneFor({30, 1}, 0);
   scene.width = scene.height = 16;  // nothing is drawn
@@ -28,22 +30,39 @@ std::vector<bool> ActiveWith(const ParamTable& table, std::vector<double> choice
   }
   const bridge::EffectPool::Loan seat(bridge::EffectPool::The(), 0, 0);
   std::vector<bool> active;
-  for (const stage::ParamRow& row : stage::ParamsAsShown(seat->module, scene, 0)) active.push_back(!row.inactive);
+  std::set<std::string> dimmedGroups;
+  for (const stage::ParamRow& row : stage::ParamsAsShown(seat->module, scene, 0)) {
+    active.push_back(!row.inactive);
+    if (row.groupInactive) dimmedGroups.insert(GroupName(row.group));
+  }
+  active.resize(table.params.size(), true);
+  for (const ShownGroup& group : table.groups) active.push_back(dimmedGroups.count(group.name) == 0);
   return active;
+}
+
+// A generator has no clips to choose from.
+void DimWhatIsOfClips(const Instance& instance, std::vector<bool>& active) {
+  if (instance.SourceClip() != nullptr || instance.LayerClip() != nullptr) return;
+  const auto& params = instance.Table().params;
+  for (std::size_t place = 0; place < params.size(); ++place) {
+    if (params[place].name == kComposite || params[place].name == kSourceLayer) active[place] = false;
+  }
 }
 
 }  // namespace
 
 void ShowWhatIsActive(Instance& instance, double time) {
-  static auto* const known = new Shelf<std::vector<double>, std::vector<bool>, 64>;
-  const ParamTable& table = instance.Table();
   try {
+    static auto* const known = new Shelf<std::vector<double>, std::vector<bool>, 64>;
+    const ParamTable& table = instance.Table();
     std::vector<double> choices;
     for (std::size_t place = 0; place < table.params.size(); ++place) {
       if (Decides(table.params[place])) choices.push_back(instance.ValueAt(place, time)[0]);
     }
     const auto make = [&] { return std::make_shared<const std::vector<bool>>(ActiveWith(table, choices)); };
-    instance.Enable(*known->Get(choices, make));
+    std::vector<bool> active = *known->Get(choices, make);
+    DimWhatIsOfClips(instance, active);
+    instance.Enable(active);
   } catch (const std::exception&) {  // a panel with everything lit still works
   }
 }

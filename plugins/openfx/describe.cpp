@@ -108,13 +108,16 @@ class ParamDefiner {
     if (param) param.Set(prop::kGroupOpen, group.open ? 1 : 0);
   }
 
-  // For hosts that show pages in place of groups.
+  // For hosts that show pages in place of groups; some show only those that are put in an order.
   void DefinePage(const ParamTable& table) {
     static const std::string kName = "pageOrvandel";
     const Properties page = New(type::kPage, kName, kLabel);
     if (!page) return;
     int index = 0;
     for (const ShownParam& shown : table.params) page.Set(prop::kPageChild, shown.name.c_str(), index++);
+    OfxPropertyHandle ofAll = nullptr;
+    if (suites_.params->paramSetGetPropertySet(params_, &ofAll) != kOk) return;
+    Properties(suites_, ofAll).Set(prop::kPageOrder, kName.c_str());
   }
 
  private:
@@ -206,6 +209,11 @@ OfxStatus Describe(const Suites& suites, OfxImageEffectHandle descriptor) {
       "time with the film.");
   effect.Set(prop::kVersion, static_cast<int>(kVersionMajor), 0);
   effect.Set(prop::kVersion, static_cast<int>(kVersionMinor), 1);
+  static const std::string kVersionText = std::to_string(kVersionMajor) + '.' + std::to_string(kVersionMinor);
+  effect.Set(prop::kVersionLabel, kVersionText.c_str());
+  // In the bundle's Resources.
+  effect.Set(prop::kIcon, "org.orvandel.Orvandel.svg", 0);
+  effect.Set(prop::kIcon, "org.orvandel.Orvandel.png", 1);
   const bool contexts = Offer(effect, prop::kContexts, {context::kGenerator, context::kFilter, context::kGeneral});
   // The effect draws 8 bits: bytes first, and what is laid over a deeper Source keeps the Source's depth.
   const bool depths = Offer(effect, prop::kDepths, {depth::kByte, depth::kShort, depth::kHalf, depth::kFloat});

@@ -84,16 +84,18 @@ Instance::Instance(const Suites& suites, OfxImageEffectHandle handle, const Para
   layer_ = Clip(kLayerClip);
   OfxParamSetHandle set = nullptr;
   if (suites_.effects->getParamSet(handle, &set) != kOk) set = nullptr;
-  for (const ShownParam& shown : table_.params) {
+  const auto named = [&](const std::string& name) {
     OfxParamHandle param = nullptr;
     OfxPropertyHandle ofParam = nullptr;
-    if (set == nullptr || suites_.params->paramGetHandle(set, shown.name.c_str(), &param, &ofParam) != kOk) {
+    if (set == nullptr || suites_.params->paramGetHandle(set, name.c_str(), &param, &ofParam) != kOk) {
       param = nullptr;
       ofParam = nullptr;
     }
-    params_.push_back(param);
-    paramProperties_.emplace_back(suites_, ofParam);
-  }
+    panel_.emplace_back(suites_, ofParam);
+    return param;
+  };
+  for (const ShownParam& shown : table_.params) params_.push_back(named(shown.name));
+  for (const ShownGroup& group : table_.groups) named(group.name);
 }
 
 OfxImageClipHandle Instance::Clip(Name name) const {
@@ -116,27 +118,26 @@ RawValue Instance::ValueAt(std::size_t place, double frame) const {
   RawValue value = DefaultOf(shown);
   const OfxParamHandle param = params_[place];
   if (param == nullptr || shown.kind == Kind::kFile) return value;
-  const auto read = suites_.params->paramGetValueAtTime;
-  OfxStatus status = kOk;
+  bool isRead = false;
   switch (shown.kind) {
     case Kind::kInteger:
     case Kind::kSwitch:
     case Kind::kChoice: {
       int whole = static_cast<int>(value[0]);
-      status = read(param, frame, &whole);
+      isRead = Read(param, frame, &whole);
       value[0] = whole;
       break;
     }
     case Kind::kPoint:
-      status = read(param, frame, &value[0], &value[1]);
+      isRead = Read(param, frame, &value[0], &value[1]);
       break;
     case Kind::kColor:
-      status = read(param, frame, &value[0], &value[1], &value[2]);
+      isRead = Read(param, frame, &value[0], &value[1], &value[2]);
       break;
     default:
-      status = read(param, frame, &value[0]);
+      isRead = Read(param, frame, &value[0]);
   }
-  if (status != kOk) return DefaultOf(shown);
+  if (!isRead) return DefaultOf(shown);
   Confine(shown, value);
   return value;
 }
@@ -149,7 +150,7 @@ RawValue Instance::ValueAt(const char* name, double frame) const {
 std::string Instance::TextAt(std::size_t place, double frame) const {
   char* text = nullptr;
   const OfxParamHandle param = params_[place];
-  if (param == nullptr || suites_.params->paramGetValueAtTime(param, frame, &text) != kOk || text == nullptr) return {};
+  if (param == nullptr || !Read(param, frame, &text) || text == nullptr) return {};
   return text;
 }
 
@@ -167,7 +168,7 @@ void Instance::Enable(const std::vector<bool>& enabled) {
   }
   for (std::size_t place = 0; place < enabled.size(); ++place) {
     if (place < before.size() && before[place] == enabled[place]) continue;
-    paramProperties_[place].Set(prop::kEnabled, enabled[place] ? 1 : 0);
+    panel_[place].Set(prop::kEnabled, enabled[place] ? 1 : 0);
   }
 }
 
@@ -194,11 +195,15 @@ double Instance::PixelAspect(const Properties& image) const {
 }
 
 std::optional<Stage> Instance::ProjectStage(const Properties& image) const {
-  const auto size = properties_.Pair(prop::kProjectSize);
-  if (!size || !(size->x > 0 && size->y > 0)) return {};
+  const OfxPointD size = properties_.Pair(prop::kProjectSize).value_or(OfxPointD{0, 0});
   const OfxPointD offset = properties_.Pair(prop::kProjectOffset).value_or(OfxPointD{0, 0});
   Stage stage;
-  stage.rect = {offset.x, offset.y, offset.x + size->x, offset.y + size->y};
+  stage.rect = {offset.x, offset.y, offset.x + size.x, offset.y + size.y};
+  if (!HasArea(stage.rect)) {
+    const OfxPointD extent = properties_.Pair(prop::kProjectExtent).value_or(OfxPointD{0, 0});
+    stage.rect = {0, 0, extent.x, extent.y};
+  }
+  if (!HasArea(stage.rect)) return {};
   stage.pixelAspect = PixelAspect(image);
   return stage;
 }

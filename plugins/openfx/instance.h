@@ -56,13 +56,13 @@ class Instance {
   // Whether the host says that the parameter has no keys.
   bool HasNoKeys(std::size_t place) const;
 
-  // By place in the table. The host is told what has changed.
+  // The table's parameters, then its groups. The host is told what has changed.
   void Enable(const std::vector<bool>& enabled);
 
   Clock ClockAt(double frame) const;
   // As the image that is rendered says, else as the output or the project does.
   double PixelAspect(const Properties& image) const;
-  // The project, where the host tells one.
+  // The project, where the host tells one: the part of it that is used, else all of it.
   std::optional<Stage> ProjectStage(const Properties& image = {}) const;
 
   // Shown to the person where the host can.
@@ -83,6 +83,13 @@ class Instance {
 
  private:
   OfxImageClipHandle Clip(Name name) const;
+  // Into variables that hold the default. Some hosts refuse the value at a time of what has no keys, and give the
+  // value.
+  template <typename... To>
+  bool Read(OfxParamHandle param, double frame, To*... to) const {
+    return suites_.params->paramGetValueAtTime(param, frame, to...) == kOk ||
+           suites_.params->paramGetValue(param, to...) == kOk;
+  }
   stage::Rational FrameRateAt(double frame) const;
 
   Suites suites_;
@@ -91,7 +98,7 @@ class Instance {
   Properties properties_;
   OfxImageClipHandle output_ = nullptr, source_ = nullptr, layer_ = nullptr;
   std::vector<OfxParamHandle> params_;  // as in the table; null: the host has none
-  std::vector<Properties> paramProperties_;
+  std::vector<Properties> panel_;       // of the parameters, then of the groups
   mutable std::mutex guard_;
   std::string complaint_;
   std::vector<bool> enabled_;  // as the host was told

@@ -10,8 +10,7 @@ namespace orvandel::ofx {
 namespace {
 
 // What is asked here of the effect's parameters goes by their names.
-constexpr std::string_view kWaveType = "Wave Type", kContours = "Image Contours", kMask = "Mask",
-                           kSourceLayer = "Source Layer";
+constexpr std::string_view kWaveType = "Wave Type", kContours = "Image Contours", kMask = "Mask";
 
 const ShownParam* Labelled(const ParamTable& table, std::string_view label) {
   const auto found =
@@ -33,7 +32,7 @@ bool MayTrace(const ParamTable& table, const Values& values) {
 }
 
 SourceLayerChoice LayerChoice(const ParamTable& table, Values& values) {
-  const ShownParam* layer = Labelled(table, kSourceLayer);
+  const ShownParam* layer = table.Find(kSourceLayer);
   if (layer == nullptr) return SourceLayerChoice::kAutomatic;
   return static_cast<SourceLayerChoice>(static_cast<int>(values.At(layer->hostIndex, values.Units())[0]));
 }
@@ -81,7 +80,7 @@ class Moment::Params final : public bridge::ParamSource {
         return stage::Choice{raw[0] != 0 ? 1 : 0};
       case Kind::kChoice:
         // Which clip stands for the input is settled before.
-        return stage::Choice{shown.label == kSourceLayer ? 0 : static_cast<std::int32_t>(raw[0]) + 1};
+        return stage::Choice{shown.name == kSourceLayer ? 0 : static_cast<std::int32_t>(raw[0]) + 1};
       case Kind::kColor:
         return stage::ColorValue{raw[0] * 255, raw[1] * 255, raw[2] * 255};
       case Kind::kPoint:

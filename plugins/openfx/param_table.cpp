@@ -32,10 +32,6 @@ std::string ScriptName(const std::string& shown) {
   return name;
 }
 
-std::string GroupName(const std::string& label) {
-  return label.empty() ? std::string() : "group" + std::string(1, Raised(label.front())) + ScriptName(label).substr(1);
-}
-
 std::string HintOf(const ParamInfo& info, const std::vector<std::string>& choices) {
   if (info.Type() == ORV_PARAM_LAYER) {
     return "The picture that is traced: the Source, or what is connected to Layer. Automatic: the Layer where there is "
@@ -163,6 +159,10 @@ void AddOwn(ParamTable& table) {
 }
 
 }  // namespace
+
+std::string GroupName(const std::string& label) {
+  return label.empty() ? std::string() : "group" + std::string(1, Raised(label.front())) + ScriptName(label).substr(1);
+}
 
 const ShownParam* ParamTable::Find(const std::string& name) const {
   const auto found = std::find_if(params.begin(), params.end(), [&](const auto& each) { return each.name == name; });

@@ -39,6 +39,8 @@ struct ParamTable {
 
 // The plug-in's own.
 inline constexpr const char *kComposite = "composite", *kStartFrame = "startFrame", *kFrameRateParam = "frameRate";
+// The effect's, which the plug-in gives choices of its own.
+inline constexpr const char* kSourceLayer = "sourceLayer";
 // What Composite and Source Layer offer, by place.
 enum class CompositeChoice { kOverSource, kWavesAlone };
 enum class SourceLayerChoice { kAutomatic, kSource, kLayer };
@@ -46,6 +48,8 @@ enum class SourceLayerChoice { kAutomatic, kSource, kLayer };
 // The clip that is traced in the Source's place.
 inline constexpr const char* kLayerClip = "Layer";
 
+// Of a group that the effect calls so; empty: none.
+std::string GroupName(const std::string& label);
 ParamTable MakeParamTable(const stage::ParamCatalog& catalog);
 
 }  // namespace orvandel::ofx

@@ -4,6 +4,7 @@
 // guarded, and loading again changes nothing.
 #include <algorithm>
 #include <cfenv>
+#include <exception>
 #include <initializer_list>
 #include <memory>
 #include <mutex>
@@ -88,6 +89,13 @@ OfxImageEffectHandle EffectOf(const void* handle) {
   return static_cast<OfxImageEffectHandle>(const_cast<void*>(handle));
 }
 
+// What the process keeps for its instances; all of it can be made again.
+void DropCaches() {
+  ForgetLooksAndPlayers();
+  KeptFrames::The().Clear();
+  bridge::EffectPool::The().DropIdle();
+}
+
 OfxStatus Load() {
   if (!FetchSuites(CurrentHost()).Suffice()) return kMissingHostFeature;
   Table();
@@ -131,7 +139,7 @@ OfxStatus OfInstance(std::string_view action, Instance& instance, OfxPropertyHan
     return kOk;
   }
   if (action == action::kPurgeCaches) {
-    KeptFrames::The().Clear();
+    DropCaches();
     return kOk;
   }
   instance.ClearComplaint();  // some hosts do not render while a message stands
@@ -150,17 +158,17 @@ bool IsOfMemory(const std::exception& error) {
          (ofEffect != nullptr && ofEffect->code == ORV_OUT_OF_MEMORY);
 }
 
-// A host that tries again has the memory then.
-void DropCaches() {
-  KeptFrames::The().Clear();
-  bridge::EffectPool::The().DropIdle();
+// A host that tries again when memory has ended has what was kept.
+OfxStatus Refusal(const std::exception& error) {
+  if (!IsOfMemory(error)) return kFailed;
+  DropCaches();
+  return kErrMemory;
 }
 
 OfxStatus Dispatch(std::string_view action, const void* handle, OfxPropertyHandle in, OfxPropertyHandle out) {
   const PlainArithmetic plain;
   if (action == action::kLoad) return Load();
   if (action == action::kUnload) {
-    ForgetLooksAndPlayers();
     DropCaches();
     return kOk;
   }
@@ -182,21 +190,24 @@ OfxStatus Dispatch(std::string_view action, const void* handle, OfxPropertyHandl
   } catch (const stage::Interrupted&) {
     return action == action::kRender ? kOk : kReplyDefault;  // nobody looks at what a host has stopped
   } catch (const std::exception& error) {
-    if (IsOfMemory(error)) DropCaches();
+    const OfxStatus refusal = Refusal(error);
+    if (refusal == kErrMemory) return refusal;
     if (action != action::kRender) return kReplyDefault;  // the render will say it
-    if (IsOfMemory(error)) return kErrMemory;
     instance->Complain(error.what());
-    return kFailed;
+    return refusal;
   }
 }
 
 // The one place that exceptions do not pass.
 OfxStatus Main(const char* action, const void* handle, OfxPropertyHandle in, OfxPropertyHandle out) {
   if (action == nullptr) return kReplyDefault;
+  // The runtime allocates a record at a thread's first exception, and ends the process when it cannot: it does so now,
+  // while there may still be memory. The function is pure, so that its result has to be used.
+  [[maybe_unused]] const volatile int pending = std::uncaught_exceptions();
   try {
     return Dispatch(action, handle, in, out);
-  } catch (const std::bad_alloc&) {
-    return kErrMemory;
+  } catch (const std::exception& error) {
+    return Refusal(error);
   } catch (...) {
     return kFailed;
   }

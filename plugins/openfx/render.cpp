@@ -159,7 +159,8 @@ OfxStatus Render(Instance& instance, const Properties& in) {
 // Whatever is drawn is drawn to find out, and kept for the render that follows.
 OfxStatus IsIdentity(Instance& instance, const Properties& in, const Properties& out) {
   const double time = TimeOf(in);
-  if (!DrawsOverSource(instance, time)) return kReplyDefault;
+  // Where a clip that has nothing is said to be connected, there is nothing to take in place of the waves.
+  if (!DrawsOverSource(instance, time) || !RegionOf(instance, instance.SourceClip(), time)) return kReplyDefault;
   const auto stage = StageWithoutImage(instance, time);
   if (!stage) return kReplyDefault;
   Moment moment(instance, time, ScaleOf(in), IsDraft(in), *stage);
@@ -210,19 +211,21 @@ OfxStatus GetFramesNeeded(Instance& instance, const Properties& in, const Proper
   Moment moment(instance, time, {1, 1}, true, *stage);
   if (moment.TracedClip() == nullptr) return kReplyDefault;
   const std::vector<double> asked = moment.FramesTraced();
-  std::set<double> frames(asked.begin(), asked.end());
-  frames.insert(time);
-  const auto announce = [&](const char* name) {
-    const std::string property = std::string(prop::kFrameRangeOf) + name;
+  const std::set<double> shown{time};
+  std::set<double> traced(asked.begin(), asked.end());
+  traced.insert(time);
+  const auto announce = [&](const std::string& property, const std::set<double>& frames) {
     int index = 0;
     for (const double frame : frames) {
       out.Set(property.c_str(), frame, index++);
       out.Set(property.c_str(), frame, index++);
     }
   };
+  static const std::string kOfSource = std::string(prop::kFrameRangeOf) + clip::kSource,
+                           kOfLayer = std::string(prop::kFrameRangeOf) + kLayerClip;
   const bool layer = moment.TracedClip() == instance.LayerClip();
-  if (layer) announce(kLayerClip);
-  if (!layer || moment.PrefersLayer()) announce(clip::kSource);
+  if (layer) announce(kOfLayer, traced);
+  announce(kOfSource, layer && !moment.PrefersLayer() ? shown : traced);
   return kOk;
 }
 

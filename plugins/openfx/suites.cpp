@@ -28,8 +28,11 @@ Suites FetchSuites(const OfxHost& host) {
   suites.effects = static_cast<const OfxImageEffectSuite*>(fetch(kImageEffectSuite, 1));
   suites.params = static_cast<const OfxParameterSuite*>(fetch(kParameterSuite, 1));
   suites.messages = static_cast<const OfxMessageSuite*>(fetch(kMessageSuite, 2));
-  suites.messagesStand = suites.messages != nullptr;
-  if (!suites.messagesStand) suites.messages = static_cast<const OfxMessageSuite*>(fetch(kMessageSuite, 1));
+  suites.messagesStand = suites.messages != nullptr && suites.messages->setPersistentMessage != nullptr;
+  // Some have the newer version by its name alone.
+  if (!suites.messagesStand && (suites.messages == nullptr || suites.messages->message == nullptr)) {
+    suites.messages = static_cast<const OfxMessageSuite*>(fetch(kMessageSuite, 1));
+  }
   return suites;
 }
 

@@ -18,7 +18,7 @@ struct Suites {
   const OfxImageEffectSuite* effects = nullptr;
   const OfxParameterSuite* params = nullptr;
   const OfxMessageSuite* messages = nullptr;  // what it holds may be null all the same
-  bool messagesStand = false;                 // version 2
+  bool messagesStand = false;                 // version 2, and it can
 
   bool Suffice() const { return properties != nullptr && effects != nullptr && params != nullptr; }
 };

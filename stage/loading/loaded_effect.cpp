@@ -68,9 +68,15 @@ bool CopyInto(int target, const std::filesystem::path& file) {
 struct Opened {
   void* library = nullptr;
   Descriptor memory;
+  bool lacksMemory = false;
 };
 
-void* Load(const std::string& name) { return dlopen(name.c_str(), RTLD_NOW | RTLD_LOCAL); }
+// The loader tells only in words why it failed; that memory ended is seen by what it leaves in errno.
+void Load(const std::string& name, Opened& opened) {
+  errno = 0;
+  opened.library = dlopen(name.c_str(), RTLD_NOW | RTLD_LOCAL);
+  opened.lacksMemory = opened.library == nullptr && errno == ENOMEM;
+}
 
 // The loader tells libraries apart by name before it looks at the file, and the name is the descriptor's number: it
 // stays open as long as the copy.
@@ -78,7 +84,7 @@ Opened LoadFromMemory(const Filling& fill) {
   Opened opened;
   opened.memory = Descriptor(memfd_create("orvandel.so", MFD_CLOEXEC));
   if (opened.memory.Number() >= 0 && fill(opened.memory.Number())) {
-    opened.library = Load(fmt::format("/proc/self/fd/{}", opened.memory.Number()));
+    Load(fmt::format("/proc/self/fd/{}", opened.memory.Number()), opened);
   }
   return opened;
 }
@@ -90,14 +96,14 @@ Opened LoadFromTemporaryFile(const Filling& fill) {
   const Descriptor copy(mkostemp(name.data(), O_CLOEXEC));
   Opened opened;
   if (copy.Number() < 0) return opened;
-  if (fill(copy.Number())) opened.library = Load(name);
+  if (fill(copy.Number())) Load(name, opened);
   unlink(name.c_str());
   return opened;
 }
 
 Opened LoadCopy(const Filling& fill) {
   Opened opened = LoadFromMemory(fill);
-  return opened.library != nullptr ? std::move(opened) : LoadFromTemporaryFile(fill);
+  return opened.library != nullptr || opened.lacksMemory ? std::move(opened) : LoadFromTemporaryFile(fill);
 }
 
 // A module has one set of module-wide variables, and the loader gives the same one to all who name the same file. Who
@@ -106,7 +112,11 @@ Opened LoadPrivately(const std::filesystem::path& file) {
   static std::mutex oneAtATime;
   const std::lock_guard lock(oneAtATime);
   void* inUse = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NOLOAD);
-  if (inUse == nullptr) return {Load(file.string()), Descriptor()};
+  if (inUse == nullptr) {
+    Opened opened;
+    Load(file.string(), opened);
+    return opened;
+  }
   dlclose(inUse);
   return LoadCopy([&](int target) { return CopyInto(target, file); });
 }
@@ -116,7 +126,9 @@ class Loaded : public EffectLibrary {
   Loaded(std::string name, Opened opened) : name_(std::move(name)), opened_(std::move(opened)) {
     if (opened_.library != nullptr) return;
     const char* reason = dlerror();
-    throw WorkError(fmt::format("{}: cannot be loaded: {}", name_, reason == nullptr ? "unknown" : reason));
+    const std::string what = fmt::format("{}: cannot be loaded: {}", name_, reason == nullptr ? "unknown" : reason);
+    if (opened_.lacksMemory) throw OutOfMemory(what);
+    throw WorkError(what);
   }
   ~Loaded() override { dlclose(opened_.library); }
   Loaded(const Loaded&) = delete;

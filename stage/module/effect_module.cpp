@@ -82,8 +82,10 @@ void EffectModule::Impl::SetUp() {
     try {
       return Send({.selector = selector}, learner, {}, noSequence);
     } catch (const EffectError& error) {
-      throw WorkError(fmt::format("{}: refuses to be set up: code {}{}{}", name, error.code,
-                                  error.message.empty() ? "" : ": ", error.message));
+      const std::string what = fmt::format("{}: refuses to be set up: code {}{}{}", name, error.code,
+                                           error.message.empty() ? "" : ": ", error.message);
+      if (error.code == ORV_OUT_OF_MEMORY) throw OutOfMemory(what);
+      throw WorkError(what);
     }
   };
   const OrvOutRecord global = send(ORV_GLOBAL_SET_UP);

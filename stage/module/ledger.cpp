@@ -4,6 +4,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <utility>
+
+#include "stage/base/errors.h"
 
 namespace orvandel::stage {
 namespace {
@@ -75,7 +78,7 @@ void Ledger::Lend(Loan kind, std::uint64_t what) noexcept try {
   ++(parameter != nullptr ? *parameter : loans_[{kind, what}]);
   ++outstanding_;
 } catch (const std::bad_alloc&) {
-  Fault("no memory for the host's own books");
+  lacksMemory_ = true;
 }
 
 bool Ledger::TakeBack(Loan kind, std::uint64_t what) noexcept {
@@ -158,6 +161,13 @@ void Ledger::Fault(const char* what) noexcept try {
 }
 
 std::string Ledger::EndCommand() {
+  if (std::exchange(lacksMemory_, false)) {  // whatever else is wrong may come of that
+    parameters_.fill(0);
+    loans_.clear();
+    faults_.clear();
+    outstanding_ = 0;
+    throw OutOfMemory("there is no memory for the host's own books");
+  }
   std::string wrong;
   for (const std::string& fault : faults_) Append(wrong, fault);
   faults_.clear();

@@ -48,6 +48,7 @@ class Ledger {
   void Fault(const char* what) noexcept;
 
   // Closes the account of a command: what is wrong with it, "" when nothing is. Outstanding loans are written off.
+  // Throws OutOfMemory where a loan could not be written down.
   std::string EndCommand();
   // What still is out once `owner` has ended; "" when nothing is.
   std::string EndOwner(const void* owner) const;
@@ -80,6 +81,7 @@ class Ledger {
   std::unordered_map<OrvHandle, Block*> handles_;
   std::int32_t openStringTables_ = 0;
   std::vector<std::string> faults_;
+  bool lacksMemory_ = false;
 };
 
 }  // namespace orvandel::stage

@@ -54,7 +54,9 @@ TEST(Hosts, AllGetTheSameFrame) {
       {"hands out the default point as described", [](Habits& h) { h.defaultPointsRaw = true; }},
       {"tells no project", [](Habits& h) { h.tellsProject = false, h.defaultPointsRaw = true; }},
       {"tells a project of no size", [](Habits& h) { h.projectIsZero = true, h.defaultPointsRaw = true; }},
+      {"tells how far the project goes, not what of it is used", [](Habits& h) { h.tellsExtentAlone = true; }},
       {"cannot read parameters", [](Habits& h) { h.valuesFail = true; }},
+      {"has no values of times", [](Habits& h) { h.timedReadsFail = true; }},
       {"counts no keys, and knows no time", [](Habits& h) { h.keysUnknown = true, h.ignoresTime = true; }},
       {"has neither texts nor points nor choices", [](Habits& h) { h.refusesParamKinds = true; }},
       {"takes neither halves nor alpha alone",
@@ -284,6 +286,8 @@ TEST(Contours, TheFramesThatAreAnnouncedAreThoseAskedFor) {
       EXPECT_TRUE(std::includes(announced.begin(), announced.end(), asked.begin(), asked.end()))
           << testing::PrintToString(announced) << testing::PrintToString(asked);
       EXPECT_GT(announced.size(), eachFrame ? 0U : 3U);
+      const auto& ofSource = out.values.at(std::string(prop::kFrameRangeOf) + clip::kSource);
+      EXPECT_THAT(ofSource, testing::Contains(OfxPropertySet::Value(75.0))) << "what is drawn over is needed too";
       EXPECT_LT(announced.size(), 10U) << testing::PrintToString(announced) << testing::PrintToString(asked);
       OfxPropertySet region;
       in.Put(prop::kRegionOfInterest, 5.0, 5.0, 9.0, 9.0);
@@ -406,8 +410,9 @@ TEST(Faults, AreSurvivedAndSaid) {
     EXPECT_EQ(host.Render(*effect, 40).status, kOk) << odd;
   }
   Habits bare;
-  for (const char* missing : {"", "OfxMessageSuite 2"}) {
+  for (const char* missing : {"", "OfxMessageSuite 2", "its members"}) {
     bare.missingSuites = {missing};
+    bare.messagesAreNull = missing == std::string("its members");
     const Host saying(ThePlugin(), bare, context::kGenerator);
     const auto masked = saying.Create();
     Answer(*masked, "waveType", 2);
@@ -422,8 +427,9 @@ TEST(Faults, AreSurvivedAndSaid) {
 
 // From the first look on, and whenever a choice is made.
 TEST(Panel, WhatIsOfNoUseIsDimmed) {
-  const Host host(ThePlugin(), {}, context::kGenerator);
+  const Host host(ThePlugin(), {}, context::kFilter), generator(ThePlugin(), {}, context::kGenerator);
   const auto effect = host.Create();
+  EXPECT_EQ(generator.Create()->params.Find("composite")->properties.Get<int>(prop::kEnabled), 0);
   const auto enabled = [&](double waveType, double star) {
     Answer(*effect, "waveType", waveType);
     Answer(*effect, "star", star);
@@ -431,16 +437,17 @@ TEST(Panel, WhatIsOfNoUseIsDimmed) {
     in.Put(prop::kName, std::string("waveType"));
     host.Do(action::kInstanceChanged, effect.get(), &in);
     std::string names;
-    for (const char* name : {"sides", "starDepth", "sourceLayer", "mask", "frequency"}) {
+    for (const char* name : {"sides", "starDepth", "sourceLayer", "mask", "frequency", "groupPolygon",
+                             "groupImageContour", "groupMask", "groupStroke", "composite"}) {
       const auto& properties = effect->params.Find(name)->properties;
       if (properties.Get<int>(prop::kEnabled) == 1) names += name + std::string(" ");
     }
     return names;
   };
   EXPECT_EQ(effect->params.Find("mask")->properties.Get<int>(prop::kEnabled), 0);
-  EXPECT_EQ(enabled(1, 1), "sourceLayer frequency ");
-  EXPECT_EQ(enabled(2, 0), "mask frequency ");
-  EXPECT_EQ(enabled(0, 1), "sides starDepth frequency ");
+  EXPECT_EQ(enabled(1, 1), "sourceLayer frequency groupImageContour groupStroke composite ");
+  EXPECT_EQ(enabled(2, 0), "mask frequency groupMask groupStroke composite ");
+  EXPECT_EQ(enabled(0, 1), "sides starDepth frequency groupPolygon groupStroke composite ");
 }
 
 // Projects hold these names, and choices by place or by text. What is here stays; what is new comes after it.
@@ -470,6 +477,12 @@ TEST(Promises, NamesAndChoices) {
       "reflection profile|Square|Triangle|Sawtooth Out|Sawtooth In|Gaussian|Bell|Sine color opacity fadeInTime "
       "fadeOutTime startWidth endWidth composite|Over Source|Waves Alone startFrame frameRate ");
   EXPECT_STREQ(ThePlugin().Plugin()->pluginIdentifier, "org.orvandel.Orvandel");
+  const auto pages = host.Descriptor().params.properties.values.at(prop::kPageOrder);
+  EXPECT_NE(host.Descriptor().params.Find(std::get<std::string>(pages.at(0))), nullptr);
+  const std::filesystem::path contents = std::filesystem::path(ORVANDEL_OFX_FILE).parent_path().parent_path();
+  for (const auto& icon : host.Descriptor().properties.values.at(prop::kIcon)) {
+    EXPECT_TRUE(std::filesystem::exists(contents / "Resources" / std::get<std::string>(icon)));
+  }
 }
 
 #if !defined(_WIN32)  // where script/test_windows looks

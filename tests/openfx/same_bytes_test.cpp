@@ -1,7 +1,8 @@
 // A frame through an OpenFX host has the bytes of the scene that says the same.
 #include <gtest/gtest.h>
+#include <pthread.h>
 
-#include <thread>
+#include <functional>
 
 #include "scene_player.h"
 #include "stage/base/errors.h"
@@ -164,9 +165,27 @@ TEST_F(SameBytes, EightThreadsWithInstancesOfTheirOwnAndWithOne) {
       }
     }
   };
-  std::vector<std::thread> threads;
-  for (std::uint32_t seed = 0; seed < 8; ++seed) threads.emplace_back(play, seed);
-  for (std::thread& thread : threads) thread.join();
+  // Some hosts' threads have small stacks.
+  struct Part {
+    std::function<void(std::uint32_t)> play;
+    std::uint32_t seed;
+    pthread_t thread;
+  };
+  std::vector<Part> parts(8, {play, 0, {}});
+  pthread_attr_t small;
+  pthread_attr_init(&small);
+  pthread_attr_setstacksize(&small, 256 << 10);
+  for (Part& part : parts) {
+    part.seed = static_cast<std::uint32_t>(&part - parts.data());
+    const auto begin = [](void* whole) -> void* {
+      const Part& own = *static_cast<Part*>(whole);
+      own.play(own.seed);
+      return nullptr;
+    };
+    ASSERT_EQ(pthread_create(&part.thread, &small, begin, &part), 0);
+  }
+  for (const Part& part : parts) pthread_join(part.thread, nullptr);
+  pthread_attr_destroy(&small);
   EXPECT_EQ(wrong, 0);
 }
 

@@ -14,6 +14,7 @@
 #include <stdexcept>
 #include <type_traits>
 
+#include "memory_faults.h"
 #include "plugins/openfx/half.h"
 
 namespace orvandel::ofx::test {
@@ -26,6 +27,12 @@ constexpr std::size_t kGuardBytes = 64;
 thread_local OfxImageEffect* rendering = nullptr;
 thread_local double renderTime = 0;
 thread_local Image* renderOutput = nullptr;
+thread_local Refusal refusal;
+
+bool Refuses() {
+  const int call = refusal.calls++;
+  return refusal.at >= 0 && (call == refusal.at || (refusal.persistent && call > refusal.at));
+}
 
 bool Known(const OfxPropertySet& set, const std::string& name) {
   static const std::set<std::string> kNeeded{
@@ -86,11 +93,6 @@ OfxStatus GetText(OfxPropertyHandle set, const char* name, int index, char** val
   }
   return kOk;
 }
-
-// What the plug-in has no use for is left out.
-const OfxPropertySuite kProperties{Set<void*>, Set<const char*>, Set<double>, Set<int>, nullptr,     nullptr,
-                                   nullptr,    nullptr,          Get<void*>,  GetText,  Get<double>, Get<int>,
-                                   nullptr,    nullptr,          nullptr,     nullptr,  nullptr,     nullptr};
 
 OfxStatus GetEffectSet(OfxImageEffectHandle effect, OfxPropertyHandle* set) {
   if (effect == nullptr) return kBadHandle;
@@ -165,9 +167,6 @@ int Aborts(OfxImageEffectHandle effect) {
   return effect->stopAfter >= 0 && asked >= effect->stopAfter ? 9 : 0;
 }
 
-const OfxImageEffectSuite kEffects{GetEffectSet, GetParamSet, DefineClip, GetClip, GetClipSet, GetImage, ReleaseImage,
-                                   ClipRegion,   Aborts,      nullptr,    nullptr, nullptr,    nullptr};
-
 OfxStatus DefineParam(OfxParamSetHandle set, const char* type, const char* name, OfxPropertyHandle* properties) {
   const std::set<std::string> kRefused{type::kString, type::kDouble2D, type::kChoice, type::kPage};
   if (set->habits->refusesParamKinds && kRefused.count(type) != 0) return kUnsupported;
@@ -189,7 +188,9 @@ OfxStatus GetParam(OfxParamSetHandle set, const char* name, OfxParamHandle* para
 std::array<double, 3> DefaultOf(const OfxParam& param) {
   const Habits& habits = *param.properties.habits;
   std::array<double, 3> values{};
-  const auto& defaults = param.properties.values.at(prop::kDefault);
+  const auto set = param.properties.values.find(prop::kDefault);
+  if (set == param.properties.values.end()) return values;
+  const auto& defaults = set->second;
   for (std::size_t i = 0; i < defaults.size(); ++i) {
     const int* whole = std::get_if<int>(&defaults[i]);
     values[i] = whole != nullptr ? *whole : std::get<double>(defaults[i]);
@@ -201,7 +202,7 @@ std::array<double, 3> DefaultOf(const OfxParam& param) {
   return values;
 }
 
-OfxStatus ValueAt(OfxParamHandle param, OfxTime time, va_list& out) {
+OfxStatus Value(OfxParamHandle param, OfxTime time, va_list& out) {
   const Habits& habits = *param->properties.habits;
   if (habits.valuesFail) return kMissingHostFeature;
   if (param->type == type::kString) {
@@ -222,9 +223,20 @@ OfxStatus ValueAt(OfxParamHandle param, OfxTime time, va_list& out) {
   return kOk;
 }
 OfxStatus GetValueAtTime(OfxParamHandle param, OfxTime time, ...) {
+  const memory::Suspended atHost;
+  if (Refuses() || param->properties.habits->timedReadsFail) return TheRefusal().answer;
   va_list out;
   va_start(out, time);
-  const OfxStatus status = ValueAt(param, time, out);
+  const OfxStatus status = Value(param, time, out);
+  va_end(out);
+  return status;
+}
+OfxStatus GetValue(OfxParamHandle param, ...) {
+  const memory::Suspended atHost;
+  if (Refuses()) return TheRefusal().answer;
+  va_list out;
+  va_start(out, param);
+  const OfxStatus status = Value(param, renderTime, out);
   va_end(out);
   return status;
 }
@@ -233,12 +245,13 @@ OfxStatus GetNumKeys(OfxParamHandle param, unsigned* count) {
   *count = param->animated && !param->properties.habits->ignoresTime ? 2 : 0;
   return kOk;
 }
-
-const OfxParameterSuite kParams{DefineParam, GetParam, nullptr, nullptr, nullptr,    GetValueAtTime,
-                                nullptr,     nullptr,  nullptr, nullptr, GetNumKeys, nullptr,
-                                nullptr,     nullptr,  nullptr, nullptr, nullptr,    nullptr};
+OfxStatus GetSetOfParams(OfxParamSetHandle params, OfxPropertyHandle* set) {
+  *set = &params->properties;
+  return kOk;
+}
 
 OfxStatus Say(void* effect, const char*, const char*, const char* format, ...) {
+  const memory::Suspended atHost;
   char text[1024];
   va_list args;
   va_start(args, format);
@@ -249,20 +262,92 @@ OfxStatus Say(void* effect, const char*, const char*, const char* format, ...) {
   said.messages.emplace_back(text);
   return kOk;
 }
-const OfxMessageSuite kMessages{Say, Say, [](void*) -> OfxStatus { return kOk; }};
+
+template <auto kFunction>
+struct Asked;
+template <typename Answer, typename... Args, Answer (*kFunction)(Args...)>
+struct Asked<kFunction> {
+  static Answer Here(Args... args) {
+    const memory::Suspended atHost;
+    return Refuses() ? TheRefusal().answer : kFunction(args...);
+  }
+};
+template <auto kFunction>
+constexpr auto kAsked = &Asked<kFunction>::Here;
+
+OfxStatus ReleaseAlways(OfxPropertyHandle set) {
+  const memory::Suspended atHost;
+  return ReleaseImage(set);
+}
+
+// What the plug-in has no use for is left out.
+const OfxPropertySuite kProperties{kAsked<Set<void*>>,
+                                   kAsked<Set<const char*>>,
+                                   kAsked<Set<double>>,
+                                   kAsked<Set<int>>,
+                                   nullptr,
+                                   nullptr,
+                                   nullptr,
+                                   nullptr,
+                                   kAsked<Get<void*>>,
+                                   kAsked<GetText>,
+                                   kAsked<Get<double>>,
+                                   kAsked<Get<int>>,
+                                   nullptr,
+                                   nullptr,
+                                   nullptr,
+                                   nullptr,
+                                   nullptr,
+                                   nullptr};
+const OfxImageEffectSuite kEffects{kAsked<GetEffectSet>,
+                                   kAsked<GetParamSet>,
+                                   kAsked<DefineClip>,
+                                   kAsked<GetClip>,
+                                   kAsked<GetClipSet>,
+                                   kAsked<GetImage>,
+                                   ReleaseAlways,
+                                   kAsked<ClipRegion>,
+                                   kAsked<Aborts>,
+                                   nullptr,
+                                   nullptr,
+                                   nullptr,
+                                   nullptr};
+const OfxParameterSuite kParams{kAsked<DefineParam>,
+                                kAsked<GetParam>,
+                                kAsked<GetSetOfParams>,
+                                nullptr,
+                                GetValue,
+                                GetValueAtTime,
+                                nullptr,
+                                nullptr,
+                                nullptr,
+                                nullptr,
+                                kAsked<GetNumKeys>,
+                                nullptr,
+                                nullptr,
+                                nullptr,
+                                nullptr,
+                                nullptr,
+                                nullptr,
+                                nullptr};
+const OfxMessageSuite kMessages{Say, Say, [](void*) -> OfxStatus { return kOk; }}, kNoMessages{};
 
 const void* FetchSuite(OfxPropertyHandle host, const char* name, int version) {
+  const memory::Suspended atHost;
   const std::string wanted = name + (" " + std::to_string(version));
   const auto& missing = host->habits->missingSuites;
   if (missing.count(name) != 0 || missing.count(wanted) != 0) return nullptr;
   if (wanted == "OfxPropertySuite 1") return &kProperties;
   if (wanted == "OfxImageEffectSuite 1") return &kEffects;
   if (wanted == "OfxParameterSuite 1") return &kParams;
+  if (wanted == "OfxMessageSuite 2" && host->habits->messagesAreNull) return &kNoMessages;
   if (wanted == "OfxMessageSuite 2" || wanted == "OfxMessageSuite 1") return &kMessages;
   return nullptr;
 }
 
 }  // namespace
+
+Refusal& TheRefusal() { return refusal; }
 
 int Form::Channels() const {
   return components == std::string(components::kRgba) ? 4 : components == std::string(components::kRgb) ? 3 : 1;
@@ -415,6 +500,7 @@ Host::Host(const Binary& binary, Habits habits, Name context)
 }
 
 OfxStatus Host::Do(Name action, const void* handle, OfxPropertySet* in, OfxPropertySet* out) const {
+  const memory::Armed here;
   return plugin_->mainEntry(action, handle, in, out);
 }
 
@@ -425,8 +511,12 @@ std::unique_ptr<OfxImageEffect, std::function<void(OfxImageEffect*)>> Host::Crea
   effect->properties.Put(prop::kContext, std::string(context_));
   if (habits_->tellsProject) {
     const double told = habits_->projectIsZero ? 0 : 1;
-    effect->properties.Put(prop::kProjectSize, habits_->width * told, habits_->height * told);
-    effect->properties.Put(prop::kProjectOffset, habits_->offsetX, habits_->offsetY);
+    if (habits_->tellsExtentAlone) {
+      effect->properties.Put(prop::kProjectExtent, habits_->width, habits_->height);
+    } else {
+      effect->properties.Put(prop::kProjectSize, habits_->width * told, habits_->height * told);
+      effect->properties.Put(prop::kProjectOffset, habits_->offsetX, habits_->offsetY);
+    }
     if (habits_->tellsAspect) effect->properties.Put(prop::kProjectAspect, habits_->pixelAspect);
   }
   if (habits_->tellsRate) effect->properties.Put(prop::kFrameRate, habits_->frameRate);
@@ -447,13 +537,16 @@ std::unique_ptr<OfxImageEffect, std::function<void(OfxImageEffect*)>> Host::Crea
     made->properties = param->properties;
     effect->params.params.push_back(std::move(made));
   }
-  if (Do(action::kCreateInstance, effect) != kOk) throw std::runtime_error("no instance");
+  const OfxStatus created = Do(action::kCreateInstance, effect);
   OfxPlugin* plugin = plugin_;
   const auto habitsKept = habits_;
-  return {effect, [plugin, habitsKept](OfxImageEffect* made) {
-            plugin->mainEntry(action::kDestroyInstance, made, nullptr, nullptr);
-            delete made;
-          }};
+  std::unique_ptr<OfxImageEffect, std::function<void(OfxImageEffect*)>> made{
+      effect, [plugin, habitsKept, created](OfxImageEffect* gone) {
+        if (created == kOk) plugin->mainEntry(action::kDestroyInstance, gone, nullptr, nullptr);
+        delete gone;
+      }};
+  if (created != kOk) throw NoInstance{created};
+  return made;
 }
 
 OfxPropertySet Host::Args(double time) const {

@@ -39,16 +39,18 @@ struct Habits {
   bool textsShareOneBuffer = false;
   // What it offers.
   std::set<std::string> missingSuites;  // all versions, or "name version"
+  bool messagesAreNull = false;         // in version 2
   bool givesOtherTimes = true;
   bool refusesParamKinds = false;  // texts, points and choices cannot be defined
   // Parameters.
-  bool valuesFail = false;   // every read
+  bool valuesFail = false;  // every read
+  bool timedReadsFail = false;
   bool ignoresTime = false;  // the value is that of the frame in render
   bool defaultPointsRaw = false;
   bool keysUnknown = false;  // the number of keys is not told
   // The project.
   double width = 160, height = 90, offsetX = 0, offsetY = 0;  // canonical
-  bool tellsProject = true, projectIsZero = false, tellsRate = true, tellsAspect = true;
+  bool tellsProject = true, projectIsZero = false, tellsExtentAlone = false, tellsRate = true, tellsAspect = true;
   double pixelAspect = 1, frameRate = 30;
   OfxPointD scale{1, 1};
   // Images.
@@ -114,6 +116,7 @@ struct OfxParam {
 };
 struct OfxParamSet {
   const orvandel::ofx::test::Habits* habits = nullptr;
+  OfxPropertySet properties;
   std::vector<std::unique_ptr<OfxParam>> params;
   OfxParam* Find(const std::string& name) const;
 };
@@ -138,6 +141,16 @@ struct OfxImageEffect {
 
 namespace orvandel::ofx::test {
 
+// The calls that this thread's host answers, counted from 0: one of them, or that one and all later ones, is refused,
+// and its variables are left alone.
+struct Refusal {
+  int at = -1;
+  bool persistent = false;
+  OfxStatus answer = kFailed;
+  int calls = 0;
+};
+Refusal& TheRefusal();
+
 // The plug-in's file, loaded.
 class Binary {
  public:
@@ -152,6 +165,10 @@ class Binary {
   OfxPlugin* plugin_ = nullptr;
 };
 
+struct NoInstance {
+  OfxStatus answer = kOk;
+};
+
 class Host {
  public:
   // Sets itself as the host, loads, describes in the context.
@@ -161,7 +178,7 @@ class Host {
   OfxStatus Described() const { return described_; }
   const Habits& Had() const { return *habits_; }
 
-  std::unique_ptr<OfxImageEffect, std::function<void(OfxImageEffect*)>> Create() const;
+  std::unique_ptr<OfxImageEffect, std::function<void(OfxImageEffect*)>> Create() const;  // or NoInstance is thrown
   OfxStatus Do(Name action, const void* handle, OfxPropertySet* in = nullptr, OfxPropertySet* out = nullptr) const;
   OfxPropertySet Args(double time) const;
 

@@ -67,6 +67,7 @@ namespace prop {
 inline constexpr Name kName = "OfxPropName", kLabel = "OfxPropLabel", kShortLabel = "OfxPropShortLabel",
                       kLongLabel = "OfxPropLongLabel", kTime = "OfxPropTime", kChangeReason = "OfxPropChangeReason",
                       kDescription = "OfxPropPluginDescription", kVersion = "OfxPropVersion",
+                      kVersionLabel = "OfxPropVersionLabel", kIcon = "OfxPropIcon",
                       kGrouping = "OfxImageEffectPluginPropGrouping";
 
 inline constexpr Name kContext = "OfxImageEffectPropContext", kContexts = "OfxImageEffectPropSupportedContexts",
@@ -86,6 +87,7 @@ inline constexpr Name kContext = "OfxImageEffectPropContext", kContexts = "OfxIm
 // Of an instance, a clip, an image or an action's arguments.
 inline constexpr Name kProjectSize = "OfxImageEffectPropProjectSize",
                       kProjectOffset = "OfxImageEffectPropProjectOffset",
+                      kProjectExtent = "OfxImageEffectPropProjectExtent",
                       kProjectAspect = "OfxImageEffectPropPixelAspectRatio", kFrameRate = "OfxImageEffectPropFrameRate",
                       kRenderScale = "OfxImageEffectPropRenderScale", kRenderWindow = "OfxImageEffectPropRenderWindow",
                       kFieldToRender = "OfxImageEffectPropFieldToRender",
@@ -114,7 +116,8 @@ inline constexpr Name kHint = "OfxParamPropHint", kScriptName = "OfxParamPropScr
                       kOverlayHandle = "kOfxParamPropUseHostOverlayHandle", kChoiceOption = "OfxParamPropChoiceOption",
                       kStringMode = "OfxParamPropStringMode", kFilePathExists = "OfxParamPropStringFilePathExists",
                       kGroupOpen = "OfxParamPropGroupOpen", kEnabled = "OfxParamPropEnabled",
-                      kCacheInvalidation = "OfxParamPropCacheInvalidation", kPageChild = "OfxParamPropPageChild";
+                      kCacheInvalidation = "OfxParamPropCacheInvalidation", kPageChild = "OfxParamPropPageChild",
+                      kPageOrder = "OfxPluginPropParamPageOrder";
 }  // namespace prop
 
 }  // namespace orvandel::ofx
