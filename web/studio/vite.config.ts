@@ -48,10 +48,24 @@ function beside(): Plugin {
   };
 }
 
+// What the first script asks for is fetched while that one runs.
+function preloaded(): Plugin {
+  return {
+    name: "preloaded",
+    transformIndexHtml: {
+      order: "post",
+      handler: (_html, { bundle }) =>
+        Object.values(bundle ?? {})
+          .filter((chunk) => chunk.type === "chunk" && chunk.name === "page")
+          .map(({ fileName: href }) => ({ tag: "link", attrs: { rel: "modulepreload", crossorigin: true, href } })),
+    },
+  };
+}
+
 export default defineConfig({
   base: "./",
   root: import.meta.dirname,
-  plugins: [beside()],
+  plugins: [beside(), preloaded()],
   worker: { format: "es" },
   server: { fs: { allow: [root] } },
   build: { target: "es2022", outDir: out, emptyOutDir: true, assetsInlineLimit: 0, modulePreload: { polyfill: false } },

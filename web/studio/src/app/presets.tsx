@@ -3,7 +3,6 @@ import { useEffect, useRef, useState } from "preact/hooks";
 
 import { SceneDocument } from "../document/document";
 import type { Picture } from "../engine/core";
-import { workers } from "../engine/engine";
 import { Pool, Urgency } from "../engine/pool";
 import { fetchMissing } from "../session/media_files";
 import { dialog, open } from "../session/state";
@@ -71,7 +70,7 @@ export function Presets() {
   const [, redraw] = useState(0);
   const still = matchMedia("(prefers-reduced-motion: reduce)").matches;
   useEffect(() => {
-    const pool = new Pool(workers().module, 1);
+    const pool = new Pool(1);
     let open = true;
     void presetsOf().then(async (found) => {
       setPresets(found);

@@ -3,6 +3,7 @@ import { computed, signal } from "@preact/signals";
 import { type ParseError, parse } from "jsonc-parser";
 
 import { isObject, type JsonObject } from "./json";
+import { kNewName } from "./new_scene";
 
 export type Files = Readonly<Record<string, Uint8Array>>;
 
@@ -20,7 +21,7 @@ let made = 0;
 
 export class SceneDocument {
   readonly id = `${Date.now()}-${++made}`;
-  readonly name = signal("untitled.json");
+  readonly name = signal(kNewName);
   readonly text;
   /** As they were given; what a saved scene names. */
   readonly files = signal<Files>({});
@@ -44,7 +45,7 @@ export class SceneDocument {
   #past: Step[] = [];
   #future: Step[] = [];
 
-  constructor(text: string, name = "untitled.json", files: Files = {}) {
+  constructor(text: string, name = kNewName, files: Files = {}) {
     this.text = signal(text);
     this.saved = signal(text);
     this.name.value = name;

@@ -5,6 +5,7 @@ import type { SceneDocument } from "../document/document";
 import { type Rate, rateOf } from "../document/time";
 import { completed, type Parameter } from "../document/catalog";
 import { type Complaint, CoreError, type SceneFacts } from "./core";
+import { core, first } from "./first";
 import { Dropped, Pool, Urgency } from "./pool";
 
 export const parameters = signal<Parameter[]>([]);
@@ -29,14 +30,14 @@ const kMostWorkers = 16;
 
 /** Resolved when the core is there. */
 export async function openEngine(): Promise<void> {
-  const module = WebAssembly.compileStreaming(fetch("./orvandel.wasm"));
-  pool = new Pool(module, Math.min(kMostWorkers, Math.max(2, navigator.hardwareConcurrency || 2)));
-  await module;
+  pool = new Pool(Math.min(kMostWorkers, Math.max(2, navigator.hardwareConcurrency || 2)), first);
+  await core;
 }
 
 /** After the first picture: nothing waits for these. */
 export async function askCatalog(): Promise<void> {
-  parameters.value = (await workers().ask(Urgency.Background, "catalog")).map(completed);
+  const known = await first.catalog;
+  parameters.value = (known ?? (await workers().ask(Urgency.Background, "catalog"))).map(completed);
   schema.value = await workers().ask(Urgency.Background, "schema");
 }
 

@@ -3,6 +3,7 @@ import { effect, signal } from "@preact/signals";
 
 import { CoreError, type FrameOptions, type Picture } from "./core";
 import { failure, frameCount, revision, workers } from "./engine";
+import { first, kFirstOptions } from "./first";
 import { Dropped, Urgency } from "./pool";
 
 export interface ShownPicture extends Picture {
@@ -74,6 +75,23 @@ export async function drawn(
   return { made, ms };
 }
 
+let opening: Promise<void> | undefined;
+
+/** The page's first pictures are some like any other, when they are of the scene that is open. */
+export function takeFirst(): void {
+  const asked = workers().scene;
+  if (!workers().isSame(first.scene)) return;
+  const take = (options: FrameOptions) => (value: Picture | undefined) => {
+    if (!value || asked !== workers().scene) return;
+    const made = { ...value, frame: 0, downsample: options.downsample ?? 1, draft: options.quality === "draft" };
+    kept(keyOf(0, options));
+    keep(keyOf(0, options), made);
+    if (frame.peek() === 0) picture.value = made;
+  };
+  void first.small.then(take(kFirstOptions));
+  opening = first.whole.then(take({}));
+}
+
 let busy = false;
 let wanted = false;
 let painted = 0;
@@ -114,6 +132,7 @@ async function draw(): Promise<void> {
   clearTimeout(restTimer);
   if (busy) return;
   busy = true;
+  await opening;
   while (wanted && !playing.peek()) {
     wanted = false;
     const there = whenKept(frame.peek(), {}) !== undefined;

@@ -1,5 +1,6 @@
 // Workers, each with an instance of the core, and the queue of what they are asked.
 import { type Answers, type Answer, CoreError, type Method, type SceneMessage } from "./core";
+import { freshWorker, type FirstWorker, hiredWorker } from "./first";
 
 /** Lower goes first. */
 export enum Urgency {
@@ -21,8 +22,8 @@ interface Job {
 
 interface Hand {
   worker: Worker;
-  scene: number;
-  files: unknown;
+  /** What it was given last. */
+  scene?: SceneMessage;
   job?: Job;
   begun: number;
 }
@@ -37,6 +38,11 @@ export interface Timed<T> {
 // A frame of a scene that is gone may take seconds: then a new worker is quicker than to wait for it.
 const kPatience = 1500;
 
+function isSame(a: SceneMessage | undefined, b: SceneMessage): boolean {
+  if (!a || a.text !== b.text || a.name !== b.name) return false;
+  return a.files === b.files || Object.keys({ ...a.files, ...b.files }).length === 0;
+}
+
 export class Pool {
   #hands: Hand[] = [];
   #queue: Job[] = [];
@@ -44,15 +50,27 @@ export class Pool {
   #asked = 0;
 
   constructor(
-    /** Workers start while it is still being compiled. */
-    readonly module: Promise<WebAssembly.Module>,
     readonly size: number,
+    /** One that works already. */
+    first: FirstWorker = freshWorker(),
   ) {
-    for (let i = 0; i < size; ++i) this.#hands.push(this.#hired());
+    // The others would only take its time from the first picture.
+    void first.small.then(() => {
+      while (this.#hands.length < size - 1) this.#hands.push(this.#hired());
+      this.#handOut();
+    });
+    void first.whole.then(() => {
+      this.#hands.push(this.#led({ worker: first.worker, scene: first.scene, begun: 0 }));
+      this.#handOut();
+    });
   }
 
   get scene(): number {
     return this.#scene.scene;
+  }
+
+  isSame(scene: SceneMessage | undefined): boolean {
+    return isSame(scene, this.#scene);
   }
 
   /** What was asked about the scene before and is not begun is dropped, but for what runs in the background. */
@@ -103,11 +121,12 @@ export class Pool {
   }
 
   #hired(): Hand {
-    const worker = new Worker(new URL("./worker.ts", import.meta.url), { type: "module" });
-    const hand: Hand = { worker, scene: -1, files: undefined, begun: 0 };
-    void this.module.then((module) => worker.postMessage(module));
-    worker.onmessage = ({ data }: MessageEvent<Answer>) => this.#finished(hand, data);
-    worker.onerror = (event) => {
+    return this.#led({ worker: hiredWorker(), begun: 0 });
+  }
+
+  #led(hand: Hand): Hand {
+    hand.worker.onmessage = ({ data }: MessageEvent<Answer>) => this.#finished(hand, data);
+    hand.worker.onerror = (event) => {
       event.preventDefault();
       hand.job?.reject(new Error(event.message || "a worker of the page ended"));
       hand.job = undefined;
@@ -138,17 +157,16 @@ export class Pool {
       const idle = this.#hands.filter((hand) => !hand.job);
       if (idle.length === 0) return;
       this.#queue.shift();
-      this.#give(idle.find((hand) => hand.scene === job.scene.scene) ?? idle[0]!, job);
+      this.#give(idle.find((hand) => isSame(hand.scene, job.scene)) ?? idle[0]!, job);
     }
   }
 
   #give(hand: Hand, job: Job): void {
-    if (hand.scene !== job.scene.scene) {
+    if (!isSame(hand.scene, job.scene)) {
       const { files, ...rest } = job.scene;
-      hand.worker.postMessage(hand.files === files ? rest : job.scene);
-      hand.scene = job.scene.scene;
-      hand.files = files;
+      hand.worker.postMessage(hand.scene?.files === files ? rest : job.scene);
     }
+    hand.scene = job.scene;
     hand.job = job;
     hand.begun = performance.now();
     hand.worker.postMessage({ id: job.id, method: job.method, args: job.args, scene: job.scene.scene });

@@ -1,5 +1,5 @@
 // The panel: the chosen effect's parameters by group, the scene, its media.
-import { signal } from "@preact/signals";
+import { effect, signal } from "@preact/signals";
 import type { VNode } from "preact";
 
 import { chooseEffect, current, effectIndex } from "../document/open";
@@ -139,9 +139,19 @@ function Effects() {
   );
 }
 
+// Rows are many: they come a few at a time, and what moves meanwhile is not held up.
+const built = signal(0);
+const kRowsAtOnce = 8;
+effect(() => {
+  if (built.value < parameters.value.length) setTimeout(() => (built.value += kRowsAtOnce));
+});
+
 function EffectPanel() {
   const isSet = ({ name }: Parameter) => setting(current.value.scene.value, effectIndex.value, name) !== undefined;
-  const all = parameters.value.filter(matches).filter((parameter) => !onlyChanged.value || isSet(parameter));
+  const all = parameters.value
+    .slice(0, built.value)
+    .filter(matches)
+    .filter((parameter) => !onlyChanged.value || isSet(parameter));
   const groups = [...new Set(parameters.value.map(({ group }) => group))];
   return (
     <>
@@ -167,7 +177,7 @@ function EffectPanel() {
       {groups.map((group) => (
         <Group key={group} name={group} members={all.filter((parameter) => parameter.group === group)} />
       ))}
-      {all.length === 0 && parameters.value.length > 0 && <p class="hint">No parameter of that name.</p>}
+      {all.length === 0 && built.value > 0 && <p class="hint">No parameter of that name.</p>}
     </>
   );
 }

@@ -1,6 +1,6 @@
 // The picture: zoomed and moved, on a checkerboard, with the handles over it.
 import { computed, effect, signal } from "@preact/signals";
-import { useEffect, useRef } from "preact/hooks";
+import { useLayoutEffect, useRef } from "preact/hooks";
 
 import { complaints, facts, failure } from "../engine/engine";
 import { frame, picture } from "../engine/frames";
@@ -46,7 +46,8 @@ export function zoomTo(next: "fit" | number): void {
 
 function Canvas() {
   const canvas = useRef<HTMLCanvasElement>(null);
-  useEffect(
+  // Before anything is seen: the page's first picture stands where it stood.
+  useLayoutEffect(
     () =>
       effect(() => {
         const shown = picture.value;
@@ -110,7 +111,9 @@ function Trouble() {
 
 export function View() {
   const host = useRef<HTMLDivElement>(null);
-  useEffect(() => {
+  useLayoutEffect(() => {
+    const { clientWidth, clientHeight } = host.current!;
+    room.value = { width: clientWidth, height: clientHeight };
     const watch = new ResizeObserver(
       ([entry]) => (room.value = { width: entry!.contentRect.width, height: entry!.contentRect.height }),
     );

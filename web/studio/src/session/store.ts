@@ -3,6 +3,7 @@ import { effect } from "@preact/signals";
 
 import { type Files, SceneDocument } from "../document/document";
 import { current, documents, kNewScene } from "../document/open";
+import { kKeptFlag } from "../engine/first";
 import { addTo } from "./media_files";
 
 interface Kept {
@@ -39,8 +40,12 @@ export async function restore(): Promise<boolean> {
       return document;
     }),
   );
-  documents.value = opened;
-  current.value = opened[kept.current] ?? opened[0]!;
+  localStorage.setItem(kKeptFlag, "yes");
+  const [shown] = documents.peek();
+  // What somebody was quick to begin stays.
+  const begun = documents.peek().filter((each) => each !== shown || each.text.peek() !== kNewScene);
+  documents.value = [...opened, ...begun];
+  if (begun.length === 0) current.value = opened[kept.current] ?? opened[0]!;
   return true;
 }
 
@@ -55,6 +60,8 @@ async function keep(): Promise<void> {
     saved: each.saved.peek(),
     files: each.files.peek(),
   }));
+  if (kept.length > 0) localStorage.setItem(kKeptFlag, "yes");
+  else localStorage.removeItem(kKeptFlag);
   const place = await store("readwrite");
   await asked(place.put({ scenes: kept, current: Math.max(0, scenes.indexOf(current.peek())) }, "scenes"));
 }

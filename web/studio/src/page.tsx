@@ -7,16 +7,14 @@ import { followKeys } from "./app/commands";
 import { current } from "./document/open";
 import { followAnalysis } from "./engine/analysis";
 import { askCatalog, follow, openEngine } from "./engine/engine";
-import { followFrames } from "./engine/frames";
+import { first } from "./engine/first";
+import { followFrames, takeFirst } from "./engine/frames";
 import { followPlaying } from "./engine/playing";
 import { followSound } from "./engine/sound";
 import { sceneOfLink } from "./session/link";
 import { served } from "./session/served";
 import { open, say, theme } from "./session/state";
 import { followChanges, restore } from "./session/store";
-import "./style/page.css";
-import "./style/controls.css";
-import "./style/timeline.css";
 
 async function begin(): Promise<void> {
   effect(() => {
@@ -26,9 +24,12 @@ async function begin(): Promise<void> {
   const engine = openEngine();
   const link = sceneOfLink();
   // What was being made before comes back, unless the address or the program says otherwise.
-  if (!served?.sceneName) await restore().catch(() => false);
+  const restored = served?.sceneName ? undefined : restore().catch(() => undefined);
+  // The first picture says that nothing is kept, so that nothing is waited for.
+  if (!first.scene) await restored;
   if (link) open(link);
   follow(() => current.value);
+  takeFirst();
   followFrames();
   render(<App />, document.getElementById("app")!);
   await engine;
@@ -37,6 +38,7 @@ async function begin(): Promise<void> {
   followAnalysis();
   followKeys();
   effect(() => void followSound(current.value));
+  await restored;
   followChanges();
   offerApi();
   await served?.open().catch((error: Error) => say(error.message, "bad"));
