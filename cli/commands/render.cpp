@@ -33,6 +33,7 @@
 #include "cli/waves/wave_limit.h"
 #include "stage/base/errors.h"
 #include "stage/module/effect_module.h"
+#include "stage/picture/host_image.h"
 #include "stage/picture/picture_scale.h"
 #include "stage/reports/media_use.h"
 #include "stage/reports/wave_count.h"
@@ -216,7 +217,7 @@ PoolOptions PoolOf(const RenderRequest& request, const Plan& plan) {
   PoolOptions pool;
   pool.jobs = JobsFor(request, plan.frames.size());
   if (plan.output.IsOrdered()) {
-    pool.slotBytes = static_cast<std::size_t>(plan.form.width) * static_cast<std::size_t>(plan.form.height) * 4;
+    pool.slotBytes = stage::HostImage::BytesFor(plan.form.width, plan.form.height);
   }
   pool.maxFrameSeconds = request.maxFrameSeconds;
   return pool;

@@ -14,6 +14,7 @@
 #include "cli/interrupt.h"
 #include "stage/base/errors.h"
 #include "stage/base/stage_clock.h"
+#include "stage/picture/host_image.h"
 #include "stage/picture/pixel_order.h"
 
 namespace orvandel::cli {
@@ -28,7 +29,7 @@ class Film final : public OrderedSink {
         height_(options.height) {}
 
   void Put(std::span<const std::uint8_t> picture) override {
-    writer_->Add({width_, height_, picture.data(), std::ptrdiff_t{width_} * 4});
+    writer_->Add(stage::HostImage::RowsIn(width_, height_, picture));
   }
   void Finish() override { writer_->Finish(); }
 
@@ -46,7 +47,7 @@ class StandardOutput {
   StandardOutput() {
     struct stat status {};
     if (fstat(STDOUT_FILENO, &status) != 0) return;
-    if (S_ISREG(status.st_mode)) atOnce_ = kManyBytes;
+    if (S_ISREG(status.st_mode) || S_ISCHR(status.st_mode)) atOnce_ = kManyBytes;  // a device here is no terminal
     if (!S_ISFIFO(status.st_mode)) return;
     // Opened anew, it is this program's alone: whoever shares the first one need not know that writes do not block.
     const int own = open("/proc/self/fd/1", O_WRONLY | O_NONBLOCK | O_CLOEXEC);
@@ -78,8 +79,10 @@ class StandardOutput {
 
 class RawStream final : public OrderedSink {
  public:
-  void Put(std::span<const std::uint8_t> picture) override {
+  explicit RawStream(std::size_t pictureBytes) : pictureBytes_(pictureBytes) {}
+  void Put(std::span<const std::uint8_t> slot) override {
     const stage::StageTimer writing(stage::WorkStage::kWriting);
+    std::span<const std::uint8_t> picture = slot.first(pictureBytes_);
     while (!picture.empty()) picture = picture.subspan(WriteSome(picture));
     ++pictures_;
   }
@@ -98,25 +101,39 @@ class RawStream final : public OrderedSink {
   }
 
   StandardOutput output_;
+  std::size_t pictureBytes_;
   std::int64_t pictures_ = 0;  // written whole
 };
 
 }  // namespace
 
-void FillSlot(const stage::PictureRows& picture, OutputKind kind, std::span<std::uint8_t> slot) {
-  const stage::StageTimer encoding(stage::WorkStage::kEncoding);
-  std::uint8_t* out = slot.data();
-  for (std::int32_t y = 0; y < picture.height; ++y, out += picture.RowSize()) {
-    if (kind == OutputKind::kStream) {
-      stage::CopyAlphaLast(picture.Row(y), out, static_cast<std::size_t>(picture.width));
-    } else {
-      std::memcpy(out, picture.Row(y), picture.RowSize());
-    }
+std::function<void()> FillSlot(const stage::PictureRows& picture, OutputKind kind, std::span<std::uint8_t> slot) {
+  const bool isThere = picture.top == slot.data();
+  if (kind == OutputKind::kStream) {
+    const auto turn = [picture, slot] {
+      const stage::StageTimer encoding(stage::WorkStage::kEncoding);
+      std::uint8_t* out = slot.data();
+      for (std::int32_t y = 0; y < picture.height; ++y, out += picture.RowSize()) {
+        stage::CopyAlphaLast(picture.Row(y), out, static_cast<std::size_t>(picture.width));
+      }
+    };
+    if (isThere) return turn;
+    turn();
+    return {};
   }
+  const stage::StageTimer encoding(stage::WorkStage::kEncoding);
+  const stage::PictureRows rows = stage::HostImage::RowsIn(picture.width, picture.height, slot);
+  for (std::int32_t y = 0; !isThere && y < picture.height; ++y) {
+    std::memcpy(slot.data() + rows.rowBytes * y, picture.Row(y), picture.RowSize());
+  }
+  return {};
 }
 
 std::unique_ptr<OrderedSink> OpenSink(const Output& output, const stage::FilmOptions& film) {
-  if (output.kind == OutputKind::kStream) return std::make_unique<RawStream>();
+  if (output.kind == OutputKind::kStream) {
+    return std::make_unique<RawStream>(static_cast<std::size_t>(film.width) * static_cast<std::size_t>(film.height) *
+                                       4);
+  }
   return std::make_unique<Film>(output.FileOf(0), film);
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <span>
 
@@ -18,8 +19,10 @@ class OrderedSink {
   virtual void Finish() = 0;
 };
 
-// A picture as the sink takes it: rows packed from the top; alpha first for a film, last for a stream.
-void FillSlot(const stage::PictureRows& picture, OutputKind kind, std::span<std::uint8_t> slot);
+// Puts a picture into a slot as the sink takes it: for a film as a HostImage, for a stream as rows packed from the top
+// with the alpha last. A picture that was drawn into the slot is only turned there. Returns what is left to do, as
+// FrameWork::Make.
+std::function<void()> FillSlot(const stage::PictureRows& picture, OutputKind kind, std::span<std::uint8_t> slot);
 
 std::unique_ptr<OrderedSink> OpenSink(const Output& output, const stage::FilmOptions& film);
 

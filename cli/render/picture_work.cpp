@@ -23,8 +23,7 @@ class PictureWork final : public FrameWork {
       throw stage::InputError(fmt::format("{}: is {} x {}, not {} x {} as the film", file.string(), picture.width,
                                           picture.height, form_.width, form_.height));
     }
-    FillSlot(picture, into_, slot);
-    return {};
+    return FillSlot(picture, into_, slot);
   }
 
  private:

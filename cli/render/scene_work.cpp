@@ -33,7 +33,7 @@ class SceneWork final : public FrameWork {
     try {
       std::function<void()> rest;
       if (output_.IsOrdered()) {
-        FillSlot(renderer_->RenderRows(frame), output_.kind, slot);
+        rest = FillSlot(renderer_->RenderRows(frame, slot), output_.kind, slot);
       } else {
         rest = Picture(frame);
       }

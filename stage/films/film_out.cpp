@@ -22,6 +22,7 @@
 #include "stage/films/exr_out.h"
 #include "stage/films/film_files.h"
 #include "stage/films/sound_track.h"
+#include "stage/picture/pixel_order.h"
 
 extern "C" {
 #include <libavutil/pixdesc.h>
@@ -82,6 +83,24 @@ const FilmFormat& FormatOf(const FilmKind& kind) {
                        [&](const FilmFormat& format) { return format.name == kind.name; });
 }
 
+using Turn = void (*)(const std::uint8_t* row, std::uint8_t* out, std::size_t pixels);
+
+void CopyAsItIs(const std::uint8_t* row, std::uint8_t* out, std::size_t pixels) { std::memcpy(out, row, 4 * pixels); }
+
+// From alpha, red, green, blue; null where more than the order of bytes differs.
+Turn TurnFor(AVPixelFormat pixels) {
+  switch (pixels) {
+    case AV_PIX_FMT_ARGB:
+      return CopyAsItIs;
+    case AV_PIX_FMT_RGBA:
+      return CopyAlphaLast;
+    case AV_PIX_FMT_BGRA:
+      return CopyReversed;
+    default:
+      return nullptr;
+  }
+}
+
 // Formats that viewers show as pictures, not as films.
 bool IsForWebPages(const FilmKind& kind) { return kind.extension == ".apng" || kind.extension == ".webp"; }
 
@@ -105,17 +124,11 @@ void CheckSize(const std::filesystem::path& file, const FilmOptions& options) {
 class EncodedFilm final : public FilmWriter {
  public:
   EncodedFilm(const std::filesystem::path& file, const FilmKind& kind, const FilmOptions& options)
-      : kind_(kind),
-        format_(FormatOf(kind)),
-        options_(options),
-        partial_(file, options.ifTaken),
-        packet_(NewPacket()),
-        source_(NewFrame()),
-        frame_(NewFrame()) {
+      : kind_(kind), format_(FormatOf(kind)), options_(options), partial_(file, options.ifTaken), packet_(NewPacket()) {
     OpenEncoder();
     OpenSound();
     OpenContainer();
-    PrepareFrames();
+    OpenScaler();
   }
 
   void Add(const PictureRows& picture) override {
@@ -123,11 +136,10 @@ class EncodedFilm final : public FilmWriter {
       partial_.Fail("a picture of another size came");
     const StageTimer encoding(WorkStage::kEncoding);
     const AvComplaints complaints;
-    // The encoder may still hold the frame before this one.
-    Check(av_frame_make_writable(frame_.get()), complaints);
-    FillFrame(picture);
-    frame_->pts = pictures_++;
-    Check(avcodec_send_frame(codec_.get(), frame_.get()), complaints);
+    AVFrame& frame = FreeFrame(complaints);
+    FillFrame(picture, frame);
+    frame.pts = pictures_++;
+    Check(avcodec_send_frame(codec_.get(), &frame), complaints);
     WritePackets(complaints);
     if (sound_ != nullptr) sound_->AdvanceTo(SecondsSoFar(), SoundWriter(complaints));
   }
@@ -229,22 +241,35 @@ class EncodedFilm final : public FilmWriter {
     Check(avcodec_parameters_from_context(stream->codecpar, &sound_->Codec()), complaints);
   }
 
-  void PrepareFrames() {
+  AvFrame FrameOf(AVPixelFormat pixels, const AvComplaints& complaints) const {
+    AvFrame frame = NewFrame();
+    frame->width = codec_->width;
+    frame->height = codec_->height;
+    frame->format = pixels;
+    Check(av_frame_get_buffer(frame.get(), 0), complaints);
+    return frame;
+  }
+
+  // The encoder may still hold the frames before this one.
+  AVFrame& FreeFrame(const AvComplaints& complaints) {
+    for (const AvFrame& frame : frames_) {
+      if (av_frame_is_writable(frame.get()) != 0) return *frame;
+    }
+    AVFrame& frame = *frames_.emplace_back(FrameOf(format_.pixels, complaints));
+    frame.color_range = codec_->color_range;
+    frame.colorspace = codec_->colorspace;
+    frame.color_primaries = codec_->color_primaries;
+    frame.color_trc = codec_->color_trc;
+    return frame;
+  }
+
+  // Only for formats whose samples are not the pictures' own.
+  void OpenScaler() {
+    if (turn_ != nullptr) return;
     const AvComplaints complaints;
-    const auto prepare = [&](AVFrame& frame, AVPixelFormat pixels) {
-      frame.width = codec_->width;
-      frame.height = codec_->height;
-      frame.format = pixels;
-      Check(av_frame_get_buffer(&frame, 0), complaints);
-    };
-    prepare(*source_, AV_PIX_FMT_ARGB);
-    prepare(*frame_, format_.pixels);
-    frame_->color_range = codec_->color_range;
-    frame_->colorspace = codec_->colorspace;
-    frame_->color_primaries = codec_->color_primaries;
-    frame_->color_trc = codec_->color_trc;
+    source_ = FrameOf(AV_PIX_FMT_ARGB, complaints);
     constexpr int kFlags = SWS_BICUBIC | SWS_ACCURATE_RND | SWS_BITEXACT | SWS_FULL_CHR_H_INP | SWS_FULL_CHR_H_INT;
-    scaler_.reset(sws_getContext(source_->width, source_->height, AV_PIX_FMT_ARGB, frame_->width, frame_->height,
+    scaler_.reset(sws_getContext(source_->width, source_->height, AV_PIX_FMT_ARGB, source_->width, source_->height,
                                  format_.pixels, kFlags, nullptr, nullptr, nullptr));
     if (!scaler_) partial_.Fail("the pictures cannot be converted for this format");
     constexpr int kFullRange = 1, kNeutral = 1 << 16;
@@ -253,34 +278,32 @@ class EncodedFilm final : public FilmWriter {
                              codec_->color_range == AVCOL_RANGE_JPEG ? kFullRange : 0, 0, kNeutral, kNeutral);
   }
 
-  std::uint8_t* SourceRow(std::int32_t y) {
-    return source_->data[0] + static_cast<std::ptrdiff_t>(y) * source_->linesize[0];
+  static std::uint8_t* RowOf(const AVFrame& frame, std::int32_t y) {
+    return frame.data[0] + static_cast<std::ptrdiff_t>(y) * frame.linesize[0];
   }
 
-  void FillFrame(const PictureRows& picture) {
-    const std::size_t rowBytes = picture.RowSize();
+  void FillFrame(const PictureRows& picture, AVFrame& frame) const {
+    if (turn_ == nullptr) {
+      FillSource(picture);
+      sws_scale(scaler_.get(), source_->data, source_->linesize, 0, source_->height, frame.data, frame.linesize);
+      return;
+    }
     for (std::int32_t y = 0; y < picture.height; ++y) {
-      const std::uint8_t* const in = picture.Row(y);
-      std::uint8_t* out = SourceRow(y);
-      if (!kind_.hasAlpha) {
-        CopyOverBlack(in, picture.width, out);
-      } else {
-        std::memcpy(out, in, rowBytes);
-      }
-      if (source_->width > picture.width) std::memcpy(out + rowBytes, out + rowBytes - 4, 4);
+      turn_(picture.Row(y), RowOf(frame, y), static_cast<std::size_t>(picture.width));
     }
-    if (source_->height > picture.height) {
-      std::memcpy(SourceRow(picture.height), SourceRow(picture.height - 1),
-                  static_cast<std::size_t>(source_->width) * 4);
-    }
-    sws_scale(scaler_.get(), source_->data, source_->linesize, 0, source_->height, frame_->data, frame_->linesize);
   }
 
-  static void CopyOverBlack(const std::uint8_t* in, std::int32_t width, std::uint8_t* out) {
-    for (std::int32_t x = 0; x < width; ++x, in += 4, out += 4) {
-      out[0] = 255;
-      for (int c = 1; c < 4; ++c) out[c] = static_cast<std::uint8_t>((in[c] * in[0] + 127) / 255);
+  void FillSource(const PictureRows& picture) const {
+    const auto pixels = static_cast<std::size_t>(picture.width);
+    const Turn copy = kind_.hasAlpha ? CopyAsItIs : CopyOverBlack;
+    for (std::int32_t y = 0; y < picture.height; ++y) {
+      std::uint8_t* const out = RowOf(*source_, y);
+      copy(picture.Row(y), out, pixels);
+      if (source_->width > picture.width) std::memcpy(out + 4 * pixels, out + 4 * pixels - 4, 4);
     }
+    if (source_->height == picture.height) return;
+    std::memcpy(RowOf(*source_, picture.height), RowOf(*source_, picture.height - 1),
+                static_cast<std::size_t>(source_->width) * 4);
   }
 
   void WritePackets(const AvComplaints& complaints) {
@@ -320,7 +343,9 @@ class EncodedFilm final : public FilmWriter {
   std::unique_ptr<SoundTrack> sound_;
   AvOutput output_;
   AvPacket packet_;
-  AvFrame source_, frame_;
+  std::vector<AvFrame> frames_;
+  Turn turn_ = TurnFor(format_.pixels);
+  AvFrame source_;  // with its scaler, where there is no turn
   AvScaler scaler_;
   std::int64_t pictures_ = 0;
 };

@@ -24,8 +24,23 @@ void HostImage::Free::operator()(std::uint8_t* memory) const {
 
 HostImage::HostImage(std::int32_t width, std::int32_t height)
     : width_(width), height_(height), rowBytes_(PaddedRowBytes(width)) {
-  data_.reset(static_cast<std::uint8_t*>(::operator new (ByteCount(), std::align_val_t{kCacheLine})));
-  std::memset(data_.get(), kPadding, ByteCount());
+  own_.reset(static_cast<std::uint8_t*>(::operator new (ByteCount(), std::align_val_t{kCacheLine})));
+  data_ = own_.get();
+  std::memset(data_, kPadding, ByteCount());
+}
+
+HostImage::HostImage(std::int32_t width, std::int32_t height, std::span<std::uint8_t> memory)
+    : width_(width), height_(height), rowBytes_(PaddedRowBytes(width)), data_(memory.data()) {
+  const auto padding = static_cast<std::size_t>(rowBytes_ - width_ * 4);
+  for (std::int32_t y = 0; y < height_; ++y) std::memset(Row(y) + width_ * 4, kPadding, padding);
+}
+
+std::size_t HostImage::BytesFor(std::int32_t width, std::int32_t height) {
+  return static_cast<std::size_t>(PaddedRowBytes(width)) * static_cast<std::size_t>(height);
+}
+
+PictureRows HostImage::RowsIn(std::int32_t width, std::int32_t height, std::span<const std::uint8_t> memory) {
+  return {width, height, memory.data(), PaddedRowBytes(width)};
 }
 
 HostImage::HostImage(const Picture& picture) : HostImage(picture.width, picture.height) {
@@ -50,8 +65,8 @@ bool HostImage::PaddingIntact() const {
 std::uint64_t HostImage::Checksum() const {
   constexpr std::uint64_t kFactor = 0x9E3779B97F4A7C15u;
   std::uint64_t lanes[4] = {1, 2, 3, 4};
-  const std::uint8_t* end = data_.get() + ByteCount();  // a multiple of the cache line
-  for (const std::uint8_t* at = data_.get(); at != end; at += sizeof lanes) {
+  const std::uint8_t* end = data_ + ByteCount();  // a multiple of the cache line
+  for (const std::uint8_t* at = data_; at != end; at += sizeof lanes) {
     std::uint64_t words[4];
     std::memcpy(words, at, sizeof words);
     for (int i = 0; i < 4; ++i) lanes[i] = (lanes[i] ^ words[i]) * kFactor;

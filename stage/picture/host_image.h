@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <span>
 
 #include "orvandel/types.h"
 #include "stage/picture/picture_rows.h"
@@ -18,9 +19,14 @@ class HostImage {
   HostImage(std::int32_t width, std::int32_t height);
   // Holds the picture and remembers its bytes for Unchanged().
   explicit HostImage(const Picture& picture);
+  // The same in memory of another, which begins on a cache line, has BytesFor the size, and must outlive the image.
+  HostImage(std::int32_t width, std::int32_t height, std::span<std::uint8_t> memory);
+  static std::size_t BytesFor(std::int32_t width, std::int32_t height);
+  // What such memory shows.
+  static PictureRows RowsIn(std::int32_t width, std::int32_t height, std::span<const std::uint8_t> memory);
 
-  OrvImage Record() { return {data_.get(), width_, height_, rowBytes_, 0, this}; }
-  PictureRows Rows() const { return {width_, height_, data_.get(), rowBytes_}; }
+  OrvImage Record() { return {data_, width_, height_, rowBytes_, 0, this}; }
+  PictureRows Rows() const { return {width_, height_, data_, rowBytes_}; }
   std::size_t ByteCount() const { return static_cast<std::size_t>(rowBytes_) * static_cast<std::size_t>(height_); }
 
   // Whether nothing was written behind the rows.
@@ -34,11 +40,12 @@ class HostImage {
   };
   std::uint64_t Checksum() const;
   std::uint8_t* Row(std::int32_t y) const {
-    return data_.get() + static_cast<std::size_t>(y) * static_cast<std::size_t>(rowBytes_);
+    return data_ + static_cast<std::size_t>(y) * static_cast<std::size_t>(rowBytes_);
   }
 
   std::int32_t width_, height_, rowBytes_;
-  std::unique_ptr<std::uint8_t[], Free> data_;
+  std::unique_ptr<std::uint8_t[], Free> own_;  // null: another's
+  std::uint8_t* data_;
   std::uint64_t checksum_ = 0;
 };
 

@@ -31,6 +31,28 @@ void Turn(const std::uint8_t* row, std::uint8_t* out, std::size_t pixels) {
   for (; i < pixels; ++i) TurnWords<kRight, std::uint32_t>(row + 4 * i, out + 4 * i);
 }
 
+template <typename Words>
+void ReverseWords(const std::uint8_t* row, std::uint8_t* out) {
+  Words words;
+  std::memcpy(&words, row, sizeof words);
+  words = (words & 0xFF00FFU) << 8 | (words >> 8 & 0xFF00FFU);
+  StoreTurned<16>(words, out);
+}
+
+// Two samples at once, 16 bits apart, times the alpha and over 255, rounded: exact for all that 16 bits hold.
+template <typename Words>
+void OverBlackWords(const std::uint8_t* row, std::uint8_t* out) {
+  Words words;
+  std::memcpy(&words, row, sizeof words);
+  const Words alpha = words & 0xFFU;
+  Words green = (words >> 16 & 0xFFU) * alpha + 0x7FU;
+  Words others = (words >> 8 & 0xFF00FFU) * alpha + 0x7F007FU;
+  green = (green + 1 + (green >> 8)) >> 8;
+  others = (others + 0x10001U + (others >> 8 & 0xFF00FFU)) >> 8 & 0xFF00FFU;
+  words = 0xFFU | others << 8 | green << 16;
+  std::memcpy(out, &words, sizeof words);
+}
+
 template <typename Words, typename Bytes>
 void StoreDifference(const std::uint8_t* row, const std::uint8_t* above, std::uint8_t* out) {
   Bytes here, there;
@@ -47,6 +69,18 @@ void StoreDifference(const std::uint8_t* row, const std::uint8_t* above, std::ui
 void AlphaLast(std::uint8_t* row, std::size_t pixels) { Turn<8>(row, row, pixels); }
 void AlphaFirst(std::uint8_t* row, std::size_t pixels) { Turn<24>(row, row, pixels); }
 void CopyAlphaLast(const std::uint8_t* row, std::uint8_t* out, std::size_t pixels) { Turn<8>(row, out, pixels); }
+
+void CopyReversed(const std::uint8_t* row, std::uint8_t* out, std::size_t pixels) {
+  std::size_t i = 0;
+  for (; i + 8 <= pixels; i += 8) ReverseWords<Eight>(row + 4 * i, out + 4 * i);
+  for (; i < pixels; ++i) ReverseWords<std::uint32_t>(row + 4 * i, out + 4 * i);
+}
+
+void CopyOverBlack(const std::uint8_t* row, std::uint8_t* out, std::size_t pixels) {
+  std::size_t i = 0;
+  for (; i + 8 <= pixels; i += 8) OverBlackWords<Eight>(row + 4 * i, out + 4 * i);
+  for (; i < pixels; ++i) OverBlackWords<std::uint32_t>(row + 4 * i, out + 4 * i);
+}
 
 void DifferenceAlphaLast(const std::uint8_t* row, const std::uint8_t* above, std::uint8_t* out, std::size_t pixels) {
   std::size_t i = 0;

@@ -10,8 +10,12 @@ namespace orvandel::stage {
 // In place.
 void AlphaLast(std::uint8_t* row, std::size_t pixels);
 void AlphaFirst(std::uint8_t* row, std::size_t pixels);
-// From one place to another.
+// From one place to another, which may begin before `row` and reach into it.
 void CopyAlphaLast(const std::uint8_t* row, std::uint8_t* out, std::size_t pixels);
+// Blue, green, red, alpha.
+void CopyReversed(const std::uint8_t* row, std::uint8_t* out, std::size_t pixels);
+// Opaque, still with the alpha first: what the row looks like over black, rounded.
+void CopyOverBlack(const std::uint8_t* row, std::uint8_t* out, std::size_t pixels);
 // `row` less `above`, byte by byte, the alpha last.
 void DifferenceAlphaLast(const std::uint8_t* row, const std::uint8_t* above, std::uint8_t* out, std::size_t pixels);
 

@@ -105,17 +105,25 @@ struct FrameRenderer::Impl {
     failed = false;
   }
 
-  PictureRows RenderRows(std::int32_t hostTime) {
-    if (output == nullptr) output = std::make_unique<HostImage>(scale.width, scale.height);
-    answers.output = output.get();
+  PictureRows RenderRows(std::int32_t hostTime, std::span<std::uint8_t> memory) {
+    if (memory.empty()) {
+      if (output == nullptr) output = std::make_unique<HostImage>(scale.width, scale.height);
+      return RenderWatched(hostTime, *output);
+    }
+    HostImage image(scale.width, scale.height, memory);
+    return RenderWatched(hostTime, image);
+  }
+
+  PictureRows RenderWatched(std::int32_t hostTime, HostImage& image) {
+    answers.output = &image;
     try {
-      RenderInto(hostTime, output->Record());
+      RenderInto(hostTime, image.Record());
     } catch (...) {
       answers.output = nullptr;
       throw;
     }
     answers.output = nullptr;
-    return output->Rows();
+    return image.Rows();
   }
 
   EffectModule::Impl& module;
@@ -140,11 +148,11 @@ FrameRenderer::~FrameRenderer() = default;
 Picture FrameRenderer::Render(std::int32_t frame) { return RenderAt(impl_->scene.time.TimeOfFrame(frame)); }
 
 Picture FrameRenderer::RenderAt(std::int32_t hostTime) {
-  return WithinMemory([&] { return CopyOf(impl_->RenderRows(hostTime)); });
+  return WithinMemory([&] { return CopyOf(impl_->RenderRows(hostTime, {})); });
 }
 
-PictureRows FrameRenderer::RenderRows(std::int32_t hostTime) {
-  return WithinMemory([&] { return impl_->RenderRows(hostTime); });
+PictureRows FrameRenderer::RenderRows(std::int32_t hostTime, std::span<std::uint8_t> memory) {
+  return WithinMemory([&] { return impl_->RenderRows(hostTime, memory); });
 }
 
 void FrameRenderer::RenderInto(std::int32_t hostTime, std::uint8_t* top, std::int32_t rowBytes) {

@@ -6,6 +6,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 
 #include "stage/module/effect_module.h"
@@ -58,8 +59,8 @@ class FrameRenderer {
   Picture Render(std::int32_t frame);
   // The same at a host time, for samples between frames.
   Picture RenderAt(std::int32_t hostTime);
-  // The same without a copy: valid until the next frame.
-  PictureRows RenderRows(std::int32_t hostTime);
+  // The same without a copy: valid until the next frame. With `memory`, for which HostImage says how much, in there.
+  PictureRows RenderRows(std::int32_t hostTime, std::span<std::uint8_t> memory = {});
   // The same into memory of the output's size, from its top row; alpha, red, green, blue. After an exception it holds
   // anything.
   void RenderInto(std::int32_t hostTime, std::uint8_t* top, std::int32_t rowBytes);

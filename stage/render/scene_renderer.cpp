@@ -110,11 +110,11 @@ struct SceneRenderer::Impl {
   }
 
   // The bytes of a scene's only effect.
-  PictureRows Untouched(std::int32_t hostTime) {
+  PictureRows Untouched(std::int32_t hostTime, std::span<std::uint8_t> memory = {}) {
     const StageTimer compositing(WorkStage::kCompositing);
     mostWaves = 0;
     PictureRows rows;
-    AtEffect(0, [&](FrameRenderer& renderer) { rows = renderer.RenderRows(hostTime); });
+    AtEffect(0, [&](FrameRenderer& renderer) { rows = renderer.RenderRows(hostTime, memory); });
     CountWaves();
     if (measureCoverage) coverage = CoverageOf(rows);
     return rows;
@@ -136,8 +136,8 @@ struct SceneRenderer::Impl {
     return IsUntouched() ? background->Behind(Untouched(hostTime), hostTime) : Narrowed(Render16(hostTime));
   }
 
-  PictureRows RenderRows(std::int32_t hostTime) {
-    if (IsUntouched() && !background) return Untouched(hostTime);
+  PictureRows RenderRows(std::int32_t hostTime, std::span<std::uint8_t> memory) {
+    if (IsUntouched() && !background) return Untouched(hostTime, memory);
     composed = Render(hostTime);
     return composed;
   }
@@ -170,8 +170,8 @@ Picture16 SceneRenderer::Render16At(std::int32_t hostTime) {
   return WithinMemory([&] { return impl_->Render16(hostTime); });
 }
 
-PictureRows SceneRenderer::RenderRows(std::int32_t frame) {
-  return WithinMemory([&] { return impl_->RenderRows(impl_->scene.time.TimeOfFrame(frame)); });
+PictureRows SceneRenderer::RenderRows(std::int32_t frame, std::span<std::uint8_t> memory) {
+  return WithinMemory([&] { return impl_->RenderRows(impl_->scene.time.TimeOfFrame(frame), memory); });
 }
 
 void SceneRenderer::MeasureCoverage(bool measure) { impl_->measureCoverage = measure; }

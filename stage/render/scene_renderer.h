@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
 
 #include "stage/module/effect_module.h"
 #include "stage/picture/picture16.h"
@@ -32,8 +33,9 @@ class SceneRenderer {
   // The same at a host time, which may lie between frames.
   Picture RenderAt(std::int32_t hostTime);
   Picture16 Render16At(std::int32_t hostTime);
-  // Without a copy where the effect's own bytes are the picture: valid until the next frame.
-  PictureRows RenderRows(std::int32_t frame);
+  // Without a copy where the effect's own bytes are the picture: valid until the next frame. It may lie in `memory`
+  // then, for which HostImage says how much.
+  PictureRows RenderRows(std::int32_t frame, std::span<std::uint8_t> memory = {});
   // Into memory of the output's size, from its top row: alpha, red, green, blue. After an exception it holds anything.
   void RenderInto(std::int32_t hostTime, std::uint8_t* top, std::int32_t rowBytes);
   // The scene has other values than at the last frame, or its live pictures show something else.
