@@ -37,6 +37,17 @@ std::string Joined(const Param& param, const char* between) {
 
 std::string Color(const Param& param) { return fmt::format("#{:06x}", param.defaultColor); }
 
+// What editors write down for every parameter that nobody touches: it stands for no value, so that a scene's own holds.
+double Untouched(const Param& param) {
+  if (param.role != orvandel::frei0r::Role::kEffect) return param.defaultNumber;
+  if (param.kind == Kind::kSwitch) return orvandel::frei0r::kNoSwitch;
+  return param.defaultNumber + (param.defaultNumber < 1 ? 1 : -1) * orvandel::frei0r::kHair;
+}
+std::string UntouchedColor(const Param& param) {
+  const bool isFull = (param.defaultColor & 0xFF) == 0xFF;
+  return fmt::format("#{:06x}", param.defaultColor + (isFull ? -1u : 1u));
+}
+
 // Texts that nobody animates and that have no widget of their own keep their defaults.
 bool IsShown(const Param& param) {
   return param.role == orvandel::frei0r::Role::kScene ||
@@ -51,28 +62,38 @@ bool IsInGeneratorDialog(const Param& param) {
   return IsShown(param) && (param.info == nullptr || param.info->group != "Image Contour");
 }
 
+// `choices` and `shown` begin with what is there untouched.
+std::string KdenliveList(std::size_t index, const std::string& choices, const std::string& shown,
+                         const std::string& name) {
+  return fmt::format(
+      "  <parameter type=\"list\" name=\"{}\" default=\"{}\" "
+      "paramlist=\"{}\"><paramlistdisplay>{}</paramlistdisplay>{}</parameter>\n",
+      index, choices.substr(0, choices.find(';')), choices, shown, name);
+}
+
 std::string KdenliveParam(const Param& param, std::size_t index) {
   const std::string name =
       fmt::format("<name>{}</name><comment><![CDATA[{}]]></comment>", param.name, param.explanation);
   switch (param.kind) {
     case Kind::kSwitch:
+      if (param.role == orvandel::frei0r::Role::kEffect) {
+        return KdenliveList(index, fmt::format("{};0;1", Untouched(param)), "Off or as the scene,Off,On", name);
+      }
       return fmt::format("  <parameter type=\"bool\" name=\"{}\" default=\"{}\" min=\"0\" max=\"1\">{}</parameter>\n",
                          index, param.defaultNumber, name);
     case Kind::kColor:
-      return fmt::format("  <parameter type=\"color\" name=\"{}\" default=\"{}\">{}</parameter>\n", index, Color(param),
-                         name);
+      return fmt::format("  <parameter type=\"color\" name=\"{}\" default=\"{}\">{}</parameter>\n", index,
+                         UntouchedColor(param), name);
     case Kind::kWords:
-      return fmt::format(
-          "  <parameter type=\"list\" name=\"{}\" default=\"{}\" "
-          "paramlist=\"{}\"><paramlistdisplay>{}</paramlistdisplay>{}</parameter>\n",
-          index, param.defaultText, Joined(param, ";"), Joined(param, ","), name);
+      return KdenliveList(index, "Unset;" + Joined(param, ";"),
+                          param.defaultText + " or as the scene," + Joined(param, ","), name);
     case Kind::kText:
       return fmt::format("  <parameter type=\"url\" name=\"{}\" default=\"\">{}</parameter>\n", index, name);
     default:
       return fmt::format(
-          "  <parameter type=\"animated\" name=\"{}\" default=\"{:.6g}\" min=\"0\" max=\"{}\" "
+          "  <parameter type=\"animated\" name=\"{}\" default=\"{:.5f}\" min=\"0\" max=\"{}\" "
           "factor=\"{}\">{}</parameter>\n",
-          index, param.defaultNumber, kSteps, kSteps, name);
+          index, Untouched(param), kSteps, kSteps, name);
   }
 }
 
@@ -126,10 +147,10 @@ std::string ShotcutUi() {
   std::string defaults, rows;
   for (std::size_t i = 0; i < params.size(); ++i) {
     if (IsAnimated(params[i]) || params[i].kind == Kind::kSwitch) {
-      defaults += fmt::format("        filter.set('{}', {:.6g});\n", i, params[i].defaultNumber);
+      defaults += fmt::format("        filter.set('{}', {:.5f});\n", i, Untouched(params[i]));
     } else {
       defaults += fmt::format("        filter.set('{}', '{}');\n", i,
-                              params[i].kind == Kind::kColor ? Color(params[i]) : params[i].defaultText);
+                              params[i].kind == Kind::kColor ? UntouchedColor(params[i]) : "");
     }
     rows += ShotcutRow(params[i], i);
   }

@@ -4,11 +4,14 @@
 #include <cstring>
 #include <exception>
 
+#include "plugins/bridge/plain_arithmetic.h"
 #include "plugins/frei0r/frei0r_interface.h"
 #include "plugins/frei0r/instance.h"
 
 namespace {
 
+using orvandel::frei0r::Caller;
+using orvandel::frei0r::CallerAt;
 using orvandel::frei0r::Instance;
 using orvandel::frei0r::Param;
 
@@ -35,6 +38,15 @@ int TypeOf(const Param& param) {
     default:
       return F0R_PARAM_DOUBLE;
   }
+}
+
+void Update(f0r_instance_t instance, Caller caller, double time, const std::uint32_t* in, std::uint32_t* out) {
+  if (instance == nullptr || out == nullptr) return;
+  // The runtime allocates a record at a thread's first exception, and ends the process when it cannot: it does so now,
+  // while there may still be memory. The function is pure, so that its result has to be used.
+  [[maybe_unused]] const volatile int pending = std::uncaught_exceptions();
+  const orvandel::bridge::PlainArithmetic plain;
+  static_cast<Instance*>(instance)->Update(time, UnitOf(caller), in, out);
 }
 
 }  // namespace
@@ -76,17 +88,23 @@ f0r_instance_t f0r_construct(unsigned int width, unsigned int height) {
 void f0r_destruct(f0r_instance_t instance) { delete static_cast<Instance*>(instance); }
 
 void f0r_set_param_value(f0r_instance_t instance, f0r_param_t value, int index) {
+  const auto caller = CallerAt(__builtin_return_address(0));
   try {
-    static_cast<Instance*>(instance)->Set(index, value);
+    if (instance != nullptr) static_cast<Instance*>(instance)->Set(index, value, caller);
   } catch (const std::exception&) {  // no memory for a text: the old one stays
   }
 }
 
 void f0r_get_param_value(f0r_instance_t instance, f0r_param_t value, int index) {
-  static_cast<Instance*>(instance)->Get(index, value);
+  const auto caller = CallerAt(__builtin_return_address(0));
+  if (instance != nullptr) static_cast<Instance*>(instance)->Get(index, value, caller);
 }
 
 void f0r_update(f0r_instance_t instance, double time, const std::uint32_t* in, std::uint32_t* out) {
-  const auto unit = orvandel::frei0r::UnitOfCaller(__builtin_return_address(0));
-  static_cast<Instance*>(instance)->Update(time, unit, in, out);
+  Update(instance, CallerAt(__builtin_return_address(0)), time, in, out);
+}
+
+void f0r_update2(f0r_instance_t instance, double time, const std::uint32_t* in, const std::uint32_t*,
+                 const std::uint32_t*, std::uint32_t* out) {
+  Update(instance, CallerAt(__builtin_return_address(0)), time, in, out);
 }

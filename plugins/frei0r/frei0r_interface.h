@@ -60,6 +60,9 @@ ORVANDEL_F0R_EXPORT void f0r_destruct(f0r_instance_t instance);
 ORVANDEL_F0R_EXPORT void f0r_set_param_value(f0r_instance_t instance, f0r_param_t value, int index);
 ORVANDEL_F0R_EXPORT void f0r_get_param_value(f0r_instance_t instance, f0r_param_t value, int index);
 ORVANDEL_F0R_EXPORT void f0r_update(f0r_instance_t instance, double time, const std::uint32_t* in, std::uint32_t* out);
+/* Of the three pictures, a filter has the first and a source none. */
+ORVANDEL_F0R_EXPORT void f0r_update2(f0r_instance_t instance, double time, const std::uint32_t* in1,
+                                     const std::uint32_t* in2, const std::uint32_t* in3, std::uint32_t* out);
 }
 
 #endif

@@ -4,7 +4,6 @@
 
 #include <cmath>
 #include <cstring>
-#include <mutex>
 #include <string_view>
 
 namespace orvandel::frei0r {
@@ -26,30 +25,29 @@ double NearestFrame(double seconds, const Rational& rate) {
   return frame * static_cast<double>(rate.den) / static_cast<double>(rate.num);
 }
 
-TimeUnit UnitOfLibrary(const void* code) {
+Caller CallerInLibrary(const void* code) {
   Dl_info info{};
   std::string_view name = dladdr(code, &info) != 0 && info.dli_fname != nullptr ? info.dli_fname : "";
   name.remove_prefix(name.rfind('/') == std::string_view::npos ? 0 : name.rfind('/') + 1);
   const auto begins = [&](const char* text) { return name.substr(0, std::strlen(text)) == text; };
-  if (begins("libavfilter.so")) return TimeUnit::kMilliseconds;
-  if (begins("libmltfrei0r.so") || begins("libgstfrei0r.so")) return TimeUnit::kSeconds;
+  if (begins("libavfilter.so")) return Caller::kFfmpeg;
+  if (begins("libgstfrei0r.so")) return Caller::kGStreamer;
+  if (begins("libmltfrei0r.so")) return Caller::kOther;
   // Linked into the program itself.
-  return dlsym(RTLD_DEFAULT, "avfilter_version") != nullptr ? TimeUnit::kMilliseconds : TimeUnit::kSeconds;
+  return dlsym(RTLD_DEFAULT, "avfilter_version") != nullptr ? Caller::kFfmpeg : Caller::kOther;
 }
 
 }  // namespace
 
-// Hosts call from one place. What is found there is kept, since the loader takes its lock to tell.
-TimeUnit UnitOfCaller(const void* code) noexcept {
-  static std::mutex guard;
-  static const void* known = nullptr;
-  static TimeUnit unit = TimeUnit::kSeconds;
-  const std::lock_guard lock(guard);
+// A thread calls from one place for every frame. What is found there is kept, since the loader takes its lock to tell.
+Caller CallerAt(const void* code) noexcept {
+  thread_local const void* known = nullptr;
+  thread_local Caller caller = Caller::kOther;
   if (known != code) {
-    unit = UnitOfLibrary(code);
+    caller = CallerInLibrary(code);
     known = code;
   }
-  return unit;
+  return caller;
 }
 
 double SecondsOfMilliseconds(double milliseconds, const Rational& sure, const Rational& likely) {

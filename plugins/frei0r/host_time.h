@@ -7,9 +7,14 @@ namespace orvandel::frei0r {
 
 enum class TimeUnit { kAuto, kSeconds, kMilliseconds };
 
-// The unit of the program or library that contains an address of code. One host counts in milliseconds, whatever the
-// interface says; the others in seconds.
-TimeUnit UnitOfCaller(const void* code) noexcept;
+// Who contains an address of code, as far as it matters.
+enum class Caller { kFfmpeg, kGStreamer, kOther };
+Caller CallerAt(const void* code) noexcept;
+
+// One host counts in milliseconds, whatever the interface says; the others in seconds.
+inline TimeUnit UnitOf(Caller caller) {
+  return caller == Caller::kFfmpeg ? TimeUnit::kMilliseconds : TimeUnit::kSeconds;
+}
 
 // Whole milliseconds are a frame's time rounded. The frame is looked for at `rates` in their order, those that are 0
 // left out, then at the usual ones; without any, the number stands for itself. One of `rates` that is `sure` is the

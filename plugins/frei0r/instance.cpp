@@ -33,27 +33,46 @@ f0r_param_color_t ColorOf(std::uint32_t rgb) {
 
 double Channel(float value) { return std::isnan(value) ? 0 : 255 * std::clamp(static_cast<double>(value), 0.0, 1.0); }
 
-bool operator==(const f0r_param_color_t& a, const f0r_param_color_t& b) {
-  return a.r == b.r && a.g == b.g && a.b == b.b;
+bool IsBeside(double value, double other, double hair) { return value != other && std::fabs(value - other) < 2 * hair; }
+
+bool IsBeside(const f0r_param_color_t& color, const f0r_param_color_t& other) {
+  return color.r == other.r && color.g == other.g && IsBeside(color.b, other.b, 0.6 / 255);
 }
+
+// Given back as a default, so that what comes back untouched is known.
+constexpr double kUntouched = 1e-9;
+constexpr float kUntouchedChannel = 1e-6F;
 
 }  // namespace
 
-bool Instance::Held::operator==(const Held& other) const {
-  return number == other.number && color == other.color && text == other.text;
+bool Instance::Means(const Param& param, const Held& held, Caller caller) {
+  switch (param.kind) {
+    case Kind::kSwitch:
+      // One host sets everything that nobody has touched, and knows on and off alone.
+      if (caller == Caller::kGStreamer && held.number == param.defaultNumber) return false;
+      return !std::isnan(held.number) && held.number != kNoSwitch;
+    case Kind::kColor:
+      return !std::isnan(held.color.r + held.color.g + held.color.b) &&
+             !IsBeside(held.color, ColorOf(param.defaultColor));
+    case Kind::kWords:
+    case Kind::kMask:
+    case Kind::kText:
+      return !held.text.empty();
+    default:
+      return !std::isnan(held.number) && !IsBeside(held.number, param.defaultNumber, kHair);
+  }
 }
 
-// The values of a moment. One that is still the default leaves the look as it is.
+// The values of a moment. One that is not set leaves the look as it is.
 struct Instance::Values final : bridge::ParamSource {
   const std::vector<Param>& params;
   std::vector<Held> held;
-  std::vector<Held> defaults;
 
   explicit Values(const std::vector<Param>& table) : params(table) {}
 
   Origin OriginOf(std::int32_t hostIndex) const override {
     for (std::size_t i = 0; i < params.size(); ++i) {
-      if (IsOf(i, hostIndex) && !(held[i] == defaults[i]) && IsKnown(i)) return Origin::kConstant;
+      if (IsOf(i, hostIndex) && held[i].isSet && IsKnown(i)) return Origin::kConstant;
     }
     return Origin::kLook;
   }
@@ -84,7 +103,7 @@ struct Instance::Values final : bridge::ParamSource {
 
   bool TracesItsInput() const {
     for (std::size_t i = 0; i < params.size(); ++i) {
-      if (params[i].name == "Wave Type" && !(held[i] == defaults[i])) return WordOf(params[i].words, held[i].text) == 2;
+      if (params[i].name == "Wave Type" && held[i].isSet) return WordOf(params[i].words, held[i].text) == 2;
     }
     return false;
   }
@@ -167,12 +186,12 @@ Instance::Instance(bool isFilter, unsigned width, unsigned height)
     return;
   }
   for (const Param& param : *params_) {
-    held_.push_back({param.defaultNumber, ColorOf(param.defaultColor), param.defaultText});
+    held_.push_back({param.defaultNumber, ColorOf(param.defaultColor), param.defaultText, false});
   }
   look_ = bridge::Look::Plain();
 }
 
-void Instance::Set(int index, f0r_param_t value) {
+void Instance::Set(int index, f0r_param_t value, Caller caller) {
   const std::lock_guard lock(guard_);
   if (value == nullptr || index < 0 || static_cast<std::size_t>(index) >= held_.size()) return;
   const Param& param = (*params_)[static_cast<std::size_t>(index)];
@@ -184,19 +203,25 @@ void Instance::Set(int index, f0r_param_t value) {
   } else if (const char* text = *static_cast<const f0r_param_string*>(value); text != nullptr) {
     held.text = text;
   }
+  held.isSet = Means(param, held, caller);
 }
 
-void Instance::Get(int index, f0r_param_t value) {
+void Instance::Get(int index, f0r_param_t value, Caller caller) {
   const std::lock_guard lock(guard_);
   if (value == nullptr || index < 0 || static_cast<std::size_t>(index) >= held_.size()) return;
   const Param& param = (*params_)[static_cast<std::size_t>(index)];
   Held& held = held_[static_cast<std::size_t>(index)];
   if (IsNumber(param.kind)) {
-    *static_cast<double*>(value) = held.number;
+    const bool marked = caller == Caller::kGStreamer && !held.isSet && param.kind != Kind::kSwitch;
+    *static_cast<double*>(value) = held.number + (!marked ? 0 : held.number < 1 ? kUntouched : -kUntouched);
   } else if (param.kind == Kind::kColor) {
-    *static_cast<f0r_param_color_t*>(value) = held.color;
+    f0r_param_color_t color = held.color;
+    if (caller == Caller::kGStreamer && !held.isSet) color.b += color.b < 1 ? kUntouchedChannel : -kUntouchedChannel;
+    *static_cast<f0r_param_color_t*>(value) = color;
   } else {
-    *static_cast<f0r_param_string*>(value) = held.text.data();
+    static char none[] = "";
+    const bool marked = caller == Caller::kGStreamer && !held.isSet && param.kind == Kind::kWords;
+    *static_cast<f0r_param_string*>(value) = marked ? none : held.text.data();
   }
 }
 
@@ -244,9 +269,6 @@ void Instance::Render(double time, TimeUnit callersUnit, const std::uint32_t* in
     if (look_ == nullptr) throw stage::InputError(complained_);
     request.look = look_;
     values.held = held_;
-  }
-  for (const Param& param : *params_) {
-    values.defaults.push_back({param.defaultNumber, ColorOf(param.defaultColor), param.defaultText});
   }
   request.frameRate = RateOf(values.At(Role::kFrameRate).text);
   const std::int32_t said = WordOf({"auto", "seconds", "milliseconds"}, values.At(Role::kTimeUnit).text);

@@ -21,8 +21,10 @@ class Instance {
   // Cheap: hosts make instances only to look at them.
   Instance(bool isFilter, unsigned width, unsigned height);
 
-  void Set(int index, f0r_param_t value);
-  void Get(int index, f0r_param_t value);
+  // What a host sets holds over a scene, a default too, unless it is what stands for no value: no number, an empty
+  // text, or a value a hair beside the default (see param_table.h).
+  void Set(int index, f0r_param_t value, Caller caller);
+  void Get(int index, f0r_param_t value, Caller caller);
   // Anything that goes wrong is told on standard error, once, and the picture is transparent; over its input, that.
   void Update(double time, TimeUnit callersUnit, const std::uint32_t* in, std::uint32_t* out);
 
@@ -32,8 +34,9 @@ class Instance {
     double number = 0;
     f0r_param_color_t color{};
     std::string text;
-    bool operator==(const Held& other) const;
+    bool isSet = false;
   };
+  static bool Means(const Param& param, const Held& held, Caller caller);
   struct Values;
   void Render(double time, TimeUnit callersUnit, const std::uint32_t* in, std::uint32_t* out);
   void OpenLook();

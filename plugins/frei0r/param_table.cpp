@@ -164,8 +164,8 @@ Param Text(const char* name, Role role, const char* defaultText, const char* exp
 std::vector<Param> Table(bool isFilter) {
   std::vector<Param> params;
   params.push_back(Text("Scene", Role::kScene, "",
-                        "A scene file or the name of a preset: what is drawn. Parameters that are changed from their "
-                        "defaults are changed in it."));
+                        "A scene file or the name of a preset: what is drawn. Parameters that are set are changed "
+                        "in it."));
   for (const Row& row : kRows) params.push_back(EffectParam(row));
   Param unit = Text("Time Unit", Role::kTimeUnit, "auto",
                     "What the host counts a frame's time in: auto, seconds, milliseconds.");

@@ -32,6 +32,10 @@ struct Param {
   std::string unit;  // "seconds"; empty: none
 };
 
+// Hosts that write every parameter down, touched or not, write one of these for what is not touched: beside the
+// default, colours by one of 255 steps in blue; a switch that is neither on nor off.
+inline constexpr double kHair = 1e-5, kNoSwitch = 0.25;
+
 // The effect's own set-up is asked once. Throws WorkError when the effect cannot be loaded.
 const std::vector<Param>& Params(bool isFilter);
 // From 1; 0: neither a word, whatever its case and blanks, nor a number.

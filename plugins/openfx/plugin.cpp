@@ -3,7 +3,6 @@
 // Hosts load, set themselves and describe any number of times, on several threads; so whatever is remembered here is
 // guarded, and loading again changes nothing.
 #include <algorithm>
-#include <cfenv>
 #include <exception>
 #include <initializer_list>
 #include <memory>
@@ -15,6 +14,7 @@
 
 #include "orvandel/effect.h"
 #include "plugins/bridge/effect_pool.h"
+#include "plugins/bridge/plain_arithmetic.h"
 #include "plugins/openfx/appearance.h"
 #include "plugins/openfx/describe.h"
 #include "plugins/openfx/looks.h"
@@ -69,21 +69,6 @@ Instances& The() {
   static auto* const instances = new Instances;
   return *instances;
 }
-
-// The effect's arithmetic rounds to nearest and knows denormal numbers, whatever the calling thread is set to.
-class PlainArithmetic {
- public:
-  PlainArithmetic() {
-    std::fegetenv(&before_);
-    std::fesetenv(FE_DFL_ENV);
-  }
-  ~PlainArithmetic() { std::fesetenv(&before_); }
-  PlainArithmetic(const PlainArithmetic&) = delete;
-  PlainArithmetic& operator=(const PlainArithmetic&) = delete;
-
- private:
-  std::fenv_t before_{};
-};
 
 OfxImageEffectHandle EffectOf(const void* handle) {
   return static_cast<OfxImageEffectHandle>(const_cast<void*>(handle));
@@ -166,7 +151,7 @@ OfxStatus Refusal(const std::exception& error) {
 }
 
 OfxStatus Dispatch(std::string_view action, const void* handle, OfxPropertyHandle in, OfxPropertyHandle out) {
-  const PlainArithmetic plain;
+  const bridge::PlainArithmetic plain;
   if (action == action::kLoad) return Load();
   if (action == action::kUnload) {
     DropCaches();

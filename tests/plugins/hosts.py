@@ -123,6 +123,28 @@ def check_other_rates_and_sizes():
     same(through_ffmpeg("320x180", 25, outside, 8), through_ffmpeg("320x180", 25, inside, 8), "values outside 0..1")
 
 
+def check_what_is_set_holds_over_a_scene():
+    """Defaults too; and what hosts write down for parameters that nobody touches does not."""
+    scene = dict(KEYED, parameters=dict(KEYED["parameters"], Color="#ff8000", Spin=40))
+    file = scene_file("held.json", scene)
+    wanted = expected("held", scene, 12)
+    changed = expected("changed", dict(scene, parameters=dict(scene["parameters"], Frequency=1, Star=False)), 12)
+    nan = "nan/nan/nan||0.5|" + "nan|" * 8 + "|nan|nan|n"
+    same(through_ffmpeg("640x360", 25, f"{file}|{nan}", 12), changed, "ffmpeg, defaults over a scene")
+    same(through_melt("over", "frei0r.orvandel", "out=11", f"0={file}", "3=0.5", "Star=0", count=12), changed,
+         "melt, defaults over a scene")
+    frequency = expected("frequency", dict(scene, parameters=dict(scene["parameters"], Frequency=1)), 12)
+    for name, said, frames in (("gst", ["frequency=0.5"], frequency), ("untouched", [], wanted)):
+        run("gst-launch-1.0", "-q", "frei0r-src-orvandel", "num-buffers=12", f"scene={file}", *said, "!",
+            "video/x-raw,width=640,height=360,framerate=25/1", "!", "pngenc", "snapshot=false", "!", "multifilesink",
+            f"location={HERE}/{name}_%04d.png")
+        same(hashes(HERE / f"{name}_%04d.png", 12), frames, f"GStreamer, {name}")
+    generator = xml.parse(BUILD / "share/editors/kdenlive/generators/orvandel.xml")
+    written = [f"{row.get('name')}={row.get('default')}" for row in generator.iter("parameter")]
+    same(through_melt("written", "frei0r.orvandel", "out=11", *written, f"0={file}", count=12), wanted,
+         "melt, a project's defaults")
+
+
 def check_filter_with_keyframes():
     frames = []
     for frame in range(17):
@@ -130,7 +152,6 @@ def check_filter_with_keyframes():
         run(BUILD / "bin/orvandel", "render", scene_file("moment.json", scene), "--frames", frame, "-o",
             HERE / "over_####.png")
     frames = hashes(HERE / "over_%04d.png", 17)
-    # At opacity 1, its default, the scene's own holds, which is the same.
     melt = through_melt("filter", "color:#204080", "out=16", "-attach-clip", "frei0r.orvandel-over",
                         f"0={scene_file('bare.json', KEYED)}", "11=0=0;16=1", count=17)
     same(melt, frames, "melt, filter")
