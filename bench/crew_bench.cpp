@@ -36,7 +36,7 @@ void Render(benchmark::State& state, const std::string& sceneFile, int threads) 
   const double before = ProcessorSeconds();
   for (auto run : state) {
     stage::FrameCrew crew(load, scene, options, threads);
-    crew.Render(frames, [](std::int32_t, const stage::Picture& picture) { benchmark::DoNotOptimize(&picture); });
+    crew.Render(frames, [](const stage::FrameCrew::Rendered& rendered) { benchmark::DoNotOptimize(&rendered); });
   }
   state.counters["cpu_s"] = benchmark::Counter(ProcessorSeconds() - before, benchmark::Counter::kAvgIterations);
 }

@@ -46,4 +46,6 @@ void Tell(std::string_view text) noexcept {
   std::fflush(stderr);
 }
 
+bool TellsTerminal() { return isatty(STDERR_FILENO) == 1; }
+
 }  // namespace orvandel::cli

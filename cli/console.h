@@ -1,4 +1,5 @@
 // Standard output and standard error as programs meet them: a terminal, a full disk, a pipe without a reader, closed.
+// One body here; the one for Windows is windows/console.cpp.
 #pragma once
 
 #include <fmt/format.h>
@@ -27,5 +28,7 @@ void Print(fmt::format_string<Values...> format, Values&&... values) {
 // To standard error, at once. Text that cannot be written is dropped: a message that cannot be shown is no reason to
 // fail.
 void Tell(std::string_view text) noexcept;
+// Whether it is a terminal, which takes the control sequences of a bar.
+bool TellsTerminal();
 
 }  // namespace orvandel::cli

@@ -1,7 +1,6 @@
 #include "cli/progress.h"
 
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <cmath>
@@ -195,7 +194,6 @@ std::string SummaryText(const RenderSummary& summary) {
 }
 
 std::unique_ptr<Progress> MakeProgress(ProgressKind kind) {
-  const bool terminal = isatty(STDERR_FILENO) == 1;
   switch (kind) {
     case ProgressKind::kQuiet:
       return std::make_unique<Silence>();
@@ -210,7 +208,7 @@ std::unique_ptr<Progress> MakeProgress(ProgressKind kind) {
     case ProgressKind::kFromTerminal:
       break;
   }
-  if (terminal) return std::make_unique<TerminalBar>();
+  if (TellsTerminal()) return std::make_unique<TerminalBar>();
   return std::make_unique<PlainLines>();
 }
 

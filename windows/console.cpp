@@ -3,15 +3,28 @@
 #include <windows.h>
 
 #include <atomic>
+#include <system_error>
+
+#include "cli/console.h"
+#include "cli/exit_codes.h"
+#include "stage/base/errors.h"
+#include "stage/base/partial_file_system.h"
+#include "windows/child_program.h"
 
 namespace orvandel::windows {
 namespace {
 
-constexpr UINT kInterrupted = 130;
 std::atomic<bool> stopRequested = false;
 
-BOOL WINAPI OnControl(DWORD) {
-  if (stopRequested.exchange(true)) ExitProcess(kInterrupted);
+// The system calls it on a thread of its own, and ends a program whose console closes when it returns.
+BOOL WINAPI OnControl(DWORD what) {
+  constexpr DWORD kPatience = 4000;  // the system's is a second longer
+  const bool isKey = what == CTRL_C_EVENT || what == CTRL_BREAK_EVENT;
+  if (!stopRequested.exchange(true) && isKey) return TRUE;
+  if (!isKey) Sleep(kPatience);
+  EndChildren();
+  stage::RemoveUnfinished();
+  TerminateProcess(GetCurrentProcess(), cli::kInterrupted);
   return TRUE;
 }
 
@@ -20,15 +33,15 @@ bool IsConsole(HANDLE handle) {
   return GetConsoleMode(handle, &mode) != 0;
 }
 
-void Write(DWORD which, std::string_view text) {
+// To a console as it is, to files and pipes as UTF-8.
+bool Write(DWORD which, std::string_view text) {
   const HANDLE handle = GetStdHandle(which);
   DWORD written = 0;
-  if (IsConsole(handle)) {
-    const std::wstring wide = WideOf(text);
-    WriteConsoleW(handle, wide.data(), static_cast<DWORD>(wide.size()), &written, nullptr);
-  } else {
-    WriteFile(handle, text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
+  if (!IsConsole(handle)) {
+    return WriteFile(handle, text.data(), static_cast<DWORD>(text.size()), &written, nullptr) != 0;
   }
+  const std::wstring wide = WideOf(text);
+  return WriteConsoleW(handle, wide.data(), static_cast<DWORD>(wide.size()), &written, nullptr) != 0;
 }
 
 }  // namespace
@@ -54,8 +67,27 @@ std::wstring WideOf(std::string_view text) {
 void CatchInterrupts() { SetConsoleCtrlHandler(OnControl, TRUE); }
 bool StopRequested() { return stopRequested.load(std::memory_order_relaxed); }
 
-void WriteOutput(std::string_view text) { Write(STD_OUTPUT_HANDLE, text); }
-void Tell(std::string_view text) { Write(STD_ERROR_HANDLE, text); }
-bool IsWatched() { return IsConsole(GetStdHandle(STD_ERROR_HANDLE)); }
-
 }  // namespace orvandel::windows
+
+namespace orvandel::cli {
+
+void WriteOutput(std::string_view text) {
+  if (windows::Write(STD_OUTPUT_HANDLE, text)) return;
+  const std::string reason = std::system_category().message(static_cast<int>(GetLastError()));
+  throw stage::WorkError("standard output cannot be written: " + reason);
+}
+
+void Tell(std::string_view text) noexcept {
+  try {
+    windows::Write(STD_ERROR_HANDLE, text);
+  } catch (const std::bad_alloc&) {
+  }
+}
+
+bool TellsTerminal() {
+  const HANDLE handle = GetStdHandle(STD_ERROR_HANDLE);
+  DWORD mode = 0;
+  return GetConsoleMode(handle, &mode) != 0 && SetConsoleMode(handle, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING) != 0;
+}
+
+}  // namespace orvandel::cli

@@ -1,9 +1,9 @@
-// The console: text in UTF-8 whatever the system's code page, Ctrl-C as a request.
+// The console: text in UTF-8 whatever the system's code page, Ctrl-C as a request. What is written goes through
+// cli/console.h.
 #pragma once
 
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace orvandel::windows {
 
@@ -11,14 +11,9 @@ namespace orvandel::windows {
 std::string Utf8Of(std::wstring_view text);
 std::wstring WideOf(std::string_view text);
 
-// The first Ctrl-C asks for an end, a second one ends the program.
+// The first Ctrl-C asks for an end; a second one, and a console that closes, end the program and the programs that it
+// started, and remove what is unfinished.
 void CatchInterrupts();
 bool StopRequested();
-
-// To the console as it is, to files and pipes as UTF-8.
-void WriteOutput(std::string_view text);
-void Tell(std::string_view text);
-// Whether somebody watches what is told.
-bool IsWatched();
 
 }  // namespace orvandel::windows

@@ -3,8 +3,12 @@
 
 #include <CLI/CLI.hpp>
 #include <exception>
+#include <map>
 #include <sstream>
 
+#include "cli/console.h"
+#include "cli/exit_codes.h"
+#include "cli/failure.h"
 #include "stage/base/errors.h"
 #include "stage/base/file_bytes.h"
 #include "stage/module/effect_module.h"
@@ -16,24 +20,26 @@
 namespace orvandel::windows {
 namespace {
 
-enum ExitCode { kDone = 0, kFailed = 1, kBadInput = 2, kInterrupted = 130 };
-
 constexpr const char* kExamples = R"(
-orvandel render scene.json -o frames\f.####.png
+orvandel render scene.json -o frames\f.####.png --jobs 0
 orvandel render scene.json -o f.####.png -F 0,10-20 --set Frequency=5
+orvandel render scene.json -o film.mov
 orvandel check scene.json
 
-Media are PNG and SVG files. Films, sounds and formulas as a scene's input are for the program on Linux.)";
+Films (.mp4, .mov, .webm, .mkv, .apng, .webp) are made by ffmpeg.exe, which must be in a folder of the PATH. Scenes may have
+PNG and SVG files, formulas and WAV sounds; films as a scene's input are for the program on Linux.
+
+Exit codes: 0 done; 1 failed; 2 bad arguments or a bad scene; 130 interrupted, and what stays on disk is whole.)";
 
 void Check(const std::string& name, const stage::ReadOptions& options) {
   stage::EffectModule module(stage::LinkedEffect());
   const auto file = LongName(name);
   constexpr std::size_t kLongest = 64U << 20;
   const auto faults = stage::SceneTextComplaints(stage::ReadWholeFile(file, kLongest), file, module.Catalog(), options);
-  for (const std::string& fault : faults) Tell(fault + "\n");
+  for (const std::string& fault : faults) cli::Tell(fault + "\n");
   module.SetDown();
   if (!faults.empty()) throw stage::InputError(fmt::format("{}: {} to mend", name, faults.size()));
-  WriteOutput(name + ": good\n");
+  cli::WriteOutput(name + ": good\n");
 }
 
 void AddScene(CLI::App& command, std::string& scene, stage::ReadOptions& options) {
@@ -42,39 +48,49 @@ void AddScene(CLI::App& command, std::string& scene, stage::ReadOptions& options
   command.add_flag("--allow-outside", options.allowOutside, "media may lie outside the scene's folder");
 }
 
-ExitCode Explain(const std::exception_ptr& failure) {
-  const auto tell = [](const std::string& text) { Tell("orvandel: error: " + text + "\n"); };
-  try {
-    std::rethrow_exception(failure);
-  } catch (const stage::Interrupted&) {
-    tell("interrupted");
-    return kInterrupted;
-  } catch (const stage::InputError& error) {
-    tell(error.what());
-    return kBadInput;
-  } catch (const stage::EffectError& error) {
-    tell(error.message.empty() ? fmt::format("the effect failed with code {}", error.code) : error.message);
-  } catch (const std::exception& error) {
-    tell(error.what());
-  }
-  return kFailed;
+void AddRender(CLI::App& app, RenderRequest& request) {
+  using cli::ProgressKind;
+  using stage::FilmQuality;
+  CLI::App& command = *app.add_subcommand("render", "frames of a scene into PNG pictures with alpha, or a film");
+  AddScene(command, request.scene, request.options);
+  command.add_option("-o,--output", request.output, "f.####.png: the frame's number stands for ####; or a film")
+      ->required();
+  auto* list = command.add_option("-F,--frames", request.frames.list, "0,5,10-20,200-300x5; default: all");
+  command.add_option("--in", request.frames.in, "only frames from this second on")->excludes(list);
+  command.add_option("--out", request.frames.out, "only frames before this second")->excludes(list);
+  command.add_option("--quality", request.quality, "full or draft")->check(CLI::IsMember({"full", "draft"}));
+  command.add_option("--downsample", request.downsample, "1/K of the size")->check(CLI::Range(1, 30000));
+  std::vector<std::string> codecs;
+  for (const stage::FilmKind& kind : stage::FilmKinds()) codecs.push_back(kind.name);
+  command.add_option("--codec", request.codec, "of a film whose extension has several")->check(CLI::IsMember(codecs));
+  command.add_option("--film-quality", request.filmQuality, "high, medium or low: smaller files")
+      ->transform(CLI::Transformer(std::map<std::string, FilmQuality>{
+          {"high", FilmQuality::kHigh}, {"medium", FilmQuality::kMedium}, {"low", FilmQuality::kLow}}));
+  command.add_flag("--no-sound", request.noSound, "a film without the scene's sound");
+  constexpr int kMostJobs = 256;
+  command.add_option("-j,--jobs", request.jobs, "frames at a time; 0: one a processor")
+      ->check(CLI::Range(0, kMostJobs));
+  auto* overwrite = command.add_flag("--overwrite", request.overwrite, "replace files that exist");
+  command.add_flag("--resume", request.resume, "keep them, and render those that are missing")->excludes(overwrite);
+  auto* progress =
+      command.add_option("--progress", request.progress, "auto, bar, lines, json or none")
+          ->transform(CLI::Transformer(std::map<std::string, ProgressKind>{{"auto", ProgressKind::kFromTerminal},
+                                                                           {"bar", ProgressKind::kBar},
+                                                                           {"lines", ProgressKind::kLines},
+                                                                           {"json", ProgressKind::kJson},
+                                                                           {"none", ProgressKind::kNone}}));
+  command
+      .add_flag_callback(
+          "-q,--quiet", [&request] { request.progress = ProgressKind::kQuiet; }, "neither progress nor summary")
+      ->excludes(progress);
 }
 
-ExitCode Run(std::vector<std::string> arguments) {
-  CLI::App app("generates expanding shapes: renders a scene file into pictures", "orvandel");
+cli::ExitCode Run(std::vector<std::string> arguments, RenderRequest& request) {
+  CLI::App app("generates expanding shapes: renders a scene file into pictures or a film", "orvandel");
   app.set_version_flag("--version", "orvandel " ORVANDEL_VERSION);
   app.footer(kExamples);
   app.require_subcommand(1);
-  RenderRequest request;
-  CLI::App& render = *app.add_subcommand("render", "frames of a scene into PNG pictures with alpha");
-  AddScene(render, request.scene, request.options);
-  render.add_option("-o,--output", request.output, "f.####.png: the frame's number stands for ####")->required();
-  render.add_option("-F,--frames", request.frames, "0,5,10-20,200-300x5; default: all");
-  render.add_option("--quality", request.quality, "full or draft")->check(CLI::IsMember({"full", "draft"}));
-  render.add_option("--downsample", request.downsample, "1/K of the size")->check(CLI::Range(1, 64));
-  auto* overwrite = render.add_flag("--overwrite", request.overwrite, "replace files that exist");
-  render.add_flag("--resume", request.resume, "keep them, and render those that are missing")->excludes(overwrite);
-  render.add_flag("-q,--quiet", request.quiet, "neither progress nor summary");
+  AddRender(app, request);
   CLI::App& check = *app.add_subcommand("check", "what is wrong with a scene, every mistake there is");
   AddScene(check, request.scene, request.options);
   CLI::App& schema = *app.add_subcommand("schema", "the scene file's JSON Schema, for editors");
@@ -83,31 +99,33 @@ ExitCode Run(std::vector<std::string> arguments) {
   } catch (const CLI::ParseError& error) {
     std::ostringstream out, problems;
     const int code = app.exit(error, out, problems);
-    WriteOutput(out.str());
-    Tell(problems.str());
-    return code == 0 ? kDone : kBadInput;
+    cli::WriteOutput(out.str());
+    cli::Tell(problems.str());
+    return code == 0 ? cli::kDone : cli::kBadInput;
   }
-  if (render) Render(request);
+  if (app.got_subcommand("render")) Render(request);
   if (check) Check(request.scene, request.options);
   if (schema) {
     stage::EffectModule module(stage::LinkedEffect());
-    WriteOutput(stage::SceneSchema(module.Catalog()));
+    cli::WriteOutput(stage::SceneSchema(module.Catalog()));
     module.SetDown();
   }
-  return kDone;
+  return cli::kDone;
 }
 
 }  // namespace
 }  // namespace orvandel::windows
 
 int wmain(int count, wchar_t** arguments) {
-  using namespace orvandel::windows;
+  using namespace orvandel;
+  windows::RenderRequest request;
   try {
-    CatchInterrupts();
+    windows::CatchInterrupts();
     std::vector<std::string> texts;
-    for (int i = 1; i < count; ++i) texts.push_back(Utf8Of(arguments[i]));
-    return Run(texts);
+    for (int i = 1; i < count; ++i) texts.push_back(windows::Utf8Of(arguments[i]));
+    return windows::Run(texts, request);
   } catch (...) {
-    return Explain(std::current_exception());
+    const bool json = request.progress == cli::ProgressKind::kJson;
+    return cli::ReportFailure(std::current_exception(), json ? cli::FailureStyle::kJson : cli::FailureStyle::kLine);
   }
 }

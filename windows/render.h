@@ -1,22 +1,27 @@
-// `orvandel render` on Windows: numbered pictures.
+// `orvandel render` on Windows: numbered pictures, or a film through ffmpeg.
 #pragma once
 
 #include <cstdint>
 #include <filesystem>
-#include <optional>
 #include <string>
 
+#include "cli/frame_list.h"
+#include "cli/progress.h"
+#include "stage/films/film_out.h"
 #include "stage/scene/scene_reader.h"
 
 namespace orvandel::windows {
 
 struct RenderRequest {
-  std::string scene, output;
+  std::string scene, output, codec;
   stage::ReadOptions options;
-  std::optional<std::string> frames;
+  cli::FrameChoice frames;
   std::string quality = "full";
+  stage::FilmQuality filmQuality = stage::FilmQuality::kHigh;
   std::int32_t downsample = 1;
-  bool overwrite = false, resume = false, quiet = false;
+  int jobs = 1;  // 0: one a processor
+  bool overwrite = false, resume = false, noSound = false;
+  cli::ProgressKind progress = cli::ProgressKind::kFromTerminal;
 };
 
 // InputError, WorkError, EffectError; Interrupted after Ctrl-C: pictures that are finished stay.

@@ -13,6 +13,10 @@ struct WorkName {
 
 const std::string& MachineName();  // letters, digits and hyphens
 int ThisProcess();
+#if defined(_WIN32)
+// Of this process: the last that it does. (Elsewhere a signal's handler removes them, which may do no such thing.)
+void RemoveUnfinished();
+#endif
 // Unless its writer is still at work.
 void RemoveIfAbandoned(const std::filesystem::path& file, const WorkName& work);
 

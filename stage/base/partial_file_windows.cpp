@@ -1,5 +1,5 @@
 // A writer's file is open, and the system lets nobody remove it meanwhile, however the writer ends: one that can be
-// removed is abandoned.
+// removed is abandoned. Programs that the writer starts may write into it.
 #include <windows.h>
 
 #include <fcntl.h>
@@ -9,13 +9,31 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <map>
+#include <mutex>
 #include <system_error>
+#include <utility>
 
 #include "stage/base/partial_file.h"
 #include "stage/base/partial_file_system.h"
 
 namespace orvandel::stage {
 namespace {
+
+// Those of this process that are not finished, for who ends it.
+struct Unfinished {
+  std::mutex guard;                            // held while one becomes finished or is removed
+  std::map<int, std::filesystem::path> names;  // by descriptor
+};
+Unfinished& Files() {
+  static auto* const files = new Unfinished;
+  return *files;
+}
+
+int Close(int& descriptor) {
+  Files().names.erase(descriptor);
+  return _close(std::exchange(descriptor, -1));
+}
 
 int WriteAll(int descriptor, std::span<const std::uint8_t> bytes) {
   while (!bytes.empty()) {
@@ -38,16 +56,32 @@ int ThisProcess() { return static_cast<int>(GetCurrentProcessId()); }
 
 void RemoveIfAbandoned(const std::filesystem::path& file, const WorkName&) { DeleteFileW(file.c_str()); }
 
+void RemoveUnfinished() {
+  Files().guard.lock();  // for good: no other is closed, kept or opened any more
+  for (const auto& [descriptor, name] : Files().names) {
+    _close(descriptor);
+    // A program that wrote into it may take a moment to end.
+    constexpr int kTries = 40;
+    for (int i = 0; i < kTries && DeleteFileW(name.c_str()) == 0 && GetLastError() == ERROR_SHARING_VIOLATION; ++i) {
+      Sleep(50);
+    }
+  }
+}
+
 PartialFile::~PartialFile() {
-  if (descriptor_ >= 0) _close(descriptor_);
-  if (descriptor_ >= 0 && !kept_) DeleteFileW(workName_.c_str());
+  if (descriptor_ < 0) return;
+  const std::lock_guard lock(Files().guard);
+  Close(descriptor_);
+  DeleteFileW(workName_.c_str());
 }
 
 void PartialFile::Open() {
-  if (descriptor_ >= 0) _close(descriptor_);
   constexpr int kForm = _O_WRONLY | _O_CREAT | _O_TRUNC | _O_BINARY | _O_NOINHERIT;
-  _wsopen_s(&descriptor_, workName_.c_str(), kForm, _SH_DENYWR, _S_IREAD | _S_IWRITE);
+  const std::lock_guard lock(Files().guard);
+  if (descriptor_ >= 0) Close(descriptor_);
+  _wsopen_s(&descriptor_, workName_.c_str(), kForm, _SH_DENYNO, _S_IREAD | _S_IWRITE);
   if (descriptor_ < 0) Fail("cannot be written", errno);
+  Files().names[descriptor_] = workName_;
 }
 
 void PartialFile::Append(std::span<const std::uint8_t> bytes) {
@@ -64,17 +98,18 @@ void PartialFile::Sync() {
 }
 
 void PartialFile::Keep() {
+  const std::lock_guard lock(Files().guard);
   // An open file keeps its name.
-  if (_close(descriptor_) != 0) Fail("cannot be written", errno);
+  if (Close(descriptor_) != 0) {
+    const int failure = errno;
+    DeleteFileW(workName_.c_str());
+    Fail("cannot be written", failure);
+  }
   const DWORD replace = ifTaken_ == IfTaken::kReplace ? MOVEFILE_REPLACE_EXISTING : 0;
   kept_ = MoveFileExW(workName_.c_str(), target_.c_str(), replace | MOVEFILE_WRITE_THROUGH) != 0;
-  if (kept_) {
-    descriptor_ = -1;
-    return;
-  }
+  if (kept_) return;
   const DWORD failure = GetLastError();
   DeleteFileW(workName_.c_str());
-  descriptor_ = -1;
   if (failure == ERROR_ALREADY_EXISTS || failure == ERROR_FILE_EXISTS) {
     Fail("appeared while this one was being made, and was kept");
   }

@@ -1,6 +1,8 @@
 #include "stage/render/frame_crew.h"
 
 #include <atomic>
+#include <chrono>
+#include <condition_variable>
 #include <exception>
 #include <mutex>
 #include <system_error>
@@ -8,7 +10,6 @@
 #include <utility>
 
 #include "stage/module/effect_module.h"
-#include "stage/render/scene_renderer.h"
 
 namespace orvandel::stage {
 
@@ -26,33 +27,57 @@ FrameCrew::FrameCrew(const std::function<std::unique_ptr<EffectLibrary>()>& effe
 
 FrameCrew::~FrameCrew() = default;
 
-void FrameCrew::Render(std::span<const std::int32_t> frames, const Take& take) {
+void FrameCrew::Each(std::size_t count, const Work& work) {
   std::atomic<std::size_t> next = 0;
-  std::mutex taking;  // also guards `failure`
+  std::mutex failing;
   std::exception_ptr failure;
-  const auto work = [&](Hand& hand) {
+  const auto lend = [&](Hand& hand) {
     try {
-      for (std::size_t at = next++; at < frames.size(); at = next++) {
-        Picture picture = hand.renderer.Render(frames[at]);
-        const std::lock_guard lock(taking);
-        if (failure != nullptr) return;
-        take(frames[at], std::move(picture));
-      }
+      for (std::size_t place = next++; place < count; place = next++) work(hand.renderer, place);
     } catch (...) {
-      next = frames.size();
-      const std::lock_guard lock(taking);
+      next = count;
+      const std::lock_guard lock(failing);
       if (failure == nullptr) failure = std::current_exception();
     }
   };
   std::vector<std::thread> threads;
   threads.reserve(hands_.size());
   try {
-    for (std::size_t i = 1; i < hands_.size(); ++i) threads.emplace_back(work, std::ref(*hands_[i]));
+    for (std::size_t i = 1; i < hands_.size(); ++i) threads.emplace_back(lend, std::ref(*hands_[i]));
   } catch (const std::system_error&) {  // the system has no more threads: fewer do the same
   }
-  work(*hands_.front());
+  lend(*hands_.front());
   for (std::thread& thread : threads) thread.join();
   if (failure != nullptr) std::rethrow_exception(failure);
+}
+
+void FrameCrew::Render(std::span<const std::int32_t> frames, const Take& take) {
+  std::mutex taking;
+  std::condition_variable changed;
+  std::size_t turn = 0;
+  bool failed = false;
+  const auto fail = [&] {
+    const std::lock_guard lock(taking);
+    failed = true;
+    changed.notify_all();
+  };
+  Each(frames.size(), [&](SceneRenderer& renderer, std::size_t place) {
+    try {
+      const auto start = std::chrono::steady_clock::now();
+      Rendered rendered{frames[place], renderer.Render(frames[place])};
+      rendered.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+      rendered.waves = renderer.WaveCount();
+      std::unique_lock lock(taking);
+      changed.wait(lock, [&] { return turn == place || failed; });
+      if (failed) return;
+      take(std::move(rendered));
+      ++turn;
+      changed.notify_all();
+    } catch (...) {
+      fail();
+      throw;
+    }
+  });
 }
 
 }  // namespace orvandel::stage

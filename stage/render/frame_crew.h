@@ -12,6 +12,7 @@
 #include "stage/module/effect_library.h"
 #include "stage/picture/picture.h"
 #include "stage/render/frame_renderer.h"
+#include "stage/render/scene_renderer.h"
 #include "stage/scene/scene.h"
 
 namespace orvandel::stage {
@@ -26,9 +27,20 @@ class FrameCrew {
   FrameCrew(const FrameCrew&) = delete;
   FrameCrew& operator=(const FrameCrew&) = delete;
 
-  // Renders each frame once and hands it to `take`, one at a time but from any thread, in the order in which they
-  // become ready. The first exception of a render or of `take` ends the work and is thrown here.
-  using Take = std::function<void(std::int32_t frame, Picture picture)>;
+  // Does `work` once for each of 0..count-1, in this order but several at a time, each with a renderer that nobody else
+  // uses meanwhile. The first exception ends the work and is thrown here.
+  using Work = std::function<void(SceneRenderer& renderer, std::size_t place)>;
+  void Each(std::size_t count, const Work& work);
+
+  // Renders each frame once and hands it to `take`, one at a time and in their order, from any thread: each thread
+  // keeps its picture until those before it are taken. Exceptions as above.
+  struct Rendered {
+    std::int32_t frame = 0;
+    Picture picture;
+    double seconds = 0;      // that it took
+    std::int64_t waves = 0;  // alive in it
+  };
+  using Take = std::function<void(Rendered)>;
   void Render(std::span<const std::int32_t> frames, const Take& take);
 
  private:

@@ -40,8 +40,9 @@ class SeveralAtOnce : public testing::Test {
   std::map<std::int32_t, Picture> Render(int threads) {
     std::map<std::int32_t, Picture> pictures;
     FrameCrew crew(Load, scene_, {}, threads);
-    crew.Render(frames_, [&](std::int32_t frame, Picture picture) {
-      EXPECT_TRUE(pictures.emplace(frame, std::move(picture)).second) << frame;
+    crew.Render(frames_, [&](FrameCrew::Rendered rendered) {
+      EXPECT_EQ(rendered.frame, static_cast<std::int32_t>(pictures.size())) << "in their order";
+      pictures.emplace(rendered.frame, std::move(rendered.picture));
     });
     return pictures;
   }
@@ -66,12 +67,12 @@ TEST_F(SeveralAtOnce, AnyNumberOfThreadsGivesTheSameBytes) {
 TEST_F(SeveralAtOnce, TheFirstFailureEndsTheWork) {
   FrameCrew crew(Load, scene_, {}, 3);
   int taken = 0;
-  const auto refuse = [&](std::int32_t, const Picture&) {
+  const auto refuse = [&](const FrameCrew::Rendered&) {
     if (++taken == 5) throw WorkError("enough");
   };
   EXPECT_THROW(crew.Render(frames_, refuse), WorkError);
   EXPECT_EQ(taken, 5);
-  crew.Render(frames_, [&](std::int32_t, const Picture&) { ++taken; });
+  crew.Render(frames_, [&](const FrameCrew::Rendered&) { ++taken; });
   EXPECT_EQ(taken, 5 + static_cast<int>(frames_.size())) << "the crew goes on working";
 }
 
