@@ -6,6 +6,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <deque>
 #include <memory>
 #include <string_view>
 #include <vector>
@@ -122,9 +123,10 @@ void DrawFrames(benchmark::State& state, const Scene& scene, std::int32_t qualit
   ChooseStrokeCode(usual);
 }
 
+// The scene outlives the benchmark.
 void Register(const std::string& name, const Scene& scene, std::int32_t quality, StrokeCode code,
               Progress progress = Progress::kAsOurHost) {
-  benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State& state) {
+  benchmark::RegisterBenchmark(name.c_str(), [=, &scene](benchmark::State& state) {
     DrawFrames(state, scene, quality, code, progress);
   })->Unit(benchmark::kMillisecond);
 }
@@ -132,7 +134,7 @@ void Register(const std::string& name, const Scene& scene, std::int32_t quality,
 void RegisterAll() {
   constexpr std::int32_t kUsualQuality = 4;
   const StrokeCode best = CurrentStrokeCode();
-  const std::vector<Scene> scenes = ComparedScenes();
+  static const std::vector<Scene> scenes = ComparedScenes();
   for (const Scene& scene : scenes) {
     Register(scene.name, scene, kUsualQuality, best);
 #if defined(ORVANDEL_WITH_CAIRO)
@@ -156,9 +158,10 @@ void RegisterAll() {
       Register(scene.name + "/quality_" + std::to_string(quality), scene, quality, best);
     }
   }
+  static std::deque<Scene> profiled;
   const char* const profiles[] = {"square", "triangle", "sawtooth_out", "sawtooth_in", "gaussian", "bell", "sine"};
   for (std::int32_t profile = kSquareProfile; profile <= kSineProfile; ++profile) {
-    const Scene scene = RingsWithProfile(static_cast<Profile>(profile), "rings_w40");
+    const Scene& scene = profiled.emplace_back(RingsWithProfile(static_cast<Profile>(profile), "rings_w40"));
     Register("profile/" + std::string(profiles[profile - 1]), scene, kUsualQuality, best);
   }
 }

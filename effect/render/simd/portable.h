@@ -348,7 +348,6 @@ ORVANDEL_INLINE V BitsOfFields(V v) {
   if constexpr (width >= 2) v = v - (v >> 1 & 0x5555555555555555U);
   if constexpr (width >= 4) v = (v & 0x3333333333333333U) + (v >> 2 & 0x3333333333333333U);
   if constexpr (width >= 8) v = (v + (v >> 4)) & 0x0F0F0F0F0F0F0F0FU;
-  if constexpr (width >= 16) v = (v + (v >> 8)) & 0x00FF00FF00FF00FFU;
   return v;
 }
 // Whether FourRowCounts counts the set bits that each nibble of four words has in all of them, a byte a nibble.

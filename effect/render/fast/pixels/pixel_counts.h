@@ -1,7 +1,8 @@
 // Marks of a strip's word column -> samples of its pixels.
 //
-// Bits are added to pairs, pairs to fours, until a field of P bits holds a pixel's
-// samples in one row; then rows are added. Fields of two and four bits become bytes before they overflow.
+// Bits are added to pairs, pairs to fours, until a field of P bits holds a pixel's samples in one row; then rows are
+// added. Fields of two and four bits become bytes before they overflow; those of sixteen are bytes until all rows are
+// added.
 #pragma once
 
 #include "effect/render/fast/marks/band.h"
@@ -11,7 +12,7 @@ namespace orvandel::fast::ORVANDEL_KERNELS {
 template <int P>
 class PixelCounts {
  public:
-  static constexpr int kPixels = P < 8 ? kLanes : Smaller(kLanes, 8);      // of a chunk, which is blended together
+  static constexpr int kPixels = Smaller(kLanes, kWordCells / P);          // of a chunk, which is blended together
   using Count = std::conditional_t<P == 16, std::uint16_t, std::uint8_t>;  // of a pixel's samples
   using Counts = Vec<Count, kPixels>;
   using Words = StripWords<kStripRows<P>>;
@@ -22,14 +23,14 @@ class PixelCounts {
   ORVANDEL_INLINE static void ForEach(const Words& drawn, Visit visit) {
     if constexpr (P == 1) {
       // Most chunks are empty.
-      constexpr int kChunks = 64 / kPixels;
+      constexpr int kChunks = kWordCells / kPixels;
       const auto visitItem = [&](int item, std::uint64_t bits) __attribute__((always_inline)) {
         visit(item / kChunks, item % kChunks * kPixels, SpreadBits<Counts>(bits), true);
       };
       ForItems<kPixels>(drawn.parts, visitItem);
     } else {
       // Rows of pixels, in parts of kPart.
-      constexpr int kRows = kStripPixelRows<P>, kPart = P < 8 ? 16 : kMostOfByte;
+      constexpr int kRows = kStripPixelRows<P>, kPart = Smaller(16, kWordCells / P);
       Count counts[P == 2 ? 2 : 1][kRows][kPart];
       Make(drawn, counts);
       for (int row = 0; row < kRows; ++row) {
@@ -42,8 +43,6 @@ class PixelCounts {
   }
 
  private:
-  static constexpr int kMostOfByte = 8;  // pixels of qualities 8 and 16
-
   ORVANDEL_INLINE static bool AnyCount(const Counts& counts) {
     if constexpr (sizeof(Counts) == 4) {
       return Load<std::uint32_t>(&counts) != 0;
@@ -58,9 +57,9 @@ class PixelCounts {
       Store(counts, FourRowCounts(drawn.parts[0]));
     } else if constexpr (P >= 8) {
       WordVector sums{};
-      for (const WordVector& part : drawn.parts) sums += BitsOfFields<P>(part);
-      __builtin_memset(counts, 0, sizeof counts);
-      Store(counts, SumOfLanes(sums));
+      for (const WordVector& part : drawn.parts) sums += BitsOfFields<8>(part);
+      const std::uint64_t bytes = SumOfLanes(sums), kLow = 0x00FF00FF00FF00FFU;
+      Store(counts, P == 8 ? bytes : (bytes & kLow) + (bytes >> 8 & kLow));
     } else {
       constexpr std::uint64_t kEven = P == 4 ? 0x0F0F0F0F0F0F0F0FU : 0x3333333333333333U, kBytes = 0x0F0F0F0F0F0F0F0FU;
       constexpr int kPairs = kWordLanes / 2;  // of rows in a vector, 16 bytes each
