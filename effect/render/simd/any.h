@@ -15,6 +15,9 @@ inline constexpr int kLanes = 4;
 inline constexpr int kRowGroup = 4;
 
 #if defined(__SSE2__)
+ORVANDEL_INLINE Vec<std::uint64_t, 2> SumsOfEight(const Vec<std::uint8_t, 16>& bytes) {
+  return (Vec<std::uint64_t, 2>)_mm_sad_epu8((__m128i)bytes, __m128i{});
+}
 ORVANDEL_INLINE unsigned MaskBits(const FourInts& mask) { return static_cast<unsigned>(_mm_movemask_ps((__m128)mask)); }
 #elif defined(__wasm_simd128__)
 template <typename V>
@@ -49,11 +52,7 @@ ORVANDEL_INLINE V NextWhole(const V& v) {
 }
 #endif
 
-using AlphaLookup = AlphaLookupOneByOne;
-
-// Without look-ups in vectors there are no windows of alphas.
-struct AlphaWindow {
-  static constexpr std::int32_t kEntries = 0;
-};
+using AllAlphas = AlphasOneByOne;
+using AlphaWindow = AllAlphas;  // without look-ups in vectors windows gain nothing
 
 }  // namespace orvandel::fast::ORVANDEL_KERNELS

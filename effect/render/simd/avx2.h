@@ -112,25 +112,6 @@ ORVANDEL_INLINE Vec<std::uint64_t, 4> SumsOfEight(const Vec<std::uint8_t, 32>& b
   return (Vec<std::uint64_t, 4>)_mm256_sad_epu8((__m256i)bytes, __m256i{});
 }
 
-// The profile's 512 alphas, ready for look-ups by vectors of indices 0 to 511. `alphas` has room for 4 more bytes
-// behind its end.
-class AlphaLookup {
- public:
-  explicit AlphaLookup(const std::uint8_t* alphas) : alphas_(alphas) {}
-  // sums += alphas[a] + alphas[b] + alphas[c] + alphas[d]
-  void Add(const Vec<std::int32_t, 8>& a, const Vec<std::int32_t, 8>& b, const Vec<std::int32_t, 8>& c,
-           const Vec<std::int32_t, 8>& d, Vec<std::int32_t, 8>& sums) const {
-    sums += At(a) + At(b) + At(c) + At(d);
-  }
-
- private:
-  ORVANDEL_INLINE Vec<std::int32_t, 8> At(const Vec<std::int32_t, 8>& index) const {
-    const auto* alphas = reinterpret_cast<const int*>(alphas_);
-    return (Vec<std::int32_t, 8>)_mm256_i32gather_epi32(alphas, (__m256i)index, 1) & 255;
-  }
-  const std::uint8_t* alphas_;
-};
-
 // A window of 64 neighbouring alphas for four columns of eight rows: four look-ups among 16 bytes and three selections.
 class AlphaWindow {
  public:
@@ -184,6 +165,25 @@ class AlphaWindow {
 
   __m256i parts_[4];
   __m256i first_;  // its first entry
+};
+
+// All 512 alphas, four bytes at each index: `alphas` has room for 4 more behind its end.
+class AllAlphas : public AlphaWindow {
+ public:
+  static constexpr std::int32_t kEntries = 512;
+
+  void Place(const std::uint8_t* alphas, std::int32_t) { alphas_ = alphas; }
+  ORVANDEL_INLINE Bytes Alphas(const Vec<std::int32_t, 8> (&index)[4], const Mask& counted) const {
+    const auto at = [&](int k) __attribute__((always_inline)) {
+      const auto entries = (__m256i)(index[k] & (kEntries - 1));
+      return (__m256i)((Vec<std::int32_t, 8>)_mm256_i32gather_epi32((const int*)alphas_, entries, 1) & 255);
+    };
+    const __m256i low = _mm256_packs_epi32(at(0), at(1)), high = _mm256_packs_epi32(at(2), at(3));
+    return (Bytes)_mm256_packus_epi16(low, high) & counted;
+  }
+
+ private:
+  const std::uint8_t* alphas_;
 };
 
 #endif

@@ -204,35 +204,6 @@ ORVANDEL_INLINE Vec<std::uint32_t, 16> SumsOfFour(const Vec<std::uint8_t, 64>& b
   return (Vec<std::uint32_t, 16>)_mm512_dpbusd_epi32(__m512i{}, (__m512i)bytes, _mm512_set1_epi8(1));
 }
 
-// The profile's 512 alphas, ready for look-ups by vectors of indices 0 to 511.
-class AlphaLookup {
- public:
-  explicit AlphaLookup(const std::uint8_t* alphas) {
-    for (int i = 0; i < 8; ++i) table_[i] = _mm512_loadu_si512(alphas + 64 * i);
-  }
-  // sums += alphas[a] + alphas[b] + alphas[c] + alphas[d]
-  void Add(const SixteenInts& a, const SixteenInts& b, const SixteenInts& c, const SixteenInts& d,
-           SixteenInts& sums) const {
-    // The indices' low bytes side by side in every lane, and their ninth bits as a mask. 128 entries are one
-    // permutation; the eighth and the ninth bit choose among four.
-    const __m512i ac = (__m512i)(a | c << 16), bd = (__m512i)(b | d << 16);
-    const __m512i lowHalves = _mm512_set1_epi32(0x00FF00FF);
-    constexpr int kSelect = 0xCA;  // first operand ? second : third
-    const __m512i low = _mm512_ternarylogic_epi32(lowHalves, ac, _mm512_slli_epi32(bd, 8), kSelect);
-    const __m512i high = _mm512_ternarylogic_epi32(lowHalves, _mm512_srli_epi32(ac, 8), bd, kSelect);
-    const __mmask64 eighth = _mm512_movepi8_mask(low), ninth = _mm512_test_epi8_mask(high, high);
-    const auto among256 = [&](int part) __attribute__((always_inline)) {
-      return _mm512_mask_blend_epi8(eighth, _mm512_permutex2var_epi8(table_[part], low, table_[part + 1]),
-                                    _mm512_permutex2var_epi8(table_[part + 2], low, table_[part + 3]));
-    };
-    const __m512i alphas = _mm512_mask_blend_epi8(ninth, among256(0), among256(4));
-    sums = (SixteenInts)_mm512_dpbusd_epi32((__m512i)sums, alphas, _mm512_set1_epi8(1));
-  }
-
- private:
-  __m512i table_[8];
-};
-
 // A window of 128 neighbouring alphas for four columns of sixteen rows: one permutation.
 class AlphaWindow {
  public:
@@ -278,6 +249,32 @@ class AlphaWindow {
 
   __m512i low_, high_;
   __m512i first_;  // its first entry
+};
+
+// All 512 alphas: 128 are one permutation, and the eighth and ninth bits of an index choose among four.
+class AllAlphas : public AlphaWindow {
+ public:
+  static constexpr std::int32_t kEntries = 512;
+
+  void Place(const std::uint8_t* alphas, std::int32_t) {
+    for (int i = 0; i < 8; ++i) table_[i] = _mm512_loadu_si512(alphas + 64 * i);
+  }
+  ORVANDEL_INLINE Bytes Alphas(const SixteenInts (&index)[4], Mask counted) const {
+    const __m512i a = _mm512_packs_epi32((__m512i)index[0], (__m512i)index[1]);
+    const __m512i b = _mm512_packs_epi32((__m512i)index[2], (__m512i)index[3]);
+    const __m512i byte = _mm512_set1_epi16(255);
+    const __m512i low = _mm512_packus_epi16(_mm512_and_si512(a, byte), _mm512_and_si512(b, byte));
+    const __m512i high = _mm512_packus_epi16(_mm512_srli_epi16(a, 8), _mm512_srli_epi16(b, 8));
+    const __mmask64 eighth = _mm512_movepi8_mask(low), ninth = _mm512_test_epi8_mask(high, high);
+    const auto among256 = [&](int part) __attribute__((always_inline)) {
+      return _mm512_mask_blend_epi8(eighth, _mm512_permutex2var_epi8(table_[part], low, table_[part + 1]),
+                                    _mm512_permutex2var_epi8(table_[part + 2], low, table_[part + 3]));
+    };
+    return (Bytes)_mm512_maskz_mov_epi8(counted, _mm512_mask_blend_epi8(ninth, among256(0), among256(4)));
+  }
+
+ private:
+  __m512i table_[8];
 };
 
 }  // namespace orvandel::fast::ORVANDEL_KERNELS

@@ -386,13 +386,50 @@ ORVANDEL_INLINE void ForItems(const V (&v)[parts], Visit visit) {
   }
 }
 
-// Look-ups of a profile's alphas where vectors have none for so many: sums += alphas[a] + alphas[b] + ...
-class AlphaLookupOneByOne {
+// Sums of eight bytes each.
+template <typename V>
+ORVANDEL_INLINE Vec<std::uint64_t, sizeof(V) / 8> SumsOfEight(const V& bytes) {
+  constexpr std::uint64_t kPairs = 0x00FF00FF00FF00FFU, kFours = 0x0000FFFF0000FFFFU;
+  auto sums = (Vec<std::uint64_t, sizeof(V) / 8>)bytes;
+  sums = (sums & kPairs) + (sums >> 8 & kPairs);
+  sums = (sums & kFours) + (sums >> 16 & kFours);
+  return (sums + (sums >> 32)) & 0xFFFF;
+}
+
+// A profile's 512 alphas, for four columns of four rows at a time.
+class AlphasOneByOne {
  public:
-  explicit AlphaLookupOneByOne(const std::uint8_t* alphas) : alphas_(alphas) {}
-  void Add(const FourInts& a, const FourInts& b, const FourInts& c, const FourInts& d, FourInts& sums) const {
+  using Bytes = Vec<std::uint8_t, 16>;  // row by row those of the four columns
+  using Mask = Bytes;                   // of such bytes
+  static constexpr std::int32_t kEntries = 512;
+
+  // From entry `first` on, where there are fewer than all.
+  void Place(const std::uint8_t* alphas, std::int32_t) { alphas_ = alphas; }
+  // The alphas at `index`, one column a vector, where `counted`; else 0.
+  ORVANDEL_INLINE Bytes Alphas(const FourInts (&index)[4], const Mask& counted) const {
+    const auto at = [&](int k, int i) __attribute__((always_inline)) {
+      return std::uint32_t{alphas_[index[k][i] & (kEntries - 1)]};
+    };
+    Vec<std::uint32_t, 4> rows{};
     ORVANDEL_EACH_LANE
-    for (int i = 0; i < 4; ++i) sums[i] += alphas_[a[i]] + alphas_[b[i]] + alphas_[c[i]] + alphas_[d[i]];
+    for (int i = 0; i < 4; ++i) rows[i] = at(0, i) | at(1, i) << 8 | at(2, i) << 16 | at(3, i) << 24;
+    return (Bytes)rows & counted;
+  }
+  // All columns of the rows in a mask, and the first ones of all rows, 1 to 4.
+  static Mask AllOf(const FourInts& rows) { return (Mask)rows; }
+  static Mask FirstColumns(std::int32_t count) { return (Mask)(Vec<std::uint32_t, 4>{} + (~0U >> (32 - 8 * count))); }
+  // Column from + k of each row when first <= from + k < end.
+  ORVANDEL_INLINE static Mask Within(const FourInts& first, const FourInts& end, std::int32_t from) {
+    FourInts within[4];
+    for (std::int32_t k = 0; k < 4; ++k) within[k] = (first <= from + k) & (end > from + k);
+    return RowByRow(within);
+  }
+
+ protected:
+  // The low bytes of four columns.
+  ORVANDEL_INLINE static Bytes RowByRow(const FourInts (&of)[4]) {
+    using Words = Vec<std::uint32_t, 4>;
+    return (Bytes)(((Words)of[0] & 255) | ((Words)of[1] & 255) << 8 | ((Words)of[2] & 255) << 16 | (Words)of[3] << 24);
   }
 
  private:

@@ -19,7 +19,7 @@ class MarkQueue {
     const RowInts atRight = RowInts{} - (side == OutlineSide::kRight ? 1 : 0);
     const CellBounds<P, RowInts> bounds(band_.Job(), band_.Sizes(), band_.FirstColumn());
     std::int32_t count = count_;
-    const auto mark = [&](std::int32_t row, const RowCuts& cuts) __attribute__((always_inline)) {
+    const auto mark = [&](std::int32_t row, const RowCuts<kRowGroup>& cuts) __attribute__((always_inline)) {
       CellLanes<RowInts> cells;
       CutLanes(cuts.leftX, cuts.rightX, atLeft, atRight, bounds, cells, cuts.used);
       if constexpr (kInGroups) {
@@ -32,7 +32,7 @@ class MarkQueue {
         }
       }
     };
-    ForRowGroups(piece, a, b, y, end, band_.FirstRow(), band_.Sizes(), mark);
+    ForRowGroups<kRowGroup, kRowGroup>(piece, a, b, y, end, band_.FirstRow(), band_.Sizes(), mark);
     count_ = count;
   }
 

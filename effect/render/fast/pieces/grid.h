@@ -45,12 +45,17 @@ class Grid {
     if (Gap() == 0) return cell;
     return cell / P * Quality() + Smaller(cell & (P - 1), V{} + Quality());
   }
+  // Whether rows of cells are rows of samples.
+  template <typename V>
+  ORVANDEL_INLINE auto HasSamples(const V& cell) const {
+    return (cell & (P - 1)) < Quality();
+  }
   // The rows of samples that are rows of cells from `cell` on, and kNoRow where none is.
   template <typename V>
   ORVANDEL_INLINE V RowsFrom(std::int32_t cell) const {
     const V cells = WrappingSum(LaneNumbers<V>(), Spread<V>(cell));
     if (Gap() == 0) return cells;
-    return (cells & (P - 1)) < Quality() ? cells - cells / P * Gap() : V{} + kNoRow;
+    return HasSamples(cells) ? cells - cells / P * Gap() : V{} + kNoRow;
   }
   // The cells of a word that are samples.
   std::uint64_t SamplesOfWord() const {

@@ -11,76 +11,78 @@
 
 namespace orvandel::fast::ORVANDEL_KERNELS {
 
-// Masks for the steps of rows from .. end - 1 of a group: all ones in every lane of step k when row k is one of them,
-// and has samples where every fourth has none.
-template <bool everyFourthEmpty>
+// Masks for steps: all ones from entry 0 on, zeros before.
 struct StepMasks {
-  alignas(16) std::int32_t steps[kRowGroup][kRowGroup + 1][kRowGroup][4];
-  constexpr StepMasks() : steps() {
-    for (int from = 0; from < kRowGroup; ++from) {
-      for (int end = from; end <= kRowGroup; ++end) {
-        for (int k = from; k < end; ++k) {
-          for (std::int32_t& lane : steps[from][end][k]) lane = everyFourthEmpty && k % 4 == 3 ? 0 : -1;
-        }
-      }
+  static constexpr int kMost = 16;  // rows of a group
+  alignas(16) std::int32_t entries[2 * kMost][4];
+  constexpr StepMasks() : entries() {
+    for (int i = kMost; i < 2 * kMost; ++i) {
+      for (std::int32_t& lane : entries[i]) lane = -1;
     }
   }
+  ORVANDEL_INLINE FourInts From(std::int32_t entry) const { return Load<FourInts>(entries[kMost + entry]); }
 };
-template <bool everyFourthEmpty>
-inline constexpr StepMasks<everyFourthEmpty> kStepMasks;
+inline constexpr StepMasks kStepMasks;
 
-// One row a lane.
+// n rows, one a lane.
+template <int n>
 struct RowCuts {
-  RowFloats leftX, rightX, leftU, rightU;
-  RowInts used;  // a mask: lanes that hold a row
+  Vec<float, n> leftX, rightX, leftU, rightU;
+  Vec<std::int32_t, n> used;  // a mask: lanes that hold a row
 };
 
 // Of vectors of four values, one a row, to vectors of rows, one a value.
-ORVANDEL_INLINE void TransposeRows(const FourFloats (&at)[kRowGroup], RowCuts& cuts) {
+template <int n>
+ORVANDEL_INLINE void TransposeRows(const FourFloats (&at)[n], RowCuts<n>& cuts) {
   const auto row = [&](int k) __attribute__((always_inline)) {
-    if constexpr (kRowGroup == 4) {
+    if constexpr (n == 4) {
       return at[k];
-    } else {
+    } else if constexpr (n == 8) {
       return Joined(at[k], at[k + 4]);
+    } else {
+      return Joined(Joined(at[k], at[k + 4]), Joined(at[k + 8], at[k + 12]));
     }
   };
-  const RowFloats r0 = row(0), r1 = row(1), r2 = row(2), r3 = row(3);
-  const RowFloats x01 = MergedLow<4>(r0, r1), x23 = MergedLow<4>(r2, r3);
-  const RowFloats u01 = MergedHigh<4>(r0, r1), u23 = MergedHigh<4>(r2, r3);
+  const Vec<float, n> r0 = row(0), r1 = row(1), r2 = row(2), r3 = row(3);
+  const Vec<float, n> x01 = MergedLow<4>(r0, r1), x23 = MergedLow<4>(r2, r3);
+  const Vec<float, n> u01 = MergedHigh<4>(r0, r1), u23 = MergedHigh<4>(r2, r3);
   cuts.leftX = MergedLow<8>(x01, x23);
   cuts.rightX = MergedHigh<8>(x01, x23);
   cuts.leftU = MergedLow<8>(u01, u23);
   cuts.rightU = MergedHigh<8>(u01, u23);
 }
 
-// Calls visit(row, cuts) for rows y .. end - 1 of the edges in slots a and b, group by group; `row` is the first
-// lane's, of cells, counted from the band's first. Cuts are as the edges stand, not yet ordered. Leaves the edges on
-// row `end`.
-template <int P, typename Visit>
+// Calls visit(row, cuts) for rows y .. end - 1 of the edges in slots a and b, n at a time; `row` is the first lane's,
+// of cells, counted from the band's first, and the first one a multiple of `step`. Cuts are as the edges stand, not yet
+// ordered. Leaves the edges on row `end`.
+template <int n, int step, int P, typename Visit>
 ORVANDEL_INLINE void ForRowGroups(LivePiece& piece, int a, int b, std::int32_t y, std::int32_t end,
                                   std::int32_t bandRow, const Grid<P>& grid, Visit visit) {
   FourFloats edges{piece.x[a], piece.x[b], piece.u[a], piece.u[b]};
-  const FourFloats step{piece.dxdy[a], piece.dxdy[b], piece.dudy[a], piece.dudy[b]};
-  y = grid.CellOf(y - bandRow);
-  end = grid.CellOf(end - bandRow);
-  const bool gaps = grid.Gap() != 0;
-  const auto& masks = P == 4 && gaps ? kStepMasks<true>.steps : kStepMasks<false>.steps;
-  std::int32_t from = y & (kRowGroup - 1);
-  for (std::int32_t row = y - from; row < end; row += kRowGroup) {
-    std::int32_t rows = Smaller(end - row, kRowGroup);
-    if (P > 4 && gaps) rows = Larger(Smaller(rows, grid.Quality() - (row & (P - 1))), 0);
-    FourFloats at[kRowGroup];
-    for (int k = 0; k < kRowGroup; ++k) {
-      at[k] = edges;
-      edges += (FourFloats)((FourInts)step & Load<FourInts>(masks[from][rows][k]));
+  const FourFloats change{piece.dxdy[a], piece.dxdy[b], piece.dudy[a], piece.dudy[b]};
+  const std::int32_t first = grid.CellOf(y - bandRow), behind = grid.CellOf(end - bandRow);
+  for (std::int32_t row = first & -step; row < behind; row += n) {
+    const std::int32_t from = Larger(first - row, 0), to = Smaller(behind - row, n);
+    FourFloats at[n];
+    RowCuts<n> cuts;
+    const auto lanes = LaneNumbers<Vec<std::int32_t, n>>();
+    cuts.used = (lanes >= from) & (lanes < to);
+    const auto stepAll = [&](auto gaps) __attribute__((always_inline)) {
+      for (int k = 0; k < n; ++k) {
+        at[k] = edges;
+        if (decltype(gaps)::value && !grid.HasSamples(row + k)) continue;
+        const FourInts stepped = kStepMasks.From(k - from) & kStepMasks.From(to - 1 - k);
+        edges += (FourFloats)((FourInts)change & stepped);
+      }
+    };
+    if (grid.Gap() == 0) {
+      stepAll(std::false_type{});
+    } else {
+      stepAll(std::true_type{});
+      cuts.used &= grid.HasSamples(lanes + row);
     }
-    RowCuts cuts;
     TransposeRows(at, cuts);
-    const auto lanes = LaneNumbers<RowInts>();
-    cuts.used = (lanes >= from) & (lanes < rows);
-    if (P == 4 && gaps) cuts.used &= lanes % 4 != 3;
     visit(row, cuts);
-    from = 0;
   }
   piece.x[a] = edges[0];
   piece.x[b] = edges[1];

@@ -6,8 +6,9 @@
 namespace orvandel::fast::ORVANDEL_KERNELS {
 
 // Four pixels are 4 P columns, done four at a time: kFours for each of kParts parts. The alphas of four columns are
-// bytes: for every four rows those of the first column, then those of the second, the third and the fourth.
-template <int P, typename Window>
+// bytes: for every four rows those of the first column, then those of the second, the third and the fourth (or, as it
+// does not matter from P = 4 on, row by row).
+template <int P, typename Window = AllAlphas>
 class FourPixels {
  public:
   static constexpr int kParts = Smaller(P, 4), kFours = Larger(P / 4, 1);

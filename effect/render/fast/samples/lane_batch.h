@@ -60,13 +60,7 @@ ORVANDEL_INLINE bool StepFourColumns(const LaneBatch<P>& batch, std::int32_t fro
 }
 
 // Totals of four pixels as they stand in the counters, beside each other: no counter ever exceeds its 16 bits, so that
-// four are added to as one number. One total for every four lanes; sums[k] holds each lane's samples of the k-th pixel.
-ORVANDEL_INLINE auto TotalsOf(const Ints (&sums)[4]) {
-  const auto add = [](const Ints& a, const Ints& b) __attribute__((always_inline)) { return a + b; };
-  const Ints all = JoinGroupsOfFour(sums[0], sums[1], sums[2], sums[3], add);
-  return __builtin_convertvector((Uints)all, Vec<std::uint16_t, kLanes>);
-}
-
+// four are added to as one number.
 ORVANDEL_INLINE void AddFourCounters(std::uint16_t* place, std::uint64_t total) {
   Store(place, Load<std::uint64_t>(place) + total);
 }

@@ -14,26 +14,11 @@ namespace orvandel::fast::ORVANDEL_KERNELS {
 template <int P>
 class SamplePass {
  public:
-  explicit SamplePass(const Band<P>& band) : band_(band), lookup_(band.Job().alphas), windows_(band.Sizes()) {}
+  explicit SamplePass(const Band<P>& band) : band_(band), windows_(band.Sizes()) {}
 
   void Run(LivePiece& piece, int a, int b, OutlineSide side, std::int32_t y, std::int32_t end) {
-    LaneCuts cuts;
-    const Grid<P>& grid = band_.Sizes();
-    const std::int32_t first = y - band_.FirstRow(), behind = end - band_.FirstRow();  // rows of samples
-    std::int32_t batch = grid.CellOf(first) & -kBatchStep;                             // row of the first lane
-    const auto add = [&] {
-      const Ints row = grid.template RowsFrom<Ints>(batch);
-      cuts.used = (row >= first) & (row < behind);
-      Add(side, batch, cuts);
-    };
-    ForRowGroups(piece, a, b, y, end, band_.FirstRow(), grid, [&](std::int32_t row, const RowCuts& group) {
-      if (row == batch + kLanes) {
-        add();
-        batch = row;
-      }
-      cuts.Put(row - batch, group);
-    });
-    add();
+    ForRowGroups<kLanes, kBatchStep>(piece, a, b, y, end, band_.FirstRow(), band_.Sizes(),
+                                     [&](std::int32_t row, const LaneCuts& cuts) { Add(side, row, cuts); });
   }
 
   void OneRow(std::int32_t y, const Cut& cut, bool) {
@@ -42,7 +27,9 @@ class SamplePass {
   }
 
   // Adds what still waits.
-  void Flush() { windows_.Flush(); }
+  void Flush() {
+    if constexpr (kInLanes) windows_.Flush();
+  }
 
   // Counts the cells of a word column that are not simple.
   void FinishColumn(const WordColumn& at) const {
@@ -52,35 +39,11 @@ class SamplePass {
  private:
   static constexpr std::uint64_t kPixelBits = (std::uint64_t{1} << P) - 1;
 
-  // Without windows lanes do not pay at qualities 1 and 2.
-  static constexpr bool kInLanes = P % 4 == 0 || AlphaWindow::kEntries >= 128;
+  // Lanes of few rows do not pay at qualities 1 and 2.
+  static constexpr bool kInLanes = P % 4 == 0 || kLanes == 16;
   static constexpr int kBatchStep = kInLanes ? Larger(kLanesOfGroup<P>, kRowGroup) : kRowGroup;
 
-  // One row a lane.
-  struct LaneCuts {
-    static constexpr int kGroupsOfRows = kLanes / kRowGroup;
-    RowFloats leftX[kGroupsOfRows] = {}, rightX[kGroupsOfRows] = {}, leftU[kGroupsOfRows] = {},
-              rightU[kGroupsOfRows] = {};
-    Ints used{};  // a mask: lanes that hold a row
-
-    ORVANDEL_INLINE void Put(std::int32_t lane, const RowCuts& cuts) {
-      const std::int32_t group = lane / kRowGroup;
-      leftX[group] = cuts.leftX;
-      rightX[group] = cuts.rightX;
-      leftU[group] = cuts.leftU;
-      rightU[group] = cuts.rightU;
-    }
-  };
-
-  // In the parts in which they were stored: a load across two stores waits until both have reached the cache.
-  template <typename Group>
-  ORVANDEL_INLINE static Floats LoadGroups(const Group* from) {
-    if constexpr (sizeof(Group) == sizeof(Floats)) {
-      return from[0];
-    } else {
-      return Joined(from[0], from[1]);
-    }
-  }
+  using LaneCuts = RowCuts<kLanes>;
 
   // Runs in lanes, by lane. Lanes without samples have count 0.
   struct LaneRuns {
@@ -96,9 +59,7 @@ class SamplePass {
     } else {
       for (std::int32_t lane = 0; lane < kLanes; ++lane) {
         if (cuts.used[lane] == 0) continue;
-        const std::int32_t group = lane / kRowGroup, row = lane % kRowGroup;
-        Cut cut{
-            cuts.leftX[group][row], cuts.rightX[group][row], cuts.leftU[group][row], cuts.rightU[group][row], side, 0};
+        Cut cut{cuts.leftX[lane], cuts.rightX[lane], cuts.leftU[lane], cuts.rightU[lane], side, 0};
         Samples run;
         if (!OrderCut(side, cut.leftX, cut.rightX)) continue;
         if (MakeSamples(cut, band_.Job().lo, band_.Job().hi, run)) AddRun(batch + lane, run);
@@ -144,16 +105,15 @@ class SamplePass {
 
   // MakeSamples for all lanes.
   void MakeRuns(OutlineSide side, const LaneCuts& cuts, LaneRuns& runs) const {
-    Floats leftX = LoadGroups(cuts.leftX), rightX = LoadGroups(cuts.rightX);
-    const Floats leftU = LoadGroups(cuts.leftU), rightU = LoadGroups(cuts.rightU);
+    Floats leftX = cuts.leftX, rightX = cuts.rightX;
     MoveToOutline(leftX, rightX, Ints{} - (side == OutlineSide::kLeft ? 1 : 0),
                   Ints{} - (side == OutlineSide::kRight ? 1 : 0));
 
     const std::int32_t lo = band_.Job().lo, hi = band_.Job().hi;
     Ints first = Floor(leftX), last = Floor(rightX);
     const Floats extent = rightX - leftX;
-    const Floats dudx = extent != 0 ? (rightU - leftU) / extent : Floats{};
-    Floats u = (1.0F - (leftX - ToFloats(first))) * dudx + leftU;
+    const Floats dudx = extent != 0 ? (cuts.rightU - cuts.leftU) / extent : Floats{};
+    Floats u = (1.0F - (leftX - ToFloats(first))) * dudx + cuts.leftU;
     u = 0.0F < u ? u : Floats{};
     u = first < lo ? u + ToFloats(WrappingDifference(Ints{} + lo, first)) * dudx : u;
     first = first < lo ? Ints{} + lo : first;
@@ -166,7 +126,9 @@ class SamplePass {
     LaneRuns runs;
     MakeRuns(side, cuts, runs);
     if (AnyBadStrip(batch)) AddBadLanes(batch, runs);
-    if (Any(runs.count)) AddSimpleLanes(batch, runs);
+    if (!Any(runs.count)) return;
+    Prepare(batch, runs, windows_.Next());
+    windows_.Add(band_.Job().alphas);
   }
 
   // Whether cells that are not simple lie in the strips of a batch.
@@ -186,24 +148,8 @@ class SamplePass {
       runs.count[lane] = 0;
     }
   }
-  void AddLaneByLane(std::int32_t batch, const LaneRuns& runs) const {
-    for (std::int32_t lane = 0; lane < kLanes; ++lane) {
-      if (runs.count[lane] != 0) AddLane(batch, runs, lane);
-    }
-  }
   void AddLane(std::int32_t batch, const LaneRuns& runs, std::int32_t lane) const {
     AddRun(batch + lane, {runs.first[lane] + band_.FirstColumn(), runs.count[lane], runs.u[lane], runs.dudx[lane]});
-  }
-
-  void AddSimpleLanes(std::int32_t row, const LaneRuns& runs) {
-    LaneBatch<P>& batch = windows_.Next();
-    Prepare(row, runs, batch);
-    if (windows_.Add(band_.Job().alphas)) return;
-    if constexpr (P % 4 == 0) {
-      AddBatch(batch);
-    } else {
-      AddLaneByLane(row, runs);
-    }
   }
 
   void Prepare(std::int32_t row, const LaneRuns& runs, LaneBatch<P>& batch) const {
@@ -230,32 +176,6 @@ class SamplePass {
     }
   }
 
-  // The columns of a batch that fits no window.
-  void AddBatch(LaneBatch<P>& batch) const {
-    for (std::int32_t x = 0; x < batch.columns; x += 4 * P) {
-      Ints sums[4];
-      for (int pixel = 0; pixel < 4; ++pixel) {
-        sums[pixel] = Ints{};
-        for (std::int32_t cell = 0; cell < P; cell += 4) AddFourColumns(x + pixel * P + cell, cell, batch, sums[pixel]);
-      }
-      AddToCounters<P, 1>(TotalsOf(sums), x, batch.counters);
-    }
-  }
-
-  // Those from column `from` on, the `cell`-th of its pixel.
-  ORVANDEL_INLINE void AddFourColumns(std::int32_t from, std::int32_t cell, LaneBatch<P>& batch, Ints& sums) const {
-    const std::int32_t count = Smaller(band_.Sizes().Quality() - cell, 4);
-    Ints index[4];
-    Floats u[4];
-    const bool all = StepFourColumns(batch, from, count, batch.u, u);
-    for (std::int32_t k = 0; k < 4; ++k) {
-      const Ints within = (batch.skip <= from + k) & (batch.end > from + k), none = Ints{} + kFirstDropped;
-      const Ints each = Truncate(u[k] * kEntriesPerBand);
-      index[k] = k >= count ? none : all ? each : Select(within, each, none);
-    }
-    lookup_.Add(index[0], index[1], index[2], index[3], sums);
-  }
-
   void CountBadCells(const WordColumn& at) const {
     constexpr std::int32_t kRows = kStripRows<P>;
     std::uint64_t* inside = band_.WordsOf(at) + kRows;
@@ -274,8 +194,7 @@ class SamplePass {
   }
 
   const Band<P>& band_;
-  AlphaLookup lookup_;
-  typename WindowsOf<P>::Type windows_;
+  WindowSums<P> windows_;
 };
 
 }  // namespace orvandel::fast::ORVANDEL_KERNELS
