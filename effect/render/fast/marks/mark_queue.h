@@ -17,7 +17,7 @@ class MarkQueue {
   ORVANDEL_INLINE void Add(LivePiece& piece, int a, int b, OutlineSide side, std::int32_t y, std::int32_t end) {
     const RowInts atLeft = RowInts{} - (side == OutlineSide::kLeft ? 1 : 0);
     const RowInts atRight = RowInts{} - (side == OutlineSide::kRight ? 1 : 0);
-    const CellBounds<P, RowInts> bounds(band_.Job(), band_.Sizes(), band_.FirstColumn());
+    const CellBounds<Grid<P>, RowInts> bounds(band_.Job(), band_.Sizes(), band_.FirstColumn());
     std::int32_t count = count_;
     const auto mark = [&](std::int32_t row, const RowCuts<kRowGroup>& cuts) __attribute__((always_inline)) {
       CellLanes<RowInts> cells;
@@ -59,9 +59,11 @@ class MarkQueue {
   }
 
  private:
-  __attribute__((noinline)) void CutPieces() {
-    const Grid<P> grid = band_.Sizes();
-    const CellBounds<P, TameInts> bounds(band_.Job(), grid, band_.FirstColumn());
+  void CutPieces() { band_.Sizes().Gap() == 0 ? CutPiecesOn(Grid<P, true>(band_.Job())) : CutPiecesOn(band_.Sizes()); }
+
+  template <typename Grid>
+  __attribute__((noinline)) void CutPiecesOn(const Grid& grid) {
+    const CellBounds<Grid, TameInts> bounds(band_.Job(), grid, band_.FirstColumn());
     const auto firstRow = Spread<TameInts>(band_.FirstRow());
     std::int32_t count = count_;
     for (std::int32_t i = 0; i < pieceCount_; ++i) {

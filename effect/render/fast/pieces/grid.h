@@ -14,12 +14,13 @@
 
 namespace orvandel::fast::ORVANDEL_KERNELS {
 
-template <int P>
+// `full`: known to have no gaps, for code that should not ask.
+template <int P, bool full = P <= 2>
 class Grid {
  public:
   explicit Grid(const DrawJob& job) : quality_(job.quality), perSample_(1.0F / static_cast<float>(job.quality)) {}
 
-  std::int32_t Quality() const { return P > 2 ? quality_ : P; }
+  std::int32_t Quality() const { return full ? P : quality_; }
   // Cells of a pixel, in one direction, that are no samples.
   std::int32_t Gap() const { return P - Quality(); }
 

@@ -99,19 +99,19 @@ struct CellLanes {
 };
 
 // The columns of samples that may be touched, and the band's first.
-template <int P, typename Columns>
+template <typename Grid, typename Columns>
 struct CellBounds {
   Columns lo, hi, firstColumn;
-  Grid<P> grid;
-  CellBounds(const DrawJob& job, const Grid<P>& of, std::int32_t first)
+  Grid grid;
+  CellBounds(const DrawJob& job, const Grid& of, std::int32_t first)
       : lo(Spread<Columns>(job.lo)), hi(Spread<Columns>(job.hi)), firstColumn(Spread<Columns>(first)), grid(of) {}
 };
 
 // OrderCut and ClipColumns for many rows. The outline's side is data here, not a branch: it changes from run to run as
 // by chance, and a mispredicted branch costs as much as a dozen rows.
-template <int P, typename X, typename Columns, typename... Used>
+template <typename Grid, typename X, typename Columns, typename... Used>
 ORVANDEL_INLINE void CutLanes(X leftX, X rightX, const MaskOf<Columns>& atLeft, const MaskOf<Columns>& atRight,
-                              const CellBounds<P, Columns>& bounds, CellLanes<Columns>& cells, const Used&... used) {
+                              const CellBounds<Grid, Columns>& bounds, CellLanes<Columns>& cells, const Used&... used) {
   MoveToOutline(leftX, rightX, atLeft, atRight);
   const Columns first = Floor(leftX), last = Floor(rightX), behind = Spread<Columns>(kBehind);
   cells.traced = AtMost(leftX, rightX) & AtMost(first, bounds.hi);
