@@ -32,6 +32,7 @@ async function begin(): Promise<void> {
   takeFirst();
   followFrames();
   render(<App />, document.getElementById("app")!);
+  offerApi();
   await engine;
   void askCatalog();
   followPlaying();
@@ -40,7 +41,6 @@ async function begin(): Promise<void> {
   effect(() => void followSound(current.value));
   await restored;
   followChanges();
-  offerApi();
   await served?.open().catch((error: Error) => say(error.message, "bad"));
   if (!served && "serviceWorker" in navigator && !import.meta.env?.DEV)
     await navigator.serviceWorker.register("./sw.js").catch(() => undefined);

@@ -4,8 +4,8 @@ import { effect, signal } from "@preact/signals";
 import { current, effectIndex } from "../document/open";
 import { moves, setting } from "../document/parameters";
 import { CoreError, type MaskOutline, type Value, type Wave } from "./core";
-import { frameCount, parameters, revision, workers } from "./engine";
-import { dragging, frame, playing } from "./frames";
+import { dragging, frameCount, parameters, revision, workers } from "./engine";
+import { frame, playing } from "./frames";
 import { Urgency } from "./pool";
 
 export interface Curve {

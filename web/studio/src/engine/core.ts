@@ -33,6 +33,8 @@ export interface Answer {
   id: number;
   value?: unknown;
   ms: number;
+  /** Of a scene that had to be loaded for it. */
+  facts?: SceneFacts;
   error?: { message: string; complaints: Complaint[] };
 }
 

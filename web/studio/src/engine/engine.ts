@@ -18,6 +18,9 @@ export const failure = signal("");
 /** Counts the scenes that workers were given. */
 export const revision = signal(0);
 
+/** A handle, a slider or the play head is being dragged. */
+export const dragging = signal(false);
+
 export const frameCount = computed(() => facts.value?.frames ?? 1);
 export const rate = computed<Rate>(() => rateOf(facts.value?.frameRate));
 
@@ -31,6 +34,7 @@ const kMostWorkers = 16;
 /** Resolved when the core is there. */
 export async function openEngine(): Promise<void> {
   pool = new Pool(Math.min(kMostWorkers, Math.max(2, navigator.hardwareConcurrency || 2)), first);
+  pool.onFacts = learned;
   await core;
 }
 
@@ -47,17 +51,26 @@ export function follow(document: () => SceneDocument): void {
     const shown = document();
     workers().setScene(shown.text.value, shown.name.value, shown.readable.value);
     revision.value = workers().scene;
-    void learn();
+    clearTimeout(learnTimer);
+    // The pictures that follow a hand bring the facts along; complaints wait until it pauses.
+    if (dragging.peek()) learnTimer = window.setTimeout(() => void learn(), kPause);
+    else void learn();
   });
+}
+
+const kPause = 100;
+let learnTimer = 0;
+
+function learned(loaded: SceneFacts): void {
+  if (JSON.stringify(facts.peek()) !== JSON.stringify(loaded)) facts.value = loaded;
+  if (complaints.peek().length > 0) complaints.value = [];
 }
 
 async function learn(): Promise<void> {
   const asked = workers().scene;
   try {
     const loaded = await workers().ask(Urgency.Now, "load");
-    if (asked !== workers().scene) return;
-    if (JSON.stringify(facts.peek()) !== JSON.stringify(loaded)) facts.value = loaded;
-    complaints.value = [];
+    if (asked === workers().scene) learned(loaded);
   } catch (error) {
     if (error instanceof Dropped || asked !== workers().scene) return;
     complaints.value =

@@ -2,7 +2,7 @@
 import { effect, signal } from "@preact/signals";
 
 import { CoreError, type FrameOptions, type Picture } from "./core";
-import { failure, frameCount, revision, workers } from "./engine";
+import { dragging, failure, frameCount, revision, workers } from "./engine";
 import { first, kFirstOptions } from "./first";
 import { Dropped, Urgency } from "./pool";
 
@@ -14,8 +14,6 @@ export interface ShownPicture extends Picture {
 
 export const frame = signal(0);
 export const playing = signal(false);
-/** A handle, a slider or the play head is being dragged. */
-export const dragging = signal(false);
 export const picture = signal<ShownPicture | undefined>(undefined);
 /** Milliseconds of the last pictures, for those who watch. */
 export const drawTime = signal(0);

@@ -1,5 +1,5 @@
 // Workers, each with an instance of the core, and the queue of what they are asked.
-import { type Answers, type Answer, CoreError, type Method, type SceneMessage } from "./core";
+import { type Answers, type Answer, CoreError, type Method, type SceneFacts, type SceneMessage } from "./core";
 import { freshWorker, type FirstWorker, hiredWorker } from "./first";
 
 /** Lower goes first. */
@@ -44,6 +44,8 @@ function isSame(a: SceneMessage | undefined, b: SceneMessage): boolean {
 }
 
 export class Pool {
+  /** Called when a worker has read the scene as it is now. */
+  onFacts: ((facts: SceneFacts) => void) | undefined;
   #hands: Hand[] = [];
   #queue: Job[] = [];
   #scene: SceneMessage = { scene: 0, text: "", name: "", files: {} };
@@ -145,6 +147,7 @@ export class Pool {
   #finished(hand: Hand, answer: Answer): void {
     const job = hand.job;
     hand.job = undefined;
+    if (answer.facts && job?.scene.scene === this.scene) this.onFacts?.(answer.facts);
     if (job && answer.error) job.reject(new CoreError(answer.error.message, answer.error.complaints));
     else job?.resolve(answer.value, answer.ms);
     this.#handOut();

@@ -51,7 +51,9 @@ self.onmessage = async ({ data }: MessageEvent<WebAssembly.Module | SceneMessage
     const begun = performance.now();
     const answer: Answer = { id: data.id, ms: 0 };
     try {
+      const before = facts;
       answer.value = answered(await core, data);
+      if (facts !== before) answer.facts = facts;
     } catch (error) {
       const { message, complaints } = error as { message: string; complaints?: [] };
       answer.error = { message, complaints: complaints ?? [] };

@@ -5,7 +5,7 @@ import { current } from "../document/open";
 import { newGesture } from "../session/state";
 import type { Json, JsonObject } from "../document/json";
 import type { Parameter } from "../document/catalog";
-import { dragging } from "../engine/frames";
+import { dragging } from "../engine/engine";
 import { NumberField } from "./number_field";
 import { Thumbnail } from "./thumbnail";
 

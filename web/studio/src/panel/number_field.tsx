@@ -2,7 +2,7 @@
 import { useRef } from "preact/hooks";
 
 import { newGesture } from "../session/state";
-import { dragging } from "../engine/frames";
+import { dragging } from "../engine/engine";
 
 export interface NumberFieldProps {
   label: string;

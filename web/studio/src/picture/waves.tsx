@@ -5,8 +5,8 @@ import { useEffect } from "preact/hooks";
 import { effectIndex } from "../document/open";
 import { wavesNow } from "../engine/analysis";
 import type { Wave } from "../engine/core";
-import { revision } from "../engine/engine";
-import { dragging, frame, playing } from "../engine/frames";
+import { dragging, revision } from "../engine/engine";
+import { frame, playing } from "../engine/frames";
 
 export const wavesShown = signal(false);
 const waves = signal<Wave[]>([]);
