@@ -22,7 +22,10 @@ const scene = `// Kept: what stands here.
   "version": 1, "width": 192, "height": 108, "frameRate": 25, "duration": 1, "preroll": 1,
   "parameters": {
     "Frequency": 5, // kept, too
-    "Expansion": { "keyframes": [ { "time": 0, "value": 3 }, { "time": 0.8, "value": 6 } ] }
+    "Expansion": { "keyframes": [
+      { "time": 0, "value": 3 }, // slow
+      { "time": 0.8, "value": 6 } // fast
+    ] }
   }
 }
 `;
@@ -78,6 +81,7 @@ test("open, change, key, scrub, undo, save, reload: the file differs only where 
   assert.match(await text(page), /"time": 0.4, "value": 4.5/);
   await button(page, "Key of Expansion at frame 10").press("ArrowRight");
   await dragged(page, button(page, "Key of Expansion at frame 11"), [-120, 0]);
+  assert.match(await text(page), /"time": 0.28, "value": 4.5/);
   assert.equal(await page.getByRole("button", { name: /^Key of Expansion/ }).count(), 3);
   await page.getByRole("combobox", { name: "Ease", exact: true }).selectOption("ease-in-out");
   await field(page, "Curve y1").fill("0.25");
@@ -85,6 +89,10 @@ test("open, change, key, scrub, undo, save, reload: the file differs only where 
   for (let i = 0; i < 5; ++i) await page.keyboard.press("Control+z");
   assert.equal(await text(page), before);
   for (let i = 0; i < 5; ++i) await page.keyboard.press("Control+Shift+z");
+  // Over all others: a comment goes with its key.
+  await dragged(page, button(page, "Key of Expansion at frame 0"), [790, 0]);
+  assert.match(await text(page), /"value": 6 }, \/\/ fast\s+{ "time": 0.9\d*, "value": 3 } \/\/ slow\n/);
+  await page.keyboard.press("Control+z");
   await dragged(page, page.getByRole("slider", { name: "Play head" }), [200, 0]);
   assert.ok(Number(await field(page, "Frame").inputValue()) > 10);
 
@@ -97,6 +105,32 @@ test("open, change, key, scrub, undo, save, reload: the file differs only where 
   await page.reload();
   await ready(page);
   assert.equal(await text(page), saved.bytes.toString());
+  await page.close();
+  still();
+});
+
+test("a mask moves by its points: keys where it is touched, nothing else in the file", async () => {
+  const page = await opened(await chromium.page(), server.address);
+  const masked = scene
+    .replace('"Frequency": 5', '"Wave Type": "Mask", "Mask": "box", "Frequency": 5')
+    .replace('  "parameters"', '  "masks": { "box": { "d": "M 60 30 h 20 l 50 0 L 130 80 Z" } }, // a box\n  "parameters"');
+  await load(page, masked);
+  await page.getByRole("tab", { name: "Media & masks" }).click();
+  await button(page, "Let it move").click();
+  await field(page, "Frame").fill("20");
+  const point = (number) => page.getByRole("button", { name: new RegExp(`^Point ${number} of box`) });
+  await dragged(page, point(2), [80, 40]);
+  const path = (time) => new RegExp(`"time": ${time}, "d": "M ?60 30 H ?80 L ?([\\d.]+) ([\\d.]+) L ?130 80 Z" }`).exec(written);
+  let written = await text(page);
+  const [, x, y] = path("0.8");
+  assert.ok(Number(x) > 130 && Number(y) > 30, written);
+  await field(page, "Frame").fill("10");
+  await button(page, "Key here").click();
+  written = await text(page);
+  const [, halfX, halfY] = path("0.4");
+  assert.ok(Math.abs(halfX - (130 + Number(x)) / 2) < 0.1 && Math.abs(halfY - (30 + Number(y)) / 2) < 0.1, written);
+  assert.ok(written.includes("// a box") && written.includes("// kept, too"));
+  assert.equal((await load(page, written)).frames, 25);
   await page.close();
   still();
 });
@@ -290,10 +324,14 @@ test("how fast frames follow a hand is told", async (context) => {
   const box = await field(page, "Expansion").boundingBox();
   await page.mouse.move(box.x + 20, box.y + 10);
   await page.mouse.down();
-  for (let i = 0; i < 120; ++i) {
-    await page.mouse.move(box.x + 20 + 60 * Math.sin(i / 12), box.y + 10);
-    await page.waitForTimeout(8);
-  }
+  // The page moves its own hand, once a frame: a message from here takes longer than that.
+  await field(page, "Expansion").evaluate(async (input, x) => {
+    for (let i = 0; i < 150; ++i) {
+      const clientX = x + 60 * Math.sin(i / 12);
+      input.dispatchEvent(new PointerEvent("pointermove", { clientX, pointerId: 1, bubbles: true }));
+      await new Promise(requestAnimationFrame);
+    }
+  }, box.x + 20);
   await page.mouse.up();
   const times = await page.evaluate(() => window.painted);
   const gaps = times

@@ -1,5 +1,5 @@
 // Changes of a scene file's text that leave everything else in it as it stands: comments, order, spaces.
-import { applyEdits, findNodeAtLocation, getNodeValue, modify, parseTree, type Node } from "jsonc-parser";
+import { findNodeAtLocation, getNodeValue, parseTree, type Node } from "jsonc-parser";
 
 import { type Json, type Path, written } from "./json";
 
@@ -90,11 +90,47 @@ export function withItem(text: string, path: Path, index: number, value: Json): 
   return array ? inserted(text, array, index, index, value, false) : withValue(text, path, [value]);
 }
 
-/** The text without what stands at `path`. */
+/** The text with the items of the array at `path` in another order; a comment behind one on its line goes with it. */
+export function withOrder(text: string, path: Path, order: readonly number[]): string {
+  const root = parseTree(text);
+  const items = (root && findNodeAtLocation(root, path)?.children) ?? [];
+  const parts = items.map(({ offset, length }) => {
+    const end = offset + length;
+    const [, comma, comment] = /^((?:[ \t]*,)?)((?:[ \t]*(?:\/\/[^\n\r]*|\/\*[^\n]*?\*\/))?)/.exec(text.slice(end))!;
+    return { offset, end, comma: comma!, item: text.slice(offset, end), comment: comment! };
+  });
+  return parts.reduceRight((result, { offset, end, comma, comment }, i) => {
+    const by = parts[order[i]!]!;
+    return spliced(result, offset, end + comma.length + comment.length, by.item + comma + by.comment);
+  }, text);
+}
+
+// Of the comma that follows `offset`, comments left out.
+function commaBehind(text: string, offset: number): number {
+  const skipped = /^(?:\s|\/\/[^\n]*\n|\/\*[^]*?\*\/)*/.exec(text.slice(offset))![0];
+  return offset + skipped.length;
+}
+
+/** The text without what stands at `path`, and without its lines where nothing else stands there. */
 export function without(text: string, path: Path): string {
   const root = parseTree(text);
-  if (!root || !findNodeAtLocation(root, path)) return text;
-  return applyEdits(text, modify(text, path, undefined, { formattingOptions: { insertSpaces: true, tabSize: 2 } }));
+  const node = root && findNodeAtLocation(root, path);
+  if (!node?.parent) return text;
+  const item = node.parent.type === "property" ? node.parent : node;
+  const siblings = item.parent!.children!;
+  const before = siblings[siblings.indexOf(item) - 1];
+  const isLast = siblings[siblings.length - 1] === item;
+  let [start, end] = [item.offset, item.offset + item.length];
+  if (!isLast) end = commaBehind(text, end) + 1;
+  const lead = /(?:^|\n)([ \t]*)$/.exec(text.slice(0, start));
+  const tail = /^[ \t]*(?:\/\/[^\n]*|\/\*[^\n]*?\*\/[ \t]*)?\r?\n/.exec(text.slice(end));
+  if (lead && tail) [start, end] = [start - lead[1]!.length, end + tail[0].length];
+  else if (!isLast || !before) end += /^[ \t]*/.exec(text.slice(end))![0].length;
+  else start -= /[ \t]*$/.exec(text.slice(0, start))![0].length;
+  const rest = spliced(text, start, end, "");
+  if (!isLast || !before) return rest;
+  const comma = commaBehind(text, before.offset + before.length);
+  return spliced(rest, comma, comma + 1, "");
 }
 
 /** The text with the property at `path` under another name. */

@@ -1,7 +1,7 @@
 // Moving and copying keys of several parameters at once.
 import type { SceneDocument } from "./document";
-import { withValue } from "./edits";
-import type { Json, JsonObject } from "./json";
+import { withItem, without, withOrder, withValue } from "./edits";
+import type { Json, JsonObject, Path } from "./json";
 import { keysOf, type Key, kSameTime, parameterPath, setting } from "./parameters";
 
 /** A key of a parameter, by the time at which it stands. */
@@ -27,15 +27,10 @@ function byParameter<T extends KeyPlace>(places: readonly T[]): Map<string, T[]>
 const stands = (places: readonly KeyPlace[], time: number) =>
   places.some((place) => Math.abs(place.time - time) < kSameTime);
 
-// Later in the list wins where two stand at one time.
-function inOrder(keys: Key[]): Key[] {
-  const kept = keys.filter((key, i) => !keys.slice(i + 1).some((later) => Math.abs(later.time - key.time) < kSameTime));
-  return kept.sort((a, b) => a.time - b.time);
-}
-
-function withKeys(text: string, scene: JsonObject, place: KeyPlace, keys: Key[]): string {
-  return withValue(text, [...parameterPath(scene, place.effect, place.name), "keyframes"], keys as unknown as Json);
-}
+const listOf = (scene: JsonObject, { effect, name }: KeyPlace): Path => [
+  ...parameterPath(scene, effect, name),
+  "keyframes",
+];
 
 function round(time: number): number {
   return Number(time.toFixed(6));
@@ -53,9 +48,19 @@ export function moveKeys(
   let text = base;
   for (const group of byParameter(places).values()) {
     const keys = keysOf(setting(scene, group[0]!.effect, group[0]!.name)) ?? [];
-    const resting = keys.filter((key) => !stands(group, key.time));
-    const moved = keys.filter((key) => stands(group, key.time)).map((key) => ({ ...key, time: round(key.time + by) }));
-    text = withKeys(text, scene, group[0]!, inOrder([...resting, ...moved]));
+    const list = listOf(scene, group[0]!);
+    const all = keys.map(({ time }, index) => ({ index, moved: stands(group, time), time }));
+    for (const each of all.filter(({ moved }) => moved)) {
+      each.time = round(each.time + by);
+      text = withValue(text, [...list, each.index, "time"], each.time);
+    }
+    const arrived = all.filter(({ moved }) => moved).map(({ time }) => time);
+    const isRunOver = (each: (typeof all)[number]) =>
+      !each.moved && arrived.some((time) => Math.abs(time - each.time) < kSameTime);
+    for (const { index } of all.filter(isRunOver).reverse()) text = without(text, [...list, index]);
+    const left = all.filter((each) => !isRunOver(each)).map(({ time }, index) => ({ index, time }));
+    const order = [...left].sort((one, other) => one.time - other.time).map(({ index }) => index);
+    if (order.some((index, i) => index !== i)) text = withOrder(text, list, order);
   }
   document.change(
     places.length === 1 ? `move a key of ${places[0]!.name}` : `move ${places.length} keys`,
@@ -71,10 +76,10 @@ export function removeKeys(document: SceneDocument, places: readonly KeyPlace[])
   for (const group of byParameter(places).values()) {
     const { effect, name } = group[0]!;
     const keys = keysOf(setting(scene, effect, name)) ?? [];
-    const left = keys.filter((key) => !stands(group, key.time));
+    const gone = keys.flatMap(({ time }, index) => (stands(group, time) ? [index] : []));
     // Without its last key a parameter keeps that key's value.
-    if (left.length === 0) text = withValue(text, parameterPath(scene, effect, name), keys[0]?.value ?? null);
-    else text = withKeys(text, scene, group[0]!, left);
+    if (gone.length === keys.length) text = withValue(text, parameterPath(scene, effect, name), keys[0]?.value ?? null);
+    else text = gone.reduceRight((rest, index) => without(rest, [...listOf(scene, group[0]!), index]), text);
   }
   document.change(places.length === 1 ? `delete a key of ${places[0]!.name}` : `delete ${places.length} keys`, text);
 }
@@ -89,6 +94,16 @@ export function copyKeys(document: SceneDocument, places: readonly KeyPlace[]): 
   });
 }
 
+// `times`: those of the keys that are there, which it joins.
+function withKey(text: string, list: Path, times: number[], key: Key): string {
+  const there = times.findIndex((time) => Math.abs(time - key.time) < kSameTime);
+  if (there >= 0) return withValue(text, [...list, there], key as unknown as Json);
+  const next = times.findIndex((time) => time > key.time);
+  const at = next < 0 ? times.length : next;
+  times.splice(at, 0, key.time);
+  return withItem(text, list, at, key as unknown as Json);
+}
+
 /** The first copied key comes to stand at `time`. */
 export function pasteKeys(document: SceneDocument, copied: readonly CopiedKey[], time: number): KeyPlace[] {
   const scene = document.scene.value;
@@ -96,10 +111,10 @@ export function pasteKeys(document: SceneDocument, copied: readonly CopiedKey[],
   let text = document.text.value;
   for (const group of byParameter(copied).values()) {
     const { effect, name } = group[0]!;
-    const pasted = group.map(({ key }) => ({ ...key, time: round(key.time + by) }));
-    const keys = keysOf(setting(scene, effect, name));
-    if (keys) text = withKeys(text, scene, group[0]!, inOrder([...keys, ...pasted]));
-    else text = withValue(text, parameterPath(scene, effect, name), { keyframes: inOrder(pasted) } as unknown as Json);
+    const pasted = group.map(({ key }) => ({ ...key, time: round(key.time + by) })).sort((a, b) => a.time - b.time);
+    const keys = keysOf(setting(scene, effect, name))?.map(({ time }) => time);
+    if (!keys) text = withValue(text, parameterPath(scene, effect, name), { keyframes: pasted } as unknown as Json);
+    else for (const key of pasted) text = withKey(text, listOf(scene, group[0]!), keys, key);
   }
   document.change(copied.length === 1 ? "paste a key" : `paste ${copied.length} keys`, text);
   return copied.map((each) => ({ effect: each.effect, name: each.name, time: round(each.time + by) }));

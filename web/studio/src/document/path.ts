@@ -22,10 +22,12 @@ const kPairs: Record<string, boolean[]> = {
 };
 
 // Relative commands become absolute: a point that is moved leaves the others where they are.
-function read(d: string): { tokens: Token[]; points: PathPoint[] } {
+// `ends`: where it starts, and where each of its pieces ends.
+function read(d: string): { tokens: Token[]; points: PathPoint[]; ends: [number, number][] } {
   const tokens: Token[] =
     d.match(/[a-zA-Z]|[-+]?(?:\d+\.?\d*|\.\d+)(?:[eE][-+]?\d+)?|[\s,]+/g)?.map((text) => ({ text })) ?? [];
   const points: PathPoint[] = [];
+  const ends: [number, number][] = [];
   let numbers: Token[] = [];
   let command = "";
   let relative = false;
@@ -57,6 +59,7 @@ function read(d: string): { tokens: Token[]; points: PathPoint[] } {
       shift([0, 1], 5);
       here = [Number(numbers[5]!.text), Number(numbers[6]!.text)];
     } else return;
+    ends.push([...here]);
     numbers = [];
   };
   for (const token of tokens) {
@@ -71,7 +74,7 @@ function read(d: string): { tokens: Token[]; points: PathPoint[] } {
       finish();
     }
   }
-  return { tokens, points };
+  return { tokens, points, ends };
 }
 
 function rounded(value: number): string {
@@ -82,8 +85,34 @@ export function pathPoints(d: string): PathPoint[] {
   return read(d).points;
 }
 
-export function movedPoint(d: string, index: number, to: readonly [number, number]): string {
-  // A number that began with its sign may have stood right behind another.
-  const pieces = read(d).tokens.map(({ text, point, y }) => (point === index ? rounded(to[y ? 1 : 0]) : text));
+// A number that began with its sign may have stood right behind another.
+function joined(pieces: string[]): string {
   return pieces.reduce((path, piece) => path + (/[\d.]$/.test(path) && /^[\d.]/.test(piece) ? " " : "") + piece, "");
+}
+
+export function movedPoint(d: string, index: number, to: readonly [number, number]): string {
+  return joined(read(d).tokens.map(({ text, point, y }) => (point === index ? rounded(to[y ? 1 : 0]) : text)));
+}
+
+/**
+ * Two paths of the same commands, and `ends` of the one that they give at some moment between: that path in the same
+ * commands. None where it cannot be told: a radius does not move on a straight way.
+ */
+export function pathBetween(from: string, to: string, ends: readonly (readonly number[])[]): string | undefined {
+  const [a, b] = [read(from), read(to)];
+  const numbers = (tokens: Token[]) => tokens.filter(({ text }) => /\d/.test(text));
+  const others = numbers(b.tokens);
+  if (/a/i.test(from) || numbers(a.tokens).length !== others.length) return undefined;
+  let [way, gone] = [0, 0];
+  for (let i = 0; i < Math.min(a.ends.length, b.ends.length, ends.length); ++i) {
+    for (const axis of [0, 1] as const) {
+      const step = b.ends[i]![axis] - a.ends[i]![axis];
+      way += step * step;
+      gone += step * (ends[i]![axis]! - a.ends[i]![axis]);
+    }
+  }
+  const part = way > 0 ? gone / way : 0;
+  let at = 0;
+  const between = (text: string) => rounded(Number(text) * (1 - part) + Number(others[at++]!.text) * part);
+  return joined(a.tokens.map(({ text }) => (/\d/.test(text) ? between(text) : text)));
 }

@@ -4,7 +4,14 @@ import { missingFiles } from "../session/media_files";
 import { current } from "../document/open";
 import { renamed, without, withValue } from "../document/edits";
 import { isObject, type Json, type JsonObject } from "../document/json";
+import { maskKeyAt, maskKeys, pathAt, withKeyTurned } from "../document/mask_keys";
 import { freeName } from "../document/media";
+import { perSecond } from "../document/time";
+import { masksNow } from "../engine/analysis";
+import { rate } from "../engine/engine";
+import { frame } from "../engine/frames";
+import { endsOf } from "../picture/mask_handles";
+import { currentTime, say } from "../session/state";
 import { Choice } from "./controls";
 import { Icon } from "./icons";
 import { NumberField } from "./number_field";
@@ -39,6 +46,36 @@ function rename(kind: Kind, from: string, to: string): void {
   });
 }
 
+async function turnKey(name: string, mask: JsonObject): Promise<void> {
+  const time = currentTime.peek();
+  const outline = (await masksNow()).find((each) => each.name === name);
+  const d = outline && pathAt(mask, time, endsOf(outline));
+  if (d === undefined) return say("The path between these keys cannot be told: it has arcs.", "bad");
+  change(`key ${name}`, (text) => withKeyTurned(text, name, mask, time, d));
+}
+
+function MaskKeys({ name, mask }: { name: string; mask: JsonObject }) {
+  const here = maskKeyAt(mask, currentTime.value);
+  return (
+    <div class="chips" role="group" aria-label={`Keys of ${name}`}>
+      {maskKeys(mask)?.map(({ time }, i) => (
+        <button
+          key={time}
+          class="chip"
+          aria-pressed={i === here}
+          title="Go to this key; its points are on the picture"
+          onClick={() => (frame.value = Math.max(0, Math.round(time * perSecond(rate.peek()))))}
+        >
+          {Number(time.toFixed(3))} s
+        </button>
+      ))}
+      <button class="chip" onClick={() => void turnKey(name, mask)}>
+        {here >= 0 ? "Remove this key" : maskKeys(mask) ? "Key here" : "Let it move"}
+      </button>
+    </div>
+  );
+}
+
 function MaskFields({ name, mask }: { name: string; mask: JsonObject }) {
   const set = (key: string, value: Json | undefined, gesture?: string) =>
     change(
@@ -62,6 +99,7 @@ function MaskFields({ name, mask }: { name: string; mask: JsonObject }) {
           onChange={(event) => set("d", event.currentTarget.value)}
         />
       )}
+      {(typeof mask.d === "string" || maskKeys(mask)) && <MaskKeys name={name} mask={mask} />}
       <label class="part">
         <span>fit</span>
         <Choice

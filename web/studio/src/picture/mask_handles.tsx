@@ -1,7 +1,8 @@
 // A mask's points and box. Points are moved in the path itself; the box moves, scales and turns the whole.
-import { effect, signal } from "@preact/signals";
+import { computed, effect, signal } from "@preact/signals";
 import { useEffect } from "preact/hooks";
 
+import { maskKeys, pathAt, withPathAt } from "../document/mask_keys";
 import { movedPoint, pathPoints } from "../document/path";
 import { current, effectIndex } from "../document/open";
 import { withValue } from "../document/edits";
@@ -11,8 +12,14 @@ import { masksNow, shown } from "../engine/analysis";
 import type { MaskOutline } from "../engine/core";
 import { parameters, revision } from "../engine/engine";
 import { frame, playing } from "../engine/frames";
+import { currentTime } from "../session/state";
 import { Handle, type Point } from "./handles";
 
+/** The effect's mask, where it counts. */
+const parameter = computed(() => {
+  const found = parameters.value.find(({ kind }) => kind === "mask");
+  return found && shown.value && !shown.value.inactive.has(found.name) ? found : undefined;
+});
 const outlines = signal<MaskOutline[]>([]);
 const kMostPoints = 400;
 
@@ -36,11 +43,31 @@ function change(label: string, name: string, changes: JsonObject, gesture: strin
   document.change(label, edited, gesture);
 }
 
-// A path of the scene's own that nothing places elsewhere is edited point by point.
-function Points({ name, mask, scale }: { name: string; mask: JsonObject; scale: number }) {
-  const d = String(mask.d);
+interface BoxProps {
+  name: string;
+  mask: JsonObject;
+  outline: MaskOutline;
+  scale: number;
+}
+
+export const endsOf = ({ segments }: MaskOutline) => [
+  segments[0]?.slice(0, 2) ?? [],
+  ...segments.map((segment) => segment.slice(6)),
+];
+
+// A path of the scene's own that nothing places elsewhere is edited point by point; of a moving one, its key here.
+function Points({ name, mask, outline, scale }: BoxProps) {
+  const d = pathAt(mask, currentTime.value, endsOf(outline));
+  if (d === undefined) return null;
   const points = pathPoints(d);
   if (points.length > kMostPoints) return null;
+  const move = (i: number, to: Point, gesture: string) => {
+    const document = current.peek();
+    // As it is by now: the first move has made a key.
+    const now = (document.scene.peek().masks as JsonObject)[name] as JsonObject;
+    const moved = withPathAt(document.text.value, name, now, currentTime.peek(), movedPoint(d, i, to));
+    document.change(`move a point of ${name}`, moved, gesture);
+  };
   return (
     <>
       {points.map(({ at, control }, i) => (
@@ -50,14 +77,14 @@ function Points({ name, mask, scale }: { name: string; mask: JsonObject; scale: 
           at={at}
           scale={scale}
           shape={control ? "M-3 0a3 3 0 1 0 6 0a3 3 0 1 0 -6 0" : "M-4 -4H4V4H-4Z"}
-          onMove={(to, gesture) => change(`move a point of ${name}`, name, { d: movedPoint(d, i, to) }, gesture)}
+          onMove={(to, gesture) => move(i, to, gesture)}
         />
       ))}
     </>
   );
 }
 
-function Box({ name, mask, outline, scale }: { name: string; mask: JsonObject; outline: MaskOutline; scale: number }) {
+function Box({ name, mask, outline, scale }: BoxProps) {
   const box = boxOf(outline);
   const middle: Point = [box.x + box.width / 2, box.y + box.height / 2];
   const size = Array.isArray(mask.scale) ? Number(mask.scale[0]) : Number(mask.scale ?? 1);
@@ -111,17 +138,17 @@ export function MaskHandles({ scale }: { scale: number }) {
       effect(() => {
         revision.value;
         frame.value;
-        if (playing.value) return;
+        if (playing.value || !parameter.value) return;
         masksNow()
           .then((found) => (outlines.value = found))
           .catch(() => undefined);
       }),
     [],
   );
-  const parameter = parameters.value.find(({ kind }) => kind === "mask");
-  if (!parameter || !shown.value || shown.value.inactive.has(parameter.name)) return null;
+  const mine = parameter.value;
+  if (!mine) return null;
   const scene = current.value.scene.value;
-  const name = plainValue(setting(scene, effectIndex.value, parameter.name), parameter, scene);
+  const name = plainValue(setting(scene, effectIndex.value, mine.name), mine, scene);
   const mask = (scene.masks as JsonObject | undefined)?.[String(name)];
   const drawn = outlines.value.filter((each) => each.name === name && each.segments.length > 0);
   if (!isObject(mask) || !drawn[0]) return null;
@@ -131,8 +158,8 @@ export function MaskHandles({ scale }: { scale: number }) {
       {drawn.map((outline, i) => (
         <path key={i} class="maskline" d={pathOf(outline)} stroke-width={1 / scale} />
       ))}
-      {typeof mask.d === "string" && !placed ? (
-        <Points name={String(name)} mask={mask} scale={scale} />
+      {(typeof mask.d === "string" || maskKeys(mask)) && !placed ? (
+        <Points name={String(name)} mask={mask} outline={drawn[0]} scale={scale} />
       ) : (
         <Box name={String(name)} mask={mask} outline={drawn[0]} scale={scale} />
       )}

@@ -6,8 +6,8 @@ import { type Key, keysOf, kSameTime, ParameterEdit, setting, sourceOf } from ".
 import { frameOf, timeOf } from "../document/time";
 import { curves } from "../engine/analysis";
 import type { Value } from "../engine/core";
-import { rate } from "../engine/engine";
-import { dragging, frame, playing } from "../engine/frames";
+import { dragging, rate } from "../engine/engine";
+import { frame, playing } from "../engine/frames";
 import { chosenParameter, newGesture, selectedKeys } from "../session/state";
 import { valueNow } from "../session/value_now";
 import { Icon } from "../panel/icons";
@@ -36,20 +36,22 @@ export function dragKeys(down: PointerEvent, track: Element): void {
   const begun = frameAt(track, down.clientX);
   const first = places[0]!;
   let by = 0;
-  const element = down.currentTarget as HTMLElement;
-  element.setPointerCapture(down.pointerId);
-  element.onpointermove = (move) => {
-    const frames = Math.round(frameAt(track, move.clientX) - begun);
+  const move = (event: PointerEvent) => {
+    const frames = Math.round(frameAt(track, event.clientX) - begun);
     const to = timeOf(frameOf(first.time, rate.peek()) + frames, rate.peek()) - first.time;
     if (to === by || (frames === 0 && by === 0)) return;
     by = to;
     dragging.value = true;
     selectedKeys.value = moveKeys(document, text, places, by, gesture, scene);
   };
-  element.onpointerup = element.onpointercancel = () => {
-    element.onpointermove = element.onpointerup = null;
+  const end = () => {
+    removeEventListener("pointermove", move);
+    for (const name of ["pointerup", "pointercancel"]) removeEventListener(name, end);
     dragging.value = false;
   };
+  // Not the key's own: it may be run over and come back.
+  addEventListener("pointermove", move);
+  for (const name of ["pointerup", "pointercancel"]) addEventListener(name, end);
 }
 
 export function nudgeKeys(frames: number): void {
@@ -173,8 +175,8 @@ export function Row({ parameter }: { parameter: Parameter }) {
       </span>
       <div class="track" onDblClick={addKey}>
         <CurveLine name={parameter.name} />
-        {keys?.map((key) => (
-          <KeyMark key={key.time} parameter={parameter} at={key} />
+        {keys?.map((key, i) => (
+          <KeyMark key={i} parameter={parameter} at={key} />
         ))}
       </div>
     </div>
