@@ -139,6 +139,7 @@ void LookAtPictures(stage::EffectModule& module, const stage::Scene& scene, std:
   try {
     stage::SceneRenderer renderer(module, scene, options);
     const ShownCounter shown = Watch(renderer, scene, findings);
+    renderer.Finish();
     if (shown.IsLittle()) {
       findings.warnings.push_back(shown.Text() + ": " +
                                   WhyLittleIsShown(module, scene, AllFrames(FramesToWatch(scene)), maxWaves));

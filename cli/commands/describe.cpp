@@ -71,6 +71,7 @@ Description Look(stage::EffectModule& module, const stage::Scene& scene, const D
   options.shouldStop = StopRequested;
   stage::SceneRenderer renderer(module, scene, options);
   description.picture = FactsOf(renderer.RenderEffects(description.frame));
+  renderer.Finish();
   return description;
 }
 

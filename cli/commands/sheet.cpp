@@ -65,6 +65,7 @@ void DrawSheet(const SheetRequest& request, stage::EffectModule& module, const s
     shown.Add(renderer.Coverage());
     sheet.Add(picture, frame);
   }
+  renderer.Finish();
   for (const std::string& note : scene.notes) Tell("orvandel: note: " + note + "\n");
   if (shown.IsLittle()) {
     Tell(fmt::format("orvandel: warning: {}: {}\n", shown.Text(),

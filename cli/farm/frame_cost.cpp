@@ -118,6 +118,7 @@ MeasuredCosts MeasureFrames(const Words& render, const std::vector<std::int32_t>
   const double way = std::max(0.0, seconds.frames.at(before) - high);
   const double wayPerFrame = before > second ? way / (before - second) : 0;
   MeasuredCosts measured;
+  measured.wayPerFrame = wayPerFrame;
   measured.costs.frame = [=](std::int32_t frame) {
     if (highWaves <= lowWaves) return high;
     return low + (high - low) * std::clamp((At(waves, frame) - lowWaves) / (highWaves - lowWaves), 0.0, 1.0);

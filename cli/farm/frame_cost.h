@@ -12,7 +12,8 @@ namespace orvandel::cli {
 
 struct MeasuredCosts {
   FrameCosts costs;
-  std::string note;  // what was measured, for people
+  double wayPerFrame = 0;  // seconds for each frame before a chunk's first
+  std::string note;        // what was measured, for people
 };
 
 // `render`: the words of a render but for output and frames, which go into a temporary folder. Between what was

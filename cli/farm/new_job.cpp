@@ -97,12 +97,24 @@ void Rehearse(Words words, const Words& more) {
   throw stage::WorkError(text.empty() ? fmt::format("{} ended with {}", ShellLine(words), result.exitCode) : text);
 }
 
-Chunks ChunksFor(const FarmRequest& request, const Words& render, const std::vector<std::int32_t>& frames,
-                 const stage::Scene& scene, const stage::ParamCatalog& catalog, std::vector<std::string>& notes) {
+// The way to the last chunk takes longer than this, or, where nothing was measured, is as long as this: tasks leave
+// states of the waves for one another.
+constexpr double kLongWaySeconds = 0.2;
+constexpr std::int32_t kFarFrame = 3000;
+
+struct Division {
+  Chunks chunks;
+  bool isFar = false;
+};
+
+Division Divide(const FarmRequest& request, const Words& render, const std::vector<std::int32_t>& frames,
+                const stage::Scene& scene, const stage::ParamCatalog& catalog, std::vector<std::string>& notes) {
   if (request.chunk == "auto") {
     const MeasuredCosts measured = MeasureFrames(render, frames, scene, catalog);
     notes.push_back(measured.note);
-    return ChunksByCost(frames, measured.costs);
+    Chunks chunks = ChunksByCost(frames, measured.costs);
+    const double way = measured.wayPerFrame * chunks.back().front();
+    return {std::move(chunks), way > kLongWaySeconds};
   }
   std::size_t size = 0;
   const char* const end = request.chunk.data() + request.chunk.size();
@@ -115,7 +127,9 @@ Chunks ChunksFor(const FarmRequest& request, const Words& render, const std::vec
                     "the least",
                     frames.size(), size, kMostChunks, least));
   }
-  return ChunksOfSize(frames, size);
+  Chunks chunks = ChunksOfSize(frames, size);
+  const bool isFar = chunks.back().front() >= kFarFrame;
+  return {std::move(chunks), isFar};
 }
 
 void AddFilm(const RenderRequest& render, const Names& names, const std::vector<std::int32_t>& frames, FarmJob& job) {
@@ -159,7 +173,14 @@ NewJob MakeFarmJob(const FarmRequest& request) {
   job.atOnce = request.atOnce;
   Rehearse(job.render, {"--frames", RunsText(frames, Steps::kWritten), "--dry-run"});
   AddFilm(render, names, frames, job);
-  job.chunks = ChunksFor(request, job.render, frames, scene, module.Catalog(), made.notes);
+  Division division = Divide(request, job.render, frames, scene, module.Catalog(), made.notes);
+  job.chunks = std::move(division.chunks);
+  if (division.isFar && request.render.snapshots.empty()) {
+    RenderRequest further = render;
+    further.snapshots = job.folder / "states";
+    job.render = PictureArguments(further, names.pictures);
+    made.notes.push_back(fmt::format("late chunks begin at states of the waves in {}", further.snapshots.string()));
+  }
   module.SetDown();
   return made;
 }

@@ -40,9 +40,9 @@ Found Look(const FarmJob& job, std::int32_t frame) {
     if (std::string fault = SizeFault(job, form->width, form->height, form->depth); !fault.empty()) {
       return {false, file.string() + ": " + fault, {}};
     }
-    const stage::Picture picture = stage::ReadPng(file);
     ContentHash hash;
-    hash.AddBytes(picture.bytes.data(), picture.bytes.size());
+    stage::ReadPngSamples(
+        file, [&](std::span<const std::uint8_t> samples) { hash.AddBytes(samples.data(), samples.size()); });
     return {false, {}, hash.Text()};
   } catch (const std::exception& failure) {
     return {false, failure.what(), {}};

@@ -41,15 +41,18 @@ bool IsWide(const stage::Scene& scene) {
          scene.blend != stage::Blend::kNormal;
 }
 
-// The steps of a frame come one after another: the largest decides. What they leave is held beside them.
+// The steps of a frame come one after another: the largest decides. What they leave is held beside them, and so is the
+// frame before, which is packed meanwhile.
 std::uint64_t PictureBytesPerPixel(const stage::Scene& scene, const Output& output, int depth) {
   const std::uint64_t further = scene.emitters.size() - 1;
   const bool isBacked = !scene.background.IsNothing();
-  const std::uint64_t held = 16 + 9 * further + (isBacked ? 4 : 0);
-  const std::uint64_t encoded = output.IsExr() ? 47 : depth == 16 ? 20 : 0;
+  const std::uint64_t packed = depth == 16 ? 16 : 8;
+  const std::uint64_t narrowed = depth == 8 && IsWide(scene) ? 4 : 0;
+  const std::uint64_t held = 8 + packed + narrowed + 9 * further + (isBacked ? 4 : 0);
+  const std::uint64_t encoded = output.IsExr() ? 58 : depth == 16 ? 18 : 0;
   const std::uint64_t laid = further > 0 ? 20 : 0;
-  const std::uint64_t blurred = scene.motionBlur.samples > 1 ? 44 + laid : 0;
-  const std::uint64_t glowing = scene.glow ? 32 : 0;
+  const std::uint64_t blurred = scene.motionBlur.samples > 1 ? 49 + laid : 0;
+  const std::uint64_t glowing = scene.glow ? 38 : 0;
   const std::uint64_t backed = isBacked && IsWide(scene) ? 24 : 0;
   return held + std::max({encoded, laid, blurred, glowing, backed});
 }

@@ -50,6 +50,7 @@ class SceneWork final : public FrameWork {
   std::vector<std::string> TakeNotes() override { return std::exchange(notes_, {}); }
 
   void Finish() override {
+    renderer_->Finish();
     renderer_.reset();
     module_.SetDown();
   }

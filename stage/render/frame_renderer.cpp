@@ -162,6 +162,10 @@ void FrameRenderer::RenderInto(std::int32_t hostTime, std::uint8_t* top, std::in
 
 std::int64_t FrameRenderer::WaveCount() const { return impl_->answers.wavesReported; }
 
+void FrameRenderer::Finish() {
+  WithinMemory([&] { impl_->EndSequence(); });
+}
+
 void FrameRenderer::SceneChanged() {
   WithinMemory([&] { impl_->SceneChanged(); });
 }

@@ -65,6 +65,9 @@ class FrameRenderer {
   // anything.
   void RenderInto(std::int32_t hostTime, std::uint8_t* top, std::int32_t rowBytes);
 
+  // After the last frame: what the effect did wrong and only the end shows, which a destructor could not throw.
+  void Finish();
+
   // The scene has other values than at the last frame, or its live pictures show something else.
   void SceneChanged();
 

@@ -188,6 +188,10 @@ void SceneRenderer::RenderInto(std::int32_t hostTime, std::uint8_t* top, std::in
   }
 }
 
+void SceneRenderer::Finish() {
+  for (const auto& renderer : impl_->renderers) renderer->Finish();
+}
+
 void SceneRenderer::SceneChanged() {
   for (const auto& renderer : impl_->renderers) renderer->SceneChanged();
 }

@@ -38,6 +38,8 @@ class SceneRenderer {
   PictureRows RenderRows(std::int32_t frame, std::span<std::uint8_t> memory = {});
   // Into memory of the output's size, from its top row: alpha, red, green, blue. After an exception it holds anything.
   void RenderInto(std::int32_t hostTime, std::uint8_t* top, std::int32_t rowBytes);
+  // As FrameRenderer::Finish.
+  void Finish();
   // The scene has other values than at the last frame, or its live pictures show something else.
   void SceneChanged();
   // Whether Render gives all there is; else the 16 bits hold more.

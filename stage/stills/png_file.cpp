@@ -40,16 +40,49 @@ class Codec {
 };
 
 // RGBA as the library has it, 16-bit samples with the high byte first.
-Picture FromRgba(const std::uint8_t* in, std::int32_t width, std::int32_t height, std::size_t sampleBytes) {
-  Picture picture(width, height);
+struct Decoded {
+  Bytes bytes;
+  std::int32_t width = 0, height = 0;
+  std::size_t sampleBytes = 1;
+
+  std::size_t Size() const {
+    return static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 4 * sampleBytes;
+  }
+};
+
+Picture EightBitsOf(const Decoded& decoded) {
+  Picture picture(decoded.width, decoded.height);
+  const std::uint8_t* in = decoded.bytes.get();
   for (std::size_t at = 0; at < picture.bytes.size(); at += 4) {
     for (const std::size_t channel : {1, 2, 3, 0}) {
       const std::uint32_t high = *in;
-      picture.bytes[at + channel] = sampleBytes == 1 ? *in : EightBits(high << 8 | in[1]);
-      in += sampleBytes;
+      picture.bytes[at + channel] = decoded.sampleBytes == 1 ? *in : EightBits(high << 8 | in[1]);
+      in += decoded.sampleBytes;
     }
   }
   return picture;
+}
+
+Decoded Decode(const std::filesystem::path& file) {
+  const std::string content = ReadWholeFile(file, kMostBytes);
+  const auto* const bytes = reinterpret_cast<const std::uint8_t*>(content.data());
+  const auto fail = [&](const std::string& reason) { throw InputError(file.string() + ": " + reason); };
+  const auto check = [&](unsigned code) {
+    if (code == kOutOfMemory) throw std::bad_alloc();
+    if (code != 0) fail(std::string("cannot be decoded: ") + lodepng_error_text(code));
+  };
+  Codec codec;
+  unsigned width = 0, height = 0;
+  check(lodepng_inspect(&width, &height, codec.Address(), bytes, content.size()));
+  if (std::int64_t{width} * height > kMostPixels) fail(kTooLarge);
+  const unsigned bits = codec->info_png.color.bitdepth == 16 ? 16 : 8;
+  codec->info_raw.colortype = LCT_RGBA;
+  codec->info_raw.bitdepth = bits;
+  unsigned char* samples = nullptr;
+  const unsigned code = lodepng_decode(&samples, &width, &height, codec.Address(), bytes, content.size());
+  Decoded decoded{Bytes(samples), static_cast<std::int32_t>(width), static_cast<std::int32_t>(height), bits / 8};
+  check(code);
+  return decoded;
 }
 
 using Packed = PngCompressor::Packed;
@@ -106,26 +139,11 @@ bool IsPng(const std::filesystem::path& file) {
   return true;
 }
 
-Picture ReadPng(const std::filesystem::path& file) {
-  const std::string content = ReadWholeFile(file, kMostBytes);
-  const auto* const bytes = reinterpret_cast<const std::uint8_t*>(content.data());
-  const auto fail = [&](const std::string& reason) { throw InputError(file.string() + ": " + reason); };
-  const auto check = [&](unsigned code) {
-    if (code == kOutOfMemory) throw std::bad_alloc();
-    if (code != 0) fail(std::string("cannot be decoded: ") + lodepng_error_text(code));
-  };
-  Codec codec;
-  unsigned width = 0, height = 0;
-  check(lodepng_inspect(&width, &height, codec.Address(), bytes, content.size()));
-  if (std::int64_t{width} * height > kMostPixels) fail(kTooLarge);
-  const unsigned bits = codec->info_png.color.bitdepth == 16 ? 16 : 8;
-  codec->info_raw.colortype = LCT_RGBA;
-  codec->info_raw.bitdepth = bits;
-  unsigned char* decoded = nullptr;
-  const unsigned code = lodepng_decode(&decoded, &width, &height, codec.Address(), bytes, content.size());
-  const Bytes owner(decoded);
-  check(code);
-  return FromRgba(decoded, static_cast<std::int32_t>(width), static_cast<std::int32_t>(height), bits / 8);
+Picture ReadPng(const std::filesystem::path& file) { return EightBitsOf(Decode(file)); }
+
+void ReadPngSamples(const std::filesystem::path& file, const std::function<void(std::span<const std::uint8_t>)>& take) {
+  const Decoded decoded = Decode(file);
+  take({decoded.bytes.get(), decoded.Size()});
 }
 
 // Differences to the row above: a quarter to a half smaller than the rows themselves, and faster to pack.

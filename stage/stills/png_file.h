@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <span>
 #include <string>
 #include <vector>
@@ -25,6 +26,8 @@ bool IsPng(const std::filesystem::path& file);
 // The samples themselves, every form of PNG: 16 bits become the nearest of 8. Strict: a damaged file is refused rather
 // than shown in part. Throws InputError with the file's name.
 Picture ReadPng(const std::filesystem::path& file);
+// All bits of them: red, green, blue, alpha, of 16 bits the high byte first. As strict.
+void ReadPngSamples(const std::filesystem::path& file, const std::function<void(std::span<const std::uint8_t>)>& take);
 
 // Makes PNG files of four channels with exactly the picture's samples (all four, also where alpha is 0). Its memory
 // serves the next picture as well; taking and writing may happen on different threads, one after the other.

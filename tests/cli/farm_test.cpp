@@ -93,6 +93,14 @@ TEST(Farm, NoDamageGoesUnnoticed) {
   picture.bytes[7] ^= 1;
   stage::WritePng(job.PictureOf(4), picture);
   EXPECT_NE(look().fingerprint, whole.fingerprint);
+  job.form.depth = 16;
+  const auto fingerprint = [&](std::uint16_t last) {
+    stage::Picture16 deep(5, 3);
+    deep.words.back() = last;
+    for (const std::int32_t frame : {0, 1, 4}) stage::WritePng16(job.PictureOf(frame), deep);
+    return look().fingerprint;
+  };
+  EXPECT_NE(fingerprint(0x1200), fingerprint(0x1201)) << "all bits count";
 }
 
 }  // namespace

@@ -350,17 +350,22 @@ TEST_F(Jobs, MemoryIsWhatWasEstimated) {
   const std::string head = R"({ "version": 1, "width": 1800, "height": 1500, "frameRate": 30, "duration": 1, )";
   WriteFile(Scene(), head + R"("background": "#204060" })");
   ASSERT_EQ(Render("plate.png", {"--frames", "0"}).exitCode, 0);
-  for (const auto& [more, output] : std::vector<std::pair<std::string, std::string>>{
-           {R"("parameters": {})", "f.png"},
-           {R"("background": "plate.png")", "f.png"},
-           {R"("layers": { "a": "plate.png" }, "parameters": { "Wave Type": 2, "Source Layer": "a" })", "f.png"},
-           {R"("glow": { "radius": 20 }, "background": "#204060")", "f.png"},
-           {R"("effects": [ {}, {}, {} ])", "f.exr"},
-           {R"("effects": [ {}, {}, {} ], "motionBlur": { "samples": 2 })", "f.png"}}) {
+  for (const auto& [more, output, depth] : std::vector<std::tuple<std::string, std::string, std::string>>{
+           {R"("parameters": {})", "f.png", "8"},
+           {R"("background": "plate.png")", "f.png", "8"},
+           {R"("layers": { "a": "plate.png" }, "parameters": { "Wave Type": 2, "Source Layer": "a" })", "f.png", "8"},
+           {R"("parameters": {})", "f.png", "16"},
+           {R"("glow": { "radius": 20 }, "background": "#204060")", "f.png", "8"},
+           {R"("effects": [ {}, {}, {} ])", "f.exr", "8"},
+           {R"("effects": [ {}, {}, {} ], "motionBlur": { "samples": 2 })", "f.png", "8"}}) {
     WriteFile(Scene(), head + more + "}");
-    const std::string told = Render(output, {"--frames", "20", "--overwrite", "--dry-run"}).output;
+    // While one is packed, the next one is drawn.
+    const Arguments some{"--frames", "19-20", "--overwrite", "--depth", depth};
+    Arguments dry = some;
+    dry.push_back("--dry-run");
+    const std::string told = Render(output, dry).output;
     const double estimate = std::stod(told.substr(told.find("about ") + 6)) * 1e6;
-    ASSERT_EQ(Render(output, {"--frames", "20", "--overwrite"}).exitCode, 0) << more;
+    ASSERT_EQ(Render(output, some).exitCode, 0) << more;
     rusage used{};
     getrusage(RUSAGE_CHILDREN, &used);
     EXPECT_LT(static_cast<double>(used.ru_maxrss) * 1024, estimate) << more << told;

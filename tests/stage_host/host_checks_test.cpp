@@ -85,6 +85,24 @@ TEST_F(FaultyEffect, IsCaught) {
   }
 }
 
+// Pictures that were lent are not read again after every frame.
+TEST_F(FaultyEffect, HidesNoWriteBehindItsLastFrame) {
+  for (int good = 0; good < 12; ++good) {
+    FrameRenderer renderer(module, scene, 0, {});
+    const auto render = [&](int fault) {
+      scene.emitters[0].tracks[1].keys = {{0, static_cast<double>(fault), {}}};
+      renderer.SceneChanged();
+      renderer.Render(3);
+    };
+    for (int i = 0; i < good; ++i) render(0);
+    const auto last = [&] {
+      render(4);
+      renderer.Finish();
+    };
+    EXPECT_THAT(ErrorOf<WorkError>(last), testing::HasSubstr("lent for reading")) << good;
+  }
+}
+
 TEST_F(FaultyEffect, StopsWhenItIsTold) {
   EXPECT_EQ(Outcome(15, true), "interrupted");
   EXPECT_EQ(Outcome(15, false), "");
