@@ -154,18 +154,12 @@ class InsideWalk {
     cover = Words::Load(words);
     Words::Zeros().StoreTo(words);
     inside = Words::Load(words + kRows);
-    if (kOftenCrossless && !Any(inside)) {
-      inside = carry_;
-      return;
-    }
     inside = inside.Parities() ^ carry_;
     carry_ = inside.HighestBits();
     Words::Zeros().StoreTo(words + kRows);
   }
 
  private:
-  // A word of quality 16 is four pixels wide: most lie between the outline and the stroke's other edge.
-  static constexpr bool kOftenCrossless = P == 16;
   Words carry_ = Words::Zeros();  // all ones in rows where the words so far leave us inside
   std::int32_t strip_ = -1;
 };

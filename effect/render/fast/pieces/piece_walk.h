@@ -10,7 +10,7 @@
 //   neither is the outline edge            smaller x left, larger right, nothing when  nothing when x[a] > x[b]
 //                                          the slots are then in the wrong order
 //
-// Of three or four, the outline and the one nearest to it are the two wherever that one stays the nearest.
+// Three or four are cut row by row.
 //
 // An edge's x and u stay chains of single additions, one a row, from its first row on.
 //
@@ -146,33 +146,6 @@ ORVANDEL_INLINE bool MayRunLong(const LivePiece& piece, unsigned active, std::in
   return !(now < limit && -now < limit && then < limit && -then < limit);
 }
 
-// Of more than two active edges, the outline and the one nearest to it, when that is the same one on all of so many
-// rows; otherwise 0. One bit each.
-//
-// Edges are straight but for the rounding of their steps: who is nearer by more than that on the first and on the last
-// row is nearer on all.
-inline unsigned FixedPair(const LivePiece& piece, unsigned active, std::int32_t rows) {
-  if ((active >> piece.outlineSlot & 1U) == 0) return 0;
-  const float sign = piece.outlineSlot == 0 ? 1.0F : -1.0F, steps = static_cast<float>(rows - 1);
-  const unsigned others = active & ~(1U << piece.outlineSlot);
-  float farthest = 0;
-  int nearest = __builtin_ctz(others);
-  for (unsigned left = others; left != 0; left &= left - 1) {
-    const int slot = __builtin_ctz(left);
-    farthest = Larger(farthest, Larger(__builtin_fabsf(piece.x[slot]), __builtin_fabsf(piece.dxdy[slot] * steps)));
-    if (sign * piece.x[slot] < sign * piece.x[nearest]) nearest = slot;
-  }
-  // Half an ulp a row, of both; the rest is room.
-  const float rounding = static_cast<float>(rows + 8) * farthest * 0x1p-20F;
-  for (unsigned left = others & ~(1U << nearest); left != 0; left &= left - 1) {
-    const int slot = __builtin_ctz(left);
-    const float first = sign * (piece.x[slot] - piece.x[nearest]);
-    const float last = first + sign * (piece.dxdy[slot] - piece.dxdy[nearest]) * steps;
-    if (!(first > rounding && last > rounding)) return 0;
-  }
-  return 1U << piece.outlineSlot | 1U << nearest;
-}
-
 // Leads the piece from row `y` to row `end`. For two edges a < b that bound it alone until row n it calls
 // rows.Run(piece, a, b, side, y, n), which also steps them.
 template <typename Rows>
@@ -183,18 +156,16 @@ inline void WalkPiece(LivePiece& piece, std::int32_t y, std::int32_t end, Rows& 
     unsigned active;
     const std::int32_t next = Smaller(NextChange(piece, y, active), end);
     const int count = __builtin_popcount(active);
-    const unsigned pair = count <= 2 ? active : FixedPair(piece, active, next - y);
     if (count < 2) {
       StepEdges(piece, active, next - y);
-    } else if (pair == 0 || IsWildBetween(piece, pair, next - y) || MayRunLong(piece, pair, next - y)) {
+    } else if (count > 2 || IsWildBetween(piece, active, next - y) || MayRunLong(piece, active, next - y)) {
       WalkRowByRow(piece, y, next, active, rows);
     } else {
-      const bool outline = (pair >> piece.outlineSlot & 1U) != 0;
+      const bool outline = (active >> piece.outlineSlot & 1U) != 0;
       const OutlineSide side = !outline                 ? OutlineSide::kNone
                                : piece.outlineSlot == 0 ? OutlineSide::kLeft
                                                         : OutlineSide::kRight;
-      StepEdges(piece, active & ~pair, next - y);
-      rows.Run(piece, __builtin_ctz(pair), 31 - __builtin_clz(pair), side, y, next);
+      rows.Run(piece, __builtin_ctz(active), 31 - __builtin_clz(active), side, y, next);
     }
     y = next;
   }
