@@ -1,4 +1,5 @@
-"""Whole programs side by side: orvandel render beside FFmpeg with sources of its own, into raw frames, PNG and H.264.
+"""Whole programs side by side: orvandel render beside FFmpeg with sources of its own, into raw frames, PNG and H.264; and
+into every kind of film, beside FFmpeg with the same frames from a file and the same settings.
 
 Every command runs ROUNDS times, in turns, so that a change of the machine's speed meets all alike; the fastest counts.
 Frames a second and processor time a frame include the start of the program. Prints a table; --save FILE puts it between
@@ -32,16 +33,30 @@ RINGS = {
 WIDTHS = {"rings, 5 wide": (5, "Square"), "rings, Gaussian, 40 wide": (40, "Gaussian")}
 
 SIZE = f"size={WIDTH}x{HEIGHT}"
+RING = "exp(-pow(mod(hypot(X-W/2,Y-H/2)-3*N,30)-15,2)/50)"
+GEQ = f"nullsrc={SIZE}:rate={RATE},format=rgba,geq=r='56':g='189':b='248':a='204*{RING}'"
 # The cheapest way to say the same rings there: one grey plane.
-GEQ = (f"nullsrc={SIZE}:rate={RATE},format=gray,"
-       "geq=lum='255*exp(-pow(mod(hypot(X-W/2,Y-H/2)-3*N,30)-15,2)/50)'")
+GREY = f"nullsrc={SIZE}:rate={RATE},format=gray,geq=lum='255*{RING}'"
 SOURCES = {
     "ffmpeg color (nothing drawn)": (f"color=black:{SIZE}:rate={RATE},format=rgba", 120),
-    "ffmpeg geq, Gaussian rings": (GEQ, 4),
-    "ffmpeg frei0r plasma": (f"frei0r_src={SIZE}:framerate={RATE}:filter_name=plasma:filter_params=0.1", 60),
-    "ffmpeg frei0r test_pat_G": (f"frei0r_src={SIZE}:framerate={RATE}:filter_name=test_pat_G:filter_params=0", 60),
+    "ffmpeg geq, Gaussian rings": (GEQ, 6),
+    "ffmpeg geq, one grey plane of them": (GREY, 6),
+    "ffmpeg frei0r plasma": (f"frei0r_src={SIZE}:framerate={RATE}:filter_name=plasma:filter_params=0.1", 30),
+    "ffmpeg frei0r test_pat_G": (f"frei0r_src={SIZE}:framerate={RATE}:filter_name=test_pat_G:filter_params=0", 30),
 }
 OUTPUTS = ["raw frames", "PNG", "H.264"]
+
+X264 = "-c:v libx264 -preset medium -profile:v high -crf 16 -x264-params mbtree=0 -pix_fmt yuv420p"
+# Each kind of film: extension, frames, FFmpeg's options for what Orvandel writes.
+FILMS = {
+    "h264": (".mp4", 30, X264 + " -movflags +faststart"),
+    "prores4444": (".mov", 16, "-c:v prores_ks -profile:v 4444 -alpha_bits 8 -bits_per_mb 0 -pix_fmt yuva444p10le"),
+    "qtrle": (".mov", 30, "-c:v qtrle -pix_fmt argb"),
+    "vp9": (".webm", 6, "-c:v libvpx-vp9 -b:v 0 -cpu-used 4 -row-mt 1 -crf 20 -pix_fmt yuva420p"),
+    "ffv1": (".mkv", 24, "-c:v ffv1 -level 3 -slicecrc 1 -pix_fmt bgra"),
+    "apng": (".apng", 16, "-c:v apng -compression_level 3 -plays 0 -pix_fmt rgba"),
+    "webp": (".webp", 6, "-c:v libwebp_anim -lossless 1 -loop 0 -pix_fmt bgra"),
+}
 
 
 def ours(program, scene, output, folder, fast):
@@ -59,9 +74,7 @@ def theirs(source, frames, output, folder):
         return words + ["-pix_fmt", "rgba", "-f", "rawvideo", "-"]
     if output == "PNG":
         return words + ["-pix_fmt", "rgba", f"{folder}/f.%04d.png"]
-    # As Orvandel's .mp4.
-    codec = ["-c:v", "libx264", "-preset", "medium", "-profile:v", "high", "-crf", "16", "-x264-params", "mbtree=0"]
-    return words + ["-pix_fmt", "yuv420p"] + codec + [f"{folder}/f.mp4"]
+    return words + X264.split() + [f"{folder}/f.mp4"]
 
 
 def commands(program, folder, frames):
@@ -82,11 +95,32 @@ def commands(program, folder, frames):
     return made
 
 
-def run(words):
+def film_commands(program, folder):
+    """As commands: for each kind of film ours, and FFmpeg's from a file of the same frames."""
+    made = {}
+    scene = Path(folder) / "film.json"
+    scene.write_text(json.dumps(RINGS | {"parameters": RINGS["parameters"] | {"Start Width": 5, "End Width": 5}}))
+    start = [program, "render", str(scene), "--quiet", "--overwrite"]
+    behind = {True: ["--background", "#000000"], False: []}  # H.264 has no alpha
+    most = max(frames for _, frames, _ in FILMS.values())
+    for opaque, more in behind.items():
+        run(start + more + ["-o", "-", "--frames", f"0-{most - 1}"], f"{folder}/{opaque}.rgba")
+    reading = ["ffmpeg", "-v", "error", "-nostdin", "-y", "-f", "rawvideo", "-pix_fmt", "rgba",
+               "-s", f"{WIDTH}x{HEIGHT}", "-r", str(RATE), "-i"]
+    for name, (extension, frames, options) in FILMS.items():
+        opaque = name == "h264"
+        film = ["-o", f"{folder}/ours{extension}", "--codec", name, "--frames", f"0-{frames - 1}"]
+        made[name, "ours"] = start + behind[opaque] + film, frames
+        made[name, "FFmpeg"] = (reading + [f"{folder}/{opaque}.rgba", "-frames:v", str(frames)] + options.split() +
+                                [f"{folder}/theirs{extension}"]), frames
+    return made
+
+
+def run(words, output=os.devnull):
     """Wall and processor seconds."""
     start = time.perf_counter()
-    with open(os.devnull, "wb") as nothing:
-        process = subprocess.Popen(words, stdout=nothing, stdin=subprocess.DEVNULL)
+    with open(output, "wb") as out:
+        process = subprocess.Popen(words, stdout=out, stdin=subprocess.DEVNULL)
         _, status, usage = os.wait4(process.pid, 0)
     process.returncode = os.waitstatus_to_exitcode(status)
     wall = time.perf_counter() - start
@@ -95,10 +129,10 @@ def run(words):
     return wall, usage.ru_utime + usage.ru_stime
 
 
-def measure(program, frames):
+def measure(make, *arguments):
     folder = tempfile.mkdtemp()
     try:
-        todo = commands(program, folder, frames)
+        todo = make(arguments[0], folder, *arguments[1:])
         best = {key: (float("inf"), float("inf")) for key in todo}
         for _ in range(ROUNDS):
             for key, (words, count) in todo.items():
@@ -107,6 +141,17 @@ def measure(program, frames):
         return best
     finally:
         shutil.rmtree(folder)
+
+
+def film_table(best):
+    lines = ["| film, 1920 x 1080 | frames/s | ms CPU | FFmpeg: frames/s | ms CPU | wall time to FFmpeg's | CPU | aim |",
+             "|---|" + "---:|" * 7]
+    for name, (extension, _, _) in FILMS.items():
+        (wall, cpu), (their_wall, their_cpu) = best[name, "ours"], best[name, "FFmpeg"]
+        lines.append(f"| {extension} {name} | {1 / wall:.3g} | {cpu * 1000:.3g} | {1 / their_wall:.3g} | "
+                     f"{their_cpu * 1000:.3g} | {wall / their_wall:.2f} | {cpu / their_cpu:.2f} | "
+                     f"1.1 {'met' if wall <= 1.1 * their_wall else 'missed'} |")
+    return "\n".join(lines) + "\n"
 
 
 def table(best):
@@ -136,14 +181,15 @@ def goals(best):
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("program", help="build/release/bin/orvandel")
-    parser.add_argument("--frames", type=int, default=90)
+    parser.add_argument("--frames", type=int, default=60)
     parser.add_argument("--save", type=Path, metavar="FILE")
     arguments = parser.parse_args()
     load = os.getloadavg()[0]
     version = subprocess.run(["ffmpeg", "-version"], capture_output=True, text=True, check=True).stdout.split()[2]
-    best = measure(arguments.program, arguments.frames)
+    best = measure(commands, arguments.program, arguments.frames)
+    films = measure(film_commands, arguments.program)
     text = (f"{datetime.date.today()}, load {load:.1f} at the start, {os.cpu_count()} processors, FFmpeg {version}.\n\n"
-            f"{table(best)}\n{goals(best)}")
+            f"{table(best)}\n{goals(best)}\n{film_table(films)}")
     print(text)
     if arguments.save:
         page = arguments.save.read_text()
