@@ -21,7 +21,7 @@ std::string SceneHash(const std::string& sceneText, const stage::Scene& scene, c
 // beyond 256 MB in all, size and time of change count in place of the content. InputError.
 std::map<std::string, std::string> PartHashes(const stage::Scene& scene, const stage::ParamCatalog& catalog);
 
-// Of a file's content and of its name, size and time of change beyond 256 MB.
+// Of a file's content; beyond 256 MB, of its size and time of change.
 std::string FileHash(const std::filesystem::path& file);
 
 }  // namespace orvandel::cli

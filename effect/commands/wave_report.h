@@ -8,7 +8,7 @@
 
 namespace orvandel {
 
-// Reports every wave that the drawing pass will leave in the list, oldest first, once their outlines are placed.
+// Reports every wave that is drawn, and those that may yet grow, oldest first, once their outlines are placed.
 // Returns 0, or the host's code that stops the render; it is then also the context's `aborted`.
 std::int32_t ReportWaves(const WaveList& list, EffectContext& context);
 

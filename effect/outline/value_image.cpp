@@ -96,8 +96,8 @@ RowExtractor ExtractorOf(std::uint32_t channel) {
 ValueImage PrepareValueImage(const ImageBuffer& source, const EffectContext& context) {
   const ImageBuffer& output = context.outputView;
   ValueImage result;
-  const bool fits = source.data == nullptr || (source.width <= output.width && source.height <= output.height);
-  if (fits) {
+  const bool outputHoldsIt = output.HasPixels() && source.width <= output.width && source.height <= output.height;
+  if (source.data == nullptr || outputHoldsIt) {
     if (output.HasPixels()) result.view = output;
     return result;
   }

@@ -34,12 +34,6 @@ Clock ClockFor(const stage::Rational& rate) {
   return clock;
 }
 
-// One number for each sequence of the process.
-double NextNumber() {
-  static std::atomic<std::uint32_t> last{0};
-  return ++last;
-}
-
 RawValue DefaultOf(const ShownParam& shown) {
   RawValue value{};
   std::copy(shown.defaults.begin(), shown.defaults.end(), value.begin());
@@ -231,11 +225,16 @@ void Instance::ClearComplaint() {
   suites_.messages->clearPersistentMessage(handle_);
 }
 
+double Instance::NewNumber() {
+  static std::atomic<std::uint32_t> last{0};
+  return ++last;
+}
+
 // A new number for each, since some hosts never end one.
 void Instance::BeginSequence() {
   const std::lock_guard lock(guard_);
   ++openSequences_;
-  sequence_ = NextNumber();
+  sequence_ = NewNumber();
 }
 
 void Instance::EndSequence() {
@@ -245,24 +244,24 @@ void Instance::EndSequence() {
 
 double Instance::SequenceNumber() const {
   const std::lock_guard lock(guard_);
-  return sequence_ != 0 ? sequence_ : NextNumber();
+  return sequence_;
 }
 
-std::uint64_t Instance::StampIn(const std::vector<double>& circumstances) {
+std::uint64_t Instance::StampIn(double sequence, const std::vector<double>& circumstances) {
+  if (sequence == 0) return 0;
   const std::lock_guard lock(guard_);
-  if (sequence_ == 0) return 0;
   std::vector<double> now = circumstances;
-  now.push_back(sequence_);
+  now.push_back(sequence);
   if (now != stampOf_) {
     stampOf_ = std::move(now);
-    stamp_ = static_cast<std::uint64_t>(NextNumber());
+    stamp_ = static_cast<std::uint64_t>(NewNumber());
   }
   return stamp_;
 }
 
 void Instance::Edited() {
   const std::lock_guard lock(guard_);
-  if (openSequences_ > 0) sequence_ = NextNumber();
+  if (openSequences_ > 0) sequence_ = NewNumber();
 }
 
 }  // namespace orvandel::ofx

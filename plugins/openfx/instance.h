@@ -70,14 +70,17 @@ class Instance {
   void ClearComplaint();
 
   bool ShouldStop() const { return suites_.effects->abort(handle_) != 0; }
-  // Within a sequence of renders nothing but the time changes. 0 outside, never the same twice.
+  // Within a sequence of renders nothing but the time changes.
   void BeginSequence();
   void EndSequence();
-  double SequenceNumber() const;
-  // The same number for the same circumstances of one sequence, as FrameRequest::stamp promises; 0 outside sequences.
-  std::uint64_t StampIn(const std::vector<double>& circumstances);
-  // The person, or another part of the host, has changed something, within a sequence too.
+  // The person, or another part of the host, has changed something: another sequence, as far as numbers go.
   void Edited();
+  // Another for each sequence of the process; 0 outside.
+  double SequenceNumber() const;
+  // One that no sequence has.
+  static double NewNumber();
+  // The same for the same circumstances of one sequence, as FrameRequest::stamp promises; 0 for sequence 0.
+  std::uint64_t StampIn(double sequence, const std::vector<double>& circumstances);
 
   KeptTimes tracedFrames;
 

@@ -109,7 +109,10 @@ Moment::Moment(Instance& instance, double frame, OfxPointD scale, bool draft, co
       stage_(stage),
       grid_(GridOf(stage, scale)),
       clock_(instance.ClockAt(frame)),
+      sequence_(instance.SequenceNumber()),
       values_(instance, clock_, frame) {
+  // Edited while the values were read: they are of no sequence.
+  if (instance.SequenceNumber() != sequence_) sequence_ = 0;
   traces_ = MayTrace(instance.Table(), values_);
   const SourceLayerChoice choice = LayerChoice(instance.Table(), values_);
   prefersLayer_ = choice == SourceLayerChoice::kAutomatic && instance.IsConnected(instance.LayerClip());
@@ -155,9 +158,11 @@ FramePtr Moment::Render(bridge::PictureSource* pictures) {
   if (values_.Units() < 0) return std::make_shared<const Frame>(grid_.Width(), grid_.Height());
   FrameKey key = Key();
   // What is traced cannot be compared: within a sequence of renders it stays, otherwise no frame is like another.
-  key.values.push_back(TracedClip() == nullptr ? 0.0 : instance_.SequenceNumber());
+  const bool comparable = TracedClip() == nullptr;
+  key.values.push_back(comparable ? 0 : sequence_ != 0 ? sequence_ : Instance::NewNumber());
   return KeptFrames::The().Get(
-      key, [&] { return Make(*PlayerOf(Signature()), pictures, instance_.StampIn(TracedPlace())); }, shouldStop);
+      key, [&] { return Make(*PlayerOf(Signature()), pictures, instance_.StampIn(sequence_, TracedPlace())); },
+      shouldStop);
 }
 
 // A player of its own: waves that have found nothing to trace are not to be met again.

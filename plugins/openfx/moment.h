@@ -54,6 +54,7 @@ class Moment {
   Stage stage_;
   FrameGrid grid_;
   Clock clock_;
+  double sequence_;  // that the values are of; 0: none
   Values values_;
   bool traces_ = false, prefersLayer_ = false;
   OfxImageClipHandle traced_ = nullptr;

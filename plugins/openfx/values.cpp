@@ -15,7 +15,8 @@ constexpr std::int64_t kMostProbes = 256;
 
 Values::Values(const Instance& instance, const Clock& clock, double frame)
     : instance_(instance), clock_(clock), frame_(frame), units_(clock.UnitsAt(frame)) {
-  ticks_ = std::min(std::int64_t{std::max(units_, 0)} * kTicksPerSecond / clock_.time.timeScale, kMostTicks);
+  const std::int64_t units = std::max(units_, 0), scale = clock_.time.timeScale;
+  ticks_ = std::min((units * kTicksPerSecond + scale - 1) / scale, kMostTicks);
   const auto& params = instance.Table().params;
   for (std::size_t place = 0; place < params.size(); ++place) {
     const ShownParam& shown = params[place];

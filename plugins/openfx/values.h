@@ -1,5 +1,5 @@
 // The parameters as one render sees them: each is read once for a time, so that a host's change in the middle of a
-// frame changes nothing, and a constant is read once for all times.
+// frame does not mix old and new values, and a constant is read once for all times.
 #pragma once
 
 #include <cstdint>
@@ -20,10 +20,10 @@ class Values {
   bool IsConstant(std::int32_t hostIndex) const { return TrackOf(hostIndex).constant; }
   std::int32_t Units() const { return units_; }      // of the frame
   const std::string& File() const { return file_; }  // the text of the file parameter
-  // Whether a choice is taken at any time up to the frame.
+  // Whether a choice is taken at any time that the frame goes by.
   bool EverTakes(std::int32_t hostIndex, double choice) const;
   const ShownParam& ShownOf(std::int32_t hostIndex) const { return *TrackOf(hostIndex).shown; }
-  // Equal keys, equal values at all times up to the frame.
+  // Equal keys, equal values at all times that the frame goes by.
   std::vector<double> Key() const;
   // Equal for frames at other times as long as no constant changes.
   std::vector<double> Constants() const;
@@ -34,7 +34,7 @@ class Values {
     std::size_t place = 0;
     bool constant = false;
     RawValue value{};                                 // of a constant
-    std::vector<RawValue> byTick;                     // of others, up to the frame
+    std::vector<RawValue> byTick;                     // of others, through ticks_
     RawValue atFrame{};                               // of others
     std::unordered_map<std::int32_t, RawValue> more;  // at times between and beyond, by units
   };
@@ -49,7 +49,8 @@ class Values {
   const Clock& clock_;
   double frame_;
   std::int32_t units_;
-  std::int64_t ticks_ = 0;  // whole ones from the start to the frame
+  // From the start to the first tick at or after the frame: waves born between two ticks go by the values of both.
+  std::int64_t ticks_ = 0;
   std::vector<Track> tracks_;
   std::vector<std::size_t> byHostIndex_;  // place in tracks_
   std::string file_;

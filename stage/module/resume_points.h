@@ -17,7 +17,7 @@ class ResumePoints {
   virtual void Keep(std::int32_t tick, std::span<const std::uint8_t> bytes) = 0;
   // Empty: none at or before it. Valid until the next call.
   virtual std::span<const std::uint8_t> Latest(std::int32_t atOrBefore, std::int32_t& tick) = 0;
-  // The sequence has ended, or its values have changed.
+  // The sequence has ended, its values have changed, or memory is short.
   virtual void Clear() = 0;
 };
 

@@ -64,6 +64,7 @@ struct FrameRenderer::Impl {
 
   void SceneChanged() {
     answers.SceneChanged();
+    if (!options.snapshots.empty()) resumePoints = nullptr;  // the folder is of the scene as it was
     if (resumePoints != nullptr) resumePoints->Clear();
     freshEveryFrame = NeedsFresh();
     outdated = outdated || NeedsFreshSequenceAfterChange(scene, emitter, module.catalog);

@@ -32,7 +32,7 @@ class SnapshotFiles final : public ResumePoints {
   bool Wants(std::int32_t tick, std::int32_t from, std::int32_t to) override;
   void Keep(std::int32_t tick, std::span<const std::uint8_t> bytes) override;
   std::span<const std::uint8_t> Latest(std::int32_t atOrBefore, std::int32_t& tick) override;
-  void Clear() override {}  // the scene stays what it is
+  void Clear() override {}  // files are for sequences and processes to come
 
  private:
   std::filesystem::path FileOf(std::int32_t tick) const;

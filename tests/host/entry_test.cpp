@@ -104,6 +104,19 @@ TEST(Render, ImagesWithoutPixelsAreNotDrawn) {
   EXPECT_EQ(image.Pixels(), FencedImage(64, 48, 0x5A).Pixels());
   polls(pixels, 1, 1);
   EXPECT_EQ(*pixels, 0) << "the smallest image is cleared";
+
+  // Their waves are the same: contours need room of their own then.
+  host.input = FencedImage(64, 48, 0, 8);
+  for (int y = 12; y < 36; ++y) std::memset(host.input.Pixel(16, y), 230, 32 * 4);
+  host.SetWord(kWaveType, kContourWave);
+  host.hearsWaves = true;
+  std::int64_t waves[2];
+  for (const bool drawn : {false, true}) {
+    polls(drawn ? pixels : nullptr, 64, 48);
+    waves[drawn ? 1 : 0] = host.Calls(Callback::kReportWave);
+  }
+  EXPECT_GT(waves[0], 0);
+  EXPECT_EQ(waves[0], waves[1]);
   host.lentOutput.reset();
   EXPECT_EQ(host.SetDown(), 0);
 }

@@ -7,6 +7,8 @@
 #include <cmath>
 #include <cstdio>
 #include <set>
+#include <string_view>
+#include <utility>
 
 #include "plugins/openfx/half.h"
 #include "scene_player.h"
@@ -320,6 +322,70 @@ TEST(Contours, AnEditEndsWhatASequencePromised) {
   in.Put(prop::kName, std::string(clip::kSource));
   host.Do(action::kInstanceChanged, effect.get(), &in);
   EXPECT_EQ(shown(true, *effect), second);
+}
+
+std::vector<std::uint8_t> MadeAnew(const Host& host, OfxImageEffect& effect, double time) {
+  host.Do(action::kPurgeCaches, &effect);
+  return host.Render(effect, time).image->Bytes();
+}
+
+// Waves born between two ticks go by the values of the second one.
+TEST(Edits, ShowInAFrameThatLiesBeforeThem) {
+  for (const double rate : {24, 25, 60}) {
+    Habits habits;
+    habits.frameRate = rate;
+    const Host host(ThePlugin(), habits, context::kGenerator);
+    const auto effect = host.Create();
+    Answer(*effect, "frequency", 500);
+    Answer(*effect, "expansion", 300);
+    const auto renderWith = [&](double slope) {
+      effect->params.Find("producerPoint")->animated = true;
+      effect->params.Find("producerPoint")->value = [slope](double time) {
+        return std::array<double, 3>{80 + (time > 1 ? slope * (time - 1) : 0), 45, 0};
+      };
+      return host.Render(*effect, 1).image->Bytes();
+    };
+    renderWith(0);
+    const std::vector<std::uint8_t> edited = renderWith(60);
+    EXPECT_EQ(edited, MadeAnew(host, *effect, 1)) << rate;
+  }
+}
+
+TEST(Edits, CountWhileAFramesValuesAreRead) {
+  const Host host(ThePlugin(), {}, context::kGenerator);
+  for (const char* const last : {"producerPoint", "endWidth", "frequency"}) {
+    const auto effect = host.Create();
+    Answer(*effect, "expansion", 0.25);
+    double moved = 0;
+    bool edits = false;
+    const auto edit = [&] {
+      if (!std::exchange(edits, false)) return;
+      moved = 30;
+      OfxPropertySet in = host.Args(200);
+      in.Put(prop::kName, std::string("producerPoint"));
+      host.Do(action::kInstanceChanged, effect.get(), &in);
+    };
+    Answer(*effect, "frequency", 3);
+    Answer(*effect, "endWidth", 5);
+    effect->params.Find("producerPoint")->value = [&](double time) {
+      return std::array<double, 3>{80 + time / 10 + (time < 150 ? moved : 0), 45, 0};
+    };
+    auto& read = effect->params.Find(last)->value;
+    read = [&edit, answer = read](double time) {
+      edit();
+      return answer(time);
+    };
+    host.Do(action::kBeginSequenceRender, effect.get());
+    host.Render(*effect, 200);
+    edits = true;
+    const std::vector<std::uint8_t> during = host.Render(*effect, 201).image->Bytes();
+    EXPECT_FALSE(edits);
+    const std::vector<std::uint8_t> after = host.Render(*effect, 202).image->Bytes();
+    host.Do(action::kEndSequenceRender, effect.get());
+    EXPECT_EQ(after, MadeAnew(host, *effect, 202)) << last;
+    const bool isBeforeAllReads = std::string_view(last) == "producerPoint";
+    EXPECT_TRUE(!isBeforeAllReads || during == MadeAnew(host, *effect, 201));
+  }
 }
 
 TEST(Answers, SayWhatIsDrawnWhere) {
