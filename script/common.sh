@@ -63,9 +63,15 @@ wine_prefix() {
   mkdir -p "$WINEPREFIX"
   export HOME=$WINEPREFIX
   at_exit end_wine
-  # Programs that start while it is being filled do not find the system's libraries.
-  "$wine" wineboot --init >/dev/null 2>&1
+  # Programs that start while it is being filled do not find the system's libraries. On a machine that is very busy the
+  # system's services do not come up in the time that they give each other.
+  local try
+  for try in 1 2 3; do
+    "$wine" wineboot --init >/dev/null 2>&1 && break
+    say "Wine did not start (try $try)."
+  done
   /usr/lib/wine/wineserver64 -w
+  [[ -f $WINEPREFIX/system.reg ]] || { say "Wine has not filled $WINEPREFIX." >&2; exit 1; }
 }
 end_wine() {
   /usr/lib/wine/wineserver64 -k 2>/dev/null || true

@@ -8,9 +8,9 @@
 #include <cstring>
 #include <string_view>
 
+#include "stage/base/addition.h"
 #include "stage/base/errors.h"
-#include "stage/base/path_text.h"
-#include "stage/films/film_out.h"
+#include "stage/films/film_files.h"
 #include "windows/child_program.h"
 #include "windows/console.h"
 
@@ -20,8 +20,7 @@ namespace {
 using Arguments = std::vector<std::string>;
 
 struct Format {
-  FilmKind kind;
-  const char *container, *pixels;
+  const char *name, *container, *pixels;
   bool yuv, tagged;  // pictures for web pages carry no tags
   Arguments codec;
   const char* qualityOption;  // null: lossless
@@ -29,90 +28,26 @@ struct Format {
   Arguments sound;
 };
 
-// The first of an extension is its usual one.
-const std::vector<Format>& Formats() {
+const Format& FormatOf(const FilmKind& kind) {
+  // clang-format off
   static const std::vector<Format> formats{
-      {{".mp4", "h264", "H.264, plays everywhere", false, false, true, "AAC"},
-       "mp4",
-       "yuv420p",
-       true,
-       true,
+      {"h264", "mp4", "yuv420p", true, true,
        {"-c:v", "libx264", "-preset", "medium", "-profile:v", "high", "-mbtree", "0", "-movflags", "+faststart"},
-       "-crf",
-       {"16", "21", "27"},
-       {"-c:a", "aac", "-b:a", "192k"}},
-      {{".mov", "prores4444", "ProRes 4444, for editors", true, false, false, "PCM"},
-       "mov",
-       "yuva444p10le",
-       true,
-       true,
-       {"-c:v", "prores_ks", "-profile:v", "4444", "-alpha_bits", "8"},
-       "-bits_per_mb",
-       {"0", "1200", "600"},
-       {"-c:a", "pcm_s16le"}},
-      {{".mov", "qtrle", "QuickTime Animation, for editors", true, true, false, "PCM"},
-       "mov",
-       "argb",
-       false,
-       true,
-       {"-c:v", "qtrle"},
-       nullptr,
-       {},
-       {"-c:a", "pcm_s16le"}},
-      {{".webm", "vp9", "VP9, for browsers", true, false, false, "Opus"},
-       "webm",
-       "yuva420p",
-       true,
-       true,
-       {"-c:v", "libvpx-vp9", "-b:v", "0", "-cpu-used", "4", "-row-mt", "1"},
-       "-crf",
-       {"20", "30", "42"},
-       {"-c:a", "libopus", "-b:a", "160k"}},
-      {{".mkv", "ffv1", "FFV1, for archives", true, true, false, "FLAC"},
-       "matroska",
-       "bgra",
-       false,
-       true,
-       {"-c:v", "ffv1", "-level", "3", "-slicecrc", "1"},
-       nullptr,
-       {},
-       {"-c:a", "flac"}},
-      {{".apng", "apng", "animated PNG, for web pages", true, true, false, ""},
-       "apng",
-       "rgba",
-       false,
-       false,
-       {"-c:v", "apng", "-compression_level", "3", "-plays", "0"},
-       nullptr,
-       {},
-       {}},
-      {{".webp", "webp", "animated WebP, for web pages", true, true, false, ""},
-       "webp",
-       "bgra",
-       false,
-       false,
-       {"-c:v", "libwebp_anim", "-lossless", "1", "-loop", "0"},
-       nullptr,
-       {},
-       {}},
+       "-crf", {"16", "21", "27"}, {"-c:a", "aac", "-b:a", "192k"}},
+      {"prores4444", "mov", "yuva444p10le", true, true, {"-c:v", "prores_ks", "-profile:v", "4444", "-alpha_bits", "8"},
+       "-bits_per_mb", {"0", "1200", "600"}, {"-c:a", "pcm_s16le"}},
+      {"qtrle", "mov", "argb", false, true, {"-c:v", "qtrle"}, nullptr, {}, {"-c:a", "pcm_s16le"}},
+      {"vp9", "webm", "yuva420p", true, true, {"-c:v", "libvpx-vp9", "-b:v", "0", "-cpu-used", "4", "-row-mt", "1"},
+       "-crf", {"20", "30", "42"}, {"-c:a", "libopus", "-b:a", "160k"}},
+      {"ffv1", "matroska", "bgra", false, true, {"-c:v", "ffv1", "-level", "3", "-slicecrc", "1"}, nullptr, {}, {"-c:a", "flac"}},
+      {"apng", "apng", "rgba", false, false, {"-c:v", "apng", "-compression_level", "3", "-plays", "0"}, nullptr, {}, {}},
+      {"webp", "webp", "bgra", false, false, {"-c:v", "libwebp_anim", "-lossless", "1", "-loop", "0"}, nullptr, {}, {}},
   };
-  return formats;
-}
-
-std::string ExtensionOf(const std::filesystem::path& file) {
-  std::string extension = file.extension().string();
-  for (char& c : extension) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return extension;
-}
-
-const Format& ChooseFormat(const std::filesystem::path& file, const std::string& wanted) {
-  std::string known;
-  for (const Format& format : Formats()) {
-    if (format.kind.extension == ExtensionOf(file) && (wanted.empty() || format.kind.name == wanted)) return format;
-    known += fmt::format("{}{} ({})", known.empty() ? "" : ", ", format.kind.extension, format.kind.name);
+  // clang-format on
+  for (const Format& format : formats) {
+    if (format.name == kind.name) return format;
   }
-  throw InputError(fmt::format("{}: is no picture and no film that can be written; there are .png, {}",
-                               windows::Utf8Of(file.filename().wstring()), known));
+  throw InputError("this program makes no films of the kind " + kind.name);
 }
 
 double Seconds(const Rational& ratio) { return static_cast<double>(ratio.num) / static_cast<double>(ratio.den); }
@@ -143,7 +78,7 @@ Arguments PictureArguments(const Format& format, const FilmOptions& options) {
   return arguments;
 }
 
-Arguments ArgumentsFor(const Format& format, const FilmOptions& options, std::int32_t width, std::int32_t height,
+Arguments ArgumentsFor(const FilmKind& kind, const FilmOptions& options, std::int32_t width, std::int32_t height,
                        const std::filesystem::path& output) {
   Arguments arguments{"-hide_banner",
                       "-v",
@@ -160,7 +95,8 @@ Arguments ArgumentsFor(const Format& format, const FilmOptions& options, std::in
                       fmt::format("{}/{}", options.frameRate.num, options.frameRate.den),
                       "-i",
                       "pipe:0"};
-  const bool sounds = options.sound && !format.kind.sound.empty();
+  const Format& format = FormatOf(kind);
+  const bool sounds = options.sound && !kind.sound.empty();
   if (sounds) {
     const double start = Seconds(options.sound->start);
     if (start < 0) Append(arguments, {"-ss", fmt::format("{:.6f}", -start)});
@@ -186,16 +122,16 @@ std::filesystem::path Ffmpeg() {
 
 class ProgramFilm final : public FilmWriter {
  public:
-  ProgramFilm(const std::filesystem::path& file, const Format& format, const FilmOptions& options)
-      : overBlack_(!format.kind.hasAlpha),
-        width_(options.width + (format.kind.evenSize ? options.width % 2 : 0)),
-        height_(options.height + (format.kind.evenSize ? options.height % 2 : 0)),
+  ProgramFilm(const std::filesystem::path& file, const FilmKind& kind, const FilmOptions& options)
+      : overBlack_(!kind.hasAlpha),
+        width_(options.width + (kind.evenSize ? options.width % 2 : 0)),
+        height_(options.height + (kind.evenSize ? options.height % 2 : 0)),
         options_(options),
         partial_(file, options.ifTaken),
         frame_(static_cast<std::size_t>(width_) * static_cast<std::size_t>(height_) * 4) {
     const std::filesystem::path program = Ffmpeg();
     partial_.Open();  // ours until it has its name
-    program_.emplace(program, ArgumentsFor(format, options, width_, height_, partial_.WorkName()));
+    program_.emplace(program, ArgumentsFor(kind, options, width_, height_, partial_.WorkName()));
   }
 
   void Add(const PictureRows& picture) override {
@@ -243,25 +179,19 @@ class ProgramFilm final : public FilmWriter {
   std::optional<windows::ChildProgram> program_;  // ends before the file, which it has open
 };
 
+class ProgramFilms final : public FilmFiles {
+ public:
+  std::unique_ptr<FilmWriter> Open(const std::filesystem::path& file, const FilmOptions& options) const override {
+    return std::make_unique<ProgramFilm>(file, KindOf(file, options.format), options);
+  }
+  void WriteExr(const std::filesystem::path& file, const Picture16&, IfTaken) const override {
+    throw InputError(file.string() + ": this program writes no EXR pictures");
+  }
+  std::string Libraries() const override { return "films through ffmpeg.exe"; }
+};
+
+const ProgramFilms films;
+const Addition<FilmFiles> entered(films);
+
 }  // namespace
-
-std::unique_ptr<FilmWriter> OpenFilm(const std::filesystem::path& file, const FilmOptions& options) {
-  return std::make_unique<ProgramFilm>(file, ChooseFormat(file, options.format), options);
-}
-
-std::vector<FilmKind> FilmKinds() {
-  std::vector<FilmKind> kinds;
-  for (const Format& format : Formats()) kinds.push_back(format.kind);
-  return kinds;
-}
-
-FilmKind KindOf(const std::filesystem::path& file, const std::string& format) {
-  return ChooseFormat(file, format).kind;
-}
-
-bool IsFilmName(const std::filesystem::path& file) {
-  return std::any_of(Formats().begin(), Formats().end(),
-                     [&](const Format& format) { return format.kind.extension == ExtensionOf(file); });
-}
-
 }  // namespace orvandel::stage

@@ -10,7 +10,7 @@ namespace {
 thread_local std::int64_t faultAt = -1, requests = 0;
 thread_local bool persistentFault = false, struck = false, armed = false;
 
-bool Refused() {
+[[maybe_unused]] bool Refused() {
   if (!armed || faultAt < 0) return false;
   const std::int64_t request = requests++;
   if (request != faultAt && !(persistentFault && request > faultAt)) return false;
@@ -36,8 +36,8 @@ Suspended::~Suspended() { armed = before_; }
 
 }  // namespace orvandel::ofx::test::memory
 
-// The sanitizers bring memory functions of their own.
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+// The sanitizers bring memory functions of their own, and on Windows each library does: there none is refused.
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) && !defined(_WIN32)
 using orvandel::ofx::test::memory::Refused;
 #pragma GCC visibility push(default)
 extern "C" {
