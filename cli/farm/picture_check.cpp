@@ -7,6 +7,7 @@
 #include <atomic>
 #include <chrono>
 #include <optional>
+#include <system_error>
 #include <thread>
 
 #include "cli/interrupt.h"
@@ -56,24 +57,26 @@ unsigned Processors() {
   return static_cast<unsigned>(std::max(1, CPU_COUNT(&mask)));
 }
 
-// Looks at every frame from several threads; only the caller's speaks and decides to stop.
+// Looks at every frame from several threads; only the caller's speaks.
 std::vector<Found> LookAtAll(const FarmJob& job, const std::vector<std::int32_t>& frames, Progress& progress) {
   std::vector<Found> found(frames.size());
   std::atomic<std::size_t> next{0}, done{0};
-  std::atomic<bool> stop{false};
   const auto work = [&] {
-    for (std::size_t i; !stop && (i = next.fetch_add(1)) < frames.size(); ++done) found[i] = Look(job, frames[i]);
+    for (std::size_t i; !StopRequested() && (i = next++) < frames.size(); ++done) found[i] = Look(job, frames[i]);
   };
   std::vector<std::thread> threads;
-  for (unsigned i = 0; i < Processors(); ++i) threads.emplace_back(work);
-  while (!stop && done < frames.size()) {
+  try {
+    for (unsigned i = 0; i < Processors(); ++i) threads.emplace_back(work);
+  } catch (const std::system_error&) {  // the system has no more threads: fewer do the same
+    if (threads.empty()) work();
+  }
+  while (!StopRequested() && done < frames.size()) {
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    stop = StopRequested();
     const auto count = static_cast<std::int64_t>(done.load());
     progress.Frame({frames.front(), count, static_cast<std::int64_t>(frames.size()), 0, 0, {}});
   }
   for (std::thread& thread : threads) thread.join();
-  if (stop) throw stage::Interrupted();
+  if (done < frames.size()) throw stage::Interrupted();
   return found;
 }
 

@@ -4,14 +4,18 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <csignal>
 #include <cstdlib>
 #include <limits>
 #include <random>
+#include <string>
 
+#include "cli/farm/child_process.h"
 #include "cli/farm/farm_job.h"
 #include "cli/farm/picture_check.h"
 #include "cli/farm/shell_text.h"
 #include "cli/frame_list.h"
+#include "cli/interrupt.h"
 #include "stage/stills/png_file.h"
 #include "tests/support/temp_folder.h"
 
@@ -57,6 +61,15 @@ TEST(Farm, ShellsReadWordsAsTheyAre) {
   test::WriteFile(folder / "script", script);
   ASSERT_EQ(std::system(("sh " + (folder / "script").string() + " > " + (folder / "words").string()).c_str()), 0);
   EXPECT_EQ(test::ReadFile(folder / "words"), words);
+}
+
+// Some programs that start others leave SIGCHLD ignored.
+TEST(Farm, HearsHowChildrenEndWhateverWasInherited) {
+  std::signal(SIGCHLD, SIG_IGN);
+  CatchInterrupts();
+  for (const char* code : {"0", "1", "77"}) {
+    EXPECT_EQ(RunChild({"sh", "-c", std::string("exit ") + code}, ChildOutput::kErrors).exitCode, std::stoi(code));
+  }
 }
 
 TEST(Farm, NoDamageGoesUnnoticed) {
