@@ -41,7 +41,7 @@ std::string Color(const Param& param) { return fmt::format("#{:06x}", param.defa
 double Untouched(const Param& param) {
   if (param.role != orvandel::frei0r::Role::kEffect) return param.defaultNumber;
   if (param.kind == Kind::kSwitch) return orvandel::frei0r::kNoSwitch;
-  return param.defaultNumber + (param.defaultNumber < 1 ? 1 : -1) * orvandel::frei0r::kHair;
+  return param.defaultNumber + orvandel::frei0r::kHair;
 }
 std::string UntouchedColor(const Param& param) {
   const bool isFull = (param.defaultColor & 0xFF) == 0xFF;
@@ -121,7 +121,8 @@ bool IsAnimated(const Param& param) {
 
 std::string ShotcutMeta() {
   std::string text =
-      "import QtQuick\nimport org.shotcut.qml\n\nMetadata {\n    type: Metadata.Filter\n    name: 'Orvandel Over'\n"
+      "import QtQuick 2.12\nimport org.shotcut.qml 1.0\n\nMetadata {\n    type: Metadata.Filter\n    name: 'Orvandel "
+      "Over'\n"
       "    objectName: 'orvandel-over'\n    mlt_service: 'frei0r.orvandel-over'\n    qml: 'ui.qml'\n"
       "    keyframes {\n        allowAnimateIn: true\n        allowAnimateOut: true\n        parameters: [\n";
   std::string rows;
@@ -136,10 +137,10 @@ std::string ShotcutMeta() {
 }
 
 std::string ShotcutRow(const Param& param, std::size_t index) {
-  if (IsAnimated(param)) return fmt::format("        Number {{ label: '{}'; property: '{}' }}\n", param.name, index);
+  if (IsAnimated(param)) return fmt::format("        Number {{ label: '{}'; name: '{}' }}\n", param.name, index);
   if (param.kind == Kind::kSwitch)
-    return fmt::format("        Switch {{ label: '{}'; property: '{}' }}\n", param.name, index);
-  return fmt::format("        Words {{ label: '{}'; property: '{}' }}\n", param.name, index);
+    return fmt::format("        Switch {{ label: '{}'; name: '{}' }}\n", param.name, index);
+  return fmt::format("        Words {{ label: '{}'; name: '{}' }}\n", param.name, index);
 }
 
 std::string ShotcutUi() {
@@ -147,30 +148,85 @@ std::string ShotcutUi() {
   std::string defaults, rows;
   for (std::size_t i = 0; i < params.size(); ++i) {
     if (IsAnimated(params[i]) || params[i].kind == Kind::kSwitch) {
-      defaults += fmt::format("        filter.set('{}', {:.5f});\n", i, Untouched(params[i]));
+      defaults += fmt::format("            filter.set('{}', {:.5f})\n", i, Untouched(params[i]));
     } else {
-      defaults += fmt::format("        filter.set('{}', '{}');\n", i,
+      defaults += fmt::format("            filter.set('{}', '{}')\n", i,
                               params[i].kind == Kind::kColor ? UntouchedColor(params[i]) : "");
     }
     rows += ShotcutRow(params[i], i);
   }
-  return "import QtQuick\nimport QtQuick.Controls\nimport QtQuick.Layouts\nimport Shotcut.Controls as Shotcut\n\n"
-         "Shotcut.KeyframableFilter {\n    id: root\n    width: 400\n    height: column.implicitHeight\n"
-         "    component Number: RowLayout {\n        property string label\n        property string property\n"
-         "        Label { text: label; Layout.preferredWidth: 120 }\n"
-         "        Shotcut.SliderSpinner { minimumValue: 0; maximumValue: 1; decimals: 3; stepSize: 0.001\n"
-         "            value: filter.getDouble(parent.property, getPosition())\n"
-         "            onValueChanged: filter.set(parent.property, value, getPosition()) }\n    }\n"
-         "    component Switch: CheckBox {\n        property string label\n        property string property\n"
-         "        text: label\n        checked: filter.get(property) === '1'\n"
-         "        onClicked: filter.set(property, checked ? 1 : 0)\n    }\n"
-         "    component Words: RowLayout {\n        property string label\n        property string property\n"
-         "        Label { text: label; Layout.preferredWidth: 120 }\n"
-         "        TextField { text: filter.get(parent.property); Layout.fillWidth: true\n"
-         "            onEditingFinished: filter.set(parent.property, text) }\n    }\n"
-         "    Component.onCompleted: if (filter.isNew) {\n" +
-         defaults + "        filter.savePreset(preset.parameters);\n    }\n    ColumnLayout {\n        id: column\n" +
-         "        anchors.fill: parent\n        Shotcut.Preset { id: preset }\n" + rows + "    }\n}\n";
+  // A slider shows fewer digits than the value has: nothing is written before it is moved.
+  return R"(import QtQuick 2.15
+import QtQuick.Controls 2.12
+import QtQuick.Layouts 1.12
+import Shotcut.Controls 1.0 as Shotcut
+
+Item {
+    id: root
+    width: 400
+    height: column.implicitHeight
+    function getPosition() { return Math.max(producer.position - (filter.in - producer.in), 0) }
+    function showAll() {
+        for (var i = 0; i < column.children.length; i++)
+            if (column.children[i].show) column.children[i].show()
+    }
+    Connections { target: producer; function onPositionChanged() { root.showAll() } }
+    component Number: RowLayout {
+        id: row
+        property string label
+        property string name
+        function show() {
+            slider.value = filter.getDouble(name, root.getPosition())
+            keys.checked = filter.keyframeCount(name) > 0
+        }
+        function write() {
+            if (Math.abs(slider.value - filter.getDouble(name, root.getPosition())) < 0.0005) return
+            if (keys.checked) filter.set(name, slider.value, root.getPosition())
+            else filter.set(name, slider.value)
+        }
+        Label { text: row.label; Layout.preferredWidth: 120 }
+        Shotcut.SliderSpinner {
+            id: slider
+            minimumValue: 0; maximumValue: 1; decimals: 3; stepSize: 0.001
+            onValueChanged: row.write()
+        }
+        Shotcut.KeyframesButton {
+            id: keys
+            onToggled: {
+                filter.resetProperty(row.name)
+                if (checked) filter.set(row.name, slider.value, root.getPosition())
+                else filter.set(row.name, slider.value)
+            }
+        }
+    }
+    component Switch: CheckBox {
+        property string label
+        property string name
+        function show() { checked = filter.get(name) === '1' }
+        text: label
+        onClicked: filter.set(name, checked ? 1 : 0)
+    }
+    component Words: RowLayout {
+        id: words
+        property string label
+        property string name
+        function show() { field.text = filter.get(name) }
+        Label { text: words.label; Layout.preferredWidth: 120 }
+        TextField { id: field; Layout.fillWidth: true; onEditingFinished: filter.set(words.name, text) }
+    }
+    Component.onCompleted: {
+        if (filter.isNew) {
+)" + defaults +
+         R"(            filter.savePreset(preset.parameters)
+        }
+        showAll()
+    }
+    ColumnLayout {
+        id: column
+        anchors.fill: parent
+        Shotcut.Preset { id: preset; onPresetSelected: root.showAll() }
+)" + rows +
+         "    }\n}\n";
 }
 
 // --- The documented table
