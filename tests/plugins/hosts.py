@@ -131,7 +131,7 @@ def check_what_is_set_holds_over_a_scene():
     changed = expected("changed", dict(scene, parameters=dict(scene["parameters"], Frequency=1, Star=False)), 12)
     nan = "nan/nan/nan||0.5|" + "nan|" * 8 + "|nan|nan|n"
     same(through_ffmpeg("640x360", 25, f"{file}|{nan}", 12), changed, "ffmpeg, defaults over a scene")
-    same(through_melt("over", "frei0r.orvandel", "out=11", f"0={file}", "3=0.5", "Star=0", count=12), changed,
+    same(through_melt("set", "frei0r.orvandel", "out=11", f"0={file}", "3=0.5", "Star=0", count=12), changed,
          "melt, defaults over a scene")
     frequency = expected("frequency", dict(scene, parameters=dict(scene["parameters"], Frequency=1)), 12)
     for name, said, frames in (("gst", ["frequency=0.5"], frequency), ("untouched", [], wanted)):
