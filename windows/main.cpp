@@ -87,6 +87,7 @@ void AddRender(CLI::App& app, RenderRequest& request) {
 
 cli::ExitCode Run(std::vector<std::string> arguments, RenderRequest& request) {
   CLI::App app("generates expanding shapes: renders a scene file into pictures or a film", "orvandel");
+  app.allow_windows_style_options(false);  // paths may begin with a slash
   app.set_version_flag("--version", "orvandel " ORVANDEL_VERSION);
   app.footer(kExamples);
   app.require_subcommand(1);
