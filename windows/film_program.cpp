@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <cmath>
 #include <cstring>
 #include <string_view>
 
@@ -102,7 +103,7 @@ Arguments ArgumentsFor(const FilmKind& kind, const FilmOptions& options, std::in
     if (start < 0) Append(arguments, {"-ss", fmt::format("{:.6f}", -start)});
     Append(arguments, {"-i", UrlOf(options.sound->file), "-map", "0:v", "-map", "1:a:0"});
     // Silence before it and after it; the pictures decide where the film ends.
-    const auto delay = static_cast<long long>(std::max(0.0, start) * 1000 + 0.5);
+    const long long delay = std::llround(std::max(0.0, start) * 1000);
     Append(arguments, {"-af", fmt::format("adelay={}:all=1,apad", delay), "-shortest"});
     Append(arguments, format.sound);
   }

@@ -72,7 +72,7 @@ std::string Submit(const Words& options) {
   Words words{"sbatch"};
   words.insert(words.end(), options.begin(), options.end());
   const ChildResult result = RunChild(words, ChildOutput::kOutput);
-  const std::string id = result.text.substr(0, result.text.find_first_of(";\n"));  // a cluster's name may follow
+  std::string id = result.text.substr(0, result.text.find_first_of(";\n"));  // a cluster's name may follow
   if (result.exitCode == 0 && NumberIn(id) > 0) return id;
   throw stage::WorkError(fmt::format("sbatch failed with {}; it was: {}", result.exitCode, ShellLine(words)));
 }

@@ -9,6 +9,7 @@
 #include <fstream>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 #include <fmt/format.h>
 
@@ -143,20 +144,8 @@ std::string ShotcutRow(const Param& param, std::size_t index) {
   return fmt::format("        Words {{ label: '{}'; name: '{}' }}\n", param.name, index);
 }
 
-std::string ShotcutUi() {
-  const auto& params = Params(true);
-  std::string defaults, rows;
-  for (std::size_t i = 0; i < params.size(); ++i) {
-    if (IsAnimated(params[i]) || params[i].kind == Kind::kSwitch) {
-      defaults += fmt::format("            filter.set('{}', {:.5f})\n", i, Untouched(params[i]));
-    } else {
-      defaults += fmt::format("            filter.set('{}', '{}')\n", i,
-                              params[i].kind == Kind::kColor ? UntouchedColor(params[i]) : "");
-    }
-    rows += ShotcutRow(params[i], i);
-  }
-  // A slider shows fewer digits than the value has: nothing is written before it is moved.
-  return R"(import QtQuick 2.15
+// A slider shows fewer digits than the value has: nothing is written before it is moved.
+constexpr std::string_view kShotcutControls = R"(import QtQuick 2.15
 import QtQuick.Controls 2.12
 import QtQuick.Layouts 1.12
 import Shotcut.Controls 1.0 as Shotcut
@@ -216,8 +205,8 @@ Item {
     }
     Component.onCompleted: {
         if (filter.isNew) {
-)" + defaults +
-         R"(            filter.savePreset(preset.parameters)
+)";
+constexpr std::string_view kShotcutPage = R"(            filter.savePreset(preset.parameters)
         }
         showAll()
     }
@@ -225,8 +214,21 @@ Item {
         id: column
         anchors.fill: parent
         Shotcut.Preset { id: preset; onPresetSelected: root.showAll() }
-)" + rows +
-         "    }\n}\n";
+)";
+
+std::string ShotcutUi() {
+  const auto& params = Params(true);
+  std::string defaults, rows;
+  for (std::size_t i = 0; i < params.size(); ++i) {
+    if (IsAnimated(params[i]) || params[i].kind == Kind::kSwitch) {
+      defaults += fmt::format("            filter.set('{}', {:.5f})\n", i, Untouched(params[i]));
+    } else {
+      defaults += fmt::format("            filter.set('{}', '{}')\n", i,
+                              params[i].kind == Kind::kColor ? UntouchedColor(params[i]) : "");
+    }
+    rows += ShotcutRow(params[i], i);
+  }
+  return fmt::format("{}{}{}{}    }}\n}}\n", kShotcutControls, defaults, kShotcutPage, rows);
 }
 
 // --- The documented table

@@ -12,7 +12,7 @@ constexpr int kFractionBits = 10, kBias = 15, kSmallest = -24;  // 2^-24 is the 
 }  // namespace
 
 float FloatOfHalf(std::uint16_t half) {
-  const int exponent = (half & kInfinity) >> kFractionBits;
+  const auto exponent = static_cast<int>((half & kInfinity) >> kFractionBits);
   const auto fraction = static_cast<float>(half & kFraction);
   float size = 0;
   if (exponent == 31) {
