@@ -25,9 +25,11 @@ struct LookTime {
 class ParamSource {
  public:
   enum class Origin {
-    kLook,      // what the look says holds
-    kConstant,  // one value at all times
-    kVarying,   // to be asked at every time
+    kLook,       // what the look says holds
+    kConstant,   // one value at all times
+    kConstantX,  // of a point: the other coordinate is the look's
+    kConstantY,
+    kVarying,  // to be asked at every time
   };
   virtual ~ParamSource() = default;
   // Parameters are told apart by the effect's own host indices (Catalog()). Asked once a frame.

@@ -29,6 +29,23 @@ std::int32_t OnTick(std::int32_t units, std::int32_t unitsPerSecond) {
   return (std::int64_t{units} + 1) * kTicksPerSecond % unitsPerSecond == 0 ? units + 1 : units;
 }
 
+bool IsConstant(Origin origin) {
+  return origin == Origin::kConstant || origin == Origin::kConstantX || origin == Origin::kConstantY;
+}
+
+// The look's own point over time, where one coordinate stands still. False where it says nothing.
+bool StopCoordinate(stage::Track& track, Origin origin, const stage::PointValue& still) {
+  const bool isX = origin == Origin::kConstantX;
+  if (!track.sources.empty()) {
+    track.sources[isX ? 0 : 1] = isX ? still.x : still.y;
+  }
+  for (stage::Key& key : track.keys) {
+    auto& point = std::get<stage::PointValue>(key.value);
+    (isX ? point.x : point.y) = isX ? still.x : still.y;
+  }
+  return !track.sources.empty() || !track.keys.empty();
+}
+
 double Held(double value, const stage::ParamInfo& info) {
   return std::isnan(value) ? info.ValidMin() : std::clamp(value, info.ValidMin(), info.ValidMax());
 }
@@ -193,7 +210,7 @@ bool Performance::TakeValues(const FrameRequest& request) {
     const auto index = static_cast<std::size_t>(info.hostIndex);
     const Origin origin = request.params == nullptr ? Origin::kLook : request.params->OriginOf(info.hostIndex);
     stage::Value constant;
-    if (origin == Origin::kConstant) constant = editor_->ValueAt(info, editor_->preroll, scene_.time.timeScale);
+    if (IsConstant(origin)) constant = editor_->ValueAt(info, editor_->preroll, scene_.time.timeScale);
     if (origin == origins_[index] && constant == constants_[index]) continue;
     changed = true;
     origins_[index] = origin;
@@ -201,9 +218,13 @@ bool Performance::TakeValues(const FrameRequest& request) {
     for (std::size_t i = 0; i < scene_.emitters.size(); ++i) {
       stage::Track& track = scene_.emitters[i].tracks[index];
       const stage::Track& look = lookTracks_[i][index];
-      track = origin == Origin::kLook ? look : stage::Track();
+      track = look;
+      if (origin == Origin::kLook) continue;
+      const bool one = origin == Origin::kConstantX || origin == Origin::kConstantY;
+      if (one && StopCoordinate(track, origin, std::get<stage::PointValue>(constant))) continue;
+      track = stage::Track();
       track.factor = look.factor;  // the outlines of one drawing keep their sizes to one another
-      if (origin == Origin::kConstant) track.keys = {{0, constant, {}}};
+      if (IsConstant(origin)) track.keys = {{0, constant, {}}};
       if (origin == Origin::kVarying) {
         track.live = std::make_shared<EditorsValue>([editor = editor_.get(), &info](auto hostTime, auto timeScale) {
           return editor->ValueAt(info, hostTime, timeScale);

@@ -71,10 +71,14 @@ struct Instance::Values final : bridge::ParamSource {
   explicit Values(const std::vector<Param>& table) : params(table) {}
 
   Origin OriginOf(std::int32_t hostIndex) const override {
+    Origin origin = Origin::kLook;
     for (std::size_t i = 0; i < params.size(); ++i) {
-      if (IsOf(i, hostIndex) && held[i].isSet && IsKnown(i)) return Origin::kConstant;
+      if (!IsOf(i, hostIndex) || !held[i].isSet || !IsKnown(i)) continue;
+      const bool isX = params[i].kind == Kind::kPointX, isY = params[i].kind == Kind::kPointY;
+      if (!isX && !isY) return Origin::kConstant;
+      origin = origin != Origin::kLook ? Origin::kConstant : isX ? Origin::kConstantX : Origin::kConstantY;
     }
-    return Origin::kLook;
+    return origin;
   }
 
   stage::Value ValueAt(std::int32_t hostIndex, const bridge::LookTime&) const override {
