@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <new>
 #include <utility>
 
 #include "stage/base/errors.h"
@@ -49,8 +50,11 @@ void Changes::Watch() {
       std::unique_lock lock(mutex_);
       if (changed_.wait_for(lock, kPause, [&] { return stopping_; })) return;
     }
-    LookAtScene();
-    if (round % kPausesBetweenListings == 0) LookAtMedia();
+    try {
+      LookAtScene();
+      if (round % kPausesBetweenListings == 0) LookAtMedia();
+    } catch (const std::bad_alloc&) {  // nothing was taken note of: the next round looks again
+    }
   }
 }
 
@@ -60,13 +64,13 @@ void Changes::LookAtScene() {
                                 std::filesystem::last_write_time(scene_.File(), gone)};
   const bool old = !gone && std::filesystem::file_time_type::clock::now() - now.written > kCoarsestTime;
   if (old && now == seen_) return;
-  seen_ = now;
   std::string tag;
   try {
     tag = scene_.Read().tag;
   } catch (const stage::InputError&) {
     return;  // unreadable for the moment, as while another program writes it
   }
+  seen_ = now;
   const std::lock_guard lock(mutex_);
   if (tag == tag_) return;
   tag_ = std::move(tag);
@@ -84,9 +88,10 @@ void Changes::LookAtMedia() {
   for (const auto& [name, file] : listing_.files) {
     if (now.files.find(name) == now.files.end()) names.push_back(name);
   }
-  listing_ = std::move(now);
-  if (names.empty()) return;
   const std::lock_guard lock(mutex_);
+  media_.reserve(media_.size() + names.size());
+  listing_ = std::move(now);  // from here on nothing can fail
+  if (names.empty()) return;
   ++number_;
   for (std::string& name : names) media_.emplace_back(number_, std::move(name));
   if (media_.size() > kMostRemembered) media_.erase(media_.begin(), media_.end() - kMostRemembered);
