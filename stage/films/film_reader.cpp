@@ -41,8 +41,8 @@ bool FilmReader::CurrentStandsAt(std::int64_t time) const {
 }
 
 void FilmReader::GoTo(std::int64_t time) {
-  const AVRational base = TimeBase();
-  const std::int64_t reach = kSecondsToDecodeOn * base.den / std::max(base.num, 1);
+  const Rational unit = Unit();
+  const std::int64_t reach = kSecondsToDecodeOn * unit.den / std::max<std::int64_t>(unit.num, 1);
   const bool onward = current_->pts <= time && (atEnd_ || time - current_->pts <= reach);
   if (!onward) {
     stream_->GoBefore(time);

@@ -11,21 +11,20 @@
 
 #include "stage/films/frame_convert.h"
 #include "stage/films/video_stream.h"
+#include "stage/media/film_source.h"
 #include "stage/picture/picture.h"
 
 namespace orvandel::stage {
 
-class FilmReader {
+class FilmReader final : public FilmPictures {
  public:
   // Decodes the first picture. Throws InputError, as every function does.
   explicit FilmReader(std::unique_ptr<VideoStream> stream);
 
-  AVRational TimeBase() const { return stream_->TimeBase(); }
-  bool HasSeveralPictures() const { return severalPictures_; }
-  // The time of the last picture whose time is <= `time`; of the first one when there is none.
-  std::int64_t TimeOfPictureAt(std::int64_t time);
-  // `pictureTime`: a result of TimeOfPictureAt.
-  Picture Decode(std::int64_t pictureTime);
+  Rational Unit() const override { return {stream_->TimeBase().num, stream_->TimeBase().den}; }
+  bool HasSeveralPictures() const override { return severalPictures_; }
+  std::int64_t TimeOfPictureAt(std::int64_t time) override;
+  Picture Decode(std::int64_t pictureTime) override;
 
  private:
   void GoTo(std::int64_t time);

@@ -46,6 +46,7 @@ std::shared_ptr<HostImage> LayerPictures::At(std::int32_t hostTime) {
     return kept_.front().image;
   }
   std::shared_ptr<HostImage> image = Prepare(key);
+  if (image == nullptr) return std::make_shared<HostImage>(Scaled(Picture(1, 1)));
   kept_.push_front({key, image});
   byKey_[key] = kept_.begin();
   keptBytes_ += image->ByteCount();
@@ -56,6 +57,7 @@ std::shared_ptr<HostImage> LayerPictures::At(std::int32_t hostTime) {
 std::shared_ptr<HostImage> LayerPictures::Prepare(std::int64_t key) {
   const StageTimer reading(WorkStage::kReading);
   Picture picture = source_->Decode(key);
+  if (picture.Empty()) return nullptr;
   return std::make_shared<HostImage>(source_->IsScaled() ? std::move(picture) : Scaled(std::move(picture)));
 }
 

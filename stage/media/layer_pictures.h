@@ -27,7 +27,7 @@ class LayerPictures {
   bool Moves() const { return source_->Moves(); }
   // The source may show other pictures than those kept.
   void Forget();
-  // Throws InputError when the medium cannot be read there.
+  // Throws InputError when the medium cannot be read there. What is not there yet is transparent and not kept.
   std::shared_ptr<HostImage> At(std::int32_t hostTime);
 
  private:
@@ -35,7 +35,7 @@ class LayerPictures {
     std::int64_t key;
     std::shared_ptr<HostImage> image;
   };
-  std::shared_ptr<HostImage> Prepare(std::int64_t key);
+  std::shared_ptr<HostImage> Prepare(std::int64_t key);  // null: it is not there yet
   void DropOldest();
 
   std::unique_ptr<MediaSource> source_;
