@@ -46,6 +46,27 @@ async function dragged(page, from, by) {
   await page.mouse.up();
 }
 
+async function exported(page, kind) {
+  await page.keyboard.press("Control+e");
+  await page.getByRole("combobox", { name: "What to export" }).selectOption(kind);
+  const { name, bytes } = await taken(page, () =>
+    page.getByRole("dialog").getByRole("button", { name: "Export", exact: true }).click(),
+  );
+  await page.getByRole("dialog").getByRole("button", { name: "Close" }).click();
+  writeFileSync(join(folder, name), bytes);
+  return join(folder, name);
+}
+
+const orvandel = process.env.ORVANDEL ?? join(root, "build/release/bin/orvandel");
+async function servedBy(file) {
+  const program = spawn(orvandel, ["studio", file, "--no-browser"]);
+  const address = await new Promise((resolve, reject) => {
+    program.stdout.once("data", (line) => resolve(String(line).trim()));
+    program.stderr.on("data", (line) => /error/.test(line) && reject(new Error(line)));
+  });
+  return { address, close: () => program.kill("SIGKILL") };
+}
+
 test("the page opens with a picture, offline too, and says and fetches nothing that it should not", async () => {
   const page = await opened(await chromium.page(), server.address);
   await page.evaluate(() => navigator.serviceWorker.ready);
@@ -113,14 +134,18 @@ test("a mask moves by its points: keys where it is touched, nothing else in the 
   const page = await opened(await chromium.page(), server.address);
   const masked = scene
     .replace('"Frequency": 5', '"Wave Type": "Mask", "Mask": "box", "Frequency": 5')
-    .replace('  "parameters"', '  "masks": { "box": { "d": "M 60 30 h 20 l 50 0 L 130 80 Z" } }, // a box\n  "parameters"');
+    .replace(
+      '  "parameters"',
+      '  "masks": { "box": { "d": "M 60 30 h 20 l 50 0 L 130 80 Z" } }, // a box\n  "parameters"',
+    );
   await load(page, masked);
   await page.getByRole("tab", { name: "Media & masks" }).click();
   await button(page, "Let it move").click();
   await field(page, "Frame").fill("20");
   const point = (number) => page.getByRole("button", { name: new RegExp(`^Point ${number} of box`) });
   await dragged(page, point(2), [80, 40]);
-  const path = (time) => new RegExp(`"time": ${time}, "d": "M ?60 30 H ?80 L ?([\\d.]+) ([\\d.]+) L ?130 80 Z" }`).exec(written);
+  const path = (time) =>
+    new RegExp(`"time": ${time}, "d": "M ?60 30 H ?80 L ?([\\d.]+) ([\\d.]+) L ?130 80 Z" }`).exec(written);
   let written = await text(page);
   const [, x, y] = path("0.8");
   assert.ok(Number(x) > 130 && Number(y) > 30, written);
@@ -182,25 +207,15 @@ test("what is taken away holds the frames", async () => {
   const frames = await page.evaluate(() =>
     Promise.all(Array.from({ length: 25 }, async (_, i) => window.hashOf(await window.orvandel.frame(i)))),
   );
-  const exported = async (kind) => {
-    await page.keyboard.press("Control+e");
-    await page.getByRole("combobox", { name: "What to export" }).selectOption(kind);
-    const { name, bytes } = await taken(page, () =>
-      page.getByRole("dialog").getByRole("button", { name: "Export", exact: true }).click(),
-    );
-    await page.getByRole("dialog").getByRole("button", { name: "Close" }).click();
-    writeFileSync(join(folder, name), bytes);
-    return join(folder, name);
-  };
-  execFileSync("python3", ["-m", "zipfile", "-e", await exported("zip"), folder]);
+  execFileSync("python3", ["-m", "zipfile", "-e", await exported(page, "zip"), folder]);
   const pngs = Array.from({ length: 25 }, (_, i) =>
     readFileSync(join(folder, `out.${String(i).padStart(4, "0")}.png`)),
   );
   assert.deepEqual(pngs.flatMap(picturesOf).map(hashOf), frames);
-  assert.deepEqual(picturesOf(readFileSync(await exported("apng"))).map(hashOf), frames);
-  assert.deepEqual(readFileSync(await exported("png")), pngs[0]);
+  assert.deepEqual(picturesOf(readFileSync(await exported(page, "apng"))).map(hashOf), frames);
+  assert.deepEqual(readFileSync(await exported(page, "png")), pngs[0]);
   for (const kind of ["webm", "mp4"]) {
-    const bytes = readFileSync(await exported(kind)).toString("base64");
+    const bytes = readFileSync(await exported(page, kind)).toString("base64");
     const film = await page.evaluate(
       async ([encoded, type]) => {
         const video = document.createElement("video");
@@ -349,17 +364,9 @@ test("how fast frames follow a hand is told", async (context) => {
 test("served by the program: saves reach the disk, what changes there shows, and neither is lost", async () => {
   const file = join(folder, "served.json");
   writeFileSync(file, scene);
-  const program = spawn(process.env.ORVANDEL ?? join(root, "build/release/bin/orvandel"), [
-    "studio",
-    file,
-    "--no-browser",
-  ]);
+  const program = await servedBy(file);
   try {
-    const address = await new Promise((resolve, reject) => {
-      program.stdout.once("data", (line) => resolve(String(line).trim()));
-      program.stderr.on("data", (line) => /error/.test(line) && reject(new Error(line)));
-    });
-    const page = await opened(await chromium.page(), address);
+    const page = await opened(await chromium.page(), program.address);
     await page.getByText("192 × 108").waitFor();
     await field(page, "Spin").fill("12");
     await page.keyboard.press("Control+s");
@@ -380,6 +387,73 @@ test("served by the program: saves reach the disk, what changes there shows, and
     await page.close();
     still();
   } finally {
-    program.kill("SIGKILL");
+    program.close();
+  }
+});
+
+test("films show the pictures that the program shows, in any order, as background and where waves are born", async () => {
+  const inFolder = (name) => join(folder, name);
+  const render = (name, ...how) =>
+    execFileSync(orvandel, ["render", inFolder(name), "--overwrite", ...how], { stdio: "pipe" });
+  // Broad flat strokes that move fast: neighbours differ, and codecs lose little.
+  const disc = { Frequency: 3, Expansion: 9, "Start Width": 30, "End Width": 30, Sides: 5, Color: "#ffd040" };
+  const film = { version: 1, width: 192, height: 108, frameRate: 25, duration: 1.2, preroll: 0.4, parameters: disc };
+  writeFileSync(inFolder("film.json"), JSON.stringify(film));
+  for (const name of ["clip.webm", "clip.mp4", "clip.mov"]) render("film.json", "-o", inFolder(name));
+  const plain = { version: 1, width: 192, height: 108, frameRate: 30, duration: 1, parameters: { Frequency: 5 } };
+  const scenes = ["clip.mp4", "clip.webm"].flatMap((clip) => [
+    { ...plain, background: { file: clip, start: 0.2 } },
+    {
+      ...plain,
+      layers: { clip },
+      parameters: { Frequency: 8, "Wave Type": "Image Contours", "Source Layer": "clip", "Value Channel": "Intensity" },
+    },
+  ]);
+  writeFileSync(inFolder("filmed.json"), JSON.stringify(scenes[0]));
+  const program = await servedBy(inFolder("filmed.json"));
+  try {
+    const page = await opened(await chromium.page(), program.address);
+    const order = [20, 29, 4, 21, 3];
+    const shown = (number) => page.evaluate(async (n) => Array.from((await window.orvandel.frame(n)).data), number);
+    const apart = (a, b) => a.reduce((sum, value, i) => sum + Math.abs(value - b[i]), 0) / a.length;
+    for (const [i, each] of scenes.entries()) {
+      writeFileSync(inFolder("filmed.json"), JSON.stringify(each));
+      // The text is there before its film.
+      await page.evaluate(async (now) => {
+        while (window.orvandel.save() !== now || !(await window.orvandel.frame(0).catch(() => undefined)))
+          await new Promise((later) => setTimeout(later, 50));
+      }, JSON.stringify(each));
+      render("filmed.json", "--frames", order.join(","), "-o", inFolder("filmed.####.png"));
+      const wanted = order.map(
+        (n) => picturesOf(readFileSync(inFolder(`filmed.${String(n).padStart(4, "0")}.png`)))[0].data,
+      );
+      for (const [k, number] of order.entries()) {
+        const far = apart(wanted[k], await shown(number));
+        const others = wanted.filter((_, other) => other !== k).map((other) => apart(wanted[k], other));
+        assert.ok(far < 2 && far < Math.min(...others) / 2, `scene ${i}, frame ${number}: ${far}, others ${others}`);
+      }
+    }
+    await field(page, "Frame").fill("4");
+    await page.waitForSelector('canvas[data-frame="4"][data-quality="full"]');
+    const [png] = picturesOf(readFileSync(await exported(page, "png")));
+    assert.deepEqual(Array.from(png.data), await shown(4));
+
+    const dropped = await page.evaluateHandle(
+      (encoded) => {
+        const all = new DataTransfer();
+        all.items.add(new File([Uint8Array.from(atob(encoded), (c) => c.charCodeAt(0))], "drop.mov"));
+        return all;
+      },
+      readFileSync(inFolder("clip.mov")).toString("base64"),
+    );
+    await page.dispatchEvent("main", "drop", { dataTransfer: dropped });
+    await page
+      .getByText("Not shown here: background, file (drop.mov): this browser does not decode its codec, prores")
+      .waitFor();
+    assert.match(await text(page), /"background":\s*{\s*"file":\s*"drop.mov"\s*}/);
+    await page.close();
+    still();
+  } finally {
+    program.close();
   }
 });

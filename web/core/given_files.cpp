@@ -1,17 +1,12 @@
 #include "web/core/given_files.h"
 
-#include <filesystem>
 #include <utility>
 
 namespace orvandel::web {
-namespace {
-
-std::string Plain(const std::string& name) { return std::filesystem::path(name).lexically_normal().string(); }
-
-}  // namespace
+std::string PlainName(const std::filesystem::path& file) { return file.lexically_normal().string(); }
 
 const std::string* HandedIn::Find(const std::string& name) const {
-  const auto found = files_.find(Plain(name));
+  const auto found = files_.find(PlainName(name));
   return found == files_.end() ? nullptr : &found->second;
 }
 
@@ -21,6 +16,6 @@ std::vector<std::string> HandedIn::Names() const {
   return names;
 }
 
-void HandedIn::Put(const std::string& name, std::string bytes) { files_[Plain(name)] = std::move(bytes); }
+void HandedIn::Put(const std::string& name, std::string bytes) { files_[PlainName(name)] = std::move(bytes); }
 
 }  // namespace orvandel::web

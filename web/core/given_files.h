@@ -1,6 +1,7 @@
 // The files that the script handed in, in place of folders.
 #pragma once
 
+#include <filesystem>
 #include <map>
 #include <string>
 #include <vector>
@@ -8,6 +9,9 @@
 #include "stage/base/file_bytes.h"
 
 namespace orvandel::web {
+
+// Without "." and ".." in it.
+std::string PlainName(const std::filesystem::path& file);
 
 class HandedIn final : public stage::GivenFiles {
  public:
@@ -17,7 +21,7 @@ class HandedIn final : public stage::GivenFiles {
   void Clear() { files_.clear(); }
 
  private:
-  std::map<std::string, std::string> files_;  // by name without "." and ".." in it
+  std::map<std::string, std::string> files_;  // by plain name
 };
 
 }  // namespace orvandel::web

@@ -19,7 +19,21 @@ export class OrvandelError extends Error {
   }
 }
 
+/**
+ * Pictures of films are needed first: `putPicture` takes them, and with them it can be asked again. A few rounds may be
+ * needed, since waves that are traced from one picture decide which others are.
+ */
+export class PicturesWanted extends OrvandelError {
+  /** @param {{file: string, picture: number}[]} pictures */
+  constructor(pictures) {
+    super(`pictures of films are wanted: ${pictures.map(({ file, picture }) => `${file} ${picture}`).join(", ")}`);
+    this.name = "PicturesWanted";
+    this.pictures = pictures;
+  }
+}
+
 const kRefused = 1;
+const kWanting = 3;
 const kNoFiles = -1; // any answer but 0: there is no such descriptor
 
 // All that the module asks of its surroundings: an end, and a clock. It reads no files, so the others are never meant.
@@ -45,7 +59,10 @@ export class Orvandel {
   /** @param {BufferSource | WebAssembly.Module} wasm orvandel.wasm, as bytes or compiled */
   static async open(wasm) {
     const compiled = wasm instanceof WebAssembly.Module ? wasm : await WebAssembly.compile(wasm);
-    const instance = await WebAssembly.instantiate(compiled, surroundings(() => instance.exports.memory));
+    const instance = await WebAssembly.instantiate(
+      compiled,
+      surroundings(() => instance.exports.memory),
+    );
     return new Orvandel(instance);
   }
 
@@ -57,18 +74,33 @@ export class Orvandel {
 
   /**
    * @param {string} sceneText a scene file's content
-   * @param {Record<string, Uint8Array>} files what it names, by the names that it uses
+   * @param {Record<string, Uint8Array | {times: ArrayLike<number>, unitsPerSecond: number}>} files what it names, by the
+   *   names that it uses; of a film, when its pictures stand: whole numbers that rise, of its container's clock
    * @param {string} name of the scene file, for messages
    * @returns {{width: number, height: number, frames: number, frameRate: string, seconds: number, effects: number,
    *   notes: string[], parts: {pointer: string, file: string, message: string}[]}} `parts` cannot be shown here
    */
   load(sceneText, files = {}, name = "scene.json") {
     this.#exports.orvandelForgetFiles();
-    for (const [fileName, bytes] of Object.entries(files)) {
-      this.#ask(this.#lent([encoded(fileName), bytes], (...both) => this.#exports.orvandelPutFile(...both)));
+    for (const [fileName, file] of Object.entries(files)) {
+      if (file instanceof Uint8Array)
+        this.#ask(this.#lent([encoded(fileName), file], (...both) => this.#exports.orvandelPutFile(...both)));
+      else this.#putFilm(fileName, file);
     }
     return JSON.parse(
       this.#ask(this.#lent([encoded(sceneText), encoded(name)], (...both) => this.#exports.orvandelLoad(...both))),
+    );
+  }
+
+  /**
+   * One of the pictures that PicturesWanted names.
+   * @param {{width: number, height: number, data: Uint8Array}} pixels red, green, blue, alpha, not multiplied by alpha
+   */
+  putPicture({ file, picture }, { width, height, data }) {
+    this.#ask(
+      this.#lent([encoded(file), data], (name, nameSize, pixels) =>
+        this.#exports.orvandelPutPicture(name, nameSize, picture, width, height, pixels),
+      ),
     );
   }
 
@@ -132,7 +164,9 @@ export class Orvandel {
    */
   values(effect, parameter, first, count = 1, step = 1) {
     return this.#json(
-      this.#lent([encoded(parameter)], (name, size) => this.#exports.orvandelValues(effect, name, size, first, count, step)),
+      this.#lent([encoded(parameter)], (name, size) =>
+        this.#exports.orvandelValues(effect, name, size, first, count, step),
+      ),
     );
   }
 
@@ -147,6 +181,15 @@ export class Orvandel {
   /** What is costly or not as one would expect, and the numbers behind it. @returns {{warnings: string[], notes: string[]}} */
   remarks() {
     return this.#json(this.#exports.orvandelRemarks());
+  }
+
+  #putFilm(film, { times, unitsPerSecond }) {
+    const bytes = new Uint8Array(Float64Array.from(times).buffer);
+    this.#ask(
+      this.#lent([encoded(film), bytes], (name, nameSize, list) =>
+        this.#exports.orvandelPutFilm(name, nameSize, list, times.length, unitsPerSecond),
+      ),
+    );
   }
 
   #json(outcome) {
@@ -178,6 +221,7 @@ export class Orvandel {
   #ask(outcome, read = (bytes) => new TextDecoder().decode(bytes)) {
     if (outcome === 0) return read(this.#said());
     const text = new TextDecoder().decode(this.#said());
+    if (outcome === kWanting) throw new PicturesWanted(JSON.parse(text));
     if (outcome === kRefused && text.startsWith("[{")) {
       const complaints = JSON.parse(text);
       throw new OrvandelError(complaints.map(({ message }) => message).join("\n"), complaints);

@@ -8,6 +8,7 @@
 #include "stage/module/linked_effect.h"
 #include "stage/picture/pixel_order.h"
 #include "stage/scene/scene_reader.h"
+#include "web/core/given_films.h"
 
 namespace orvandel::web {
 namespace {
@@ -21,6 +22,12 @@ stage::RenderOptions OptionsFor(const FrameSize& size) {
   options.keepResumePoints = true;  // pages scrub backward
   options.checkImages = false;
   return options;
+}
+
+// Whether films have what is sure to be needed: to draw without would be in vain.
+bool IsThere(std::int32_t hostTime) {
+  TheFilms().AskFor(hostTime);
+  return TheFilms().Missing().empty();
 }
 
 }  // namespace
@@ -76,7 +83,7 @@ void Session::RenderFrame(std::int32_t frame, const FrameSize& size) {
     whole_ = std::make_unique<stage::SceneRenderer>(module_, scene, OptionsFor(size));
     size_ = size;
   }
-  Keep(whole_->Render(frame));
+  if (IsThere(scene.time.TimeOfFrame(frame))) Keep(whole_->Render(frame));
 }
 
 void Session::RenderEffect(std::int32_t effect, std::int32_t frame, const FrameSize& size) {
@@ -91,7 +98,7 @@ void Session::RenderEffect(std::int32_t effect, std::int32_t frame, const FrameS
     renderer =
         std::make_unique<stage::FrameRenderer>(module_, scene, static_cast<std::size_t>(effect), OptionsFor(size));
   }
-  Keep(renderer->Render(frame));
+  if (IsThere(scene.time.TimeOfFrame(frame))) Keep(renderer->Render(frame));
 }
 
 const std::vector<stage::ReportedWave>& Session::WavesOf(std::int32_t effect, std::int32_t frame) {
@@ -105,6 +112,15 @@ const std::vector<stage::ReportedWave>& Session::WavesOf(std::int32_t effect, st
     reports_ = std::make_unique<stage::WaveReports>(module_, scene, options);
   }
   return reports_->Of(static_cast<std::size_t>(effect), frame);
+}
+
+// Waves were traced from what was not there; pictures that were there stay.
+void Session::WithHoles() {
+  if (whole_ != nullptr) whole_->Finish();
+  for (auto& renderer : single_) {
+    if (renderer != nullptr) renderer->Finish();
+  }
+  reports_ = nullptr;
 }
 
 void Session::EndSequences() {

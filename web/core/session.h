@@ -30,9 +30,13 @@ class Session {
   const stage::ParamCatalog& Catalog() const { return module_.Catalog(); }
   // Throws InputError; there is no scene then.
   const stage::Scene& Load(std::string_view text, const std::string& name);
-  // Both throw InputError without a scene, and what renderers throw.
+  // Both throw InputError without a scene, and what renderers throw. Where pictures of films turn out to be missing
+  // (given_films.h) there is no new picture, or one with holes: then WithHoles is to be called.
   void RenderFrame(std::int32_t frame, const FrameSize& size);
   void RenderEffect(std::int32_t effect, std::int32_t frame, const FrameSize& size);
+
+  // What was drawn last is begun anew.
+  void WithHoles();
 
   stage::EffectModule& Module() { return module_; }
   // InputError without a scene.

@@ -1,19 +1,23 @@
 #include "web/core/surface.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <exception>
 #include <new>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "stage/base/addition.h"
 #include "stage/base/errors.h"
+#include "stage/picture/pixel_order.h"
 #include "stage/scene/scene_reader.h"
 #include "stage/scene/scene_schema.h"
 #include "stage/stills/png_file.h"
 #include "web/core/answers.h"
 #include "web/core/given_files.h"
+#include "web/core/given_films.h"
 #include "web/core/session.h"
 #include "web/core/unseen_media.h"
 
@@ -22,7 +26,7 @@ namespace {
 
 using nlohmann::ordered_json;
 
-enum Outcome { kDone = 0, kRefused = 1, kFailed = 2 };
+enum Outcome { kDone = 0, kRefused = 1, kFailed = 2, kWanting = 3 };
 
 HandedIn files;
 const stage::Addition<stage::GivenFiles> entered(files);
@@ -56,6 +60,25 @@ int Guarded(const Work& work) {
     said = error.what();
     return kFailed;
   }
+}
+
+// What may ask for pictures of films.
+template <typename Work>
+int GuardedWithFilms(const Work& work) {
+  GivenFilms& films = TheFilms();
+  films.ForgetMissing();
+  const int outcome = Guarded(work);
+  if (films.Missing().empty()) {
+    if (outcome == kDone) films.KeepFew();
+    return outcome;
+  }
+  const int told = Guarded([&] {
+    ordered_json list = ordered_json::array();
+    for (const auto& [file, picture] : films.Missing()) list.push_back({{"file", file}, {"picture", picture}});
+    TheSession().WithHoles();
+    said = TextOf(list);
+  });
+  return told == kDone ? kWanting : told;
 }
 
 ordered_json PartsJson(const stage::Scene& scene) {
@@ -105,6 +128,7 @@ int Load(std::string_view text, const std::string& name) {
 
 using namespace orvandel;  // NOLINT: the functions below stand in no namespace
 using web::Guarded;
+using web::GuardedWithFilms;
 
 void* orvandelAllocate(std::size_t size) { return std::malloc(size); }
 void orvandelFree(void* memory) { std::free(memory); }
@@ -114,7 +138,27 @@ int orvandelPutFile(const char* name, std::size_t nameSize, const std::uint8_t* 
       [&] { web::files.Put(std::string(name, nameSize), std::string(reinterpret_cast<const char*>(bytes), size)); });
 }
 int orvandelForgetFiles() {
-  return Guarded([] { web::files.Clear(); });
+  return Guarded([] {
+    web::files.Clear();
+    web::TheFilms().Clear();
+  });
+}
+int orvandelPutFilm(const char* name, std::size_t nameSize, const double* times, std::size_t count,
+                    std::int32_t unitsPerSecond) {
+  return Guarded([&] {
+    const std::string file(name, nameSize);
+    web::TheFilms().Put(file, {times, times + count}, unitsPerSecond);
+    web::files.Put(file, {});
+  });
+}
+int orvandelPutPicture(const char* name, std::size_t nameSize, std::int32_t picture, std::int32_t width,
+                       std::int32_t height, const std::uint8_t* pixels) {
+  return Guarded([&] {
+    stage::Picture made(width, height);
+    std::copy_n(pixels, made.bytes.size(), made.bytes.begin());
+    stage::AlphaFirst(made.bytes.data(), made.bytes.size() / 4);
+    web::TheFilms().PutPicture({std::string(name, nameSize), static_cast<std::size_t>(picture)}, std::move(made));
+  });
 }
 
 int orvandelLoad(const char* text, std::size_t size, const char* name, std::size_t nameSize) {
@@ -122,10 +166,10 @@ int orvandelLoad(const char* text, std::size_t size, const char* name, std::size
 }
 
 int orvandelFrame(std::int32_t frame, std::int32_t downsample, int draft) {
-  return Guarded([&] { web::TheSession().RenderFrame(frame, {downsample, draft != 0}); });
+  return GuardedWithFilms([&] { web::TheSession().RenderFrame(frame, {downsample, draft != 0}); });
 }
 int orvandelEffectFrame(std::int32_t effect, std::int32_t frame, std::int32_t downsample, int draft) {
-  return Guarded([&] { web::TheSession().RenderEffect(effect, frame, {downsample, draft != 0}); });
+  return GuardedWithFilms([&] { web::TheSession().RenderEffect(effect, frame, {downsample, draft != 0}); });
 }
 std::int32_t orvandelWidth() { return web::TheSession().Last().width; }
 std::int32_t orvandelHeight() { return web::TheSession().Last().height; }
@@ -142,10 +186,10 @@ int orvandelCatalog() {
   return Guarded([] { web::said = web::CatalogJson(web::TheSession().Catalog()); });
 }
 int orvandelShown(std::int32_t effect, std::int32_t frame) {
-  return Guarded([&] { web::said = web::ShownJson(web::TheSession(), effect, frame); });
+  return GuardedWithFilms([&] { web::said = web::ShownJson(web::TheSession(), effect, frame); });
 }
 int orvandelWaves(std::int32_t effect, std::int32_t frame) {
-  return Guarded([&] { web::said = web::WavesJson(web::TheSession(), effect, frame); });
+  return GuardedWithFilms([&] { web::said = web::WavesJson(web::TheSession(), effect, frame); });
 }
 int orvandelValues(std::int32_t effect, const char* name, std::size_t nameSize, std::int32_t first, std::int32_t count,
                    std::int32_t step) {

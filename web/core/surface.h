@@ -1,7 +1,8 @@
 // The effect and the stage's core as WebAssembly: what a script calls. One scene at a time, one thread.
 //
 // Every function answers 0 when it did its work. Otherwise the reason waits in orvandelText: 1, the scene or what was
-// asked is at fault; 2, the work failed. A failed load leaves no scene; any other failure leaves things as they were.
+// asked is at fault; 2, the work failed; 3, pictures of films are wanted, and with them it can be asked again:
+// [{"file", "picture"}]. A failed load leaves no scene; any other failure leaves things as they were.
 #pragma once
 
 #include <cstddef>
@@ -17,6 +18,14 @@ void orvandelFree(void* memory);
 // is loaded keeps what it has read already.
 int orvandelPutFile(const char* name, std::size_t nameSize, const std::uint8_t* bytes, std::size_t size);
 int orvandelForgetFiles();
+// A film in a file's place, whose pictures the caller decodes: `times` are whole numbers that rise, of a container's
+// clock, whose rate decides how they are rounded.
+int orvandelPutFilm(const char* name, std::size_t nameSize, const double* times, std::size_t count,
+                    std::int32_t unitsPerSecond);
+// One of its pictures, from 0, for the scene that is loaded: rows from the top, red, green, blue, alpha, colour not
+// multiplied by alpha.
+int orvandelPutPicture(const char* name, std::size_t nameSize, std::int32_t picture, std::int32_t width,
+                       std::int32_t height, const std::uint8_t* pixels);
 
 // A scene file's text; `name` stands in messages. 0: orvandelText is {"width", "height", "frames", "frameRate" (a text
 // of two whole numbers), "seconds", "effects", "notes", "parts"}, where parts are what cannot be

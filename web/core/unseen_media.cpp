@@ -11,6 +11,7 @@
 #include "stage/media/media_formats.h"
 #include "stage/scene/sequence_name.h"
 #include "stage/stills/png_file.h"
+#include "web/core/given_films.h"
 #include "web/core/wav_sounds.h"
 
 namespace orvandel::web {
@@ -24,15 +25,17 @@ class Unseen final : public stage::MediaSource {
   stage::Picture Decode(std::int64_t) override { return stage::Picture(1, 1); }
 };
 
-class NoFormats final : public stage::MediaFormats {
+class GivenFormats final : public stage::MediaFormats {
  public:
-  std::unique_ptr<stage::MediaSource> OpenMoving(const stage::Media&, const stage::Timebase&) const override {
+  std::unique_ptr<stage::MediaSource> OpenMoving(const stage::Media& media,
+                                                 const stage::Timebase& time) const override {
+    if (TheFilms().Has(media.file)) return TheFilms().Open(media, time);
     return std::make_unique<Unseen>();
   }
   stage::Picture DecodeStill(const std::filesystem::path&) const override { return {1, 1}; }
 };
 
-const NoFormats formats;
+const GivenFormats formats;
 const stage::Addition<stage::MediaFormats> entered(formats);
 
 // "scene.json: /background/file": what follows the scene's name.
@@ -42,6 +45,7 @@ std::string PointerOf(const std::string& place) {
 }
 
 bool IsShown(const std::filesystem::path& file) {
+  if (TheFilms().Has(file)) return true;
   const auto sequence = stage::ParseSequenceName(file);
   if (!sequence) return stage::IsPng(file);
   const auto numbers = sequence->Existing();
@@ -52,7 +56,8 @@ void AddMedium(const stage::Media& medium, std::vector<UnseenPart>& parts) {
   if (IsShown(medium.file)) return;
   const std::string file = medium.file.string();
   parts.push_back({PointerOf(medium.place), file,
-                   fmt::format("{} is not shown: only PNG pictures are read here", medium.file.filename().string())});
+                   fmt::format("{} is not shown: only PNG pictures are read here, and films that the caller decodes",
+                               medium.file.filename().string())});
 }
 
 std::set<std::string> SoundsOf(const stage::Track& track) {

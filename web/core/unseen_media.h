@@ -1,4 +1,5 @@
-// The parts of a scene that cannot be shown where there are neither film libraries nor sound decoders. The rest shows.
+// The parts of a scene that cannot be shown where there are neither film libraries nor sound decoders: what the script
+// does not hand in as a film, or a file that is read here. The rest shows.
 #pragma once
 
 #include <string>

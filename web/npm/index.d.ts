@@ -30,7 +30,8 @@ export interface SceneFacts {
   effects: number;
   /** What the reader chose where the scene left a choice. */
   notes: string[];
-  /** What cannot be shown here, while the rest is: films, pictures that are no PNG, sounds that are no WAV. */
+  /** What cannot be shown here, while the rest is: films that nobody decodes, pictures that are no PNG, sounds that are
+   *  no WAV. */
   parts: UnseenPart[];
 }
 
@@ -111,12 +112,32 @@ export class OrvandelError extends Error {
   complaints: Complaint[];
 }
 
+/** A film that the caller decodes. */
+export interface FilmIndex {
+  /** When its pictures stand: whole numbers that rise, of the container's clock. */
+  times: ArrayLike<number>;
+  unitsPerSecond: number;
+}
+
+export interface FilmPlace {
+  /** As the scene names it. */
+  file: string;
+  /** From 0. */
+  picture: number;
+}
+
+/** Thrown where pictures of films are needed first: `putPicture` takes them; then ask again. */
+export class PicturesWanted extends OrvandelError {
+  pictures: FilmPlace[];
+}
+
 /** One scene at a time on the thread that calls. Every method throws OrvandelError. */
 export class Orvandel {
   /** `wasm`: orvandel.wasm, as bytes or compiled. */
   static open(wasm: BufferSource | WebAssembly.Module): Promise<Orvandel>;
   /** `files`: what the scene names, by the names that it uses. `name` of the scene file stands in messages. */
-  load(sceneText: string, files?: Record<string, Uint8Array>, name?: string): SceneFacts;
+  load(sceneText: string, files?: Record<string, Uint8Array | FilmIndex>, name?: string): SceneFacts;
+  putPicture(place: FilmPlace, pixels: { width: number; height: number; data: Uint8Array }): void;
   /** Any frame, in any order: the same bytes as every other build of Orvandel gives. */
   frame(number: number, options?: FrameOptions): Picture;
   /** The last frame as a PNG file with exactly its bytes. */

@@ -48,6 +48,25 @@ function beside(): Plugin {
   };
 }
 
+// A worker's address: `import address from "worker:/src/its.ts"`. Workers that are built by themselves would bring their
+// libraries along once more; this one is a part of the whole.
+function sharedWorkers(): Plugin {
+  const prefix = "\0worker:";
+  let serving = false;
+  return {
+    name: "shared-workers",
+    configResolved: ({ command }) => void (serving = command === "serve"),
+    resolveId: (id) => (id.startsWith("worker:") ? `\0${id}` : undefined),
+    load(id) {
+      if (!id.startsWith(prefix)) return undefined;
+      const source = id.slice(prefix.length);
+      if (serving) return `export default ${JSON.stringify(source)}`;
+      const made = this.emitFile({ type: "chunk", id: join(import.meta.dirname ?? ".", source) });
+      return `export default import.meta.ROLLUP_FILE_URL_${made}`;
+    },
+  };
+}
+
 // What the first script asks for is fetched while that one runs.
 function preloaded(): Plugin {
   return {
@@ -65,7 +84,7 @@ function preloaded(): Plugin {
 export default defineConfig({
   base: "./",
   root: import.meta.dirname,
-  plugins: [beside(), preloaded()],
+  plugins: [beside(), preloaded(), sharedWorkers()],
   worker: { format: "es" },
   server: { fs: { allow: [root] } },
   build: { target: "es2022", outDir: out, emptyOutDir: true, assetsInlineLimit: 0, modulePreload: { polyfill: false } },

@@ -3,9 +3,12 @@ import { computed, signal } from "@preact/signals";
 import { type ParseError, parse } from "jsonc-parser";
 
 import { isObject, type JsonObject } from "./json";
+import type { FilmIndex } from "./media";
 import { kNewName } from "./new_scene";
 
-export type Files = Readonly<Record<string, Uint8Array>>;
+/** Films, which may be long, stay where they are. */
+export type Files = Readonly<Record<string, Uint8Array | Blob>>;
+export type Readable = Readonly<Record<string, Uint8Array | FilmIndex>>;
 
 interface Step {
   label: string;
@@ -26,7 +29,7 @@ export class SceneDocument {
   /** As they were given; what a saved scene names. */
   readonly files = signal<Files>({});
   /** The same in forms that the core reads. */
-  readonly readable = signal<Files>({});
+  readonly readable = signal<Readable>({});
   /** Of the file on disk, where the program serves the page. */
   tag: string | undefined;
   /** What the file on disk, or the last download, holds. */
@@ -45,11 +48,10 @@ export class SceneDocument {
   #past: Step[] = [];
   #future: Step[] = [];
 
-  constructor(text: string, name = kNewName, files: Files = {}) {
+  constructor(text: string, name = kNewName) {
     this.text = signal(text);
     this.saved = signal(text);
     this.name.value = name;
-    this.files.value = this.readable.value = files;
   }
 
   /** Changes of one gesture (a drag, one typing) are one step. */
@@ -82,7 +84,7 @@ export class SceneDocument {
     this.#show(step.after);
   }
 
-  addFiles(files: Files, readable: Files): void {
+  addFiles(files: Files, readable: Readable): void {
     this.files.value = { ...this.files.value, ...files };
     this.readable.value = { ...this.readable.value, ...readable };
   }

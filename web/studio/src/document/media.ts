@@ -14,6 +14,13 @@ export const isSound = oneOf("wav", "mp3", "flac", "ogg", "opus", "m4a", "aac");
 export const isFilm = oneOf("mp4", "mov", "webm", "mkv", "avi");
 export const isZip = oneOf("zip");
 
+/** When a film's pictures stand, in its container's units; its number among the films that the browser decodes. */
+export interface FilmIndex {
+  film: number;
+  times: Float64Array;
+  unitsPerSecond: number;
+}
+
 /** Every file that the scene names, once. */
 export function namedFiles(scene: JsonObject): string[] {
   const names = new Set<string>();

@@ -1,9 +1,6 @@
 // Media in the forms that the core reads: PNG for pictures, WAV for sounds. What it reads already stays as it is.
 import { pngOf } from "./png";
-import { isFilm, isPicture, isSound } from "./media";
-
-/** The core does not decode films: it only says which they are. */
-export const kFilmHead = 65536;
+import { isPicture, isSound } from "./media";
 
 // Straight alpha: a canvas of two dimensions and ImageDecoder multiply it in, a texture does not.
 async function pngBytes(bytes: Uint8Array): Promise<Uint8Array> {
@@ -66,7 +63,6 @@ async function wavBytes(bytes: Uint8Array): Promise<Uint8Array> {
 }
 
 export async function readable(name: string, bytes: Uint8Array): Promise<Uint8Array> {
-  if (isFilm(name)) return bytes.slice(0, kFilmHead);
   const starts = (...codes: number[]) => codes.every((code, i) => bytes[i] === code);
   if (isPicture(name) && !starts(0x89, 0x50, 0x4e, 0x47)) return pngBytes(bytes);
   if (isSound(name) && !starts(0x52, 0x49, 0x46, 0x46)) return wavBytes(bytes);

@@ -1,4 +1,5 @@
 // What the core answers, and how a worker is asked. The core's loader is ../../../core/orvandel.mjs.
+import type { Readable } from "../document/document";
 import type { Complaint, FrameOptions, Orvandel, Picture as CorePicture, SceneFacts } from "../../../npm/index";
 
 export type { Complaint, FrameOptions, MaskOutline, SceneFacts, Wave } from "../../../npm/index";
@@ -27,7 +28,7 @@ export interface SceneMessage {
   text: string;
   name: string;
   /** Left out: those of the last scene. */
-  files?: Record<string, Uint8Array>;
+  files?: Readable;
 }
 export interface Answer {
   id: number;

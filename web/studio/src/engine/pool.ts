@@ -1,5 +1,7 @@
 // Workers, each with an instance of the core, and the queue of what they are asked.
 import { type Answers, type Answer, CoreError, type Method, type SceneFacts, type SceneMessage } from "./core";
+import type { Readable } from "../document/document";
+import { portToFilms } from "./films";
 import { freshWorker, type FirstWorker, hiredWorker } from "./first";
 
 /** Lower goes first. */
@@ -24,6 +26,8 @@ interface Hand {
   worker: Worker;
   /** What it was given last. */
   scene?: SceneMessage;
+  /** Whether it can ask for films' pictures. */
+  films?: boolean;
   job?: Job;
   begun: number;
 }
@@ -76,7 +80,7 @@ export class Pool {
   }
 
   /** What was asked about the scene before and is not begun is dropped, but for what runs in the background. */
-  setScene(text: string, name: string, files: Record<string, Uint8Array>): void {
+  setScene(text: string, name: string, files: Readable): void {
     this.#scene = { scene: this.#scene.scene + 1, text, name, files };
     this.drop((job) => job.urgency !== Urgency.Background);
     for (const hand of this.#hands) {
@@ -165,6 +169,11 @@ export class Pool {
   }
 
   #give(hand: Hand, job: Job): void {
+    if (!hand.films && Object.values(job.scene.files ?? {}).some((file) => "film" in file)) {
+      const port = portToFilms();
+      hand.worker.postMessage(port, [port]);
+      hand.films = true;
+    }
     if (!isSame(hand.scene, job.scene)) {
       const { files, ...rest } = job.scene;
       hand.worker.postMessage(hand.scene?.files === files ? rest : job.scene);

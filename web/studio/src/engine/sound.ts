@@ -32,13 +32,14 @@ export function soundOf(scene: JsonObject): { file: string; start: number } | un
   return found.size === 1 ? [...found.values()][0] : undefined;
 }
 
-let decoded: { bytes: Uint8Array; buffer: AudioBuffer } | undefined;
+let decoded: { bytes: Uint8Array | Blob; buffer: AudioBuffer } | undefined;
 
-export async function decode(bytes: Uint8Array): Promise<AudioBuffer> {
+export async function decode(bytes: Uint8Array | Blob): Promise<AudioBuffer> {
   if (decoded?.bytes !== bytes) {
+    const copy = bytes instanceof Blob ? await bytes.arrayBuffer() : bytes.slice().buffer;
     // Decoding needs no permission to play.
     const offline = new OfflineAudioContext(2, 1, 48000);
-    decoded = { bytes, buffer: await offline.decodeAudioData(bytes.slice().buffer) };
+    decoded = { bytes, buffer: await offline.decodeAudioData(copy as ArrayBuffer) };
   }
   return decoded.buffer;
 }

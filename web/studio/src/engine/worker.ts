@@ -1,14 +1,24 @@
 // One instance of the core in a thread of its own. It loads a scene when it is first asked about it.
-import { Orvandel } from "../../../core/orvandel.mjs";
-import type { Orvandel as Core } from "../../../npm/index";
+import { Orvandel, PicturesWanted } from "../../../core/orvandel.mjs";
+import type { FilmPlace, Orvandel as Core } from "../../../npm/index";
+import type { FilmIndex } from "../document/media";
+import type { Readable } from "../document/document";
 import type { Answer, Ask, FrameOptions, SceneFacts, SceneMessage } from "./core";
+import type { Pixels } from "./film";
+import type { PictureAnswer, PictureAsk } from "./films";
 
 let open: (core: Core | PromiseLike<Core>) => void;
 const core = new Promise<Core>((resolve) => (open = resolve));
 let waiting: SceneMessage | undefined;
-let files: Record<string, Uint8Array> = {};
+let files: Readable = {};
 let facts: SceneFacts | undefined;
 let refusal: unknown;
+
+let films: MessagePort | undefined;
+const pictures = new Map<number, (answer: PictureAnswer) => void>();
+let asked = 0;
+// Waves that are traced from pictures say, once those are there, which others they need.
+const kMostRounds = 50;
 
 function loadWaiting(instance: Core): void {
   if (!waiting) return;
@@ -35,30 +45,66 @@ function answered(instance: Core, { method, args }: Ask): unknown {
   return (instance[method] as (...all: unknown[]) => unknown).apply(instance, args);
 }
 
+async function picture({ file, picture }: FilmPlace): Promise<Pixels> {
+  const ask: PictureAsk = { id: ++asked, film: (files[file] as FilmIndex).film, picture };
+  const { pixels, error } = await new Promise<PictureAnswer>((answered) => {
+    pictures.set(ask.id, answered);
+    films!.postMessage(ask);
+  });
+  if (!pixels) throw new Error(`${file}: ${error}`);
+  return pixels;
+}
+
+// What films cost is no measure of what the core costs.
+async function answeredWithFilms(instance: Core, ask: Ask, took: (ms: number) => void): Promise<unknown> {
+  for (let round = 0; ; ++round) {
+    const begun = performance.now();
+    let wanted: FilmPlace[];
+    try {
+      return answered(instance, ask);
+    } catch (error) {
+      if (!(error instanceof PicturesWanted) || round === kMostRounds) throw error;
+      wanted = error.pictures;
+    } finally {
+      took(performance.now() - begun);
+    }
+    await Promise.all(wanted.map(async (place) => instance.putPicture(place, await picture(place))));
+  }
+}
+
 // Pixels and files go without a copy.
 function handedOver(value: unknown): Transferable[] {
   const bytes = value instanceof Uint8Array ? value : (value as { data?: Uint8ClampedArray } | null)?.data;
   return bytes ? [bytes.buffer as ArrayBuffer] : [];
 }
 
-self.onmessage = async ({ data }: MessageEvent<WebAssembly.Module | SceneMessage | Ask>) => {
+function connected(port: MessagePort): void {
+  films = port;
+  port.onmessage = ({ data }: MessageEvent<PictureAnswer>) => {
+    pictures.get(data.id)?.(data);
+    pictures.delete(data.id);
+  };
+}
+
+self.onmessage = async ({ data }: MessageEvent<WebAssembly.Module | MessagePort | SceneMessage | Ask>) => {
   if (data instanceof WebAssembly.Module) {
     open(Orvandel.open(data) as unknown as Promise<Core>);
+  } else if (data instanceof MessagePort) {
+    connected(data);
   } else if ("text" in data) {
     if (data.files) files = data.files;
     waiting = data;
   } else {
-    const begun = performance.now();
     const answer: Answer = { id: data.id, ms: 0 };
     try {
       const before = facts;
-      answer.value = answered(await core, data);
+      const instance = await core;
+      answer.value = await answeredWithFilms(instance, data, (ms) => (answer.ms += ms));
       if (facts !== before) answer.facts = facts;
     } catch (error) {
       const { message, complaints } = error as { message: string; complaints?: [] };
       answer.error = { message, complaints: complaints ?? [] };
     }
-    answer.ms = performance.now() - begun;
     self.postMessage(answer, { transfer: handedOver(answer.value) });
   }
 };

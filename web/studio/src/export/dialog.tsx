@@ -1,6 +1,6 @@
 // What is taken away: the scene, a frame, all frames, a film.
 import { signal } from "@preact/signals";
-import { strToU8, zipSync } from "fflate";
+import { strToU8, type Zippable, zipSync } from "fflate";
 
 import { current } from "../document/open";
 import { namedFiles, stemOf } from "../document/media";
@@ -46,10 +46,12 @@ async function bundle(): Promise<Blob> {
   const document = current.peek();
   const files = document.files.peek();
   const named = namedFiles(document.scene.peek()).filter((name) => name in files);
-  const entries = Object.fromEntries([
-    [document.name.peek(), strToU8(document.text.peek())],
-    ...named.map((name) => [name, files[name]!]),
-  ]);
+  const entries: Zippable = { [document.name.peek()]: strToU8(document.text.peek()) };
+  for (const name of named) {
+    const file = files[name]!;
+    // What is compressed already is not tried again.
+    entries[name] = file instanceof Blob ? [new Uint8Array(await file.arrayBuffer()), { level: 0 }] : file;
+  }
   return new Blob([zipSync(entries, { mtime: "1980-01-01" }) as Uint8Array<ArrayBuffer>], { type: "application/zip" });
 }
 

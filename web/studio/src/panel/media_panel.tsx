@@ -1,6 +1,6 @@
 // Pictures, outlines and sounds that the scene names.
 import { bytesOf, pick, take } from "../session/files";
-import { missingFiles } from "../session/media_files";
+import { kFilmNotice, missingFiles } from "../session/media_files";
 import { current } from "../document/open";
 import { renamed, without, withValue } from "../document/edits";
 import { isObject, type Json, type JsonObject } from "../document/json";
@@ -223,14 +223,22 @@ export function MediaPanel() {
       <Entries kind="layers" title="Pictures" />
       <Entries kind="masks" title="Masks" />
       <div class="chips pad">
-        <button class="chip" onClick={async () => take(await pick("image/*,.svg,audio/*"))}>
+        <button class="chip" onClick={async () => take(await pick("image/*,.svg,audio/*,video/*"))}>
           Add a file…
         </button>
         <button class="chip" onClick={addPath}>
           Add a path
         </button>
       </div>
-      <p class="hint">Pictures, SVG files, sounds and scenes can also be dropped anywhere onto the page.</p>
+      {Object.entries(current.value.readable.value).map(
+        ([name, file]) =>
+          "film" in file && (
+            <p class="hint" key={name}>
+              {name}: {file.times.length} pictures. {kFilmNotice}
+            </p>
+          ),
+      )}
+      <p class="hint">Pictures, films, SVG files, sounds and scenes can also be dropped anywhere onto the page.</p>
     </div>
   );
 }

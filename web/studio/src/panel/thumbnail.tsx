@@ -43,7 +43,7 @@ export function Thumbnail({ kind, name }: { kind: "layers" | "masks"; name: stri
   const entry = (current.value.scene.value[kind] as JsonObject | undefined)?.[name];
   const file = fileOf(entry);
   const bytes = file === undefined ? undefined : current.value.files.value[file];
-  if (file && bytes && typeOf(file)) return <img class="thumbnail" src={addressOf(file, bytes)} alt="" />;
+  if (file && bytes instanceof Uint8Array && typeOf(file)) return <img class="thumbnail" src={addressOf(file, bytes)} alt="" />;
   if (isObject(entry)) {
     const key = Array.isArray(entry.keyframes) ? (entry.keyframes[0] as JsonObject) : entry;
     if (typeof key.d === "string") {

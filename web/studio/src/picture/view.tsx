@@ -2,8 +2,10 @@
 import { computed, effect, signal } from "@preact/signals";
 import { useLayoutEffect, useRef } from "preact/hooks";
 
+import { current } from "../document/open";
 import { complaints, facts, failure } from "../engine/engine";
 import { frame, picture } from "../engine/frames";
+import { reasonOf } from "../session/media_files";
 import { Handles } from "./handles";
 import { Waves, wavesShown } from "./waves";
 
@@ -102,7 +104,8 @@ function Trouble() {
     <div class="trouble mild" role="status">
       {parts.map(({ pointer, file, message }) => (
         <p key={pointer}>
-          Not shown here: {pointer.split("/").slice(1).join(", ")} ({file}): {message}
+          Not shown here: {pointer.split("/").slice(1).join(", ")} ({file}):{" "}
+          {reasonOf(current.value.readable.value[file]) ?? message}
         </p>
       ))}
     </div>

@@ -6,7 +6,7 @@ import { withValue } from "../document/edits";
 import type { JsonObject } from "../document/json";
 import { freeName, isFilm, isPicture, isScene, isSound, isSvg, isZip, namedFiles, stemOf } from "../document/media";
 import { parametersPath } from "../document/parameters";
-import { addTo, missingFiles, type Named } from "./media_files";
+import { addTo, kFilmNotice, missingFiles, type Named } from "./media_files";
 import { served } from "./served";
 import { current, effectIndex } from "../document/open";
 import { open, say } from "./state";
@@ -52,14 +52,15 @@ function use(document: SceneDocument, name: string): void {
     say(`${name} is the scene's sound; “Moves by: Sound” of a parameter follows it.`);
   } else {
     text = withValue(text, ["background"], { file: name });
-    say(`${name} stands in the background.`);
+    const shown = "film" in document.readable.value[name]!;
+    say(`${name} stands in the background. ${shown ? kFilmNotice : "The program shows it; this browser does not."}`);
   }
   document.change(`add ${name}`, text);
 }
 
 export async function take(files: Named): Promise<void> {
   for (const [name, bytes] of Object.entries(files)) {
-    if (!isZip(name)) continue;
+    if (!isZip(name) || bytes instanceof Blob) continue;
     delete files[name];
     Object.assign(files, unzipSync(bytes, { filter: (entry) => !entry.name.endsWith("/") }));
   }
@@ -67,7 +68,7 @@ export async function take(files: Named): Promise<void> {
   const scenes = names.filter(isScene);
   const media = Object.fromEntries(Object.entries(files).filter(([name]) => !isScene(name)));
   if (scenes.length > 0) {
-    for (const name of scenes) await openScene(name, new TextDecoder().decode(files[name]), media);
+    for (const name of scenes) await openScene(name, new TextDecoder().decode(files[name] as Uint8Array), media);
     return;
   }
   const document = current.peek();
@@ -87,7 +88,10 @@ export async function take(files: Named): Promise<void> {
 
 export async function bytesOf(files: Iterable<File>): Promise<Named> {
   const named: Named = {};
-  for (const file of files) named[file.webkitRelativePath || file.name] = new Uint8Array(await file.arrayBuffer());
+  for (const file of files) {
+    const name = file.webkitRelativePath || file.name;
+    named[name] = isFilm(name) ? file : new Uint8Array(await file.arrayBuffer());
+  }
   return named;
 }
 

@@ -1,16 +1,42 @@
 // The bytes of the files that a scene names.
 import type { SceneDocument } from "../document/document";
-import { isFilm, namedFiles } from "../document/media";
-import { kFilmHead, readable } from "../document/readable";
+import { type FilmIndex, isFilm, namedFiles } from "../document/media";
+import { readable } from "../document/readable";
+import { openFilm } from "../engine/films";
 import { say } from "./state";
 
-export type Named = Record<string, Uint8Array>;
+/** Films are blobs. */
+export type Named = Record<string, Uint8Array | Blob>;
 
-export async function addTo(document: SceneDocument, files: Named): Promise<void> {
-  const read: Named = {};
-  for (const [name, bytes] of Object.entries(files)) {
+export const kFilmNotice =
+  "This browser decodes it: its pixels may differ a little from those of the program. The saved scene is exact.";
+
+const reasons = new WeakMap<object, string>();
+
+/** Why a film is not shown. */
+export function reasonOf(file: object | undefined): string | undefined {
+  return file && reasons.get(file);
+}
+
+// In the place of one that this browser does not decode, the core is given a file that is none.
+async function opened(source: Blob | string): Promise<FilmIndex | Uint8Array> {
+  try {
+    return await openFilm(source);
+  } catch (error) {
+    const none = new Uint8Array();
+    reasons.set(none, (error as Error).message);
+    return none;
+  }
+}
+
+export async function addTo(document: SceneDocument, given: Named): Promise<void> {
+  const files: Record<string, Uint8Array | Blob> = {};
+  const read: Record<string, Uint8Array | FilmIndex> = {};
+  for (const [name, bytes] of Object.entries(given)) {
+    files[name] = isFilm(name) && bytes instanceof Uint8Array ? new Blob([bytes.slice()]) : bytes;
+    const file = files[name]!;
     try {
-      read[name] = await readable(name, bytes);
+      read[name] = file instanceof Blob ? await opened(file) : await readable(name, file);
     } catch (error) {
       say(`${name} cannot be decoded by this browser: ${(error as Error).message}`, "bad");
     }
@@ -23,17 +49,20 @@ export function missingFiles(document: SceneDocument): string[] {
   return namedFiles(document.scene.value).filter((name) => !(name in document.readable.value));
 }
 
-/** `folder`: an address under which the scene's files lie. */
-export async function fetchMissing(document: SceneDocument, folder: string): Promise<void> {
+/** `folder`: an address under which the scene's files lie; of films it gives what is asked for. */
+export async function fetchFiles(document: SceneDocument, folder: string, names: string[]): Promise<void> {
   const found: Named = {};
-  for (const name of missingFiles(document)) {
+  for (const name of names) {
+    const address = new URL(folder + name.split("/").map(encodeURIComponent).join("/"), location.href).href;
     const film = isFilm(name);
-    const headers: HeadersInit = film ? { Range: `bytes=0-${kFilmHead - 1}` } : {};
-    const answer = await fetch(folder + name.split("/").map(encodeURIComponent).join("/"), { headers });
+    const answer = await fetch(address, film ? { headers: { Range: "bytes=0-0" } } : {});
     if (!answer.ok) continue;
-    const bytes = new Uint8Array(await answer.arrayBuffer());
-    if (film) document.addFiles({}, { [name]: bytes.slice(0, kFilmHead) });
-    else found[name] = bytes;
+    if (film) document.addFiles({}, { [name]: await opened(address) });
+    else found[name] = new Uint8Array(await answer.arrayBuffer());
   }
   await addTo(document, found);
+}
+
+export async function fetchMissing(document: SceneDocument, folder: string): Promise<void> {
+  await fetchFiles(document, folder, missingFiles(document));
 }

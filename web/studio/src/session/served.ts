@@ -2,7 +2,7 @@
 import { signal } from "@preact/signals";
 
 import { SceneDocument } from "../document/document";
-import { addTo, fetchMissing, type Named } from "./media_files";
+import { fetchFiles, fetchMissing } from "./media_files";
 import { dialog, open, say } from "./state";
 
 const kFiles = "files/";
@@ -63,12 +63,12 @@ class Server {
   }
 
   /** The name under which it was kept. */
-  async putFile(name: string, bytes: Uint8Array): Promise<string> {
+  async putFile(name: string, bytes: Uint8Array | Blob): Promise<string> {
     for (let i = 1; ; ++i) {
       const tried = i === 1 ? name : name.replace(/(\.[^.]*)?$/, `-${i}$1`);
       const answer = await fetch(this.base + kFiles + tried.split("/").map(encodeURIComponent).join("/"), {
         method: "PUT",
-        body: bytes.slice(),
+        body: bytes instanceof Blob ? bytes : bytes.slice(),
       });
       if (answer.ok) return tried;
       if (answer.status !== 412) throw new Error(await reason(answer));
@@ -112,13 +112,13 @@ class Server {
     });
     events.addEventListener("files", async (event) => {
       const document = this.#document!;
-      const changed: Named = {};
-      for (const name of JSON.parse(event.data).names as string[]) {
-        if (!(name in document.files.peek())) continue;
-        const answer = await fetch(this.base + kFiles + name.split("/").map(encodeURIComponent).join("/"));
-        if (answer.ok) changed[name] = new Uint8Array(await answer.arrayBuffer());
-      }
-      await addTo(document, changed);
+      const names = JSON.parse(event.data).names as string[];
+      const known = document.readable.peek();
+      await fetchFiles(
+        document,
+        this.base + kFiles,
+        names.filter((name) => name in known),
+      );
       await fetchMissing(document, this.base + kFiles);
     });
   }

@@ -1,0 +1,34 @@
+// Decodes films for all that draw, each of whom has a port: who plays wants neighbours, and one decoder has them in turn.
+import { Film } from "./film";
+import type { FilmMessage, FilmOpened, PictureAnswer, PictureAsk } from "./films";
+
+const films = new Map<number, Film>();
+
+async function open(film: number, source: Blob | string): Promise<void> {
+  const answer: FilmOpened = { film };
+  try {
+    const made = await Film.open(source);
+    films.set(film, made);
+    answer.index = { film, times: made.times, unitsPerSecond: made.unitsPerSecond };
+  } catch (error) {
+    answer.refusal = (error as Error).message;
+  }
+  self.postMessage(answer);
+}
+
+async function answer(port: MessagePort, { id, film, picture }: PictureAsk): Promise<void> {
+  const answer: PictureAnswer = { id };
+  try {
+    const { width, height, data } = await films.get(film)!.pixels(picture);
+    answer.pixels = { width, height, data: data.slice() };
+  } catch (error) {
+    answer.error = (error as Error).message;
+  }
+  port.postMessage(answer, answer.pixels ? [answer.pixels.data.buffer] : []);
+}
+
+self.onmessage = ({ data }: MessageEvent<FilmMessage>) => {
+  if ("source" in data) return void open(data.film, data.source);
+  const { port } = data;
+  port.onmessage = (event: MessageEvent<PictureAsk>) => void answer(port, event.data);
+};

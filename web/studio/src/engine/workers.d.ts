@@ -1,0 +1,5 @@
+// vite.config.ts
+declare module "worker:*" {
+  const address: string;
+  export default address;
+}
