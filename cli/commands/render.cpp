@@ -210,6 +210,7 @@ stage::FilmOptions FilmOf(const Plan& plan, const RenderRequest& request) {
   film.ifTaken = IfTakenOf(request.existing);
   film.quality = QualityOf(request.filmQuality);
   film.sound = plan.sound;
+  film.isOpaque = !plan.scene.background.IsNothing() && !plan.pictures;
   return film;
 }
 

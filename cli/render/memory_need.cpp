@@ -23,17 +23,15 @@ constexpr std::uint64_t kFixed = 30'000'000;  // of a process: the program, its 
 struct EncoderNeed {
   std::string_view codec;
   std::uint64_t bytesPerPixel;
+  std::uint64_t ofThread;  // beside them, for each
 };
-constexpr EncoderNeed kEncoders[] = {{"h264", 118}, {"prores4444", 142}, {"qtrle", 22}, {"vp9", 345},
-                                     {"ffv1", 172}, {"apng", 20},        {"webp", 37}};
+constexpr EncoderNeed kEncoders[] = {{"h264", 118, 0}, {"prores4444", 34, 27}, {"qtrle", 22, 0}, {"vp9", 321, 6},
+                                     {"ffv1", 172, 0}, {"apng", 20, 0},        {"webp", 37, 0}};
 
 std::uint64_t EncoderBytesPerPixel(std::string_view codec) {
-  std::uint64_t most = 0;
-  for (const EncoderNeed& need : kEncoders) {
-    if (need.codec == codec) return need.bytesPerPixel;
-    most = std::max(most, need.bytesPerPixel);
-  }
-  return most;
+  const auto need = std::find_if(std::begin(kEncoders), std::end(kEncoders),
+                                 [&](const EncoderNeed& each) { return each.codec == codec; });
+  return need->bytesPerPixel + need->ofThread * static_cast<std::uint64_t>(stage::EncoderThreads(codec));
 }
 
 bool IsWide(const stage::Scene& scene) {

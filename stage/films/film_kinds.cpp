@@ -5,6 +5,7 @@
 #include <cctype>
 #include <climits>
 #include <string_view>
+#include <thread>
 
 #include "stage/base/addition.h"
 #include "stage/base/errors.h"
@@ -18,6 +19,7 @@ struct Kind {
   std::string_view extension, name, description;
   bool hasAlpha, lossless, evenSize;
   std::string_view sound;
+  int fewestThreads, mostThreads;
 
   FilmKind Told() const {
     return {std::string(extension), std::string(name), std::string(description), hasAlpha, lossless, evenSize,
@@ -25,15 +27,17 @@ struct Kind {
   }
 };
 
-// The first of an extension is its usual one.
+// The first of an extension is its usual one. Threads: H.264's bytes depend on their number, VP9's on whether there are
+// several, those of the others not. FFV1 pictures are cut into four slices, one a thread; qtrle, apng and webp encode
+// on one thread.
 constexpr Kind kKinds[] = {
-    {".mp4", "h264", "H.264, plays everywhere", false, false, true, "AAC"},
-    {".mov", "prores4444", "ProRes 4444, for editors", true, false, false, "PCM"},
-    {".mov", "qtrle", "QuickTime Animation, for editors", true, true, false, "PCM"},
-    {".webm", "vp9", "VP9, for browsers", true, false, false, "Opus"},
-    {".mkv", "ffv1", "FFV1, for archives", true, true, false, "FLAC"},
-    {".apng", "apng", "animated PNG, for web pages", true, true, false, ""},
-    {".webp", "webp", "animated WebP, for web pages", true, true, false, ""},
+    {".mp4", "h264", "H.264, plays everywhere", false, false, true, "AAC", 4, 4},
+    {".mov", "prores4444", "ProRes 4444, for editors", true, false, false, "PCM", 1, 16},
+    {".mov", "qtrle", "QuickTime Animation, for editors", true, true, false, "PCM", 1, 1},
+    {".webm", "vp9", "VP9, for browsers", true, false, false, "Opus", 2, 16},
+    {".mkv", "ffv1", "FFV1, for archives", true, true, false, "FLAC", 4, 4},
+    {".apng", "apng", "animated PNG, for web pages", true, true, false, "", 1, 1},
+    {".webp", "webp", "animated WebP, for web pages", true, true, false, "", 1, 1},
 };
 
 std::string ExtensionOf(const std::filesystem::path& file) {
@@ -89,6 +93,13 @@ FilmKind KindOf(const std::filesystem::path& file, const std::string& format) {
   const std::string found = format.empty() ? "\"" + extension + "\"" : "\"" + format + "\" in \"" + extension + "\"";
   throw InputError(
       fmt::format("{}: {} is not a film that can be written; there are {}", file.string(), found, KnownKinds()));
+}
+
+int EncoderThreads(std::string_view kind, int processors) {
+  const Kind& found =
+      *std::find_if(std::begin(kKinds), std::end(kKinds), [&](const Kind& each) { return each.name == kind; });
+  if (processors == 0) processors = static_cast<int>(std::min(std::thread::hardware_concurrency(), 256U));
+  return std::clamp(processors, found.fewestThreads, found.mostThreads);
 }
 
 bool IsFilmName(const std::filesystem::path& file) {

@@ -2,8 +2,8 @@
 //
 // Formats with alpha get straight alpha. The others show the picture over black. Wherever YUV is written it is BT.709
 // in the narrow range, and tagged so. The settings give the same bytes on every machine with the same libraries:
-// bit-exact modes and a fixed number of threads; H.264 is encoded without macroblock trees, whose code reads memory
-// that was never written.
+// bit-exact modes and a number of threads that makes no difference; H.264 is encoded without macroblock trees, whose
+// code reads memory that was never written.
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -75,8 +75,6 @@ constexpr FilmFormat kFormats[] = {
     {"webp", "libwebp_anim", AV_PIX_FMT_BGRA, {{{"lossless", "1"}}}, kLossless, {{{"loop", "0"}}}, kNoSound},
 };
 // clang-format on
-
-constexpr const char* kThreads = "4";  // fixed: some encoders' output depends on it
 
 const FilmFormat& FormatOf(const FilmKind& kind) {
   return *std::find_if(std::begin(kFormats), std::end(kFormats),
@@ -188,7 +186,7 @@ class EncodedFilm final : public FilmWriter {
     output_.reset(allocated);
     if ((output_->oformat->flags & AVFMT_GLOBALHEADER) != 0) codec_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     AvOptions options;
-    options.Set("threads", kThreads);
+    options.Set("threads", std::to_string(EncoderThreads(kind_.name, options_.processors)).c_str());
     for (const Option& option : format_.codecOptions) {
       if (option.name != nullptr) options.Set(option.name, option.value);
     }
@@ -284,13 +282,26 @@ class EncodedFilm final : public FilmWriter {
 
   void FillFrame(const PictureRows& picture, AVFrame& frame) const {
     if (turn_ == nullptr) {
+      if (IsSource(picture)) return Scale(picture.top, static_cast<int>(picture.rowBytes), frame);
       FillSource(picture);
-      sws_scale(scaler_.get(), source_->data, source_->linesize, 0, source_->height, frame.data, frame.linesize);
-      return;
+      return Scale(source_->data[0], source_->linesize[0], frame);
     }
     for (std::int32_t y = 0; y < picture.height; ++y) {
       turn_(picture.Row(y), RowOf(frame, y), static_cast<std::size_t>(picture.width));
     }
+  }
+
+  // Whether the scaler can read the picture where it lies. It may read a vector too far, and is faster from whole ones.
+  bool IsSource(const PictureRows& picture) const {
+    constexpr std::ptrdiff_t kVector = 16;
+    return (kind_.hasAlpha || options_.isOpaque) && picture.width == source_->width &&
+           picture.height == source_->height && picture.rowBytes % kVector == 0 && picture.rowBytes <= INT_MAX &&
+           picture.rowBytes >= std::ptrdiff_t{4} * picture.width + kVector &&
+           reinterpret_cast<std::uintptr_t>(picture.top) % kVector == 0;
+  }
+
+  void Scale(const std::uint8_t* top, int rowBytes, AVFrame& frame) const {
+    sws_scale(scaler_.get(), &top, &rowBytes, 0, source_->height, frame.data, frame.linesize);
   }
 
   void FillSource(const PictureRows& picture) const {

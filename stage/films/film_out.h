@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "stage/base/partial_file.h"
@@ -44,6 +45,8 @@ struct FilmOptions {
   std::string format = {};  // where an extension has several: "prores4444", "qtrle"; empty: the usual one
   FilmQuality quality = FilmQuality::kHigh;
   std::optional<FilmSound> sound = {};  // only for kinds of film that carry sound
+  bool isOpaque = false;                // every picture covers what would stand behind it
+  int processors = 0;                   // that the encoder is to use; 0: the machine's. The bytes are the same
 };
 
 // The file's extension decides container and codec. InputError for an unknown one, with a list of the known ones.
@@ -66,5 +69,8 @@ struct FilmKind {
 std::vector<FilmKind> FilmKinds();
 // The kind that OpenFilm writes for this name and format. InputError, as OpenFilm.
 FilmKind KindOf(const std::filesystem::path& file, const std::string& format);
+// How many threads the kind's encoder has on so many processors (0: the machine's). Where its bytes depend on the
+// number of threads, it is the same on every machine.
+int EncoderThreads(std::string_view kind, int processors = 0);
 
 }  // namespace orvandel::stage

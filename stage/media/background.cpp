@@ -3,9 +3,12 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <cstring>
+#include <vector>
 
 #include "stage/media/media_in.h"
 #include "stage/picture/light_curve.h"
+#include "stage/picture/pixel_order.h"
 
 namespace orvandel::stage {
 namespace {
@@ -114,20 +117,30 @@ Picture16 Background::Behind(const Picture16& picture, std::int32_t hostTime) {
 }
 
 Picture Background::Behind(const PictureRows& rows, std::int32_t hostTime) {
-  if (scene_.linear || scene_.blend != Blend::kNormal) return Narrowed(Behind(Widened(CopyOf(rows)), hostTime));
-  const Picture pixels = PixelsAt(hostTime);
-  const Behinds behinds(pixels, scene_.background.color.value_or(0));
   Picture result(rows.width, rows.height);
-  std::size_t at = 0;
-  for (std::int32_t y = 0; y < rows.height; ++y) {
-    const std::uint8_t* top = rows.Row(y);
-    for (std::int32_t x = 0; x < rows.width; ++x, top += 4, at += 4) {
-      const Rgb behind = behinds.At(at);
-      result.bytes[at] = 255;
-      for (std::size_t c = 0; c < 3; ++c) result.bytes[at + 1 + c] = Over(top[1 + c], top[0], behind[c]);
-    }
-  }
+  LayInto(rows, hostTime, result.bytes.data(), static_cast<std::ptrdiff_t>(rows.RowSize()));
   return result;
+}
+
+void Background::LayInto(const PictureRows& rows, std::int32_t hostTime, std::uint8_t* out, std::ptrdiff_t rowBytes) {
+  if (scene_.linear || scene_.blend != Blend::kNormal) {
+    const Picture laid = Narrowed(Behind(Widened(CopyOf(rows)), hostTime));
+    for (std::int32_t y = 0; y < rows.height; ++y) {
+      std::memcpy(out + rowBytes * y, PictureRows(laid).Row(y), rows.RowSize());
+    }
+    return;
+  }
+  const std::shared_ptr<HostImage> image = pictures_ == nullptr ? nullptr : pictures_->At(hostTime);
+  const std::uint32_t color = scene_.background.color.value_or(0);
+  std::vector<std::uint8_t> behind(rows.RowSize(), 255);
+  for (std::size_t i = 0; i < behind.size(); ++i) {
+    if (i % 4 != 0) behind[i] = static_cast<std::uint8_t>(color >> (24 - 8 * (i % 4)));
+  }
+  const auto pixels = static_cast<std::size_t>(rows.width);
+  for (std::int32_t y = 0; y < rows.height; ++y) {
+    if (image != nullptr) CopyOverBlack(image->Rows().Row(y), behind.data(), pixels);
+    CopyOver(rows.Row(y), behind.data(), out + rowBytes * y, pixels);
+  }
 }
 
 }  // namespace orvandel::stage

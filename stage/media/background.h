@@ -1,6 +1,7 @@
 // What stands behind the effects' picture: a colour, a picture, a numbered sequence or a film.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 
@@ -24,6 +25,8 @@ class Background {
   // With normal blend in stored values each channel is (colour x alpha + background x (255 - alpha) + 127) / 255 in
   // integers; otherwise the same as above, rounded.
   Picture Behind(const PictureRows& rows, std::int32_t hostTime);
+  // The same into memory of another; rows begin `rowBytes` apart.
+  void LayInto(const PictureRows& rows, std::int32_t hostTime, std::uint8_t* out, std::ptrdiff_t rowBytes);
 
  private:
   // The background's pixels at the time; empty where it is a colour.

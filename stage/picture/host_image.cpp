@@ -16,6 +16,10 @@ std::int32_t PaddedRowBytes(std::int32_t width) {
   return (width * 4 + kLeastPadding + kLine - 1) / kLine * kLine;
 }
 
+std::span<std::uint8_t> NewMemory(std::size_t size) {
+  return {static_cast<std::uint8_t*>(::operator new (size, std::align_val_t{kCacheLine})), size};
+}
+
 }  // namespace
 
 void HostImage::Free::operator()(std::uint8_t* memory) const {
@@ -23,9 +27,8 @@ void HostImage::Free::operator()(std::uint8_t* memory) const {
 }
 
 HostImage::HostImage(std::int32_t width, std::int32_t height)
-    : width_(width), height_(height), rowBytes_(PaddedRowBytes(width)) {
-  own_.reset(static_cast<std::uint8_t*>(::operator new (ByteCount(), std::align_val_t{kCacheLine})));
-  data_ = own_.get();
+    : HostImage(width, height, NewMemory(BytesFor(width, height))) {
+  own_.reset(data_);
   std::memset(data_, kPadding, ByteCount());
 }
 
@@ -43,7 +46,9 @@ PictureRows HostImage::RowsIn(std::int32_t width, std::int32_t height, std::span
   return {width, height, memory.data(), PaddedRowBytes(width)};
 }
 
-HostImage::HostImage(const Picture& picture) : HostImage(picture.width, picture.height) {
+HostImage::HostImage(const Picture& picture)
+    : HostImage(picture.width, picture.height, NewMemory(BytesFor(picture.width, picture.height))) {
+  own_.reset(data_);
   const std::size_t rowSize = static_cast<std::size_t>(width_) * 4;
   for (std::int32_t y = 0; y < height_; ++y) {
     std::memcpy(Row(y), picture.bytes.data() + static_cast<std::size_t>(y) * rowSize, rowSize);

@@ -15,7 +15,7 @@ namespace orvandel::stage {
 
 class HostImage {
  public:
-  // All padding and no particular content. Throws std::bad_alloc.
+  // Every byte as in the padding. Throws std::bad_alloc.
   HostImage(std::int32_t width, std::int32_t height);
   // Holds the picture and remembers its bytes for Unchanged().
   explicit HostImage(const Picture& picture);

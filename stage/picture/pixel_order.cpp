@@ -5,10 +5,18 @@
 namespace orvandel::stage {
 namespace {
 
-// Eight pixels at once, in whatever vectors the machine has. Bytes lie in memory order, the lowest first.
-using Eight = std::uint32_t __attribute__((vector_size(32)));
-using EightBytes = std::uint8_t __attribute__((vector_size(32)));
+// Four pixels at once, in vectors that every machine has: wider ones are cut where it has none, by way of memory. Bytes
+// lie in memory order, the lowest first.
+using Four = std::uint32_t __attribute__((vector_size(16)));
+using FourBytes = std::uint8_t __attribute__((vector_size(16)));
 using OneBytes = std::uint8_t __attribute__((vector_size(4)));
+using FourHalves = std::uint16_t __attribute__((vector_size(16)));
+using OneHalves = std::uint16_t __attribute__((vector_size(4)));
+
+template <typename Words, typename Halves>
+void CopyHalves(const Words& words, Halves& halves) {
+  std::memcpy(&halves, &words, sizeof halves);
+}
 
 // Vectors are never passed by value: how, depends on the machine.
 template <int kRight, typename Words>
@@ -27,7 +35,7 @@ void TurnWords(const std::uint8_t* row, std::uint8_t* out) {
 template <int kRight>
 void Turn(const std::uint8_t* row, std::uint8_t* out, std::size_t pixels) {
   std::size_t i = 0;
-  for (; i + 8 <= pixels; i += 8) TurnWords<kRight, Eight>(row + 4 * i, out + 4 * i);
+  for (; i + 4 <= pixels; i += 4) TurnWords<kRight, Four>(row + 4 * i, out + 4 * i);
   for (; i < pixels; ++i) TurnWords<kRight, std::uint32_t>(row + 4 * i, out + 4 * i);
 }
 
@@ -39,17 +47,43 @@ void ReverseWords(const std::uint8_t* row, std::uint8_t* out) {
   StoreTurned<16>(words, out);
 }
 
-// Two samples at once, 16 bits apart, times the alpha and over 255, rounded: exact for all that 16 bits hold.
-template <typename Words>
-void OverBlackWords(const std::uint8_t* row, std::uint8_t* out) {
-  Words words;
+// Every second sample of some pixels over those of opaque ones: both by their shares of 255, rounded. The quotient is
+// exact for all that 16 bits hold.
+template <typename Halves>
+void MixHalves(Halves& samples, const Halves& behind, const Halves& alpha) {
+  samples = samples * alpha + behind * (0xFF - alpha) + 0x7F;
+  samples = (samples + 1 + (samples >> 8)) >> 8;
+}
+
+bool IsTransparent(std::uint32_t word) { return (word & 0xFFU) == 0; }
+bool IsTransparent(const Four& words) {
+  std::uint64_t halves[2];
+  std::memcpy(halves, &words, sizeof halves);
+  return ((halves[0] | halves[1]) & 0xFF000000FFU) == 0;
+}
+
+template <typename Words, typename Halves>
+void OverWords(const std::uint8_t* row, const std::uint8_t* behind, std::uint8_t* out) {
+  Words words, below = Words{} | 0xFFU;
   std::memcpy(&words, row, sizeof words);
-  const Words alpha = words & 0xFFU;
-  Words green = (words >> 16 & 0xFFU) * alpha + 0x7FU;
-  Words others = (words >> 8 & 0xFF00FFU) * alpha + 0x7F007FU;
-  green = (green + 1 + (green >> 8)) >> 8;
-  others = (others + 0x10001U + (others >> 8 & 0xFF00FFU)) >> 8 & 0xFF00FFU;
-  words = 0xFFU | others << 8 | green << 16;
+  if (behind != nullptr) std::memcpy(&below, behind, sizeof below);
+  if (IsTransparent(words)) {  // most of a picture
+    std::memcpy(out, &below, sizeof below);
+    return;
+  }
+  const Words alphas = words & 0xFFU;
+  Halves alpha, green, others, belowGreen, belowOthers;
+  CopyHalves(alphas | alphas << 16, alpha);
+  CopyHalves(words & 0xFF00FFU, green);
+  CopyHalves(words >> 8 & 0xFF00FFU, others);
+  CopyHalves(below & 0xFF00FFU, belowGreen);
+  CopyHalves(below >> 8 & 0xFF00FFU, belowOthers);
+  MixHalves(green, belowGreen, alpha);
+  MixHalves(others, belowOthers, alpha);
+  Words greens, redsAndBlues;
+  std::memcpy(&greens, &green, sizeof greens);
+  std::memcpy(&redsAndBlues, &others, sizeof redsAndBlues);
+  words = 0xFFU | (greens & 0xFF0000U) | redsAndBlues << 8;
   std::memcpy(out, &words, sizeof words);
 }
 
@@ -72,32 +106,38 @@ void CopyAlphaLast(const std::uint8_t* row, std::uint8_t* out, std::size_t pixel
 
 void CopyReversed(const std::uint8_t* row, std::uint8_t* out, std::size_t pixels) {
   std::size_t i = 0;
-  for (; i + 8 <= pixels; i += 8) ReverseWords<Eight>(row + 4 * i, out + 4 * i);
+  for (; i + 4 <= pixels; i += 4) ReverseWords<Four>(row + 4 * i, out + 4 * i);
   for (; i < pixels; ++i) ReverseWords<std::uint32_t>(row + 4 * i, out + 4 * i);
 }
 
 void CopyOverBlack(const std::uint8_t* row, std::uint8_t* out, std::size_t pixels) {
   std::size_t i = 0;
-  for (; i + 8 <= pixels; i += 8) OverBlackWords<Eight>(row + 4 * i, out + 4 * i);
-  for (; i < pixels; ++i) OverBlackWords<std::uint32_t>(row + 4 * i, out + 4 * i);
+  for (; i + 4 <= pixels; i += 4) OverWords<Four, FourHalves>(row + 4 * i, nullptr, out + 4 * i);
+  for (; i < pixels; ++i) OverWords<std::uint32_t, OneHalves>(row + 4 * i, nullptr, out + 4 * i);
+}
+
+void CopyOver(const std::uint8_t* row, const std::uint8_t* behind, std::uint8_t* out, std::size_t pixels) {
+  std::size_t i = 0;
+  for (; i + 4 <= pixels; i += 4) OverWords<Four, FourHalves>(row + 4 * i, behind + 4 * i, out + 4 * i);
+  for (; i < pixels; ++i) OverWords<std::uint32_t, OneHalves>(row + 4 * i, behind + 4 * i, out + 4 * i);
 }
 
 void DifferenceAlphaLast(const std::uint8_t* row, const std::uint8_t* above, std::uint8_t* out, std::size_t pixels) {
   std::size_t i = 0;
-  for (; i + 8 <= pixels; i += 8) StoreDifference<Eight, EightBytes>(row + 4 * i, above + 4 * i, out + 4 * i);
+  for (; i + 4 <= pixels; i += 4) StoreDifference<Four, FourBytes>(row + 4 * i, above + 4 * i, out + 4 * i);
   for (; i < pixels; ++i) StoreDifference<std::uint32_t, OneBytes>(row + 4 * i, above + 4 * i, out + 4 * i);
 }
 
 std::size_t CountVisible(const std::uint8_t* row, std::size_t pixels) {
-  Eight seen{};
+  Four seen{};
   std::size_t i = 0;
-  for (; i + 8 <= pixels; i += 8) {
-    Eight words;
+  for (; i + 4 <= pixels; i += 4) {
+    Four words;
     std::memcpy(&words, row + 4 * i, sizeof words);
-    seen -= reinterpret_cast<Eight>((words & 0xFFU) != 0);  // -1 where it is true
+    seen -= reinterpret_cast<Four>((words & 0xFFU) != 0);  // -1 where it is true
   }
   std::size_t count = 0;
-  for (int lane = 0; lane < 8; ++lane) count += seen[lane];
+  for (int lane = 0; lane < 4; ++lane) count += seen[lane];
   for (; i < pixels; ++i) count += row[4 * i] != 0 ? 1 : 0;
   return count;
 }

@@ -16,6 +16,8 @@ void CopyAlphaLast(const std::uint8_t* row, std::uint8_t* out, std::size_t pixel
 void CopyReversed(const std::uint8_t* row, std::uint8_t* out, std::size_t pixels);
 // Opaque, still with the alpha first: what the row looks like over black, rounded.
 void CopyOverBlack(const std::uint8_t* row, std::uint8_t* out, std::size_t pixels);
+// The same over a row of opaque pixels: (colour x alpha + colour behind x (255 - alpha) + 127) / 255 in integers.
+void CopyOver(const std::uint8_t* row, const std::uint8_t* behind, std::uint8_t* out, std::size_t pixels);
 // `row` less `above`, byte by byte, the alpha last.
 void DifferenceAlphaLast(const std::uint8_t* row, const std::uint8_t* above, std::uint8_t* out, std::size_t pixels);
 

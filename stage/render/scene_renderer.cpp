@@ -11,6 +11,7 @@
 #include "stage/base/stage_clock.h"
 #include "stage/base/within_memory.h"
 #include "stage/media/background.h"
+#include "stage/picture/host_image.h"
 #include "stage/picture/pixel_order.h"
 #include "stage/render/composite.h"
 #include "stage/render/glow.h"
@@ -137,8 +138,20 @@ struct SceneRenderer::Impl {
   }
 
   PictureRows RenderRows(std::int32_t hostTime, std::span<std::uint8_t> memory) {
-    if (IsUntouched() && !background) return Untouched(hostTime, memory);
-    composed = Render(hostTime);
+    if (!IsUntouched()) {
+      composed = Render(hostTime);
+      return composed;
+    }
+    if (!background) return Untouched(hostTime, memory);
+    const StageTimer compositing(WorkStage::kCompositing);
+    const PictureRows rows = Untouched(hostTime);
+    if (!memory.empty()) {
+      const PictureRows result = HostImage::RowsIn(rows.width, rows.height, memory);
+      background->LayInto(rows, hostTime, memory.data(), result.rowBytes);
+      return result;
+    }
+    if (composed.Empty()) composed = Picture(rows.width, rows.height);
+    background->LayInto(rows, hostTime, composed.bytes.data(), static_cast<std::ptrdiff_t>(composed.width) * 4);
     return composed;
   }
 

@@ -13,6 +13,7 @@
 #include <sstream>
 #include <string>
 
+#include "stage/picture/pixel_order.h"
 #include "stage/stills/png_file.h"
 #include "tests/cli/program.h"
 
@@ -408,6 +409,12 @@ TEST_F(Jobs, SetDepthAndBackgroundReachThePictures) {
   const stage::Picture picture = stage::ReadPng(folder_ / "opaque.png");
   EXPECT_EQ(std::vector<std::uint8_t>(picture.bytes.begin(), picture.bytes.begin() + 4),
             (std::vector<std::uint8_t>{255, 0x10, 0x20, 0x30}));
+  const Arguments behind{"--frames", "30", "--background", "#102030"};
+  ASSERT_EQ(Render("opaque30.png", behind).exitCode, 0);
+  stage::Picture later = stage::ReadPng(folder_ / "opaque30.png");
+  EXPECT_NE(later.bytes, picture.bytes);
+  stage::AlphaLast(later.bytes.data(), later.bytes.size() / 4);
+  EXPECT_EQ(Render("-", behind).output, std::string(later.bytes.begin(), later.bytes.end()));
 }
 
 }  // namespace
