@@ -119,7 +119,7 @@ std::string Bash(const CommandHelp& program) {
   return fmt::format(
       "{3}_{0}() {{\n  local current=\"${{COMP_WORDS[COMP_CWORD]}}\" previous=\"${{COMP_WORDS[COMP_CWORD-1]}}\"\n"
       "  COMPREPLY=()\n  if ((COMP_CWORD == 1)); then\n"
-      "    COMPREPLY=($(compgen -W \"{1} --help --version\" -- \"$current\"))\n    return\n  fi\n{4}"
+      "    COMPREPLY=($(compgen -W \"{1} --help --version --version-number\" -- \"$current\"))\n    return\n  fi\n{4}"
       "  local command=\"${{COMP_WORDS[1]}}\" step=\"\"\n  ((COMP_CWORD > 2)) && step=\"${{COMP_WORDS[2]}}\"\n{5}"
       "  case \"$command\" in\n{2}  esac\n}}\ncomplete -F _{0} {0}\n",
       program.name, Words(program.commands), cases, kBashAssignments, kBashFindsAssignment, steps);

@@ -73,7 +73,10 @@ bool Parse(CLI::App& app, int argumentCount, char** arguments) {
 ExitCode Run(int argumentCount, char** arguments) {
   Requests requests;
   CLI::App app("generates expanding shapes: renders a scene file into pictures or a film", "orvandel");
-  app.set_version_flag("--version", VersionText);
+  app.set_version_flag("--version", VersionText, "The program's version, its libraries and vector code");
+  app.add_flag_callback(
+      "--version-number", [] { throw CLI::CallForVersion(ORVANDEL_VERSION, CLI::ExitCodes::Success); },
+      "The program's version alone, which loads no libraries");
   AddCommands(app, requests);
   auto style = FailureStyle::kLine;
   try {

@@ -17,7 +17,7 @@ using Words = std::vector<std::string>;
 
 struct FarmJob {
   std::filesystem::path folder;  // of the scripts, logs and reports; absolute, as all names here
-  std::string program, version;  // "/usr/bin/orvandel", "orvandel 1.1.0"
+  std::string program, version;  // "/usr/bin/orvandel", "1.1.0"
   std::string pictures;          // their pattern
   PictureForm form;
   Chunks chunks;

@@ -160,7 +160,7 @@ NewJob MakeFarmJob(const FarmRequest& request) {
   FarmJob& job = made.job;
   job.folder = names.folder;
   job.program = ProgramFile().string();
-  job.version = "orvandel " ORVANDEL_VERSION;
+  job.version = ORVANDEL_VERSION;
   job.pictures = names.pictures;
   job.form = {stage::CellsOf(scene.width, render.downsample), stage::CellsOf(scene.height, render.downsample),
               render.depth};

@@ -13,11 +13,10 @@ std::string VersionGuard(const char* script, const FarmJob& job) {
       R"(program={}
 version={}
 
-found=$("$program" --version 2>&1) || {{
+found=$("$program" --version-number 2>&1) || {{
   echo "{}: $program does not run on $HOSTNAME: $found" >&2
   exit 2
 }}
-found=${{found%%$'\n'*}}
 if [[ $found != "$version" ]]; then
   echo "{}: $program on $HOSTNAME is $found, not $version" >&2
   exit 2

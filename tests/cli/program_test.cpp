@@ -179,8 +179,9 @@ TEST_F(ProgramTest, TellsAboutItself) {
     EXPECT_THAT(about.output, HasSubstr(part));
   }
   EXPECT_THAT(about.output, testing::Not(HasSubstr("complaint")));
-  EXPECT_THAT(RunProgram({"--version"}).output,
-              testing::ContainsRegex("^orvandel [0-9.]+\nlibraries: .*libavcodec [0-9.]+.*\nvectors: "));
+  const std::string version = RunProgram({"--version"}).output;
+  EXPECT_THAT(version, testing::ContainsRegex("^orvandel [0-9.]+\nlibraries: .*libavcodec [0-9.]+.*\nvectors: "));
+  EXPECT_THAT(version, testing::StartsWith("orvandel " + RunProgram({"--version-number"}).output));
 }
 
 // What people are told to try: the scene in the README and every scene in examples.
