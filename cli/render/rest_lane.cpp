@@ -1,7 +1,6 @@
 #include "cli/render/rest_lane.h"
 
 #include <system_error>
-#include <utility>
 
 namespace orvandel::cli {
 
@@ -15,21 +14,21 @@ RestLane::~RestLane() {
   thread_.join();
 }
 
-void RestLane::Run(std::function<void()> rest) {
-  Wait();
+bool RestLane::Take(const std::function<void()>& rest) {
   if (!thread_.joinable()) {
     try {
       thread_ = std::thread([this] { Work(); });
     } catch (const std::system_error&) {
-      rest();
-      return;
+      return false;
     }
   }
   {
     const std::lock_guard lock(guard_);
-    rest_ = std::move(rest);
+    if (rest_) return false;
+    rest_ = rest;
   }
   changed_.notify_all();
+  return true;
 }
 
 void RestLane::Wait() {

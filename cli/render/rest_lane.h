@@ -15,9 +15,9 @@ class RestLane {
   RestLane(const RestLane&) = delete;
   RestLane& operator=(const RestLane&) = delete;
 
-  // Waits until what was handed over before is done: one frame is under way at most. Where the system has no thread
-  // left, does it at once.
-  void Run(std::function<void()> rest);
+  // False while what was handed over before is not done, and where the system has no thread left: the caller is as
+  // good at it.
+  bool Take(const std::function<void()>& rest);
   void Wait();
 
  private:

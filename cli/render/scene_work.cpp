@@ -45,6 +45,7 @@ class SceneWork final : public FrameWork {
     }
   }
 
+  bool FinishesAlone() const override { return output_.IsExr(); }
   std::int64_t WaveCount() const override { return renderer_->WaveCount(); }
   double Shown() const override { return shown_; }
   std::vector<std::string> TakeNotes() override { return std::exchange(notes_, {}); }

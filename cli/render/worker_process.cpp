@@ -75,23 +75,30 @@ class Server {
     for (const std::string& note : work_.TakeNotes()) SendReport(socket_, NoteReport(note));
     finished.waves = work_.WaveCount();
     finished.shown = work_.Shown();
-    if (!rest) {
-      lane_.Wait();
-      SendReport(socket_, finished);
-      return;
+    if (work_.FinishesAlone()) lane_.Wait();
+    if (rest && lane_.Take([this, finished, rest] { Report(Finish(finished, rest)); })) return;
+    // While the lane is busy with the frame before, this thread finishes this one: two processors share the work
+    // evenly. The parent counts on the order of frames.
+    if (rest) finished = Finish(finished, rest);
+    lane_.Wait();
+    Report(finished);
+  }
+
+  static WorkerReport Finish(WorkerReport report, const std::function<void()>& rest) {
+    try {
+      const auto begun = Clock::now();
+      rest();
+      Spend(report, begun);
+      return report;
+    } catch (...) {
+      return ReportOfFailure(report.index);
     }
-    lane_.Run([this, finished, rest = std::move(rest)]() mutable {
-      if (failed_) return;  // the frame before it
-      try {
-        const auto begun = Clock::now();
-        rest();
-        Spend(finished, begun);
-        SendReport(socket_, finished);
-      } catch (...) {
-        failed_ = true;
-        SendReport(socket_, ReportOfFailure(finished.index));
-      }
-    });
+  }
+
+  void Report(const WorkerReport& report) {
+    if (failed_) return;  // the frame before it
+    failed_ = report.kind == Kind::kFailed;
+    SendReport(socket_, report);
   }
 
   FrameWork& work_;
