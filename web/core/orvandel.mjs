@@ -55,6 +55,8 @@ function surroundings(memory) {
 
 export class Orvandel {
   #exports;
+  /** What the module was given last, by name. */
+  #files = new Map();
 
   /** @param {BufferSource | WebAssembly.Module} wasm orvandel.wasm, as bytes or compiled */
   static async open(wasm) {
@@ -75,18 +77,14 @@ export class Orvandel {
   /**
    * @param {string} sceneText a scene file's content
    * @param {Record<string, Uint8Array | {times: ArrayLike<number>, unitsPerSecond: number}>} files what it names, by the
-   *   names that it uses; of a film, when its pictures stand: whole numbers that rise, of its container's clock
+   *   names that it uses; of a film, when its pictures stand: whole numbers that rise, of its container's clock. The
+   *   same objects under the same names as at the last call are taken to hold the same.
    * @param {string} name of the scene file, for messages
    * @returns {{width: number, height: number, frames: number, frameRate: string, seconds: number, effects: number,
    *   notes: string[], parts: {pointer: string, file: string, message: string}[]}} `parts` cannot be shown here
    */
   load(sceneText, files = {}, name = "scene.json") {
-    this.#exports.orvandelForgetFiles();
-    for (const [fileName, file] of Object.entries(files)) {
-      if (file instanceof Uint8Array)
-        this.#ask(this.#lent([encoded(fileName), file], (...both) => this.#exports.orvandelPutFile(...both)));
-      else this.#putFilm(fileName, file);
-    }
+    this.#putFiles(Object.entries(files));
     return JSON.parse(
       this.#ask(this.#lent([encoded(sceneText), encoded(name)], (...both) => this.#exports.orvandelLoad(...both))),
     );
@@ -94,13 +92,18 @@ export class Orvandel {
 
   /**
    * One of the pictures that PicturesWanted names.
-   * @param {{width: number, height: number, data: Uint8Array}} pixels red, green, blue, alpha, not multiplied by alpha
+   * @param {{width: number, height: number, data: Uint8Array, planes?: object}} pixels red, green, blue, alpha, not
+   *   multiplied by alpha; or, with `planes`, as WebCodecs copies it: {format, layout, colorSpace} (isKnownForm)
    */
-  putPicture({ file, picture }, { width, height, data }) {
+  putPicture({ file, picture }, { width, height, data, planes }) {
     this.#ask(
-      this.#lent([encoded(file), data], (name, nameSize, pixels) =>
-        this.#exports.orvandelPutPicture(name, nameSize, picture, width, height, pixels),
-      ),
+      planes
+        ? this.#lent([encoded(file), data, numbersOf(planes)], (name, nameSize, bytes, size, form) =>
+            this.#exports.orvandelPutPlanes(name, nameSize, picture, width, height, bytes, size, form),
+          )
+        : this.#lent([encoded(file), data], (name, nameSize, bytes) =>
+            this.#exports.orvandelPutPicture(name, nameSize, picture, width, height, bytes),
+          ),
     );
   }
 
@@ -183,6 +186,20 @@ export class Orvandel {
     return this.#json(this.#exports.orvandelRemarks());
   }
 
+  // A scene that is being worked on is loaded with every change, and its files, films' pictures too, are there already.
+  #putFiles(files) {
+    const known = this.#files;
+    if (known.size === files.length && files.every(([name, file]) => known.get(name) === file)) return;
+    this.#files = new Map();
+    this.#exports.orvandelForgetFiles();
+    for (const [name, file] of files) {
+      if (file instanceof Uint8Array)
+        this.#ask(this.#lent([encoded(name), file], (...both) => this.#exports.orvandelPutFile(...both)));
+      else this.#putFilm(name, file);
+    }
+    this.#files = new Map(files);
+  }
+
   #putFilm(film, { times, unitsPerSecond }) {
     const bytes = new Uint8Array(Float64Array.from(times).buffer);
     this.#ask(
@@ -228,6 +245,28 @@ export class Orvandel {
     }
     throw new OrvandelError(text);
   }
+}
+
+const kForm = /^(?:I4(20|22|44)(A?)(?:P(10|12))?|NV12)$/;
+const kMatrices = ["smpte170m", "bt709", "bt2020-ncl"];
+
+/** Whether `putPicture` takes planes of this format and these colours. */
+export function isKnownForm(format, { matrix }) {
+  return kForm.test(format) && kMatrices.includes(matrix);
+}
+
+// The numbers of planes.h.
+function numbersOf({ format, layout, colorSpace: { matrix, fullRange } }) {
+  const [, size = "20", alpha, bits = 8] = kForm.exec(format);
+  const [light, blue, red = { ...blue, offset: blue.offset + 1 }, clear] = layout;
+  const steps = format === "NV12" ? [1, 2, 2, 1] : [1, 1, 1, 1].map((bytes) => (bits > 8 ? 2 * bytes : bytes));
+  const places = [light, blue, red, clear ?? { offset: 0, stride: 0 }];
+  return new Uint8Array(
+    Int32Array.of(
+      ...[size !== "44", size === "20", bits, kMatrices.indexOf(matrix), fullRange, alpha === "A"].map(Number),
+      ...places.flatMap(({ offset, stride }, i) => [offset, stride, steps[i]]),
+    ).buffer,
+  );
 }
 
 function encoded(text) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 #include <exception>
 #include <new>
 #include <nlohmann/json.hpp>
@@ -18,6 +19,7 @@
 #include "web/core/answers.h"
 #include "web/core/given_files.h"
 #include "web/core/given_films.h"
+#include "web/core/planes.h"
 #include "web/core/session.h"
 #include "web/core/unseen_media.h"
 
@@ -158,6 +160,16 @@ int orvandelPutPicture(const char* name, std::size_t nameSize, std::int32_t pict
     std::copy_n(pixels, made.bytes.size(), made.bytes.begin());
     stage::AlphaFirst(made.bytes.data(), made.bytes.size() / 4);
     web::TheFilms().PutPicture({std::string(name, nameSize), static_cast<std::size_t>(picture)}, std::move(made));
+  });
+}
+
+int orvandelPutPlanes(const char* name, std::size_t nameSize, std::int32_t picture, std::int32_t width,
+                      std::int32_t height, const std::uint8_t* bytes, std::size_t size, const std::int32_t* form) {
+  return Guarded([&] {
+    web::Planes planes{};
+    std::memcpy(&planes, form, sizeof planes);
+    web::TheFilms().PutPicture({std::string(name, nameSize), static_cast<std::size_t>(picture)},
+                               web::PictureOf(planes, width, height, {bytes, size}));
   });
 }
 

@@ -26,6 +26,10 @@ int orvandelPutFilm(const char* name, std::size_t nameSize, const double* times,
 // multiplied by alpha.
 int orvandelPutPicture(const char* name, std::size_t nameSize, std::int32_t picture, std::int32_t width,
                        std::int32_t height, const std::uint8_t* pixels);
+// The same as a decoder leaves it; `form`: the numbers of a Planes (planes.h) in its order, and it is turned into
+// pixels as the program turns it.
+int orvandelPutPlanes(const char* name, std::size_t nameSize, std::int32_t picture, std::int32_t width,
+                      std::int32_t height, const std::uint8_t* bytes, std::size_t size, const std::int32_t* form);
 
 // A scene file's text; `name` stands in messages. 0: orvandelText is {"width", "height", "frames", "frameRate" (a text
 // of two whole numbers), "seconds", "effects", "notes", "parts"}, where parts are what cannot be

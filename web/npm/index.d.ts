@@ -126,6 +126,22 @@ export interface FilmPlace {
   picture: number;
 }
 
+export interface FilmPicture {
+  width: number;
+  height: number;
+  /** Without `planes`: red, green, blue, alpha, colour not multiplied by alpha. */
+  data: Uint8Array;
+  /** `data` as a VideoFrame copies itself, turned into pixels as the program does it: where `isKnownForm` says so. */
+  planes?: {
+    format: string;
+    layout: { offset: number; stride: number }[];
+    colorSpace: { matrix: string; fullRange: boolean };
+  };
+}
+
+/** Whether `putPicture` takes planes of a format of WebCodecs: I420, I422, I444, with alpha or more bits, NV12. */
+export function isKnownForm(format: string, colorSpace: { matrix: string }): boolean;
+
 /** Thrown where pictures of films are needed first: `putPicture` takes them; then ask again. */
 export class PicturesWanted extends OrvandelError {
   pictures: FilmPlace[];
@@ -135,9 +151,10 @@ export class PicturesWanted extends OrvandelError {
 export class Orvandel {
   /** `wasm`: orvandel.wasm, as bytes or compiled. */
   static open(wasm: BufferSource | WebAssembly.Module): Promise<Orvandel>;
-  /** `files`: what the scene names, by the names that it uses. `name` of the scene file stands in messages. */
+  /** `files`: what the scene names, by the names that it uses; the same objects as at the last call are taken to hold the
+   *  same. `name` of the scene file stands in messages. */
   load(sceneText: string, files?: Record<string, Uint8Array | FilmIndex>, name?: string): SceneFacts;
-  putPicture(place: FilmPlace, pixels: { width: number; height: number; data: Uint8Array }): void;
+  putPicture(place: FilmPlace, pixels: FilmPicture): void;
   /** Any frame, in any order: the same bytes as every other build of Orvandel gives. */
   frame(number: number, options?: FrameOptions): Picture;
   /** The last frame as a PNG file with exactly its bytes. */

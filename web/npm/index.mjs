@@ -3,7 +3,7 @@ import { readFileSync } from "node:fs";
 
 import { Orvandel } from "./lib/orvandel.mjs";
 
-export { Orvandel, OrvandelError, PicturesWanted } from "./lib/orvandel.mjs";
+export { Orvandel, OrvandelError, PicturesWanted, isKnownForm } from "./lib/orvandel.mjs";
 export { filesOf } from "./lib/scene_files.mjs";
 
 /** An instance; they share the compiled module. */

@@ -13,12 +13,11 @@ import {
   WEBM,
 } from "mediabunny";
 
-export interface Pixels {
-  width: number;
-  height: number;
-  /** Straight red, green, blue, alpha. */
-  data: Uint8Array<ArrayBuffer>;
-}
+import { isKnownForm } from "../../../core/orvandel.mjs";
+import type { FilmPicture } from "../../../npm/index";
+
+export type Pixels = FilmPicture & { data: Uint8Array<ArrayBuffer> };
+type Colours = NonNullable<FilmPicture["planes"]>["colorSpace"];
 
 interface Wanted {
   picture: number;
@@ -30,6 +29,8 @@ interface Wanted {
 const kAhead = 120;
 // Who goes back a picture goes back another one.
 const kBehind = 12;
+// Who plays finds the next pictures decoded.
+const kReady = 4;
 const kKeptBytes = 256 * 2 ** 20;
 const kMostDecoders = 3;
 
@@ -49,40 +50,19 @@ function keep(key: string, pixels: Pixels): void {
   }
 }
 
-// The library joins what is stored as two pictures, and the browser would guess the colours of such a one.
-async function putWithAlpha(sample: VideoSample, colorSpace: VideoColorSpaceInit, data: Uint8Array): Promise<void> {
-  const { width: codedWidth, height: codedHeight } = sample.visibleRect;
-  const planes = new Uint8Array(sample.allocationSize());
-  const layout = await sample.copyTo(planes);
-  const format = sample.format!.replace("A", "") as VideoPixelFormat;
-  const colour = new VideoFrame(planes, {
-    ...{ format, codedWidth, codedHeight, colorSpace, timestamp: 0 },
-    layout: layout.slice(0, 3),
-  });
-  await colour.copyTo(data, { format: "RGBA" });
-  colour.close();
-  const { offset, stride } = layout[3]!;
-  const bits = Number(/P(\d+)$/.exec(format)?.[1] ?? 8);
-  for (let at = 0; at < codedWidth * codedHeight; ++at) {
-    const x = at % codedWidth;
-    const from = offset + ((at - x) / codedWidth) * stride + (bits > 8 ? 2 * x : x);
-    data[4 * at + 3] = bits > 8 ? (planes[from]! | (planes[from + 1]! << 8)) >> (bits - 8) : planes[from]!;
-  }
-}
-
-async function pixelsOf(sample: VideoSample, colorSpace: VideoColorSpaceInit): Promise<Pixels> {
+// Planes are turned into pixels where they are drawn, by the program's own rules.
+async function pixelsOf(sample: VideoSample, colorSpace: Colours): Promise<Pixels> {
   const { width, height } = sample.visibleRect;
-  const data = new Uint8Array(width * height * 4);
-  try {
-    if (/^I4..A/.test(sample.format ?? "")) await putWithAlpha(sample, colorSpace, data);
-    else await sample.copyTo(data, { format: "RGBA" });
-    return { width, height, data };
-  } catch {
-    // Forms that the browser shows but does not hand out. They have no alpha that a canvas would spoil.
-    const context = new OffscreenCanvas(width, height).getContext("2d")!;
-    context.drawImage(sample.toCanvasImageSource(), 0, 0, width, height);
-    return { width, height, data: new Uint8Array(context.getImageData(0, 0, width, height).data.buffer) };
+  const { format } = sample;
+  if (format && isKnownForm(format, colorSpace)) {
+    const data = new Uint8Array(sample.allocationSize());
+    const layout = await sample.copyTo(data);
+    return { width, height, data, planes: { format, layout, colorSpace } };
   }
+  // Any other form as the browser shows it. None of them has alpha that a canvas would spoil.
+  const context = new OffscreenCanvas(width, height).getContext("2d")!;
+  context.drawImage(sample.toCanvasImageSource(), 0, 0, width, height);
+  return { width, height, data: new Uint8Array(context.getImageData(0, 0, width, height).data.buffer) };
 }
 
 async function timesOf(track: InputVideoTrack, unitsPerSecond: number): Promise<Float64Array> {
@@ -93,13 +73,14 @@ async function timesOf(track: InputVideoTrack, unitsPerSecond: number): Promise<
 }
 
 // Where a film says nothing of its colours the program takes these.
-async function withColours(track: InputVideoTrack): Promise<VideoColorSpaceInit> {
+async function withColours(track: InputVideoTrack): Promise<Colours> {
   const config = await track.getDecoderConfig();
   const { primaries, transfer, matrix, fullRange } = config?.colorSpace ?? {};
+  const old = matrix === "bt470bg" ? "smpte170m" : matrix;
   const colorSpace = {
     primaries: primaries ?? "bt709",
     transfer: transfer ?? "bt709",
-    matrix: matrix ?? "smpte170m",
+    matrix: old ?? "smpte170m",
     fullRange: fullRange ?? false,
   } as const;
   track.getDecoderConfig = async () => config && { ...config, colorSpace };
@@ -111,6 +92,9 @@ export class Film {
   readonly #sink: VideoSampleSink;
   #wanted: Wanted[] = [];
   #running = false;
+  /** The picture that was asked for last, and whether it lay a little further on than the one before. */
+  #asked = 0;
+  #plays = false;
   #samples: AsyncGenerator<VideoSample, void, unknown> | undefined;
   /** The picture that comes next out of #samples, and the one that came last. */
   #next = 0;
@@ -120,7 +104,7 @@ export class Film {
     track: InputVideoTrack,
     readonly unitsPerSecond: number,
     readonly times: Float64Array,
-    private readonly colours: VideoColorSpaceInit,
+    private readonly colours: Colours,
   ) {
     this.#sink = new VideoSampleSink(track);
   }
@@ -146,15 +130,17 @@ export class Film {
 
   /** Not to be changed: others get the same. */
   pixels(picture: number): Promise<Pixels> {
+    this.#plays = picture > this.#asked && picture <= this.#asked + kReady;
+    this.#asked = picture;
     const key = this.#keyOf(picture);
     const there = kept.get(key);
     if (there) {
       kept.delete(key);
       kept.set(key, there);
-      return Promise.resolve(there);
     }
     return new Promise((resolve, reject) => {
-      this.#wanted.push({ picture, resolve, reject });
+      if (there) resolve(there);
+      else this.#wanted.push({ picture, resolve, reject });
       if (!this.#running) void this.#run();
     });
   }
@@ -165,7 +151,8 @@ export class Film {
 
   async #run(): Promise<void> {
     this.#running = true;
-    while (this.#wanted.length > 0) {
+    const readies = () => this.#plays && this.#samples && this.#next <= this.#asked + kReady;
+    while (this.#wanted.length > 0 || readies()) {
       try {
         await this.#step();
       } catch (error) {
@@ -180,7 +167,7 @@ export class Film {
   async #step(): Promise<void> {
     const wanted = this.#wanted.map(({ picture }) => picture);
     const ahead = wanted.filter((picture) => picture >= this.#next);
-    const target = Math.min(...(ahead.length > 0 ? ahead : wanted));
+    const target = wanted.length === 0 ? this.#next : Math.min(...(ahead.length > 0 ? ahead : wanted));
     if (!this.#samples || target < this.#next || target > this.#next + kAhead)
       await this.#begin(target < this.#next ? Math.max(0, target - kBehind) : target);
     const { value: sample } = await this.#samples!.next();

@@ -19,8 +19,8 @@ async function open(film: number, source: Blob | string): Promise<void> {
 async function answer(port: MessagePort, { id, film, picture }: PictureAsk): Promise<void> {
   const answer: PictureAnswer = { id };
   try {
-    const { width, height, data } = await films.get(film)!.pixels(picture);
-    answer.pixels = { width, height, data: data.slice() };
+    const pixels = await films.get(film)!.pixels(picture);
+    answer.pixels = { ...pixels, data: pixels.data.slice() };
   } catch (error) {
     answer.error = (error as Error).message;
   }
