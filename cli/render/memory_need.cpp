@@ -7,6 +7,7 @@
 #include <string_view>
 #include <thread>
 
+#include "cli/render/worker_pool.h"
 #include "stage/base/errors.h"
 #include "stage/films/film_limits.h"
 #include "stage/films/film_out.h"
@@ -102,7 +103,7 @@ MemoryNeed EstimateMemory(const stage::Scene& scene, const std::vector<MediumSiz
     if (medium.moves) need.encoder += medium.pixels * 9;  // of having looked at it beforehand
   }
   // Finished frames wait in memory that all processes share.
-  if (output.IsOrdered()) need.encoder += kFixed + pixels * 4 * (static_cast<std::uint64_t>(jobs) + 4);
+  if (output.IsOrdered()) need.encoder += kFixed + pixels * 4 * SlotCount(jobs);
   if (output.kind == OutputKind::kFilm) {
     need.encoder += pixels * EncoderBytesPerPixel(stage::KindOf(output.FileOf(0), codec).name);
   }

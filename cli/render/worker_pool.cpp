@@ -19,8 +19,6 @@ using Kind = WorkerReport::Kind;
 
 // One order is queued at the worker while it draws another and finishes a third.
 constexpr std::size_t kOrdersAhead = 3;
-// Frames that wait for their turn, beside those that workers work on.
-constexpr std::size_t kWaitingFrames = 4;
 // How often the parent checks for a request to stop and for frames that take too long while no worker reports.
 constexpr int kPollMilliseconds = 100;
 
@@ -33,7 +31,7 @@ struct Result {
 
 struct WorkerPool::Impl {
   explicit Impl(const PoolOptions& poolOptions)
-      : options(poolOptions), slots(options.slotBytes, static_cast<std::size_t>(options.jobs) + kWaitingFrames) {
+      : options(poolOptions), slots(options.slotBytes, SlotCount(options.jobs)) {
     for (std::size_t slot = slots.Count(); slot > 0; --slot) freeSlots.push_back(static_cast<std::int32_t>(slot) - 1);
   }
 
@@ -134,6 +132,8 @@ struct WorkerPool::Impl {
   std::map<std::int32_t, Result> results;  // finished, not handed on yet; by index
   std::size_t next = 0, delivered = 0;     // in *frames
 };
+
+std::size_t SlotCount(int jobs) { return static_cast<std::size_t>(jobs + std::clamp(jobs / 2, 2, 4)); }
 
 WorkerPool::WorkerPool(const PoolOptions& options, std::function<std::unique_ptr<FrameWork>()> makeWork)
     : impl_(std::make_unique<Impl>(options)) {

@@ -56,6 +56,11 @@ struct FinishedFrame {
   std::span<const std::uint8_t> bytes;  // the slot; valid during the call
 };
 
+// How many results there is memory for: one for every worker, and some that wait for their turn. With one job one is
+// drawn, one turned and one written; every other one costs a tenth of the speed, since its memory is out of the cache
+// when it is drawn into. Many workers wait less for a slow frame.
+std::size_t SlotCount(int jobs);
+
 class WorkerPool {
  public:
   // Forks. `makeWork` runs in each worker.
