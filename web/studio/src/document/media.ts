@@ -17,6 +17,8 @@ export const isZip = oneOf("zip");
 /** When a film's pictures stand, in its container's units; its number among the films that the browser decodes. */
 export interface FilmIndex {
   film: number;
+  /** The file, or its address. */
+  source: Blob | string;
   times: Float64Array;
   unitsPerSecond: number;
 }

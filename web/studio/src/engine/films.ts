@@ -7,7 +7,7 @@ import type { Pixels } from "./film";
 export type FilmMessage = { film: number; source: Blob | string } | { port: MessagePort };
 export interface FilmOpened {
   film: number;
-  index?: FilmIndex;
+  index?: Omit<FilmIndex, "source">;
   refusal?: string;
 }
 export interface PictureAsk {
@@ -48,7 +48,7 @@ export async function openFilm(source: Blob | string): Promise<FilmIndex> {
     decoder().postMessage({ film, source } satisfies FilmMessage);
   });
   if (!index) throw new Error(refusal);
-  return index;
+  return { ...index, source };
 }
 
 /** For a worker that draws. */
