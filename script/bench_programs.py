@@ -1,7 +1,7 @@
 """Whole programs side by side: orvandel render beside FFmpeg with sources of its own, into raw frames, PNG and H.264; and
 into every kind of film, beside FFmpeg with the same frames from a file and the same settings.
 
-Every command runs ROUNDS times, in turns, so that a change of the machine's speed meets all alike; the fastest counts.
+Every command runs some rounds, in turns, so that a change of the machine's speed meets all alike; the fastest counts.
 Frames a second and processor time a frame include the start of the program. Prints a table; --save FILE puts it between
 the marks of that document as well.
 """
@@ -11,7 +11,6 @@ import datetime
 import json
 import os
 import re
-import shutil
 import subprocess
 import sys
 import tempfile
@@ -19,7 +18,6 @@ import time
 from pathlib import Path
 
 WIDTH, HEIGHT, RATE = 1920, 1080, 30
-ROUNDS = 3
 MARKS = "<!-- programs -->\n", "<!-- end of programs -->\n"
 
 # Thirty rings 30 pixels apart, out to 900, from the first frame on.
@@ -49,13 +47,13 @@ OUTPUTS = ["raw frames", "PNG", "H.264"]
 X264 = "-c:v libx264 -preset medium -profile:v high -crf 16 -x264-params mbtree=0 -pix_fmt yuv420p"
 # Each kind of film: extension, frames, FFmpeg's options for what Orvandel writes.
 FILMS = {
-    "h264": (".mp4", 30, X264 + " -movflags +faststart"),
-    "prores4444": (".mov", 16, "-c:v prores_ks -profile:v 4444 -alpha_bits 8 -bits_per_mb 0 -pix_fmt yuva444p10le"),
-    "qtrle": (".mov", 30, "-c:v qtrle -pix_fmt argb"),
-    "vp9": (".webm", 6, "-c:v libvpx-vp9 -b:v 0 -cpu-used 4 -row-mt 1 -crf 20 -pix_fmt yuva420p"),
-    "ffv1": (".mkv", 24, "-c:v ffv1 -level 3 -slicecrc 1 -pix_fmt bgra"),
-    "apng": (".apng", 16, "-c:v apng -compression_level 3 -plays 0 -pix_fmt rgba"),
-    "webp": (".webp", 6, "-c:v libwebp_anim -lossless 1 -loop 0 -pix_fmt bgra"),
+    "h264": (".mp4", 60, X264 + " -movflags +faststart"),
+    "prores4444": (".mov", 24, "-c:v prores_ks -profile:v 4444 -alpha_bits 8 -bits_per_mb 0 -pix_fmt yuva444p10le"),
+    "qtrle": (".mov", 60, "-c:v qtrle -pix_fmt argb"),
+    "vp9": (".webm", 16, "-c:v libvpx-vp9 -b:v 0 -cpu-used 4 -row-mt 1 -crf 20 -pix_fmt yuva420p"),
+    "ffv1": (".mkv", 48, "-c:v ffv1 -level 3 -slicecrc 1 -pix_fmt bgra"),
+    "apng": (".apng", 24, "-c:v apng -compression_level 3 -plays 0 -pix_fmt rgba"),
+    "webp": (".webp", 12, "-c:v libwebp_anim -lossless 1 -loop 0 -pix_fmt bgra"),
 }
 
 
@@ -77,17 +75,22 @@ def theirs(source, frames, output, folder):
     return words + X264.split() + [f"{folder}/f.mp4"]
 
 
+def write_scene(folder, width, profile):
+    scene = Path(folder) / f"{width}.json"
+    values = RINGS["parameters"] | {"Start Width": width, "End Width": width, "Profile": profile}
+    scene.write_text(json.dumps(RINGS | {"parameters": values}))
+    return str(scene)
+
+
 def commands(program, folder, frames):
     """(row, column) and the command with its frames."""
     made = {}
     for name, (width, profile) in WIDTHS.items():
-        scene = Path(folder) / f"{width}.json"
-        values = RINGS["parameters"] | {"Start Width": width, "End Width": width, "Profile": profile}
-        scene.write_text(json.dumps(RINGS | {"parameters": values}))
+        scene = write_scene(folder, width, profile)
         some = ["--frames", f"0-{frames - 1}"]
         for output in OUTPUTS:
-            made[f"orvandel {name}", output] = ours(program, str(scene), output, folder, False) + some, frames
-        made[f"orvandel {name}, --png-size fast", "PNG"] = ours(program, str(scene), "PNG", folder, True) + some, frames
+            made[f"orvandel {name}", output] = ours(program, scene, output, folder, False) + some, frames
+        made[f"orvandel {name}, --png-size fast", "PNG"] = ours(program, scene, "PNG", folder, True) + some, frames
     for name, (source, most) in SOURCES.items():
         count = min(frames, most)
         for output in OUTPUTS:
@@ -95,23 +98,57 @@ def commands(program, folder, frames):
     return made
 
 
+PICTURES = {
+    "FFmpeg, png": None,
+    "orvandel, fast": ["--png-size", "fast"],
+    "orvandel, fast, 2 jobs": ["--png-size", "fast", "--jobs", "2"],
+    "orvandel, default": [],
+    "orvandel, small": ["--png-size", "small"],
+}
+
+
+def reading(frames):
+    return ["ffmpeg", "-v", "error", "-nostdin", "-y", "-f", "rawvideo", "-pix_fmt", "rgba", "-s", f"{WIDTH}x{HEIGHT}",
+            "-r", str(RATE), "-i", frames]
+
+
+def picture_commands(program, folder, count):
+    """As commands: the scenes into PNG pictures, raw frames into a pipe, and how large a picture is."""
+    made, sizes = {}, {}
+    some = ["--frames", f"0-{count - 1}"]
+    for name, (width, profile) in WIDTHS.items():
+        scene = write_scene(folder, width, profile)
+        start = [program, "render", scene, "--quiet", "--overwrite"]
+        raw = f"{folder}/{width}.rgba"
+        run(start + ["-o", "-"] + some, raw)
+        pipe = ["sh", "-c", '"$@" | cat', "sh"]
+        made[name, "orvandel, raw frames to a pipe"] = pipe + start + ["-o", "-"] + some, count
+        for number, (row, more) in enumerate(PICTURES.items()):
+            place = Path(folder) / f"{width}_{number}"
+            place.mkdir()
+            if more is None:
+                words = reading(raw) + ["-pix_fmt", "rgba", f"{place}/f.%04d.png"]
+            else:
+                words = start + more + ["-o", f"{place}/f.####.png"] + some
+            made[name, row] = words, count
+            run(words)
+            sizes[name, row] = sum(file.stat().st_size for file in place.glob("*.png")) / count
+    return made, sizes
+
+
 def film_commands(program, folder):
     """As commands: for each kind of film ours, and FFmpeg's from a file of the same frames."""
     made = {}
-    scene = Path(folder) / "film.json"
-    scene.write_text(json.dumps(RINGS | {"parameters": RINGS["parameters"] | {"Start Width": 5, "End Width": 5}}))
-    start = [program, "render", str(scene), "--quiet", "--overwrite"]
+    start = [program, "render", write_scene(folder, 5, "Square"), "--quiet", "--overwrite"]
     behind = {True: ["--background", "#000000"], False: []}  # H.264 has no alpha
     most = max(frames for _, frames, _ in FILMS.values())
     for opaque, more in behind.items():
         run(start + more + ["-o", "-", "--frames", f"0-{most - 1}"], f"{folder}/{opaque}.rgba")
-    reading = ["ffmpeg", "-v", "error", "-nostdin", "-y", "-f", "rawvideo", "-pix_fmt", "rgba",
-               "-s", f"{WIDTH}x{HEIGHT}", "-r", str(RATE), "-i"]
     for name, (extension, frames, options) in FILMS.items():
         opaque = name == "h264"
         film = ["-o", f"{folder}/ours{extension}", "--codec", name, "--frames", f"0-{frames - 1}"]
         made[name, "ours"] = start + behind[opaque] + film, frames
-        made[name, "FFmpeg"] = (reading + [f"{folder}/{opaque}.rgba", "-frames:v", str(frames)] + options.split() +
+        made[name, "FFmpeg"] = (reading(f"{folder}/{opaque}.rgba") + ["-frames:v", str(frames)] + options.split() +
                                 [f"{folder}/theirs{extension}"]), frames
     return made
 
@@ -129,18 +166,35 @@ def run(words, output=os.devnull):
     return wall, usage.ru_utime + usage.ru_stime
 
 
-def measure(make, *arguments):
-    folder = tempfile.mkdtemp()
-    try:
-        todo = make(arguments[0], folder, *arguments[1:])
-        best = {key: (float("inf"), float("inf")) for key in todo}
-        for _ in range(ROUNDS):
-            for key, (words, count) in todo.items():
-                wall, cpu = run(words)
-                best[key] = min(best[key][0], wall / count), min(best[key][1], cpu / count)
-        return best
-    finally:
-        shutil.rmtree(folder)
+def fastest(todo, rounds):
+    best = {key: (float("inf"), float("inf")) for key in todo}
+    for _ in range(rounds):
+        for key, (words, count) in todo.items():
+            wall, cpu = run(words)
+            best[key] = min(best[key][0], wall / count), min(best[key][1], cpu / count)
+    return best
+
+
+def picture_table(best, sizes):
+    rows = ["orvandel, raw frames to a pipe", *PICTURES]
+    lines = ["| pictures, 1920 x 1080 | " + " | ".join(f"{name}: frames/s | ms CPU | kB" for name in WIDTHS) + " |",
+             "|---|" + "---:|---:|---:|" * len(WIDTHS)]
+    for row in rows:
+        cells = []
+        for name in WIDTHS:
+            wall, cpu = best[name, row]
+            size = f"{sizes[name, row] / 1000:.0f}" if (name, row) in sizes else "-"
+            cells += [f"{1 / wall:.3g}", f"{cpu * 1000:.3g}", size]
+        lines.append(f"| {row} | " + " | ".join(cells) + " |")
+    lines.append("")
+    for name in WIDTHS:
+        theirs, fast, pair = (best[name, row] for row in ["FFmpeg, png", "orvandel, fast", "orvandel, fast, 2 jobs"])
+        size = sizes[name, "orvandel, fast"] / sizes[name, "FFmpeg, png"]
+        raw = best[name, "orvandel, raw frames to a pipe"][0]
+        lines.append(f"Fast, {name}: {theirs[1] / fast[1]:.1f} times less processor time than FFmpeg (aim 4) for files "
+                     f"{size:.2f} times as large (aim at most 1.3); in the wall time of raw frames times "
+                     f"{pair[0] / raw:.2f} with two jobs (aim at most 1.15), {fast[0] / raw:.2f} with one.\n")
+    return "\n".join(lines)
 
 
 def film_table(best):
@@ -182,14 +236,20 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("program", help="build/release/bin/orvandel")
     parser.add_argument("--frames", type=int, default=60)
+    parser.add_argument("--rounds", type=int, default=3)
     parser.add_argument("--save", type=Path, metavar="FILE")
     arguments = parser.parse_args()
     load = os.getloadavg()[0]
     version = subprocess.run(["ffmpeg", "-version"], capture_output=True, text=True, check=True).stdout.split()[2]
-    best = measure(commands, arguments.program, arguments.frames)
-    films = measure(film_commands, arguments.program)
+    with tempfile.TemporaryDirectory() as folder:
+        best = fastest(commands(arguments.program, folder, arguments.frames), arguments.rounds)
+    with tempfile.TemporaryDirectory() as folder:
+        todo, sizes = picture_commands(arguments.program, folder, arguments.frames)
+        pictures = picture_table(fastest(todo, arguments.rounds), sizes)
+    with tempfile.TemporaryDirectory() as folder:
+        films = fastest(film_commands(arguments.program, folder), arguments.rounds)
     text = (f"{datetime.date.today()}, load {load:.1f} at the start, {os.cpu_count()} processors, FFmpeg {version}.\n\n"
-            f"{table(best)}\n{goals(best)}\n{film_table(films)}")
+            f"{table(best)}\n{goals(best)}\n{pictures}\n{film_table(films)}")
     print(text)
     if arguments.save:
         page = arguments.save.read_text()

@@ -28,14 +28,13 @@ struct Kind {
 };
 
 // The first of an extension is its usual one. Threads: H.264's bytes depend on their number, VP9's on whether there are
-// several, those of the others not. FFV1 pictures are cut into four slices, one a thread; qtrle, apng and webp encode
-// on one thread.
+// several, those of the others not. FFV1 pictures are cut into four slices; qtrle, apng and webp encode on one thread.
 constexpr Kind kKinds[] = {
     {".mp4", "h264", "H.264, plays everywhere", false, false, true, "AAC", 4, 4},
     {".mov", "prores4444", "ProRes 4444, for editors", true, false, false, "PCM", 1, 16},
     {".mov", "qtrle", "QuickTime Animation, for editors", true, true, false, "PCM", 1, 1},
     {".webm", "vp9", "VP9, for browsers", true, false, false, "Opus", 2, 16},
-    {".mkv", "ffv1", "FFV1, for archives", true, true, false, "FLAC", 4, 4},
+    {".mkv", "ffv1", "FFV1, for archives", true, true, false, "FLAC", 1, 4},
     {".apng", "apng", "animated PNG, for web pages", true, true, false, "", 1, 1},
     {".webp", "webp", "animated WebP, for web pages", true, true, false, "", 1, 1},
 };
