@@ -43,6 +43,7 @@ void ResumeFrom(Bytes bytes) {
   host.TameAll();
   host.changeStamp = 1;
   host.keepsResumePoints = true;
+  host.timeScale = 30000;  // wild renders before may have left any
   host.SetWord(kWaveType, static_cast<std::int32_t>(1 + dice(3)));
   host.SetWord(kCurveSize, static_cast<std::int32_t>(dice(2)) << 16);
   const auto at = [&host](std::int32_t tick) { return tick * host.timeScale / 30; };
