@@ -71,8 +71,16 @@ struct Opened {
   bool lacksMemory = false;
 };
 
+// A copy may lie where another thread's was until a moment ago. The loader's own lock orders the two, but checks for
+// data races do not see it.
+std::mutex& Placing() {
+  static std::mutex placing;
+  return placing;
+}
+
 // The loader tells only in words why it failed; that memory ended is seen by what it leaves in errno.
 void Load(const std::string& name, Opened& opened) {
+  const std::lock_guard lock(Placing());
   errno = 0;
   opened.library = dlopen(name.c_str(), RTLD_NOW | RTLD_LOCAL);
   opened.lacksMemory = opened.library == nullptr && errno == ENOMEM;
@@ -130,7 +138,10 @@ class Loaded : public EffectLibrary {
     if (opened_.lacksMemory) throw OutOfMemory(what);
     throw WorkError(what);
   }
-  ~Loaded() override { dlclose(opened_.library); }
+  ~Loaded() override {
+    const std::lock_guard lock(Placing());
+    dlclose(opened_.library);
+  }
   Loaded(const Loaded&) = delete;
   Loaded& operator=(const Loaded&) = delete;
 
