@@ -88,10 +88,10 @@ void OverWords(const std::uint8_t* row, const std::uint8_t* behind, std::uint8_t
 }
 
 template <typename Words, typename Bytes>
-void StoreDifference(const std::uint8_t* row, const std::uint8_t* above, std::uint8_t* out) {
+void StoreDifference(const std::uint8_t* row, const std::uint8_t* other, std::uint8_t* out) {
   Bytes here, there;
   std::memcpy(&here, row, sizeof here);
-  std::memcpy(&there, above, sizeof there);
+  std::memcpy(&there, other, sizeof there);
   here -= there;
   Words words;
   std::memcpy(&words, &here, sizeof words);
@@ -122,10 +122,10 @@ void CopyOver(const std::uint8_t* row, const std::uint8_t* behind, std::uint8_t*
   for (; i < pixels; ++i) OverWords<std::uint32_t, OneHalves>(row + 4 * i, behind + 4 * i, out + 4 * i);
 }
 
-void DifferenceAlphaLast(const std::uint8_t* row, const std::uint8_t* above, std::uint8_t* out, std::size_t pixels) {
+void DifferenceAlphaLast(const std::uint8_t* row, const std::uint8_t* other, std::uint8_t* out, std::size_t pixels) {
   std::size_t i = 0;
-  for (; i + 4 <= pixels; i += 4) StoreDifference<Four, FourBytes>(row + 4 * i, above + 4 * i, out + 4 * i);
-  for (; i < pixels; ++i) StoreDifference<std::uint32_t, OneBytes>(row + 4 * i, above + 4 * i, out + 4 * i);
+  for (; i + 4 <= pixels; i += 4) StoreDifference<Four, FourBytes>(row + 4 * i, other + 4 * i, out + 4 * i);
+  for (; i < pixels; ++i) StoreDifference<std::uint32_t, OneBytes>(row + 4 * i, other + 4 * i, out + 4 * i);
 }
 
 std::size_t CountVisible(const std::uint8_t* row, std::size_t pixels) {

@@ -18,8 +18,8 @@ void CopyReversed(const std::uint8_t* row, std::uint8_t* out, std::size_t pixels
 void CopyOverBlack(const std::uint8_t* row, std::uint8_t* out, std::size_t pixels);
 // The same over a row of opaque pixels: (colour x alpha + colour behind x (255 - alpha) + 127) / 255 in integers.
 void CopyOver(const std::uint8_t* row, const std::uint8_t* behind, std::uint8_t* out, std::size_t pixels);
-// `row` less `above`, byte by byte, the alpha last.
-void DifferenceAlphaLast(const std::uint8_t* row, const std::uint8_t* above, std::uint8_t* out, std::size_t pixels);
+// `row` less `other`, byte by byte, the alpha last.
+void DifferenceAlphaLast(const std::uint8_t* row, const std::uint8_t* other, std::uint8_t* out, std::size_t pixels);
 
 // How many pixels of a row with its alpha first are not transparent.
 std::size_t CountVisible(const std::uint8_t* row, std::size_t pixels);

@@ -146,11 +146,9 @@ void ReadPngSamples(const std::filesystem::path& file, const std::function<void(
   take({decoded.bytes.get(), decoded.Size()});
 }
 
-// Differences to the row above: a quarter to a half smaller than the rows themselves, and faster to pack.
-std::uint8_t* PngWriter::BeginRow(std::int32_t y) {
-  constexpr std::uint8_t kDifferenceToAbove = 2;
+std::uint8_t* PngWriter::BeginRow(std::int32_t y, std::uint8_t filter) {
   std::uint8_t* const row = scanlines_.data() + static_cast<std::size_t>(y) * (1 + rowBytes_);
-  *row = kDifferenceToAbove;
+  *row = filter;
   return row + 1;
 }
 
@@ -160,24 +158,30 @@ void PngWriter::Begin(std::int32_t width, std::int32_t height, int bits) {
   bits_ = bits;
   rowBytes_ = static_cast<std::size_t>(width) * static_cast<std::size_t>(bits) / 2;
   scanlines_.resize(static_cast<std::size_t>(height) * (1 + rowBytes_));
-  row_.assign(rowBytes_, 0);  // above the first one
 }
 
+// Differences to the pixel before: bands of one colour become two bursts of bytes a row, much the same in the rows
+// around, and packed a quarter smaller than as differences to the row above. Soft profiles are 1 to 8 percent larger.
 void PngWriter::Take(const PictureRows& picture) {
   const StageTimer encoding(WorkStage::kEncoding);
+  constexpr std::uint8_t kDifferenceToBefore = 1;
   Begin(picture.width, picture.height, 8);
-  const std::uint8_t* above = row_.data();
-  for (std::int32_t y = 0; y < height_; ++y, above = picture.Row(y - 1)) {
-    DifferenceAlphaLast(picture.Row(y), above, BeginRow(y), static_cast<std::size_t>(width_));
+  for (std::int32_t y = 0; y < height_; ++y) {
+    const std::uint8_t* const row = picture.Row(y);
+    std::uint8_t* const out = BeginRow(y, kDifferenceToBefore);
+    CopyAlphaLast(row, out, 1);
+    DifferenceAlphaLast(row + 4, row, out + 4, static_cast<std::size_t>(width_) - 1);
   }
 }
 
 void PngWriter::Take(const Picture16& picture) {
   const StageTimer encoding(WorkStage::kEncoding);
+  constexpr std::uint8_t kDifferenceToAbove = 2;
   Begin(picture.width, picture.height, 16);
+  row_.assign(rowBytes_, 0);  // above the first one
   const std::uint16_t* in = picture.words.data();
   for (std::int32_t y = 0; y < height_; ++y) {
-    std::uint8_t *out = BeginRow(y), *above = row_.data();
+    std::uint8_t *out = BeginRow(y, kDifferenceToAbove), *above = row_.data();
     for (std::int32_t x = 0; x < width_; ++x, in += 4) {
       for (const int channel : {1, 2, 3, 0}) {
         for (const int byte : {in[channel] >> 8, in[channel] & 0xFF}) {  // the high one first

@@ -43,7 +43,7 @@ class PngWriter {
 
  private:
   void Begin(std::int32_t width, std::int32_t height, int bits);
-  std::uint8_t* BeginRow(std::int32_t y);
+  std::uint8_t* BeginRow(std::int32_t y, std::uint8_t filter);
 
   std::int32_t width_ = 0, height_ = 0;
   int bits_ = 8;
