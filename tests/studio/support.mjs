@@ -121,7 +121,7 @@ export function hashOf({ data }) {
   return high.toString(16).padStart(8, "0") + low.toString(16).padStart(8, "0");
 }
 
-/** The pictures of a PNG, animated or not, with rows as they are or as differences to the row above. */
+/** The pictures of a PNG, animated or not, with rows as they are or as differences to the pixel before or above. */
 export function picturesOf(png) {
   const [width, height] = [png.readUInt32BE(16), png.readUInt32BE(20)];
   const packed = [];
@@ -136,9 +136,13 @@ export function picturesOf(png) {
     const data = new Uint8Array(width * height * 4);
     for (let y = 0; y < height; ++y) {
       const from = y * (4 * width + 1);
-      if (![0, 2].includes(rows[from])) throw new Error(`filter ${rows[from]}`);
-      for (let x = 0; x < 4 * width; ++x)
-        data[4 * width * y + x] = rows[from + 1 + x] + (rows[from] && y ? data[4 * width * (y - 1) + x] : 0);
+      const filter = rows[from];
+      if (filter > 2) throw new Error(`filter ${filter}`);
+      for (let x = 0; x < 4 * width; ++x) {
+        const at = 4 * width * y + x;
+        const other = filter === 1 && x >= 4 ? at - 4 : filter === 2 && y > 0 ? at - 4 * width : -1;
+        data[at] = rows[from + 1 + x] + (other < 0 ? 0 : data[other]);
+      }
     }
     return { data };
   });
