@@ -64,7 +64,7 @@ bool CopyName(const Property& name) {
   return true;
 }
 
-constexpr std::size_t kAboutBytes = 512;
+constexpr std::size_t kAboutBytes = sizeof(OrvOutRecord::message);
 
 // printf's %ld (and %%) over the version's two numbers, and nothing else of printf: the text may be a translation, and
 // a stray conversion in it must not reach beyond the arguments. What does not fit is cut.

@@ -3,7 +3,7 @@
 #include "effect/platform/module_resource.h"
 
 // Where the linker puts the module that this code is in: its handle, without a word from the loader.
-extern "C" const IMAGE_DOS_HEADER __ImageBase;
+extern "C" const IMAGE_DOS_HEADER __ImageBase;  // NOLINT(bugprone-reserved-identifier): the linker's name
 
 namespace orvandel::platform {
 namespace {

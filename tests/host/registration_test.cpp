@@ -135,9 +135,10 @@ TEST(Registration, HostsOlderThan12Point1AreRefused) {
 
 // A translation is no format: it gets the two numbers, in its own order of words, and nothing beyond them.
 TEST(Registration, AboutText) {
-  const std::pair<std::string, std::string> texts[] = {{"", "Orvandel, v1.1#{cr}#{cr}Generates Expanding Shapes."},
-                                                       {"%d 100%% %ld%l%ld%ld %s %", "%d 100% 1%l1%ld %s %"},
-                                                       {std::string(510, 'x') + "%ld%ld%ld", std::string(255, 'x')}};
+  const std::pair<std::string, std::string> texts[] = {
+      {"", "Orvandel, v1.1#{cr}#{cr}Generates Expanding Shapes."},
+      {"%d 100%% %ld%l%ld%ld %s %", "%d 100% 1%l1%ld %s %"},
+      {std::string(254, 'x') + "%ld%ld%ld", std::string(254, 'x') + "1"}};
   for (const auto& [translation, shown] : texts) {
     FakeHost host;
     const auto translate = [&text = translation](const std::string&) { return text; };
