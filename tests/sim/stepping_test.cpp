@@ -87,21 +87,36 @@ TEST(Stepping, ASnapshotIsTheListAtItsTick) {
   ASSERT_EQ(list.waves.size(), 1U);
   EXPECT_NEAR(list.waves.front().age, 10 / 30.0, 1e-6);
   EXPECT_EQ(reader.Left(), 0U) << "the list's bytes, counted";
+  // A field that is neither written nor read shows in few frames.
+  ByteWriter wave, all;
+  list.waves.front().shapeValid = false;
+  WriteWave(list.waves.front(), wave);
+  WriteWaveList(list, all);
+  EXPECT_EQ(wave.Length(), 148U);
+  EXPECT_EQ(all.Length(), 109U + 148U);
   ASSERT_EQ(host.RenderTick(-3), 0);
   EXPECT_EQ(StateOf(host).time, 0) << "a negative time is time 0";
 }
 
 // The first report of progress tells the ticks ahead: as few as the list and the snapshot allow. A list at a whole tick
-// goes on; one at a fraction can only be shown again, but has left a snapshot at its tick.
-TEST(Stepping, GoesOnFromTheNearestStateBehindTheFrame) {
+// goes on; one at a fraction can only be shown again, but has left a snapshot at its tick. Later than both may be what
+// the host keeps.
+class Starts : public testing::TestWithParam<bool> {};
+INSTANTIATE_TEST_SUITE_P(Stepping, Starts, testing::Bool());
+TEST_P(Starts, AreTheNearestStateBehindTheFrame) {
   std::mt19937 random(12);
   Stepped host;
+  host.keepsResumePoints = GetParam();
+  host.changeStamp = GetParam() ? 1 : 0;
   double list = -1, snapshot = -1;
   for (int i = 0; i < 300; ++i) {
     const double frame = static_cast<double>(random() % 2 == 0 ? random() % 12 * 4 : random() % 48) / 4;
     const bool listServes = list == frame || (list >= 0 && list == std::floor(list) && list <= frame);
     const bool snapshotServes = snapshot >= 0 && snapshot <= frame;
-    const double start = listServes ? list : snapshotServes ? snapshot : 0;
+    double start = listServes ? list : snapshotServes ? snapshot : 0;
+    for (const auto& [tick, bytes] : host.resumePoints[host.in.sequenceData]) {
+      if (list != frame && tick > start && tick <= frame) start = tick;
+    }
     host.progressDone.clear();
     host.progressTotal.clear();
     host.ResetCalls();
