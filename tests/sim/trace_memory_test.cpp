@@ -3,6 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
+
+#include "effect/params/param_ids.h"
 #include "tests/outline/open_call.h"
 #include "tests/sim/sequence_probe.h"
 
@@ -47,6 +50,28 @@ TEST(TraceMemory, HoldsThePictureToTheByteHoweverItIsStored) {
   EXPECT_EQ(memory.Chain(), (PictureOutline{{1, 2}, {3, 4}}));
   EXPECT_EQ(memory.Found(), 5);
   EXPECT_EQ(memory.AbortChecks(), 6);
+}
+
+// Pictures large enough that the host's word is taken for what a time shows: it holds for that time and picture alone.
+TEST(TraceMemory, AStampVouchesForThePicturesOfTheirTimes) {
+  std::mt19937 random(4);
+  FakeHost host;
+  ASSERT_EQ(host.SetUp(), 0);
+  host.changeStamp = 1;
+  host.SetWord(kWaveType, kContourWave);
+  host.SetWord(kSetAt, 2);
+  for (const int edge : {40, 70, 100}) {
+    FencedImage& layer = host.layers.emplace_back(128, 128);
+    for (int i = 0; i < edge * edge; ++i) std::fill_n(layer.Pixel(10 + i % edge, 10 + i / edge), 4, std::uint8_t{255});
+  }
+  host.SetValue(kSourceLayer, [&host](std::int32_t time, OrvParamDef& d) {
+    d.value.layer.image = host.layers[static_cast<std::size_t>(time / 1000 % 3)].View();
+  });
+  for (int i = 0; i < 40; ++i) {
+    const auto tick = static_cast<double>(random() % 7);
+    ASSERT_EQ(host.RenderTick(tick), 0);
+    EXPECT_EQ(host.Picture(), host.FreshPictureAtTick(tick)) << i << ": " << tick;
+  }
 }
 
 }  // namespace
