@@ -40,12 +40,12 @@ bool IsWide(const stage::Scene& scene) {
          scene.blend != stage::Blend::kNormal;
 }
 
-// The steps of a frame come one after another: the largest decides. What they leave is held beside them, and so is the
-// frame before, which is packed meanwhile.
+// The steps of a frame come one after another: the largest decides. What they leave is held beside them, and so are the
+// two frames before, which are packed meanwhile or wait for it.
 std::uint64_t PictureBytesPerPixel(const stage::Scene& scene, const Output& output, int depth) {
   const std::uint64_t further = scene.emitters.size() - 1;
   const bool isBacked = !scene.background.IsNothing();
-  const std::uint64_t packed = depth == 16 ? 16 : 8;
+  const std::uint64_t packed = depth == 16 ? 24 : 12;
   const std::uint64_t narrowed = depth == 8 && IsWide(scene) ? 4 : 0;
   const std::uint64_t held = 8 + packed + narrowed + 9 * further + (isBacked ? 4 : 0);
   const std::uint64_t encoded = output.IsExr() ? 58 : depth == 16 ? 18 : 0;

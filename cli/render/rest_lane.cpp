@@ -1,6 +1,7 @@
 #include "cli/render/rest_lane.h"
 
 #include <system_error>
+#include <utility>
 
 namespace orvandel::cli {
 
@@ -14,21 +15,18 @@ RestLane::~RestLane() {
   thread_.join();
 }
 
-bool RestLane::Take(const std::function<void()>& rest) {
+std::function<void()> RestLane::Take(std::function<void()> rest) {
   if (!thread_.joinable()) {
     try {
       thread_ = std::thread([this] { Work(); });
     } catch (const std::system_error&) {
-      return false;
+      return rest;
     }
   }
-  {
-    const std::lock_guard lock(guard_);
-    if (rest_) return false;
-    rest_ = rest;
-  }
+  const std::lock_guard lock(guard_);
+  std::swap(rest_ ? waiting_ : rest_, rest);
   changed_.notify_all();
-  return true;
+  return rest;
 }
 
 void RestLane::Wait() {
@@ -44,7 +42,7 @@ void RestLane::Work() {
     lock.unlock();
     rest_();
     lock.lock();
-    rest_ = nullptr;
+    rest_ = std::exchange(waiting_, nullptr);
     changed_.notify_all();
   }
 }

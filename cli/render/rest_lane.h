@@ -15,9 +15,10 @@ class RestLane {
   RestLane(const RestLane&) = delete;
   RestLane& operator=(const RestLane&) = delete;
 
-  // False while what was handed over before is not done, and where the system has no thread left: the caller is as
-  // good at it.
-  bool Take(const std::function<void()>& rest);
+  // Returns what the caller should do itself, empty: nothing. That is the task that waits, when one is being done and
+  // one waits: so both threads have work, whichever of drawing and finishing takes longer. Where the system has no
+  // thread left it is the task itself.
+  std::function<void()> Take(std::function<void()> rest);
   void Wait();
 
  private:
@@ -25,7 +26,7 @@ class RestLane {
 
   std::mutex guard_;
   std::condition_variable changed_;
-  std::function<void()> rest_;  // empty: nothing to do
+  std::function<void()> rest_, waiting_;  // empty: nothing to do
   bool ending_ = false;
   std::thread thread_;
 };

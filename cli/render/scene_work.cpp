@@ -2,9 +2,11 @@
 
 #include <fmt/format.h>
 
-#include <array>
+#include <memory>
+#include <mutex>
 #include <optional>
 #include <utility>
+#include <vector>
 
 #include "cli/interrupt.h"
 #include "cli/render/ordered_sink.h"
@@ -79,17 +81,26 @@ class SceneWork final : public FrameWork {
         stage::WriteExr(file, picture, ifTaken_);
       };
     }
-    // While one is written, the other takes the next picture.
-    stage::PngWriter& writer = writers_[made_++ % writers_.size()];
+    const std::shared_ptr<stage::PngWriter> writer = SpareWriter();
     if (depth_ == 16) {
-      writer.Take(renderer_->Render16(frame));
+      writer->Take(renderer_->Render16(frame));
     } else {
-      writer.Take(renderer_->RenderRows(frame));
+      writer->Take(renderer_->RenderRows(frame));
     }
-    return [this, file, &writer] {
+    return [this, file, writer] {
       const UnfinishedFile unfinished(stage::PartialFile(file, ifTaken_).WorkName());
-      writer.Write(file, ifTaken_, pngEffort_);
+      writer->Write(file, ifTaken_, pngEffort_);
+      const std::lock_guard lock(guard_);
+      spareWriters_.push_back(writer);
     };
+  }
+
+  std::shared_ptr<stage::PngWriter> SpareWriter() {
+    const std::lock_guard lock(guard_);
+    if (spareWriters_.empty()) return std::make_shared<stage::PngWriter>();
+    const auto writer = spareWriters_.back();
+    spareWriters_.pop_back();
+    return writer;
   }
 
   const Output& output_;
@@ -100,8 +111,8 @@ class SceneWork final : public FrameWork {
   double enoughShown_;
   std::vector<std::string> notes_;
   std::optional<stage::SceneRenderer> renderer_;
-  std::array<stage::PngWriter, 2> writers_;
-  std::size_t made_ = 0;
+  std::mutex guard_;
+  std::vector<std::shared_ptr<stage::PngWriter>> spareWriters_;
   double shown_ = 0, seen_ = 0;  // of the last frame, and of all
   bool isEnough_ = false;
 };

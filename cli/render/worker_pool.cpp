@@ -17,8 +17,9 @@ namespace {
 
 using Kind = WorkerReport::Kind;
 
-// One order is queued at the worker while it draws another and finishes a third.
-constexpr std::size_t kOrdersAhead = 3;
+// Of a worker: one order is queued while it draws another, finishes a third and keeps a fourth for later. Two may be
+// queued, no more: a slow frame would hold up those behind it.
+constexpr std::size_t kOrdersAhead = 4, kQueued = 2;
 // How often the parent checks for a request to stop and for frames that take too long while no worker reports.
 constexpr int kPollMilliseconds = 100;
 
@@ -41,7 +42,8 @@ struct WorkerPool::Impl {
     for (std::size_t ahead = 1; ahead <= kOrdersAhead; ++ahead) {
       for (const auto& worker : workers) {
         if (next == frames->size() || (HasSlots() && freeSlots.empty())) return;
-        if (worker->Orders().size() >= ahead) continue;
+        const std::size_t orders = worker->Orders().size();
+        if (orders >= ahead || orders - worker->StartedOrders() >= kQueued) continue;
         FrameOrder order{static_cast<std::int32_t>(next), (*frames)[next], 0};
         ++next;
         if (HasSlots()) {

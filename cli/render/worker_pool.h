@@ -26,7 +26,8 @@ class FrameWork {
  public:
   virtual ~FrameWork() = default;
   // `slot` is empty when the pool has none. Returns what is left to do, which may be done on another thread while the
-  // next frame is made, and is done beside that of one other frame; empty: nothing. Both throw what a render throws.
+  // next frames are made: what is left of up to three frames exists at a time; empty: nothing. Both throw what a render
+  // throws.
   virtual std::function<void()> Make(std::int32_t frame, std::span<std::uint8_t> slot) = 0;
   // Whether what is left takes so much memory that frames are finished one at a time.
   virtual bool FinishesAlone() const { return false; }

@@ -11,6 +11,9 @@
 #include <csignal>
 #include <cstring>
 #include <exception>
+#include <map>
+#include <mutex>
+#include <optional>
 #include <utility>
 
 #include "cli/exit_codes.h"
@@ -75,13 +78,14 @@ class Server {
     for (const std::string& note : work_.TakeNotes()) SendReport(socket_, NoteReport(note));
     finished.waves = work_.WaveCount();
     finished.shown = work_.Shown();
+    {
+      const std::lock_guard lock(guard_);
+      unreported_.emplace(order.index, std::nullopt);
+    }
     if (work_.FinishesAlone()) lane_.Wait();
-    if (rest && lane_.Take([this, finished, rest] { Report(Finish(finished, rest)); })) return;
-    // While the lane is busy with the frame before, this thread finishes this one: two processors share the work
-    // evenly. The parent counts on the order of frames.
-    if (rest) finished = Finish(finished, rest);
-    lane_.Wait();
-    Report(finished);
+    if (!rest) return Report(finished);
+    const auto own = lane_.Take([this, finished, rest] { Report(Finish(finished, rest)); });
+    if (own) own();
   }
 
   static WorkerReport Finish(WorkerReport report, const std::function<void()>& rest) {
@@ -95,10 +99,15 @@ class Server {
     }
   }
 
+  // The parent counts on the order of frames: a report waits for those before it, and none follows a failure.
   void Report(const WorkerReport& report) {
-    if (failed_) return;  // the frame before it
-    failed_ = report.kind == Kind::kFailed;
-    SendReport(socket_, report);
+    const std::lock_guard lock(guard_);
+    unreported_[report.index] = report;
+    for (auto next = unreported_.begin(); !failed_ && next != unreported_.end() && next->second;
+         next = unreported_.erase(next)) {
+      failed_ = next->second->kind == Kind::kFailed;
+      SendReport(socket_, *next->second);
+    }
   }
 
   FrameWork& work_;
@@ -106,6 +115,8 @@ class Server {
   int socket_;
   std::int32_t index_ = -1;
   std::atomic<bool> failed_ = false;  // and told
+  std::mutex guard_;
+  std::map<std::int32_t, std::optional<WorkerReport>> unreported_;  // by index; empty: not finished
   RestLane lane_;
 };
 

@@ -360,8 +360,8 @@ TEST_F(Jobs, MemoryIsWhatWasEstimated) {
            {R"("effects": [ {}, {}, {} ])", "f.exr", "8"},
            {R"("effects": [ {}, {}, {} ], "motionBlur": { "samples": 2 })", "f.png", "8"}}) {
     WriteFile(Scene(), head + more + "}");
-    // While one is packed, the next one is drawn.
-    const Arguments some{"--frames", "19-20", "--overwrite", "--depth", depth};
+    // While one is packed and one waits for it, the next one is drawn.
+    const Arguments some{"--frames", "18-21", "--overwrite", "--depth", depth};
     Arguments dry = some;
     dry.push_back("--dry-run");
     const std::string told = Render(output, dry).output;

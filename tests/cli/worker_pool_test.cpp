@@ -26,7 +26,7 @@ using Work = std::function<void(std::int32_t frame, std::span<std::uint8_t> slot
 class TestWork final : public FrameWork {
  public:
   explicit TestWork(Work work) : work_(std::move(work)) {}
-  // The rest runs beside the next frame where there are no slots.
+  // The rest runs beside the next frames where there are no slots.
   std::function<void()> Make(std::int32_t frame, std::span<std::uint8_t> slot) override {
     if (slot.empty()) return [this, frame] { work_(frame, {}); };
     work_(frame, slot);
@@ -76,7 +76,7 @@ TEST(WorkerPool, TakesEveryFrameOnceAndInOrderWithSlots) {
           usleep(static_cast<useconds_t>(frame * 7919 % 400));  // they overtake each other
           if (!slot.empty()) std::memset(slot.data(), frame, slot.size());
         });
-        if (slotBytes == 0) std::sort(taken.frames.begin(), taken.frames.end());
+        if (slotBytes == 0 && jobs > 1) std::sort(taken.frames.begin(), taken.frames.end());
         EXPECT_EQ(taken.frames, SomeFrames(count)) << jobs << " jobs, " << slotBytes;
         EXPECT_TRUE(taken.bytesRight);
       }
