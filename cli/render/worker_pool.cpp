@@ -100,7 +100,9 @@ struct WorkerPool::Impl {
   [[noreturn]] static void ThrowDeathOf(WorkerProcess& worker) {
     const auto& orders = worker.Orders();
     std::string where = orders.empty() ? "" : fmt::format(" while it made frame {}", orders.front().frame);
-    if (worker.StartedOrders() > 1) where += fmt::format(" or {}", orders[1].frame);
+    for (std::size_t i = 1; i < worker.StartedOrders(); ++i) {
+      where += fmt::format("{} {}", i + 1 == worker.StartedOrders() ? " or" : ",", orders[i].frame);
+    }
     throw stage::WorkError(fmt::format("a render process {}{}", worker.Death(), where));
   }
 
