@@ -196,6 +196,8 @@ TEST_F(Jobs, KilledAtAnyMomentLeavesWholeFilesOnly) {
     std::filesystem::remove_all(folder_ / "out");
     Program program(RenderTo("out/f.png", {"--jobs", std::to_string(round % 3 + 1)}), "/dev/null", folder_ / "error");
     usleep(static_cast<useconds_t>(random() % 250000));
+    program.Send(SIGSTOP);  // so that no worker is forked behind the list
+    usleep(2000);
     const auto workers = ChildrenOf(program.Process());
     program.Send(SIGKILL);
     program.Wait();
