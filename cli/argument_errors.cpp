@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -11,9 +12,19 @@
 namespace orvandel::cli {
 namespace {
 
-const CLI::App* CommandOf(const CLI::App& app) {
-  const auto commands = app.get_subcommands();
-  return commands.empty() ? nullptr : commands.front();
+// What the arguments name: "orvandel", "orvandel render", "orvandel farm status".
+struct Command {
+  const CLI::App* app;
+  std::string words;
+};
+
+Command CommandOf(const CLI::App& program) {
+  Command named{&program, program.get_name()};
+  for (auto commands = program.get_subcommands(); !commands.empty(); commands = named.app->get_subcommands()) {
+    named.app = commands.front();
+    named.words += " " + named.app->get_name();
+  }
+  return named;
 }
 
 std::string UnknownOption(const CLI::App& command, const std::string& word) {
@@ -31,13 +42,12 @@ std::string UnknownCommand(const CLI::App& app, const std::string& word) {
   return fmt::format("there is no command {}{}", stage::Quoted(word), stage::DidYouMean(word, known));
 }
 
-std::string Unexpected(const CLI::App& app, const CLI::ParseError& error) {
-  const std::vector<std::string> words = app.remaining(true);
+std::string Unexpected(const CLI::App& program, const CLI::App& command, const CLI::ParseError& error) {
+  const std::vector<std::string> words = program.remaining(true);
   if (words.empty()) return error.what();
-  const CLI::App* command = CommandOf(app);
   const auto option = std::find_if(words.begin(), words.end(), [](const auto& word) { return word.starts_with("-"); });
-  if (option != words.end()) return UnknownOption(command == nullptr ? app : *command, *option);
-  if (command == nullptr) return UnknownCommand(app, words.front());
+  if (option != words.end()) return UnknownOption(command, *option);
+  if (&command == &program) return UnknownCommand(program, words.front());
   return fmt::format("{} is one argument too many", stage::Quoted(words.front()));
 }
 
@@ -47,21 +57,41 @@ void Replace(std::string& text, std::string_view from, std::string_view to) {
   }
 }
 
+// The parser's own sentence, made one that also says what is allowed.
+std::string Reworded(std::string text) {
+  // What follows a mark in the text, which then ends before the mark; nothing where there is no such mark.
+  const auto cutFrom = [&text](std::string_view mark) -> std::optional<std::string> {
+    const auto at = text.find(mark);
+    if (at == std::string::npos) return std::nullopt;
+    std::string rest = text.substr(at + mark.size());
+    text.resize(at);
+    return rest;
+  };
+  Replace(text, ".000000", "");
+  Replace(text, "Value ", "");
+  Replace(text, " not in range ", " is not a number in the range ");
+  if (const auto times = cutFrom("At Most 1 required but received ")) {
+    text += fmt::format("may be given only once, but was given {} times", *times);
+  } else if (auto choices = cutFrom(" not in {")) {
+    choices->resize(choices->find('}'));
+    Replace(*choices, ",", ", ");
+    text += " is not one of " + *choices;
+  } else if (auto value = cutFrom(": 1 required ")) {
+    Replace(*value, " missing", "");
+    text += " needs a value: " + *value;
+  } else if (cutFrom(" unit not recognized")) {
+    text += " is not a number of bytes, such as 8G, 500M or 2000000000";
+  }
+  return text;
+}
+
 }  // namespace
 
-std::string ExplainArguments(const CLI::App& app, const CLI::ParseError& error) {
-  const CLI::App* command = CommandOf(app);
+std::string ExplainArguments(const CLI::App& program, const CLI::ParseError& error) {
+  const Command named = CommandOf(program);
   const bool extra = dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr;
-  std::string text = extra ? Unexpected(app, error) : std::string(error.what());
-  Replace(text, "At Most 1 required but received", "may be given once, but is there so many times:");
-  Replace(text, ".000000", "");
-  Replace(text, " not in {", " is none of {");
-  Replace(text, "Value ", "");
-  if (const auto at = text.find(" unit not recognized"); at != std::string::npos) {
-    text = text.substr(0, at) + " is not a number of bytes, such as 8G, 500M or 2000000000";
-  }
-  Replace(text, " not in range ", " is not a number in the range ");
-  return fmt::format("{} (orvandel {}--help)", text, command == nullptr ? "" : command->get_name() + " ");
+  const std::string text = extra ? Unexpected(program, *named.app, error) : Reworded(error.what());
+  return fmt::format("{} ({} --help)", text, named.words);
 }
 
 }  // namespace orvandel::cli

@@ -1,4 +1,4 @@
-// What the argument parser complains of, in the program's own words.
+// The argument parser's complaints in the program's own words.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -7,6 +7,6 @@
 namespace orvandel::cli {
 
 // One line: what is wrong, the nearest name where one is unknown, and which help to read.
-std::string ExplainArguments(const CLI::App& app, const CLI::ParseError& error);
+std::string ExplainArguments(const CLI::App& program, const CLI::ParseError& error);
 
 }  // namespace orvandel::cli

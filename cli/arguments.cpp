@@ -85,14 +85,13 @@ void AddPicture(CLI::App& command, Requests& requests) {
       ->check(CLI::IsMember(codecs));
   AddBackground(command, request.background);
   command
-      .add_option("--film-quality", request.filmQuality,
-                  "What a film with losses is worth: smaller files for medium and low")
+      .add_option("--film-quality", request.filmQuality, "Quality of a lossy film; medium and low give smaller files")
       ->check(CLI::IsMember({"high", "medium", "low"}))
       ->default_val("high");
   command.add_flag("--no-sound", request.noSound, "A film without the scene's sound");
 }
 
-// What renders may take.
+// Processes, memory and time.
 void AddLimits(CLI::App& command, RenderRequest& request) {
   command.add_option("-j,--jobs", request.jobs, "Render with N processes; 0: one per processor")
       ->check(CLI::Range(0, kMostJobs))
@@ -147,7 +146,7 @@ void AddRender(CLI::App& app, Requests& requests) {
   AddPicture(command, requests);
   command
       .add_option("--from-pictures", request.fromPictures,
-                  "Make the film of numbered pictures that were rendered before: NAME.####.png")
+                  "Make the film from numbered pictures that exist already: NAME.####.png")
       ->type_name("NAME");
   AddLimits(command, requests.render);
   AddWork(command, requests);
@@ -166,19 +165,21 @@ void AddRender(CLI::App& app, Requests& requests) {
 }
 
 void AddFarmFolder(CLI::App& command, FarmFolderRequest& request) {
-  command.add_option("folder", request.folder, "The folder that orvandel farm named")->required()->type_name("FOLDER");
+  command.add_option("folder", request.folder, "The folder that orvandel farm printed, NAME.farm")
+      ->required()
+      ->type_name("FOLDER");
 }
 
 void AddFarmSteps(CLI::App& farm, Requests& requests) {
-  CLI::App& status = *farm.add_subcommand("status", "Show how far a farm is");
+  CLI::App& status = *farm.add_subcommand("status", "Show how far a farm's render has come");
   AddFarmFolder(status, requests.farmFolder);
   status.add_flag("--json", requests.farmFolder.asJson, "As JSON");
   status.footer(kFarmStatusHelp);
   CLI::App& resume = *farm.add_subcommand("resume", "Render what is missing, and join");
   AddFarmFolder(resume, requests.farmFolder);
   resume.add_flag("--restart", requests.farmFolder.restart, "Cancel what is still in the queue, and begin again");
-  CLI::Option* noSubmit =
-      resume.add_flag("--no-submit", requests.farmFolder.noSubmit, "Print the line for GNU parallel, submit nothing");
+  CLI::Option* noSubmit = resume.add_flag("--no-submit", requests.farmFolder.noSubmit,
+                                          "Print the command for GNU parallel, submit nothing");
   resume.add_flag("--wait", requests.farmFolder.wait, "Wait for the end; Ctrl-C cancels the job")->excludes(noSubmit);
   resume.footer(kFarmResumeHelp);
   CLI::App& join = *farm.add_subcommand("join", "Check the pictures here and now, and make the film");
@@ -188,14 +189,14 @@ void AddFarmSteps(CLI::App& farm, Requests& requests) {
 
 void AddFarmWork(CLI::App& command, Requests& requests) {
   FarmRequest& request = requests.farm;
-  command.add_option("--chunk", request.chunk, "Frames of a task, or auto: by what a few frames take here")
+  command.add_option("--chunk", request.chunk, "Frames per task, or auto: from the time that a few frames take here")
       ->type_name("N")
       ->default_val("auto");
-  command.add_option("--film", request.film, "A film to make of the pictures in the end")->type_name("NAME");
+  command.add_option("--film", request.film, "A film to make from the pictures at the end")->type_name("NAME");
   command.add_option("--folder", request.folder, "For scripts, logs and reports; default: NAME.farm beside the output")
       ->type_name("FOLDER");
-  command.add_option("--partition", request.partition, "The part of the farm that renders")->type_name("NAME");
-  command.add_option("--at-once", request.atOnce, "Tasks that run at once, at most; 0: no limit")
+  command.add_option("--partition", request.partition, "The Slurm partition to render on")->type_name("NAME");
+  command.add_option("--at-once", request.atOnce, "At most this many tasks at once; 0: no limit")
       ->check(CLI::Range(0, 1000000))
       ->type_name("N")
       ->default_val(0);
@@ -206,11 +207,12 @@ void AddFarmWork(CLI::App& command, Requests& requests) {
   command.add_option("--sbatch", request.sbatch, "A further option for sbatch; repeatable: --sbatch=--time=2:00:00")
       ->allow_extra_args(false)
       ->type_name("OPTION");
-  command.add_flag("--overwrite", requests.overwrite, "Replace a film that exists; pictures that fit are always kept");
+  command.add_flag("--overwrite", requests.overwrite,
+                   "Replace a film that exists; pictures already rendered are always kept");
   CLI::Option* dryRun =
       command.add_flag("--dry-run", request.dryRun, "Print the scripts and commands, write and submit nothing");
   CLI::Option* noSubmit =
-      command.add_flag("--no-submit", request.noSubmit, "Write the scripts, print the line for GNU parallel")
+      command.add_flag("--no-submit", request.noSubmit, "Write the scripts and print the command for GNU parallel")
           ->excludes(dryRun);
   command.add_flag("--wait", request.wait, "Wait for the end; Ctrl-C cancels the job")
       ->excludes(dryRun)
@@ -219,7 +221,7 @@ void AddFarmWork(CLI::App& command, Requests& requests) {
 
 void AddFarm(CLI::App& app, Requests& requests) {
   CLI::App& command = *app.add_subcommand("farm", "Render a scene in chunks on the machines of a Slurm farm");
-  // Not required as far as the parser goes: a required word would be taken for the scene even where it names a step.
+  // The parser is not told that it is required: it would then take the name of a step for the scene.
   AddScene(command, requests.render.scene, "Scene file (JSON)");
   CLI::Option* output = command.add_option("-o,--output", requests.render.output, "Numbered .png pictures, or a film")
                             ->required()
@@ -248,7 +250,7 @@ void AddParams(CLI::App& app, ParamsRequest& request) {
   CLI::Option* json = command.add_flag("--json", request.asJson, "As JSON");
   command
       .add_flag("--assignments", request.asAssignments,
-                "A line for all that --set can begin with: NAME=, and NAME=CHOICE where there are choices")
+                "Everything that --set can begin with, one a line: NAME=, and NAME=CHOICE where there are choices")
       ->excludes(json);
   command.footer(kParamsHelp);
 }
@@ -337,7 +339,7 @@ void AddAbout(CLI::App& app, Requests& requests) {
   app.add_subcommand("man", "Print the manual page")->footer(kManHelp);
 }
 
-// The parser shows choices as a part of the type: "TEXT:{full,draft}".
+// The parser has choices as a part of the type: "TEXT:{full,draft}".
 std::vector<std::string> ChoicesIn(const std::string& typeName) {
   std::vector<std::string> choices;
   const auto open = typeName.find('{');

@@ -1,5 +1,5 @@
 // Standard output and standard error as programs meet them: a terminal, a full disk, a pipe without a reader, closed.
-// One body here; the one for Windows is windows/console.cpp.
+// This folder has the POSIX implementation; the one for Windows is windows/console.cpp.
 #pragma once
 
 #include <fmt/format.h>

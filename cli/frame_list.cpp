@@ -113,9 +113,10 @@ std::vector<std::int32_t> ChosenFrames(const FrameChoice& choice, const stage::T
     std::iota(frames.begin(), frames.end(), begin);
     return frames;
   }
-  const std::string where = choice.out.empty()  ? fmt::format("after --in {}", choice.in)
-                            : choice.in.empty() ? fmt::format("before --out {}", choice.out)
-                                                : fmt::format("from --in {} to --out {}", choice.in, choice.out);
+  const std::string where = choice.out.empty() ? fmt::format("after --in {}", choice.in)
+                            : choice.in.empty()
+                                ? fmt::format("before --out {}", choice.out)
+                                : fmt::format("from --in {} to --out {}, which must be later", choice.in, choice.out);
   throw InputError(
       fmt::format("no frame begins {}; the scene has {} frames a second", where, stage::TextOf(time.frameRate)));
 }

@@ -1,4 +1,4 @@
-// The longer parts of the help: what stands below a command's options. A line "Title:" begins a section.
+// The longer parts of the help, shown below a command's options. A line "Title:" begins a section.
 #pragma once
 
 namespace orvandel::cli {
@@ -34,9 +34,10 @@ Output:
   NAME.png        one frame; for several, .#### is inserted: NAME.0042.png
   NAME.####.png   the frame's number, as many digits as there are #; NAME.%04d.png is the same
   NAME.####.exr   for compositing: half floats in linear light, colour times alpha
-  NAME.mp4        a film without alpha at the scene's frame rate, from frames that rise, over the background or black
+  NAME.mp4        a film without alpha, at the scene's frame rate, over the background or black; its frames in
+                  ascending order
   NAME.mov        a film with alpha; also .webm, .mkv, .apng and .webp (--list-formats)
-                  --from-pictures makes it of pictures that are there, with the scene's frame rate and sound.
+                  --from-pictures makes it from existing pictures, with the scene's frame rate and sound.
                   Films carry the scene's sound, where their format can, unless --no-sound is given.
   -               raw frames on standard output: bytes red, green, blue, alpha, straight alpha, no header
   Files appear under their names only when they are complete. Existing files are kept unless --overwrite is given;
@@ -49,14 +50,14 @@ Jobs:
 
 Late frames:
   --snapshots DIR keeps the state of the waves every 20 seconds of the scene (--snapshot-seconds), once for all renders
-  of the same scene by the same program. A render that begins at an hour then begins at the state before it. Any number
-  of renders may share a folder; the frames are the same with and without. A folder per scene in it can be deleted at
-  any time.
+  of the same scene by the same program. A render that begins an hour into the scene then starts from the last state
+  before that. Any number of renders may share DIR; the frames are the same with and without it. DIR holds a folder for
+  each scene, which may be deleted at any time.
 
 Progress:
   bar, lines (every two seconds), none, or json: one object a line on standard error, the events start, note, frame,
-  end and, when it fails, error. --stats tells at the end what reading media, drawing, compositing, encoding and
-  writing took, as each frame waited for them; json tells it of every frame.
+  end and, when it fails, error. --stats prints at the end how long frames waited for reading media, drawing,
+  compositing, encoding and writing; json has it for every frame.
 
 Scenes from untrusted sources:
   Media must lie in the scene's folder or below (--allow-outside). --max-waves and --max-memory refuse renders that are
@@ -74,12 +75,12 @@ Examples:
 
 inline constexpr const char* kFarmHelp = R"(
 What happens:
-  The frames are shared out in chunks, an array of Slurm tasks that each run orvandel render --resume and try again when
-  it fails; then a join checks every picture, makes the film where one is wanted, and writes a report. When --output is a
-  film, the pictures stay in the farm's folder. The program, the scene and the output must have the same names on all
-  machines. docs/farm.md leads through a first one.
+  The frames are divided into chunks, an array of Slurm tasks that each run orvandel render --resume and try again when
+  it fails. Then a join checks every picture, makes the film if one is wanted, and writes a report. When --output is a
+  film, the pictures stay in the farm's folder. The program, the scene and the output must have the same paths on all
+  machines. docs/farm.md walks through a first render.
   --dry-run prints the scripts; with --no-submit they can be run with GNU parallel on one machine, or by another queue.
-  Pictures that are there and fit are kept, so that a longer scene renders only what is new.
+  Pictures of the same scene and settings are kept, so that a longer scene renders only its new frames.
 
 Examples:
   orvandel farm ripple.json -o 'out/ripple.####.png' --wait
@@ -187,11 +188,11 @@ Examples:
 
 inline constexpr const char* kStudioHelp = R"(
 What it does:
-  Prints the page's address and serves it until Ctrl-C, to browsers of this machine alone: nobody who does not know the
-  address is answered. The page shows the scene while you change it and saves it to its file; a change that another
-  program makes to the file shows at once, and is never overwritten unasked. The page sees the pictures, sounds and
-  films in the scene's folder and below, and puts there what you drop on it; it can name no other file.
-  Without SCENE it is the page alone, which keeps scenes in the browser.
+  Prints the page's address and serves it until Ctrl-C, to browsers on this machine only; requests that do not
+  come with that address are refused. The page shows the scene while you change it and saves it to its file; a change that another
+  program makes to the file shows at once, and is not overwritten without asking. The page sees the pictures, sounds and
+  films in the scene's folder and below, and copies there what you drop on it; it can open no other file.
+  Without SCENE, the page keeps its scenes in the browser.
 
 Examples:
   orvandel new mine.json --from ripple && orvandel studio mine.json

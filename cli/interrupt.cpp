@@ -36,7 +36,7 @@ void CatchInterrupts() {
     sigaction(signal, nullptr, &before);
     if (before.sa_handler != SIG_IGN) sigaction(signal, &action, nullptr);  // nohup, or a shell's background job
   }
-  std::signal(SIGCHLD, SIG_DFL);  // whoever ignored it would leave no child's exit code to be asked for
+  std::signal(SIGCHLD, SIG_DFL);  // if it is ignored, the system keeps no exit codes of children
   std::signal(SIGXFSZ, SIG_IGN);  // a file that may not grow is an error like a full disk
 }
 

@@ -9,8 +9,8 @@ namespace orvandel::cli {
 
 inline constexpr std::array<int, 3> kStopSignals{SIGINT, SIGTERM, SIGHUP};
 
-// Installs the handlers, except for signals that whoever started the program had it ignore, and sees to it that ends
-// of children are told. Once, before any work.
+// Installs the handlers, except for signals that the program was started to ignore, and makes sure that children can be
+// waited for. Once, before any work.
 void CatchInterrupts();
 
 // In a worker process: SIGINT and SIGHUP, which a terminal sends to parent and workers alike, are left to the parent;

@@ -36,7 +36,7 @@ std::string StagesText(const std::vector<StageSummary>& stages) {
   return TextTable(rows);
 }
 
-// Nothing while it goes on; at the end one line.
+// Nothing while rendering; one line at the end.
 class SummaryOnly : public Progress {
  public:
   void Begin(const RenderStart& start) override {

@@ -198,10 +198,9 @@ void LookAtTime(stage::EffectModule& module, const stage::Scene& scene, Findings
   }
 }
 
-Findings CheckScene(stage::EffectModule& module, const CheckRequest& request) {
+Findings CheckScene(stage::EffectModule& module, const CheckRequest& request, SceneText& text) {
   Findings findings;
   const SceneRequest& wanted = request.scene;
-  SceneText text;
   try {
     text = LoadScene(wanted);
   } catch (const stage::InputError& error) {
@@ -274,11 +273,12 @@ void PrintFindings(const Findings& findings, bool asJson) {
 
 void Check(const CheckRequest& request) {
   stage::EffectModule module(stage::LoadEffect(ModuleFile(request.scene.module)));
-  const Findings findings = CheckScene(module, request);
+  SceneText text{{}, request.scene.file};
+  const Findings findings = CheckScene(module, request, text);
   PrintFindings(findings, request.asJson);
   module.SetDown();
   if (findings.errors.empty()) return;
-  throw stage::InputError(fmt::format("{}: {} mistake{}", request.scene.file.string(), findings.errors.size(),
+  throw stage::InputError(fmt::format("{}: {} mistake{}", text.file.string(), findings.errors.size(),
                                       findings.errors.size() == 1 ? "" : "s"));
 }
 

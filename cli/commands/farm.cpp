@@ -1,5 +1,5 @@
-// `orvandel farm`: a render in chunks, by the machines of a farm. Slurm does the scheduling; what is here writes its
-// scripts, tells how far they are, and checks what they leave.
+// `orvandel farm`: a render in chunks, by the machines of a farm. Slurm does the scheduling; the code here writes the
+// scripts, shows their progress, and checks the pictures they leave.
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -58,13 +58,9 @@ void RefuseQueued(const std::filesystem::path& folder) {
   const FarmJob old = LoadFarmJob(folder);
   const Queue queue = AskQueue(old);
   if (queue.answered && queue.tasks.empty()) return;
-  throw stage::InputError(
-      fmt::format("--folder: {} belongs to job {}, which {}; see orvandel farm status, or name "
-                  "another folder",
-                  folder.string(), old.arrayId,
-                  queue.answered ? "is still in the queue"
-                                 : "may still be in a queue that does not "
-                                   "answer"));
+  throw stage::InputError(fmt::format(
+      "--folder: {} belongs to job {}, which {}; see orvandel farm status, or name another folder", folder.string(),
+      old.arrayId, queue.answered ? "is still in the queue" : "may still be in a queue that does not answer"));
 }
 
 void Go(FarmJob& job, const Numbers& chunks, bool noSubmit, bool wait) {
@@ -160,7 +156,7 @@ void PrintStatusJson(const FarmJob& job, const std::vector<ChunkState>& states, 
 
 // --- join
 
-// The pictures are of the scene as it is now: what the renders wrote down beside them says so.
+// The renders recorded beside the pictures what they are of; a dry run compares that with the scene as it is now.
 void RefuseOtherScene(const FarmJob& job) {
   Words words = job.render;
   words.insert(words.end(), {"--frames", RunsText({job.chunks.front().front()}), "--dry-run"});
@@ -168,14 +164,16 @@ void RefuseOtherScene(const FarmJob& job) {
   if (result.exitCode == 0) return;
   if (result.exitCode == kInterrupted) throw stage::Interrupted();
   Tell(result.text);
-  throw stage::InputError(fmt::format("{}: is not what the pictures are of", job.render[2]));
+  if (result.exitCode != kBadInput) throw stage::WorkError(EndText(words.front(), result));
+  throw stage::InputError(
+      fmt::format("{}: the pictures cannot be checked against this scene, for the reason above", job.render[2]));
 }
 
 std::string MakeFilm(const FarmJob& job) {
   if (job.filmCommand.empty()) return {};
   const ChildResult result = RunChild(job.filmCommand, ChildOutput::kShown);
   if (result.exitCode == kInterrupted) throw stage::Interrupted();
-  return result.exitCode == 0 ? "" : fmt::format("could not be made, exit code {}", result.exitCode);
+  return result.exitCode == 0 ? "" : "could not be made: " + EndText(job.filmCommand.front(), result);
 }
 
 }  // namespace
@@ -207,11 +205,10 @@ void FarmResume(const FarmFolderRequest& request) {
   if (!request.noSubmit) RequireSlurm();
   const Queue queue = AskQueue(job);
   if (!queue.answered && !request.restart)
-    throw stage::WorkError("the queue does not answer, so the job may still run");
+    throw stage::WorkError("the queue does not answer, so the job may still be running; --restart cancels it");
   if (!queue.tasks.empty() && !request.restart) {
     throw stage::InputError(
-        fmt::format("{} of the job's tasks are still in the queue; wait for them, or --restart "
-                    "cancels them first",
+        fmt::format("{} of the job's tasks are still in the queue; wait for them, or --restart cancels them first",
                     queue.tasks.size()));
   }
   if (!queue.tasks.empty()) CancelFarm(job);
@@ -222,7 +219,7 @@ void FarmResume(const FarmFolderRequest& request) {
     if (!FramesMissing(job, job.chunks[static_cast<std::size_t>(number)]).empty()) chunks.push_back(number);
   }
   if (chunks.empty() && report && report->ok) {
-    Print("{}: all is there\n", job.pictures);
+    Print("{}: nothing is missing\n", job.pictures);
     return;
   }
   Go(job, chunks, request.noSubmit, request.wait);
@@ -237,8 +234,8 @@ void FarmJoin(const FarmFolderRequest& request) {
   const FarmReport report = WriteReport(job, check, filmFault);
   Print("{}", report.text);
   if (report.ok) return;
-  throw stage::WorkError(
-      fmt::format("not all is there; orvandel farm resume {} tries again", ShellWord(job.folder.string())));
+  throw stage::WorkError(fmt::format("the render is incomplete; orvandel farm resume {} renders what is missing",
+                                     ShellWord(job.folder.string())));
 }
 
 }  // namespace orvandel::cli

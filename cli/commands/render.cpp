@@ -101,10 +101,10 @@ void RefuseImpossibleSettings(const RenderRequest& request, const Output& output
   if (request.depth == 16 && output.IsExr()) throw stage::InputError("--depth: .exr pictures hold half floats");
   if (request.filmQuality != "high" &&
       (output.kind != OutputKind::kFilm || stage::KindOf(output.FileOf(0), request.codec).lossless)) {
-    throw stage::InputError("--film-quality: only a film that is not lossless has several qualities");
+    throw stage::InputError("--film-quality: is for lossy films only (--list-formats)");
   }
   if (!request.codec.empty() && output.kind != OutputKind::kFilm) {
-    throw stage::InputError(fmt::format("--codec: '{}' is for a film", request.codec));
+    throw stage::InputError(fmt::format("--codec: '{}' is for films, and --output names none", request.codec));
   }
   if (output.kind == OutputKind::kStream && !OutputIsOpen()) {
     throw stage::InputError("--output: standard output is closed");

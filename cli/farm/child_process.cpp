@@ -1,6 +1,7 @@
 #include "cli/farm/child_process.h"
 
 #include <fcntl.h>
+#include <fmt/format.h>
 #include <poll.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -9,6 +10,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <sstream>
 
@@ -77,7 +79,9 @@ ChildResult RunChild(const std::vector<std::string>& words, ChildOutput output) 
   ChildResult result;
   Pipe pipe;
   pid_t process = -1;
-  if (Spawn(process, words, output, pipe.WriteEnd()) != 0) return {127, {}};
+  if (const int error = Spawn(process, words, output, pipe.WriteEnd()); error != 0) {
+    return {127, {}, std::strerror(error)};
+  }
   pipe.CloseWriteEnd();
   bool stopped = false;
   int status = 0;
@@ -94,6 +98,11 @@ ChildResult RunChild(const std::vector<std::string>& words, ChildOutput output) 
   }
   result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
   return result;
+}
+
+std::string EndText(const std::string& program, const ChildResult& result) {
+  if (!result.startFault.empty()) return fmt::format("{} cannot be started: {}", program, result.startFault);
+  return fmt::format("{} ended with exit code {}", program, result.exitCode);
 }
 
 bool IsInPath(const std::string& program) {

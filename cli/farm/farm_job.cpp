@@ -92,15 +92,16 @@ FarmJob LoadFarmJob(const std::filesystem::path& folder) {
   std::ifstream stream(FileIn(absolute), std::ios::binary);
   if (!stream) {
     throw stage::InputError(
-        fmt::format("{}: has no farm.json; the folder is the one that orvandel farm named", folder.string()));
+        fmt::format("{}: has no farm.json; give the folder that orvandel farm printed, NAME.farm", folder.string()));
   }
   try {
     const auto json = ordered_json::parse(stream);
-    if (json.at("format") != kFormat) throw stage::InputError("a farm.json of another version");
-    return JobIn(json, absolute);
-  } catch (const std::exception& error) {
-    throw stage::InputError(fmt::format("{}: cannot be used: {}", FileIn(absolute).string(), error.what()));
+    if (json.at("format") == kFormat) return JobIn(json, absolute);
+  } catch (const std::exception&) {
+    throw stage::InputError(
+        fmt::format("{}: is damaged, or was not written by orvandel farm", FileIn(absolute).string()));
   }
+  throw stage::InputError(fmt::format("{}: was written by another version of this program", FileIn(absolute).string()));
 }
 
 }  // namespace orvandel::cli

@@ -67,7 +67,7 @@ std::string ReportText(const FarmJob& job, const PictureCheck& check, const std:
                        const std::vector<Try>& tries) {
   const std::size_t frames = job.FrameCount();
   std::string text =
-      fmt::format("{}: {} of {} frames are there and whole\n", job.pictures, frames - check.faults.size(), frames);
+      fmt::format("{}: {} of {} frames are complete\n", job.pictures, frames - check.faults.size(), frames);
   for (std::size_t i = 0; i < std::min(check.faults.size(), kMostNamed); ++i) {
     text += fmt::format("frame {}: {}\n", check.faults[i].frame, check.faults[i].reason);
   }

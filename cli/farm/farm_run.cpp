@@ -54,7 +54,7 @@ void Watch(const FarmJob& job) {
     silences = queue.answered ? 0 : silences + 1;
     if (queue.answered && queue.tasks.empty()) return;
     if (silences < kMostSilences) continue;
-    throw stage::WorkError(fmt::format("the queue does not answer any more; the job may go on: orvandel farm status {}",
+    throw stage::WorkError(fmt::format("the queue no longer answers; the job may go on: orvandel farm status {}",
                                        ShellWord(job.folder.string())));
   }
 }
@@ -82,7 +82,7 @@ void CancelFarm(const FarmJob& job) {
     Pause();
     if (StopRequested()) throw stage::Interrupted();
   }
-  throw stage::WorkError(fmt::format("jobs {} {} do not leave the queue", job.arrayId, job.joinId));
+  throw stage::WorkError(fmt::format("jobs {} {} were cancelled but are still in the queue", job.arrayId, job.joinId));
 }
 
 void WaitForFarm(const FarmJob& job) {
@@ -91,7 +91,7 @@ void WaitForFarm(const FarmJob& job) {
   } catch (const stage::Interrupted&) {
     Cancel(job);
     PrintNote(
-        fmt::format("cancelled; orvandel farm resume {} goes on from what is there", ShellWord(job.folder.string())));
+        fmt::format("cancelled; orvandel farm resume {} renders what is missing", ShellWord(job.folder.string())));
     throw;
   }
   const auto report = ReadReport(job);
@@ -101,7 +101,7 @@ void WaitForFarm(const FarmJob& job) {
         fmt::format("the join left no report; see {}/join.txt, then {}", job.LogFolder().string(), advice));
   }
   Print("{}", report->text);
-  if (!report->ok) throw stage::WorkError(fmt::format("not all is there; {} tries again", advice));
+  if (!report->ok) throw stage::WorkError(fmt::format("the render is incomplete; {} renders what is missing", advice));
 }
 
 }  // namespace orvandel::cli

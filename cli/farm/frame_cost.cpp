@@ -87,6 +87,7 @@ Seconds Render(Words words, const std::set<std::int32_t>& frames) {
   Seconds seconds;
   seconds.launch = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   if (StopRequested()) throw stage::Interrupted();
+  if (!result.startFault.empty()) throw stage::WorkError(EndText(words.front(), result));
   std::istringstream lines(result.text);
   for (std::string line; std::getline(lines, line);) {
     const auto json = nlohmann::json::parse(line, nullptr, false);
@@ -99,7 +100,7 @@ Seconds Render(Words words, const std::set<std::int32_t>& frames) {
   }
   seconds.launch = std::max(0.0, seconds.launch);
   if (seconds.frames.size() == frames.size()) return seconds;
-  throw stage::WorkError("the frames that should tell a chunk's size could not be rendered; --chunk N sets it");
+  throw stage::WorkError("the frames by which the chunks' size is chosen could not be rendered; --chunk N sets it");
 }
 
 }  // namespace

@@ -64,7 +64,7 @@ Names NamesFor(const FarmRequest& request, const std::vector<std::int32_t>& fram
   }
   RefuseControlCharacters(names.pictures + names.film, "--output");
   RefuseControlCharacters(names.folder.string(), "--folder");
-  // Slurm reads a backslash in the names of logs as a sign of its own.
+  // Slurm gives a backslash in the names of logs a meaning of its own.
   if (names.folder.string().find('\\') != std::string::npos) throw InputError("--folder: a backslash is not allowed");
   return names;
 }
@@ -75,7 +75,8 @@ std::vector<std::int32_t> RisingFrames(const FarmRequest& request, const stage::
   return frames;
 }
 
-// A film without alpha stands over black in the scene's own way; pictures with alpha no longer tell which that was.
+// A film without alpha is composed over black, in linear light where the scene says so. Pictures with alpha no longer
+// know about the light, so the background goes into them.
 RenderRequest RenderOf(const FarmRequest& request, const Names& names, const stage::Scene& scene) {
   RenderRequest render = request.render;
   if (!names.onlyFilm || !scene.linear || !scene.background.IsNothing()) return render;
@@ -83,7 +84,7 @@ RenderRequest RenderOf(const FarmRequest& request, const Names& names, const sta
   return render;
 }
 
-// The program itself knows best what it would refuse.
+// A dry run of the program itself: it refuses here what its tasks would refuse.
 void Rehearse(Words words, const Words& more) {
   words.insert(words.end(), more.begin(), more.end());
   const ChildResult result = RunChild(words, ChildOutput::kErrors);
@@ -94,11 +95,11 @@ void Rehearse(Words words, const Words& more) {
   if (const auto at = text.find(kPrefix); at != std::string::npos) text = text.substr(at + kPrefix.size());
   while (!text.empty() && text.back() == '\n') text.pop_back();
   if (result.exitCode == kBadInput) throw InputError(text);
-  throw stage::WorkError(text.empty() ? fmt::format("{} ended with {}", ShellLine(words), result.exitCode) : text);
+  throw stage::WorkError(text.empty() ? EndText(ShellLine(words), result) : text);
 }
 
-// The way to the last chunk takes longer than this, or, where nothing was measured, is as long as this: tasks leave
-// states of the waves for one another.
+// Simulating the frames before the last chunk takes longer than this, or, where nothing was measured, there are this
+// many of them: then tasks keep states of the waves for one another.
 constexpr double kLongWaySeconds = 0.2;
 constexpr std::int32_t kFarFrame = 3000;
 
@@ -134,7 +135,8 @@ Division Divide(const FarmRequest& request, const Words& render, const std::vect
 
 void AddFilm(const RenderRequest& render, const Names& names, const std::vector<std::int32_t>& frames, FarmJob& job) {
   if (names.film.empty()) {
-    if (!render.codec.empty()) throw InputError(fmt::format("--codec: '{}' is for a film", render.codec));
+    if (!render.codec.empty())
+      throw InputError(fmt::format("--codec: '{}' is for films; --film or --output must name one", render.codec));
     return;
   }
   job.film = names.film;

@@ -37,7 +37,7 @@ Found Look(const FarmJob& job, std::int32_t frame) {
   if (!std::filesystem::exists(file, error)) return {true, file.string() + ": does not exist", {}};
   try {
     const auto form = FormOfPng(file);
-    if (!form) return {false, file.string() + ": is no whole PNG picture with alpha", {}};
+    if (!form) return {false, file.string() + ": is not a complete PNG picture with alpha", {}};
     if (std::string fault = SizeFault(job, form->width, form->height, form->depth); !fault.empty()) {
       return {false, file.string() + ": " + fault, {}};
     }
@@ -57,7 +57,7 @@ unsigned Processors() {
   return static_cast<unsigned>(std::max(1, CPU_COUNT(&mask)));
 }
 
-// Looks at every frame from several threads; only the caller's speaks.
+// Looks at every frame from several threads; only the caller's thread reports progress.
 std::vector<Found> LookAtAll(const FarmJob& job, const std::vector<std::int32_t>& frames, Progress& progress) {
   std::vector<Found> found(frames.size());
   std::atomic<std::size_t> next{0}, done{0};

@@ -7,7 +7,7 @@
 namespace orvandel::cli {
 namespace {
 
-// A different build would draw different pictures, or be missing on one machine of many.
+// One machine of many may have another version, which may draw other pictures, or none at all.
 std::string VersionGuard(const char* script, const FarmJob& job) {
   return fmt::format(
       R"(program={}
@@ -47,7 +47,7 @@ if [[ -z $frames ]]; then
   exit 2
 fi
 
-# A signal stops the render, which leaves whole pictures only, and is no reason to try again.
+# A signal stops the render, which leaves complete pictures only, and is no reason to try again.
 child='' stopped=''
 stop() {
   stopped=1
@@ -88,10 +88,10 @@ void WriteScript(const std::filesystem::path& file, const std::string& text) {
 std::string ChunkScriptText(const FarmJob& job) {
   return fmt::format(
              R"(#!/usr/bin/env bash
-# Renders one chunk of a farm's frames: chunk.sh NUMBER. An array task of Slurm has its number from there.
-# Pictures that are there and whole are kept, so it may be run again at any time.
-# Exit codes: 0 all frames of the chunk are there; 2 the scene, an option or this machine's program is at fault, which
-# no other try would change; 130 stopped; else what the last of {} tries ended with.
+# Renders one chunk of a farm's frames: chunk.sh NUMBER. In an array task, Slurm gives the number.
+# Complete pictures are kept, so it may be run again at any time.
+# Exit codes: 0 all frames of the chunk are complete; 2 the scene, an option or this machine's program is at fault, which
+# trying again would not change; 130 stopped; else the exit code of the last of {} tries.
 set -uo pipefail
 
 folder={}
@@ -107,9 +107,9 @@ render=({})
 std::string JoinScriptText(const FarmJob& job) {
   return fmt::format(
       R"(#!/usr/bin/env bash
-# Checks that every frame of a farm is there and whole, makes the film where one is wanted, and writes report.json,
+# Checks that every frame of a farm is complete, makes the film where one is wanted, and writes report.json,
 # report.txt and frames.tsv.
-# Exit codes: 0 all is there; 1 something is missing, damaged or could not be made; 2 the scene, an option or this
+# Exit codes: 0 all is complete; 1 something is missing, damaged or could not be made; 2 the scene, an option or this
 # machine's program is at fault; 130 stopped.
 set -euo pipefail
 

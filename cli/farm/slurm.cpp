@@ -12,7 +12,7 @@
 namespace orvandel::cli {
 namespace {
 
-// Names of logs may hold places for numbers, begun by a percent sign.
+// Slurm replaces what follows a percent sign in the names of logs: "%a" becomes the task's number.
 std::string LogName(const std::filesystem::path& folder, const std::string& name) {
   std::string text;
   for (const char c : folder.string()) text += c == '%' ? std::string("%%") : std::string(1, c);
@@ -45,8 +45,8 @@ std::int32_t NumberIn(const std::string& text) {
 void RequireSlurm() {
   if (IsInPath("sbatch") && IsInPath("squeue")) return;
   throw stage::InputError(
-      "there is no sbatch in PATH: this machine submits nothing to Slurm; --no-submit writes the scripts for GNU "
-      "parallel, another queue or your own hands");
+      "there is no sbatch in PATH: this machine cannot submit to Slurm; --no-submit writes the scripts for GNU "
+      "parallel, another queue, or to run by hand");
 }
 
 Words ArrayOptions(const FarmJob& job, const std::vector<std::int32_t>& chunks) {
@@ -74,7 +74,7 @@ std::string Submit(const Words& options) {
   const ChildResult result = RunChild(words, ChildOutput::kOutput);
   std::string id = result.text.substr(0, result.text.find_first_of(";\n"));  // a cluster's name may follow
   if (result.exitCode == 0 && NumberIn(id) > 0) return id;
-  throw stage::WorkError(fmt::format("sbatch failed with {}; it was: {}", result.exitCode, ShellLine(words)));
+  throw stage::WorkError(fmt::format("{}; the command was: {}", EndText("sbatch", result), ShellLine(words)));
 }
 
 Queue AskQueue(const FarmJob& job) {

@@ -1,4 +1,4 @@
-// A hash that tells states of files and pictures apart: the same on all machines, no protection against forgery.
+// A hash that distinguishes states of files and pictures: the same on all machines, no protection against forgery.
 #pragma once
 
 #include <fmt/format.h>

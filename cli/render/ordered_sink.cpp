@@ -49,7 +49,7 @@ class StandardOutput {
     if (fstat(STDOUT_FILENO, &status) != 0) return;
     if (S_ISREG(status.st_mode) || S_ISCHR(status.st_mode)) atOnce_ = kManyBytes;  // a device here is no terminal
     if (!S_ISFIFO(status.st_mode)) return;
-    // Opened anew, it is this program's alone: whoever shares the first one need not know that writes do not block.
+    // A descriptor of our own, so that other programs that share the first one are not affected by O_NONBLOCK.
     const int own = open("/proc/self/fd/1", O_WRONLY | O_NONBLOCK | O_CLOEXEC);
     if (own < 0) return;
     descriptor_ = own;

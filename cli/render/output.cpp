@@ -34,8 +34,8 @@ using stage::WorkError;
 void RequireRisingFrames(const std::vector<std::int32_t>& frames, const std::string& name) {
   const auto fall = std::adjacent_find(frames.begin(), frames.end(), std::greater_equal<>());
   if (fall == frames.end()) return;
-  throw InputError(
-      fmt::format("--frames: {} comes after {}, but the frames of a film ({}) must rise", *(fall + 1), *fall, name));
+  throw InputError(fmt::format("--frames: {} comes after {}, but the frames of a film ({}) must be in ascending order",
+                               *(fall + 1), *fall, name));
 }
 
 // Whether the frame's picture is there.

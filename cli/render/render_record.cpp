@@ -15,7 +15,7 @@ namespace {
 
 using nlohmann::ordered_json;
 
-constexpr int kFormat = 2;  // records of other formats tell nothing
+constexpr int kFormat = 2;  // records of other formats are ignored
 
 RunParts PartsIn(const ordered_json& json) {
   RunParts parts;

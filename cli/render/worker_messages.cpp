@@ -80,8 +80,8 @@ bool SendRecord(int socket, const void* record, std::size_t size) {
 
 bool ReceiveRecord(int socket, void* record, std::size_t size) {
   ssize_t received = 0;
-  // The other side's end with an order of ours unread is told once, ahead of the records that it sent before: what
-  // follows are those records.
+  // When the other side ends with an order of ours unread, the system reports that once (ECONNRESET), before the
+  // records that the other side sent earlier.
   do {
     received = recv(socket, record, size, 0);
   } while (received < 0 && (errno == EINTR || errno == ECONNRESET));

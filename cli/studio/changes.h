@@ -1,7 +1,7 @@
-// Changes on disk, whoever makes them: the scene file's and those of the media beside it.
+// Changes on disk, by any program: to the scene file and to the media beside it.
 //
-// Looked for by the files' sizes and times a few times a second, which works on every file system, network folders
-// included. A scene file that was written just now is read even so: times are coarse on some of them.
+// Found by comparing sizes and times a few times a second, which works on every file system, network folders included.
+// A scene file written a moment ago is read even if its time is the same: some file systems have coarse times.
 #pragma once
 
 #include <condition_variable>
@@ -23,7 +23,7 @@ class Changes {
   ~Changes();
 
   struct News {
-    std::uint64_t number = 0;        // of the last change that is told here
+    std::uint64_t number = 0;        // of the last change reported here
     std::string tag;                 // the scene's now
     std::vector<std::string> media;  // changed, come or gone
   };

@@ -1,4 +1,4 @@
-// Who may ask the studio's server anything: the browser page that it serves itself, and nobody else.
+// Whose requests the studio's server answers: those of the page that it serves itself, and no others.
 //
 // Every program and every other person on the machine can reach a port of it, and every page that the browser shows can
 // send requests there. So (1) all paths lie below a random word, which only the printed address tells; (2) the Host is

@@ -12,7 +12,7 @@ bool HasPage();
 // By its path in the page's folder; "" is "index.html". None: there is no such file.
 std::optional<std::string_view> PageFile(std::string_view path);
 
-// What is told to a browser, by the file's ending; empty: a kind that is not served.
+// The Content-Type, by the file's extension; empty: a kind that is not served.
 std::string_view ContentTypeOf(std::string_view name);
 
 // index.html with the element by which the page learns that a program serves it, and which scene.

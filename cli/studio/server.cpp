@@ -82,7 +82,7 @@ bool FitRange(const httplib::Request& request, std::size_t size) {
   }
   auto& [first, last] = ranges.front();
   const auto end = static_cast<ssize_t>(size);
-  if (first < 0) {  // the last so many
+  if (first < 0) {  // a suffix: the last -first bytes
     first = std::max<ssize_t>(0, end - last);
     last = end - 1;
   }

@@ -67,7 +67,7 @@ TEST_F(ProgramTest, RendersAFilm) {
   EXPECT_THAT(NamesIn(Out()), ElementsAre("rings.mp4"));
   EXPECT_THAT(outcome.error, HasSubstr("rings.mp4: 31 frames in "));
   ExpectFailure(Render("again.mp4", {"--frames", "5,3"}), 2, "3 comes after 5, but the frames of a film");
-  ExpectFailure(Render("again.mp4", {"--frames", "5,5"}), 2, "must rise");
+  ExpectFailure(Render("again.mp4", {"--frames", "5,5"}), 2, "ascending order");
   ExpectFailure(Render("again.%03d.mp4"), 2, "one film holds all frames");
   EXPECT_THAT(NamesIn(Out()), ElementsAre("rings.mp4"));
 }
@@ -129,9 +129,9 @@ TEST_F(ProgramTest, RefusesBadArguments) {
   }
   for (const auto& [arguments, part] : {
            Bad{{"--frame", "3"}, "there is no option --frame; did you mean \"--frames\"? (orvandel render --help)"},
-           Bad{{"-o", "g.png"}, "--output: may be given once"},
+           Bad{{"-o", "g.png"}, "--output: may be given only once"},
            Bad{{"more.json"}, "one argument too many"},
-           Bad{{"--quality", "best"}, "best is none of {full,draft}"},
+           Bad{{"--quality", "best"}, "best is not one of full, draft"},
            Bad{{"--downsample", "0"}, "0"},
            Bad{{"--downsample", "two"}, "two"},
            Bad{{"--frames", "60"}, "0..59"},
