@@ -1,5 +1,5 @@
 // Which vectors this processor has, of those that code is compiled for: the one rule by which the effect chooses its
-// code, and by which programs tell what it chose.
+// code, and by which programs report what it chose.
 #pragma once
 
 namespace orvandel {

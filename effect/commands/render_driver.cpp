@@ -12,8 +12,8 @@ namespace {
 // A wave that has not grown is neither outlined nor drawn, and stays in the list.
 bool HasGrown(const Wave& wave) { return wave.size > 0; }
 
-// A wave whose life is over leaves the list undrawn. Its outline is left out where nobody can tell: a polygon's always,
-// one that is traced or taken from a mask where the host promises that its answers stay the same.
+// A wave whose life is over leaves the list undrawn. Its outline is skipped where that has no visible
+// effect: always for a polygon; for a contour or a mask, where the host promises that its answers stay the same.
 bool IsOutlined(const Wave& wave, EffectContext& context) {
   const bool isOver = CurrentOpacity(wave) < 0.0F;
   const bool asksHost = wave.waveType == kContourWave || wave.waveType == kMaskWave;

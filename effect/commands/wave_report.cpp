@@ -7,8 +7,8 @@
 namespace orvandel {
 namespace {
 
-// The drawing pass leaves out waves at the end of their life, and those that have no outline and will never get one.
-bool IsToldOf(const Wave& wave) {
+// Leaves out what the drawing pass removes: waves at the end of their life, and those that will never have an outline.
+bool IsReported(const Wave& wave) {
   const bool hasGrown = wave.size > 0;
   return hasGrown ? !IsOver(wave) : CurrentOpacity(wave) >= 0.0F;
 }
@@ -43,7 +43,7 @@ std::int32_t ReportWaves(const WaveList& list, EffectContext& context) {
   const OrvWaveReportService* service = context.services.WaveReport();
   if (service == nullptr) return 0;
   for (const Wave& wave : list.waves) {
-    if (!IsToldOf(wave)) continue;
+    if (!IsReported(wave)) continue;
     const OrvWave report = Reported(wave, *context.inRecord);
     context.aborted = service->reportWave(context.inRecord->effectRef, &report);
     if (context.aborted != 0) return context.aborted;

@@ -25,7 +25,7 @@ void ReleasePath(ParamSlot& slot) {
   if (slot.pathHandle == 0) return;
   const OrvPathRef path = slot.pathHandle;
   slot.pathHandle = 0;
-  // Whoever checked the path out acquired the service, and the call still holds it.
+  // Checking the path out acquired the service, and the call still holds it.
   const OrvPathQueryService& query = slot.owner->services.PathQuery();
   query.checkInPath(slot.owner->inRecord->effectRef, slot.definition.value.path.pathId, 0, path);
 }

@@ -27,7 +27,7 @@ void SetFailureMessage(OrvOutRecord& outRecord, const char* key, const char* cou
     const auto text = platform::ReplaceInString(platform::Lq_ZStringToUTF16String(key), arguments);
     SetMessage(outRecord, platform::Lq_UTF16ToMBString(text, false).c_str());
   } catch (...) {
-    // No memory for the message either; the code still tells what happened.
+    // No memory for the message either; the code still says what happened.
   }
 }
 

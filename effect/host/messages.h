@@ -9,7 +9,7 @@ namespace orvandel {
 void SetMessage(OrvOutRecord& outRecord, const char* text) noexcept;
 
 // "@0: Insufficient free memory (unable to allocate @1 bytes)", or without the count when it is not known; sets the
-// error-message flag. Without memory for the message the field stays empty; the flag is set all the same.
+// error-message flag. Without memory for the message the field stays empty; the flag is set nevertheless.
 void SetOutOfMemoryMessage(OrvOutRecord& outRecord, const AllocFailed& failure) noexcept;
 
 // "@0: Internal Error", likewise.

@@ -1,6 +1,6 @@
 // The module's own resources: found, loaded and locked through the module handle kept when the module is loaded. One
-// body a kind of system: Windows has such calls itself; elsewhere the resources lie in a section of the module, headed
-// by a directory (OrvResourceEntry).
+// implementation per kind of system: Windows has such calls itself; elsewhere the resources lie in a section of the
+// module, headed by a directory (OrvResourceEntry).
 #pragma once
 
 #include <cstdint>

@@ -2,7 +2,7 @@
 
 #include "effect/platform/module_resource.h"
 
-// Where the linker puts the module that this code is in: its handle, without a word from the loader.
+// The start of the module that this code is in, which is also its handle; so the loader need not be asked for it.
 extern "C" const IMAGE_DOS_HEADER __ImageBase;  // NOLINT(bugprone-reserved-identifier): the linker's name
 
 namespace orvandel::platform {

@@ -21,7 +21,7 @@ namespace orvandel {
 
 class TraceMemory;
 
-// What the waves of a sequence were made for, beside the parameters' values: their times count in the time scale's
+// What the waves of a sequence were made for, apart from the parameters' values: their times count in the time scale's
 // unit, their points are fractions of the layer or the input, the quality decides how finely corners are rounded, and
 // a blurred contour depends on how much empty space surrounds the source.
 struct FrameTerms {

@@ -135,15 +135,15 @@ void SaveSnapshot(Stepper& stepper) {
 
 // --- Resume points, where the host keeps them
 
-// Waves that no frame will show any more; without a frame drawn on the way they would pile up.
-void RemoveTheDead(WaveList& list) {
+// Waves that no later frame shows. Only drawing removes them otherwise, so they would pile up while none is drawn.
+void RemoveDeadWaves(WaveList& list) {
   for (auto at = list.waves.begin(); at != list.waves.end();) {
     const bool isDead = !at->eachFrame && at->age >= at->lifespan;
     at = isDead ? list.Remove(at) : std::next(at);
   }
 }
 
-// What a kept state was made for. One that was made for anything else is passed over, whatever the host still keeps.
+// What a kept state was made for. One that was made for anything else is ignored, even if the host still keeps it.
 struct ResumeTerms {
   std::uint64_t stamp;  // 0: the host promises nothing, so no state can be gone back to
   FrameTerms frame;
@@ -152,7 +152,7 @@ struct ResumeTerms {
 
 ResumeTerms ResumeTermsOf(const Stepper& stepper) { return {stepper.context->ChangeStamp(), stepper.state->terms}; }
 
-// At a whole tick. Nothing depends on its being kept.
+// At a whole tick. The host may decline: no frame depends on it.
 void OfferResumePoint(Stepper& stepper) {
   EffectContext& context = *stepper.context;
   const OrvResumePointsService* service = context.services.ResumePoints();
@@ -164,16 +164,16 @@ void OfferResumePoint(Stepper& stepper) {
   const ResumeTerms terms = ResumeTermsOf(stepper);
   if (terms.stamp == 0) return;
   try {
-    RemoveTheDead(*stepper.list);
+    RemoveDeadWaves(*stepper.list);
     ByteWriter writer;
     writer.Append(terms);
     WriteWaveList(*stepper.list, writer);
     service->keep(ref, tick, writer.Bytes(), static_cast<std::uint64_t>(writer.Length()));
-  } catch (const AllocFailed&) {  // goes on without
+  } catch (const AllocFailed&) {  // the frame does not need it
   }
 }
 
-// Goes to the latest one at or before a tick if it is later than `best`.
+// Restores the latest one at or before a tick if it is later than `best`.
 bool TakeResumePoint(Stepper& stepper, double best, double atOrBefore) {
   EffectContext& context = *stepper.context;
   const OrvResumePointsService* service = context.services.ResumePoints();
@@ -233,11 +233,10 @@ WaveList* Advance(Stepper& stepper) {
   } else if (stepper.snapshotTime <= wholeTarget) {
     best = stepper.snapshotTime;
   }
-  if (best != wholeTarget && TakeResumePoint(stepper, best, wholeTarget)) {
-    // begins there
-  } else if (best < 0) {
+  const bool resumed = best != wholeTarget && TakeResumePoint(stepper, best, wholeTarget);
+  if (!resumed && best < 0) {
     StartAfresh(stepper);
-  } else if (best == stepper.snapshotTime) {
+  } else if (!resumed && best == stepper.snapshotTime) {
     RestoreSnapshot(stepper);
   }
   if (stepper.time != stepper.snapshotTime) DiscardSnapshot(stepper);

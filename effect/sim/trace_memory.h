@@ -13,7 +13,7 @@
 
 namespace orvandel {
 
-// All that a traced contour depends on beside the picture's bytes.
+// All that a traced contour depends on apart from the picture's bytes.
 struct TraceSettings {
   std::int32_t sourceWidth, sourceHeight;  // pixels
   bool sourceHasPixels;

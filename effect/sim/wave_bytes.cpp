@@ -76,8 +76,8 @@ void VisitWaveFields(AnyWave& w, Visit visit) {
   visit(w.sampleTime);
 }
 
-// Beyond what the waves of two million ticks reach; no number at all is beyond it as well. Words are taken as they are:
-// parameters hand in any.
+// The bound lies beyond what the waves of two million ticks reach; NaN fails as well. Words are not checked: parameters
+// may hand in any.
 bool IsPossible(float number) { return std::abs(number) <= 1e10F; }
 template <typename Pair>
 bool IsPossible(const Pair& pair) requires requires {

@@ -44,8 +44,8 @@ void WriteWave(const Wave& wave, ByteWriter& writer);
 // discarded.
 bool ReadWaveList(ByteReader& reader, WaveList& list);
 void ReadWave(ByteReader& reader, Wave& wave);
-// Whether stepping can have left the list, as far as the code that works on it goes by that: numbers that are finite,
-// and nothing that would keep a frame busy for minutes.
+// Whether the list keeps the bounds that later code relies on: all numbers finite, and nothing that would keep a frame
+// busy for minutes. Every list that stepping makes does.
 bool IsPossible(const WaveList& list);
 
 }  // namespace orvandel

@@ -1,9 +1,9 @@
 // The effects of this process: private modules, each lent to one frame at a time.
 //
 // The effect's state is module-wide and unguarded, editors call from many threads and make instances by the hundred. So
-// modules are shared: a frame borrows one, and a module keeps the sequence of whoever had it last, which makes the next
-// frame of the same instance cheap. Nobody waits: who finds none idle gets a new one, so that an instance may be
-// rendered in the middle of another one's frame.
+// modules are shared: a frame borrows one, and a module keeps the sequence of the instance that had it last, which
+// makes that instance's next frame cheap. Nobody waits: when no module is idle, a new one is made, so that an instance
+// may be rendered in the middle of another one's frame.
 #pragma once
 
 #include <cstddef>

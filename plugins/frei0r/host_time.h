@@ -7,7 +7,7 @@ namespace orvandel::frei0r {
 
 enum class TimeUnit { kAuto, kSeconds, kMilliseconds };
 
-// Who contains an address of code, as far as it matters.
+// The program that contains an address of code, where that matters.
 enum class Caller { kFfmpeg, kGStreamer, kOther };
 Caller CallerAt(const void* code) noexcept;
 

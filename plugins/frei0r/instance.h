@@ -25,7 +25,8 @@ class Instance {
   // text, or a value a hair beside the default (see param_table.h).
   void Set(int index, f0r_param_t value, Caller caller);
   void Get(int index, f0r_param_t value, Caller caller);
-  // Anything that goes wrong is told on standard error, once, and the picture is transparent; over its input, that.
+  // Anything that goes wrong is reported on standard error, once, and the picture is transparent; a filter's is its
+  // input.
   void Update(double time, TimeUnit callersUnit, const std::uint32_t* in, std::uint32_t* out);
 
  private:

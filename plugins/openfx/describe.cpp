@@ -23,7 +23,7 @@ void SetLabels(const Properties& properties, const char* label) {
   properties.Set(prop::kLongLabel, label);
 }
 
-// Frames at other times can be had from some hosts only, and others may refuse who asks for them.
+// Only some hosts give frames at other times; others may refuse a plug-in that asks for them.
 bool GivesOtherTimes() {
   const OfxHost host = CurrentHost();
   const Suites suites = FetchSuites(host);

@@ -1,7 +1,8 @@
 // Frames that have been rendered, kept for those who ask for another part of one, or at the same time. The process's
 // instances share them, so that a hundred of them take no more memory than one.
 //
-// Any thread may ask. Who asks for a frame that another thread is at waits for it; different frames are made at once.
+// Any thread may ask. One that asks for a frame which another thread is making waits for it; different frames are made
+// at the same time.
 #pragma once
 
 #include <condition_variable>
@@ -43,8 +44,8 @@ class KeptFrames {
  public:
   static KeptFrames& The();
 
-  // `make` is called outside any lock, once for all who wait; what it throws is thrown to its caller, and the next one
-  // tries again. `shouldStop` is asked while waiting: Interrupted.
+  // `make` is called outside any lock, once for all threads that wait; what it throws is thrown to the thread that
+  // called it, and the next one tries again. `shouldStop` is asked while waiting: Interrupted.
   FramePtr Get(const FrameKey& key, const std::function<Frame()>& make, const std::function<bool()>& shouldStop);
   void Clear();
 

@@ -24,7 +24,7 @@ std::shared_ptr<const bridge::Look> LookOf(const FrameGrid& grid, const stage::R
 // A mask's name, and when its file was last written.
 std::string StampOf(const std::string& mask);
 
-// Whoever has the same values goes on where the other stopped.
+// Shared by instances with the same values: one goes on where the other stopped.
 std::shared_ptr<const bridge::Player> PlayerOf(const std::vector<double>& values);
 
 void ForgetLooksAndPlayers();

@@ -14,7 +14,7 @@ namespace orvandel::ofx {
 
 class Moment {
  public:
-  // `stage` when the project does not tell where the picture lies.
+  // `stage`: where the picture lies if the project does not say.
   Moment(Instance& instance, double frame, OfxPointD scale, bool draft, const Stage& stage);
   Moment(const Moment&) = delete;
   Moment& operator=(const Moment&) = delete;

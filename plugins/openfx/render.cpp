@@ -41,8 +41,9 @@ bool Holds(const OfxRectD& whole, const OfxRectD& part, OfxPointD pixel) {
          whole.y2 > part.y2 - pixel.y;
 }
 
-// A host that tells no project: the effect's layer is the picture that is asked for. What the image does not tell, the
-// clip may, as long as it holds the image (some give the region of the scaled picture) and has an end.
+// Where the host has no project, the effect's layer is the image being rendered. Where the image has no region, the
+// clip's is taken, provided that it contains the image (some hosts give the region of the scaled picture) and is
+// finite.
 Stage StageOf(const Instance& instance, const ClipImage& image, double time, OfxPointD scale) {
   if (const auto project = instance.ProjectStage(image.Props())) return *project;
   const ImageView& output = *image.View();

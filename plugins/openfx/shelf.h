@@ -1,4 +1,4 @@
-// The last few things of a kind, by what they are made of: made once, shared by all who ask.
+// A small cache: the last few objects of a kind by what they are made of, made once and shared.
 #pragma once
 
 #include <list>

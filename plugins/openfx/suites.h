@@ -17,7 +17,7 @@ struct Suites {
   const OfxPropertySuite* properties = nullptr;
   const OfxImageEffectSuite* effects = nullptr;
   const OfxParameterSuite* params = nullptr;
-  const OfxMessageSuite* messages = nullptr;  // what it holds may be null all the same
+  const OfxMessageSuite* messages = nullptr;  // its functions may still be null
   bool messagesStand = false;                 // version 2, and it can
 
   bool Suffice() const { return properties != nullptr && effects != nullptr && params != nullptr; }

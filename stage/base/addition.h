@@ -1,7 +1,7 @@
 // An optional part of the stage, behind the interface by which the core asks for it.
 //
-// Linking a part in is choosing it: its one object enters itself here while the program starts, and a program that does
-// without refuses what needs it. So the core builds where the libraries behind its additions do not exist.
+// A part is chosen by linking it in: its one object registers itself here while the program starts, and a program
+// without it refuses what needs it. So the core builds where the libraries behind its additions do not exist.
 #pragma once
 
 namespace orvandel::stage {

@@ -20,7 +20,7 @@ class WorkError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// There was not enough of it for the work: less of the same may do.
+// Memory ran out: the same work at a smaller size may succeed.
 class OutOfMemory : public WorkError {
  public:
   using WorkError::WorkError;

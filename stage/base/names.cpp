@@ -34,7 +34,8 @@ std::size_t EditDistance(std::string_view a, std::string_view b) {
   return row[b.size()];
 }
 
-// "Lifespan" of "Lifespan (sec)", "params" of "parameters": the first letter, and no letter that the name has not.
+// As "Lifespan" does "Lifespan (sec)" and "params" does "parameters": the first letter, then letters of the name in
+// order.
 bool Abbreviates(std::string_view text, std::string_view name) {
   if (text.empty() || name.empty() || Lowered(text[0]) != Lowered(name[0])) return false;
   std::size_t found = 0;
@@ -52,7 +53,7 @@ std::string NearestOf(std::string_view text, const std::vector<std::string>& can
   const std::string* nearest = nullptr;
   std::pair<bool, std::size_t> smallest;
   for (std::size_t i = 0; i < std::min(candidates.size(), kMaxCandidates); ++i) {
-    // Who wrote a name shorter meant that name, however much of it is missing.
+    // An abbreviation means its name, however much is missing, before any name with fewer edits.
     const std::pair distance{!Abbreviates(text, candidates[i]), EditDistance(text, candidates[i])};
     if (nearest != nullptr && distance >= smallest) continue;
     nearest = &candidates[i];

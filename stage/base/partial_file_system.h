@@ -1,4 +1,4 @@
-// What files under construction ask of the system; one body each.
+// The part of PartialFile that depends on the system; one implementation for each.
 #pragma once
 
 #include <filesystem>
@@ -14,7 +14,8 @@ struct WorkName {
 const std::string& MachineName();  // letters, digits and hyphens
 int ThisProcess();
 #if defined(_WIN32)
-// Of this process: the last that it does. (Elsewhere a signal's handler removes them, which may do no such thing.)
+// Those of this process, as the last thing it does: no PartialFile may be used afterwards. (Elsewhere a signal handler
+// removes them, which may not take locks.)
 void RemoveUnfinished();
 #endif
 // Unless its writer is still at work.

@@ -20,7 +20,7 @@
 namespace orvandel::stage {
 namespace {
 
-// Those of this process that are not finished, for who ends it.
+// The unfinished files of this process, for RemoveUnfinished.
 struct Unfinished {
   std::mutex guard;                            // held while one becomes finished or is removed
   std::map<int, std::filesystem::path> names;  // by descriptor
@@ -57,7 +57,7 @@ int ThisProcess() { return static_cast<int>(GetCurrentProcessId()); }
 void RemoveIfAbandoned(const std::filesystem::path& file, const WorkName&) { DeleteFileW(file.c_str()); }
 
 void RemoveUnfinished() {
-  Files().guard.lock();  // for good: no other is closed, kept or opened any more
+  Files().guard.lock();  // and never unlocked: from here on no file is opened, kept or closed
   for (const auto& [descriptor, name] : Files().names) {
     _close(descriptor);
     // A program that wrote into it may take a moment to end.

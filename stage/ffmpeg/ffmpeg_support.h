@@ -34,7 +34,7 @@ using AvScaler = std::unique_ptr<SwsContext, AvDeleter>;
 using AvResampler = std::unique_ptr<SwrContext, AvDeleter>;
 using AvSampleQueue = std::unique_ptr<AVAudioFifo, AvDeleter>;
 
-// Options under construction; whoever takes them leaves those it did not know.
+// Options under construction; the function that takes them leaves those it did not recognise.
 class AvOptions {
  public:
   AvOptions() = default;

@@ -18,7 +18,7 @@ struct FilmModule {
 };
 
 inline constexpr const char* kFilmModuleEntry = "OrvandelFilmModule";
-// Null for a program of another version, which may mean something else by these classes.
+// Null for a program of another version, whose classes may differ.
 using FilmModuleEntry = const FilmModule*(const char* version);
 
 }  // namespace orvandel::stage

@@ -26,7 +26,7 @@ const FilmModule& Load() {
   return *module;
 }
 
-// Stays until the program ends. Where it cannot be loaded, the next who asks tries again.
+// Stays loaded until the program ends. After a failure the next call tries again.
 const FilmModule& Module() {
   static const FilmModule& module = Load();
   return module;

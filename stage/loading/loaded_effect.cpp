@@ -78,7 +78,7 @@ std::mutex& Placing() {
   return placing;
 }
 
-// The loader tells only in words why it failed; that memory ended is seen by what it leaves in errno.
+// The loader explains a failure in words only; that memory ran out shows in errno.
 void Load(const std::string& name, Opened& opened) {
   const std::lock_guard lock(Placing());
   errno = 0;
@@ -114,8 +114,8 @@ Opened LoadCopy(const Filling& fill) {
   return opened.library != nullptr || opened.lacksMemory ? std::move(opened) : LoadFromTemporaryFile(fill);
 }
 
-// A module has one set of module-wide variables, and the loader gives the same one to all who name the same file. Who
-// comes while it is in use, by us or by others in the process, gets a copy of the file.
+// A module has one set of module-wide variables, and the loader shares it among all users of the same file. While the
+// file is in use, by us or by others in the process, a further user gets a copy of it.
 Opened LoadPrivately(const std::filesystem::path& file) {
   static std::mutex oneAtATime;
   const std::lock_guard lock(oneAtATime);

@@ -10,7 +10,7 @@
 
 namespace orvandel::stage {
 
-// A library of its own each time, whatever else in the process has the file loaded: while it is in use, a private copy.
+// A library of its own each time: a private copy while anything else in the process has the file loaded.
 // Any thread may call it. Throws WorkError with the file and the reason.
 std::unique_ptr<EffectLibrary> LoadEffect(const std::filesystem::path& file);
 

@@ -1,4 +1,4 @@
-// Windows. The loader gives one module to all who name the same file, and nobody can remove a file that is loaded: a
+// Windows. The loader shares one module among all users of the same file, and a loaded file cannot be removed: a
 // private copy is a file of its own, and one that can be removed was left behind.
 #include <fmt/format.h>
 #include <windows.h>
@@ -22,7 +22,7 @@ constexpr std::wstring_view kBeginning = L"orvandel-copy-", kEnding = L".dll";
 
 std::string LastError() { return std::system_category().message(static_cast<int>(GetLastError())); }
 
-// Those of processes that ended without a word, and of those that ended while the module was loaded.
+// Left by processes that were killed, or that ended while the module was loaded.
 void RemoveLeftCopies(const fs::path& folder) {
   std::error_code none;
   for (const auto& entry : fs::directory_iterator(folder, none)) {

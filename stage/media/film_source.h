@@ -1,4 +1,4 @@
-// A film as a scene's medium, whoever decodes it.
+// A film as a scene's medium, independent of the decoder.
 #pragma once
 
 #include <cstdint>
@@ -21,11 +21,11 @@ class FilmPictures {
   virtual bool HasSeveralPictures() const = 0;
   // The time of the last picture whose time is <= `time`; of the first one when there is none.
   virtual std::int64_t TimeOfPictureAt(std::int64_t time) = 0;
-  // `pictureTime`: a result of TimeOfPictureAt. Empty, as of a MediaSource: not there yet.
+  // `pictureTime`: a result of TimeOfPictureAt. Empty: not available yet, as with MediaSource.
   virtual Picture Decode(std::int64_t pictureTime) = 0;
 };
 
-// The film as it plays in a scene: OpenMedia tells how.
+// The film as it plays in a scene, see OpenMedia.
 std::unique_ptr<MediaSource> PlayedFilm(std::unique_ptr<FilmPictures> film, const Media& media, const Timebase& time);
 
 }  // namespace orvandel::stage

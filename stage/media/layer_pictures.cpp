@@ -61,8 +61,8 @@ std::shared_ptr<HostImage> LayerPictures::Prepare(std::int64_t key) {
   return std::make_shared<HostImage>(source_->IsScaled() ? std::move(picture) : Scaled(std::move(picture)));
 }
 
-// Blocks of pixels where the output is an even part of the scene, as it is rendered smaller to save time; else it is
-// brought to the output's size at once.
+// Averages whole blocks of pixels where the output is 1/k of the scene, as when rendering small to save time; otherwise
+// resamples to the output's size in one step.
 Picture LayerPictures::Scaled(Picture picture) const {
   const auto stretched = [](Picture from, std::int32_t width, std::int32_t height) {
     const bool fits = from.width == width && from.height == height;

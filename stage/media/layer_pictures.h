@@ -27,7 +27,8 @@ class LayerPictures {
   bool Moves() const { return source_->Moves(); }
   // The source may show other pictures than those kept.
   void Forget();
-  // Throws InputError when the medium cannot be read there. What is not there yet is transparent and not kept.
+  // Throws InputError when the medium cannot be read there. A picture that is not available yet is replaced by a
+  // transparent one, which is not kept.
   std::shared_ptr<HostImage> At(std::int32_t hostTime);
 
  private:
@@ -35,12 +36,11 @@ class LayerPictures {
     std::int64_t key;
     std::shared_ptr<HostImage> image;
   };
-  std::shared_ptr<HostImage> Prepare(std::int64_t key);  // null: it is not there yet
+  std::shared_ptr<HostImage> Prepare(std::int64_t key);  // null: not available yet
+  Picture Scaled(Picture picture) const;
   void DropOldest();
 
   std::unique_ptr<MediaSource> source_;
-  Picture Scaled(Picture picture) const;
-
   OutputScale scale_;
   std::size_t mostBytes_;
   std::pair<std::int32_t, std::int32_t> stretchTo_;  // full-size; (0, 0): the pictures' own

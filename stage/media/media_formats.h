@@ -15,7 +15,7 @@ namespace orvandel::stage {
 class MediaFormats {
  public:
   virtual ~MediaFormats() = default;
-  // A film that plays as OpenMedia tells; null: the file is a still.
+  // A film, which plays as described at OpenMedia; null: the file is a still.
   virtual std::unique_ptr<MediaSource> OpenMoving(const Media& media, const Timebase& time) const = 0;
   virtual Picture DecodeStill(const std::filesystem::path& file) const = 0;
 };

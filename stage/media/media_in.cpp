@@ -88,7 +88,7 @@ auto AtPlace(const std::string& place, const Work& work) {
   }
 }
 
-// Decoders know files; whoever has to mend the scene needs the place that names the file as well.
+// Decoders know only the file; the person who mends the scene needs the place in it that names the file.
 class PlacedSource final : public MediaSource {
  public:
   PlacedSource(std::unique_ptr<MediaSource> source, std::string place, const Timebase& time)

@@ -20,8 +20,8 @@ class MediaSource {
   // Which picture is shown at `hostTime`: equal keys, equal pictures. The look-up is one host unit later, because the
   // effect may ask one unit early.
   virtual std::int64_t KeyAt(std::int32_t hostTime) = 0;
-  // The picture of a key, at its own size. Empty: whoever has it hands it in later; nothing stands in for it till then,
-  // and the frame is to be drawn again.
+  // The picture of a key, at its own size. Empty: it is not available yet, and the frame has to be drawn again once it
+  // is.
   virtual Picture Decode(std::int64_t key) = 0;
   // Whether it has the output's size already, rather than the medium's own.
   virtual bool IsScaled() const { return false; }

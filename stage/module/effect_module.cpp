@@ -110,7 +110,7 @@ void EffectModule::Impl::ShowAsRegistered() {
   }
 }
 
-// The category is looked up under a key of its own in either place; what it shows must agree all the same.
+// The category has different keys in the two places; the texts shown must agree.
 void EffectModule::Impl::CompareWithResource() {
   const Registration resource = library_->GetRegistration();
   const auto text = [&](const char* what, const std::string& entry, std::optional<std::string> found, bool isKey) {

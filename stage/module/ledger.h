@@ -50,9 +50,9 @@ class Ledger {
   // Closes the account of a command: what is wrong with it, "" when nothing is. Outstanding loans are written off.
   // Throws OutOfMemory where a loan could not be written down.
   std::string EndCommand();
-  // What still is out once `owner` has ended; "" when nothing is.
+  // What is still lent once `owner` has ended; "" when nothing is.
   std::string EndOwner(const void* owner) const;
-  // What still is out at the end; "" when nothing is.
+  // What is still lent at the end; "" when nothing is.
   std::string EndAll() const;
 
  private:

@@ -28,7 +28,7 @@ struct RenderOptions {
   // frame then ends with what was thrown.
   std::function<void(const OrvWave&)> onWave = {};
   std::int64_t maxWaves = 0;  // a frame with more waves alive is refused before it is drawn: InputError; 0: no bound
-  // Nothing may be written beside the output's pixels, which is checked after every command, and nothing at all into
+  // Nothing may be written outside the output's pixels, which is checked after every command, and nothing at all into
   // the input and the layers, which is checked after the first ones, some of the later ones, and the last: it costs one
   // reading of every picture lent, about half a millisecond each at full HD.
   bool checkImages = true;

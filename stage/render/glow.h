@@ -37,7 +37,7 @@ Box BoxOf(double deviation);
 void Spread(std::vector<std::uint32_t>& plane, std::int32_t width, std::int32_t height, const Box& box,
             std::vector<std::uint32_t>& room);
 
-// Kept from frame to frame: to ask the system for so much memory anew takes as long as half the work in it.
+// Kept from frame to frame: allocating this much memory takes half as long as the work done in it.
 struct GlowRoom {
   using Plane = std::vector<std::uint32_t>;
   using Planes = std::array<Plane, 3>;

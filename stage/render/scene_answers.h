@@ -49,7 +49,7 @@ class SceneAnswers final : public HostAnswers {
   ResumePoints* KeptResumePoints() override { return resumePoints; }
   bool WantsWaves() const override { return true; }
   void ReportWave(const OrvWave& wave) override;
-  // A stop is heard within a millisecond all the same.
+  // A stop is still noticed within a millisecond.
   std::int32_t RowsBetweenReports() override { return 256; }
   OrvPathRef CheckOutPath(std::int32_t pathId, std::int32_t time) override { return masks_.PathAt(pathId, time); }
   bool PathIsOpen(OrvPathRef path) override { return masks_.IsOpen(path); }

@@ -2,8 +2,8 @@
 // stands behind.
 //
 // A scene of one effect, laid normally at full opacity, without blur and over nothing, gives the effect's own bytes
-// untouched; everything else is computed in 16 bits. A
-// frame is a pure function of the scene here as well: it is made of pictures that are.
+// untouched; everything else is computed in 16 bits. A frame is a pure function of the scene here as well: it is made
+// of pictures that are.
 #pragma once
 
 #include <cstdint>
@@ -42,12 +42,12 @@ class SceneRenderer {
   void Finish();
   // The scene has other values than at the last frame, or its live pictures show something else.
   void SceneChanged();
-  // Whether Render gives all there is; else the 16 bits hold more.
+  // Whether Render loses nothing; otherwise Render16 holds more.
   bool IsEightBits() const;
 
   // How many waves of all effects were alive at once in the last frame rendered; with motion blur, at most.
   std::int64_t WaveCount() const;
-  // Reading every picture once more costs a tenth of a simple scene's time: whoever knows enough turns it off.
+  // Reading every picture once more costs a tenth of a simple scene's time: turn it off when enough is known.
   void MeasureCoverage(bool measure);
   // Part of the last frame's pixels, 0..1, on which the effects leave anything, whatever stands behind.
   double Coverage() const;

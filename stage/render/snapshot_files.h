@@ -1,8 +1,8 @@
 // Resume points in files, so that a render that begins late in a scene begins near its first frame.
 //
-// A folder holds those of one scene, program and setting; whoever names it answers for that. A file that is damaged,
-// or of another machine's byte order, is passed over and told; one that cannot be written is told, and the render goes
-// on without. Any number of processes may share a folder.
+// A folder holds those of one scene, program and setting, which the caller, who names it, must ensure. A file that is
+// damaged, or of another machine's byte order, is skipped with a note; one that cannot be written gives a note, and the
+// render goes on without it. Any number of processes may share a folder.
 //
 // NAME-TICK.state, numbers in the order of the machine that wrote it:
 //   0  8  "orvstate"
@@ -43,7 +43,7 @@ class SnapshotFiles final : public ResumePoints {
   std::int32_t spacing_;
   Tell tell_;
   bool isWritable_ = true;
-  std::set<std::int32_t> ticks_;  // that there are files of
+  std::set<std::int32_t> ticks_;  // of the files that exist
   std::int32_t loadedTick_ = -1;
   std::vector<std::uint8_t> loaded_;  // the file
 };

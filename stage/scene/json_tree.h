@@ -23,7 +23,7 @@ struct JsonNode {
   double number = 0;              // finite
   std::string text;               // a string's text; a number as it was written
   std::vector<JsonNode> items;    // of an array; of an object, its members' values in their order
-  std::vector<std::string> keys;  // of an object, beside `items`
+  std::vector<std::string> keys;  // of an object, in step with `items`
 };
 
 // Throws InputError: "scene.json:3:14: ..." for the grammar, "scene.json: /layers: ..." for what the grammar allows and

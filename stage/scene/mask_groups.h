@@ -12,7 +12,7 @@ namespace orvandel::stage {
 
 struct MaskGroup {
   std::size_t mask = 0;           // place among the scene's masks, from 1
-  std::vector<MaskPath> further;  // the outlines beside that mask's own
+  std::vector<MaskPath> further;  // the outlines that follow that mask's own
   bool asked = false;             // the scene asked for all
   std::string where;              // the mask's place in the scene, for notes and complaints
 };

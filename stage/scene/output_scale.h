@@ -23,7 +23,7 @@ struct PixelMap {
 
 struct OutputScale {
   std::int32_t width = 0, height = 0;            // of the output
-  std::int32_t layerWidth = 0, layerHeight = 0;  // of the layer that the effect is told of
+  std::int32_t layerWidth = 0, layerHeight = 0;  // the full-size layer, as reported to the effect
   Rational x{1, 1}, y{1, 1};                     // output pixels for each of the layer's
   double shift = 0;                              // as in PixelMap
 

@@ -45,11 +45,11 @@ struct Key {
 class AudioEnvelope;
 class Expression;
 
-// Numbers that follow a rule over time instead of keys; what each gives is told in value_sources.h. All are functions
-// of time alone, so frames still come in any order. A plain number stands for itself.
+// Numbers that follow a rule over time instead of keys; value_sources.h says what each gives. All are functions of time
+// alone, so frames still come in any order. A plain number stands for itself.
 struct RandomSource {
   std::uint64_t seed = 0;
-  std::uint64_t stream = 0;  // tells parameters with one seed apart
+  std::uint64_t stream = 0;  // differs between parameters that share a seed
   double min = 0, max = 0;
   Rational every{1, 30};  // seconds that a draw holds
   bool whole = false;     // every whole number from min to max equally often
@@ -57,7 +57,7 @@ struct RandomSource {
 struct AudioSource {
   std::shared_ptr<const AudioEnvelope> envelope;
   double atSilence = 0, atPeak = 0;
-  Rational start;  // the sound begins so many seconds into the scene
+  Rational start;  // when the sound begins, in seconds of the scene
   std::filesystem::path file;
 };
 struct ExpressionSource {
@@ -66,7 +66,7 @@ struct ExpressionSource {
 };
 using NumberSource = std::variant<double, RandomSource, AudioSource, ExpressionSource>;
 
-// A value that is asked for at every time it is needed, since another program has it: an editor's own keyframes.
+// A value that another program holds (an editor's own keyframes), asked for whenever it is needed.
 class LiveValue {
  public:
   virtual ~LiveValue() = default;
@@ -79,7 +79,7 @@ struct Track {
   std::vector<Key> keys;                    // times strictly increasing
   std::vector<NumberSource> sources;        // instead of keys: one for a number, two for a point
   std::shared_ptr<const LiveValue> live{};  // instead of all else
-  // Of a number, beside keys and sources, where the host plays it otherwise than written:
+  // For numbers: what the host changes in the values that keys and sources give.
   double factor = 1;                                    // 0..1; what keys, sources or the default give is times this
   double perLoop = 0;                                   // added for every time through the loop: an angle turns on
   std::shared_ptr<const std::vector<double>> byTick{};  // in place of keys and sources: a value for each tick since the
@@ -111,7 +111,7 @@ struct Media {
   std::string name;
   std::filesystem::path file;  // resolved against the scene's folder; a %0Nd pattern is a numbered sequence
   Rational start;              // subtracted from the scene's time: seconds of a film, pictures of a numbered sequence
-  std::string place{};         // who names the file, for complaints: scene file and pointer, or an option; may be empty
+  std::string place{};  // where the file is named, for complaints: scene file and pointer, or option; may be empty
   // In place of a file: pictures that another program has (stage/media/media_in.h).
   std::function<std::unique_ptr<MediaSource>()> open{};
 };

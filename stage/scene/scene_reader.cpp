@@ -57,7 +57,7 @@ Blend ReadBlend(const JsonPlace& place) {
 
 class SceneReader {
  public:
-  // `complaints` null: the first complaint is thrown. Otherwise each is kept there, and reading goes on beside it.
+  // `complaints` null: the first complaint is thrown. Otherwise each is added there, and reading goes on.
   SceneReader(const JsonPlace& root, const std::filesystem::path& file, const ParamCatalog& catalog,
               const ReadOptions& options, std::vector<Complaint>* complaints)
       : root_(root),
@@ -70,7 +70,7 @@ class SceneReader {
   }
 
   Scene Read() {
-    root_.MustBeObject("a scene: an object");
+    root_.MustBeObject("a scene, which is an object");
     Try([&] {
       root_.OnlyKeys({"$schema",    "version", "width",       "height",     "frameRate", "duration",   "pixelAspect",
                       "input",      "layers",  "masks",       "parameters", "effects",   "motionBlur", "glow",

@@ -1,8 +1,8 @@
 // The scene file as a JSON Schema (draft 07, which editors complete and check by), made from the effect's own
-// parameters: their names, ranges, defaults and popup items stand in no second place.
+// parameters: their names, ranges, defaults and popup items are written down nowhere else.
 //
-// What a schema can tell it tells: keys, types, ranges, the forms of a value. What hangs on other values (names of
-// layers and masks, rising times, digits of a rate, files, paths, expressions) is left to the reader.
+// It covers what a schema can express: keys, types, ranges, the forms of a value. What depends on other values (names
+// of layers and masks, ascending times, digits of a rate, files, paths, expressions) is left to the reader.
 #pragma once
 
 #include <string>

@@ -13,7 +13,7 @@ namespace orvandel::stage {
 struct SequenceName {
   std::filesystem::path folder;
   std::string before, after;  // of the file name, around the number
-  int digits = 1;             // at least so many, filled up with zeros
+  int digits = 1;             // the least number of digits, padded with zeros
 
   std::filesystem::path FileOf(std::int64_t number) const;
   // The number of a file name (without its folder) of this sequence.

@@ -14,7 +14,7 @@
 namespace orvandel::stage {
 namespace {
 
-constexpr std::size_t kCharactersOfElement = 64;  // what visiting one costs beside its attributes
+constexpr std::size_t kCharactersOfElement = 64;  // what visiting one costs, not counting its attributes
 
 // What an element inherits from those above it.
 struct Surroundings {

@@ -1,5 +1,5 @@
-// Films that the script decodes: it tells when each picture stands, and hands in those that a frame turns out to need.
-// Until then nothing stands there, and the frame is to be asked for again.
+// Films that the script decodes: it says when each picture is shown, and hands in those that a frame turns out to need.
+// Until then they are transparent, and the frame has to be asked for again.
 #pragma once
 
 #include <cstddef>

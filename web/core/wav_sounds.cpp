@@ -86,7 +86,7 @@ stage::AudioEnvelope MeasureWav(const std::filesystem::path& file, const stage::
   return follower.Finish();
 }
 
-// What it cannot decode is silent, and Session tells so: the rest of the scene still shows.
+// A sound that it cannot decode is silent, and Session says so: the rest of the scene still shows.
 class WavSounds final : public stage::SoundReader {
  public:
   stage::AudioEnvelope Measure(const std::filesystem::path& file, const stage::AudioShape& shape) const override {

@@ -1,4 +1,4 @@
-// All that a stroke is drawn with beside its outline, and the space that it is drawn in.
+// All that stroking needs apart from the outline, and the space that a stroke is drawn in.
 #pragma once
 
 #include <cstdint>
@@ -36,8 +36,8 @@ struct StrokeBounds {
   bool IsEmpty() const { return xMin >= xMax || yMin >= yMax; }
 };
 
-// Without reflection nothing is looked for beyond the output. Rows above it stay in the range, because the edges have
-// to be stepped through them.
+// Without reflection nothing beyond the output is scanned. Rows above it stay in the range, because the edges have to
+// be stepped through them.
 void ClipBounds(StrokeBounds& bounds, const ImageBuffer& output, std::int32_t quality);
 
 }  // namespace orvandel

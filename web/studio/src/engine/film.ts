@@ -25,11 +25,11 @@ interface Wanted {
   reject(reason: unknown): void;
 }
 
-// Further on, a key picture is nearer.
+// Beyond this, decoding starts again from a nearer key picture.
 const kAhead = 120;
-// Who goes back a picture goes back another one.
+// Someone who steps back one picture usually steps back another.
 const kBehind = 12;
-// Who plays finds the next pictures decoded.
+// While playing, so many pictures are decoded ahead.
 const kReady = 4;
 const kKeptBytes = 256 * 2 ** 20;
 const kMostDecoders = 3;

@@ -1,4 +1,5 @@
-// Decodes films for all that draw, each of whom has a port: who plays wants neighbours, and one decoder has them in turn.
+// Decodes films for all drawing workers, each of which has a port: playing needs neighbouring pictures, and one decoder
+// makes them in order.
 import { Film } from "./film";
 import type { FilmMessage, FilmOpened, PictureAnswer, PictureAsk } from "./films";
 
