@@ -16,6 +16,7 @@
 #include <utility>
 
 #include "stage/base/errors.h"
+#include "stage/loading/loaded_code.h"
 #include "stage/loading/registration_reader.h"
 
 namespace orvandel::stage {
@@ -129,12 +130,12 @@ Opened LoadPrivately(const std::filesystem::path& file) {
   return LoadCopy([&](int target) { return CopyInto(target, file); });
 }
 
-class Loaded : public EffectLibrary {
+class Loaded : public LoadedCode {
  public:
-  Loaded(std::string name, Opened opened) : name_(std::move(name)), opened_(std::move(opened)) {
+  Loaded(std::string name, Opened opened) : LoadedCode(std::move(name)), opened_(std::move(opened)) {
     if (opened_.library != nullptr) return;
     const char* reason = dlerror();
-    const std::string what = fmt::format("{}: cannot be loaded: {}", name_, reason == nullptr ? "unknown" : reason);
+    const std::string what = fmt::format("{}: cannot be loaded: {}", Name(), reason == nullptr ? "unknown" : reason);
     if (opened_.lacksMemory) throw OutOfMemory(what);
     throw WorkError(what);
   }
@@ -145,19 +146,9 @@ class Loaded : public EffectLibrary {
   Loaded(const Loaded&) = delete;
   Loaded& operator=(const Loaded&) = delete;
 
-  std::string Name() const override { return name_; }
-  OrvPluginDataEntryFunction RegistrationEntry() const override {
-    return Find<OrvPluginDataEntryFunction>("PluginDataEntryFunction");
-  }
-  OrvFilterMain CommandEntry(const std::string& name) const override { return Find<OrvFilterMain>(name.c_str()); }
-
  private:
-  template <typename Function>
-  Function Find(const char* name) const {
-    return reinterpret_cast<Function>(dlsym(opened_.library, name));
-  }
+  void* Symbol(const char* name) const final { return dlsym(opened_.library, name); }
 
-  std::string name_;
   Opened opened_;
 };
 
@@ -175,8 +166,7 @@ class LoadedFile final : public Loaded {
 class LoadedBytes final : public Loaded {
  public:
   explicit LoadedBytes(std::span<const std::uint8_t> module)
-      : Loaded("the built-in effect", LoadCopy([module](int target) { return WriteAll(target, module); })),
-        module_(module) {}
+      : Loaded(kBuiltInName, LoadCopy([module](int target) { return WriteAll(target, module); })), module_(module) {}
   Registration GetRegistration() const override { return ReadRegistration(module_, Name()); }
 
  private:

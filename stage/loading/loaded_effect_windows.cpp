@@ -11,6 +11,7 @@
 
 #include "stage/base/errors.h"
 #include "stage/base/file_bytes.h"
+#include "stage/loading/loaded_code.h"
 #include "stage/loading/loaded_effect.h"
 
 namespace orvandel::stage {
@@ -77,10 +78,10 @@ Opened LoadPrivately(const fs::path& file) {
   return LoadCopy({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()});
 }
 
-class Loaded final : public EffectLibrary {
+class Loaded final : public LoadedCode {
  public:
-  Loaded(std::string name, Opened opened) : name_(std::move(name)), opened_(std::move(opened)) {
-    if (opened_.library == nullptr) throw WorkError(fmt::format("{}: cannot be loaded: {}", name_, LastError()));
+  Loaded(std::string name, Opened opened) : LoadedCode(std::move(name)), opened_(std::move(opened)) {
+    if (opened_.library == nullptr) throw WorkError(fmt::format("{}: cannot be loaded: {}", Name(), LastError()));
   }
   ~Loaded() override {
     FreeLibrary(opened_.library);
@@ -89,11 +90,6 @@ class Loaded final : public EffectLibrary {
   Loaded(const Loaded&) = delete;
   Loaded& operator=(const Loaded&) = delete;
 
-  std::string Name() const override { return name_; }
-  OrvPluginDataEntryFunction RegistrationEntry() const override {
-    return Find<OrvPluginDataEntryFunction>("PluginDataEntryFunction");
-  }
-  OrvFilterMain CommandEntry(const std::string& name) const override { return Find<OrvFilterMain>(name.c_str()); }
   Registration GetRegistration() const override {
     const HRSRC resource = FindResourceA(opened_.library, MAKEINTRESOURCEA(ORV_REGISTRATION_ID), ORV_REGISTRATION_TYPE);
     try {
@@ -101,17 +97,15 @@ class Loaded final : public EffectLibrary {
       const void* const bytes = LockResource(LoadResource(opened_.library, resource));
       return Registration({static_cast<const std::uint8_t*>(bytes), SizeofResource(opened_.library, resource)});
     } catch (const DamagedRegistration& damaged) {
-      throw WorkError(name_ + ": " + damaged.reason);
+      throw WorkError(Name() + ": " + damaged.reason);
     }
   }
 
  private:
-  template <typename Function>
-  Function Find(const char* name) const {
-    return reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(opened_.library, name)));
+  void* Symbol(const char* name) const override {
+    return reinterpret_cast<void*>(GetProcAddress(opened_.library, name));
   }
 
-  std::string name_;
   Opened opened_;
 };
 
@@ -122,7 +116,7 @@ std::unique_ptr<EffectLibrary> LoadEffect(const fs::path& file) {
 }
 
 std::unique_ptr<EffectLibrary> LoadEffectBytes(std::span<const std::uint8_t> module) {
-  return std::make_unique<Loaded>("the built-in effect", LoadCopy(module));
+  return std::make_unique<Loaded>(kBuiltInName, LoadCopy(module));
 }
 
 std::filesystem::path DefaultModulePath() {
