@@ -1,5 +1,5 @@
-// The command line as requests, and as a tree for the manual page and the completions. Only this file's other half and
-// main.cpp know the argument parser.
+// The command line as requests, and as a tree for the manual page and the completions. Only this,
+// argument_errors and main.cpp know the argument parser.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -7,7 +7,7 @@
 #include <string>
 
 #include "cli/command_tree.h"
-#include "cli/commands/commands.h"
+#include "cli/requests.h"
 
 namespace orvandel::cli {
 

@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <string>
 
-#include "cli/commands/commands.h"
+#include "cli/requests.h"
 #include "stage/scene/param_catalog.h"
 #include "stage/scene/scene.h"
 

@@ -2,134 +2,24 @@
 // wrong: InputError, WorkError, EffectError, Interrupted.
 #pragma once
 
-#include <cstdint>
-#include <filesystem>
-#include <string>
-#include <vector>
-
-#include "cli/frame_list.h"
-#include "cli/progress.h"
-#include "cli/render/output.h"
-#include "stage/scene/scene_reader.h"
-#include "stage/stills/png_compressor.h"
+#include "cli/requests.h"
 
 namespace orvandel::cli {
 
-// The options of every command that reads a scene.
-struct SceneRequest {
-  std::filesystem::path module;  // empty: the one beside the program
-  std::filesystem::path file;    // empty where a command can do without
-  stage::ReadOptions options;
-  std::int64_t maxWaves = 200000;  // where the command renders
-};
-
-struct RenderRequest {
-  SceneRequest scene;
-  std::string output;  // pattern, picture, film or "-"
-  FrameChoice frames;
-  bool highQuality = true;
-  std::int32_t downsample = 1;
-  int depth = 8;
-  stage::PngEffort pngEffort = stage::PngEffort::kDefault;
-  std::string codec;         // empty: the extension's usual one
-  std::string background;    // empty: the scene's own
-  std::string fromPictures;  // pattern of pictures that stand in place of rendering; empty: render
-  bool noSound = false;
-  std::string filmQuality = "high";  // or medium, low
-  Existing existing = Existing::kRefuse;
-  int jobs = 1;                 // 0: one a processor
-  std::uint64_t maxMemory = 0;  // bytes; 0: what the machine has
-  bool dryRun = false;
-  double maxFrameSeconds = 0;
-  bool stats = false;
-  std::filesystem::path snapshots;  // empty: none
-  std::int32_t snapshotSeconds = 20;
-  ProgressKind progress = ProgressKind::kFromTerminal;
-};
 void Render(const RenderRequest& request);
 void ListFormats();
-
-struct FarmRequest {
-  RenderRequest render;  // its output: numbered pictures or a film
-  std::string chunk = "auto";
-  std::string film;              // beside pictures; empty: none
-  std::filesystem::path folder;  // of the scripts; empty: beside the output
-  std::string partition;
-  std::vector<std::string> sbatch;  // further options for it
-  int atOnce = 0;                   // tasks; 0: no bound
-  int tries = 3;
-  bool dryRun = false, noSubmit = false, wait = false;
-};
 void Farm(const FarmRequest& request);
-
-struct FarmFolderRequest {
-  std::filesystem::path folder;
-  bool asJson = false;                                   // status
-  bool restart = false, noSubmit = false, wait = false;  // resume
-};
 void FarmStatus(const FarmFolderRequest& request);
 void FarmResume(const FarmFolderRequest& request);
 void FarmJoin(const FarmFolderRequest& request);
-
-struct ParamsRequest {
-  SceneRequest scene;
-  double seconds = 0;  // when the scene's values are shown
-  bool asJson = false;
-  bool asAssignments = false;  // what may stand after --set, for completions
-};
 void Params(const ParamsRequest& request);
-
-struct CheckRequest {
-  SceneRequest scene;
-  bool quick = false;  // without rendering
-  bool asJson = false;
-};
 void Check(const CheckRequest& request);
-
-struct DescribeRequest {
-  SceneRequest scene;
-  double seconds = 0;
-  bool asJson = false;
-};
 void Describe(const DescribeRequest& request);
-
-struct WavesRequest {
-  SceneRequest scene;
-  FrameChoice frames;
-  std::string svg;          // pattern of SVG files; empty: JSON lines on standard output
-  bool noOutlines = false;  // in the JSON lines
-  bool replace = false;
-};
 void Waves(const WavesRequest& request);
-
-struct SheetRequest {
-  SceneRequest scene;
-  std::filesystem::path output;
-  FrameChoice frames;
-  int columns = 4;
-  std::int32_t downsample = 0;  // 0: so that a picture is at most 320 pixels wide
-  std::string background;       // empty: the scene's own
-  bool replace = false;
-};
 void Sheet(const SheetRequest& request);
-
-struct NewRequest {
-  std::filesystem::path file;
-  std::string preset;  // empty: the commented starter
-};
 void New(const NewRequest& request);
 void Presets(bool asJson);
-
-struct StudioRequest {
-  std::filesystem::path scene;  // empty: the page alone
-  int port = 0;                 // 0: any that is free
-  bool noBrowser = false;
-};
 void Studio(const StudioRequest& request);
-
-struct AboutRequest {
-  std::filesystem::path module;
-};
 void About(const AboutRequest& request);
 void Schema(const AboutRequest& request);
 

@@ -16,7 +16,7 @@ namespace orvandel::cli {
 namespace {
 
 void MustBeThere(const std::filesystem::path& scene) {
-  switch (stage::KindOf(scene)) {
+  switch (stage::FileKindOf(scene)) {
     case stage::FileKind::kPlain:
       return;
     case stage::FileKind::kNone:

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "cli/commands/commands.h"
 #include "cli/farm/farm_job.h"
+#include "cli/requests.h"
 
 namespace orvandel::cli {
 

@@ -2,8 +2,8 @@
 // the same pictures.
 #pragma once
 
-#include "cli/commands/commands.h"
 #include "cli/farm/farm_job.h"
+#include "cli/requests.h"
 
 namespace orvandel::cli {
 
