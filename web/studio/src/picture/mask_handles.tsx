@@ -13,7 +13,7 @@ import type { MaskOutline } from "../engine/core";
 import { parameters, revision } from "../engine/engine";
 import { frame, playing } from "../engine/frames";
 import { currentTime } from "../session/state";
-import { Handle, type Point } from "./handles";
+import { Handle, type Point } from "./handle";
 
 /** The effect's mask, where it counts. */
 const parameter = computed(() => {
