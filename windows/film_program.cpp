@@ -183,7 +183,7 @@ class ProgramFilm final : public FilmWriter {
 class ProgramFilms final : public FilmFiles {
  public:
   std::unique_ptr<FilmWriter> Open(const std::filesystem::path& file, const FilmOptions& options) const override {
-    return std::make_unique<ProgramFilm>(file, KindOf(file, options.format), options);
+    return std::make_unique<ProgramFilm>(file, FilmKindOf(file, options.format), options);
   }
   void WriteExr(const std::filesystem::path& file, const Picture16&, IfTaken) const override {
     throw InputError(file.string() + ": this program writes no EXR pictures");

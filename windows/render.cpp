@@ -76,7 +76,7 @@ void PlanPictures(Plan& plan, const RenderRequest& request, const std::vector<st
 }
 
 void PlanFilm(Plan& plan, const RenderRequest& request, const std::vector<std::int32_t>& asked) {
-  const stage::FilmKind kind = stage::KindOf(plan.FileOf(0), request.codec);
+  const stage::FilmKind kind = stage::FilmKindOf(plan.FileOf(0), request.codec);
   if (plan.pattern.HasNumber()) {
     throw InputError(fmt::format("--output: '{}' numbers a film; one film holds all frames", request.output));
   }
@@ -89,7 +89,7 @@ void PlanFilm(Plan& plan, const RenderRequest& request, const std::vector<std::i
   if (std::filesystem::exists(plan.FileOf(0)) && !request.overwrite) {
     throw InputError(fmt::format("--output: '{}' exists; --overwrite replaces it", request.output));
   }
-  // A film without alpha stands over black where nothing else is said: there as well in the scene's own way.
+  // A film without alpha is over black unless the scene has a background; in linear light where the scene says so.
   if (!kind.hasAlpha && plan.scene.linear && plan.scene.background.IsNothing()) plan.scene.background.color = 0;
   if (!kind.sound.empty() && !request.noSound) plan.sound = cli::ChooseSound(plan.scene, {}, asked);
   plan.frames = asked;

@@ -24,7 +24,7 @@ FarmReport WriteReport(const FarmJob& job, const PictureCheck& check, const std:
 // Nothing where there is none.
 std::optional<FarmReport> ReadReport(const FarmJob& job);
 
-// Before work begins that makes them untrue.
+// Before work begins that would make them untrue.
 void RemoveReports(const FarmJob& job);
 
 }  // namespace orvandel::cli

@@ -80,7 +80,7 @@ std::vector<std::int32_t> RisingFrames(const FarmRequest& request, const stage::
 RenderRequest RenderOf(const FarmRequest& request, const Names& names, const stage::Scene& scene) {
   RenderRequest render = request.render;
   if (!names.onlyFilm || !scene.linear || !scene.background.IsNothing()) return render;
-  if (!stage::KindOf(names.film, render.codec).hasAlpha) render.background = "#000000";
+  if (!stage::FilmKindOf(names.film, render.codec).hasAlpha) render.background = "#000000";
   return render;
 }
 

@@ -1,4 +1,4 @@
-// Whether a farm's pictures are there.
+// Whether a farm's pictures exist and are complete.
 #pragma once
 
 #include <cstdint>

@@ -105,7 +105,7 @@ MemoryNeed EstimateMemory(const stage::Scene& scene, const std::vector<MediumSiz
   // Finished frames wait in memory that all processes share.
   if (output.IsOrdered()) need.encoder += kFixed + pixels * 4 * SlotCount(jobs);
   if (output.kind == OutputKind::kFilm) {
-    need.encoder += pixels * EncoderBytesPerPixel(stage::KindOf(output.FileOf(0), codec).name);
+    need.encoder += pixels * EncoderBytesPerPixel(stage::FilmKindOf(output.FileOf(0), codec).name);
   }
   return need;
 }

@@ -23,9 +23,8 @@ struct SceneWorkSettings {
   double enoughShown = 0;  // the sum of what frames show beyond which it is not measured
 };
 
-// Pictures are written under their names; frames for an ordered output are put into the slot, for a stream with
-// their alpha last. All references must
-// outlive the work.
+// Pictures are written under their names; frames for an ordered output are put into the slot, for a stream with their
+// alpha last. All references must outlive the work.
 std::unique_ptr<FrameWork> MakeSceneWork(const SceneWorkSettings& settings, const stage::Scene& scene,
                                          const Output& output);
 

@@ -9,8 +9,8 @@ namespace orvandel::cli {
 // Whether there is a display to show it on.
 bool HasDisplay();
 
-// The address goes by way of a file that only this person may read: anybody on the machine sees the words with which
-// programs are started. The file goes with this object. Failures are the browser's to tell: nothing is thrown.
+// The address is passed in a file that only this person may read, because everybody on the machine can see a program's
+// arguments. The file is removed with this object. Failures are left for the browser to report: nothing is thrown.
 class BrowserStart {
  public:
   explicit BrowserStart(const std::string& address);

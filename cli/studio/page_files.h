@@ -1,4 +1,4 @@
-// The page's files, which are a part of the program where they had been built when it was (CMake: ORVANDEL_STUDIO).
+// The page's files, embedded in the program if they had been built before it (CMake: ORVANDEL_STUDIO).
 #pragma once
 
 #include <optional>

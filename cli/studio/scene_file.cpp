@@ -19,7 +19,7 @@ std::string TagOf(const std::string& text) {
 }
 
 TaggedText SceneFile::Read() const {
-  if (stage::KindOf(file_) == stage::FileKind::kNone) return {{}, kGoneTag};
+  if (stage::FileKindOf(file_) == stage::FileKind::kNone) return {{}, kGoneTag};
   std::string text = stage::ReadWholeFile(file_, stage::kMaxSceneBytes);
   std::string tag = TagOf(text);
   return {std::move(text), std::move(tag)};

@@ -12,11 +12,11 @@
 namespace orvandel::bridge {
 namespace {
 
-// Beyond that an editor's threads have gone away, or its clips are more than it plays at a time.
+// More are idle only when an editor's threads have ended, or when it has more clips than it plays at a time.
 std::size_t MostIdle() { return std::clamp<std::size_t>(2 * std::thread::hardware_concurrency(), 16, 64); }
 
-// How much a sequence that stands at `stands` is worth to a frame at `asked`: the nearest one before it goes on, and
-// one that stands later begins anew.
+// How far a sequence that has reached `stands` is from a frame at `asked`: one before it can go on from there, one
+// beyond it has to start again.
 double Distance(double stands, double asked) {
   constexpr double kBeginsAnew = 1e9;
   return stands <= asked ? asked - stands : kBeginsAnew + stands;
@@ -50,7 +50,7 @@ std::unique_ptr<EffectPool::Seat> EffectPool::Take(std::uint64_t tenant, double 
       if ((*at)->tenant != tenant) continue;
       if (best == idle_.end() || Distance((*at)->time, seconds) < Distance((*best)->time, seconds)) best = at;
     }
-    // A stranger's is taken once there are as many as are kept.
+    // Another tenant's is taken once as many are idle as may be kept.
     const bool full = idle_.size() >= MostIdle();
     if (best == idle_.end()) {
       best = std::find_if(idle_.begin(), idle_.end(), [&](const auto& each) { return full || each->tenant == 0; });
@@ -66,7 +66,7 @@ std::unique_ptr<EffectPool::Seat> EffectPool::Take(std::uint64_t tenant, double 
   return seat;
 }
 
-// A seat that there is no memory to remember is given up.
+// Without memory to keep the seat, it is dropped.
 void EffectPool::Return(std::unique_ptr<Seat> seat) noexcept {
   std::unique_ptr<Seat> dropped;  // unloaded outside the lock
   const std::lock_guard lock(guard_);

@@ -48,7 +48,7 @@ class EffectPool {
   };
 
   std::uint64_t NewTenant();
-  // What is kept for it ends.
+  // Drops what is kept for the tenant.
   void Forget(std::uint64_t tenant) noexcept;
   // Every idle module is unloaded.
   void DropIdle();

@@ -182,7 +182,7 @@ void Performance::OfferPictures(const FrameRequest& request) {
     stage::Media media;
     media.open = [=] {
       EditorsPictures::Questions ask;
-      // Before and after a frame nobody can be asked; what is said then is not used.
+      // Outside a frame the editor cannot be asked; the answers given then are not used.
       ask.moves = [=] { return editor->pictures != nullptr && editor->pictures->Moves(layer); };
       ask.keyAt = [=](std::int32_t hostTime) -> std::int64_t {
         const bool moves = editor->pictures != nullptr && editor->pictures->Moves(layer);

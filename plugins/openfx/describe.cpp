@@ -8,8 +8,8 @@ namespace {
 
 constexpr const char* kLabel = "Orvandel";
 
-// Hosts refuse values that they do not know, depths that came later or components: those left are offered without a
-// gap. Whether there are any.
+// Hosts refuse values that they do not know, such as newer depths or components: the others are offered without a gap.
+// Returns whether there are any.
 bool Offer(const Properties& properties, Name name, std::initializer_list<Name> values) {
   int index = 0;
   for (const Name value : values) index += properties.Set(name, value, index) ? 1 : 0;

@@ -75,7 +75,7 @@ class Instance {
   void EndSequence();
   // The person, or another part of the host, has changed something: another sequence, as far as numbers go.
   void Edited();
-  // Another for each sequence of the process; 0 outside.
+  // Different for each sequence of the process; 0 outside one.
   double SequenceNumber() const;
   // One that no sequence has.
   static double NewNumber();
@@ -86,8 +86,8 @@ class Instance {
 
  private:
   OfxImageClipHandle Clip(Name name) const;
-  // Into variables that hold the default. Some hosts refuse the value at a time of what has no keys, and give the
-  // value.
+  // Into variables that hold the default. For a parameter without keys some hosts refuse to give the value at a time,
+  // and give it without one.
   template <typename... To>
   bool Read(OfxParamHandle param, double frame, To*... to) const {
     return suites_.params->paramGetValueAtTime(param, frame, to...) == kOk ||

@@ -26,14 +26,14 @@ class Moment {
 
   // The clip that is traced at this moment, null: none. Without pictures, what the host says of connections decides.
   OfxImageClipHandle TracedClip() const { return traces_ ? traced_ : nullptr; }
-  // For Automatic, when it turns out that nothing is there.
+  // For Automatic, when the layer clip turns out to be empty.
   void TraceSourceInstead() { traced_ = instance_.SourceClip(); }
   bool PrefersLayer() const { return prefersLayer_; }
   // The Source's frame that is shown at a time of the effect's.
   double FrameOf(const bridge::LookTime& time) const;
 
-  // The effect's picture. `pictures` is asked where something is traced; frames
-  // without it are kept by their values alone, others only while a sequence is rendered.
+  // The effect's picture. `pictures` is asked where something is traced; frames without it are kept by their values
+  // alone, others only while a sequence is rendered.
   FramePtr Render(bridge::PictureSource* pictures);
   // The Source's frames that Render asks for, as the effect says when it is run with nothing to trace.
   std::vector<double> FramesTraced();

@@ -23,14 +23,14 @@ struct Suites {
   bool Suffice() const { return properties != nullptr && effects != nullptr && params != nullptr; }
 };
 
-// Hosts set themselves, and load the plug-in, any number of times and from several threads; the last one holds for what
-// begins afterwards. An instance keeps the suites that it was made with.
+// A host may be set, and the plug-in loaded, any number of times and from several threads; the last host applies to
+// what begins afterwards. An instance keeps the suites that it was made with.
 void RememberHost(const OfxHost* host);
 OfxHost CurrentHost();
 Suites FetchSuites(const OfxHost& host);
 
 // A property set. Hosts know different properties, and answer sets and gets of unknown ones differently, some with
-// success: what is set is not asked after unless it has to be there, and what is read is checked for being there.
+// success: a set is not checked unless the property is required, and what is read is checked to exist.
 class Properties {
  public:
   Properties() = default;

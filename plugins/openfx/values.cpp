@@ -7,8 +7,8 @@ namespace {
 
 constexpr std::int64_t kTicksPerSecond = 30;
 constexpr std::int64_t kMostTicks = std::int64_t{1} << 21;  // as many as the effect steps through
-// Hosts with links and expressions change values that have no keys. So many ticks are looked at before one is taken for
-// constant: every tick of the first seconds, and later one in several.
+// Hosts with links and expressions change values that have no keys. This many ticks are sampled before a value counts
+// as constant: every tick of the first seconds, and later one in several.
 constexpr std::int64_t kMostProbes = 256;
 
 }  // namespace

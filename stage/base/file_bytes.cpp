@@ -35,7 +35,7 @@ std::string ReadGiven(const fs::path& file, std::size_t limit) {
 
 bool HasFolders() { return Given() == nullptr; }
 
-FileKind KindOf(const fs::path& file) {
+FileKind FileKindOf(const fs::path& file) {
   if (!HasFolders()) return Given()->Find(file.string()) == nullptr ? FileKind::kNone : FileKind::kPlain;
   std::error_code failure;
   const auto status = fs::status(file, failure);

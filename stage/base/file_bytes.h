@@ -22,7 +22,7 @@ class GivenFiles {
 bool HasFolders();
 
 enum class FileKind { kNone, kUnreachable, kPlain, kOther };
-FileKind KindOf(const std::filesystem::path& file);
+FileKind FileKindOf(const std::filesystem::path& file);
 
 // The whole file as bytes. Throws InputError when it cannot be read or is larger than `limit`.
 std::string ReadWholeFile(const std::filesystem::path& file, std::size_t limit);

@@ -84,7 +84,7 @@ std::vector<FilmKind> FilmKinds() {
   return kinds;
 }
 
-FilmKind KindOf(const std::filesystem::path& file, const std::string& format) {
+FilmKind FilmKindOf(const std::filesystem::path& file, const std::string& format) {
   const std::string extension = ExtensionOf(file);
   for (const Kind& kind : kKinds) {
     if (kind.extension == extension && (format.empty() || kind.name == format)) return kind.Told();

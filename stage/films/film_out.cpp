@@ -364,7 +364,7 @@ class EncodedFilm final : public FilmWriter {
 class Films final : public FilmFiles {
  public:
   std::unique_ptr<FilmWriter> Open(const std::filesystem::path& file, const FilmOptions& options) const override {
-    const FilmKind kind = KindOf(file, options.format);
+    const FilmKind kind = FilmKindOf(file, options.format);
     CheckSize(file, options);
     return std::make_unique<EncodedFilm>(file, kind, options);
   }

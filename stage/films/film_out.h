@@ -68,7 +68,7 @@ struct FilmKind {
 };
 std::vector<FilmKind> FilmKinds();
 // The kind that OpenFilm writes for this name and format. InputError, as OpenFilm.
-FilmKind KindOf(const std::filesystem::path& file, const std::string& format);
+FilmKind FilmKindOf(const std::filesystem::path& file, const std::string& format);
 // How many threads the kind's encoder uses on that many processors (0: the machine's). Where its bytes depend on the
 // number of threads, the number is the same on every machine.
 int EncoderThreads(std::string_view kind, int processors = 0);

@@ -20,9 +20,9 @@ std::uint8_t Over(std::uint8_t top, std::uint8_t alpha, std::uint8_t bottom) {
 // The three channels of a background's pixel, which stands over black.
 using Rgb = std::array<std::uint8_t, 3>;
 
-class Behinds {
+class BackgroundPixels {
  public:
-  Behinds(const Picture& pixels, std::uint32_t color) : pixels_(pixels) {
+  BackgroundPixels(const Picture& pixels, std::uint32_t color) : pixels_(pixels) {
     for (std::size_t c = 0; c < 3; ++c) color_[c] = static_cast<std::uint8_t>(color >> (16 - 8 * c) & 0xFFu);
   }
 
@@ -66,13 +66,13 @@ struct Light {
 };
 
 template <typename Units, Blend kBlend>
-Picture16 LayAll(const Picture16& picture, const Behinds& behinds) {
+Picture16 LayAll(const Picture16& picture, const BackgroundPixels& background) {
   const Units units;
   Picture16 result(picture.width, picture.height);
   for (std::size_t at = 0; at < picture.words.size(); at += 4) {
     const std::uint16_t* top = &picture.words[at];
     std::uint16_t* out = &result.words[at];
-    const Rgb behind = behinds.At(at);
+    const Rgb behind = background.At(at);
     const double alpha = top[0] / 65535.0;
     out[0] = 65535;
     for (std::size_t c = 0; c < 3; ++c) {
@@ -84,16 +84,16 @@ Picture16 LayAll(const Picture16& picture, const Behinds& behinds) {
 }
 
 template <typename Units>
-Picture16 LayBy(Blend blend, const Picture16& picture, const Behinds& behinds) {
+Picture16 LayBy(Blend blend, const Picture16& picture, const BackgroundPixels& background) {
   switch (blend) {
     case Blend::kAdd:
-      return LayAll<Units, Blend::kAdd>(picture, behinds);
+      return LayAll<Units, Blend::kAdd>(picture, background);
     case Blend::kScreen:
-      return LayAll<Units, Blend::kScreen>(picture, behinds);
+      return LayAll<Units, Blend::kScreen>(picture, background);
     case Blend::kMultiply:
-      return LayAll<Units, Blend::kMultiply>(picture, behinds);
+      return LayAll<Units, Blend::kMultiply>(picture, background);
     default:
-      return LayAll<Units, Blend::kNormal>(picture, behinds);
+      return LayAll<Units, Blend::kNormal>(picture, background);
   }
 }
 
@@ -110,21 +110,23 @@ Picture Background::PixelsAt(std::int32_t hostTime) {
   return pictures_ == nullptr ? Picture() : CopyOf(pictures_->At(hostTime)->Rows());
 }
 
-Picture16 Background::Behind(const Picture16& picture, std::int32_t hostTime) {
+Picture16 Background::PutBehind(const Picture16& picture, std::int32_t hostTime) {
   const Picture pixels = PixelsAt(hostTime);
-  const Behinds behinds(pixels, scene_.background.color.value_or(0));
-  return scene_.linear ? LayBy<Light>(scene_.blend, picture, behinds) : LayBy<Stored>(scene_.blend, picture, behinds);
+  const BackgroundPixels background(pixels, scene_.background.color.value_or(0));
+  return scene_.linear ? LayBy<Light>(scene_.blend, picture, background)
+                       : LayBy<Stored>(scene_.blend, picture, background);
 }
 
-Picture Background::Behind(const PictureRows& rows, std::int32_t hostTime) {
+Picture Background::PutBehind(const PictureRows& rows, std::int32_t hostTime) {
   Picture result(rows.width, rows.height);
-  LayInto(rows, hostTime, result.bytes.data(), static_cast<std::ptrdiff_t>(rows.RowSize()));
+  PutBehindInto(rows, hostTime, result.bytes.data(), static_cast<std::ptrdiff_t>(rows.RowSize()));
   return result;
 }
 
-void Background::LayInto(const PictureRows& rows, std::int32_t hostTime, std::uint8_t* out, std::ptrdiff_t rowBytes) {
+void Background::PutBehindInto(const PictureRows& rows, std::int32_t hostTime, std::uint8_t* out,
+                               std::ptrdiff_t rowBytes) {
   if (scene_.linear || scene_.blend != Blend::kNormal) {
-    const Picture laid = Narrowed(Behind(Widened(CopyOf(rows)), hostTime));
+    const Picture laid = Narrowed(PutBehind(Widened(CopyOf(rows)), hostTime));
     for (std::int32_t y = 0; y < rows.height; ++y) {
       std::memcpy(out + rowBytes * y, PictureRows(laid).Row(y), rows.RowSize());
     }

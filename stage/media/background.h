@@ -21,12 +21,12 @@ class Background {
 
   // The picture laid over the background that stands at `hostTime`, by the scene's blend and compositing; opaque. The
   // background itself stands over black.
-  Picture16 Behind(const Picture16& picture, std::int32_t hostTime);
+  Picture16 PutBehind(const Picture16& picture, std::int32_t hostTime);
   // With normal blend in stored values each channel is (colour x alpha + background x (255 - alpha) + 127) / 255 in
   // integers; otherwise the same as above, rounded.
-  Picture Behind(const PictureRows& rows, std::int32_t hostTime);
+  Picture PutBehind(const PictureRows& rows, std::int32_t hostTime);
   // The same into memory of another; rows begin `rowBytes` apart.
-  void LayInto(const PictureRows& rows, std::int32_t hostTime, std::uint8_t* out, std::ptrdiff_t rowBytes);
+  void PutBehindInto(const PictureRows& rows, std::int32_t hostTime, std::uint8_t* out, std::ptrdiff_t rowBytes);
 
  private:
   // The background's pixels at the time; empty where it is a colour.

@@ -28,8 +28,7 @@ class EffectModule {
   // Asks the registration entry for the command entry point, compares that identity with the registration resource,
   // runs global and parameter set-up. Throws WorkError.
   explicit EffectModule(std::unique_ptr<EffectLibrary> library);
-  // SetDown, unless that has been done, and the library's end. An unbalanced ledger is reported on standard
-  // error.
+  // SetDown, unless that has been done; then unloads the library. An unbalanced ledger is reported on standard error.
   ~EffectModule();
   EffectModule(const EffectModule&) = delete;
   EffectModule& operator=(const EffectModule&) = delete;

@@ -128,13 +128,13 @@ struct SceneRenderer::Impl {
   Picture16 Render16(std::int32_t hostTime) {
     const StageTimer compositing(WorkStage::kCompositing);
     Picture16 picture = Effects16(hostTime);
-    return background ? background->Behind(picture, hostTime) : picture;
+    return background ? background->PutBehind(picture, hostTime) : picture;
   }
 
   Picture Render(std::int32_t hostTime) {
     const StageTimer compositing(WorkStage::kCompositing);
     if (!background) return Effects(hostTime);
-    return IsUntouched() ? background->Behind(Untouched(hostTime), hostTime) : Narrowed(Render16(hostTime));
+    return IsUntouched() ? background->PutBehind(Untouched(hostTime), hostTime) : Narrowed(Render16(hostTime));
   }
 
   PictureRows RenderRows(std::int32_t hostTime, std::span<std::uint8_t> memory) {
@@ -147,11 +147,11 @@ struct SceneRenderer::Impl {
     const PictureRows rows = Untouched(hostTime);
     if (!memory.empty()) {
       const PictureRows result = HostImage::RowsIn(rows.width, rows.height, memory);
-      background->LayInto(rows, hostTime, memory.data(), result.rowBytes);
+      background->PutBehindInto(rows, hostTime, memory.data(), result.rowBytes);
       return result;
     }
     if (composed.Empty()) composed = Picture(rows.width, rows.height);
-    background->LayInto(rows, hostTime, composed.bytes.data(), static_cast<std::ptrdiff_t>(composed.width) * 4);
+    background->PutBehindInto(rows, hostTime, composed.bytes.data(), static_cast<std::ptrdiff_t>(composed.width) * 4);
     return composed;
   }
 

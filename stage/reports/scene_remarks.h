@@ -1,5 +1,5 @@
-// What a person should know of a scene that is good: what is costly or not as one would expect, and the numbers behind
-// it. Worked out from the scene alone, without rendering.
+// What a person should know about a valid scene: what is costly or unexpected, and the numbers behind it. Worked out
+// from the scene alone, without rendering.
 #pragma once
 
 #include <cstdint>
@@ -18,9 +18,10 @@ struct Remarks {
 
 // Length, frame rate, masks, and what the reader chose.
 void RemarkOnForm(const Scene& scene, Remarks& remarks);
-// How many waves there are and whether frames can go on from one another; more than `maxWaves` are refused by renders.
+// How many waves there are, and whether each frame can continue from the one before; renders refuse more than
+// `maxWaves`.
 WaveCount RemarkOnWaves(const Scene& scene, const ParamCatalog& catalog, std::int64_t maxWaves, Remarks& remarks);
-// What is named and not seen.
+// Media that the scene names and nothing shows.
 void RemarkOnMedia(const Scene& scene, const ParamCatalog& catalog, Remarks& remarks);
 
 }  // namespace orvandel::stage

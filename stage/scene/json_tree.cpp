@@ -37,7 +37,7 @@ std::string PlainSentence(std::string_view what) {
   return sentence;
 }
 
-// Where a whole token begins that ends at `last`.
+// Where the token that ends at `last` begins.
 std::size_t TokenStart(std::string_view text, std::size_t last) {
   if (last >= text.size()) return last;
   const auto inWord = [](char c) {

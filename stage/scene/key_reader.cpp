@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::string_view kEasingForms =
     "\"linear\", \"hold\", \"ease-in\", \"ease-out\", \"ease-in-out\" or [x1, y1, x2, y2]";
-// Overshoot is what y is for; beyond this the sums of an eased value would leave the numbers.
+// Overshoot is allowed; beyond this, sums over an eased value would no longer be finite.
 constexpr double kMaxOvershoot = 1e6;
 
 struct NamedEasing {

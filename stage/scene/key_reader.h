@@ -19,8 +19,8 @@ class KeyReader {
   // Receives the key's value, time and easing.
   using TakeKey = std::function<void(const JsonPlace& value, double time, const Easing& easing)>;
 
-  // `holder` is the object with the member "keyframes"; `valueKey` is what a key calls its value. Refuses
-  // times that do not rise strictly.
+  // `holder` is the object with the member "keyframes"; `valueKey` is what a key calls its value. Refuses times that
+  // are not strictly ascending.
   void Read(const JsonPlace& holder, std::string_view valueKey, const TakeKey& take);
 
  private:

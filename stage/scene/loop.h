@@ -1,8 +1,8 @@
 // A scene whose last frame leads back to its first.
 //
-// The effect's clock runs from its own start, so the host begins it as many whole times through the scene before frame
-// 0 as the longest life needs: then every wave that a frame shows was born in a time like any other. Values begin anew
-// with every time through (Timebase::SceneTime), and births are made to fall alike in each.
+// The effect's clock runs from its own start, so the host starts it some whole passes through the scene before frame 0,
+// as many as the longest life needs: then every wave that a frame shows was born in a full pass. Values start again
+// with every pass (Timebase::SceneTime), and births are made to fall at the same times in each.
 #pragma once
 
 #include "stage/scene/param_catalog.h"

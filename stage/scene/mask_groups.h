@@ -19,9 +19,9 @@ struct MaskGroup {
 
 // Adds the further outlines as masks without a name in the scene, and behind every emitter that shows such a mask all
 // the time one for each of them. A wave's outline is as large as its farthest point is from the layer's middle, so each
-// grows by its part of the longest such distance: the outlines keep their places to one another. An emitter whose mask
-// or wave type changes shows the largest outline alone, which a note says. Throws InputError where all were asked for
-// and are more than a scene can have.
+// grows by its part of the longest such distance: the outlines keep their places relative to one another. An emitter
+// whose mask or wave type changes shows the largest outline alone, which a note says. Throws InputError where all were
+// asked for and are more than a scene can have.
 void DrawMaskGroups(std::vector<MaskGroup> groups, const ParamCatalog& catalog, Scene& scene);
 
 }  // namespace orvandel::stage

@@ -98,11 +98,11 @@ Placement ReadPlacement(const JsonPlace& mask) {
     if (text != "outline" && text != "layer") anchor->FailNot("\"layer\" or \"outline\"");
     if (placement.anchoredToOutline && placement.position) {
       mask.FailAt("position",
-                  "has no effect beside \"anchor\": \"outline\", which centres the outline; move the "
+                  "has no effect with \"anchor\": \"outline\", which centres the outline; move the "
                   "Producer Point instead");
     }
   }
-  // Numbers that say where the outline goes say that it is to stay otherwise.
+  // With a scale or a position given, nothing else is placed automatically.
   const bool placed = placement.position || mask.Find("scale");
   if (placed && placement.fit.mode == Fit::Mode::kAutomatic) placement.fit.mode = Fit::Mode::kNone;
   return placement;

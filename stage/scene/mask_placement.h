@@ -13,7 +13,7 @@ namespace orvandel::stage {
 
 struct Fit {
   enum class Mode { kAutomatic, kNone, kContain, kCover };
-  Mode mode = Mode::kAutomatic;  // left out: into the middle where the numbers lead nowhere
+  Mode mode = Mode::kAutomatic;  // not given: centred where the drawing lies outside or is tiny
   std::optional<SvgBox> box;     // the whole picture when missing
 };
 
@@ -32,8 +32,8 @@ struct PictureSize {
   std::int32_t width = 0, height = 0;
 };
 
-// One way for all paths of all keys. `paths` are those that the box is measured of; `fromDrawing`: their numbers were
-// not written for this picture. Returns a note, empty where nothing was chosen for the person.
+// Moves all paths of all keys in the same way. The box is that of `measured`; `fromDrawing`: their numbers were not
+// written for this picture. Returns a note, empty where nothing was chosen for the person.
 std::string PlaceMask(const Placement& placement, const PictureSize& picture, bool fromDrawing,
                       const std::vector<const MaskPath*>& measured, const std::vector<MaskPath*>& moved);
 

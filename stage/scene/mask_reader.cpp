@@ -22,7 +22,7 @@ namespace {
 constexpr std::string_view kMaskForms =
     "a mask: {\"d\": path}, {\"file\": name, \"part\": which} or {\"keyframes\": [...]}";
 
-// Path text has no length limit of its own: the file and the number of segments have.
+// Path text has no length limit of its own: the file's size and the number of segments are limited.
 SvgPath ReadPathText(const JsonPlace& place) {
   if (!place.IsString()) place.FailNot("a path's text");
   try {
@@ -39,7 +39,7 @@ std::string_view FormOf(const JsonPlace& place) {
   std::string_view form;
   for (const std::string_view key : {"d", "file", "keyframes"}) {
     if (!place.Find(key)) continue;
-    if (!form.empty()) place.FailAt(key, fmt::format("stands beside \"{}\": a mask has one of the two", form));
+    if (!form.empty()) place.FailAt(key, fmt::format("is given together with \"{}\": a mask has one of the two", form));
     form = key;
   }
   for (const std::string_view key : {"id", "part"}) {
@@ -52,7 +52,7 @@ std::string_view FormOf(const JsonPlace& place) {
 struct Wanted {
   std::string id;  // empty: the whole drawing
   OutlineChoice choice;
-  bool plain = true;  // nothing is said of parts
+  bool plain = true;  // no "part" is given
 };
 
 OutlineChoice::Kind KindOf(std::string_view part) {
@@ -80,7 +80,7 @@ Wanted ReadWanted(const JsonPlace& place) {
   const std::string& text = part->Text("the number of an outline, an id, \"largest\" or \"all\"");
   wanted.choice.kind = KindOf(text);
   if (wanted.choice.kind != OutlineChoice::Kind::kUsual) return wanted;
-  if (!wanted.id.empty()) part->Fail(fmt::format("{} stands beside another id", part->Found()));
+  if (!wanted.id.empty()) part->Fail(fmt::format("{} is an id, but \"id\" is given as well", part->Found()));
   if (text.empty()) part->Fail("the id is empty");
   wanted.id = text;
   return wanted;
@@ -101,7 +101,7 @@ std::string WhatIsLeftOut(const SvgDrawing& drawing) {
   return note;
 }
 
-// A single path of one sub-path, drawn nowhere else than its numbers say: exactly these numbers.
+// A drawing that is a single path of one sub-path, not transformed: its numbers are taken exactly.
 bool TakeLonePath(const SvgFile& file, const Wanted& wanted, MaskPath& path) {
   const char* text = wanted.plain ? file.LonePath(wanted.id) : nullptr;
   if (text == nullptr) return false;
@@ -130,7 +130,7 @@ void NoteOtherShapes(const SvgFile& file, MaskRead& read) {
     if (there < 2) return;
     read.notes.push_back(
         fmt::format("{} has {} outlines: its only <path> is taken; \"part\": \"all\" takes all", file.Name(), there));
-  } catch (const InputError&) {  // what is not taken may be as it is
+  } catch (const InputError&) {  // faults of shapes that are not taken do not matter
   }
 }
 

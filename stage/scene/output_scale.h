@@ -29,9 +29,9 @@ struct OutputScale {
 
   // 1/k of the scene's size, rounded up.
   static OutputScale Downsampled(const Scene& scene, std::int32_t k);
-  // The same look in a picture of any size: as much larger or smaller as the picture is high, the scene's middle in the
-  // picture's middle. Where the picture is not as wide as the scene would be, the layer is wider or narrower than the
-  // scene, to the nearest pixel, and the horizontal ratio takes up the rest. A size that Downsampled gives is that one.
+  // The same look in a picture of any size: scaled by the picture's height, the scene's middle in the picture's middle.
+  // Where the picture has another shape, the layer is wider or narrower than the scene, to the nearest pixel, and the
+  // horizontal ratio absorbs the rest. For a size that Downsampled gives, the result is the same as Downsampled's.
   static OutputScale FittedTo(const Scene& scene, std::int32_t width, std::int32_t height);
 
   // k when it is 1/k of the scene; 0 otherwise.

@@ -17,8 +17,8 @@ Value DefaultValue(const ParamInfo& info, const Scene& scene);
 // it truncates twice on the way from ticks to units.
 Value ValueAtTime(const Scene& scene, const Emitter& emitter, const ParamInfo& info, std::int32_t hostTime);
 
-// Fills type and value. `map` is for points only. Of a layer only the type is
-// filled: its pixels are the caller's to hand over.
+// Fills type and value. `map` is for points only. Of a layer only the type is filled: its pixels are the caller's to
+// hand over.
 void WriteValue(const ParamInfo& info, const Value& value, const PixelMap& map, OrvParamDef& definition);
 
 // Times 65536, truncated toward zero, and held inside the word.

@@ -19,7 +19,7 @@ void MustBePlainFile(const JsonPlace& place, const std::filesystem::path& file) 
     if (kind == FileKind::kNone) return "does not exist";
     return kind == FileKind::kUnreachable ? "cannot be reached" : "is not a plain file";
   };
-  const FileKind kind = KindOf(file);
+  const FileKind kind = FileKindOf(file);
   if (kind != FileKind::kPlain) place.Fail(fmt::format("{} {}", Quoted(file.string()), complaint(kind)));
 }
 

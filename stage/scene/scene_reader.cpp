@@ -307,7 +307,8 @@ class SceneReader {
     const auto preroll = root_.Find("preroll"), loop = root_.Find("loop");
     if (loop && loop->Truth()) {
       if (preroll)
-        root_.FailAt("preroll", "stands beside \"loop\", which has as much before frame 0 as the waves live");
+        root_.FailAt("preroll",
+                     "is given together with \"loop\", which itself begins as long before frame 0 as the waves live");
       if (complaints_ != nullptr && !complaints_->empty()) return;  // there is no scene yet to look at
       At(*loop, [&] { PlayInLoop(scene_, exactDuration_, catalog_); });
       return;

@@ -25,8 +25,8 @@ Scene ReadScene(const std::filesystem::path& file, const ParamCatalog& catalog, 
 Scene ReadSceneText(std::string_view text, const std::filesystem::path& file, const ParamCatalog& catalog,
                     const ReadOptions& options = {});
 
-// Everything that ReadSceneText would refuse, one complaint for each culprit, in the order of reading; none: the scene
-// is good. Text that is no JSON has one complaint.
+// Everything that ReadSceneText would refuse, one complaint for each faulty place, in the order of reading; none: the
+// scene is good. Text that is not JSON gives one complaint.
 std::vector<Complaint> SceneFaults(std::string_view text, const std::filesystem::path& file,
                                    const ParamCatalog& catalog, const ReadOptions& options = {});
 // Their messages.

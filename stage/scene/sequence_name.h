@@ -18,7 +18,7 @@ struct SequenceName {
   std::filesystem::path FileOf(std::int64_t number) const;
   // The number of a file name (without its folder) of this sequence.
   std::optional<std::int64_t> NumberOf(std::string_view fileName) const;
-  // The numbers of the files that exist, rising. Empty when the folder cannot be read.
+  // The numbers of the files that exist, ascending. Empty when the folder cannot be read.
   std::vector<std::int64_t> Existing() const;
 };
 

@@ -21,8 +21,7 @@ struct SetOption {
 // that begins with the option.
 JsonNode ParseOptionValue(std::string_view text, const std::string& option);
 
-// The value is JSON, or a bare text without its quotes: what begins like JSON's texts, arrays and objects must be JSON.
-// Throws InputError that begins with the option.
+// "NAME=VALUE" or "N:NAME=VALUE", the value as in ParseOptionValue. Likewise.
 SetOption ParseSetOption(std::string_view text);
 
 }  // namespace orvandel::stage

@@ -17,7 +17,7 @@ namespace {
 constexpr std::int64_t kTicksPerSecond = 30;
 __extension__ typedef __int128 Wide;
 
-// The question's time with the unit before a tick taken for the tick.
+// The time asked for; the unit before a tick counts as the tick.
 std::int32_t OntoTick(std::int32_t hostTime, std::int32_t timeScale) {
   const bool unitBeforeTick = (std::int64_t{hostTime} + 1) * kTicksPerSecond % timeScale == 0;
   return hostTime + (unitBeforeTick ? 1 : 0);
@@ -63,7 +63,7 @@ double ExpressedAt(const ExpressionSource& source, const Timebase& time, std::in
   return value;
 }
 
-// Never not a number: what leaves the range stops at its end, infinity included.
+// `value` is not NaN; outside the range it stops at the nearer end, infinity included.
 double HeldInside(double value, const ParamInfo& info) {
   const double low = std::max(info.ValidMin(), kLowestWord), high = std::min(info.ValidMax(), kHighestWord);
   return std::clamp(value, low, high);

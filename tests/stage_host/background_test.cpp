@@ -50,8 +50,8 @@ TEST(Background, IsTheNearestMixInEveryWay) {
       if (i % 4 != 0) deep.words[i] = static_cast<std::uint16_t>(random());
     }
     Background background(scene, OutputScale::Downsampled(scene, 1));
-    const Picture narrow = background.Behind(picture, 0);
-    const Picture16 wide = background.Behind(deep, 0);
+    const Picture narrow = background.PutBehind(picture, 0);
+    const Picture16 wide = background.PutBehind(deep, 0);
     for (std::size_t at = 0; at < picture.bytes.size(); at += 4) {
       ASSERT_EQ(narrow.bytes[at], 255);
       ASSERT_EQ(wide.words[at], 65535);
@@ -89,7 +89,7 @@ TEST(Background, PicturesStandBehindAtTheRendersSize) {
       scene.blend = blend;
       Background background(scene, OutputScale::Downsampled(scene, 2));
       for (const int frame : {0, 2, 1}) {
-        const Picture result = background.Behind(Picture(4, 2), scene.time.TimeOfFrame(frame));
+        const Picture result = background.PutBehind(Picture(4, 2), scene.time.TimeOfFrame(frame));
         const int grey = name[6] == 'p' ? 90 : 90 + 10 * frame;
         for (std::size_t i = 0; i < result.bytes.size(); ++i) EXPECT_EQ(result.bytes[i], i % 4 == 0 ? 255 : grey);
       }

@@ -231,7 +231,7 @@ TEST_F(WholeScene, LoopsWithinOneLevel) {
   } bad[] = {
       {R"("parameters": {"Frequency": 1.3})", "2.6 births in 2 s, which has to be a whole number: 1 (2 births) or 1.5"},
       {R"("parameters": {"Frequency": 0})", "Frequency is 0"},
-      {R"("preroll": 1)", "stands beside \"loop\""},
+      {R"("preroll": 1)", "is given together with \"loop\""},
       {R"("parameters": {"Spin": {"expression": "t"}})", "Spin is 0 at the start and 2 after 2 s: 0 would do"},
   };
   for (const auto& [members, telling] : bad) {

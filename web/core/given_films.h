@@ -19,25 +19,25 @@ namespace orvandel::web {
 
 class GivenFilms {
  public:
-  // A film's name, as it was put, and a picture's number, from 0.
+  // A film's name, as given to Put, and a picture's number, from 0.
   using Place = std::pair<std::string, std::size_t>;
 
-  // A film of that name is replaced. `times` in units. InputError where they do not rise or there are none.
+  // A film of that name is replaced. `times` in units. InputError where they are not ascending or there are none.
   void Put(const std::string& name, std::vector<std::int64_t> times, std::int32_t unitsPerSecond);
   bool Has(const std::filesystem::path& file) const;
   void Clear() { films_.clear(); }
   // InputError where there is no such film or picture.
   void PutPicture(const Place& place, stage::Picture picture);
 
-  // Of a film that there is.
+  // The film must exist (Has).
   std::unique_ptr<stage::MediaSource> Open(const stage::Media& media, const stage::Timebase& time);
 
-  // Asks for what all that is open shows then, before it is drawn.
+  // Asks for the pictures that all open films show at that time, before they are drawn.
   void AskFor(std::int32_t hostTime);
-  // The pictures that were asked for in vain.
+  // The pictures that were asked for and are not there.
   const std::set<Place>& Missing() const { return missing_; }
   void ForgetMissing() { missing_.clear(); }
-  // Of the pictures that are there, those that were asked for last.
+  // Drops all pictures but those asked for last.
   void KeepFew();
 
  private:

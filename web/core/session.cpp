@@ -115,7 +115,7 @@ const std::vector<stage::ReportedWave>& Session::WavesOf(std::int32_t effect, st
 }
 
 // Waves were traced from what was not there; pictures that were there stay.
-void Session::WithHoles() {
+void Session::StartAfresh() {
   if (whole_ != nullptr) whole_->Finish();
   for (auto& renderer : single_) {
     if (renderer != nullptr) renderer->Finish();

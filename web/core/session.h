@@ -31,12 +31,12 @@ class Session {
   // Throws InputError; there is no scene then.
   const stage::Scene& Load(std::string_view text, const std::string& name);
   // Both throw InputError without a scene, and what renderers throw. Where pictures of films turn out to be missing
-  // (given_films.h) there is no new picture, or one with holes: then WithHoles is to be called.
+  // (given_films.h) there is no new picture, or one that lacks them: then call StartAfresh.
   void RenderFrame(std::int32_t frame, const FrameSize& size);
   void RenderEffect(std::int32_t effect, std::int32_t frame, const FrameSize& size);
 
-  // What was drawn last is begun anew.
-  void WithHoles();
+  // After a frame drawn while pictures were missing: the sequences start afresh.
+  void StartAfresh();
 
   stage::EffectModule& Module() { return module_; }
   // InputError without a scene.
@@ -58,7 +58,7 @@ class Session {
 
   stage::EffectModule module_;
   std::optional<stage::Scene> scene_;
-  // As they were asked for last; either is made anew for another size.
+  // For the size asked for last; made again for another size.
   FrameSize size_;
   std::unique_ptr<stage::SceneRenderer> whole_;
   std::vector<std::unique_ptr<stage::FrameRenderer>> single_;  // by effect

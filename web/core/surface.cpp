@@ -77,7 +77,7 @@ int GuardedWithFilms(const Work& work) {
   const int told = Guarded([&] {
     ordered_json list = ordered_json::array();
     for (const auto& [file, picture] : films.Missing()) list.push_back({{"file", file}, {"picture", picture}});
-    TheSession().WithHoles();
+    TheSession().StartAfresh();
     said = TextOf(list);
   });
   return told == kDone ? kWanting : told;
