@@ -51,10 +51,27 @@ std::string Unexpected(const CLI::App& program, const CLI::App& command, const C
   return fmt::format("{} is one argument too many", stage::Quoted(words.front()));
 }
 
+// "orvandel farm staus FOLDER": a word that should have been a step was taken for the scene.
+std::string UnknownStep(const CLI::App& command) {
+  const CLI::Option* scene = command.get_option_no_throw("scene");
+  const bool hasSteps = !command.get_subcommands(nullptr).empty();
+  if (!hasSteps || scene == nullptr || scene->empty()) return {};
+  const std::string word = scene->results().front();
+  return word.find_first_of("./-") == std::string::npos ? UnknownCommand(command, word) : std::string();
+}
+
 void Replace(std::string& text, std::string_view from, std::string_view to) {
   for (auto at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size())) {
     text.replace(at, from.size(), to);
   }
+}
+
+// "full, draft" of "{full,draft}", whether or not the first brace is there.
+std::string ChoiceText(std::string list) {
+  list.resize(std::min(list.find('}'), list.size()));
+  Replace(list, "{", "");
+  Replace(list, ",", ", ");
+  return list;
 }
 
 // The parser's own sentence, made one that also says what is allowed.
@@ -73,11 +90,10 @@ std::string Reworded(std::string text) {
   if (const auto times = cutFrom("At Most 1 required but received ")) {
     text += fmt::format("may be given only once, but was given {} times", *times);
   } else if (auto choices = cutFrom(" not in {")) {
-    choices->resize(choices->find('}'));
-    Replace(*choices, ",", ", ");
-    text += " is not one of " + *choices;
+    text += " is not one of " + ChoiceText(*choices);
   } else if (auto value = cutFrom(": 1 required ")) {
     Replace(*value, " missing", "");
+    if (const auto listed = value->find('{'); listed != std::string::npos) *value = ChoiceText(value->substr(listed));
     text += " needs a value: " + *value;
   } else if (cutFrom(" unit not recognized")) {
     text += " is not a number of bytes, such as 8G, 500M or 2000000000";
@@ -90,7 +106,8 @@ std::string Reworded(std::string text) {
 std::string ExplainArguments(const CLI::App& program, const CLI::ParseError& error) {
   const Command named = CommandOf(program);
   const bool extra = dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr;
-  const std::string text = extra ? Unexpected(program, *named.app, error) : Reworded(error.what());
+  std::string text = UnknownStep(*named.app);
+  if (text.empty()) text = extra ? Unexpected(program, *named.app, error) : Reworded(error.what());
   return fmt::format("{} ({} --help)", text, named.words);
 }
 

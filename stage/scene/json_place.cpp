@@ -88,7 +88,7 @@ std::string JsonPlace::Found() const {
     case JsonNode::Kind::kString:
       return Quoted(node_->text);
     case JsonNode::Kind::kArray:
-      return fmt::format("an array of {}", node_->items.size());
+      return node_->items.empty() ? "an empty array" : fmt::format("an array of {}", node_->items.size());
     case JsonNode::Kind::kObject:
       return "an object";
   }

@@ -70,6 +70,8 @@ TEST(Farm, HearsHowChildrenEndWhateverWasInherited) {
   for (const char* code : {"0", "1", "77"}) {
     EXPECT_EQ(RunChild({"sh", "-c", std::string("exit ") + code}, ChildOutput::kErrors).exitCode, std::stoi(code));
   }
+  const ChildResult none = RunChild({"/no/such/program"}, ChildOutput::kShown);
+  EXPECT_EQ(EndText("it", none), "it cannot be started: No such file or directory");
 }
 
 TEST(Farm, NoDamageGoesUnnoticed) {
