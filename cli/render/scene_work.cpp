@@ -98,7 +98,7 @@ class SceneWork final : public FrameWork {
   std::shared_ptr<stage::PngWriter> SpareWriter() {
     const std::lock_guard lock(guard_);
     if (spareWriters_.empty()) return std::make_shared<stage::PngWriter>();
-    const auto writer = spareWriters_.back();
+    auto writer = spareWriters_.back();
     spareWriters_.pop_back();
     return writer;
   }

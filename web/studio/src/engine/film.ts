@@ -33,12 +33,25 @@ const kBehind = 12;
 const kReady = 4;
 const kKeptBytes = 256 * 2 ** 20;
 const kMostDecoders = 3;
+const kMostSpare = 8;
+const kTold = 1000;
 
 /** Of all films; the first is the one that was used longest ago. */
 const kept = new Map<string, Pixels>();
 let keptBytes = 0;
 let decoding: Film[] = [];
 let opened = 0;
+/** Memory of pictures that are gone: to find new memory takes a hundred times as long as to fill it. */
+const spare: Pixels["data"][] = [];
+
+export function giveBack(data: Pixels["data"]): void {
+  if (spare.push(data) > kMostSpare) spare.shift();
+}
+
+export function roomFor(size: number): Pixels["data"] {
+  const place = spare.findIndex(({ length }) => length === size);
+  return place < 0 ? new Uint8Array(size) : spare.splice(place, 1)[0]!;
+}
 
 function keep(key: string, pixels: Pixels): void {
   kept.set(key, pixels);
@@ -47,6 +60,7 @@ function keep(key: string, pixels: Pixels): void {
     if (keptBytes <= kKeptBytes || oldest === key) break;
     kept.delete(oldest);
     keptBytes -= data.length;
+    if (!decoding.some(({ last }) => last?.data === data)) giveBack(data);
   }
 }
 
@@ -55,7 +69,7 @@ async function pixelsOf(sample: VideoSample, colorSpace: Colours): Promise<Pixel
   const { width, height } = sample.visibleRect;
   const { format } = sample;
   if (format && isKnownForm(format, colorSpace)) {
-    const data = new Uint8Array(sample.allocationSize());
+    const data = roomFor(sample.allocationSize());
     const layout = await sample.copyTo(data);
     return { width, height, data, planes: { format, layout, colorSpace } };
   }
@@ -65,10 +79,21 @@ async function pixelsOf(sample: VideoSample, colorSpace: Colours): Promise<Pixel
   return { width, height, data: new Uint8Array(context.getImageData(0, 0, width, height).data.buffer) };
 }
 
-async function timesOf(track: InputVideoTrack, unitsPerSecond: number): Promise<Float64Array> {
+// Of a long WebM that takes a while: it is read from one end to the other.
+async function timesOf(
+  track: InputVideoTrack,
+  unitsPerSecond: number,
+  onRead: (seconds: number) => void,
+): Promise<Float64Array> {
+  const packets = new EncodedPacketSink(track).packets(undefined, undefined, { metadataOnly: true });
   const times = new Set<number>();
-  for await (const packet of new EncodedPacketSink(track).packets(undefined, undefined, { metadataOnly: true }))
-    times.add(Math.round(packet.timestamp * unitsPerSecond));
+  let told = performance.now();
+  for await (const { timestamp } of packets) {
+    times.add(Math.round(timestamp * unitsPerSecond));
+    if (performance.now() < told + kTold) continue;
+    told = performance.now();
+    onRead(timestamp);
+  }
   return Float64Array.from(times).sort();
 }
 
@@ -98,7 +123,7 @@ export class Film {
   #samples: AsyncGenerator<VideoSample, void, unknown> | undefined;
   /** The picture that comes next out of #samples, and the one that came last. */
   #next = 0;
-  #last: Pixels | undefined;
+  last: Pixels | undefined;
 
   private constructor(
     track: InputVideoTrack,
@@ -110,7 +135,7 @@ export class Film {
   }
 
   /** `source`: the file, or its address. Fails where the browser does not decode it. */
-  static async open(source: Blob | string): Promise<Film> {
+  static async open(source: Blob | string, onRead: (seconds: number) => void): Promise<Film> {
     const input = new Input({
       source: typeof source === "string" ? new UrlSource(source) : new BlobSource(source),
       formats: [MP4, QTFF, MATROSKA, WEBM],
@@ -122,7 +147,7 @@ export class Film {
     if (!(await track.canDecode())) throw new Error(`this browser does not decode its codec, ${codec}`);
     const colours = await withColours(track);
     const unitsPerSecond = Math.round(await track.getTimeResolution());
-    const film = new Film(track, unitsPerSecond, await timesOf(track, unitsPerSecond), colours);
+    const film = new Film(track, unitsPerSecond, await timesOf(track, unitsPerSecond, onRead), colours);
     if (film.times.length === 0) throw new Error("it has no pictures");
     await film.pixels(0);
     return film;
@@ -184,10 +209,10 @@ export class Film {
   // A place in the file that shows nothing has the picture that stood before.
   async #take(picture: number, sample: VideoSample): Promise<void> {
     const pixels = await pixelsOf(sample, this.colours);
-    this.#answer((wanted) => wanted >= this.#next && wanted < picture, this.#last ?? pixels);
+    this.#answer((wanted) => wanted >= this.#next && wanted < picture, this.last ?? pixels);
     if (!kept.has(this.#keyOf(picture))) keep(this.#keyOf(picture), pixels);
     this.#answer((wanted) => wanted === picture, pixels);
-    this.#last = pixels;
+    this.last = pixels;
   }
 
   #answer(which: (picture: number) => boolean, pixels: Pixels): void {
@@ -197,8 +222,8 @@ export class Film {
   }
 
   async #end(target: number): Promise<void> {
-    if (!this.#last) throw new Error("it cannot be decoded to its end");
-    this.#answer((picture) => picture >= target, this.#last);
+    if (!this.last) throw new Error("it cannot be decoded to its end");
+    this.#answer((picture) => picture >= target, this.last);
     await this.#stop();
   }
 
@@ -214,7 +239,7 @@ export class Film {
   async #stop(): Promise<void> {
     decoding = decoding.filter((film) => film !== this);
     const samples = this.#samples;
-    this.#samples = this.#last = undefined;
+    this.#samples = this.last = undefined;
     await samples?.return();
   }
 

@@ -7,6 +7,8 @@ import type { Pixels } from "./film";
 export type FilmMessage = { film: number; source: Blob | string } | { port: MessagePort };
 export interface FilmOpened {
   film: number;
+  /** Not open yet: so many seconds of it are read. */
+  read?: number;
   index?: Omit<FilmIndex, "source">;
   refusal?: string;
 }
@@ -30,7 +32,7 @@ function decoder(): Worker {
   worker = new Worker(address, { type: "module" });
   worker.onmessage = ({ data }: MessageEvent<FilmOpened>) => {
     waiting.get(data.film)?.(data);
-    waiting.delete(data.film);
+    if (data.read === undefined) waiting.delete(data.film);
   };
   worker.onerror = (event) => {
     event.preventDefault();
@@ -41,10 +43,10 @@ function decoder(): Worker {
 }
 
 /** `source`: the file, or its address. Fails with the reason where this browser does not decode it. */
-export async function openFilm(source: Blob | string): Promise<FilmIndex> {
+export async function openFilm(source: Blob | string, onRead: (seconds: number) => void): Promise<FilmIndex> {
   const film = ++opened;
   const { index, refusal } = await new Promise<FilmOpened>((answered) => {
-    waiting.set(film, answered);
+    waiting.set(film, (answer) => (answer.read === undefined ? answered(answer) : onRead(answer.read)));
     decoder().postMessage({ film, source } satisfies FilmMessage);
   });
   if (!index) throw new Error(refusal);

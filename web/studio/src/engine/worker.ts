@@ -68,7 +68,13 @@ async function answeredWithFilms(instance: Core, ask: Ask, took: (ms: number) =>
     } finally {
       took(performance.now() - begun);
     }
-    await Promise.all(wanted.map(async (place) => instance.putPicture(place, await picture(place))));
+    await Promise.all(
+      wanted.map(async (place) => {
+        const pixels = await picture(place);
+        instance.putPicture(place, pixels);
+        films!.postMessage(pixels.data, [pixels.data.buffer]);
+      }),
+    );
   }
 }
 

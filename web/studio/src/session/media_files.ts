@@ -19,9 +19,9 @@ export function reasonOf(file: object | undefined): string | undefined {
 }
 
 // In the place of one that this browser does not decode, the core is given a file that is none.
-async function opened(source: Blob | string): Promise<FilmIndex | Uint8Array> {
+async function opened(name: string, source: Blob | string): Promise<FilmIndex | Uint8Array> {
   try {
-    return await openFilm(source);
+    return await openFilm(source, (seconds) => say(`Reading ${name}: ${seconds.toFixed(0)} s`));
   } catch (error) {
     const none = new Uint8Array();
     reasons.set(none, (error as Error).message);
@@ -36,7 +36,7 @@ export async function addTo(document: SceneDocument, given: Named): Promise<void
     files[name] = isFilm(name) && bytes instanceof Uint8Array ? new Blob([bytes.slice()]) : bytes;
     const file = files[name]!;
     try {
-      read[name] = file instanceof Blob ? await opened(file) : await readable(name, file);
+      read[name] = file instanceof Blob ? await opened(name, file) : await readable(name, file);
     } catch (error) {
       say(`${name} cannot be decoded by this browser: ${(error as Error).message}`, "bad");
     }
@@ -57,7 +57,7 @@ export async function fetchFiles(document: SceneDocument, folder: string, names:
     const film = isFilm(name);
     const answer = await fetch(address, film ? { headers: { Range: "bytes=0-0" } } : {});
     if (!answer.ok) continue;
-    if (film) document.addFiles({}, { [name]: await opened(address) });
+    if (film) document.addFiles({}, { [name]: await opened(name, address) });
     else found[name] = new Uint8Array(await answer.arrayBuffer());
   }
   await addTo(document, found);
