@@ -13,7 +13,7 @@ namespace orvandel::stage {
 enum class PngEffort {
   kFast,     // when rendering waits for writing: the same pixels, but not always the same packed bytes
   kDefault,  // equal pictures are equal files with one version of the library, on all machines
-  kSmall     // a twelfth to a fifth smaller, in one and a half to four times the time
+  kSmall     // up to a quarter smaller, in one and a half to six times the time
 };
 
 struct FreeMemory {
