@@ -86,6 +86,8 @@ std::string Reworded(std::string text) {
   };
   Replace(text, ".000000", "");
   Replace(text, "Value ", "");
+  Replace(text, " excludes ", " cannot be given with ");
+  Replace(text, " requires ", " needs ");
   Replace(text, " not in range ", " is not a number in the range ");
   if (const auto times = cutFrom("At Most 1 required but received ")) {
     text += fmt::format("may be given only once, but was given {} times", *times);

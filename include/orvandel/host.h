@@ -39,7 +39,8 @@ typedef struct OrvCallbacks {
   int32_t (*checkOutParam)(OrvEffectRef effectRef, int32_t hostIndex, int32_t time, int32_t timeStep, int32_t timeScale,
                            OrvParamDef* definition);
   int32_t (*checkInParam)(OrvEffectRef effectRef, OrvParamDef* definition);
-  /* Appends the next parameter; `position` is -1. Texts behind pointers live until the call returns. Not looked at. */
+  /* Appends the next parameter; `position` is -1. Texts behind pointers live until the call returns. The result is
+   * ignored. */
   int32_t (*addParam)(OrvEffectRef effectRef, int32_t position, OrvParamDef* definition);
   /* Non-zero stops the work: the effect calls neither again in this command and returns that code. */
   int32_t (*abortCheck)(OrvEffectRef effectRef);

@@ -27,14 +27,14 @@ typedef struct OrvServiceTable {
 #define ORV_PARAM_UTILS_VERSION 3
 
 typedef struct OrvParamUtilsService {
-  /* Takes over the UI flags and host flags of *definition for the parameter; the result is not looked at. */
+  /* Takes over the UI flags and host flags of *definition for the parameter; the result is ignored. */
   int32_t (*updateParamUi)(OrvEffectRef effectRef, int32_t hostIndex, const OrvParamDef* definition);
 } OrvParamUtilsService;
 
 /*
  * Optional. A host that can tell cheaply whether anything changed spares the effect reading every parameter at every
  * tick up to the frame, which it otherwise does on each render: the cost of a frame then no longer grows with its time.
- * Nor is anything asked then for waves whose life is over. A host without it refuses to acquire it, and nothing else
+ * It also saves the questions about waves whose life is over. A host without it refuses to acquire it, and nothing else
  * changes.
  */
 #define ORV_CHANGE_STAMP_SERVICE "Orvandel Change Stamp"
@@ -68,7 +68,7 @@ typedef struct OrvProgressIntervalService {
  * Optional. A host whose user scrubs backward keeps states of the simulation on the way, so that an earlier frame
  * begins at one of them instead of at the start. What is kept belongs to one sequence and is forgotten when that ends.
  * Such a host offers the change stamp as well: without one nothing is kept, and what was kept under another stamp, or
- * for frames of another size or quality, is passed over; the host may forget it.
+ * for frames of another size or quality, is ignored; the host may forget it.
  */
 #define ORV_RESUME_POINTS_SERVICE "Orvandel Resume Points"
 #define ORV_RESUME_POINTS_VERSION 2
@@ -76,11 +76,11 @@ typedef struct OrvProgressIntervalService {
 typedef struct OrvResumePointsService {
   /* Whether the state at `tick` (of 1/30 s) shall be kept, on a way that began at tick `from` and ends at `to`. */
   int32_t (*wanted)(OrvEffectRef effectRef, int32_t tick, int32_t from, int32_t to, int32_t* wanted);
-  /* Takes a copy of the bytes. They mean something to this version of the effect alone, on every machine whose bytes
-     lie in this one's order. A host that keeps them longer than the process knows what they are for by itself. */
+  /* Takes a copy of the bytes. Only this version of the effect understands them, on every machine with the same
+     byte order. A host that keeps them longer than the process must itself know what they belong to. */
   int32_t (*keep)(OrvEffectRef effectRef, int32_t tick, const void* bytes, uint64_t size);
   /* The latest one at or before a tick; *bytes null: there is none. Valid until the next call of this service. The
-     effect passes over bytes that it cannot have handed out; those that were altered with care give other waves. */
+     effect ignores bytes that it cannot have handed out; bytes altered deliberately may give other waves. */
   int32_t (*latest)(OrvEffectRef effectRef, int32_t atOrBefore, int32_t* tick, const void** bytes, uint64_t* size);
 } OrvResumePointsService;
 

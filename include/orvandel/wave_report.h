@@ -1,5 +1,5 @@
 /*
- * A service of its own header: the waves of a frame, told to the host that renders it.
+ * The wave report service: the effect reports the waves of a frame to the host that renders it.
  */
 #ifndef ORVANDEL_WAVE_REPORT_H
 #define ORVANDEL_WAVE_REPORT_H
@@ -9,7 +9,7 @@
 ORV_EXTERN_C_BEGIN
 
 /*
- * Optional. Tells the host the waves of a frame while it renders the frame: for drawing aids, vector output, counts.
+ * Optional. Reports the waves of a frame to the host while it is rendered: for drawing aids, vector output, counts.
  * A host without it refuses to acquire it; the picture is the same either way.
  */
 #define ORV_WAVE_REPORT_SERVICE "Orvandel Wave Report"
@@ -45,7 +45,7 @@ typedef struct OrvWave {
 
 typedef struct OrvWaveReportService {
   /*
-   * Called in a render for every wave that lives on after the frame, the oldest first, once all outlines stand and
+   * Called in a render for every wave that lives on after the frame, the oldest first, once all outlines are placed and
    * before anything is drawn; waves whose life is over, or that have no outline and never will, are not reported. The
    * wave and its points are valid during the call. 0: go on. Any other code ends the render with that code, like an
    * answer to the abort check: the effect asks the host nothing more in this command and leaves the output undrawn.

@@ -54,6 +54,8 @@ AvComplaints::AvComplaints() : previous_(complaint) {
 AvComplaints::~AvComplaints() { complaint = previous_; }
 
 std::string AvComplaints::Explain(int code) const {
+  // The complaint goes on with the whole list.
+  if (first_.find("not on whitelist") != std::string::npos) return "files of this kind are not read";
   return first_.empty() ? AvErrorText(code) : AvErrorText(code) + " (" + first_ + ")";
 }
 

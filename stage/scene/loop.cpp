@@ -23,6 +23,7 @@ constexpr double kFullTurn = 360, kMostDegrees = 32767;
 constexpr std::int32_t kEffectParts = 2;  // a birth's distance from the border of a tick, in halves of the smallest
 
 std::string Seconds(double seconds) { return fmt::format("{:.6g} s", seconds); }
+std::string BirthsText(double count) { return fmt::format("{:.0f} birth{}", count, count == 1 ? "" : "s"); }
 
 // Whether the fraction has an end as a decimal, as durations are written.
 bool IsDecimal(Rational value) {
@@ -115,7 +116,7 @@ class Looping {
     MustBeWholeBirths(emitter, which);
   }
 
-  // The effect takes values at its ticks: these must lie alike in every time through.
+  // The effect takes values at its ticks: these must fall at the same times in every pass.
   void MustBeWholeTicks(const std::string& what) const {
     if (IsWholeTicks()) return;
     throw InputError(fmt::format("{} changes, and the duration is no whole number of steps of 1/30 s: {}", what,
@@ -202,22 +203,22 @@ class Looping {
     const double below = std::floor(births), above = below + 1;
     const bool constant = TrackOf(emitter, *frequency).IsConstant();
     const auto remedy = [&](double wanted) {
-      return constant ? fmt::format("{:.6g} ({:.0f} births)", wanted / LoopSeconds(), wanted)
-                      : fmt::format("{:.6g} times as much ({:.0f} births)", wanted / births, wanted);
+      return constant ? fmt::format("{:.6g} ({})", wanted / LoopSeconds(), BirthsText(wanted))
+                      : fmt::format("{:.6g} times as much ({})", wanted / births, BirthsText(wanted));
     };
     throw InputError(fmt::format("{}Frequency gives {:.6g} births in {}, which has to be a whole number: {}{} would do",
                                  which, births, Seconds(LoopSeconds()), below >= 1 ? remedy(below) + " or " : "",
                                  remedy(above)));
   }
 
-  // Angles turn on where values begin anew; births fall alike.
+  // Angles continue to turn from pass to pass; births fall at the same times in each.
   void Prepare(Emitter& emitter) const {
     for (const ParamInfo& info : catalog_.Params()) {
       if (info.Type() != ORV_PARAM_ANGLE || TrackOf(emitter, info).IsConstant()) continue;
       Track& track = emitter.tracks[static_cast<std::size_t>(info.hostIndex)];
       if (Jumps(track, LoopSeconds())) continue;
       const std::int32_t start = scene_.time.preroll;
-      // Just before the end, because at it the values begin anew.
+      // Just before the end, because at the end the values start again.
       const auto at = [&](std::int32_t time) { return std::get<double>(At(emitter, info, start + time)); };
       const double way = at(scene_.time.duration - 2) - at(0);
       track.perLoop = std::round(way / kFullTurn) * kFullTurn;

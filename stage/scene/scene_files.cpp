@@ -66,6 +66,10 @@ std::filesystem::path SceneFiles::Plain(const JsonPlace& place) const {
 std::filesystem::path SceneFiles::PlainOrSequence(const JsonPlace& place) const {
   std::filesystem::path file = Resolved(place);
   const auto sequence = ParseSequenceName(file);
+  if (!sequence && file.filename().string().find("##") != std::string::npos && FileKindOf(file) == FileKind::kNone) {
+    place.Fail(fmt::format("{} does not exist; a numbered sequence is written with %04d in place of ####",
+                           Quoted(file.string())));
+  }
   if (!sequence) return Plain(place);
   MustBeInside(place, file);
   const auto numbers = sequence->Existing();

@@ -125,7 +125,7 @@ TEST_F(Commands, EveryPresetStartsAScene) {
   EXPECT_THAT(RunProgram({"new", In("x.json"), "--from", "pong"}).error, HasSubstr("did you mean \"ping\""));
 }
 
-TEST_F(Commands, CheckTellsEverythingAtOnce) {
+TEST_F(Commands, CheckReportsEverythingAtOnce) {
   const Outcome bad = RunProgram({"check", "--json", Scene(R"("pixelAspect": -1, "layers": {"a": "none.png"},
     "motion": 3, "parameters": {"Frequency": 900, "Sides": "six", "Source Layer": "a", "Colour": "#ffffff"})")});
   EXPECT_EQ(bad.exitCode, 2);
@@ -176,7 +176,7 @@ TEST_F(Commands, CheckWarnsOfCostAndFlashes) {
   EXPECT_THAT(calm.output, Not(HasSubstr("warning")));
 }
 
-TEST_F(Commands, DescribeTellsTheWavesAndThePicture) {
+TEST_F(Commands, DescribeReportsTheWavesAndThePicture) {
   const std::string scene = Scene(R"x("effects": [ {"parameters": {"Frequency": 2, "Expansion": 1, "Color": "#ff0000",
     "Producer Point": [50, 50]}}, {"parameters": {"Frequency": 0, "Lifespan (sec)": 1
 }
@@ -278,7 +278,7 @@ TEST_F(Commands, SvgFilesAreLayers) {
 }
 
 // A plate that nobody would see is said, with what to do.
-TEST_F(Commands, TellsOfAnInputThatIsNeverSeen) {
+TEST_F(Commands, ReportsAnInputThatIsNeverSeen) {
   ASSERT_EQ(
       RunProgram({"render", Scene("\"background\": \"#804020\""), "-o", In("plate.png"), "--frames", "0"}).exitCode, 0);
   const auto told = [&](const std::string& more) {

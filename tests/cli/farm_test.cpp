@@ -64,7 +64,7 @@ TEST(Farm, ShellsReadWordsAsTheyAre) {
 }
 
 // Some programs that start others leave SIGCHLD ignored.
-TEST(Farm, HearsHowChildrenEndWhateverWasInherited) {
+TEST(Farm, KnowsHowChildrenEndWhateverWasInherited) {
   std::signal(SIGCHLD, SIG_IGN);
   CatchInterrupts();
   for (const char* code : {"0", "1", "77"}) {

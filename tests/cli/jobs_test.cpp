@@ -256,7 +256,7 @@ std::vector<nlohmann::json> Lines(const std::string& text) {
   return lines;
 }
 
-TEST_F(Jobs, JsonProgressTellsEveryFrame) {
+TEST_F(Jobs, JsonProgressReportsEveryFrame) {
   const auto lines = Lines(Render("out/f.png", {"--progress", "json", "--jobs", "2"}).error);
   ASSERT_EQ(lines.size(), std::size_t{kFrames} + 2);
   EXPECT_EQ(lines.front()["event"], "start");

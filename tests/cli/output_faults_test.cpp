@@ -103,7 +103,7 @@ TEST_F(OutputFaults, FilesThatAppearMeanwhileAreKept) {
   }
 }
 
-TEST_F(OutputFaults, PartsOfTheDeadAreRemovedAndThoseOfTheLivingKept) {
+TEST_F(OutputFaults, UnfinishedFilesOfEndedRunsAreRemovedAndOthersKept) {
   const std::vector<std::string> oneFrame{"--frames", "0", "--overwrite"};
   Program program(Render("long.json", "film.mkv"), "/dev/null", folder_ / "error");
   ASSERT_TRUE(WaitUntil([&] { return HasPart(); }));

@@ -37,7 +37,7 @@ TEST(Entry, AnInstanceHasAHeapOfItsOwn) {
   os_memory::returnBlock = os_memory::ReturnToSystem;
 }
 
-TEST(Entry, WhatNobodyExpectsToBeThrownIsAnInternalError) {
+TEST(Entry, AnUnexpectedExceptionIsAnInternalError) {
   FakeHost host;
   ASSERT_EQ(host.SetUp(), 0);
   host.onPoll = [] { throw 1; };

@@ -103,7 +103,7 @@ TEST(Hosts, ThreadsMayRoundAsTheyLike) {
 }
 
 // The project without a rate: the parameter's.
-TEST(Hosts, ARateThatIsNotToldCanBeGiven) {
+TEST(Hosts, AFrameRateCanBeGivenWhereTheHostHasNone) {
   Habits habits;
   habits.tellsRate = false;
   const Host host(ThePlugin(), habits, context::kFilter);

@@ -21,7 +21,7 @@ struct Cached : FakeHost {
   double TickOf(std::int32_t hostTime) const { return hostTime * 30.0 / timeScale; }
 };
 
-TEST(ParamCache, StillParametersNeedTwoEntries) {
+TEST(ParamCache, ConstantParametersNeedTwoEntries) {
   Cached host;
   ASSERT_EQ(host.RenderTick(0), 0);
   EXPECT_EQ(CacheTimes(host), (std::vector<double>{0}));

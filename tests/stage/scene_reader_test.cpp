@@ -51,7 +51,7 @@ TEST(SceneReader, RefusesBadScenesAtTheirPlaceInOneLine) {
   }
 }
 
-TEST(SceneReader, TellsOfEveryCulpritAtOnce) {
+TEST(SceneReader, ReportsEveryFaultAtOnce) {
   const std::string text = SceneWith({{"width", "0"},
                                       {"frameRate", "0"},
                                       {"layers", R"({"a": "no.png", "b": 3})"},
