@@ -1,8 +1,8 @@
 // Whose requests the studio's server answers: those of the page that it serves itself, and no others.
 //
 // Every program and every other person on the machine can reach a port of it, and every page that the browser shows can
-// send requests there. So (1) all paths lie below a random word, which only the printed address contains; (2) the Host is
-// the machine's own by name or number, or another site's name could be made to lead here; (3) a request that another
+// send requests there. So (1) all paths lie below a random word, which only the printed address contains; (2) the Host
+// is the machine's own by name or number, or another site's name could be made to lead here; (3) a request that another
 // site's page caused is refused by its Origin and by what the browser says of where it comes from.
 #pragma once
 

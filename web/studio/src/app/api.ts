@@ -23,7 +23,7 @@ const api: PageApi = {
     const document = new SceneDocument(sceneText, name);
     await addTo(document, files);
     open(document);
-    // What a script loaded before and nobody changed gives way.
+    // What a script loaded before is closed, unless somebody has changed it.
     if (loaded && !loaded.changed.peek()) close(loaded);
     loaded = document;
     return workers().ask(Urgency.Now, "load");

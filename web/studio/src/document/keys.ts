@@ -36,7 +36,7 @@ function round(time: number): number {
   return Number(time.toFixed(6));
 }
 
-/** Keys that are run over give way. Answers where the moved ones stand now. */
+/** A moved key replaces one at the same time. Returns where the moved ones are now. */
 export function moveKeys(
   document: SceneDocument,
   base: string,
@@ -94,7 +94,7 @@ export function copyKeys(document: SceneDocument, places: readonly KeyPlace[]): 
   });
 }
 
-// `times`: those of the keys that are there, which it joins.
+// `times`: those of the existing keys; the new one is added to them.
 function withKey(text: string, list: Path, times: number[], key: Key): string {
   const there = times.findIndex((time) => Math.abs(time - key.time) < kSameTime);
   if (there >= 0) return withValue(text, [...list, there], key as unknown as Json);
@@ -104,7 +104,7 @@ function withKey(text: string, list: Path, times: number[], key: Key): string {
   return withItem(text, list, at, key as unknown as Json);
 }
 
-/** The first copied key comes to stand at `time`. */
+/** The first copied key is put at `time`. */
 export function pasteKeys(document: SceneDocument, copied: readonly CopiedKey[], time: number): KeyPlace[] {
   const scene = document.scene.value;
   const by = time - Math.min(...copied.map((each) => each.time));

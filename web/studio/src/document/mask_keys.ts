@@ -18,7 +18,7 @@ export function maskKeyAt(mask: JsonObject, time: number): number {
   return maskKeys(mask)?.findIndex((key) => Math.abs(key.time - time) < kSameTime) ?? -1;
 }
 
-/** `ends`: of the pieces of the path at that time, as the core tells them. None: it has no path that could be edited. */
+/** `ends`: of the pieces of the path at that time, as the core reports them. None: it has no path that could be edited. */
 export function pathAt(mask: JsonObject, time: number, ends: readonly (readonly number[])[]): string | undefined {
   if (typeof mask.d === "string") return mask.d;
   const keys = maskKeys(mask) ?? [];

@@ -51,7 +51,7 @@ export function stemOf(name: string): string {
   return name.replace(/^.*\//, "").replace(/\.[^.]*$/, "");
 }
 
-/** `wanted`, or with a number behind where it is taken. */
+/** `wanted`, with a number appended where that name is taken. */
 export function freeName(wanted: string, taken: Iterable<string>): string {
   const names = new Set(taken);
   for (let i = 1; ; ++i) {

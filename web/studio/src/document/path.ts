@@ -96,7 +96,7 @@ export function movedPoint(d: string, index: number, to: readonly [number, numbe
 
 /**
  * Two paths of the same commands, and `ends` of the one that they give at some moment between: that path in the same
- * commands. None where it cannot be told: a radius does not move on a straight way.
+ * commands. None where there is no such path: a radius does not change evenly.
  */
 export function pathBetween(from: string, to: string, ends: readonly (readonly number[])[]): string | undefined {
   const [a, b] = [read(from), read(to)];

@@ -17,7 +17,7 @@ const kMostSamples = 1500;
 
 /** By parameter, of the effect that is shown. */
 export const curves = signal<ReadonlyMap<string, Curve>>(new Map());
-/** By the effect's own answer. */
+/** As the effect itself answers. */
 export interface Shown {
   inactive: ReadonlySet<string>;
   inactiveGroups: ReadonlySet<string>;

@@ -206,7 +206,7 @@ export class Film {
     }
   }
 
-  // A place in the file that shows nothing has the picture that stood before.
+  // A part of the file without a picture continues to show the one before.
   async #take(picture: number, sample: VideoSample): Promise<void> {
     const pixels = await pixelsOf(sample, this.colours);
     this.#answer((wanted) => wanted >= this.#next && wanted < picture, this.last ?? pixels);

@@ -15,7 +15,7 @@ export interface ShownPicture extends Picture {
 export const frame = signal(0);
 export const playing = signal(false);
 export const picture = signal<ShownPicture | undefined>(undefined);
-/** Milliseconds of the last pictures, for those who watch. */
+/** Milliseconds that the last pictures took, for display. */
 export const drawTime = signal(0);
 
 const kCacheBytes = 384 * 2 ** 20;
@@ -75,7 +75,7 @@ export async function drawn(
 
 let opening: Promise<void> | undefined;
 
-/** The page's first pictures are some like any other, when they are of the scene that is open. */
+/** The page's first pictures are taken like any others, provided that they are of the scene that is open. */
 export function takeFirst(): void {
   const asked = workers().scene;
   if (!workers().isSame(first.scene)) return;
@@ -119,7 +119,7 @@ async function drawOne(options: FrameOptions): Promise<void> {
     failure.value = "";
   } catch (error) {
     if (error instanceof Dropped) return;
-    // What is wrong with the scene is said where it stands.
+    // A mistake in the scene is shown at its place.
     failure.value = error instanceof CoreError && error.complaints.length > 0 ? "" : (error as Error).message;
   }
 }

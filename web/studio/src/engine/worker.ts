@@ -17,7 +17,7 @@ let refusal: unknown;
 let films: MessagePort | undefined;
 const pictures = new Map<number, (answer: PictureAnswer) => void>();
 let asked = 0;
-// Waves that are traced from pictures say, once those are there, which others they need.
+// Only when waves have been traced from the first pictures does it show which others they need.
 const kMostRounds = 50;
 
 function loadWaiting(instance: Core): void {
@@ -55,7 +55,7 @@ async function picture({ file, picture }: FilmPlace): Promise<Pixels> {
   return pixels;
 }
 
-// What films cost is no measure of what the core costs.
+// Waiting for films does not count as the core's time.
 async function answeredWithFilms(instance: Core, ask: Ask, took: (ms: number) => void): Promise<unknown> {
   for (let round = 0; ; ++round) {
     const begun = performance.now();

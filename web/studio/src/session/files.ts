@@ -44,7 +44,7 @@ function use(document: SceneDocument, name: string): void {
       [...parameters, "Source Layer"],
       layer,
     );
-    // What has no alpha is all outline in it.
+    // Without alpha the whole picture would be one outline.
     if (/jpe?g|bmp$/i.test(name)) text = withValue(text, [...parameters, "Value Channel"], "Intensity");
     say(`Waves now grow from the contour of ${name}. Undo takes that back.`);
   } else if (isSound(name)) {

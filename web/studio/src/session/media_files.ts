@@ -18,7 +18,7 @@ export function reasonOf(file: object | undefined): string | undefined {
   return file && reasons.get(file);
 }
 
-// In the place of one that this browser does not decode, the core is given a file that is none.
+// In place of a film that this browser does not decode, the core gets an empty file.
 async function opened(name: string, source: Blob | string): Promise<FilmIndex | Uint8Array> {
   try {
     return await openFilm(source, (seconds) => say(`Reading ${name}: ${seconds.toFixed(0)} s`));

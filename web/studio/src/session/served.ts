@@ -12,7 +12,7 @@ interface DiskScene {
   tag: string;
 }
 
-/** The file on disk is another one meanwhile. */
+/** The file on disk has changed in the meantime. */
 export const conflict = signal<DiskScene | undefined>(undefined);
 
 class Server {

@@ -35,7 +35,7 @@ export const theme = signal<"dark" | "light">(
 );
 
 export function open(document: SceneDocument): void {
-  // An untouched new scene gives way.
+  // An untouched new scene is closed.
   const kept = documents.peek().filter((each) => each.changed.peek() || each.text.peek() !== kNewScene);
   documents.value = [...kept, document];
   show(document);

@@ -42,7 +42,7 @@ export async function restore(): Promise<boolean> {
   );
   localStorage.setItem(kKeptFlag, "yes");
   const [shown] = documents.peek();
-  // What somebody was quick to begin stays.
+  // What was begun while the store was being read stays.
   const begun = documents.peek().filter((each) => each !== shown || each.text.peek() !== kNewScene);
   documents.value = [...opened, ...begun];
   if (begun.length === 0) current.value = opened[kept.current] ?? opened[0]!;
@@ -50,7 +50,7 @@ export async function restore(): Promise<boolean> {
 }
 
 async function keep(): Promise<void> {
-  // What lies on disk, and what was never touched, needs no keeping.
+  // Scenes on disk, and an untouched new one, need not be kept.
   const scenes = documents
     .peek()
     .filter((each) => each.tag === undefined && (each.changed.peek() || each.text.peek() !== kNewScene));

@@ -1,4 +1,4 @@
-// A variation by chance of what is there: shape, motion and stroke of the chosen effect. One step of undo.
+// A random variation of the open scene: shape, motion and stroke of the chosen effect. One step of undo.
 import type { Parameter } from "../document/catalog";
 import { withValue } from "../document/edits";
 import type { Json } from "../document/json";
@@ -21,7 +21,7 @@ function colour(): string {
   return `#${channel(0)}${channel(8)}${channel(4)}`;
 }
 
-// Where the looks are, within what a slider covers.
+// The part of each range that looks good.
 const kTaste: Record<string, (parameter: Parameter) => Json> = {
   Sides: () => oneOf([3, 4, 5, 6, 8, 64, 64, 128]),
   "Curve Size": () => oneOf([0, 0, Number(Math.random().toFixed(2))]),
@@ -48,10 +48,10 @@ export function surprise(): void {
   let text = document.text.peek();
   for (const parameter of parameters.peek()) {
     const taste = kTaste[parameter.name.trim()];
-    // What moves was made with care.
+    // Animated parameters were set deliberately: they stay.
     if (!taste || moves(setting(scene, effectIndex.peek(), parameter.name))) continue;
     text = withValue(text, parameterPath(scene, effectIndex.peek(), parameter.name), taste(parameter));
   }
   document.change("surprise me", text);
-  say("A variation by chance. Undo takes it back.");
+  say("A random variation. Undo takes it back.");
 }
