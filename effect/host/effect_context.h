@@ -68,6 +68,9 @@ struct EffectContext {
     for (ParamSlot& slot : slots) slot.Release();
   }
 
+  // Full quality, not a draft.
+  bool IsHighQuality() const { return inRecord->quality == 1; }
+
   // The slot of a logical parameter id; AbortException(512) when none is registered for it.
   ParamSlot& SlotOf(std::int32_t paramId);
   // The host index of a logical parameter id; AbortException(512) when none is registered for it.

@@ -10,7 +10,6 @@
 namespace orvandel {
 namespace {
 
-constexpr std::int32_t kHighQuality = 1;
 constexpr float kFineTolerance = 0.3F;    // pixels
 constexpr float kCoarseTolerance = 1.0F;  // pixels
 
@@ -65,7 +64,7 @@ void PlaceOutline(const Wave& wave, const UnitOutline& shape, PlacedOutline& tar
 void RoundOutlineCorners(const Wave& wave, const EffectContext& context, const PlacedOutline& source,
                          PlacedOutline& target) {
   target.clear();
-  const float tolerance = context.inRecord->quality == kHighQuality ? kFineTolerance : kCoarseTolerance;
+  const float tolerance = context.IsHighQuality() ? kFineTolerance : kCoarseTolerance;
   const float toleranceSquared = tolerance * tolerance;
   // Fractions of the way from the corner to its neighbours: where the curve ends, and where its controls lie.
   const float endFraction = wave.curveSize * 0.5F;

@@ -28,8 +28,7 @@ float FadeOutFactor(const Wave& wave) {
 
 // Samples per output pixel and direction, 1..16: "Render Quality" at high quality, 1 in drafts.
 std::int32_t QualityFactor(EffectContext& context) {
-  constexpr std::int32_t kHighQuality = 1;
-  if (context.inRecord->quality != kHighQuality) return 1;
+  if (!context.IsHighQuality()) return 1;
   return std::clamp(ReadInteger(FilledSlot(context, kRenderQuality)), 1, 16);
 }
 

@@ -77,8 +77,8 @@ TEST(Stroke, KeepsIndicesWithinTheCell) {
     StrokePiece piece;
     piece.edges[1] = 1;
     piece.edges[2] = 2;
-    for (const std::int32_t order : {1, 2}) {
-      piece.order = order;
+    for (const bool outlineLeft : {true, false}) {
+      piece.outlineLeft = outlineLeft;
       RowBuffer cells(0, 11);
       Span touched;
       ASSERT_TRUE(ScanPieceRow(piece, edges, cells, 0, 10, touched));

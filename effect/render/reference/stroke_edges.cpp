@@ -171,7 +171,7 @@ class GeometryBuilder {
                 EdgeIndex ruling) {
     StrokePiece& piece = geometry_.pieces[before];
     const bool outlineLeft = points_[before].y > points_[i].y;
-    piece.order = outlineLeft ? 1 : 2;
+    piece.outlineLeft = outlineLeft;
     piece.edges[0] = outlineLeft ? outline : offset;
     piece.edges[3] = outlineLeft ? offset : outline;
 

@@ -46,7 +46,7 @@ struct StrokePiece {
   // [0] and [3]: the segment's outline and offset edge, in the order they stand from left to right; [1] and [2]: the
   // rulings at its ends, [1] the one further left. kNoEdge where there is none.
   EdgeIndex edges[4] = {kNoEdge, kNoEdge, kNoEdge, kNoEdge};
-  std::int32_t order = 1;    // 1: [0] is the outline edge; 2: [3] is
+  bool outlineLeft = true;   // [0] is the outline edge; else [3] is
   std::uint8_t inChain = 0;  // among the scan's live pieces
 };
 

@@ -47,7 +47,7 @@ bool CutPiece(const StrokePiece& piece, const HeapVector<StrokeEdge>& all, Cut& 
     edges[i] = &all[static_cast<std::size_t>(piece.edges[i])];
     if (edges[i]->active != 0) active |= 1U << i;
   }
-  const bool outlineLeft = piece.order == 1;
+  const bool outlineLeft = piece.outlineLeft;
   int left, right;
   if (!FindBounds(
           active, outlineLeft, [&](int slot) { return edges[slot]->x; }, left, right))
