@@ -47,7 +47,7 @@ std::uint16_t Word(float unit) {
 
 }  // namespace
 
-Canvas::Canvas(std::int32_t width, std::int32_t height, bool linear)
+Compositor::Compositor(std::int32_t width, std::int32_t height, bool linear)
     : width_(width),
       height_(height),
       linear_(linear),
@@ -59,7 +59,7 @@ Canvas::Canvas(std::int32_t width, std::int32_t height, bool linear)
   }
 }
 
-void Canvas::Lay(const Picture& picture, Blend blend, double opacity) {
+void Compositor::Lay(const Picture& picture, Blend blend, double opacity) {
   const auto share = static_cast<float>(opacity);
   switch (blend) {
     case Blend::kNormal:
@@ -73,12 +73,12 @@ void Canvas::Lay(const Picture& picture, Blend blend, double opacity) {
   }
 }
 
-std::uint16_t Canvas::WordOf(float color) const {
+std::uint16_t Compositor::WordOf(float color) const {
   if (!linear_) return Word(color);
   return LightCurve::The().Stored(static_cast<std::uint32_t>(std::min(color, 1.0F) * kFullLight));
 }
 
-Picture16 Canvas::Result() const {
+Picture16 Compositor::Result() const {
   Picture16 picture(width_, height_);
   for (std::size_t at = 0; at < values_.size(); at += 4) {
     const float alpha = values_[at];

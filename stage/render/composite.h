@@ -17,9 +17,9 @@
 
 namespace orvandel::stage {
 
-class Canvas {
+class Compositor {
  public:
-  Canvas(std::int32_t width, std::int32_t height, bool linear = false);
+  Compositor(std::int32_t width, std::int32_t height, bool linear = false);
   // `picture` has the canvas's size.
   void Lay(const Picture& picture, Blend blend, double opacity);
   // To the nearest 16-bit values, all zero where alpha is.

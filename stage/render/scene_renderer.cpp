@@ -74,7 +74,7 @@ struct SceneRenderer::Impl {
   }
 
   Picture16 Composite(std::int32_t hostTime) {
-    Canvas canvas(Width(), Height(), scene.linear);
+    Compositor canvas(Width(), Height(), scene.linear);
     for (std::size_t i = 0; i < renderers.size(); ++i) {
       canvas.Lay(PictureOf(i, hostTime), scene.emitters[i].blend, scene.emitters[i].opacity);
     }

@@ -43,10 +43,10 @@ Color Mixed(const Color& backdrop, const Color& source, Blend blend) {
   return mixed;
 }
 
-TEST(Canvas, AgreesWithTheFormulasPixelByPixel) {
+TEST(Compositor, AgreesWithTheFormulasPixelByPixel) {
   std::mt19937 random(3);
   for (int round = 0; round < 60; ++round) {
-    Canvas canvas(17, 9);
+    Compositor canvas(17, 9);
     std::array<Color, 17 * 9> expected{};
     for (int layer = 0; layer < 4; ++layer) {
       const Picture picture = RandomPicture(17, 9, random);
@@ -168,7 +168,7 @@ TEST_F(WholeScene, OfSeveralEffectsLaysThemInOrder) {
                              "\", \"opacity\": 0.5}]");
     FrameRenderer below(module_, scene, 0, {}), above(module_, scene, 1, {});
     for (const std::int32_t frame : {40, 3, 17}) {
-      Canvas canvas(48, 32);
+      Compositor canvas(48, 32);
       canvas.Lay(below.Render(frame), Blend::kNormal, 0.75);
       canvas.Lay(above.Render(frame), kBlends[i], 0.5);
       const Picture16 expected = canvas.Result();
