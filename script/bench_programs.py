@@ -172,10 +172,12 @@ def run(words, output=os.devnull):
     return wall, usage.ru_utime + usage.ru_stime
 
 
+# Every second round goes backward: a virtual machine may have to ask for the memory that the first of two large programs
+# takes, and the second finds it there (a second of processor time where an encoder takes 650 MB).
 def fastest(todo, rounds):
     best = {key: (float("inf"), float("inf")) for key in todo}
-    for _ in range(rounds):
-        for key, (words, count) in todo.items():
+    for number in range(rounds):
+        for key, (words, count) in list(todo.items())[::-1 if number % 2 else 1]:
             wall, cpu = run(words)
             best[key] = min(best[key][0], wall / count), min(best[key][1], cpu / count)
     return best
