@@ -254,8 +254,9 @@ class Looping {
         due = words / ticks * static_cast<double>(tick + 1);
       } else {
         const auto place = static_cast<std::size_t>(tick) % rates.size();
+        const std::size_t passes = static_cast<std::size_t>(tick) / rates.size();
         within = (place == 0 ? 0 : within) + rates[place];
-        due = words * (static_cast<double>(static_cast<std::size_t>(tick) / rates.size()) + within / sum);
+        due = words * (static_cast<double>(passes) + within / sum);
       }
       const double next = std::max(done, std::floor(due - late));
       values->push_back((next - done) / kWordsOfOne);
