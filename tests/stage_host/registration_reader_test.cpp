@@ -39,6 +39,14 @@ TEST(RegistrationReader, ReadsTheModule) {
   EXPECT_FALSE(registration.Word("name")) << "a text is no word";
 }
 
+TEST(RegistrationReader, TheFirstByteTellsTheHeadersLength) {
+  const std::string property("ownreman\0\0\0\0\4\0\0\0\7\0\0\0", 20);
+  for (const std::string& header : {std::string(8, '\0'), "\1" + std::string(9, '\0')}) {
+    const std::string bytes = header + property;
+    EXPECT_EQ(Registration(std::vector<std::uint8_t>(bytes.begin(), bytes.end())).Word("name"), 7U);
+  }
+}
+
 TEST(RegistrationReader, SaysWhatIsMissing) {
   const TempFolder folder;
   const auto reasonFor = [&](std::string_view hidden) {
