@@ -78,7 +78,7 @@ Outcome RunOnTerminal(const std::vector<std::string>& arguments) {
 }
 
 bool WaitUntil(const std::function<bool()>& ready) {
-  for (int round = 0; round < 4000; ++round) {
+  for (int round = 0; round < 12000; ++round) {  // a minute: the machine may be busy
     if (ready()) return true;
     usleep(5000);
   }

@@ -31,7 +31,7 @@ void ApplyShape(FakeHost& host, Shape shape) {
     host.SetFixed(kCurvyness, 0.5);
   }
   if (shape == Shape::kContour) {
-    host.SetFixed(kPreBlur, 0.8);
+    host.SetFixed(kPreBlur, 2.5);  // up to 1 nothing is blurred
     host.SetFixed(kTolerance, 0.4);
   }
 }

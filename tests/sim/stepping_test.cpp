@@ -3,6 +3,7 @@
 
 #include <cmath>
 #include <random>
+#include <utility>
 
 #include "effect/base/errors.h"
 #include "effect/params/param_ids.h"
@@ -185,6 +186,20 @@ TEST(Stepping, OnePictureIsLentAtEveryPoll) {
     host.onPoll = nullptr;
     EXPECT_EQ(most, 1) << "layer " << layer;
   }
+}
+
+TEST(SequenceCommands, TheOlderOfTwoSequencesMayGoFirst) {
+  FakeHost host;
+  ASSERT_EQ(host.SetUp(), 0);
+  const OrvHandle older = std::exchange(host.in.sequenceData, nullptr);
+  ASSERT_EQ(host.Send(ORV_SEQUENCE_SET_UP), 0);
+  const OrvHandle newer = std::exchange(host.in.sequenceData, older);
+  ASSERT_EQ(host.Send(ORV_SEQUENCE_SET_DOWN), 0);
+  host.in.sequenceData = newer;
+  EXPECT_EQ(host.RenderTick(3), 0);
+  EXPECT_EQ(host.in.sequenceData, newer);
+  EXPECT_EQ(host.Send(ORV_SEQUENCE_SET_DOWN), 0);
+  EXPECT_EQ(heap::BytesInUse(), 0U);
 }
 
 TEST(SequenceCommands, SetUpStartsAnewAndReSetUpDoesNot) {

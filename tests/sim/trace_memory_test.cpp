@@ -72,6 +72,9 @@ TEST(TraceMemory, AStampVouchesForThePicturesOfTheirTimes) {
     ASSERT_EQ(host.RenderTick(tick), 0);
     EXPECT_EQ(host.Picture(), host.FreshPictureAtTick(tick)) << i << ": " << tick;
   }
+  const auto sharp = host.FreshPictureAtTick(3);
+  host.SetFixed(kPreBlur, 9);
+  EXPECT_NE(host.FreshPictureAtTick(3), sharp);
 }
 
 }  // namespace
