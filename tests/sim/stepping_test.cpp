@@ -88,13 +88,10 @@ TEST(Stepping, ASnapshotIsTheListAtItsTick) {
   ASSERT_EQ(list.waves.size(), 1U);
   EXPECT_NEAR(list.waves.front().age, 10 / 30.0, 1e-6);
   EXPECT_EQ(reader.Left(), 0U) << "the list's bytes, counted";
-  // A field that is neither written nor read shows in few frames.
-  ByteWriter wave, all;
+  ByteWriter bytes;
   list.waves.front().shapeValid = false;
-  WriteWave(list.waves.front(), wave);
-  WriteWaveList(list, all);
-  EXPECT_EQ(wave.Length(), 148U);
-  EXPECT_EQ(all.Length(), 109U + 148U);
+  WriteWaveList(list, bytes);
+  EXPECT_EQ(bytes.Length(), 109U + 148U) << "a field neither written nor read shows in few frames";
   ASSERT_EQ(host.RenderTick(-3), 0);
   EXPECT_EQ(StateOf(host).time, 0) << "a negative time is time 0";
 }
@@ -107,8 +104,7 @@ INSTANTIATE_TEST_SUITE_P(Stepping, Starts, testing::Bool());
 TEST_P(Starts, AreTheNearestStateBehindTheFrame) {
   std::mt19937 random(12);
   Stepped host;
-  host.keepsResumePoints = GetParam();
-  host.changeStamp = GetParam() ? 1 : 0;
+  host.changeStamp = host.keepsResumePoints = GetParam();
   double list = -1, snapshot = -1;
   for (int i = 0; i < 300; ++i) {
     const double frame = static_cast<double>(random() % 2 == 0 ? random() % 12 * 4 : random() % 48) / 4;
@@ -197,7 +193,6 @@ TEST(SequenceCommands, TheOlderOfTwoSequencesMayGoFirst) {
   ASSERT_EQ(host.Send(ORV_SEQUENCE_SET_DOWN), 0);
   host.in.sequenceData = newer;
   EXPECT_EQ(host.RenderTick(3), 0);
-  EXPECT_EQ(host.in.sequenceData, newer);
   EXPECT_EQ(host.Send(ORV_SEQUENCE_SET_DOWN), 0);
   EXPECT_EQ(heap::BytesInUse(), 0U);
 }
