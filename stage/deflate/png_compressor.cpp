@@ -1,9 +1,9 @@
 // Measured on 1080p frames of the example scenes, as differences to the pixel before. ISA-L's level 1 takes 1 to 16 ms
-// for 42 to 1709 kB; libdeflate's level 2 takes 10 to 50 ms for 16 to 1482 kB. Its level 3 takes a twentieth longer on
-// average, a fifth for soft profiles, and saves up to 8 percent; level 4 an eighth and more than a third, and saves up
-// to 15 percent more, of flat strokes most; level 7 twice and six times as long, and saves up to 28 percent of level
-// 3's size. The bytes that ISA-L packs differ now and then between two runs of one program on one machine (about one
-// process in 1,500), so that files of equal pictures cannot be told by their hash: it is chosen, never the default.
+// for 20 to 1744 kB; libdeflate's level 3 takes 10 to 52 ms for 14 to 1448 kB. Its level 2 takes a twentieth less on
+// average, a sixth for soft profiles, for up to 9 percent more; level 4 an eighth and more than a third longer, and
+// saves up to 15 percent, of flat strokes most; level 7 twice and six times as long, and saves up to 28 percent of
+// level 3's size. The bytes that ISA-L packs differ now and then between two runs of one program on one machine (about
+// one process in 1,500), so that files of equal pictures cannot be told by their hash: it is chosen, never the default.
 #include <isa-l/igzip_lib.h>
 #include <libdeflate.h>
 
