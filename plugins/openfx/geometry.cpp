@@ -27,6 +27,14 @@ std::int32_t Raised(double pixels) {
   return Checked(std::fabs(pixels - near) < kSnap ? near : std::ceil(pixels));
 }
 
+// The effect truncates a place to 1/65536 of a pixel: one that is such a step but for the rounding of its way through
+// square pixels is that step.
+double OnStep(double pixel) {
+  constexpr double kSteps = 65536, kRounding = 1e-9;
+  const double step = std::round(pixel * kSteps) / kSteps;
+  return std::fabs(pixel - step) < kRounding ? step : pixel;
+}
+
 std::int32_t Side(double pixels) { return Checked(std::max(1.0, std::round(pixels))); }
 
 }  // namespace
@@ -61,7 +69,7 @@ FrameGrid GridOf(const Stage& stage, OfxPointD scale) {
 // A side that is whole pixels is not divided by itself and multiplied again, which would cost a last bit.
 stage::PointValue LayerPoint(const Stage& stage, const FrameGrid& grid, OfxPointD canonical) {
   const auto along = [](double from, double side, std::int32_t pixels) {
-    return side == pixels ? from : from * pixels / side;
+    return side == pixels ? from : OnStep(from * pixels / side);
   };
   return {along(canonical.x - stage.rect.x1, stage.rect.x2 - stage.rect.x1, grid.layerWidth),
           along(stage.rect.y2 - canonical.y, stage.rect.y2 - stage.rect.y1, grid.layerHeight)};

@@ -37,10 +37,10 @@ SourceLayerChoice LayerChoice(const ParamTable& table, Values& values) {
   return static_cast<SourceLayerChoice>(static_cast<int>(values.At(layer->hostIndex, values.Units())[0]));
 }
 
-// A share that gives the pixel back when it is multiplied: the product is truncated to 1/65536 of a pixel.
+// A share that gives the pixel back when it is multiplied: the product is truncated toward zero, to 1/65536 of a pixel.
 double ShareOf(double pixel, std::int32_t side) {
   const double share = pixel / side;
-  return share * side < pixel ? std::nextafter(share, HUGE_VAL) : share;
+  return std::fabs(share * side) < std::fabs(pixel) ? std::nextafter(share, std::copysign(HUGE_VAL, pixel)) : share;
 }
 
 // Takes down which pictures are asked for, and gives none.

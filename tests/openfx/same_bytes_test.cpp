@@ -84,7 +84,7 @@ stage::Track RandomTrack(Dice& dice, const stage::ParamInfo& info) {
     stage::Key key{i * 0.5, number, {}};
     switch (info.Type()) {
       case ORV_PARAM_POINT:
-        key.value = stage::PointValue{dice.Whole(-20, 180) + 0.25, dice.Whole(-20, 110) + 0.5};
+        key.value = stage::PointValue{dice.Whole(-20, 180) + 0.25, dice.Whole(-20, 110) + 0.625};
         break;
       case ORV_PARAM_COLOR:
         key.value = stage::ColorValue{double(dice(256)), double(dice(256)), double(dice(256))};
@@ -110,6 +110,7 @@ TEST_F(SameBytes, ScenesOfRandomValues) {
     Dice dice(seed);
     stage::Scene scene = stage::ReadSceneText(R"({"version": 1, "width": 160, "height": 90, "frameRate": )" +
                                                   std::string(seed % 3 == 0 ? "25" : "30") +
+                                                  std::string(seed % 2 == 0 ? "" : R"(, "pixelAspect": "8/9")") +
                                                   R"(, "duration": 4, "masks": {"m": {"d": ")" + path + R"("}}})",
                                               "scene.json", Catalog());
     for (const stage::ParamInfo& info : Catalog().Params()) {
