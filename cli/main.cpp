@@ -2,10 +2,6 @@
 #include <exception>
 #include <sstream>
 
-#ifdef __GLIBC__
-#include <malloc.h>
-#endif
-
 #include "cli/argument_errors.h"
 #include "cli/arguments.h"
 #include "cli/commands/commands.h"
@@ -18,18 +14,7 @@
 namespace orvandel::cli {
 namespace {
 
-// Encoders ask for the same large blocks for each picture. The C library would give each back to the system when it is
-// freed, which has to clear it for the next picture; on threads but the first it never learns better by itself.
-void KeepFreedMemory() {
-#ifdef __GLIBC__
-  constexpr int kLargestKept = 32 << 20;
-  mallopt(M_MMAP_THRESHOLD, kLargestKept);
-  mallopt(M_TRIM_THRESHOLD, 8 * kLargestKept);
-#endif
-}
-
 void RunRender(const Requests& requests) {
-  KeepFreedMemory();
   if (requests.listFormats) {
     ListFormats();
   } else {

@@ -6,6 +6,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
+
 #include <algorithm>
 #include <cerrno>
 #include <climits>
@@ -20,13 +24,26 @@
 namespace orvandel::cli {
 namespace {
 
+// Encoders ask for the same large blocks for each picture. The C library would give each back to the system when it is
+// freed, which has to clear it for the next picture. Only in the process that encodes: the others' memory is estimated
+// to be theirs only while they use it.
+void KeepFreedMemory() {
+#ifdef __GLIBC__
+  constexpr int kLargestKept = 32 << 20;
+  mallopt(M_MMAP_THRESHOLD, kLargestKept);
+  mallopt(M_TRIM_THRESHOLD, 8 * kLargestKept);
+#endif
+}
+
 class Film final : public OrderedSink {
  public:
   Film(const std::filesystem::path& file, const stage::FilmOptions& options)
       : unfinished_(stage::PartialFile(file, options.ifTaken).WorkName()),
-        writer_(stage::OpenFilm(file, options)),
         width_(options.width),
-        height_(options.height) {}
+        height_(options.height) {
+    KeepFreedMemory();
+    writer_ = stage::OpenFilm(file, options);
+  }
 
   void Put(std::span<const std::uint8_t> picture) override {
     writer_->Add(stage::HostImage::RowsIn(width_, height_, picture));
