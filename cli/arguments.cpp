@@ -93,10 +93,11 @@ void AddPicture(CLI::App& command, Requests& requests) {
 
 // Processes, memory and time.
 void AddLimits(CLI::App& command, RenderRequest& request) {
-  command.add_option("-j,--jobs", request.jobs, "Render with N processes; 0: one per processor")
+  command
+      .add_option("-j,--jobs", request.jobs,
+                  "Render with N processes; 0: one per processor; default: one per two processors, on a farm one")
       ->check(CLI::Range(0, kMostJobs))
-      ->type_name("N")
-      ->default_val(1);
+      ->type_name("N");
   command
       .add_option("--max-memory", request.maxMemory, "Refuse renders that need more memory: 8G; default: the machine's")
       ->transform(CLI::AsSizeValue(false))

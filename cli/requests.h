@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -36,7 +37,7 @@ struct RenderRequest {
   bool noSound = false;
   std::string filmQuality = "high";  // or medium, low
   Existing existing = Existing::kRefuse;
-  int jobs = 1;                 // 0: one a processor
+  std::optional<int> jobs;      // 0: one a processor; none: as many as are of use, on a farm one
   std::uint64_t maxMemory = 0;  // bytes; 0: what the machine has
   bool dryRun = false;
   double maxFrameSeconds = 0;

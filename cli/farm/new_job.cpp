@@ -171,7 +171,7 @@ NewJob MakeFarmJob(const FarmRequest& request) {
   job.name = names.title;
   if (!request.partition.empty()) job.everyJob.push_back("--partition=" + request.partition);
   job.everyJob.insert(job.everyJob.end(), request.sbatch.begin(), request.sbatch.end());
-  if (render.jobs > 1) job.arrayOnly.push_back(fmt::format("--cpus-per-task={}", render.jobs));
+  if (render.jobs > 1) job.arrayOnly.push_back(fmt::format("--cpus-per-task={}", *render.jobs));
   job.atOnce = request.atOnce;
   Rehearse(job.render, {"--frames", RunsText(frames, Steps::kWritten), "--dry-run"});
   AddFilm(render, names, frames, job);

@@ -31,7 +31,7 @@ class Arguments {
     Add("--max-waves", fmt::format("{}", request.scene.maxWaves));
     if (request.maxMemory > 0) Add("--max-memory", fmt::format("{}", request.maxMemory));
     if (request.maxFrameSeconds > 0) Add("--max-frame-seconds", fmt::format("{}", request.maxFrameSeconds));
-    Add("--jobs", fmt::format("{}", request.jobs));
+    Add("--jobs", fmt::format("{}", request.jobs.value_or(1)));
   }
 
   // Nothing where the value is empty.

@@ -117,8 +117,10 @@ std::string MemoryText(std::uint64_t bytes) {
   return gigabytes < 100 ? fmt::format("{:.1f} GB", gigabytes) : fmt::format("{:.0f} GB", gigabytes);
 }
 
+std::uint64_t AllowedMemory(std::uint64_t maxMemory) { return maxMemory == 0 ? PhysicalMemory() : maxMemory; }
+
 void RefuseTooMuchMemory(const stage::Scene& scene, const MemoryNeed& need, std::uint64_t maxMemory) {
-  const std::uint64_t allowed = maxMemory == 0 ? PhysicalMemory() : maxMemory;
+  const std::uint64_t allowed = AllowedMemory(maxMemory);
   if (need.Total() <= allowed) return;
   throw stage::InputError(fmt::format(
       "{}: the render takes about {} of memory, more than the {} that {}; lower --jobs, raise --downsample or raise "

@@ -41,7 +41,10 @@ MemoryNeed EstimateMemory(const stage::Scene& scene, const std::vector<MediumSiz
 // "3.2 GB".
 std::string MemoryText(std::uint64_t bytes);
 
-// InputError when that is more than `maxMemory` bytes; 0: than the machine has.
+// Bytes that a render may take: `maxMemory`; 0: what the machine has.
+std::uint64_t AllowedMemory(std::uint64_t maxMemory);
+
+// InputError when that is more than AllowedMemory.
 void RefuseTooMuchMemory(const stage::Scene& scene, const MemoryNeed& need, std::uint64_t maxMemory);
 
 // InputError when no film can have this size.

@@ -26,10 +26,13 @@
 namespace orvandel::cli {
 namespace {
 
-int JobsFor(const RenderRequest& request, std::size_t frames) {
-  const auto processors = static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
-  const int jobs = request.jobs == 0 ? processors : request.jobs;
-  return static_cast<int>(std::min<std::size_t>(static_cast<std::size_t>(jobs), frames));
+// A process draws on one processor and packs on another. Where few frames are asked for, more of them take longer to
+// start than they save.
+std::size_t JobsFor(const RenderRequest& request, std::size_t frames) {
+  constexpr std::size_t kMost = 8, kFramesEach = 16;
+  const std::size_t processors = std::max(1u, std::thread::hardware_concurrency());
+  if (!request.jobs) return std::clamp<std::size_t>(std::min(processors / 2, frames / kFramesEach), 1, kMost);
+  return std::min(*request.jobs == 0 ? processors : static_cast<std::size_t>(*request.jobs), frames);
 }
 
 RenderRun RunOf(const RenderRequest& request, const std::string& sceneText, const stage::Scene& scene,
@@ -114,7 +117,7 @@ void PlanFrames(const RenderRequest& request, const std::vector<std::int32_t>& a
   const auto frames = plan.output.IsOrdered() ? asked : WithoutRepeats(asked);
   plan.frames = FramesLeft(plan.output, frames, request.existing, plan.form);
   plan.kept = frames.size() - plan.frames.size();
-  plan.jobs = JobsFor(request, plan.frames.size());
+  plan.jobs = static_cast<int>(JobsFor(request, plan.frames.size()));
 }
 
 // What the frames need: waves, and memory.
@@ -123,8 +126,16 @@ void PlanNeeds(const RenderRequest& request, const stage::ParamCatalog& catalog,
   const stage::WaveCount waves = stage::CountWaves(plan.scene, catalog, plan.frames);
   plan.mostWaves = waves.alive;
   RefuseTooManyWaves(plan.scene, waves, request.scene.maxWaves);
-  plan.memory =
-      EstimateMemory(plan.scene, MediaSizes(plan.scene, catalog), plan.output, plan.form, request.codec, plan.jobs);
+  const auto media = MediaSizes(plan.scene, catalog);
+  const auto needOf = [&](int jobs) {
+    return EstimateMemory(plan.scene, media, plan.output, plan.form, request.codec, jobs);
+  };
+  if (!request.jobs) {
+    const bool showsFilms = std::any_of(media.begin(), media.end(), [](const MediumSize& each) { return each.moves; });
+    while (plan.jobs > 1 && (showsFilms || needOf(plan.jobs).Total() > AllowedMemory(request.maxMemory) / 2))
+      --plan.jobs;
+  }
+  plan.memory = needOf(plan.jobs);
   RefuseTooMuchMemory(plan.scene, plan.memory, request.maxMemory);
 }
 
