@@ -46,7 +46,7 @@ void Update(f0r_instance_t instance, Caller caller, double time, const std::uint
   // while there may still be memory. The function is pure, so that its result has to be used.
   [[maybe_unused]] const volatile int pending = std::uncaught_exceptions();
   const orvandel::bridge::PlainArithmetic plain;
-  static_cast<Instance*>(instance)->Update(time, UnitOf(caller), in, out);
+  static_cast<Instance*>(instance)->Update(time, caller, in, out);
 }
 
 }  // namespace

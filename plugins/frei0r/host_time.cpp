@@ -30,11 +30,14 @@ Caller CallerInLibrary(const void* code) {
   std::string_view name = dladdr(code, &info) != 0 && info.dli_fname != nullptr ? info.dli_fname : "";
   name.remove_prefix(name.rfind('/') == std::string_view::npos ? 0 : name.rfind('/') + 1);
   const auto begins = [&](const char* text) { return name.substr(0, std::strlen(text)) == text; };
+  if (begins("libavfilter.so.8")) return Caller::kFfmpeg5;
   if (begins("libavfilter.so")) return Caller::kFfmpeg;
   if (begins("libgstfrei0r.so")) return Caller::kGStreamer;
   if (begins("libmltfrei0r.so")) return Caller::kOther;
   // Linked into the program itself.
-  return dlsym(RTLD_DEFAULT, "avfilter_version") != nullptr ? Caller::kFfmpeg : Caller::kOther;
+  const auto version = reinterpret_cast<unsigned (*)()>(dlsym(RTLD_DEFAULT, "avfilter_version"));
+  if (version == nullptr) return Caller::kOther;
+  return version() >> 16 == 8 ? Caller::kFfmpeg5 : Caller::kFfmpeg;
 }
 
 }  // namespace

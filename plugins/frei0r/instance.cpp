@@ -151,20 +151,23 @@ namespace {
 // The filter's picture of the moment, which has no past.
 class InputPicture final : public bridge::PictureSource {
  public:
-  InputPicture(const std::uint32_t* words, std::int32_t width, std::int32_t height)
-      : words_(words), width_(width), height_(height) {}
+  InputPicture(const std::uint32_t* words, std::int32_t rowPixels, std::int32_t width, std::int32_t height)
+      : words_(words), rowPixels_(rowPixels), width_(width), height_(height) {}
   bool Has(Layer layer) const override { return words_ != nullptr && layer == Layer::kInput; }
   bool Moves(Layer) const override { return false; }
   stage::Picture PictureAt(Layer, const bridge::LookTime&) override {
     stage::Picture picture(width_, height_);
-    std::memcpy(picture.bytes.data(), words_, picture.bytes.size());
+    const std::size_t rowSize = static_cast<std::size_t>(width_) * 4;
+    for (std::ptrdiff_t y = 0; y < height_; ++y) {
+      std::memcpy(&picture.bytes[rowSize * static_cast<std::size_t>(y)], words_ + y * rowPixels_, rowSize);
+    }
     stage::AlphaFirst(picture.bytes.data(), picture.bytes.size() / 4);
     return picture;
   }
 
  private:
   const std::uint32_t* words_;
-  std::int32_t width_, height_;
+  std::int32_t rowPixels_, width_, height_;
 };
 
 bool IsTime(double time) { return std::fabs(time) < 1e15; }
@@ -263,7 +266,7 @@ double Instance::CountedSeconds(const stage::Rational& rate) {
   return static_cast<double>(untimed_++ * known.den) / static_cast<double>(known.num);
 }
 
-void Instance::Render(double time, TimeUnit callersUnit, const std::uint32_t* in, std::uint32_t* out) {
+void Instance::Render(double time, Caller caller, const std::uint32_t* in, std::uint32_t* out) {
   if (params_ == nullptr) throw stage::WorkError(complained_);
   Values values(*params_);
   bridge::FrameRequest request;
@@ -276,7 +279,7 @@ void Instance::Render(double time, TimeUnit callersUnit, const std::uint32_t* in
   }
   request.frameRate = RateOf(values.At(Role::kFrameRate).text);
   const std::int32_t said = WordOf({"auto", "seconds", "milliseconds"}, values.At(Role::kTimeUnit).text);
-  const TimeUnit unit = said > 1 ? static_cast<TimeUnit>(said - 1) : callersUnit;
+  const TimeUnit unit = said > 1 ? static_cast<TimeUnit>(said - 1) : UnitOf(caller);
   if (!IsTime(time)) {
     request.seconds = CountedSeconds(request.frameRate.num > 0 ? request.frameRate : request.look->FrameRate());
   } else if (unit == TimeUnit::kMilliseconds) {
@@ -287,27 +290,34 @@ void Instance::Render(double time, TimeUnit callersUnit, const std::uint32_t* in
   request.width = width_;
   request.height = height_;
   request.params = &values;
-  InputPicture input(in, width_, height_);
+  const std::ptrdiff_t rowPixels = RowPixels(caller, width_);
+  InputPicture input(in, RowPixels(caller, width_), width_, height_);
   const bool traces = values.TracesItsInput() || (request.look->TracesInput() && !request.look->HasInput());
   if (isFilter_ && traces) request.pictures = &input;
   auto* const bytes = reinterpret_cast<std::uint8_t*>(out);
-  player_.Render(request, {bytes, std::ptrdiff_t{width_} * 4});
-  const bool over = isFilter_ && in != nullptr && values.At(Role::kKeepInput).number >= 0.5;
-  if (over) LayOver(reinterpret_cast<const std::uint8_t*>(in), bytes, Pixels());
+  player_.Render(request, {bytes, rowPixels * 4});
+  if (!isFilter_ || in == nullptr || values.At(Role::kKeepInput).number < 0.5) return;
+  for (std::ptrdiff_t y = 0; y < height_; ++y) {
+    LayOver(reinterpret_cast<const std::uint8_t*>(in + y * rowPixels), bytes + y * rowPixels * 4,
+            static_cast<std::size_t>(width_));
+  }
 }
 
-void Instance::Update(double time, TimeUnit callersUnit, const std::uint32_t* in, std::uint32_t* out) {
+void Instance::Update(double time, Caller caller, const std::uint32_t* in, std::uint32_t* out) {
   try {
-    Render(time, callersUnit, in, out);
+    Render(time, caller, in, out);
     return;
   } catch (const std::exception& error) {
     const std::lock_guard lock(guard_);
     Complain(error.what());
   }
-  if (isFilter_ && in != nullptr) {
-    std::memcpy(out, in, Pixels() * 4);
-  } else {
-    std::memset(out, 0, Pixels() * 4);
+  const std::ptrdiff_t rowPixels = RowPixels(caller, width_);
+  for (std::ptrdiff_t y = 0; y < height_; ++y) {
+    if (isFilter_ && in != nullptr) {
+      std::copy_n(in + y * rowPixels, width_, out + y * rowPixels);
+    } else {
+      std::fill_n(out + y * rowPixels, width_, 0);
+    }
   }
 }
 

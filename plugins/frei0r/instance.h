@@ -27,7 +27,7 @@ class Instance {
   void Get(int index, f0r_param_t value, Caller caller);
   // Anything that goes wrong is reported on standard error, once, and the picture is transparent; a filter's is its
   // input.
-  void Update(double time, TimeUnit callersUnit, const std::uint32_t* in, std::uint32_t* out);
+  void Update(double time, Caller caller, const std::uint32_t* in, std::uint32_t* out);
 
  private:
   // A parameter's value in the host's own terms.
@@ -39,11 +39,10 @@ class Instance {
   };
   static bool Means(const Param& param, const Held& held, Caller caller);
   struct Values;
-  void Render(double time, TimeUnit callersUnit, const std::uint32_t* in, std::uint32_t* out);
+  void Render(double time, Caller caller, const std::uint32_t* in, std::uint32_t* out);
   void OpenLook();
   double CountedSeconds(const stage::Rational& rate);
   void Complain(const char* what) noexcept;
-  std::size_t Pixels() const { return static_cast<std::size_t>(width_) * static_cast<std::size_t>(height_); }
 
   const bool isFilter_;
   const std::int32_t width_, height_;
