@@ -84,9 +84,7 @@ constexpr std::size_t kLargestMedium = std::size_t{64} << 20;
 
 void WriteWhole(const std::filesystem::path& file, std::string_view bytes) {
   PrepareFolder(file);
-  stage::PartialFile partial(file, stage::IfTaken::kFail);
-  partial.Write({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()});
-  partial.Keep();
+  stage::WriteWholeFile(file, bytes, stage::IfTaken::kFail);
 }
 
 // An existing file with the same content is left as it is.

@@ -57,9 +57,7 @@ std::size_t FarmJob::FrameCount() const {
 }
 
 void WriteTextFile(const std::filesystem::path& file, const std::string& text) {
-  stage::PartialFile partial(file, stage::IfTaken::kReplace);
-  partial.Write({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
-  partial.Keep();
+  stage::WriteWholeFile(file, text, stage::IfTaken::kReplace);
 }
 
 void SaveFarmJob(const FarmJob& job) {

@@ -85,10 +85,7 @@ void RenderRecord::Enter(const RenderRun& run, bool replacesAll) const {
                                         {"runs", std::move(list)}}
                                .dump(2) +
                            "\n";
-  stage::RemoveAbandoned({file_});  // of a run that was killed while it wrote its record
-  stage::PartialFile partial(file_, stage::IfTaken::kReplace);
-  partial.Write({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
-  partial.Keep();
+  stage::WriteWholeFile(file_, text, stage::IfTaken::kReplace);
 }
 
 }  // namespace orvandel::cli

@@ -30,6 +30,7 @@ bool SceneFile::Replace(const std::string& tag, const std::string& text) {
   if (Read().tag != tag) return false;
   std::error_code failed;
   const auto permissions = std::filesystem::status(file_, failed).permissions();
+  stage::RemoveAbandoned({file_});
   stage::PartialFile file(file_, stage::IfTaken::kReplace);
   const UnfinishedFile unfinished(file.WorkName());
   file.Write({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});

@@ -76,6 +76,17 @@ void PartialFile::Fail(const std::string& what, int errorNumber) const {
 
 void PartialFile::Fail(const std::string& what) const { throw WorkError(file_.string() + ": " + what); }
 
+void WriteWholeFile(const std::filesystem::path& file, std::span<const std::uint8_t> bytes, IfTaken ifTaken) {
+  RemoveAbandoned({file});
+  PartialFile partial(file, ifTaken);
+  partial.Write(bytes);
+  partial.Keep();
+}
+
+void WriteWholeFile(const std::filesystem::path& file, std::string_view text, IfTaken ifTaken) {
+  WriteWholeFile(file, std::span(reinterpret_cast<const std::uint8_t*>(text.data()), text.size()), ifTaken);
+}
+
 void RemoveAbandoned(const std::vector<std::filesystem::path>& files) {
   std::map<std::filesystem::path, std::set<std::string>> stems;  // by folder
   for (const std::filesystem::path& file : files) {

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace orvandel::stage {
@@ -52,6 +53,10 @@ class PartialFile {
   int descriptor_ = -1;
   bool kept_ = false;
 };
+
+// A small file in one go; what a process that was killed while it wrote the file left of it is removed. WorkError.
+void WriteWholeFile(const std::filesystem::path& file, std::span<const std::uint8_t> bytes, IfTaken ifTaken);
+void WriteWholeFile(const std::filesystem::path& file, std::string_view text, IfTaken ifTaken);
 
 // Removes the unfinished files that processes which are gone (killed, or lost with their machine) left of these files.
 // Those of a process that still runs are never touched.

@@ -19,17 +19,23 @@ constexpr std::size_t kMostBytes = std::size_t{1} << 28;
 
 struct Header {
   char magic[8] = {'o', 'r', 'v', 's', 't', 'a', 't', 'e'};
-  std::uint32_t form = 1;  // in another byte order this is no 1
+  std::uint32_t form = 2;  // in another byte order this is no 2
   std::int32_t tick = 0;
   std::uint64_t checksum = 0;
 };
 static_assert(sizeof(Header) == 24);
 
 // Each step is invertible in the byte read, so that a single changed byte always shows.
-std::uint64_t Checksum(std::span<const std::uint8_t> bytes) {
-  std::uint64_t sum = bytes.size();
+std::uint64_t Checksum(std::span<const std::uint8_t> bytes, std::uint64_t sum) {
   for (const std::uint8_t byte : bytes) sum = (sum ^ byte) * 0x9E3779B97F4A7C15U;
   return sum;
+}
+
+// What a state of that size is a state of: a file that was copied or renamed from another scene's or effect's is no
+// better than a damaged one.
+std::uint64_t Owner(const std::filesystem::path& folder, const std::string& name, std::size_t size) {
+  const std::string owner = folder.filename().string() + "/" + name;
+  return Checksum(std::span(reinterpret_cast<const std::uint8_t*>(owner.data()), owner.size()), size);
 }
 
 }  // namespace
@@ -60,17 +66,14 @@ void SnapshotFiles::Keep(std::int32_t tick, std::span<const std::uint8_t> bytes)
   if (bytes.size() > kMostBytes - sizeof(Header)) return;
   Header header;
   header.tick = tick;
-  header.checksum = Checksum(bytes);
+  header.checksum = Checksum(bytes, Owner(folder_, name_, bytes.size()));
   std::vector<std::uint8_t> content(sizeof header + bytes.size());
   std::memcpy(content.data(), &header, sizeof header);
   std::memcpy(content.data() + sizeof header, bytes.data(), bytes.size());
   try {
     std::error_code none;
     std::filesystem::create_directories(folder_, none);
-    RemoveAbandoned({FileOf(tick)});
-    PartialFile file(FileOf(tick), IfTaken::kReplace);
-    file.Write(content);
-    file.Keep();
+    WriteWholeFile(FileOf(tick), content, IfTaken::kReplace);
     ticks_.insert(tick);
   } catch (const WorkError& error) {
     isWritable_ = false;
@@ -102,11 +105,12 @@ bool SnapshotFiles::Load(std::int32_t tick) {
   if (isWhole) std::memcpy(&header, content.data(), sizeof header);
   loadedTick_ = -1;
   loaded_.assign(content.begin(), content.end());
+  const auto state = std::span(loaded_).subspan(isWhole ? sizeof header : 0);
   isWhole = isWhole && std::memcmp(header.magic, expected.magic, sizeof header.magic) == 0 &&
             header.form == expected.form && header.tick == tick &&
-            header.checksum == Checksum(std::span(loaded_).subspan(sizeof header));
+            header.checksum == Checksum(state, Owner(folder_, name_, state.size()));
   if (!isWhole) {
-    tell_(fmt::format("a snapshot is passed over: {}: damaged, or of another machine", file.string()));
+    tell_(fmt::format("a snapshot is passed over: {}: damaged, or of another scene or machine", file.string()));
     return false;
   }
   loadedTick_ = tick;

@@ -1,14 +1,14 @@
 // Resume points in files, so that a render that begins late in a scene begins near its first frame.
 //
 // A folder holds those of one scene, program and setting, which the caller, who names it, must ensure. A file that is
-// damaged, or of another machine's byte order, is skipped with a note; one that cannot be written gives a note, and the
-// render goes on without it. Any number of processes may share a folder.
+// damaged, of another folder, or of another machine's byte order, is skipped with a note; one that cannot be written
+// gives a note, and the render goes on without it. Any number of processes may share a folder.
 //
 // NAME-TICK.state, numbers in the order of the machine that wrote it:
 //   0  8  "orvstate"
-//   8  4  1, the form of this file
+//   8  4  2, the form of this file
 //  12  4  tick
-//  16  8  checksum of the state
+//  16  8  checksum of the folder's name, NAME and the state
 //  24     the state, as the effect handed it over
 #pragma once
 

@@ -310,7 +310,11 @@ TEST_F(Jobs, SnapshotsChangeNoByte) {
   other.insert(other.end(), {"--set", "Frequency=7"});
   ASSERT_EQ(Render("other/f.png", other).exitCode, 0);
   EXPECT_EQ(Contents("other"), Contents("seven"));
-  EXPECT_EQ(states().size(), 2U);
+  ASSERT_EQ(states().size(), 2U);
+  std::filesystem::copy_file(states()[0], states()[1], std::filesystem::copy_options::overwrite_existing);
+  ASSERT_EQ(Render("mixed/f.png", kept).exitCode + Render("mixed other/f.png", other).exitCode, 0);
+  EXPECT_EQ(Contents("mixed"), Contents("plain"));
+  EXPECT_EQ(Contents("mixed other"), Contents("seven"));
 }
 
 TEST_F(Jobs, LimitsAreNamedByWhatLiftsThem) {
