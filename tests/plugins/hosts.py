@@ -10,10 +10,12 @@ PLUGINS = HERE / "plugins"  # nothing but the two files
 PLUGINS.mkdir()
 for name in ("orvandel.so", "orvandel-over.so"):
     shutil.copy(BUILD / "lib/frei0r-1" / name, PLUGINS)
+shutil.copy("examples/scenes/media/heartbeat.wav", HERE)
 os.environ.update(FREI0R_PATH=str(PLUGINS), GST_REGISTRY=str(HERE / "registry"), HOME=str(HERE), LC_ALL="C.UTF-8")
 
 KEYED = {"version": 1, "width": 640, "height": 360, "frameRate": 25, "duration": 2, "parameters": {
     "Frequency": 4, "Sides": 5, "Curve Size": 1, "Star": True, "Reflection": True, "Profile": "Sine",
+    "Start Width": {"audio": {"file": "heartbeat.wav", "min": 2, "max": 30}}, "Orientation": {"expression": "30 * sin(t)"},
     "Producer Point": {"keyframes": [{"time": 0, "value": [100, 300]}, {"time": 1.5, "value": [600, 90]}]},
     "Color": {"keyframes": [{"time": 0, "value": "#ff8000"}, {"time": 2, "value": "#2040ff"}]}}}
 

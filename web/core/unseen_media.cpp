@@ -10,9 +10,9 @@
 #include "stage/base/addition.h"
 #include "stage/media/media_formats.h"
 #include "stage/scene/sequence_name.h"
+#include "stage/sound/wav_file.h"
 #include "stage/stills/png_file.h"
 #include "web/core/given_films.h"
-#include "web/core/wav_sounds.h"
 
 namespace orvandel::web {
 namespace {
@@ -79,7 +79,7 @@ std::vector<UnseenPart> UnseenParts(const stage::Scene& scene, const stage::Para
   for (const stage::Emitter& emitter : scene.emitters) {
     for (const stage::ParamInfo& info : catalog.Params()) {
       for (const std::string& file : SoundsOf(emitter.tracks[static_cast<std::size_t>(info.hostIndex)])) {
-        if (!IsWav(file)) followers[file].insert(info.name);
+        if (!stage::IsWav(file)) followers[file].insert(info.name);
       }
     }
   }
