@@ -12,6 +12,7 @@
 #include "stage/base/names.h"
 #include "stage/base/path_text.h"
 #include "stage/media/sequence_rules.h"
+#include "stage/render/scene_renderer.h"
 #include "stage/scene/json_tree.h"
 #include "stage/scene/scene_reader.h"
 
@@ -114,6 +115,9 @@ std::shared_ptr<const Look> Look::FromText(std::string text, fs::path file) {
   std::shared_ptr<Look> look(new Look(std::move(text), std::move(file)));
   const stage::Scene scene = look->SceneFor({0, 1}, 0);  // refuses what is wrong at once
   look->frameRate_ = scene.time.frameRate;
+  look->blend_ = scene.blend;
+  look->linear_ = scene.linear;
+  look->laidPlainly_ = !scene.linear && scene.blend == stage::Blend::kNormal && stage::HasEightBits(scene);
   look->hasInput_ = scene.input.has_value();
   look->tracesInput_ = std::any_of(scene.emitters.begin(), scene.emitters.end(), [&](const stage::Emitter& emitter) {
     return stage::TracesInput(scene, emitter, EffectPool::The().Catalog());

@@ -28,6 +28,11 @@ class Look {
   // Whether a scene's effects trace the layer that they are applied to, and whether the scene has a picture for it.
   bool TracesInput() const { return tracesInput_; }
   bool HasInput() const { return hasInput_; }
+  // How the scene's picture is laid over what stands behind it. Plainly: it has no more than 8 bits, and normal blend
+  // in stored values mixes it.
+  bool IsLaidPlainly() const { return laidPlainly_; }
+  stage::Blend Blend() const { return blend_; }
+  bool IsLinear() const { return linear_; }
 
  private:
   Look(std::string text, std::filesystem::path file) : text_(std::move(text)), file_(std::move(file)) {}
@@ -35,7 +40,8 @@ class Look {
   std::string text_;  // empty: plain
   std::filesystem::path file_;
   stage::Rational frameRate_{0, 1};
-  bool tracesInput_ = false, hasInput_ = false;
+  bool tracesInput_ = false, hasInput_ = false, laidPlainly_ = true, linear_ = false;
+  stage::Blend blend_ = stage::Blend::kNormal;
 };
 
 // Where presets are looked for, and those whose folder is not installed: built in.

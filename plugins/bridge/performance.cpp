@@ -142,6 +142,7 @@ Performance::Performance(stage::EffectModule& module, const FrameRequest& reques
     : look_(request.look),
       frameRate_(request.frameRate),
       highQuality_(request.highQuality),
+      hasBackground_(request.hasBackground),
       coarse_(request.seconds >= kLateSeconds),
       hasInput_(HasLayer(request, Layer::kInput)),
       hasFurther_(HasLayer(request, Layer::kFurther)),
@@ -151,6 +152,7 @@ Performance::Performance(stage::EffectModule& module, const FrameRequest& reques
       scale_(request.scale ? *request.scale : stage::OutputScale::FittedTo(scene_, request.width, request.height)) {
   editor_->preroll = scene_.time.preroll;
   editor_->scale = scale_;
+  if (!hasBackground_) scene_.background = {};
   OfferPictures(request);
   for (const stage::Emitter& emitter : scene_.emitters) lookTracks_.push_back(emitter.tracks);
   origins_.resize(lookTracks_.front().size(), Origin::kLook);
@@ -171,8 +173,8 @@ Performance::~Performance() = default;
 bool Performance::Fits(const FrameRequest& request) const {
   return look_ == request.look && frameRate_ == request.frameRate && scale_.width == request.width &&
          scale_.height == request.height && askedScale_ == request.scale && highQuality_ == request.highQuality &&
-         coarse_ == (request.seconds >= kLateSeconds) && hasInput_ == HasLayer(request, Layer::kInput) &&
-         hasFurther_ == HasLayer(request, Layer::kFurther);
+         hasBackground_ == request.hasBackground && coarse_ == (request.seconds >= kLateSeconds) &&
+         hasInput_ == HasLayer(request, Layer::kInput) && hasFurther_ == HasLayer(request, Layer::kFurther);
 }
 
 void Performance::OfferPictures(const FrameRequest& request) {

@@ -41,7 +41,7 @@ class Performance {
 
   std::shared_ptr<const Look> look_;
   stage::Rational frameRate_;
-  bool highQuality_;
+  bool highQuality_, hasBackground_;
   bool coarse_ = false;  // the clock is one for late times
   bool hasInput_ = false, hasFurther_ = false;
   std::uint64_t stamp_ = 0;

@@ -30,6 +30,7 @@ struct FrameRequest {
   // are compared anyway.
   std::uint64_t stamp = 0;
   bool highQuality = true;                // false: draft
+  bool hasBackground = true;              // false: the look's picture alone, without what stands behind it
   std::function<bool()> shouldStop = {};  // true ends the frame with Interrupted; asked often
 };
 

@@ -13,6 +13,8 @@
 #include "plugins/frei0r/over.h"
 #include "stage/base/errors.h"
 #include "stage/base/names.h"
+#include "stage/media/background.h"
+#include "stage/picture/picture_rows.h"
 #include "stage/picture/pixel_order.h"
 
 namespace orvandel::frei0r {
@@ -170,6 +172,13 @@ class InputPicture final : public bridge::PictureSource {
   std::int32_t rowPixels_, width_, height_;
 };
 
+void CopyRows(const stage::Picture& picture, std::uint8_t* out, std::ptrdiff_t rowBytes) {
+  const stage::PictureRows rows = picture;
+  for (std::int32_t y = 0; y < rows.height; ++y) {
+    stage::CopyAlphaLast(rows.Row(y), out + rowBytes * y, static_cast<std::size_t>(rows.width));
+  }
+}
+
 bool IsTime(double time) { return std::fabs(time) < 1e15; }
 
 stage::Rational RateOf(const std::string& text) {
@@ -294,9 +303,18 @@ void Instance::Render(double time, Caller caller, const std::uint32_t* in, std::
   InputPicture input(in, RowPixels(caller, width_), width_, height_);
   const bool traces = values.TracesItsInput() || (request.look->TracesInput() && !request.look->HasInput());
   if (isFilter_ && traces) request.pictures = &input;
+  const bool over = isFilter_ && in != nullptr && values.At(Role::kKeepInput).number >= 0.5;
+  request.hasBackground = !over;  // the input takes its place
   auto* const bytes = reinterpret_cast<std::uint8_t*>(out);
+  if (over && !request.look->IsLaidPlainly()) {
+    const stage::Picture below = input.PictureAt(bridge::PictureSource::Layer::kInput, {});
+    const stage::Picture16 waves = player_.Render16(request);
+    CopyRows(stage::Narrowed(stage::LaidOver(waves, below, request.look->Blend(), request.look->IsLinear())), bytes,
+             rowPixels * 4);
+    return;
+  }
   player_.Render(request, {bytes, rowPixels * 4});
-  if (!isFilter_ || in == nullptr || values.At(Role::kKeepInput).number < 0.5) return;
+  if (!over) return;
   for (std::ptrdiff_t y = 0; y < height_; ++y) {
     LayOver(reinterpret_cast<const std::uint8_t*>(in + y * rowPixels), bytes + y * rowPixels * 4,
             static_cast<std::size_t>(width_));

@@ -22,8 +22,14 @@ using Rgb = std::array<std::uint8_t, 3>;
 
 class BackgroundPixels {
  public:
+  explicit BackgroundPixels(const Picture& pixels) : pixels_(pixels), keepsAlpha_(true) {}
   BackgroundPixels(const Picture& pixels, std::uint32_t color) : pixels_(pixels) {
     for (std::size_t c = 0; c < 3; ++c) color_[c] = static_cast<std::uint8_t>(color >> (16 - 8 * c) & 0xFFu);
+  }
+
+  // The pixel itself, where it stays translucent; otherwise null.
+  const std::uint8_t* TranslucentAt(std::size_t at) const {
+    return keepsAlpha_ && pixels_.bytes[at] != 255 ? &pixels_.bytes[at] : nullptr;
   }
 
   // `at`: of the pixel's first sample.
@@ -36,6 +42,7 @@ class BackgroundPixels {
  private:
   const Picture& pixels_;
   Rgb color_{};
+  bool keepsAlpha_ = false;
 };
 
 // Both 0..1, the backdrop opaque.
@@ -65,6 +72,20 @@ struct Light {
   std::uint16_t Word(double value) const { return curve.Stored(static_cast<std::uint32_t>(value * kFullLight + 0.5)); }
 };
 
+// Over a translucent pixel; sums as in stage/render/composite.h.
+template <typename Units, Blend kBlend>
+void LayPixel(const Units& units, const std::uint16_t* top, const std::uint8_t* below, std::uint16_t* out) {
+  const double as = top[0] / 65535.0, ab = below[0] / 255.0;
+  const double alpha = kBlend == Blend::kAdd ? std::min(1.0, as + ab) : as + ab - as * ab;
+  out[0] = static_cast<std::uint16_t>(alpha * 65535 + 0.5);
+  for (std::size_t c = 1; c < 4; ++c) {
+    const double value = units.Value(top[c]);
+    double sum = Laid<kBlend>(value, as, units.Value(SixteenBits(below[c])) * ab);
+    if constexpr (kBlend == Blend::kMultiply) sum += value * as * (1 - ab);
+    out[c] = units.Word(std::min(1.0, sum / alpha));
+  }
+}
+
 template <typename Units, Blend kBlend>
 Picture16 LayAll(const Picture16& picture, const BackgroundPixels& background) {
   const Units units;
@@ -72,6 +93,14 @@ Picture16 LayAll(const Picture16& picture, const BackgroundPixels& background) {
   for (std::size_t at = 0; at < picture.words.size(); at += 4) {
     const std::uint16_t* top = &picture.words[at];
     std::uint16_t* out = &result.words[at];
+    if (const std::uint8_t* below = background.TranslucentAt(at)) {
+      if (top[0] != 0) {
+        LayPixel<Units, kBlend>(units, top, below, out);
+      } else {
+        for (std::size_t c = 0; c < 4; ++c) out[c] = SixteenBits(below[c]);
+      }
+      continue;
+    }
     const Rgb behind = background.At(at);
     const double alpha = top[0] / 65535.0;
     out[0] = 65535;
@@ -97,7 +126,15 @@ Picture16 LayBy(Blend blend, const Picture16& picture, const BackgroundPixels& b
   }
 }
 
+Picture16 LayOn(const BackgroundPixels& background, const Picture16& picture, Blend blend, bool linear) {
+  return linear ? LayBy<Light>(blend, picture, background) : LayBy<Stored>(blend, picture, background);
+}
+
 }  // namespace
+
+Picture16 LaidOver(const Picture16& picture, const Picture& behind, Blend blend, bool linear) {
+  return LayOn(BackgroundPixels(behind), picture, blend, linear);
+}
 
 Background::Background(const Scene& scene, const OutputScale& scale) : scene_(scene) {
   if (!scene.background.medium) return;
@@ -113,8 +150,7 @@ Picture Background::PixelsAt(std::int32_t hostTime) {
 Picture16 Background::PutBehind(const Picture16& picture, std::int32_t hostTime) {
   const Picture pixels = PixelsAt(hostTime);
   const BackgroundPixels background(pixels, scene_.background.color.value_or(0));
-  return scene_.linear ? LayBy<Light>(scene_.blend, picture, background)
-                       : LayBy<Stored>(scene_.blend, picture, background);
+  return LayOn(background, picture, scene_.blend, scene_.linear);
 }
 
 Picture Background::PutBehind(const PictureRows& rows, std::int32_t hostTime) {

@@ -13,6 +13,9 @@
 
 namespace orvandel::stage {
 
+// The picture laid over another one of its size as over a background, except that what is not opaque behind stays so.
+Picture16 LaidOver(const Picture16& picture, const Picture& behind, Blend blend, bool linear);
+
 class Background {
  public:
   // Of a scene that has one; a medium plays at the scene's times and is stretched to the scene's size. InputError. The

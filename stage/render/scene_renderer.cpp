@@ -21,6 +21,12 @@ namespace orvandel::stage {
 
 namespace {
 
+// One effect whose picture is the whole picture.
+bool IsPlain(const Scene& scene) {
+  const Emitter& only = scene.emitters.front();
+  return scene.emitters.size() == 1 && only.blend == Blend::kNormal && only.opacity == 1;
+}
+
 double CoverageOf(const Picture16& picture) {
   std::size_t seen = 0;
   for (std::size_t i = 0; i < picture.words.size(); i += 4) seen += EightBits(picture.words[i]) != 0 ? 1 : 0;
@@ -36,6 +42,8 @@ double CoverageOf(const PictureRows& rows) {
 
 }  // namespace
 
+bool HasEightBits(const Scene& scene) { return IsPlain(scene) && scene.motionBlur.samples <= 1 && !scene.glow; }
+
 struct SceneRenderer::Impl {
   Impl(EffectModule& module, const Scene& played, const RenderOptions& options)
       : scene(played), scale(options.ScaleOf(played)), measureCoverage(options.measureCoverage) {
@@ -48,14 +56,8 @@ struct SceneRenderer::Impl {
   std::int32_t Width() const { return renderers.front()->OutputWidth(); }
   std::int32_t Height() const { return renderers.front()->OutputHeight(); }
 
-  // One effect whose picture is the whole picture.
-  bool IsPlain() const {
-    const Emitter& only = scene.emitters.front();
-    return scene.emitters.size() == 1 && only.blend == Blend::kNormal && only.opacity == 1;
-  }
   bool IsBlurred() const { return scene.motionBlur.samples > 1; }
-  // Whether the effects' picture is the bytes of one.
-  bool IsUntouched() const { return IsPlain() && !IsBlurred() && !scene.glow; }
+  bool IsUntouched() const { return HasEightBits(scene); }
 
   Picture PictureOf(std::size_t emitter, std::int32_t hostTime) {
     Picture picture;
@@ -89,7 +91,7 @@ struct SceneRenderer::Impl {
 
   // The effects' picture at a time, before blur and glow.
   Picture16 SharpAt(std::int32_t hostTime) {
-    Picture16 picture = IsPlain() ? Widened(PictureOf(0, hostTime)) : Composite(hostTime);
+    Picture16 picture = IsPlain(scene) ? Widened(PictureOf(0, hostTime)) : Composite(hostTime);
     CountWaves();
     return picture;
   }

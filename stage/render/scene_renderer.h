@@ -18,6 +18,9 @@
 
 namespace orvandel::stage {
 
+// Whether the effects' picture is the bytes of one of them; otherwise it has 16 bits.
+bool HasEightBits(const Scene& scene);
+
 class SceneRenderer {
  public:
   // `module` and `scene` must outlive the renderer. Every effect has a sequence of its own; `options` are for each.

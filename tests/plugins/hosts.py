@@ -210,11 +210,11 @@ def check_mistakes_are_told():
 
 
 def check_filter_without_times():
-    """The host loses the times of such widths, and pads the rows of the second."""
-    for width in (96, 90):
-        scene = dict(KEYED, width=width, height=96, frameRate=30)
-        wanted = expected(f"untimed{width}", dict(scene, background="#000000"), 9)
-        out = run("ffmpeg", "-v", "error", "-f", "lavfi", "-i", f"color=black:size={width}x96:rate=30,format=rgba", "-vf",
+    """The host loses the times of such widths, and pads the rows of the second. Its picture is the scene's background."""
+    for width, blend in (96, "normal"), (90, "screen"):
+        scene = dict(KEYED, width=width, height=96, frameRate=30, blend=blend, background="#ffffff")
+        wanted = expected(f"untimed{width}", dict(scene, background="#204080"), 9)
+        out = run("ffmpeg", "-v", "error", "-f", "lavfi", "-i", f"color=0x204080:size={width}x96:rate=30,format=rgba", "-vf",
                   f"frei0r=filter_name=orvandel-over:filter_params={scene_file('bare.json', scene)}", "-frames:v", 9,
                   "-f", "framehash", "-hash", "md5", "-").stdout
         same([line.split()[-1] for line in out.splitlines() if not line.startswith("#")], wanted, f"{width} pixels wide")
