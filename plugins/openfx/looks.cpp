@@ -42,6 +42,18 @@ std::string WrittenAt(const fs::path& file) {
 // where there is none.
 std::string JsonText(const std::string& text) { return nlohmann::json(text).dump(); }
 
+// The scene is of our own making: what is wrong with the mask is said without the scene's name and places.
+std::shared_ptr<const bridge::Look> LookFrom(const std::string& text, const fs::path& sceneFile) {
+  try {
+    return bridge::Look::FromText(text, sceneFile);
+  } catch (const stage::InputError& error) {
+    const std::string_view said = error.what();
+    const std::string place = sceneFile.string() + ": /masks/mask: ";
+    if (said.substr(0, place.size()) != place) throw;
+    throw stage::InputError(std::string(said.substr(place.size())));
+  }
+}
+
 }  // namespace
 
 std::shared_ptr<const bridge::Look> LookOf(const FrameGrid& grid, const stage::Rational& frameRate,
@@ -64,8 +76,7 @@ std::shared_ptr<const bridge::Look> LookOf(const FrameGrid& grid, const stage::R
     text += mask.severalOutlines ? R"(}},"parameters":{"Wave Type":"Mask"})" : R"(,"part":"largest"}})";
   }
   text += '}';
-  return Looks().Get(sceneFile.string() + '\n' + written + '\n' + text,
-                     [&] { return bridge::Look::FromText(text, sceneFile); });
+  return Looks().Get(sceneFile.string() + '\n' + written + '\n' + text, [&] { return LookFrom(text, sceneFile); });
 }
 
 std::string StampOf(const std::string& mask) {

@@ -81,6 +81,11 @@ void DropCaches() {
   bridge::EffectPool::The().DropIdle();
 }
 
+// For hosts that take the library out of their process without an unload action.
+const struct Sweeper {
+  ~Sweeper() { DropCaches(); }
+} sweeper;
+
 OfxStatus Load() {
   if (!FetchSuites(CurrentHost()).Suffice()) return kMissingHostFeature;
   Table();
