@@ -209,7 +209,7 @@ void AddFarmWork(CLI::App& command, Requests& requests) {
       ->allow_extra_args(false)
       ->type_name("OPTION");
   command.add_flag("--overwrite", requests.overwrite,
-                   "Replace a film that exists; pictures already rendered are always kept");
+                   "Replace a film that exists; pictures of the same scene are always kept");
   CLI::Option* dryRun =
       command.add_flag("--dry-run", request.dryRun, "Print the scripts and commands, write and submit nothing");
   CLI::Option* noSubmit =

@@ -85,6 +85,19 @@ std::filesystem::path OutputPattern::For(std::int32_t frame) const {
   return folder_ / stage::PathOf(fmt::format("{}{:0{}}{}", before_, frame, digits_, after_));
 }
 
+bool OutputPattern::AnyExists() const {
+  std::error_code none;
+  for (const auto& entry : std::filesystem::directory_iterator(folder_.empty() ? "." : folder_, none)) {
+    std::string number = entry.path().filename().string();
+    if (!number.starts_with(before_) || !number.ends_with(after_)) continue;
+    if (!hasNumber_) return true;
+    if (number.size() < before_.size() + static_cast<std::size_t>(digits_) + after_.size()) continue;
+    number = number.substr(before_.size(), number.size() - before_.size() - after_.size());
+    if (number.find_first_not_of("0123456789") == std::string::npos) return true;
+  }
+  return false;
+}
+
 std::string OutputPattern::Extension() const {
   std::string extension = stage::PathOf(hasNumber_ ? "x" + after_ : before_).extension().string();
   std::transform(extension.begin(), extension.end(), extension.begin(),

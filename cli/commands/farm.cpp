@@ -166,7 +166,7 @@ void RefuseOtherScene(const FarmJob& job) {
   Tell(result.text);
   if (result.exitCode != kBadInput) throw stage::WorkError(EndText(words.front(), result));
   throw stage::InputError(
-      fmt::format("{}: the pictures cannot be checked against this scene, for the reason above", job.render[2]));
+      fmt::format("{}: the pictures do not go with this scene, for the reason above", job.render[2]));
 }
 
 std::string MakeFilm(const FarmJob& job) {
@@ -184,6 +184,7 @@ void Farm(const FarmRequest& request) {
   for (const std::string& note : made.notes) PrintNote(note);
   if (request.dryRun) return PrintDryRun(made.job);
   RefuseQueued(made.job.folder);
+  if (made.replacesFrames) std::filesystem::remove_all(made.job.PictureOf(0).parent_path());
   PrepareFolder(made.job.PictureOf(0));
   if (!made.job.film.empty()) PrepareFolder(made.job.film, "--film");
   PrepareFolder(made.job.LogFolder() / "log", "--folder");
@@ -212,6 +213,7 @@ void FarmResume(const FarmFolderRequest& request) {
                     queue.tasks.size()));
   }
   if (!queue.tasks.empty()) CancelFarm(job);
+  RefuseOtherScene(job);
   const auto report = ReadReport(job);
   if (report) RemoveDamaged(job, report->damaged);
   Numbers chunks;

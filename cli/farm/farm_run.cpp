@@ -63,9 +63,15 @@ void Watch(const FarmJob& job) {
 
 void SubmitFarm(FarmJob& job, const std::vector<std::int32_t>& chunks) {
   RemoveReports(job);
-  job.arrayId = chunks.empty() ? "" : Submit(ArrayOptions(job, chunks));
+  job.arrayId.clear();
   job.joinId.clear();
+  // Saved at each step: wherever this ends, status and resume know the job, and what of it is in the queue.
   try {
+    SaveFarmJob(job);
+    if (!chunks.empty()) {
+      job.arrayId = Submit(ArrayOptions(job, chunks));
+      SaveFarmJob(job);
+    }
     job.joinId = Submit(JoinOptions(job, job.arrayId));
     SaveFarmJob(job);
   } catch (...) {

@@ -60,6 +60,12 @@ Names NamesFor(const FarmRequest& request, const std::vector<std::int32_t>& fram
     names.pictures = (names.folder / "frames" / (names.title + ".####.png")).string();
   } else {
     if (!request.film.empty()) names.film = Absolute(request.film).string();
+    if (!request.film.empty() && !stage::IsFilmName(names.film)) {
+      throw InputError(
+          fmt::format("--film: '{}' is no film; orvandel render --list-formats lists the films that can "
+                      "be made",
+                      request.film));
+    }
     names.pictures = file.string();
   }
   RefuseControlCharacters(names.pictures + names.film, "--output");
@@ -96,6 +102,21 @@ void Rehearse(Words words, const Words& more) {
   while (!text.empty() && text.back() == '\n') text.pop_back();
   if (result.exitCode == kBadInput) throw InputError(text);
   throw stage::WorkError(text.empty() ? EndText(ShellLine(words), result) : text);
+}
+
+// Whether the pictures that are there are of another scene, where they may be replaced.
+bool RehearsePictures(const FarmJob& job, const std::vector<std::int32_t>& frames, bool mayReplace) {
+  const std::string list = RunsText(frames, Steps::kWritten);
+  try {
+    Rehearse(job.render, {"--frames", list, "--dry-run"});
+    return false;
+  } catch (const InputError&) {
+    if (!mayReplace) throw;
+  }
+  Words anew = job.render;
+  std::replace(anew.begin(), anew.end(), std::string("--resume"), std::string("--overwrite"));
+  Rehearse(anew, {"--frames", list, "--dry-run"});
+  return true;
 }
 
 // Simulating the frames before the last chunk takes longer than this, or, where nothing was measured, there are this
@@ -173,7 +194,7 @@ NewJob MakeFarmJob(const FarmRequest& request) {
   job.everyJob.insert(job.everyJob.end(), request.sbatch.begin(), request.sbatch.end());
   if (render.jobs > 1) job.arrayOnly.push_back(fmt::format("--cpus-per-task={}", *render.jobs));
   job.atOnce = request.atOnce;
-  Rehearse(job.render, {"--frames", RunsText(frames, Steps::kWritten), "--dry-run"});
+  made.replacesFrames = RehearsePictures(job, frames, names.onlyFilm && render.existing == Existing::kReplace);
   AddFilm(render, names, frames, job);
   Division division = Divide(request, job.render, frames, scene, module.Catalog(), made.notes);
   job.chunks = std::move(division.chunks);

@@ -12,6 +12,7 @@ namespace orvandel::cli {
 struct NewJob {
   FarmJob job;
   std::vector<std::string> notes;
+  bool replacesFrames = false;  // those in the job's own folder, which are of another scene, are to be removed first
 };
 
 // Refuses all that its renders would refuse, and writes nothing but temporary files. InputError, WorkError.

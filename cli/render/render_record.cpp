@@ -42,13 +42,14 @@ bool RenderRecord::IsKeptFor(const Output& output) {
   return output.kind == OutputKind::kPictures && output.pattern.HasNumber();
 }
 
-RenderRecord::RenderRecord(const Output& output) : name_(output.pattern.Text()) {
+RenderRecord::RenderRecord(const Output& output) : pattern_(output.pattern), name_(pattern_.Text()) {
   if (!IsKeptFor(output)) return;
   const std::filesystem::path pictures(name_);
   file_ = pictures.parent_path() / fmt::format(".{}.scene", stage::ShortStem(pictures.filename().string()));
 }
 
 std::vector<RenderRun> RenderRecord::Runs() const {
+  if (!pattern_.AnyExists()) return {};  // somebody removed them, and sees no record, which is a hidden file
   std::ifstream stream(file_, std::ios::binary);
   std::ostringstream text;
   text << stream.rdbuf();
@@ -67,8 +68,10 @@ void RenderRecord::RefuseOther(const RenderRun& run) const {
   if (file_.empty()) return;
   for (const RenderRun& other : Runs()) {
     if (other == run) continue;
-    throw stage::InputError(fmt::format("--resume: the pictures of '{}' are of {}; choose another name, or --overwrite",
-                                        name_, DifferenceOf(other, run)));
+    throw stage::InputError(
+        fmt::format("--resume: the pictures of '{}' are of {}; remove them, choose another name, or "
+                    "--overwrite",
+                    name_, DifferenceOf(other, run)));
   }
 }
 

@@ -34,6 +34,7 @@ class RenderRecord {
  private:
   std::vector<RenderRun> Runs() const;
 
+  OutputPattern pattern_;
   std::string name_;            // of the pictures, for people
   std::filesystem::path file_;  // empty: none
 };

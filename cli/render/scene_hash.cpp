@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <fstream>
+#include <string_view>
 #include <utility>
 #include <variant>
 
@@ -23,22 +24,17 @@ void AddTree(ContentHash& hash, const stage::JsonNode& node) {
   for (const stage::JsonNode& item : node.items) AddTree(hash, item);
 }
 
-template <typename Source, typename Work>
-void ForEachSource(const stage::Scene& scene, const Work& work) {
-  for (const stage::Emitter& emitter : scene.emitters) {
-    for (const stage::Track& track : emitter.tracks) {
-      for (const stage::NumberSource& source : track.sources) {
-        if (const auto* found = std::get_if<Source>(&source)) work(*found);
-      }
-    }
-  }
+bool Mentions(const stage::JsonNode& node, std::string_view word) {
+  return node.text.find(word) != std::string::npos ||
+         std::any_of(node.items.begin(), node.items.end(), [&](const auto& item) { return Mentions(item, word); });
 }
 
-// Loops begin anew with it, and formulas may ask for it.
-bool GoesByDuration(const stage::Scene& scene) {
-  bool goes = scene.time.loop != 0;
-  ForEachSource<stage::ExpressionSource>(scene, [&](const stage::ExpressionSource&) { goes = true; });
-  return goes;
+// Loops begin anew with it, and formulas may ask for it by its name.
+bool GoesByDuration(const stage::JsonNode& tree, const stage::Scene& scene, const stage::ReadOptions& options) {
+  constexpr std::string_view kName = "duration";
+  return scene.time.loop != 0 || Mentions(tree, kName) ||
+         std::any_of(options.sets.begin(), options.sets.end(),
+                     [&](const std::string& set) { return set.find(kName) != std::string::npos; });
 }
 
 std::string MasksHash(const stage::Scene& scene) {
@@ -103,7 +99,7 @@ class FileHashes {
 
 std::string SceneHash(const std::string& sceneText, const stage::Scene& scene, const stage::ReadOptions& options) {
   const stage::JsonNode tree = stage::ParseJson(sceneText, scene.file.string());
-  const bool goesByDuration = GoesByDuration(scene);
+  const bool goesByDuration = GoesByDuration(tree, scene, options);
   ContentHash hash;
   for (std::size_t i = 0; i < tree.keys.size(); ++i) {
     const std::string& key = tree.keys[i];
@@ -130,7 +126,13 @@ std::map<std::string, std::string> PartHashes(const stage::Scene& scene, const s
   for (std::size_t i = 0; i < scene.layers.size(); ++i) {
     if (stage::IsLayerUsed(i, scene, catalog)) files.Add(scene.layers[i].file);
   }
-  ForEachSource<stage::AudioSource>(scene, [&](const stage::AudioSource& audio) { files.Add(audio.file); });
+  for (const stage::Emitter& emitter : scene.emitters) {
+    for (const stage::Track& track : emitter.tracks) {
+      for (const stage::NumberSource& source : track.sources) {
+        if (const auto* audio = std::get_if<stage::AudioSource>(&source)) files.Add(audio->file);
+      }
+    }
+  }
   auto parts = files.Take();
   if (!scene.masks.empty()) parts.emplace("the masks", MasksHash(scene));
   return parts;

@@ -141,7 +141,8 @@ TEST_F(Jobs, ResumeKnowsWhatPicturesAreMadeOf) {
     WriteFile(Scene(), R"({ "version": 1, "width": 64, "height": 36, "frameRate": 30, "duration": 1,
       "input": "plate.png", "background": "input", "layers": { "a": "traced.png", "b": "unused.png" },
       "masks": { "m": { "file": "mask.svg" } }, "effects": [
-      { "parameters": { "Wave Type": 2, "Source Layer": "a", "Sides": 5 } }, { "parameters": { "Wave Type": "Mask",
+      { "parameters": { "Wave Type": 2, "Source Layer": "a", "Sides": 5, "Spin": { "expression": "t" } } },
+      { "parameters": { "Wave Type": "Mask",
       "Start Width": { "audio": { "file": "beat.wav", "min": 1, "max": 9 } } } } ] })");
   };
   const auto append = [&](const std::string& name, const std::string& more) {
@@ -177,6 +178,11 @@ TEST_F(Jobs, ResumeKnowsWhatPicturesAreMadeOf) {
     EXPECT_THAT(outcome.error, HasSubstr(told));
     start();
   }
+  // Whose pictures were removed by hand may begin anew.
+  for (const char* name : {"f.0009.png", "f.0010.png"}) std::filesystem::remove(folder_ / "out" / name);
+  scene("\"Sides\": 5", "\"Sides\": 6");
+  EXPECT_EQ(Render("out/f.####.png", {"--frames", "10"}).exitCode, 0);
+  EXPECT_EQ(Render("out/f.####.png", {"--resume", "--frames", "9,10"}).exitCode, 0);
 }
 
 std::vector<pid_t> ChildrenOf(pid_t process) {
