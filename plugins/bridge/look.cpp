@@ -47,7 +47,18 @@ const BuiltInPreset* FindBuiltIn(const std::string& name) {
   return found == presets.end() ? nullptr : &*found;
 }
 
-[[noreturn]] void Unknown(const std::string& name) {
+// What a person types; hosts hand it over as it is.
+std::string WithHome(const std::string& name) {
+  const char* home = std::getenv("HOME");
+  return home != nullptr && name.rfind("~/", 0) == 0 ? home + name.substr(1) : name;
+}
+
+// A relative name is looked for where the host runs, which few people know.
+[[noreturn]] void Unknown(const std::string& name, const fs::path& file) {
+  std::error_code none;
+  if (file.has_parent_path() || file.has_extension()) {
+    throw stage::InputError(fmt::format("there is no scene file {}", stage::Quoted(fs::absolute(file, none).string())));
+  }
   std::vector<std::string> names;
   for (const BuiltInPreset& preset : BuiltInPresets()) names.emplace_back(preset.name);
   throw stage::InputError(
@@ -105,10 +116,10 @@ std::shared_ptr<const Look> Look::Open(const std::string& name) {
   if (trimmed.empty()) return Plain();
   std::error_code none;
   if (const auto preset = PresetFile(trimmed)) return FromText(ReadFile(*preset), *preset);
-  const fs::path file = stage::PathOf(trimmed);
+  const fs::path file = stage::PathOf(WithHome(trimmed));
   if (fs::is_regular_file(file, none)) return FromText(ReadFile(file), fs::absolute(file, none));
   if (const BuiltInPreset* builtIn = FindBuiltIn(trimmed)) return FromText(builtIn->text, trimmed + ".json");
-  Unknown(trimmed);
+  Unknown(trimmed, file);
 }
 
 std::shared_ptr<const Look> Look::FromText(std::string text, fs::path file) {
