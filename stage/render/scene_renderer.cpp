@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include <fmt/format.h>
@@ -107,7 +108,7 @@ struct SceneRenderer::Impl {
     const StageTimer compositing(WorkStage::kCompositing);
     mostWaves = 0;
     Picture16 picture = BlurredAt(hostTime);
-    if (scene.glow) picture = WithGlow(picture, *scene.glow, scale.Map().y, scene.linear, glowRoom);
+    if (scene.glow) picture = WithGlow(std::move(picture), *scene.glow, scale.Map().y, scene.linear, glowRoom);
     if (measureCoverage) coverage = CoverageOf(picture);
     return picture;
   }

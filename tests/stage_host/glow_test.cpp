@@ -14,9 +14,8 @@
 namespace orvandel::stage {
 namespace {
 
-using Plane = std::vector<std::uint32_t>;
-Plane room;     // whatever was worked in it before
-GlowRoom kept;  // likewise
+using Plane = LightPlane;
+GlowRoom kept;  // whatever was worked in it before
 
 // One box in one direction, every sum from scratch: the slow way that decides.
 Plane Boxed(const Plane& plane, std::int32_t width, std::int32_t height, const Box& box, bool down) {
@@ -47,11 +46,11 @@ TEST(Spread, IsTheSumsFromScratch) {
     for (std::uint32_t& light : plane)
       light = random() % 3 == 0 ? static_cast<std::uint32_t>(random() % (kFullLight + 1)) : 0;
     const Box box = BoxOf(static_cast<double>(random() % 3000) / 100);
-    Plane slow = plane;
+    Plane slow = plane, result;
     for (int i = 0; i < 3; ++i) slow = Boxed(Boxed(slow, width, height, box, true), width, height, box, false);
-    Spread(plane, width, height, box, room);
+    Spread(plane, result, width, height, box);
     if (box.reach + box.ends > 0) {
-      ASSERT_EQ(plane, slow) << width << " x " << height << ", reach " << box.reach << ", ends " << box.ends;
+      ASSERT_EQ(result, slow) << width << " x " << height << ", reach " << box.reach << ", ends " << box.ends;
     }
   }
 }
@@ -62,7 +61,7 @@ TEST(Spread, IsNearlyTheBell) {
   for (const double deviation : {0.3, 0.7, 1.0, 2.5, 4.0, 9.3, 15.0}) {
     Plane plane(kSide * kSide);
     plane[kMiddle * kSide + kMiddle] = kFullLight;
-    Spread(plane, kSide, kSide, BoxOf(deviation), room);
+    Spread(plane, plane, kSide, kSide, BoxOf(deviation));
     double sum = 0, variance = 0;
     for (std::int32_t y = 0; y < kSide; ++y) {
       for (std::int32_t x = 0; x < kSide; ++x) {
@@ -116,8 +115,8 @@ TEST(Glow, AddsLightOverBlack) {
     }
     wide = narrow;
     for (std::size_t c = 0; c < 3; ++c) {
-      Spread(narrow[c], kWidth, kHeight, BoxOf(glow.radius * scale / 8), room);
-      Spread(wide[c], kWidth, kHeight, BoxOf(glow.radius * scale / 2), room);
+      Spread(narrow[c], narrow[c], kWidth, kHeight, BoxOf(glow.radius * scale / 8));
+      Spread(wide[c], wide[c], kWidth, kHeight, BoxOf(glow.radius * scale / 2));
       for (std::size_t i = 0; i < kWidth * kHeight; ++i) {
         const double halo = (narrow[c][i] + wide[c][i]) / 2.0 / kFullLight * glow.strength;
         const double expected = std::min(1.0, shown(picture, i, c + 1) + halo);
