@@ -4,6 +4,8 @@
 #include <array>
 #include <cstddef>
 #include <cstring>
+#include <functional>
+#include <utility>
 #include <vector>
 
 #include "stage/media/media_in.h"
@@ -12,38 +14,6 @@
 
 namespace orvandel::stage {
 namespace {
-
-std::uint8_t Over(std::uint8_t top, std::uint8_t alpha, std::uint8_t bottom) {
-  return static_cast<std::uint8_t>((top * alpha + bottom * (255 - alpha) + 127) / 255);
-}
-
-// The three channels of a background's pixel, which stands over black.
-using Rgb = std::array<std::uint8_t, 3>;
-
-class BackgroundPixels {
- public:
-  explicit BackgroundPixels(const Picture& pixels) : pixels_(pixels), keepsAlpha_(true) {}
-  BackgroundPixels(const Picture& pixels, std::uint32_t color) : pixels_(pixels) {
-    for (std::size_t c = 0; c < 3; ++c) color_[c] = static_cast<std::uint8_t>(color >> (16 - 8 * c) & 0xFFu);
-  }
-
-  // The pixel itself, where it stays translucent; otherwise null.
-  const std::uint8_t* TranslucentAt(std::size_t at) const {
-    return keepsAlpha_ && pixels_.bytes[at] != 255 ? &pixels_.bytes[at] : nullptr;
-  }
-
-  // `at`: of the pixel's first sample.
-  Rgb At(std::size_t at) const {
-    if (pixels_.Empty()) return color_;
-    const std::uint8_t* pixel = &pixels_.bytes[at];
-    return {Over(pixel[1], pixel[0], 0), Over(pixel[2], pixel[0], 0), Over(pixel[3], pixel[0], 0)};
-  }
-
- private:
-  const Picture& pixels_;
-  Rgb color_{};
-  bool keepsAlpha_ = false;
-};
 
 // Both 0..1, the backdrop opaque.
 template <Blend kBlend>
@@ -72,68 +42,112 @@ struct Light {
   std::uint16_t Word(double value) const { return curve.Stored(static_cast<std::uint32_t>(value * kFullLight + 0.5)); }
 };
 
-// Over a translucent pixel; sums as in stage/render/composite.h.
+// Lays rows over others, in place.
 template <typename Units, Blend kBlend>
-void LayPixel(const Units& units, const std::uint16_t* top, const std::uint8_t* below, std::uint16_t* out) {
-  const double as = top[0] / 65535.0, ab = below[0] / 255.0;
-  const double alpha = kBlend == Blend::kAdd ? std::min(1.0, as + ab) : as + ab - as * ab;
-  out[0] = static_cast<std::uint16_t>(alpha * 65535 + 0.5);
-  for (std::size_t c = 1; c < 4; ++c) {
-    const double value = units.Value(top[c]);
-    double sum = Laid<kBlend>(value, as, units.Value(SixteenBits(below[c])) * ab);
-    if constexpr (kBlend == Blend::kMultiply) sum += value * as * (1 - ab);
-    out[c] = units.Word(std::min(1.0, sum / alpha));
+class Layer {
+ public:
+  Layer() {
+    for (std::size_t i = 0; i < values_.size(); ++i)
+      values_[i] = units_.Value(SixteenBits(static_cast<std::uint8_t>(i)));
   }
-}
+
+  void Lay(std::uint16_t* row, const std::uint8_t* behind, std::size_t pixels) const {
+    for (; pixels > 0; --pixels, row += 4, behind += 4) {
+      if (row[0] == 0) {
+        for (std::size_t c = 0; c < 4; ++c) row[c] = SixteenBits(behind[c]);
+      } else if (behind[0] == 255) {
+        LayOverOpaque(row, behind);
+      } else {
+        LayOverTranslucent(row, behind);
+      }
+    }
+  }
+
+ private:
+  void LayOverOpaque(std::uint16_t* pixel, const std::uint8_t* behind) const {
+    const double alpha = pixel[0] / 65535.0;
+    pixel[0] = 65535;
+    for (std::size_t c = 1; c < 4; ++c) {
+      pixel[c] = units_.Word(Laid<kBlend>(units_.Value(pixel[c]), alpha, values_[behind[c]]));
+    }
+  }
+
+  // Sums as in stage/render/composite.h.
+  void LayOverTranslucent(std::uint16_t* pixel, const std::uint8_t* behind) const {
+    const double as = pixel[0] / 65535.0, ab = behind[0] / 255.0;
+    const double alpha = kBlend == Blend::kAdd ? std::min(1.0, as + ab) : as + ab - as * ab;
+    pixel[0] = static_cast<std::uint16_t>(alpha * 65535 + 0.5);
+    for (std::size_t c = 1; c < 4; ++c) {
+      const double value = units_.Value(pixel[c]);
+      double sum = Laid<kBlend>(value, as, values_[behind[c]] * ab);
+      if constexpr (kBlend == Blend::kMultiply) sum += value * as * (1 - ab);
+      pixel[c] = units_.Word(std::min(1.0, sum / alpha));
+    }
+  }
+
+  Units units_;
+  std::array<double, 256> values_{};  // of the bytes behind
+};
+
+// The background's rows, opaque: a medium over black, or a colour.
+class RowsBehind {
+ public:
+  RowsBehind(std::shared_ptr<HostImage> image, std::uint32_t color, std::int32_t width)
+      : image_(std::move(image)), row_(static_cast<std::size_t>(width) * 4, 255) {
+    for (std::size_t i = 0; i < row_.size(); ++i) {
+      if (i % 4 != 0) row_[i] = static_cast<std::uint8_t>(color >> (24 - 8 * (i % 4)));
+    }
+  }
+
+  // Until the next one is asked for.
+  const std::uint8_t* Row(std::int32_t y) {
+    if (image_ != nullptr) CopyOverBlack(image_->Rows().Row(y), row_.data(), row_.size() / 4);
+    return row_.data();
+  }
+
+ private:
+  std::shared_ptr<HostImage> image_;
+  std::vector<std::uint8_t> row_;
+};
+
+using RowBehind = std::function<const std::uint8_t*(std::int32_t y)>;
 
 template <typename Units, Blend kBlend>
-Picture16 LayAll(const Picture16& picture, const BackgroundPixels& background) {
-  const Units units;
-  Picture16 result(picture.width, picture.height);
-  for (std::size_t at = 0; at < picture.words.size(); at += 4) {
-    const std::uint16_t* top = &picture.words[at];
-    std::uint16_t* out = &result.words[at];
-    if (const std::uint8_t* below = background.TranslucentAt(at)) {
-      if (top[0] != 0) {
-        LayPixel<Units, kBlend>(units, top, below, out);
-      } else {
-        for (std::size_t c = 0; c < 4; ++c) out[c] = SixteenBits(below[c]);
-      }
-      continue;
-    }
-    const Rgb behind = background.At(at);
-    const double alpha = top[0] / 65535.0;
-    out[0] = 65535;
-    for (std::size_t c = 0; c < 3; ++c) {
-      const std::uint16_t bottom = SixteenBits(behind[c]);
-      out[1 + c] = top[0] == 0 ? bottom : units.Word(Laid<kBlend>(units.Value(top[1 + c]), alpha, units.Value(bottom)));
-    }
+void LayAll(Picture16& picture, const RowBehind& behind) {
+  const Layer<Units, kBlend> layer;
+  const auto pixels = static_cast<std::size_t>(picture.width);
+  for (std::int32_t y = 0; y < picture.height; ++y) {
+    layer.Lay(picture.words.data() + 4 * pixels * static_cast<std::size_t>(y), behind(y), pixels);
   }
-  return result;
 }
 
 template <typename Units>
-Picture16 LayBy(Blend blend, const Picture16& picture, const BackgroundPixels& background) {
+void LayBy(Blend blend, Picture16& picture, const RowBehind& behind) {
   switch (blend) {
     case Blend::kAdd:
-      return LayAll<Units, Blend::kAdd>(picture, background);
+      return LayAll<Units, Blend::kAdd>(picture, behind);
     case Blend::kScreen:
-      return LayAll<Units, Blend::kScreen>(picture, background);
+      return LayAll<Units, Blend::kScreen>(picture, behind);
     case Blend::kMultiply:
-      return LayAll<Units, Blend::kMultiply>(picture, background);
+      return LayAll<Units, Blend::kMultiply>(picture, behind);
     default:
-      return LayAll<Units, Blend::kNormal>(picture, background);
+      return LayAll<Units, Blend::kNormal>(picture, behind);
   }
 }
 
-Picture16 LayOn(const BackgroundPixels& background, const Picture16& picture, Blend blend, bool linear) {
-  return linear ? LayBy<Light>(blend, picture, background) : LayBy<Stored>(blend, picture, background);
+Picture16 LayOn(const RowBehind& behind, Picture16 picture, Blend blend, bool linear) {
+  if (linear) {
+    LayBy<Light>(blend, picture, behind);
+  } else {
+    LayBy<Stored>(blend, picture, behind);
+  }
+  return picture;
 }
 
 }  // namespace
 
-Picture16 LaidOver(const Picture16& picture, const Picture& behind, Blend blend, bool linear) {
-  return LayOn(BackgroundPixels(behind), picture, blend, linear);
+Picture16 LaidOver(Picture16 picture, const PictureRows& behind, Blend blend, bool linear) {
+  return LayOn([&](std::int32_t y) { return behind.Row(y); }, std::move(picture), blend, linear);
 }
 
 Background::Background(const Scene& scene, const OutputScale& scale) : scene_(scene) {
@@ -143,14 +157,13 @@ Background::Background(const Scene& scene, const OutputScale& scale) : scene_(sc
                                               kNoMoreThanNeeded);
 }
 
-Picture Background::PixelsAt(std::int32_t hostTime) {
-  return pictures_ == nullptr ? Picture() : CopyOf(pictures_->At(hostTime)->Rows());
+std::shared_ptr<HostImage> Background::PixelsAt(std::int32_t hostTime) {
+  return pictures_ == nullptr ? nullptr : pictures_->At(hostTime);
 }
 
-Picture16 Background::PutBehind(const Picture16& picture, std::int32_t hostTime) {
-  const Picture pixels = PixelsAt(hostTime);
-  const BackgroundPixels background(pixels, scene_.background.color.value_or(0));
-  return LayOn(background, picture, scene_.blend, scene_.linear);
+Picture16 Background::PutBehind(Picture16 picture, std::int32_t hostTime) {
+  RowsBehind behind(PixelsAt(hostTime), scene_.background.color.value_or(0), picture.width);
+  return LayOn([&](std::int32_t y) { return behind.Row(y); }, std::move(picture), scene_.blend, scene_.linear);
 }
 
 Picture Background::PutBehind(const PictureRows& rows, std::int32_t hostTime) {
@@ -162,22 +175,15 @@ Picture Background::PutBehind(const PictureRows& rows, std::int32_t hostTime) {
 void Background::PutBehindInto(const PictureRows& rows, std::int32_t hostTime, std::uint8_t* out,
                                std::ptrdiff_t rowBytes) {
   if (scene_.linear || scene_.blend != Blend::kNormal) {
-    const Picture laid = Narrowed(PutBehind(Widened(CopyOf(rows)), hostTime));
+    const Picture laid = Narrowed(PutBehind(Widened(rows), hostTime));
     for (std::int32_t y = 0; y < rows.height; ++y) {
       std::memcpy(out + rowBytes * y, PictureRows(laid).Row(y), rows.RowSize());
     }
     return;
   }
-  const std::shared_ptr<HostImage> image = pictures_ == nullptr ? nullptr : pictures_->At(hostTime);
-  const std::uint32_t color = scene_.background.color.value_or(0);
-  std::vector<std::uint8_t> behind(rows.RowSize(), 255);
-  for (std::size_t i = 0; i < behind.size(); ++i) {
-    if (i % 4 != 0) behind[i] = static_cast<std::uint8_t>(color >> (24 - 8 * (i % 4)));
-  }
-  const auto pixels = static_cast<std::size_t>(rows.width);
+  RowsBehind behind(PixelsAt(hostTime), scene_.background.color.value_or(0), rows.width);
   for (std::int32_t y = 0; y < rows.height; ++y) {
-    if (image != nullptr) CopyOverBlack(image->Rows().Row(y), behind.data(), pixels);
-    CopyOver(rows.Row(y), behind.data(), out + rowBytes * y, pixels);
+    CopyOver(rows.Row(y), behind.Row(y), out + rowBytes * y, static_cast<std::size_t>(rows.width));
   }
 }
 

@@ -14,7 +14,7 @@
 namespace orvandel::stage {
 
 // The picture laid over another one of its size as over a background, except that what is not opaque behind stays so.
-Picture16 LaidOver(const Picture16& picture, const Picture& behind, Blend blend, bool linear);
+Picture16 LaidOver(Picture16 picture, const PictureRows& behind, Blend blend, bool linear);
 
 class Background {
  public:
@@ -24,7 +24,7 @@ class Background {
 
   // The picture laid over the background that stands at `hostTime`, by the scene's blend and compositing; opaque. The
   // background itself stands over black.
-  Picture16 PutBehind(const Picture16& picture, std::int32_t hostTime);
+  Picture16 PutBehind(Picture16 picture, std::int32_t hostTime);
   // With normal blend in stored values each channel is (colour x alpha + background x (255 - alpha) + 127) / 255 in
   // integers; otherwise the same as above, rounded.
   Picture PutBehind(const PictureRows& rows, std::int32_t hostTime);
@@ -32,8 +32,8 @@ class Background {
   void PutBehindInto(const PictureRows& rows, std::int32_t hostTime, std::uint8_t* out, std::ptrdiff_t rowBytes);
 
  private:
-  // The background's pixels at the time; empty where it is a colour.
-  Picture PixelsAt(std::int32_t hostTime);
+  // The background's pixels at the time; null where it is a colour.
+  std::shared_ptr<HostImage> PixelsAt(std::int32_t hostTime);
 
   const Scene& scene_;
   std::unique_ptr<LayerPictures> pictures_;  // null: the colour

@@ -19,9 +19,13 @@ class LightCurve {
   // Of a stored value with 16 bits.
   std::uint32_t Light(std::uint16_t stored) const { return light_[stored]; }
   // The stored value nearest to `light`, at most kFullLight.
-  std::uint16_t Stored(std::uint32_t light) const { return Climb(coarse_[light >> 8], light); }
+  std::uint16_t Stored(std::uint32_t light) const {
+    return Climb(light < kDark ? fine_[light >> 4] : coarse_[light >> 8], light);
+  }
 
  private:
+  static constexpr std::uint32_t kDark = kFullLight / 16;  // below it a step of 256 has up to 13 stored values
+
   LightCurve();
   std::uint16_t Climb(std::uint16_t word, std::uint32_t light) const {
     while (word < 65535 && from_[word + std::size_t{1}] <= light) ++word;
@@ -31,6 +35,7 @@ class LightCurve {
   std::vector<std::uint32_t> light_;   // of every stored value
   std::vector<std::uint32_t> from_;    // where each stored value begins
   std::vector<std::uint16_t> coarse_;  // the stored value at every 256th step of light
+  std::vector<std::uint16_t> fine_;    // and at every 16th where it is dark
 };
 
 }  // namespace orvandel::stage

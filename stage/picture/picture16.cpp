@@ -10,9 +10,13 @@ Picture Narrowed(const Picture16& picture) {
   return narrow;
 }
 
-Picture16 Widened(const Picture& picture) {
-  Picture16 wide(picture.width, picture.height);
-  std::transform(picture.bytes.begin(), picture.bytes.end(), wide.words.begin(), SixteenBits);
+Picture16 Widened(const PictureRows& rows) {
+  Picture16 wide(rows.width, rows.height);
+  for (std::int32_t y = 0; y < rows.height; ++y) {
+    const std::uint8_t* const row = rows.Row(y);
+    std::transform(row, row + rows.RowSize(), wide.words.data() + rows.RowSize() * static_cast<std::size_t>(y),
+                   SixteenBits);
+  }
   return wide;
 }
 

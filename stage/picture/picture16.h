@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "stage/picture/picture.h"
+#include "stage/picture/picture_rows.h"
 
 namespace orvandel::stage {
 
@@ -27,6 +27,6 @@ inline std::uint8_t EightBits(std::uint32_t sixteenBits) {
 inline std::uint16_t SixteenBits(std::uint8_t eightBits) { return static_cast<std::uint16_t>(eightBits * 257); }
 
 Picture Narrowed(const Picture16& picture);
-Picture16 Widened(const Picture& picture);
+Picture16 Widened(const PictureRows& rows);
 
 }  // namespace orvandel::stage

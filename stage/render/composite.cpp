@@ -27,16 +27,26 @@ float Blended(float source, float backdrop, float sourceAlpha, float backdropAlp
 }
 
 template <Blend kBlend>
-void LayAll(const Picture& picture, float opacity, const std::array<float, 256>& colors, std::vector<float>& canvas) {
-  for (std::size_t at = 0; at < canvas.size(); at += 4) {
-    if (picture.bytes[at] == 0) continue;  // leaves the canvas as it is in every mode
+void LayRow(const std::uint8_t* row, std::size_t bytes, float opacity, const std::array<float, 256>& colors,
+            float* canvas) {
+  for (std::size_t at = 0; at < bytes; at += 4) {
+    if (row[at] == 0) continue;  // leaves the canvas as it is in every mode
     Pixel source;
-    source[0] = static_cast<float>(picture.bytes[at]) / 255 * opacity;
-    for (std::size_t i = 1; i < 4; ++i) source[i] = colors[picture.bytes[at + i]] * source[0];
+    source[0] = static_cast<float>(row[at]) / 255 * opacity;
+    for (std::size_t i = 1; i < 4; ++i) source[i] = colors[row[at + i]] * source[0];
     const float backdropAlpha = canvas[at];
     for (std::size_t i = 0; i < 4; ++i) {
       canvas[at + i] = Blended<kBlend>(source[i], canvas[at + i], source[0], backdropAlpha);
     }
+  }
+}
+
+template <Blend kBlend>
+void LayAll(const PictureRows& picture, float opacity, const std::array<float, 256>& colors,
+            std::vector<float>& canvas) {
+  for (std::int32_t y = 0; y < picture.height; ++y) {
+    float* const under = canvas.data() + picture.RowSize() * static_cast<std::size_t>(y);
+    LayRow<kBlend>(picture.Row(y), picture.RowSize(), opacity, colors, under);
   }
 }
 
@@ -59,7 +69,7 @@ Compositor::Compositor(std::int32_t width, std::int32_t height, bool linear)
   }
 }
 
-void Compositor::Lay(const Picture& picture, Blend blend, double opacity) {
+void Compositor::Lay(const PictureRows& picture, Blend blend, double opacity) {
   const auto share = static_cast<float>(opacity);
   switch (blend) {
     case Blend::kNormal:

@@ -21,7 +21,7 @@ class Compositor {
  public:
   Compositor(std::int32_t width, std::int32_t height, bool linear = false);
   // `picture` has the canvas's size.
-  void Lay(const Picture& picture, Blend blend, double opacity);
+  void Lay(const PictureRows& picture, Blend blend, double opacity);
   // To the nearest 16-bit values, all zero where alpha is.
   Picture16 Result() const;
 

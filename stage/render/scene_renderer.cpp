@@ -60,10 +60,11 @@ struct SceneRenderer::Impl {
   bool IsBlurred() const { return scene.motionBlur.samples > 1; }
   bool IsUntouched() const { return HasEightBits(scene); }
 
-  Picture PictureOf(std::size_t emitter, std::int32_t hostTime) {
-    Picture picture;
-    AtEffect(emitter, [&](FrameRenderer& renderer) { picture = renderer.RenderAt(hostTime); });
-    return picture;
+  // Until the effect draws again.
+  PictureRows RowsOf(std::size_t emitter, std::int32_t hostTime, std::span<std::uint8_t> memory = {}) {
+    PictureRows rows;
+    AtEffect(emitter, [&](FrameRenderer& renderer) { rows = renderer.RenderRows(hostTime, memory); });
+    return rows;
   }
 
   template <typename Work>
@@ -79,7 +80,7 @@ struct SceneRenderer::Impl {
   Picture16 Composite(std::int32_t hostTime) {
     Compositor canvas(Width(), Height(), scene.linear);
     for (std::size_t i = 0; i < renderers.size(); ++i) {
-      canvas.Lay(PictureOf(i, hostTime), scene.emitters[i].blend, scene.emitters[i].opacity);
+      canvas.Lay(RowsOf(i, hostTime), scene.emitters[i].blend, scene.emitters[i].opacity);
     }
     return canvas.Result();
   }
@@ -92,7 +93,7 @@ struct SceneRenderer::Impl {
 
   // The effects' picture at a time, before blur and glow.
   Picture16 SharpAt(std::int32_t hostTime) {
-    Picture16 picture = IsPlain(scene) ? Widened(PictureOf(0, hostTime)) : Composite(hostTime);
+    Picture16 picture = IsPlain(scene) ? Widened(RowsOf(0, hostTime)) : Composite(hostTime);
     CountWaves();
     return picture;
   }
@@ -117,8 +118,7 @@ struct SceneRenderer::Impl {
   PictureRows Untouched(std::int32_t hostTime, std::span<std::uint8_t> memory = {}) {
     const StageTimer compositing(WorkStage::kCompositing);
     mostWaves = 0;
-    PictureRows rows;
-    AtEffect(0, [&](FrameRenderer& renderer) { rows = renderer.RenderRows(hostTime, memory); });
+    const PictureRows rows = RowsOf(0, hostTime, memory);
     CountWaves();
     if (measureCoverage) coverage = CoverageOf(rows);
     return rows;
@@ -131,7 +131,7 @@ struct SceneRenderer::Impl {
   Picture16 Render16(std::int32_t hostTime) {
     const StageTimer compositing(WorkStage::kCompositing);
     Picture16 picture = Effects16(hostTime);
-    return background ? background->PutBehind(picture, hostTime) : picture;
+    return background ? background->PutBehind(std::move(picture), hostTime) : picture;
   }
 
   Picture Render(std::int32_t hostTime) {
