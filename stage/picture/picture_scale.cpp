@@ -5,6 +5,8 @@
 #include <cmath>
 #include <vector>
 
+#include "stage/base/wide_code.h"
+
 namespace orvandel::stage {
 namespace {
 
@@ -62,31 +64,45 @@ std::vector<Taps> MakeTaps(std::int32_t from, std::int32_t to) {
   return taps;
 }
 
-// Alpha, and colour times alpha: what may be averaged.
-using Weighted = std::array<double, 4>;
+// Four numbers a pixel: alpha, and colour times alpha, which may be averaged.
+constexpr std::size_t kNumbers = 4;
 
-Weighted WeightedPixel(const std::uint8_t* pixel) {
-  const double alpha = pixel[0];
-  return {alpha, pixel[1] * alpha, pixel[2] * alpha, pixel[3] * alpha};
+ORVANDEL_WIDE_CODE void WeighPixels(const std::uint8_t* row, std::size_t pixels, double* weighted) {
+  for (std::size_t i = 0; i < pixels; ++i) {
+    const double alpha = row[4 * i];
+    weighted[kNumbers * i] = alpha;
+    for (std::size_t c = 1; c < kNumbers; ++c) weighted[kNumbers * i + c] = row[4 * i + c] * alpha;
+  }
 }
 
-void StorePixel(const Weighted& sum, std::uint8_t* pixel) {
-  const auto byte = [](double value) {
-    return static_cast<std::uint8_t>(std::clamp(std::floor(value + 0.5), 0.0, 255.0));
-  };
-  pixel[0] = byte(sum[0]);
-  for (std::size_t c = 1; c < 4; ++c) pixel[c] = pixel[0] == 0 ? std::uint8_t{0} : byte(sum[c] / sum[0]);
-}
-
-void StretchRow(const std::uint8_t* row, std::int32_t width, const std::vector<Taps>& taps, Weighted* result) {
+// `weighted`: `width` pixels.
+ORVANDEL_WIDE_CODE void StretchRow(const double* weighted, std::int32_t width, const std::vector<Taps>& taps,
+                                   double* result) {
   for (const Taps& tap : taps) {
-    Weighted sum{};
-    for (std::size_t i = 0; i < tap.weights.size(); ++i) {
-      const std::int32_t x = std::clamp(tap.first + static_cast<std::int32_t>(i), 0, width - 1);
-      const Weighted pixel = WeightedPixel(row + static_cast<std::size_t>(x) * 4);
-      for (std::size_t c = 0; c < 4; ++c) sum[c] += tap.weights[i] * pixel[c];
+    double sum[kNumbers] = {};
+    std::int32_t x = tap.first;
+    for (const double weight : tap.weights) {
+      const double* const pixel = weighted + kNumbers * static_cast<std::size_t>(std::clamp(x++, 0, width - 1));
+      for (std::size_t c = 0; c < kNumbers; ++c) sum[c] += weight * pixel[c];
     }
-    *result++ = sum;
+    for (std::size_t c = 0; c < kNumbers; ++c) result[c] = sum[c];
+    result += kNumbers;
+  }
+}
+
+ORVANDEL_WIDE_CODE void AddRow(const double* row, double weight, double* sums, std::size_t numbers) {
+  for (std::size_t i = 0; i < numbers; ++i) sums[i] += weight * row[i];
+}
+
+std::uint8_t ByteOf(double value) {
+  const double nearest = std::floor(value + 0.5);
+  return static_cast<std::uint8_t>(static_cast<std::int32_t>(nearest < 0 ? 0 : nearest > 255 ? 255 : nearest));
+}
+
+ORVANDEL_WIDE_CODE void StorePixels(const double* sums, std::size_t pixels, std::uint8_t* out) {
+  for (std::size_t i = 0; i < pixels; ++i, sums += kNumbers, out += 4) {
+    out[0] = ByteOf(sums[0]);
+    for (std::size_t c = 1; c < 4; ++c) out[c] = out[0] == 0 ? std::uint8_t{0} : ByteOf(sums[c] / sums[0]);
   }
 }
 
@@ -115,34 +131,31 @@ Picture StretchBicubic(const Picture& picture, std::int32_t width, std::int32_t 
   const std::size_t ringRows = std::max_element(down.begin(), down.end(), [](const Taps& a, const Taps& b) {
                                  return a.weights.size() < b.weights.size();
                                })->weights.size();
-  const auto columns = static_cast<std::size_t>(width);
-  std::vector<Weighted> ring(ringRows * columns);
+  const auto columns = static_cast<std::size_t>(width), sourceColumns = static_cast<std::size_t>(picture.width);
+  std::vector<double> weighted(kNumbers * sourceColumns), ring(kNumbers * ringRows * columns);
   std::vector<std::int32_t> held(ringRows, -1);
   const auto stretchedRow = [&](std::int32_t y) {
     const std::size_t place = static_cast<std::size_t>(y) % ringRows;
-    Weighted* row = ring.data() + place * columns;
+    double* row = ring.data() + kNumbers * place * columns;
     if (held[place] != y) {
-      StretchRow(picture.bytes.data() + static_cast<std::size_t>(y) * static_cast<std::size_t>(picture.width) * 4,
-                 picture.width, across, row);
+      WeighPixels(picture.bytes.data() + 4 * static_cast<std::size_t>(y) * sourceColumns, sourceColumns,
+                  weighted.data());
+      StretchRow(weighted.data(), picture.width, across, row);
       held[place] = y;
     }
     return row;
   };
   Picture result(width, height);
-  std::vector<Weighted> sums(columns);
+  std::vector<double> sums(kNumbers * columns);
   std::uint8_t* out = result.bytes.data();
   for (const Taps& tap : down) {
-    std::fill(sums.begin(), sums.end(), Weighted{});
+    std::fill(sums.begin(), sums.end(), 0.0);
     for (std::size_t i = 0; i < tap.weights.size(); ++i) {
-      const Weighted* row = stretchedRow(std::clamp(tap.first + static_cast<std::int32_t>(i), 0, picture.height - 1));
-      for (std::size_t x = 0; x < columns; ++x) {
-        for (std::size_t c = 0; c < 4; ++c) sums[x][c] += tap.weights[i] * row[x][c];
-      }
+      const std::int32_t y = std::clamp(tap.first + static_cast<std::int32_t>(i), 0, picture.height - 1);
+      AddRow(stretchedRow(y), tap.weights[i], sums.data(), sums.size());
     }
-    for (const Weighted& sum : sums) {
-      StorePixel(sum, out);
-      out += 4;
-    }
+    StorePixels(sums.data(), columns, out);
+    out += 4 * columns;
   }
   return result;
 }
