@@ -308,9 +308,9 @@ void Instance::Render(double time, Caller caller, const std::uint32_t* in, std::
   auto* const bytes = reinterpret_cast<std::uint8_t*>(out);
   if (over && !request.look->IsLaidPlainly()) {
     const stage::Picture below = input.PictureAt(bridge::PictureSource::Layer::kInput, {});
-    const stage::Picture16 waves = player_.Render16(request);
-    CopyRows(stage::Narrowed(stage::LaidOver(waves, below, request.look->Blend(), request.look->IsLinear())), bytes,
-             rowPixels * 4);
+    stage::Picture16 waves = player_.Render16(request);
+    waves = stage::LaidOver(std::move(waves), below, request.look->Blend(), request.look->IsLinear());
+    CopyRows(stage::Narrowed(waves), bytes, rowPixels * 4);
     return;
   }
   player_.Render(request, {bytes, rowPixels * 4});
