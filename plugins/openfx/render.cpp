@@ -209,7 +209,8 @@ OfxStatus GetFramesNeeded(Instance& instance, const Properties& in, const Proper
   const double time = TimeOf(in);
   const auto stage = StageWithoutImage(instance, time);
   if (!stage) return kReplyDefault;
-  Moment moment(instance, time, {1, 1}, true, *stage);
+  constexpr double kSmall = 1.0 / 16;  // births do not go by the size of the pictures, of which there is one for each
+  Moment moment(instance, time, {kSmall, kSmall}, true, *stage);
   if (moment.TracedClip() == nullptr) return kReplyDefault;
   const std::vector<double> asked = moment.FramesTraced();
   const std::set<double> shown{time};
