@@ -7,6 +7,7 @@
 
 #include "cli/farm/child_process.h"
 #include "cli/farm/shell_text.h"
+#include "cli/interrupt.h"
 #include "stage/base/errors.h"
 
 namespace orvandel::cli {
@@ -74,6 +75,7 @@ std::string Submit(const Words& options) {
   const ChildResult result = RunChild(words, ChildOutput::kOutput);
   std::string id = result.text.substr(0, result.text.find_first_of(";\n"));  // a cluster's name may follow
   if (result.exitCode == 0 && NumberIn(id) > 0) return id;
+  if (StopRequested()) throw stage::Interrupted();
   throw stage::WorkError(fmt::format("{}; the command was: {}", EndText("sbatch", result), ShellLine(words)));
 }
 
@@ -83,6 +85,7 @@ Queue AskQueue(const FarmJob& job) {
   const ChildResult result =
       RunChild({"squeue", "--me", "--noheader", "--all", "--array", "--format=%F|%K|%T|%r|%N"}, ChildOutput::kOutput);
   queue.answered = result.exitCode == 0;
+  if (!queue.answered && StopRequested()) throw stage::Interrupted();  // Ctrl-C reached squeue as well
   std::istringstream lines(result.text);
   for (std::string line; std::getline(lines, line);) {
     const std::vector<std::string> fields = Fields(line);
