@@ -89,9 +89,9 @@ struct Instance::Values final : bridge::ParamSource {
       if (!IsOf(i, hostIndex)) continue;
       const Param& param = params[i];
       if (param.kind == Kind::kPointX) {
-        point.x = param.curve.At(held[i].number);
+        point.x = Place(param.curve.At(held[i].number));
       } else if (param.kind == Kind::kPointY) {
-        point.y = param.curve.At(held[i].number);
+        point.y = Place(param.curve.At(held[i].number));
       } else {
         return ValueOf(param, held[i]);
       }
@@ -123,6 +123,9 @@ struct Instance::Values final : bridge::ParamSource {
     if (params[i].kind == Kind::kWords) return WordOf(params[i].words, held[i].text) != 0;
     return params[i].kind != Kind::kMask || MaskOf(held[i].text) > 0;
   }
+  // In pixels it is cut towards 0, to 1/65536: a share that stands for such a step must not lie below it by the noise
+  // of doubles.
+  static double Place(double share) { return share + std::copysign(1e-15, share); }
   static std::int32_t MaskOf(const std::string& text) {
     const std::string_view number = stage::Trimmed(text);
     std::int32_t place = 0;

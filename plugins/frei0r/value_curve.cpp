@@ -8,7 +8,11 @@ namespace {
 
 constexpr double kUnitsOfTheEffect = 65536;
 
-double Nearest(double value) { return std::floor(value * kUnitsOfTheEffect + 0.5) / kUnitsOfTheEffect; }
+// The effect's unit, where the value is one but for the noise of doubles.
+double Steadied(double value) {
+  const double units = value * kUnitsOfTheEffect, whole = std::floor(units + 0.5);
+  return std::fabs(units - whole) < 1e-6 ? whole / kUnitsOfTheEffect : value;
+}
 
 }  // namespace
 
@@ -23,9 +27,9 @@ double ValueCurve::Rising(double unit) const {
   if (unit == 0.5) return middle_;
   if (unit == 1) return high_;
   const double root = (high_ - low_) / (middle_ - low_) - 1;
-  if (std::fabs(root - 1) < 1e-9) return Nearest(low_ + (high_ - low_) * unit);
+  if (std::fabs(root - 1) < 1e-9) return Steadied(low_ + (high_ - low_) * unit);
   const double power = 2 * std::log(root);
-  return Nearest(low_ + (high_ - low_) * (std::exp(power * unit) - 1) / (std::exp(power) - 1));
+  return Steadied(low_ + (high_ - low_) * (std::exp(power * unit) - 1) / (std::exp(power) - 1));
 }
 
 double ValueCurve::At(double unit) const {

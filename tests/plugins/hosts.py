@@ -142,9 +142,11 @@ def check_what_is_set_holds_over_a_scene():
             f"location={HERE}/{name}_%04d.png")
         same(hashes(HERE / f"{name}_%04d.png", 12), frames, f"GStreamer, {name}")
     # One coordinate alone: the other goes on as the scene says.
-    upright = {"keyframes": [{"time": 0, "value": [480, 300]}, {"time": 1.5, "value": [480, 90]}]}
-    upright = expected("upright", dict(scene, parameters=dict(scene["parameters"], **{"Producer Point": upright})), 12)
-    same(through_melt("x", "frei0r.orvandel", "out=11", f"0={file}", "9=0.625", count=12), upright, "melt, Center X")
+    upright = {"keyframes": [{"time": 0, "value": [250, 300]}, {"time": 1.5, "value": [250, 90]}]}
+    upright = dict(scene["parameters"], **{"Producer Point": upright, "Opacity": 0.3})
+    upright = expected("upright", dict(scene, parameters=upright), 12)
+    same(through_melt("x", "frei0r.orvandel", "out=11", f"0={file}", f"9={0.25 + 250 / 640 / 2}", "11=0.3", count=12),
+         upright, "melt, Center X")
     generator = xml.parse(BUILD / "share/editors/kdenlive/generators/orvandel.xml")
     written = [f"{row.get('name')}={row.get('default')}" for row in generator.iter("parameter")]
     same(through_melt("written", "frei0r.orvandel", "out=11", *written, f"0={file}", count=12), wanted,
