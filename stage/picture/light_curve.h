@@ -20,7 +20,9 @@ class LightCurve {
   std::uint32_t Light(std::uint16_t stored) const { return light_[stored]; }
   // The stored value nearest to `light`, at most kFullLight.
   std::uint16_t Stored(std::uint32_t light) const {
-    return Climb(light < kDark ? fine_[light >> 4] : coarse_[light >> 8], light);
+    if (light >= kDark) return Climb(coarse_[light >> 8], light);
+    const std::uint16_t word = fine_[light >> 4];  // at most one lies in a step
+    return static_cast<std::uint16_t>(word + (from_[word + std::size_t{1}] <= light ? 1 : 0));
   }
 
  private:
