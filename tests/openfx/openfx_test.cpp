@@ -485,7 +485,8 @@ TEST(Faults, AreSurvivedAndSaid) {
     const std::string file = *missing == '\0' ? ORVANDEL_MEDIA "/crow.svg#none" : "/nowhere/logo.svg";
     masked->params.Find("mask")->text = file;
     EXPECT_EQ(saying.Render(*masked, 40).status, kFailed);
-    EXPECT_THAT(masked->messages, ElementsAre(testing::MatchesRegex("[^:]*" + file.substr(file.rfind('/'), 9) + ".*")));
+    EXPECT_THAT(masked->messages, ElementsAre(testing::AllOf(testing::HasSubstr(file.substr(file.rfind('/') + 1, 8)),
+                                                             testing::Not(testing::HasSubstr("json")))));
   }
   bare.missingSuites = {kParameterSuite};
   EXPECT_EQ(Host(ThePlugin(), bare, context::kFilter).Described(), kMissingHostFeature);
