@@ -31,15 +31,21 @@ double Laid(double source, double alpha, double backdrop) {
   }
 }
 
+// Of numbers that are never negative.
+std::uint32_t Nearest(double number) {
+  const double raised = number + 0.5;
+  return static_cast<std::uint32_t>(raised);
+}
+
 // What a stored value stands for in the sums, 0..1, and back.
 struct Stored {
   double Value(std::uint16_t word) const { return word / 65535.0; }
-  std::uint16_t Word(double value) const { return static_cast<std::uint16_t>(value * 65535 + 0.5); }
+  std::uint16_t Word(double value) const { return static_cast<std::uint16_t>(Nearest(value * 65535)); }
 };
 struct Light {
   const LightCurve& curve = LightCurve::The();
   double Value(std::uint16_t word) const { return curve.Light(word) / double{kFullLight}; }
-  std::uint16_t Word(double value) const { return curve.Stored(static_cast<std::uint32_t>(value * kFullLight + 0.5)); }
+  std::uint16_t Word(double value) const { return curve.Stored(Nearest(value * kFullLight)); }
 };
 
 // Lays rows over others, in place.
@@ -76,7 +82,7 @@ class Layer {
   void LayOverTranslucent(std::uint16_t* pixel, const std::uint8_t* behind) const {
     const double as = pixel[0] / 65535.0, ab = behind[0] / 255.0;
     const double alpha = kBlend == Blend::kAdd ? std::min(1.0, as + ab) : as + ab - as * ab;
-    pixel[0] = static_cast<std::uint16_t>(alpha * 65535 + 0.5);
+    pixel[0] = static_cast<std::uint16_t>(Nearest(alpha * 65535));
     for (std::size_t c = 1; c < 4; ++c) {
       const double value = units_.Value(pixel[c]);
       double sum = Laid<kBlend>(value, as, values_[behind[c]] * ab);

@@ -53,8 +53,8 @@ ORVANDEL_WIDE_CODE void AddHalo(const std::uint32_t* narrow, const std::uint32_t
   const auto number = [](std::uint32_t value) -> double { return static_cast<std::int32_t>(value); };
   for (std::size_t i = 0; i < pixels; ++i) {
     const double sum = number(light[i]) + strength * 0.5 * (number(narrow[i]) + number(wide[i]));
-    const double most = sum < double{kFullLight} ? sum : double{kFullLight};
-    light[i] = static_cast<std::uint32_t>(static_cast<std::int32_t>(most + 0.5));
+    const double raised = (sum < double{kFullLight} ? sum : double{kFullLight}) + 0.5;
+    light[i] = static_cast<std::uint32_t>(static_cast<std::int32_t>(raised));
   }
 }
 

@@ -31,7 +31,7 @@ bool IsPlain(const Scene& scene) {
 double CoverageOf(const Picture16& picture) {
   std::size_t seen = 0;
   for (std::size_t i = 0; i < picture.words.size(); i += 4) seen += EightBits(picture.words[i]) != 0 ? 1 : 0;
-  return static_cast<double>(seen) / static_cast<double>(picture.words.size() / 4);
+  return 4 * static_cast<double>(seen) / static_cast<double>(picture.words.size());
 }
 
 double CoverageOf(const PictureRows& rows) {

@@ -23,8 +23,8 @@ struct Shares {
   explicit Shares(const Box& box) : ends(box.ends), ofAll(1.0 / static_cast<double>(box.Weight())) {}
   // The sum is never negative, and the mean at most full light.
   std::uint32_t Mean(double sum, double sumOfEnds) const {
-    const double mean = (sum * kBoxShares + sumOfEnds * ends) * ofAll;
-    return static_cast<std::uint32_t>(static_cast<std::int32_t>(mean + 0.5));
+    const double raised = (sum * kBoxShares + sumOfEnds * ends) * ofAll + 0.5;
+    return static_cast<std::uint32_t>(static_cast<std::int32_t>(raised));
   }
   double ends, ofAll;
 };
