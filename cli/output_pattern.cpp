@@ -85,17 +85,18 @@ std::filesystem::path OutputPattern::For(std::int32_t frame) const {
   return folder_ / stage::PathOf(fmt::format("{}{:0{}}{}", before_, frame, digits_, after_));
 }
 
-bool OutputPattern::AnyExists() const {
+std::vector<std::filesystem::path> OutputPattern::Existing() const {
+  std::vector<std::filesystem::path> files;
   std::error_code none;
   for (const auto& entry : std::filesystem::directory_iterator(folder_.empty() ? "." : folder_, none)) {
     std::string number = entry.path().filename().string();
     if (!number.starts_with(before_) || !number.ends_with(after_)) continue;
-    if (!hasNumber_) return true;
+    if (!hasNumber_) return {entry.path()};
     if (number.size() < before_.size() + static_cast<std::size_t>(digits_) + after_.size()) continue;
     number = number.substr(before_.size(), number.size() - before_.size() - after_.size());
-    if (number.find_first_not_of("0123456789") == std::string::npos) return true;
+    if (number.find_first_not_of("0123456789") == std::string::npos) files.push_back(entry.path());
   }
-  return false;
+  return files;
 }
 
 std::string OutputPattern::Extension() const {

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace orvandel::cli {
 
@@ -21,8 +22,8 @@ class OutputPattern {
   void AddNumber();
   // The file of one frame; without a place, the name itself.
   std::filesystem::path For(std::int32_t frame) const;
-  // Whether there is a file with the name of any frame.
-  bool AnyExists() const;
+  // The files that there are with the name of any frame.
+  std::vector<std::filesystem::path> Existing() const;
   std::string Extension() const;  // with its dot, lower case
   std::string Text() const;       // as written, with the place shown as '#'
 

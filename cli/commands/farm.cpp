@@ -51,6 +51,11 @@ void PrintDryRun(const FarmJob& job) {
   Print("# GNU parallel, once --no-submit has written the scripts\n{}\n", ParallelLine(job, AllChunks(job)));
 }
 
+// Nothing else that may lie beside them.
+void RemovePictures(const FarmJob& job) {
+  for (const std::filesystem::path& picture : OutputPattern(job.pictures).Existing()) std::filesystem::remove(picture);
+}
+
 // The scripts and numbers of a job that is still in the queue stay as they are.
 void RefuseQueued(const std::filesystem::path& folder) {
   std::error_code none;
@@ -184,7 +189,7 @@ void Farm(const FarmRequest& request) {
   for (const std::string& note : made.notes) PrintNote(note);
   if (request.dryRun) return PrintDryRun(made.job);
   RefuseQueued(made.job.folder);
-  if (made.replacesFrames) std::filesystem::remove_all(made.job.PictureOf(0).parent_path());
+  if (made.replacesFrames) RemovePictures(made.job);
   PrepareFolder(made.job.PictureOf(0));
   if (!made.job.film.empty()) PrepareFolder(made.job.film, "--film");
   PrepareFolder(made.job.LogFolder() / "log", "--folder");

@@ -49,7 +49,7 @@ RenderRecord::RenderRecord(const Output& output) : pattern_(output.pattern), nam
 }
 
 std::vector<RenderRun> RenderRecord::Runs() const {
-  if (!pattern_.AnyExists()) return {};  // somebody removed them, and sees no record, which is a hidden file
+  if (pattern_.Existing().empty()) return {};  // somebody removed them, and sees no record, which is a hidden file
   std::ifstream stream(file_, std::ios::binary);
   std::ostringstream text;
   text << stream.rdbuf();

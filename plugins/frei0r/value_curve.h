@@ -2,8 +2,8 @@
 //
 // With B = ((max - low) / (middle - low) - 1)^2 a value v stands for low + (max - low) * (B^v - 1) / (B - 1): low at 0,
 // middle at a half, max at 1, and evenly spaced ratios where the range is wide. A range that goes as far below zero as
-// above it is that from 0 on, both ways from a half. Results are cut to
-// 1/65536 later, as a scene's numbers are, so that one beside such a unit by the noise of doubles is that unit.
+// above it is that from 0 on, both ways from a half. Results are cut to 1/65536 later, as a scene's
+// numbers are, so that one beside such a unit by the noise of doubles is that unit.
 #pragma once
 
 namespace orvandel::frei0r {
