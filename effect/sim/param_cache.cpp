@@ -6,6 +6,7 @@
 
 #include "effect/base/float_rules.h"
 #include "effect/params/param_slot.h"
+#include "effect/sim/resume_points.h"
 #include "effect/sim/ticks.h"
 
 namespace orvandel {
@@ -61,6 +62,13 @@ void RemoveEntriesFrom(Stepper& stepper, double f) {
                 entries.end());
 }
 
+// A cache that begins at a tick instead of one whose values no longer hold, or that does not reach back to it.
+void StartCache(Stepper& stepper, double tick) {
+  DropSimulationFrom(stepper, 0);
+  stepper.cacheEntries.clear();
+  RebuildCacheFrom(stepper, tick);
+}
+
 // Whether the host promises that nothing has changed since the cache was last checked; then ticks before checkedTo are
 // not checked again. Asking costs as much as checking some ticks, so short sequences do not ask, unless the picture
 // that they would fingerprint is large.
@@ -76,7 +84,13 @@ bool RenewStamp(Stepper& stepper) {
   return unchanged;
 }
 
-// The entry that applies at a tick. The first one of a cache applies from tick 0 on.
+// Where a cache without entries begins: at the state that the frame can be reached from, if the host keeps one and
+// promises that no value has changed since. A sequence that starts far out then reads no tick before it.
+double FirstTickNeeded(Stepper& stepper) {
+  return stepper.stamp == 0 ? 0 : std::max(LatestResumeTick(stepper, std::floor(stepper.target)), 0.0);
+}
+
+// The entry that applies at a tick, which is not before the first one's.
 std::size_t EntryAt(const Stepper& stepper, double tick) {
   const auto& entries = stepper.cacheEntries;
   const auto after = std::partition_point(entries.begin(), entries.end(),
@@ -103,9 +117,11 @@ bool NeedsRestart(Stepper& stepper) {
 
 void ValidateCache(Stepper& stepper) {
   const bool unchanged = RenewStamp(stepper);
-  // A cache without entries has no restart values either: both come with the first rebuild.
-  if (!unchanged && NeedsRestart(stepper)) {
-    RebuildCacheFrom(stepper, 0);
+  // A cache without entries has no restart values either: both come with the first rebuild. What a cache that begins
+  // late does not know cannot be checked.
+  const bool beginsLate = !stepper.cacheEntries.empty() && stepper.cacheEntries.front().time > 0;
+  if (!unchanged && (beginsLate || NeedsRestart(stepper))) {
+    StartCache(stepper, FirstTickNeeded(stepper));
     return;
   }
   const double limit = stepper.target + 1;
@@ -135,14 +151,19 @@ double FindFirstChange(Stepper& stepper, KeyBytes keys, double from, double to) 
   return tick;
 }
 
+void HoldValuesFrom(Stepper& stepper, double tick) {
+  if (stepper.cacheEntries.front().time > tick) StartCache(stepper, tick);
+}
+
 void RebuildCacheFrom(Stepper& stepper, double from) {
   const double f = std::floor(from);
   DropSimulationFrom(stepper, f);
-  if (f == 0) StoreRestartValues(stepper);
   stepper.cacheDirty = true;
   RemoveEntriesFrom(stepper, f);
+  if (stepper.cacheEntries.empty()) StoreRestartValues(stepper);
   for (double tick = f; tick < stepper.target + 1; tick += 1) {
-    if (tick != 0) tick = FindFirstChange(stepper, stepper.cacheEntries.back().keys, tick, SearchEnd(stepper));
+    if (!stepper.cacheEntries.empty())
+      tick = FindFirstChange(stepper, stepper.cacheEntries.back().keys, tick, SearchEnd(stepper));
     const KeyBytes keys = SampleAnimated(stepper, tick);
     stepper.cacheEntries.push_back({keys, stepper.KeyBytesPerEntry(), tick});
     stepper.checkedTo = tick + 1;

@@ -1,5 +1,6 @@
 // The parameter-value cache: the animated parameters' values over time, as runs of equal values. One entry at tick 0
-// and one at every tick where a value differs from the entry before it.
+// and one at every tick where a value differs from the entry before it. Where the host keeps states to go on from and
+// promises that no value has changed since, the cache may begin at the tick of such a state instead.
 //
 // Every command that simulates first checks the cache against the host's values and rebuilds it from the first tick
 // where they differ; what was simulated at or after that tick is dropped.
@@ -19,6 +20,8 @@ void LoadSimParams(Stepper& stepper);
 
 void ValidateCache(Stepper& stepper);
 void RebuildCacheFrom(Stepper& stepper, double from);
+// Before stepping from a tick: a cache that begins later begins there.
+void HoldValuesFrom(Stepper& stepper, double tick);
 bool NeedsRestart(Stepper& stepper);
 // The first whole tick in from .. to at which a value differs from `keys`; the first one above `to` when none does.
 double FindFirstChange(Stepper& stepper, KeyBytes keys, double from, double to);

@@ -6,7 +6,8 @@
 //   2. snapshotTime is -1 exactly when snapshotBlock is null; otherwise it is a whole tick, not negative.
 //   3. cacheBlock, once set-up has run, holds the parameter lists and the values that list and snapshot were simulated
 //      with: there is no list and no snapshot before there are entries. terms holds what they were made for.
-//   4. The entries are in the order of their times, whole ticks from 0 on; restart values come with the first of them.
+//   4. The entries are in the order of their times, whole ticks; the first is at 0, or at the tick of a state that the
+//      host kept (resume_points.h), and list and snapshot are not earlier. Restart values come with it.
 //   5. Without entries there is no change stamp either; with one, checkedTo is a whole tick above 0.
 //   6. What the state owns on the private heap is there: the state is registered while it has a list or traces.
 // Nothing of it reaches a project: flatten and set-down both discard everything.

@@ -116,13 +116,16 @@ void WriteBack(Stepper& stepper) noexcept {
 
 bool IsWholeTick(double tick) { return tick >= 0 && tick == std::floor(tick); }
 
+// In order, and none of what was simulated with them begins before the first.
 bool EntriesAreInOrder(const Stepper& stepper) {
   double last = -1;
   for (const CacheEntry& entry : stepper.cacheEntries) {
     if (!IsWholeTick(entry.time) || entry.time <= last || entry.byteCount != stepper.KeyBytesPerEntry()) return false;
     last = entry.time;
   }
-  return stepper.cacheEntries.empty() || stepper.cacheEntries.front().time == 0;
+  if (stepper.cacheEntries.empty()) return true;
+  const double first = stepper.cacheEntries.front().time;
+  return (stepper.time == -1 || stepper.time >= first) && (stepper.snapshotTime == -1 || stepper.snapshotTime >= first);
 }
 
 }  // namespace

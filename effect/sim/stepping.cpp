@@ -11,13 +11,13 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
-#include <iterator>
 #include <new>
 
 #include "effect/base/float_rules.h"
 #include "effect/params/param_ids.h"
 #include "effect/params/param_slot.h"
 #include "effect/sim/param_cache.h"
+#include "effect/sim/resume_points.h"
 #include "effect/sim/ticks.h"
 #include "effect/sim/wave_bytes.h"
 
@@ -93,6 +93,7 @@ void MakeList(Stepper& stepper) {
 
 // No waves, and the first about to be born. The parameters' settings come with the first run of steps.
 void StartAfresh(Stepper& stepper) {
+  HoldValuesFrom(stepper, 0);
   MakeList(stepper);
   stepper.list->settings.emitPhase = 1.0F;
   stepper.time = 0;
@@ -133,62 +134,12 @@ void SaveSnapshot(Stepper& stepper) {
   utilities.unlockHandle(stepper.snapshotBlock);
 }
 
-// --- Resume points, where the host keeps them
-
-// Waves that no later frame shows. Only drawing removes them otherwise, so they would pile up while none is drawn.
-void RemoveDeadWaves(WaveList& list) {
-  for (auto at = list.waves.begin(); at != list.waves.end();) {
-    const bool isDead = !at->eachFrame && at->age >= at->lifespan;
-    at = isDead ? list.Remove(at) : std::next(at);
-  }
-}
-
-// What a kept state was made for. One that was made for anything else is ignored, even if the host still keeps it.
-struct ResumeTerms {
-  std::uint64_t stamp;  // 0: the host promises nothing, so no state can be gone back to
-  FrameTerms frame;
-  bool operator==(const ResumeTerms&) const = default;
-};
-
-ResumeTerms ResumeTermsOf(const Stepper& stepper) { return {stepper.context->ChangeStamp(), stepper.state->terms}; }
-
-// At a whole tick. The host may decline: no frame depends on it.
-void OfferResumePoint(Stepper& stepper) {
-  EffectContext& context = *stepper.context;
-  const OrvResumePointsService* service = context.services.ResumePoints();
-  const OrvEffectRef ref = context.inRecord->effectRef;
-  const auto tick = static_cast<std::int32_t>(stepper.time);
-  std::int32_t wanted = 0;
-  const auto from = static_cast<std::int32_t>(stepper.startTime), to = static_cast<std::int32_t>(stepper.target);
-  if (service == nullptr || service->wanted(ref, tick, from, to, &wanted) != 0 || wanted == 0) return;
-  const ResumeTerms terms = ResumeTermsOf(stepper);
-  if (terms.stamp == 0) return;
-  try {
-    RemoveDeadWaves(*stepper.list);
-    ByteWriter writer;
-    writer.Append(terms);
-    WriteWaveList(*stepper.list, writer);
-    service->keep(ref, tick, writer.Bytes(), static_cast<std::uint64_t>(writer.Length()));
-  } catch (const AllocFailed&) {  // the frame does not need it
-  }
-}
-
-// Restores the latest one at or before a tick if it is later than `best`.
+// Restores the latest state that the host kept at or before a tick if it is later than `best`.
 bool TakeResumePoint(Stepper& stepper, double best, double atOrBefore) {
-  EffectContext& context = *stepper.context;
-  const OrvResumePointsService* service = context.services.ResumePoints();
-  const void* bytes = nullptr;
-  std::uint64_t size = 0;
-  std::int32_t tick = 0;
-  const OrvEffectRef ref = context.inRecord->effectRef;
-  if (service == nullptr) return false;
-  const ResumeTerms terms = ResumeTermsOf(stepper);
-  if (terms.stamp == 0) return false;
-  if (service->latest(ref, static_cast<std::int32_t>(atOrBefore), &tick, &bytes, &size) != 0) return false;
-  if (bytes == nullptr || tick <= best || tick > atOrBefore) return false;
-  ByteReader reader(static_cast<const std::uint8_t*>(bytes), static_cast<std::size_t>(size));
   WaveList kept;
-  if (!(reader.Read<ResumeTerms>() == terms) || !ReadWaveList(reader, kept) || !IsPossible(kept)) return false;
+  const double tick = ReadResumePoint(stepper, best, atOrBefore, kept);
+  if (tick < 0) return false;
+  HoldValuesFrom(stepper, tick);
   MakeList(stepper);
   stepper.list->settings = kept.settings;
   stepper.list->waves.swap(kept.waves);

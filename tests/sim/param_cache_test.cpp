@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <iterator>
+#include <random>
 
 #include "effect/params/param_ids.h"
 #include "tests/sim/sequence_probe.h"
@@ -158,6 +160,50 @@ TEST(ParamCache, AChangeStampSparesTheCheckAndChangesNoFrame) {
   }
   std::string why;
   EXPECT_TRUE(host.Balanced(&why)) << why;
+}
+
+// A sequence that can go on from a state far out reads no value before it. Whatever is asked for after that, changed,
+// forgotten or refused, a frame is that of a sequence without such states.
+TEST(ParamCache, BeginsLateWhereTheHostKeepsAState) {
+  Cached host;
+  host.duration = 400 * 1000;
+  host.SetValue(kFrequency, [&host](std::int32_t time, OrvParamDef& d) {
+    d.value.fixed.value = static_cast<OrvFixed>(65536 * (1 + host.TickOf(time) / 50));
+  });
+  host.changeStamp = 1;
+  host.SetFixed(kExpansion, 3);
+  host.keepsResumePoints = true;
+  ASSERT_EQ(host.RenderTick(300), 0);
+  std::mt19937 random(31);
+  const auto startAnew = [&](std::size_t mostStates) {
+    auto states = host.resumePoints[host.in.sequenceData];
+    while (states.size() > mostStates) states.erase(std::next(states.begin(), random() % states.size()));
+    ASSERT_EQ(host.Send(ORV_SEQUENCE_SET_UP), 0);
+    host.resumePoints[host.in.sequenceData] = states;
+  };
+  startAnew(20);
+  const std::int32_t last = host.resumePoints[host.in.sequenceData].rbegin()->first;
+  const std::int64_t asked = host.Calls(Callback::kCheckOut);
+  ASSERT_EQ(host.RenderTick(last + 2.5), 0);
+  EXPECT_EQ(CacheTimes(host).front(), last);
+  EXPECT_LT(host.Calls(Callback::kCheckOut) - asked, 28 * 6);
+  int late = 0;
+  for (int i = 0; i < 500; ++i) {
+    if (random() % 5 == 0) startAnew(random() % 20);
+    if (random() % 25 == 0) host.in.quality = 1 - host.in.quality;
+    if (random() % 12 == 0) host.SetFixed(kExpansion, 3 * static_cast<double>(host.changeStamp = 1 + random() % 3));
+    const double tick = static_cast<double>(random() % 1200) / 4;
+    if (random() % 4 == 0) {
+      host.Arm(
+          {random() % 2 == 0 ? Callback::kNewHandle : Callback::kCheckOut, static_cast<std::int64_t>(random() % 60)});
+      host.RenderTick(static_cast<double>(random() % 1200) / 4);
+      host.Disarm();
+    }
+    ASSERT_EQ(host.RenderTick(tick), 0);
+    ASSERT_EQ(host.Picture(), host.FreshPictureAtTick(tick)) << i << ": " << tick;
+    if (CacheTimes(host).front() > 0) ++late;
+  }
+  EXPECT_GT(late, 30);
 }
 
 // A picture that cannot be read, a cache or a snapshot that finds no memory: nothing may stay behind that the stored
