@@ -47,8 +47,8 @@ Output:
 Jobs:
   --jobs N renders with N processes; the result is the same, byte for byte, for any N. Each packs and writes a picture
   while it draws the next one, on two processors; a film or a stream is encoded and written beside them. By default
-  there is one for every two processors, for every 16 frames at most, as far as memory reaches, and one alone where a
-  scene shows films, which each process decodes for itself.
+  there is one for every two processors, for raw frames one for each, for every 16 frames at most, as far as memory
+  reaches, and one alone where a scene shows films, which each process decodes for itself.
 
 Late frames:
   --snapshots DIR keeps the state of the waves every 20 seconds of the scene (--snapshot-seconds), once for all renders

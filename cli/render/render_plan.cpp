@@ -26,12 +26,13 @@
 namespace orvandel::cli {
 namespace {
 
-// A process draws on one processor and packs on another. Where few frames are asked for, more of them take longer to
-// start than they save.
-std::size_t JobsFor(const RenderRequest& request, std::size_t frames) {
+// A process draws on one processor and packs on another; raw frames need no packing. Where few frames are asked for,
+// more of them take longer to start than they save.
+std::size_t JobsFor(const RenderRequest& request, OutputKind output, std::size_t frames) {
   constexpr std::size_t kMost = 8, kFramesEach = 16;
   const std::size_t processors = std::max(1u, std::thread::hardware_concurrency());
-  if (!request.jobs) return std::clamp<std::size_t>(std::min(processors / 2, frames / kFramesEach), 1, kMost);
+  const std::size_t each = output == OutputKind::kStream ? 1 : 2;
+  if (!request.jobs) return std::clamp<std::size_t>(std::min(processors / each, frames / kFramesEach), 1, kMost);
   return std::min(*request.jobs == 0 ? processors : static_cast<std::size_t>(*request.jobs), frames);
 }
 
@@ -117,7 +118,7 @@ void PlanFrames(const RenderRequest& request, const std::vector<std::int32_t>& a
   const auto frames = plan.output.IsOrdered() ? asked : WithoutRepeats(asked);
   plan.frames = FramesLeft(plan.output, frames, request.existing, plan.form);
   plan.kept = frames.size() - plan.frames.size();
-  plan.jobs = static_cast<int>(JobsFor(request, plan.frames.size()));
+  plan.jobs = static_cast<int>(JobsFor(request, plan.output.kind, plan.frames.size()));
 }
 
 // What the frames need: waves, and memory.
