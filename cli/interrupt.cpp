@@ -13,13 +13,13 @@ namespace orvandel::cli {
 namespace {
 
 // The handler may touch nothing but lock-free atomics and memory that was complete before `unfinishedSet` became true.
-std::atomic<int> signalsSeen{0};
+std::atomic<int> signalsSeen{0}, signalsToEnd{2};
 std::atomic<bool> unfinishedSet{false};
 std::array<char, 4096> unfinishedName{};  // PATH_MAX; a longer name could not have been opened
 static_assert(std::atomic<int>::is_always_lock_free && std::atomic<bool>::is_always_lock_free);
 
 void OnSignal(int) {
-  if (signalsSeen.fetch_add(1) == 0) return;
+  if (signalsSeen.fetch_add(1) + 1 < signalsToEnd.load()) return;
   if (unfinishedSet.load()) unlink(unfinishedName.data());
   _exit(kInterrupted);
 }
@@ -42,6 +42,7 @@ void CatchInterrupts() {
 
 void LeaveInterruptsToParent() {
   signalsSeen = 0;
+  signalsToEnd = 3;
   unfinishedSet = false;
   std::signal(SIGINT, SIG_IGN);
   std::signal(SIGHUP, SIG_IGN);

@@ -218,9 +218,9 @@ double WorkerProcess::SecondsInFrame() const { return started_ > 0 ? SecondsSinc
 void WorkerProcess::NoMoreOrders() { shutdown(socket_, SHUT_WR); }
 
 void WorkerProcess::Stop() {
-  if (process_ < 0) return;
+  if (process_ < 0 || socket_ < 0) return;
   if (!ended_) kill(process_, SIGTERM);
-  if (socket_ >= 0) close(socket_);
+  close(socket_);
   socket_ = -1;
 }
 

@@ -39,7 +39,7 @@ class WorkerProcess {
   void NoMoreOrders();
   bool Ended() const { return ended_; }
   void SetEnded() { ended_ = true; }
-  // Asks the process to stop at once, which it does between two steps of a frame.
+  // Asks the process to stop at once, which it does between two steps of a frame. Again: nothing more.
   void Stop();
   // In a worker forked later: closes the inherited socket, which would otherwise stay open after the parent's end.
   void CloseInChild();

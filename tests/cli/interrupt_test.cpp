@@ -36,14 +36,17 @@ class Interrupting : public testing::Test {
 TEST_F(Interrupting, LeavesWholePicturesOnly) {
   WriteFile(folder_ / "scene.json", kLongScene);
   std::mt19937 random(130);
-  for (int round = 0; round < 6; ++round) {
+  for (int round = 0; round < 12; ++round) {
     std::filesystem::remove_all(Out());
     auto arguments = RenderTo("f.####.png");
     arguments.insert(arguments.end(), {"--jobs", std::to_string(round % 3 + 1)});
     Program program(arguments, "/dev/null", folder_ / "error");
     ASSERT_TRUE(WaitUntil([&] { return NamesIn(Out()).size() >= 2; })) << ReadFile(folder_ / "error");
     usleep(static_cast<useconds_t>(random() % 40000));
-    program.Send(round % 2 == 0 ? SIGINT : round % 4 == 1 ? SIGTERM : SIGHUP);
+    const int signal = round % 2 == 0 ? SIGINT : round % 4 == 1 ? SIGTERM : SIGHUP;
+    // As a scheduler does it: to all of a job's processes.
+    for (const pid_t worker : round < 6 ? std::vector<pid_t>{} : program.Children()) kill(worker, signal);
+    program.Send(signal);
     EXPECT_EQ(program.Wait(), kInterruptedCode);
     for (const std::string& name : NamesIn(Out())) {
       EXPECT_TRUE(name.starts_with("f.") && name.ends_with(".png")) << name;

@@ -185,14 +185,6 @@ TEST_F(Jobs, ResumeKnowsWhatPicturesAreMadeOf) {
   EXPECT_EQ(Render("out/f.####.png", {"--resume", "--frames", "9,10"}).exitCode, 0);
 }
 
-std::vector<pid_t> ChildrenOf(pid_t process) {
-  const std::string id = std::to_string(process);
-  std::istringstream text(ReadFile("/proc/" + id + "/task/" + id + "/children"));
-  std::vector<pid_t> children;
-  for (pid_t child; text >> child;) children.push_back(child);
-  return children;
-}
-
 // Nothing under a final name is ever unfinished, and what is there completes to the whole run.
 TEST_F(Jobs, KilledAtAnyMomentLeavesWholeFilesOnly) {
   ASSERT_EQ(Render("whole/f.png").exitCode, 0);
@@ -204,7 +196,7 @@ TEST_F(Jobs, KilledAtAnyMomentLeavesWholeFilesOnly) {
     usleep(static_cast<useconds_t>(random() % 250000));
     program.Send(SIGSTOP);  // so that no worker is forked behind the list
     usleep(2000);
-    const auto workers = ChildrenOf(program.Process());
+    const auto workers = program.Children();
     program.Send(SIGKILL);
     program.Wait();
     for (const pid_t worker : workers) {
@@ -234,9 +226,9 @@ TEST_F(Jobs, AKilledWorkerEndsTheRun) {
   WriteFile(Scene(), std::string(kScene).replace(std::string(kScene).find("\"duration\": 2"), 13, "\"duration\": 900"));
   for (const char* output : {"out/f.png", "film.mkv"}) {
     Program program(RenderTo(output, {"--jobs", "3", "--quiet"}), "/dev/null", folder_ / "error");
-    ASSERT_TRUE(WaitUntil([&] { return ChildrenOf(program.Process()).size() == 3; }));
+    ASSERT_TRUE(WaitUntil([&] { return program.Children().size() == 3; }));
     usleep(100000);
-    kill(ChildrenOf(program.Process())[1], SIGKILL);
+    kill(program.Children()[1], SIGKILL);
     EXPECT_EQ(program.Wait(), 1);
     EXPECT_THAT(ReadFile(folder_ / "error"), HasSubstr("a render process was ended by signal 9"));
     EXPECT_FALSE(std::filesystem::exists(folder_ / "film.mkv"));

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <sstream>
 #include <stdexcept>
 
 namespace orvandel::cli {
@@ -43,6 +44,14 @@ Program::~Program() {
 }
 
 void Program::Send(int signal) const { kill(process_, signal); }
+
+std::vector<pid_t> Program::Children() const {
+  const std::string id = std::to_string(process_);
+  std::istringstream text(ReadFile("/proc/" + id + "/task/" + id + "/children"));
+  std::vector<pid_t> children;
+  for (pid_t child; text >> child;) children.push_back(child);
+  return children;
+}
 
 int Program::Wait() {
   int status = 0;

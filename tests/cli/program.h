@@ -32,6 +32,7 @@ class Program {
 
   void Send(int signal) const;
   pid_t Process() const { return process_; }
+  std::vector<pid_t> Children() const;
   int Wait();  // the exit code, as in Outcome
 
  private:
