@@ -321,9 +321,14 @@ class SceneReader {
 
   // Complaints name the option in the file's place.
   void ApplySet(const std::string& text) {
-    const SetOption set = ParseSetOption(text);
+    SetOption set = ParseSetOption(text);
     const JsonPlace place(set.value, set.option);
     const ParamInfo& info = NeedParam(place, set.name);
+    const bool isOn = set.value.text == "on";
+    if (info.Type() == ORV_PARAM_CHECKBOX && (isOn || set.value.text == "off")) {  // the words that lists show
+      set.value.kind = JsonNode::Kind::kBool;
+      set.value.truth = isOn;
+    }
     if (set.effect > scene_.emitters.size()) {
       place.Fail(
           fmt::format("the scene has {} effect{}", scene_.emitters.size(), scene_.emitters.size() == 1 ? "" : "s"));

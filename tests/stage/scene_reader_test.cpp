@@ -76,7 +76,7 @@ TEST(SceneReader, OptionsTakeTheScenesPlaceAndAreNamedInComplaints) {
   const auto value = [&](const Scene& scene, std::size_t effect, const char* name) {
     return scene.emitters[effect].tracks[static_cast<std::size_t>(catalog.Find(name)->hostIndex)].keys.at(0).value;
   };
-  const Scene scene = read({"Sides=6", " 2:Sides = 7", "Color=#ff0001", "Wave Type=Image Contours", "Star=false",
+  const Scene scene = read({"Sides=6", " 2:Sides = 7", "Color=#ff0001", "Wave Type=Image Contours", "Star=off",
                             "Producer Point=[1, 2.5]", R"(Mask=null)"});
   EXPECT_EQ(value(scene, 0, "Sides"), Value(6.0));
   EXPECT_EQ(value(scene, 1, "Sides"), Value(7.0));
