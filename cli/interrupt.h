@@ -1,4 +1,5 @@
-// Ctrl-C, SIGTERM and SIGHUP: the first asks the work to stop, the second ends the program at once.
+// Ctrl-C, SIGTERM and SIGHUP: the first asks the work to stop, the second ends the program at once, unless it comes so
+// close upon the first that it must be the same one, sent twice.
 #pragma once
 
 #include <array>
@@ -14,8 +15,7 @@ inline constexpr std::array<int, 3> kStopSignals{SIGINT, SIGTERM, SIGHUP};
 void CatchInterrupts();
 
 // In a worker process: SIGINT and SIGHUP, which a terminal sends to parent and workers alike, are left to the parent;
-// SIGTERM, which the parent sends, asks the worker to stop. A scheduler sends one to all processes of a job, so that two
-// are one wish; only the third ends the worker at once. Signals received before the fork are forgotten.
+// SIGTERM, which the parent sends, asks the worker to stop. Signals received before the fork are forgotten.
 void LeaveInterruptsToParent();
 
 // Whether the person asked to stop. Cheap: an atomic load, for use in the effect's own callbacks.
