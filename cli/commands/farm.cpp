@@ -193,6 +193,7 @@ void Farm(const FarmRequest& request) {
   PrepareFolder(made.job.PictureOf(0));
   if (!made.job.film.empty()) PrepareFolder(made.job.film, "--film");
   PrepareFolder(made.job.LogFolder() / "log", "--folder");
+  RemoveTries(made.job);
   WriteScripts(made.job);
   Tell(JobText(made.job) + "\n");
   Go(made.job, AllChunks(made.job), request.noSubmit, request.wait);

@@ -27,4 +27,7 @@ std::optional<FarmReport> ReadReport(const FarmJob& job);
 // Before work begins that would make them untrue.
 void RemoveReports(const FarmJob& job);
 
+// What the tasks of an earlier job in this folder wrote down of their tries, before a new one begins.
+void RemoveTries(const FarmJob& job);
+
 }  // namespace orvandel::cli

@@ -44,15 +44,21 @@ class FrameWatch {
 
 void Watch(const FarmJob& job) {
   FrameWatch frames(job);
-  const auto progress = MakeProgress(ProgressKind::kFromTerminal);
+  const auto total = static_cast<std::int64_t>(job.FrameCount());
+  auto progress = MakeProgress(ProgressKind::kFromTerminal);
   for (int silences = 0;;) {
     const auto done = static_cast<std::int64_t>(frames.Done());
-    progress->Frame({0, done, static_cast<std::int64_t>(job.FrameCount()), 0, 0, {}});
+    if (progress != nullptr) progress->Frame({0, done, total, 0, 0, {}});
     Pause();
     if (StopRequested()) throw stage::Interrupted();
     const Queue queue = AskQueue(job);
     silences = queue.answered ? 0 : silences + 1;
     if (queue.answered && queue.tasks.empty()) return;
+    if (done == total && progress != nullptr) {
+      progress.reset();
+      PrintNote(
+          fmt::format("every frame is there; the join checks them{}", job.film.empty() ? "" : ", then makes the film"));
+    }
     if (silences < kMostSilences) continue;
     throw stage::WorkError(fmt::format("the queue no longer answers; the job may go on: orvandel farm status {}",
                                        ShellWord(job.folder.string())));
