@@ -13,8 +13,8 @@ namespace {
 using nlohmann::ordered_json;
 
 constexpr int kFormat = 1;
-constexpr const char* kTries = ".tries";  // as the chunks' script names its files
-constexpr std::size_t kMostNamed = 10;    // faults in the text; the JSON has all
+constexpr const char *kChunk = "chunk_", *kTries = ".tries";  // as the chunks' script names its files
+constexpr std::size_t kMostNamed = 10;                        // faults in the text; the JSON has all
 
 // One try of a chunk, as its script wrote it down.
 struct Try {
@@ -28,7 +28,7 @@ struct Try {
 std::vector<Try> TriesOf(const FarmJob& job) {
   std::vector<Try> tries;
   for (std::size_t chunk = 0; chunk < job.chunks.size(); ++chunk) {
-    std::ifstream lines(job.LogFolder() / fmt::format("chunk_{}{}", chunk, kTries));
+    std::ifstream lines(job.LogFolder() / fmt::format("{}{}{}", kChunk, chunk, kTries));
     for (Try one; lines >> one.number >> one.node >> one.seconds >> one.exitCode;) {
       one.chunk = chunk;
       tries.push_back(one);
@@ -132,7 +132,8 @@ void RemoveTries(const FarmJob& job) {
   std::error_code ignored;
   std::vector<std::filesystem::path> old;
   for (const auto& entry : std::filesystem::directory_iterator(job.LogFolder(), ignored)) {
-    if (entry.path().extension() == kTries) old.push_back(entry.path());
+    const bool isOurs = entry.path().filename().string().starts_with(kChunk) && entry.path().extension() == kTries;
+    if (isOurs) old.push_back(entry.path());
   }
   for (const auto& file : old) std::filesystem::remove(file, ignored);
 }
