@@ -162,8 +162,9 @@ void RebuildCacheFrom(Stepper& stepper, double from) {
   RemoveEntriesFrom(stepper, f);
   if (stepper.cacheEntries.empty()) StoreRestartValues(stepper);
   for (double tick = f; tick < stepper.target + 1; tick += 1) {
-    if (!stepper.cacheEntries.empty())
+    if (!stepper.cacheEntries.empty()) {
       tick = FindFirstChange(stepper, stepper.cacheEntries.back().keys, tick, SearchEnd(stepper));
+    }
     const KeyBytes keys = SampleAnimated(stepper, tick);
     stepper.cacheEntries.push_back({keys, stepper.KeyBytesPerEntry(), tick});
     stepper.checkedTo = tick + 1;
