@@ -177,7 +177,8 @@ TEST(ParamCache, BeginsLateWhereTheHostKeepsAState) {
   std::mt19937 random(31);
   const auto startAnew = [&](std::size_t mostStates) {
     auto states = host.resumePoints[host.in.sequenceData];
-    while (states.size() > mostStates) states.erase(std::next(states.begin(), random() % states.size()));
+    while (states.size() > mostStates)
+      states.erase(std::next(states.begin(), static_cast<std::ptrdiff_t>(random() % states.size())));
     ASSERT_EQ(host.Send(ORV_SEQUENCE_SET_UP), 0);
     host.resumePoints[host.in.sequenceData] = states;
   };
