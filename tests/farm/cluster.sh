@@ -37,7 +37,7 @@ SlurmctldPort=$port
 SlurmUser=root
 SlurmdUser=root
 AuthType=auth/munge
-AuthInfo=socket=$cluster/munge.sock,cred_expire=2
+AuthInfo=socket=$cluster/munge.sock,cred_expire=5
 StateSaveLocation=$cluster/state
 SlurmdSpoolDir=$cluster/spool/%n
 SlurmctldPidFile=$cluster/slurmctld.pid
