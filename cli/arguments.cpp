@@ -95,7 +95,8 @@ void AddPicture(CLI::App& command, Requests& requests) {
 void AddLimits(CLI::App& command, RenderRequest& request) {
   command
       .add_option("-j,--jobs", request.jobs,
-                  "Render with N processes; 0: one per processor; default: one per two processors, on a farm one")
+                  "Render with N processes; 0: one per processor; default: one per two processors, for raw frames one "
+                  "each, on a farm one")
       ->check(CLI::Range(0, kMostJobs))
       ->type_name("N");
   command

@@ -69,7 +69,7 @@ typedef struct OrvProgressIntervalService {
  * begins at one of them instead of at the start. What is kept belongs to one sequence and is forgotten when that ends.
  * Such a host offers the change stamp as well: without one nothing is kept, and what was kept under another stamp, or
  * for frames of another size or quality, is ignored; the host may forget it. A sequence that begins at such a state
- * checks out no parameter at the ticks before it.
+ * need not check parameters out at the ticks between 0 and it.
  */
 #define ORV_RESUME_POINTS_SERVICE "Orvandel Resume Points"
 #define ORV_RESUME_POINTS_VERSION 2
